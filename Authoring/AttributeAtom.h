@@ -1,0 +1,34 @@
+// The file attribute atom "Xtra": facts about a whole volumetric file. NimbCore/XtraAttributes.cpp reads it.
+#pragma once
+
+#include "Nimb/NimbInterfaces.h"
+
+#include <array>
+#include <cstddef>
+#include <optional>
+#include <vector>
+
+namespace Authoring {
+
+/// What a player reports about a file before it has decoded any frame of it.
+struct FileAttributes {
+    UINT32 frameCount = 0;
+    UINT32 maxVertexCount = 0;  ///< of any one frame
+    UINT32 maxIndexCount = 0;   ///< of any one frame
+    std::array<double, 3> bboxMin{};
+    std::array<double, 3> bboxMax{};
+    std::optional<UINT32> hasVertexNormals;  ///< 0 or 1; the one value that a file may leave out
+};
+
+enum class AtomForm {
+    Plain,    ///< each value directly under its type
+    Wrapped,  ///< each value inside a blob
+};
+
+/// Players look for the atom in this many bytes at the end of the file. The atom always fits; it should come last.
+constexpr std::size_t c_AttributeAtomWindow = 1024;
+
+/// The complete box, size and type included.
+std::vector<BYTE> WriteAttributeAtom(const FileAttributes& attributes, AtomForm form = AtomForm::Plain);
+
+}  // namespace Authoring

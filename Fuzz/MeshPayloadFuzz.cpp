@@ -1,0 +1,12 @@
+// Any bytes as a video sample: FindCompressedMesh finds what the step-by-step rule of the format finds, byte for byte.
+#include "Tests/MeshPayloadModel.h"
+
+#include <cstdlib>
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    const NimbTest::Bytes sample(data, data + size);
+    if (NimbTest::ReadMeshFrame(sample) != NimbTest::ModelMeshFrame(sample)) {
+        std::abort();
+    }
+    return 0;
+}

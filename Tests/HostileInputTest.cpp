@@ -1,0 +1,220 @@
+// Small frames of every kind, cut at every byte and changed at every byte: whatever happens to a frame, nothing is read
+// or written out of bounds (the sanitizers see to that), the outcome is the same in memory that held something else
+// before, and the frames that follow decode as if it had never been.
+#include "Authoring/FrameEncoder.h"
+#include "Authoring/TextureTransform.h"
+#include "Nimb/NimbAssert.h"
+#include "Tests/TestSupport.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+using namespace Authoring;
+using Test::DecodedFrame;
+using Test::FrameReader;
+using Test::MakeSheet;
+using Test::Moved;
+
+namespace {
+
+/// Changing every byte to every other value is for frames up to this size; longer ones (the frequency tables of Huffman
+/// frames) change to a few telling values from there on.
+constexpr std::size_t c_FullyChanged = 260;
+
+struct Subject {
+    std::string name;
+    UINT32 vertexFormat;
+    std::vector<Bytes> before;  // frames that the damaged one needs
+    Bytes frame;
+    std::vector<Bytes> after;  // a key frame of the same sub-mesh and a frame that builds on it
+};
+
+/// Frames of one clip: the second last is a key frame of what comes before it.
+std::vector<Bytes> EncodeClip(const Mesh& mesh, const KeyFrameOptions& key, std::vector<DeltaFrameOptions> deltas) {
+    FrameEncoder encoder;
+    std::vector<Bytes> frames{encoder.KeyFrame(mesh, key).bytes};
+    UINT32 time = 0;
+    for (DeltaFrameOptions& delta : deltas) {
+        delta.subMeshId = key.subMeshId;
+        delta.maxError = 0.002;
+        frames.push_back(encoder.DeltaFrame(Moved(mesh, ++time), delta).bytes);
+    }
+    return frames;
+}
+
+DeltaFrameOptions Delta(DeltaCoding coding, bool normals = false) {
+    DeltaFrameOptions options;
+    options.coding = coding;
+    options.normals = normals;
+    return options;
+}
+
+Subject KeySubject(const char* name, UINT32 vertexFormat, IndexCoding indices, bool indicesFirst, bool normals) {
+    const Mesh mesh = MakeSheet(3, 2);
+    KeyFrameOptions key;
+    key.indices = indices;
+    key.indicesFirst = indicesFirst;
+    key.normals = normals;
+    const auto clip = EncodeClip(mesh, key, {Delta(DeltaCoding::Plain)});
+    return {name, vertexFormat, {}, clip[0], clip};
+}
+
+Subject DeltaSubject(const char* name, UINT32 vertexFormat, DeltaCoding coding, bool normals) {
+    const Mesh mesh = MakeSheet(4, 3);
+    const auto clip = EncodeClip(mesh, {}, {Delta(coding), Delta(coding, normals), Delta(DeltaCoding::Plain)});
+    return {name, vertexFormat, {clip[0], clip[1]}, clip[2], {clip[0], clip[1], clip[2]}};
+}
+
+Subject TemporalSubject(const char* name, UINT32 vertexFormat, bool delta) {
+    const Mesh meshes[2] = {MakeSheet(2, 2, 1), MakeSheet(3, 2, 2)};
+    FrameEncoder encoder;
+    std::vector<Bytes> frames;
+    for (UINT32 time = 0; time < 2; ++time) {
+        const Mesh moved[2] = {Moved(meshes[0], time), Moved(meshes[1], time)};
+        std::vector<SubFrame> subFrames(2);
+        for (UINT32 k = 0; k < 2; ++k) {
+            subFrames[k].mesh = &moved[k];
+            subFrames[k].key.subMeshId = k;
+            subFrames[k].key.indices = k == 0 ? IndexCoding::List2 : IndexCoding::EdgeBreaker;
+            if (time > 0) {
+                subFrames[k].delta = Delta(k == 0 ? DeltaCoding::Golomb : DeltaCoding::Plain);
+                subFrames[k].delta->subMeshId = k;
+            }
+        }
+        subFrames[1].transform = SolveTransform(PlaceInAtlas(0.5f, 0.5f, 0.25f, 0.25f));
+        frames.push_back(encoder.TemporalFrame(subFrames).bytes);
+    }
+    return {name, vertexFormat, delta ? std::vector<Bytes>{frames[0]} : std::vector<Bytes>{}, frames[delta ? 1 : 0],
+            frames};
+}
+
+std::vector<Subject> MakeSubjects() {
+    constexpr UINT32 int16 = 5, int16Normals = 7, floats = 13, floatNormals = 15;
+    return {
+        KeySubject("KeyList1", floats, IndexCoding::List1, false, false),
+        KeySubject("KeyList2", int16Normals, IndexCoding::List2, true, false),
+        KeySubject("KeyEdgeBreaker", floatNormals, IndexCoding::EdgeBreaker, true, true),
+        KeySubject("KeyStrips1", int16, IndexCoding::Strips1, false, false),
+        KeySubject("KeyStrips2", floats, IndexCoding::Strips2, false, false),
+        KeySubject("KeyNormalsDropped", int16, IndexCoding::List2, false, true),
+        DeltaSubject("DeltaRecords", floats, DeltaCoding::Quantised, true),
+        DeltaSubject("DeltaPlain", floatNormals, DeltaCoding::Plain, true),
+        DeltaSubject("DeltaGolomb", int16Normals, DeltaCoding::Golomb, true),
+        DeltaSubject("DeltaTransform", floats, DeltaCoding::Transform, false),
+        DeltaSubject("DeltaTransformNormals", int16Normals, DeltaCoding::Transform, true),
+        DeltaSubject("DeltaHuffman", int16, DeltaCoding::Huffman, false),
+        TemporalSubject("TemporalKeys", int16, false),
+        TemporalSubject("TemporalKeysFloat", floatNormals, false),
+        TemporalSubject("TemporalDeltas", floats, true),
+    };
+}
+
+const std::vector<Subject>& Subjects() {
+    static const std::vector<Subject> subjects = MakeSubjects();
+    return subjects;
+}
+
+class HostileInput : public testing::TestWithParam<std::size_t> {
+protected:
+    HostileInput() : m_Previous(Nimb::SetAssertionSink([](const Nimb::AssertionInfo&) {})) {
+        FrameReader reader(subject.vertexFormat);
+        for (const Bytes& frame : subject.before) {
+            EXPECT_EQ(S_OK, reader.Decode(frame).hr);
+        }
+        EXPECT_EQ(S_OK, reader.Decode(subject.frame).hr);
+        for (const Bytes& frame : subject.after) {
+            m_Wanted.push_back(reader.Decode(frame));
+            EXPECT_EQ(S_OK, m_Wanted.back().hr);
+        }
+    }
+    ~HostileInput() override { Nimb::SetAssertionSink(m_Previous); }
+
+    /// Decodes the damaged frame in its place.
+    DecodedFrame Decode(IStream& damaged, BYTE pattern) {
+        FrameReader reader(subject.vertexFormat, pattern);
+        for (const Bytes& frame : subject.before) {
+            reader.Decode(frame);
+        }
+        const DecodedFrame outcome = reader.Decode(damaged);
+        if (outcome.hr != S_OK) {
+            EXPECT_TRUE(outcome.vertices.empty() && outcome.indices.empty()) << "a refused frame hands something out";
+        }
+        for (std::size_t i = 0; i < subject.after.size(); ++i) {
+            EXPECT_TRUE(m_Wanted[i] == reader.Decode(subject.after[i])) << "frame " << i << " after the damaged one";
+        }
+        return outcome;
+    }
+
+    void Check(const BYTE* data, std::size_t size) {
+        ::Test::MemoryStream first(data, size), second(data, size);
+        EXPECT_TRUE(Decode(first, 0x00) == Decode(second, 0xA7)) << "the outcome depends on what memory held before";
+    }
+
+    const Subject& subject = Subjects()[GetParam()];
+
+private:
+    std::vector<DecodedFrame> m_Wanted;
+    Nimb::AssertionSink m_Previous;
+};
+
+}  // namespace
+
+TEST_P(HostileInput, EveryCut) {
+    for (std::size_t size = 0; size < subject.frame.size(); ++size) {
+        // An exact copy, so that the sanitizer sees a read beyond the cut.
+        const Bytes cut(subject.frame.begin(), subject.frame.begin() + static_cast<std::ptrdiff_t>(size));
+        Check(cut.data(), cut.size());
+        ASSERT_FALSE(HasFailure()) << "cut after " << size << " bytes";
+    }
+}
+
+TEST_P(HostileInput, EveryChangedByte) {
+    Bytes frame = subject.frame;
+    for (std::size_t at = 0; at < frame.size(); ++at) {
+        const BYTE good = frame[at];
+        for (UINT32 change = 1; change < 256; ++change) {
+            const bool telling = (change & (change - 1)) == 0 || change == 0xFF || (good ^ change) == 0x7F;
+            if (at >= c_FullyChanged && !telling) {
+                continue;
+            }
+            frame[at] = static_cast<BYTE>(good ^ change);
+            Check(frame.data(), frame.size());
+            ASSERT_FALSE(HasFailure()) << "byte " << at << " changed from " << +good << " to " << +frame[at];
+        }
+        frame[at] = good;
+    }
+}
+
+TEST_P(HostileInput, EveryFailingRead) {
+    // The stream fails at its n-th read; some failures are deliberately survived, none may leave the reader unusable.
+    bool complete = false;
+    for (std::size_t failAt = 0; !complete; ++failAt) {
+        ::Test::MemoryStream stream(subject.frame.data(), subject.frame.size(), failAt);
+        const HRESULT hr = Decode(stream, 0x5A).hr;
+        complete = hr == S_OK && stream.Left() == 0;
+        ASSERT_FALSE(HasFailure()) << "read " << failAt;
+        ASSERT_LT(failAt, 2000u);
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(AllCodecs, HostileInput, testing::Range(std::size_t{0}, Subjects().size()),
+                         [](const auto& info) { return Subjects()[info.param].name; });
+
+TEST(HostileQuad, AFrameWithoutStreamIsTheQuadWhateverCameBefore) {
+    const auto quad = [](Nimb::CNimbMeshReader& reader) {
+        NIMBCORE::CComPtr<INimbBuffer> vertices, indices;
+        EXPECT_EQ(S_OK, reader.ReadMesh(nullptr, 0, &vertices, &indices));
+        return ::Test::Contents<UINT32>(indices);
+    };
+    for (const Subject& subject : Subjects()) {
+        ::Test::PatternAllocator allocator(0);
+        Nimb::CNimbMeshReader reader;
+        reader.Initialize(&allocator, subject.vertexFormat);
+        const std::vector<UINT32> wanted{0, 1, 3, 3, 1, 2, 0, 3, 1, 3, 2, 1};
+        ::Test::MemoryStream stream(subject.after[0].data(), subject.after[0].size());
+        NIMBCORE::CComPtr<INimbBuffer> vertices, indices;
+        EXPECT_EQ(S_OK, reader.ReadMesh(&stream, 0, &vertices, &indices));
+        EXPECT_EQ(wanted, quad(reader));
+    }
+}

@@ -1,0 +1,180 @@
+#!/usr/bin/env bash
+# Builds and runs all tests: every stage is a preset of CMakePresets.json that is configured, built and tested.
+# Ends with "N passed, M failed" over all stages; the status is zero when nothing failed.
+set -euo pipefail
+cd "$(dirname "$0")"
+
+readonly logs=out/test-logs
+
+# Stage, and what it is for.
+readonly stages=(
+  "release|g++, optimised"
+  "debug|g++, unoptimised, library checks"
+  "clang|clang++, optimised"
+  "asan|address and undefined-behaviour sanitizers"
+  "tsan|thread sanitizer"
+  "fuzz|every fuzz target for a short while"
+  "arm64|aarch64 under qemu"
+)
+
+readonly native_packages=(cmake ninja-build g++ libgtest-dev)
+readonly further_packages=(googletest clang libclang-rt-14-dev llvm g++-aarch64-linux-gnu qemu-user)
+
+usage() {
+  cat <<TEXT
+Usage: ./test.sh [--quick | STAGE...]
+
+Installs the Debian packages that are missing, then builds and runs the tests. Without arguments, all stages:
+
+$(for stage in "${stages[@]}"; do printf '  %-9s%s\n' "${stage%%|*}" "${stage#*|}"; done)
+
+--quick is the stage release alone. Each stage builds in build/STAGE and logs to $logs/STAGE.log.
+
+Environment:
+  NIMB_FUZZ_SECONDS  how long each fuzz target runs (default 10)
+TEXT
+}
+
+die() {
+  echo "test.sh: $*" >&2
+  exit 1
+}
+
+# The end of a log without the lines of build steps that went well.
+show_tail() {
+  echo "    ... $1:"
+  grep -v '^\[[0-9]*/[0-9]*\] ' "$1" | tail -n 40 | sed 's/^/    /' || true
+}
+
+is_installed() {
+  [[ $(dpkg-query -W -f='${db:Status-Status}' "$1" 2>/dev/null) == installed ]]
+}
+
+install_packages() {
+  local package missing=() as_root=()
+  for package in "$@"; do
+    is_installed "$package" || missing+=("$package")
+  done
+  ((${#missing[@]})) || return 0
+
+  if ((EUID != 0)); then
+    as_root=(sudo)
+    [[ -t 0 ]] || as_root+=(--non-interactive)
+  fi
+  if ! command -v apt-get >/dev/null || ! "${as_root[@]}" true 2>/dev/null; then
+    die "Debian packages are missing and cannot be installed from here; as root: apt-get install ${missing[*]}"
+  fi
+
+  echo "Installing ${missing[*]}"
+  local apt=("${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get -q -y
+    -o DPkg::Lock::Timeout=300 -o Acquire::Retries=3)
+  if ! { "${apt[@]}" update && "${apt[@]}" install --no-install-recommends "${missing[@]}"; } \
+    </dev/null >"$logs/packages.log" 2>&1; then
+    show_tail "$logs/packages.log"
+    die "the packages could not be installed"
+  fi
+}
+
+# Where the kernel spreads addresses widely, the sanitizers of Debian 12 may find their shadow's place taken.
+with_fixed_addresses() {
+  if setarch -R true 2>/dev/null; then
+    setarch -R "$@"
+  else
+    "$@"
+  fi
+}
+
+build_and_test() {
+  local stage=$1 options=()
+  if [[ $stage == fuzz ]]; then
+    options=("-DNIMB_FUZZ_SECONDS=${NIMB_FUZZ_SECONDS:-10}")
+  fi
+  cmake --preset "$stage" "${options[@]}" &&
+    cmake --build --preset "$stage" &&
+    with_fixed_addresses ctest --preset "$stage" --output-junit "$PWD/$logs/$stage.xml"
+}
+
+# A count in the head of CTest's report: tests, failures or skipped; zero when the stage did not get as far.
+reported() {
+  local count=
+  count=$(grep -m1 -oP "^\s*$2=\"\K[0-9]+" "$logs/$1.xml" 2>/dev/null) || true
+  echo "${count:-0}"
+}
+
+show_fuzz_executions() {
+  awk '/Testing: /               { target = $NF }
+       /number_of_executed_units/ { printf "    %-32s%12d executions\n", target, $2 }' \
+    build/fuzz/Testing/Temporary/LastTest.log
+}
+
+passed=0
+failed=0
+
+# Runs one stage, adds its counts to the sums and prints its line. A stage that stops without a failed test, because it
+# does not build for instance, counts as one failure.
+run_stage() {
+  local stage=$1 about=$2 log=$logs/$1.log start=$SECONDS complete=true
+  printf '%-9s%-44s' "$stage" "$about"
+  rm -f "$logs/$stage.xml"
+  build_and_test "$stage" </dev/null >"$log" 2>&1 || complete=false
+
+  local failures skipped successes
+  failures=$(reported "$stage" failures)
+  skipped=$(reported "$stage" skipped)
+  successes=$(($(reported "$stage" tests) - failures - skipped))
+  if [[ $complete == false ]] && ((failures == 0)); then
+    failures=1
+  fi
+  ((passed += successes, failed += failures)) || true
+
+  local notes=
+  ((skipped == 0)) || notes+=", $skipped skipped"
+  ((failures == 0)) || notes+=", $failures FAILED"
+  printf '%5d passed%s  (%d:%02d)\n' "$successes" "$notes" $(((SECONDS - start) / 60)) $(((SECONDS - start) % 60))
+  if ((failures)); then
+    show_tail "$log"
+  elif [[ $stage == fuzz ]]; then
+    show_fuzz_executions
+  fi
+}
+
+is_chosen() {
+  local name
+  for name in "${chosen[@]}"; do
+    [[ $name == "$1" ]] && return
+  done
+  return 1
+}
+
+chosen=()
+for argument in "$@"; do
+  case $argument in
+    -h | --help) usage; exit ;;
+    --quick) chosen+=(release) ;;
+    *) printf '%s\n' "${stages[@]%%|*}" | grep -qx -e "$argument" || die "no stage '$argument'; see ./test.sh -h"
+       chosen+=("$argument") ;;
+  esac
+done
+((${#chosen[@]})) || chosen=("${stages[@]%%|*}")
+
+mkdir -p "$logs"
+if [[ ${chosen[*]} == release ]]; then
+  install_packages "${native_packages[@]}"
+else
+  install_packages "${native_packages[@]}" "${further_packages[@]}"
+fi
+if command -v ccache >/dev/null; then
+  export CMAKE_CXX_COMPILER_LAUNCHER=ccache
+fi
+export CMAKE_BUILD_PARALLEL_LEVEL=${CMAKE_BUILD_PARALLEL_LEVEL:-$(nproc)}
+export CTEST_PARALLEL_LEVEL=${CTEST_PARALLEL_LEVEL:-$(nproc)}
+
+for stage in "${stages[@]}"; do
+  if is_chosen "${stage%%|*}"; then
+    run_stage "${stage%%|*}" "${stage#*|}"
+  fi
+done
+
+echo "All stages took $((SECONDS / 60)) min $((SECONDS % 60)) s; logs are in $logs."
+echo "$passed passed, $failed failed"
+((failed == 0))
