@@ -40,10 +40,10 @@ die() {
   exit 1
 }
 
-# The end of a log without the lines of build steps that went well.
+# The end of a log without the lines of what went well.
 show_tail() {
   echo "    ... $1:"
-  grep -v '^\[[0-9]*/[0-9]*\] ' "$1" | tail -n 40 | sed 's/^/    /' || true
+  grep -vE '^\[[0-9]+/[0-9]+\] |^ +Start +[0-9]+: | Passed +[0-9.]+ sec$' "$1" | tail -n 40 | sed 's/^/    /' || true
 }
 
 is_installed() {
@@ -90,7 +90,7 @@ build_and_test() {
     options=("-DNIMB_FUZZ_SECONDS=${NIMB_FUZZ_SECONDS:-10}")
   fi
   cmake --preset "$stage" "${options[@]}" &&
-    cmake --build --preset "$stage" &&
+    cmake --build --preset "$stage" -- -k 0 &&
     with_fixed_addresses ctest --preset "$stage" --output-junit "$PWD/$logs/$stage.xml"
 }
 
@@ -166,6 +166,7 @@ fi
 if command -v ccache >/dev/null; then
   export CMAKE_CXX_COMPILER_LAUNCHER=ccache
 fi
+ulimit -c 0 # the death tests mean to die
 export CMAKE_BUILD_PARALLEL_LEVEL=${CMAKE_BUILD_PARALLEL_LEVEL:-$(nproc)}
 export CTEST_PARALLEL_LEVEL=${CTEST_PARALLEL_LEVEL:-$(nproc)}
 

@@ -17,16 +17,17 @@ GOALS = [
     ("Delta frame, Golomb", "Frame/{}/Delta/Golomb/float", "Peer/{}/DracoDecode/default", 25),
     ("Delta frame, Huffman", "Frame/{}/Delta/Huffman/float", "Peer/{}/DracoDecode/default", 25),
     ("Key frame, list deltas", "Frame/{}/Key/List2/float", "Peer/{}/Memcpy/float/frame", 1 / 3),
-    ("Delta frame, plain", "Frame/{}/Delta/Plain/float", "Peer/{}/MeshoptimizerDecode/vertices+indices", 1),
-    ("Delta frame, Golomb", "Frame/{}/Delta/Golomb/float", "Peer/{}/MeshoptimizerDecode/vertices+indices", 1),
-    ("Delta frame, transforms", "Frame/{}/Delta/Transform/float", "Peer/{}/MeshoptimizerDecode/vertices+indices", 1),
-    ("Delta frame, Huffman", "Frame/{}/Delta/Huffman/float", "Peer/{}/MeshoptimizerDecode/vertices+indices", 1),
+    ("Mark: delta frame, plain", "Frame/{}/Delta/Plain/float", "Peer/{}/MeshoptimizerDecode/vertices+indices", 1),
+    ("Mark: delta frame, Golomb", "Frame/{}/Delta/Golomb/float", "Peer/{}/MeshoptimizerDecode/vertices+indices", 1),
+    ("Mark: delta frame, transforms", "Frame/{}/Delta/Transform/float", "Peer/{}/MeshoptimizerDecode/vertices+indices", 1),
+    ("Mark: delta frame, Huffman", "Frame/{}/Delta/Huffman/float", "Peer/{}/MeshoptimizerDecode/vertices+indices", 1),
 ]
 
 
 def best_runs(results):
     best = {}
-    for run in results["benchmarks"]:
+    # Interleaved runs are written in the order in which they happened to be made.
+    for run in sorted(results["benchmarks"], key=lambda r: r["family_index"]):
         if run.get("run_type") != "iteration" or run.get("error_occurred"):
             continue
         name = run["run_name"]
@@ -40,7 +41,7 @@ def microseconds(run):
 
 
 def factor(value):
-    return f"{value:.2f}" if value < 10 else f"{value:.0f}" if value >= 100 else f"{value:.1f}"
+    return f"{value:.0f}" if value >= 100 else f"{value:.3g}"
 
 
 def subjects(best):
@@ -72,7 +73,7 @@ def full_table(best, subject):
         group, of, rest = name.split("/", 2)
         if of != subject:
             continue
-        whole = group == "Frame" or "Decode" in rest
+        whole = group == "Frame" or rest.startswith("DracoDecode/") or rest.endswith("/vertices+indices")
         time = microseconds(run)
         # Only what yields the same thing, a decoded frame, is comparable in time; output rates are always comparable.
         against_draco = factor(microseconds(draco) / time) if whole and draco else ""

@@ -87,10 +87,10 @@ public:
         return *this;
     }
     CComPtr& operator=(CComPtr&& other) noexcept {
-        if (this != std::addressof(other)) {
-            this->Release();
-            this->p = other.Detach();
-        }
+        // Taken before the old object goes, which may be the one that holds `other`.
+        T* const incoming = other.Detach();
+        this->Release();
+        this->p = incoming;
         return *this;
     }
 };

@@ -35,6 +35,10 @@ struct Float4 {
     float32x4_t v;
 
     static Float4 Load(const void* p) noexcept { return {vreinterpretq_f32_u8(vld1q_u8(static_cast<const BYTE*>(p)))}; }
+    /// 8 bytes into lanes 0 and 1; the others are 0.
+    static Float4 LoadLow(const void* p) noexcept {
+        return {vreinterpretq_f32_u8(vcombine_u8(vld1_u8(static_cast<const BYTE*>(p)), vdup_n_u8(0)))};
+    }
     static Float4 All(float x) noexcept { return {vdupq_n_f32(x)}; }
     static Float4 Of(float x, float y, float z, float w) noexcept {
         const float lanes[4] = {x, y, z, w};
@@ -58,6 +62,10 @@ struct Float4 {
     __m128 v;
 
     static Float4 Load(const void* p) noexcept { return {_mm_loadu_ps(static_cast<const float*>(p))}; }
+    /// 8 bytes into lanes 0 and 1; the others are 0.
+    static Float4 LoadLow(const void* p) noexcept {
+        return {_mm_castsi128_ps(_mm_loadl_epi64(static_cast<const __m128i*>(p)))};
+    }
     static Float4 All(float x) noexcept { return {_mm_set1_ps(x)}; }
     static Float4 Of(float x, float y, float z, float w) noexcept { return {_mm_setr_ps(x, y, z, w)}; }
     void Store(void* p) const noexcept { _mm_storeu_ps(static_cast<float*>(p), v); }

@@ -43,18 +43,12 @@ struct PlainRecord {
     }
 };
 
-/// Makes float records out of stored ones and records the positions in the context. `stored` may be the tail of `out`:
-/// a stored record is no longer than an output record, so it is read before it is overwritten.
+/// Makes float records out of stored ones and remembers their positions. `stored` may be the tail of `out`: a stored
+/// record is no longer than an output record, so it is read before it is overwritten.
 template <bool StoredNormals, bool WithNormals>
-void ConvertToFloat(CNimbMeshReaderCtx* pCtx, const Box4& box, const BYTE* stored, std::size_t count, BYTE* out) {
+void ConvertToFloat(const Box4& box, const BYTE* stored, std::size_t count, BYTE* out, __vector4* positions) {
     constexpr std::size_t storedStride = StoredNormals ? c_NormalsRecord : c_PlainRecord;
     constexpr std::size_t stride = WithNormals ? 32 : 20;
-    // Quantised positions of the history take the X axis's minimum and extent for all three axes. This is what the
-    // format says.
-    const Float4 minX = Float4::All(box.MinX());
-    const Float4 extentX = Float4::All(box.MaxX() - box.MinX());
-    __vector4* const positions = pCtx->m_Positions.data();
-    SQuantisedVertex* const records = pCtx->m_QuantisedVertices.data();
     for (std::size_t i = 0; i < count; ++i, stored += storedStride, out += stride) {
         const Float4 position = CanonicalNaN(DequantisePosition(ToFloat(LoadInt16x4(stored)), box));
         // The last four words of a record: texture coordinates are in lanes 2 and 3.
@@ -63,17 +57,43 @@ void ConvertToFloat(CNimbMeshReaderCtx* pCtx, const Box4& box, const BYTE* store
         if (StoredNormals && WithNormals) {
             normal = DequantiseNormal(ToFloat(LoadUint16x4(stored + 8)));
         }
-
+        position.Store(&positions[i]);
         position.Store(out);
         if (WithNormals) {
             normal.Store(out + 12);
         }
         texCoords.StoreHigh(out + stride - 8);
+    }
+}
 
-        position.Store(&positions[i]);
-        const PlainRecord record{TruncateToInt16x4(QuantisePosition(position, minX, extentX)) & 0xFFFFFFFFFFFF,
-                                 static_cast<UINT32>(TruncateToInt16x4(QuantiseTexCoords(texCoords)) >> 32)};
+/// Requantises float output for the context. Positions take the X axis's minimum and extent for all three axes: this is
+/// what the format says.
+template <std::size_t Stride>
+void RememberFloat(const Box4& box, const BYTE* out, std::size_t count, const __vector4* positions,
+                   SQuantisedVertex* records) {
+    const Float4 minX = Float4::All(box.MinX());
+    const Float4 extentX = Float4::All(box.MaxX() - box.MinX());
+    for (std::size_t i = 0; i < count; ++i, out += Stride) {
+        const Float4 texCoords = Float4::LoadLow(out + Stride - 8);
+        const PlainRecord record{
+            TruncateToInt16x4(QuantisePosition(Float4::Load(&positions[i]), minX, extentX)) & 0xFFFFFFFFFFFF,
+            static_cast<UINT32>(TruncateToInt16x4(QuantiseTexCoords(texCoords)))};
         record.Store(&records[i], sizeof(records[i]));
+    }
+}
+
+/// Both, block by block: two short loops that a processor can overlap with themselves, where one long one would stall.
+template <bool StoredNormals, bool WithNormals>
+void DecodeFloatRecords(CNimbMeshReaderCtx* pCtx, const Box4& box, const BYTE* stored, std::size_t count, BYTE* out) {
+    constexpr std::size_t storedStride = StoredNormals ? c_NormalsRecord : c_PlainRecord;
+    constexpr std::size_t stride = WithNormals ? 32 : 20;
+    constexpr std::size_t blockRecords = 256;
+    for (std::size_t first = 0; first < count; first += blockRecords) {
+        const std::size_t block = std::min(blockRecords, count - first);
+        __vector4* const positions = pCtx->m_Positions.data() + first;
+        ConvertToFloat<StoredNormals, WithNormals>(box, stored + first * storedStride, block, out + first * stride,
+                                                   positions);
+        RememberFloat<stride>(box, out + first * stride, block, positions, pCtx->m_QuantisedVertices.data() + first);
     }
 }
 
@@ -132,9 +152,10 @@ HRESULT ReadFloatRecords(CNimbMeshReaderCtx* pCtx, IStream* pStream, const CStre
     }
     const Box4 box(header);
     ResizeContext(pCtx, count);
-    const auto convert = storedNormals ? (withNormals ? &ConvertToFloat<true, true> : &ConvertToFloat<true, false>)
-                                       : (withNormals ? &ConvertToFloat<false, true> : &ConvertToFloat<false, false>);
-    convert(pCtx, box, stored, count, output.Data());
+    const auto decode = storedNormals
+                            ? (withNormals ? &DecodeFloatRecords<true, true> : &DecodeFloatRecords<true, false>)
+                            : (withNormals ? &DecodeFloatRecords<false, true> : &DecodeFloatRecords<false, false>);
+    decode(pCtx, box, stored, count, output.Data());
     return hr;
 }
 

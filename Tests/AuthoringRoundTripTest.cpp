@@ -12,9 +12,9 @@
 #include <stdexcept>
 
 using namespace Authoring;
-using Test::MakeSheet;
-using Test::MemoryStream;
-using Test::Random;
+using NimbTest::MakeSheet;
+using NimbTest::MemoryStream;
+using NimbTest::Random;
 
 namespace {
 
@@ -43,7 +43,7 @@ public:
         NIMBCORE::CComPtr<INimbBuffer> buffer;
         EXPECT_EQ(S_OK, (m_Reader.*stage)(&ctx, &stream, &header, &buffer));
         EXPECT_EQ(0u, stream.Left()) << "the section is longer than what is read of it";
-        return buffer != nullptr ? Test::Contents<T>(buffer) : std::vector<T>();
+        return buffer != nullptr ? NimbTest::Contents<T>(buffer) : std::vector<T>();
     }
 
     std::vector<UINT32> Indices(const Bytes& section, BYTE flags, BYTE version, std::size_t faces,
@@ -57,7 +57,7 @@ public:
     Nimb::CNimbMeshReaderCtx ctx;
 
 private:
-    Test::PatternAllocator m_Allocator{0xCD};
+    NimbTest::PatternAllocator m_Allocator{0xCD};
     Nimb::CNimbMeshReader m_Reader;
 };
 
@@ -375,7 +375,7 @@ TEST(DeltaSections, UniformHuffmanAxesHaveNoBits) {
 
 TEST(IndexSections, ListsOfAnyIndicesRoundTrip) {
     Random random(11);
-    for (const std::size_t count : {0, 1, 2, 700, 5000}) {
+    for (const std::size_t count : std::vector<std::size_t>{0, 1, 2, 700, 5000}) {
         const auto faces = RandomFaces(random, count);
         const auto indices = FlattenFaces(faces);
         EXPECT_EQ(indices, Stages().Indices(WriteRawIndices(indices), 1, 1, count, 3 * count));

@@ -10,10 +10,10 @@
 #include <stdexcept>
 
 using namespace Authoring;
-using Test::DecodedFrame;
-using Test::FrameReader;
-using Test::MakeSheet;
-using Test::Moved;
+using NimbTest::DecodedFrame;
+using NimbTest::FrameReader;
+using NimbTest::MakeSheet;
+using NimbTest::Moved;
 
 namespace {
 
@@ -222,7 +222,7 @@ TEST(FrameEncoder, NextFrameKeepsTheLimitAndStartsAnewWhereItMust) {
     }
     // Frame 20: nothing is due, but vertices are thrown about farther than the corrections reach.
     Mesh thrown = Moved(mesh, 20);
-    ::Test::Random random(1);
+    NimbTest::Random random(1);
     for (Vec3& p : thrown.positions) {
         p.x += 1000 * random.Signed();
     }

@@ -11,26 +11,29 @@
 #include <string>
 
 using namespace Authoring;
-using Test::DecodedFrame;
-using Test::FrameReader;
-using Test::MakeSheet;
-using Test::Moved;
+using NimbTest::DecodedFrame;
+using NimbTest::FrameReader;
+using NimbTest::MakeSheet;
+using NimbTest::Moved;
 
 namespace {
 
 /// Changing every byte to every other value is for frames up to this size; longer ones (the frequency tables of Huffman
 /// frames) change to a few telling values from there on.
-constexpr std::size_t c_FullyChanged = 260;
+constexpr std::size_t c_FullyChanged = 160;
+
+/// All frames are tiny; damaged counts should not cost the time of filling large buffers.
+constexpr UINT32 c_LargestBuffer = 1u << 16;
 
 struct Subject {
     std::string name;
     UINT32 vertexFormat;
     std::vector<Bytes> before;  // frames that the damaged one needs
     Bytes frame;
-    std::vector<Bytes> after;  // a key frame of the same sub-mesh and a frame that builds on it
+    std::vector<Bytes> after;  // a key frame of the same sub-mesh, and a frame that builds on it
 };
 
-/// Frames of one clip: the second last is a key frame of what comes before it.
+/// A key frame of the mesh, then one frame in each of the codings.
 std::vector<Bytes> EncodeClip(const Mesh& mesh, const KeyFrameOptions& key, std::vector<DeltaFrameOptions> deltas) {
     FrameEncoder encoder;
     std::vector<Bytes> frames{encoder.KeyFrame(mesh, key).bytes};
@@ -61,9 +64,9 @@ Subject KeySubject(const char* name, UINT32 vertexFormat, IndexCoding indices, b
 }
 
 Subject DeltaSubject(const char* name, UINT32 vertexFormat, DeltaCoding coding, bool normals) {
-    const Mesh mesh = MakeSheet(4, 3);
-    const auto clip = EncodeClip(mesh, {}, {Delta(coding), Delta(coding, normals), Delta(DeltaCoding::Plain)});
-    return {name, vertexFormat, {clip[0], clip[1]}, clip[2], {clip[0], clip[1], clip[2]}};
+    const Mesh mesh = MakeSheet(3, 2);
+    const auto clip = EncodeClip(mesh, {}, {Delta(coding), Delta(coding, normals)});
+    return {name, vertexFormat, {clip[0], clip[1]}, clip[2], {clip[0], clip[1]}};
 }
 
 Subject TemporalSubject(const char* name, UINT32 vertexFormat, bool delta) {
@@ -130,9 +133,9 @@ protected:
     }
     ~HostileInput() override { Nimb::SetAssertionSink(m_Previous); }
 
-    /// Decodes the damaged frame in its place.
-    DecodedFrame Decode(IStream& damaged, BYTE pattern) {
-        FrameReader reader(subject.vertexFormat, pattern);
+    /// Decodes the damaged frame in its place; `pattern` is what new buffers hold.
+    DecodedFrame Decode(IStream& damaged, BYTE pattern, bool goOn) {
+        FrameReader reader(subject.vertexFormat, pattern, c_LargestBuffer);
         for (const Bytes& frame : subject.before) {
             reader.Decode(frame);
         }
@@ -140,15 +143,18 @@ protected:
         if (outcome.hr != S_OK) {
             EXPECT_TRUE(outcome.vertices.empty() && outcome.indices.empty()) << "a refused frame hands something out";
         }
-        for (std::size_t i = 0; i < subject.after.size(); ++i) {
+        for (std::size_t i = 0; goOn && i < subject.after.size(); ++i) {
             EXPECT_TRUE(m_Wanted[i] == reader.Decode(subject.after[i])) << "frame " << i << " after the damaged one";
         }
         return outcome;
     }
 
     void Check(const BYTE* data, std::size_t size) {
-        ::Test::MemoryStream first(data, size), second(data, size);
-        EXPECT_TRUE(Decode(first, 0x00) == Decode(second, 0xA7)) << "the outcome depends on what memory held before";
+        NimbTest::MemoryStream first(data, size), second(data, size);
+        const DecodedFrame outcome = Decode(first, 0x00, true);
+        if (outcome.hr == S_OK) {
+            EXPECT_TRUE(outcome == Decode(second, 0xA7, false)) << "the outcome depends on what memory held before";
+        }
     }
 
     const Subject& subject = Subjects()[GetParam()];
@@ -174,7 +180,7 @@ TEST_P(HostileInput, EveryChangedByte) {
     for (std::size_t at = 0; at < frame.size(); ++at) {
         const BYTE good = frame[at];
         for (UINT32 change = 1; change < 256; ++change) {
-            const bool telling = (change & (change - 1)) == 0 || change == 0xFF || (good ^ change) == 0x7F;
+            const bool telling = change == 0x01 || change == 0x80 || change == 0xFF;
             if (at >= c_FullyChanged && !telling) {
                 continue;
             }
@@ -190,8 +196,8 @@ TEST_P(HostileInput, EveryFailingRead) {
     // The stream fails at its n-th read; some failures are deliberately survived, none may leave the reader unusable.
     bool complete = false;
     for (std::size_t failAt = 0; !complete; ++failAt) {
-        ::Test::MemoryStream stream(subject.frame.data(), subject.frame.size(), failAt);
-        const HRESULT hr = Decode(stream, 0x5A).hr;
+        NimbTest::MemoryStream stream(subject.frame.data(), subject.frame.size(), failAt);
+        const HRESULT hr = Decode(stream, 0x5A, true).hr;
         complete = hr == S_OK && stream.Left() == 0;
         ASSERT_FALSE(HasFailure()) << "read " << failAt;
         ASSERT_LT(failAt, 2000u);
@@ -199,20 +205,20 @@ TEST_P(HostileInput, EveryFailingRead) {
 }
 
 INSTANTIATE_TEST_SUITE_P(AllCodecs, HostileInput, testing::Range(std::size_t{0}, Subjects().size()),
-                         [](const auto& info) { return Subjects()[info.param].name; });
+                         [](const auto& subject) { return Subjects()[subject.param].name; });
 
 TEST(HostileQuad, AFrameWithoutStreamIsTheQuadWhateverCameBefore) {
     const auto quad = [](Nimb::CNimbMeshReader& reader) {
         NIMBCORE::CComPtr<INimbBuffer> vertices, indices;
         EXPECT_EQ(S_OK, reader.ReadMesh(nullptr, 0, &vertices, &indices));
-        return ::Test::Contents<UINT32>(indices);
+        return NimbTest::Contents<UINT32>(indices);
     };
     for (const Subject& subject : Subjects()) {
-        ::Test::PatternAllocator allocator(0);
+        NimbTest::PatternAllocator allocator(0);
         Nimb::CNimbMeshReader reader;
         reader.Initialize(&allocator, subject.vertexFormat);
         const std::vector<UINT32> wanted{0, 1, 3, 3, 1, 2, 0, 3, 1, 3, 2, 1};
-        ::Test::MemoryStream stream(subject.after[0].data(), subject.after[0].size());
+        NimbTest::MemoryStream stream(subject.after[0].data(), subject.after[0].size());
         NIMBCORE::CComPtr<INimbBuffer> vertices, indices;
         EXPECT_EQ(S_OK, reader.ReadMesh(&stream, 0, &vertices, &indices));
         EXPECT_EQ(wanted, quad(reader));

@@ -239,6 +239,12 @@ TEST(ComPtr, ExchangeKeepsWhatOnlyTheOldObjectHeldAlive) {
     EXPECT_EQ(destroyed, 1);
     head = nullptr;
     EXPECT_EQ(destroyed, 2);
+
+    head = new Node(&destroyed);
+    head->m_Next = new Node(&destroyed);
+    head = std::move(head->m_Next);
+    EXPECT_EQ(destroyed, 3);
+    EXPECT_EQ(head->m_Next.p, nullptr);
 }
 
 TEST(ComPtr, EmptyAndFilledAreChecked) {

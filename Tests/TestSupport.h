@@ -12,7 +12,7 @@
 #include <memory>
 #include <vector>
 
-namespace Test {
+namespace NimbTest {
 
 using ByteVector = std::vector<BYTE>;
 
@@ -112,7 +112,8 @@ std::vector<T> Contents(INimbBuffer* buffer) {
 /// A reader with an allocator of its own.
 class FrameReader {
 public:
-    explicit FrameReader(UINT32 vertexFormat, BYTE pattern = 0xCD) : m_Allocator(pattern) {
+    explicit FrameReader(UINT32 vertexFormat, BYTE pattern = 0xCD, UINT32 largestBuffer = 16u << 20)
+        : m_Allocator(pattern, largestBuffer) {
         m_Reader.Initialize(&m_Allocator, vertexFormat);
     }
 
@@ -188,4 +189,4 @@ inline Authoring::Mesh Moved(Authoring::Mesh mesh, UINT32 frame) {
     return mesh;
 }
 
-}  // namespace Test
+}  // namespace NimbTest

@@ -18,6 +18,14 @@ using Nimb::__vector4;
 
 namespace {
 
+std::vector<Vec3> PositionsOf(const std::vector<__vector4>& history) {
+    std::vector<Vec3> positions;
+    for (const __vector4& p : history) {
+        positions.push_back({p.x, p.y, p.z});
+    }
+    return positions;
+}
+
 /// A reader's context right after a key frame with these positions, and the one operation that is tested on it.
 class Decoder {
 public:
@@ -35,22 +43,16 @@ public:
     }
 
     HRESULT Decode(const Bytes& section) {
-        Test::MemoryStream stream(section.data(), section.size());
+        NimbTest::MemoryStream stream(section.data(), section.size());
         NIMBCORE::CComPtr<INimbBuffer> buffer;
         const HRESULT hr =
             Nimb::GuardAssertions([&] { return m_Reader.ReadTransformDeltaVertices(&ctx, &stream, &header, &buffer); });
-        output = Succeeded(hr) ? Test::Contents<float>(buffer) : std::vector<float>();
+        output = Succeeded(hr) ? NimbTest::Contents<float>(buffer) : std::vector<float>();
         left = stream.Left();
         return hr;
     }
 
-    std::vector<Vec3> Positions() const {
-        std::vector<Vec3> positions;
-        for (const __vector4& p : *ctx.m_pPrevMesh) {
-            positions.push_back({p.x, p.y, p.z});
-        }
-        return positions;
-    }
+    std::vector<Vec3> Positions() const { return PositionsOf(*ctx.m_pPrevMesh); }
 
     Nimb::CNimbMeshReaderCtx ctx;
     CStreamingMeshHeader header;
@@ -58,7 +60,7 @@ public:
     std::size_t left = 0;
 
 private:
-    Test::PatternAllocator m_Allocator;
+    NimbTest::PatternAllocator m_Allocator;
     Nimb::CNimbMeshReader m_Reader;
 };
 
@@ -200,19 +202,19 @@ TEST(TransformDelta, EncoderKnowsWhatDecoderMakesAndBeatsTheOtherCodings) {
             previous[i] = {targets[i].x, targets[i].y, targets[i].z, 0.0f};
         }
 
-        const TransformDeltas encoded = encoder.Encode(HistoryOf(decoder.ctx), targets, {limit, 0});
+        const TransformDeltas encoded = encoder.Encode(HistoryOf(decoder.ctx), targets, {corrections.maxError, 0});
         encoder.Accept(encoded);
         transformBytes += encoded.section.size();
         ASSERT_EQ(decoder.Decode(encoded.section), S_OK);
         ASSERT_EQ(decoder.left, 0u);
         const std::vector<Vec3> decoded = decoder.Positions();
+        ASSERT_TRUE(SameBits(decoded, PositionsOf(encoded.positions))) << frame;
         double worst = 0;
         for (std::size_t i = 0; i < targets.size(); ++i) {
-            ASSERT_EQ(std::memcmp(&decoded[i], &encoded.positions[i], sizeof(Vec3)), 0) << frame << " " << i;
             worst = std::max(worst, std::hypot(double{targets[i].x} - decoded[i].x, double{targets[i].y} - decoded[i].y,
                                                double{targets[i].z} - decoded[i].z));
         }
-        EXPECT_LE(worst, limit);
+        EXPECT_LE(worst, corrections.maxError) << "more error than the other codings make";
         EXPECT_NEAR(worst, encoded.maxError, 1e-9);
     }
     RecordProperty("TransformBytes", static_cast<int>(transformBytes));
@@ -223,15 +225,16 @@ TEST(TransformDelta, EncoderKnowsWhatDecoderMakesAndBeatsTheOtherCodings) {
 }
 
 TEST(TransformDelta, HandWrittenTransformsMoveAsTheFormatSays) {
-    // Two parts, two vertices each: the first turns a quarter about vertex 0, the second is mirrored in y.
+    // Two parts, two vertices each: the first turns about vertex 0 by a third of a turn that takes x to y to z, the
+    // second is mirrored in y.
     BitWriter bits = Begin(0.25f, false, 2);
     bits.Write(0, 4);
     bits.Write(1, 5);  // order of linear numbers
     bits.Write(0, 5);  // order of translations
     bits.Write(Kind_Rigid, 2);
     bits.Write(0, 2);
-    bits.Write(0, 5);  // in whole units: half a quarter turn has the tangent ...
-    for (const INT32 v : {0, 0, 1}) {
+    bits.Write(0, 5);  // in whole units: the tangent of half the angle is the square root of 3
+    for (const INT32 v : {1, 1, 1}) {
         WriteGolombNumber(bits, Zigzag(v), 1);
     }
     for (const INT32 t : {0, 0, 4}) {
@@ -272,9 +275,9 @@ TEST(TransformDelta, HandWrittenTransformsMoveAsTheFormatSays) {
     numbers.WriteSymbol(bits, 1);
     numbers.WriteSymbol(bits, 0);
 
-    Decoder decoder(c_Square);
+    Decoder decoder({{0, 0, 0}, {1, 2, 3}, {1, 1, 0}, {0, 1, 0}});
     ASSERT_EQ(decoder.Decode(Finish(bits, 4)), S_OK);
-    ExpectPositions(decoder.Positions(), {{0, 0, 1}, {0, 1, 1}, {1, 2, 0}, {25, 1.75f, -1}});
+    ExpectPositions(decoder.Positions(), {{0, 0, 1}, {3, 1, 3}, {1, 2, 0}, {25, 1.75f, -1}});
     EXPECT_EQ(decoder.ctx.m_TransformIndices, (std::vector<BYTE>{0, 0, 1, 1}));
     EXPECT_EQ(decoder.output[15], 25.0f);
 }
@@ -356,7 +359,8 @@ TEST(TransformDelta, RefusesCodesAndCountsThatDoNotAddUp) {
     EXPECT_EQ(decode(withTable({{1, 8}, {0xF1, 8}, {6, 3}})), E_UNEXPECTED) << "length 0";
     EXPECT_EQ(decode(withTable({{0, 8}, {0xFD, 8}})), E_UNEXPECTED) << "length 13";
     EXPECT_EQ(decode(withTable({{1, 8}, {0xF1, 8}, {0xE, 4}})), E_UNEXPECTED) << "last symbol absent";
-    EXPECT_EQ(decode(withTable({{1, 8}, {0xE, 4}, {0xFFFFFFFF, 32}, {0, 1}, {0xFFFFFFFF, 32}})), E_UNEXPECTED)
+    EXPECT_EQ(decode(withTable({{2, 8}, {0xF1, 8}, {0xE, 4}, {0xFFFFFFFF, 32}, {0, 1}, {0, 32}, {2, 2}, {0, 1}})),
+              E_UNEXPECTED)
         << "more absent symbols than can be counted";
     EXPECT_EQ(decode(withTable({{c_NumVertexSymbols, 8}, {0, 1}})), E_UNEXPECTED) << "symbol outside the alphabet";
     EXPECT_EQ(decode(Begin(1.0f, false, 65)), E_UNEXPECTED);
@@ -421,11 +425,11 @@ TEST(TransformDelta, BadSectionsLeaveTheHistoryAlone) {
     EXPECT_GT(refused, size);
     restore();
     ASSERT_EQ(decoder.Decode(third.section), S_OK);
-    EXPECT_EQ(std::memcmp(&decoder.Positions()[7], &third.positions[7], sizeof(Vec3)), 0);
+    EXPECT_TRUE(SameBits(decoder.Positions(), PositionsOf(third.positions)));
 }
 
 TEST(TransformDelta, EncoderTakesJumpsScatterAndEveryTransformCount) {
-    ::Test::Random random(5);
+    NimbTest::Random random(5);
     std::vector<Vec3> key(3000), targets(3000);
     for (std::size_t i = 0; i < key.size(); ++i) {
         key[i] = {random.Signed(), random.Signed(), random.Signed()};
@@ -439,9 +443,7 @@ TEST(TransformDelta, EncoderTakesJumpsScatterAndEveryTransformCount) {
         EXPECT_LE(encoded.numTransforms, numTransforms == 0 ? 64 : numTransforms);
         ASSERT_EQ(decoder.Decode(encoded.section), S_OK);
         ASSERT_EQ(decoder.left, 0u);
-        for (std::size_t i = 0; i < key.size(); ++i) {
-            ASSERT_EQ(std::memcmp(&decoder.Positions()[i], &encoded.positions[i], sizeof(Vec3)), 0);
-        }
+        EXPECT_TRUE(SameBits(decoder.Positions(), PositionsOf(encoded.positions)));
     }
     // A frame that moves nothing is a handful of bytes.
     Decoder still(key);

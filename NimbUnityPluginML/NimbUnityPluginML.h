@@ -1,0 +1,153 @@
+/* The exported interface of libNimbUnityPluginML.so, for whoever writes the managed side.
+ *
+ * A player is addressed by an integer id. All functions of the first two groups belong to one thread (the script
+ * thread); the functions behind the render events belong to the engine's render thread, with its EGL context current.
+ * Calls into a player return within a bounded time, whatever its worker threads are doing. Booleans are one byte, 0 or
+ * 1; records have the platform's natural alignment, and their sizes are part of the interface. Nothing here throws.
+ *
+ * Usual order:
+ *   UnityPluginLoad, UnitySetGraphicsDevice        by the engine, at load
+ *   id = CreateQuorObject()
+ *   OpenQuorObject(id, path, &info)
+ *   GetQuorObjectFileInfo(id, &file)               sizes for texture, vertex and index buffer
+ *   SetUnityBuffers(id, texture, ...)              GL names of all three
+ *   PlayQuorObject(id)
+ *   every frame: a render event with GetUnityRenderModeEventFunc() and the id, then GetQuorObjectFrameInfo(id, &frame)
+ *   CloseQuorObject(id), DestroyQuorObject(id)     after the last render event for the id
+ */
+#ifndef NIMB_UNITY_PLUGIN_ML_H
+#define NIMB_UNITY_PLUGIN_ML_H
+
+#include <stddef.h>
+#include <stdint.h>
+
+#if defined(__GNUC__)
+#define NIMB_API __attribute__((visibility("default")))
+#else
+#define NIMB_API
+#endif
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* What OpenQuorObject is told; copied whole. Bytes without a name are carried and not interpreted: leave them 0. */
+typedef struct NimbOpenInfo {
+    uint8_t disableAudio; /* not 0: the audio track is left alone */
+    uint8_t reserved1[4];
+    uint8_t autoLoop; /* not 0: play again from the start at the end of the file */
+    uint8_t reserved6[4118];
+} NimbOpenInfo;
+
+/* What GetQuorObjectFileInfo fills in. Not cleared before: fields that the file says nothing about keep their values. */
+typedef struct NimbFileInfo {
+    uint8_t hasAudio; /* 1: an audio track was configured */
+    uint8_t reserved1[7];
+    int64_t duration;        /* of track 0, 100-nanosecond units; 0 when unknown */
+    uint32_t frameCount;     /* of the file, from its attribute atom, like the maxima and the box */
+    uint32_t maxVertexCount; /* largest of any frame */
+    uint32_t maxIndexCount;  /* largest of any frame */
+    float bitrateMbps;       /* fileSizeMB x 8 per second: units of 8,388,608 bits, deliberately */
+    float fileSizeMB;        /* units of 1,048,576 bytes */
+    uint8_t reserved36[4];
+    double minX, minY, minZ; /* bounding box of all frames */
+    double maxX, maxY, maxZ;
+    uint32_t textureWidth; /* of the video track, pixels */
+    uint32_t textureHeight;
+    uint8_t hasNormals; /* 1: vertices carry normals; left alone when the file does not say */
+    uint8_t reserved97[7];
+} NimbFileInfo;
+
+/* What GetQuorObjectFrameInfo fills in; cleared first. Zero up to indexCount while no frame has been shown. */
+typedef struct NimbFrameInfo {
+    int64_t timestamp;       /* presentation time of the current mesh frame, 100-nanosecond units */
+    double minX, minY, minZ; /* bounding box of the current frame */
+    double maxX, maxY, maxZ;
+    uint32_t frameId;
+    uint32_t vertexCount;
+    uint32_t indexCount;
+    uint32_t textureWidth; /* of the video track, pixels */
+    uint32_t textureHeight;
+    uint8_t endOfStream;     /* 1 once after the end of the output: reading it clears it */
+    uint8_t isRepeatedFrame; /* 1: the current frame has been rendered more than once */
+    uint8_t reserved78[2];
+} NimbFrameInfo;
+
+/* Results of GetQuorState. */
+enum {
+    NimbState_Empty = 0,       /* never seen from outside */
+    NimbState_Initialized = 1, /* no file was ever opened */
+    NimbState_Opened = 2,
+    NimbState_Playing = 3, /* also at the end of a file that does not loop */
+    NimbState_Paused = 4,  /* also after a rewind */
+    NimbState_Closed = 5,  /* may be opened again */
+    NimbState_NotFound = 6 /* no player has this id */
+};
+
+/* ---- Players (script thread) -------------------------------------------------------------------------------------- */
+
+/* A new player's id: 0 for the first in the process, never used again. -1 when it cannot be initialised. */
+NIMB_API int CreateQuorObject(void);
+/* Ends the player's threads and forgets it. Issue no more render events for the id. 0: no such player. */
+NIMB_API uint8_t DestroyQuorObject(int id);
+/* Opens a file (`path` is a path or URI as the platform's extractor takes it, UTF-8), closing one that is open. 0: no
+ * such player, or the file cannot be opened; the log says why, and the next Open works. */
+NIMB_API uint8_t OpenQuorObject(int id, const char* path, const NimbOpenInfo* info);
+NIMB_API uint8_t CloseQuorObject(int id);
+/* From Opened, Paused or Closed. */
+NIMB_API uint8_t PlayQuorObject(int id);
+/* From Playing only. Does not wait for the workers. */
+NIMB_API uint8_t PauseQuorObject(int id);
+/* Back to the start, Paused. */
+NIMB_API uint8_t RewindQuorObject(int id);
+/* 1 is normal speed, 0.5 half of it. Takes effect without a jump. */
+NIMB_API void SetClockScale(int id, float scale);
+/* 0 is silence, 1 the sound as it is. 0: no such player, no sound, or refused by the platform. */
+NIMB_API uint8_t SetAudioVolume(int id, float volume);
+NIMB_API uint8_t GetQuorObjectFrameInfo(int id, NimbFrameInfo* info);
+/* 0 also when the attribute atom lacks a required value; the fields behind it are then left alone. */
+NIMB_API uint8_t GetQuorObjectFileInfo(int id, NimbFileInfo* info);
+NIMB_API int GetQuorState(int id);
+/* Whether uploads compute smooth normals (the default). Set before the first Open, the frames are decoded accordingly;
+ * changed later, frames are converted. */
+NIMB_API uint8_t SetComputeNormals(int id, uint8_t computeNormals);
+
+/* Texts for diagnostics; the result is static. */
+NIMB_API const char* getPlatformABI(void);
+
+/* Accepted for older callers; they do nothing and return 1 whatever they are given. */
+NIMB_API uint8_t SetQuorObjectAudio3DPosition(int id, float x, float y, float z);
+NIMB_API uint8_t SetUseGPU(int id, uint8_t useGPU);
+NIMB_API uint8_t TestUnityBuffersValid(int id);
+NIMB_API uint8_t ReleaseUnityBuffers(int id);
+
+/* ---- Rendering ---------------------------------------------------------------------------------------------------- */
+
+/* Hands over the GL objects that the player fills, as native pointers of the engine (GL names). Vertex records are 32
+ * bytes: position, normal, texture coordinates as floats; indices are unsigned 32-bit. `vertexBufferSize` and
+ * `indexBufferSize` are capacities in vertices and in indices. Script thread; takes effect with the next render event.
+ * 0: no such player. */
+NIMB_API int SetUnityBuffers(int id, void* texture, int width, int height, void* vertexBuffer, int vertexBufferSize,
+                             void* indexBuffer, int indexBufferSize);
+
+typedef void (*NimbRenderEventFunc)(int eventId);
+
+/* The event to issue each frame: the event id is the player's id. It copies the next video frame and the mesh of the
+ * same number into the engine's objects. See CopyTexture for the GL state that it leaves changed. */
+NIMB_API NimbRenderEventFunc GetUnityRenderModeEventFunc(void);
+NIMB_API void OnUnityRenderModeEvent(int eventId);
+/* An event that only logs. */
+NIMB_API NimbRenderEventFunc GetRenderEventFunc(void);
+NIMB_API void UnityRenderEvent(int eventId);
+
+/* ---- Called by the engine itself ---------------------------------------------------------------------------------- */
+
+NIMB_API void UnityPluginLoad(void* unityInterfaces);
+/* Remembers the EGL context that is current. Render thread, before the first render event. */
+NIMB_API void UnitySetGraphicsDevice(void* device, int deviceType, int eventType);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

@@ -1,0 +1,68 @@
+// How a worker thread is put to sleep, woken and ended, the same for the playback, video and audio threads.
+//
+// Asking is one atomic store and never waits. The worker tests the request at the top of every iteration; while it
+// sleeps it says so in the sleep record. A waker stores and notifies without taking the sleeper's mutex, so a
+// notification can fall between the sleeper's test and its wait: each wait is bounded, and such a wake-up comes late by
+// c_MaxNap at most.
+#pragma once
+
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <functional>
+#include <mutex>
+#include <thread>
+
+class Worker {
+public:
+    static constexpr std::chrono::milliseconds c_MaxNap{50};
+
+    // ---- The script thread's side (RequestSleep and Wake: any thread) ----
+
+    bool Exists() const noexcept { return m_Thread.joinable(); }
+
+    /// Starts the thread, asleep, unless it exists. `name`: at most 15 characters.
+    void Start(const char* name, std::function<void()> function);
+
+    void RequestSleep() noexcept { m_SleepRequest = true; }
+
+    void Wake() noexcept {
+        m_SleepRequest = false;
+        m_WakeChanged.notify_one();
+    }
+
+    /// Waits until the worker sleeps; at once if there is no thread. Every few milliseconds it calls `unblock`, which
+    /// ends whatever call the worker may be waiting in. A sleep request must be pending. Once this returns, the worker
+    /// sleeps until Wake.
+    void WaitUntilAsleep(const std::function<void()>& unblock);
+
+    /// Ends and joins the thread, if there is one. It must not be waiting in a platform call.
+    void Join();
+
+    // ---- The worker's own side ----
+
+    bool SleepRequested() const noexcept { return m_SleepRequest; }
+    bool ExitRequested() const noexcept { return m_ExitRequest; }
+
+    /// Sleeps while the request stands. `onSleep` and `onAwake` (may be empty) are called once each, at its begin and
+    /// end, and not at all when there is no request.
+    void SleepWhileRequested(const std::function<void()>& onSleep, const std::function<void()>& onAwake);
+
+    /// Waits for `time`, or until a sleep or exit is requested. False in the latter case.
+    bool Pause(std::chrono::nanoseconds time);
+
+    /// Whether the worker sleeps now, and would go on sleeping. Any thread.
+    bool IsAsleep();
+
+private:
+    std::thread m_Thread;
+    std::atomic<bool> m_ExitRequest{false};
+    std::atomic<bool> m_SleepRequest{true};
+
+    std::mutex m_SleepMutex;  // guards m_Sleeping; the request is tested and m_Sleeping cleared under it
+    std::condition_variable m_SleepChanged;
+    bool m_Sleeping = false;
+
+    std::mutex m_WakeMutex;  // guards nothing but the wait
+    std::condition_variable m_WakeChanged;
+};
