@@ -6,14 +6,17 @@
 
 #include <gtest/gtest.h>
 
-#include <cmath>
 #include <stdexcept>
 
 using namespace Authoring;
 using NimbTest::DecodedFrame;
+using NimbTest::Distance;
+using NimbTest::ErrorOf;
+using NimbTest::FaceSet;
 using NimbTest::FrameReader;
 using NimbTest::MakeSheet;
 using NimbTest::Moved;
+using NimbTest::PositionOf;
 
 namespace {
 
@@ -21,39 +24,6 @@ constexpr UINT32 c_Float = 13;
 constexpr UINT32 c_FloatNormals = 15;
 constexpr DeltaCoding c_Corrections[] = {DeltaCoding::Plain, DeltaCoding::Golomb, DeltaCoding::Transform,
                                          DeltaCoding::Huffman, DeltaCoding::Smallest};
-
-Vec3 PositionOf(const DecodedFrame& frame, std::size_t vertex, std::size_t stride) {
-    return {frame.Field<float>(vertex * stride), frame.Field<float>(vertex * stride + 4),
-            frame.Field<float>(vertex * stride + 8)};
-}
-
-double Distance(const Vec3& a, const Vec3& b) {
-    const double dx = static_cast<double>(a.x) - b.x, dy = static_cast<double>(a.y) - b.y;
-    const double dz = static_cast<double>(a.z) - b.z;
-    return std::sqrt(dx * dx + dy * dy + dz * dz);
-}
-
-/// Largest distance between what was decoded and what was meant, by the encoder's vertex order.
-double ErrorOf(const DecodedFrame& frame, std::size_t stride, const Mesh& mesh, const std::vector<UINT32>& order) {
-    EXPECT_EQ(order.size() * stride, frame.vertices.size());
-    double error = 0;
-    for (std::size_t i = 0; i < order.size(); ++i) {
-        error = std::max(error, Distance(mesh.positions.at(order[i]), PositionOf(frame, i, stride)));
-    }
-    return error;
-}
-
-/// Decoded faces in the vertices of the source, each rotated to start with its smallest vertex, sorted.
-std::vector<std::vector<UINT32>> SourceFaces(std::vector<UINT32> indices, const std::vector<UINT32>& order) {
-    std::vector<std::vector<UINT32>> faces;
-    for (std::size_t i = 0; i + 2 < indices.size(); i += 3) {
-        std::vector<UINT32> face{order.at(indices[i]), order.at(indices[i + 1]), order.at(indices[i + 2])};
-        std::rotate(face.begin(), std::min_element(face.begin(), face.end()), face.end());
-        faces.push_back(face);
-    }
-    std::sort(faces.begin(), faces.end());
-    return faces;
-}
 
 /// Two sheets side by side and a vertex that nothing uses: several components, borders, and a gap in the vertices.
 Mesh TwoSheets() {
@@ -78,7 +48,7 @@ Mesh TwoSheets() {
 
 TEST(FrameEncoder, KeyFramesKeepTheMeshInEveryLayout) {
     const Mesh mesh = TwoSheets();
-    const auto wanted = SourceFaces(FlattenFaces(mesh.faces), [&] {
+    const auto wanted = FaceSet(FlattenFaces(mesh.faces), [&] {
         std::vector<UINT32> same(mesh.positions.size());
         for (UINT32 i = 0; i < same.size(); ++i) {
             same[i] = i;
@@ -99,7 +69,7 @@ TEST(FrameEncoder, KeyFramesKeepTheMeshInEveryLayout) {
                 const DecodedFrame decoded = FrameReader(c_FloatNormals).Decode(frame.bytes);
                 ASSERT_EQ(S_OK, decoded.hr);
                 const auto& order = encoder.VertexOrder(5);
-                EXPECT_EQ(wanted, SourceFaces(decoded.indices, order));
+                EXPECT_EQ(wanted, FaceSet(decoded.indices, order));
                 EXPECT_EQ(order.size(), frame.numVertices);
                 EXPECT_EQ(decoded.indices.size(), frame.numIndices);
                 EXPECT_DOUBLE_EQ(frame.maxError, ErrorOf(decoded, 32, mesh, order));
@@ -125,8 +95,8 @@ TEST(FrameEncoder, StripFramesKeepTheirTrianglesAlsoUnderDeltas) {
         FrameReader reader(c_Float);
         const DecodedFrame key = reader.Decode(encoder.KeyFrame(mesh, options).bytes);
         ASSERT_EQ(S_OK, key.hr);
-        EXPECT_EQ(SourceFaces(FlattenFaces(mesh.faces), encoder.VertexOrder()),
-                  SourceFaces(FlattenFaces(FacesOfStrip(key.indices)), encoder.VertexOrder()));
+        EXPECT_EQ(FaceSet(FlattenFaces(mesh.faces), encoder.VertexOrder()),
+                  FaceSet(FlattenFaces(FacesOfStrip(key.indices)), encoder.VertexOrder()));
         const EncodedFrame delta = encoder.DeltaFrame(Moved(mesh, 1));
         EXPECT_EQ(0, delta.bytes[1] & 0x01) << "a delta frame of strips is not a triangle list";
         EXPECT_EQ(key.indices, reader.Decode(delta.bytes).indices);

@@ -7,6 +7,7 @@
 #include "NimbCore/NimbMeshReader.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstring>
 #include <limits>
 #include <memory>
@@ -139,6 +140,45 @@ private:
     PatternAllocator m_Allocator;
     Nimb::CNimbMeshReader m_Reader;
 };
+
+inline Authoring::Vec3 PositionOf(const DecodedFrame& frame, std::size_t vertex, std::size_t stride) {
+    return {frame.Field<float>(vertex * stride), frame.Field<float>(vertex * stride + 4),
+            frame.Field<float>(vertex * stride + 8)};
+}
+
+inline double Distance(const Authoring::Vec3& a, const Authoring::Vec3& b) {
+    const double dx = static_cast<double>(a.x) - b.x, dy = static_cast<double>(a.y) - b.y;
+    const double dz = static_cast<double>(a.z) - b.z;
+    return std::sqrt(dx * dx + dy * dy + dz * dz);
+}
+
+/// Largest distance between the float positions of a frame and those of the mesh that it was made from, where decoded
+/// vertex i stands for vertex order[i]; infinite when the frame has another number of vertices.
+inline double ErrorOf(const DecodedFrame& frame, std::size_t stride, const Authoring::Mesh& mesh,
+                      const std::vector<UINT32>& order) {
+    if (frame.vertices.size() != order.size() * stride) {
+        return std::numeric_limits<double>::infinity();
+    }
+    double error = 0;
+    for (std::size_t i = 0; i < order.size(); ++i) {
+        error = std::max(error, Distance(mesh.positions.at(order[i]), PositionOf(frame, i, stride)));
+    }
+    return error;
+}
+
+/// Faces as a set: indices replaced by order[index], each face rotated to start with its smallest vertex, all sorted.
+inline std::vector<std::vector<UINT32>> FaceSet(const std::vector<UINT32>& indices, const std::vector<UINT32>& order) {
+    std::vector<std::vector<UINT32>> faces;
+    for (std::size_t i = 0; i + 2 < indices.size(); i += 3) {
+        std::vector<UINT32> face{order.at(indices[i]), order.at(indices[i + 1]), order.at(indices[i + 2])};
+        std::rotate(face.begin(), std::min_element(face.begin(), face.end()), face.end());
+        // Of two rotations of a degenerate face, (a, a, b) and (a, b, a), the smaller stands for both.
+        std::vector<UINT32> other{face[2], face[0], face[1]};
+        faces.push_back(std::min(face, other));
+    }
+    std::sort(faces.begin(), faces.end());
+    return faces;
+}
 
 /// Small numbers that are the same everywhere.
 class Random {

@@ -1,0 +1,205 @@
+// Any bytes as the section of one codec. Built once for each: NIMB_FUZZ_CODEC names the section (see Codec).
+//
+// The first three bytes set the stage: output layout and options, number of vertices or faces, number of indices. What
+// comes out may not depend on what memory held before, and where there is a model of the codec it is the model's
+// result, or a refusal exactly where the model has none.
+#include "Fuzz/CodecModel.h"
+#include "Nimb/NimbAssert.h"
+#include "Tests/TestSupport.h"
+
+#include <cstdlib>
+
+namespace {
+
+enum class Codec {
+    Records,
+    Plain,
+    Golomb,
+    Transforms,
+    Huffman,
+    Normals,
+    List1,
+    List2,
+    EdgeBreaker,
+    Strips1,
+    Strips2,
+};
+constexpr Codec c_Codec = Codec::NIMB_FUZZ_CODEC;
+constexpr bool c_IsIndexCodec = c_Codec >= Codec::List1;
+
+using Nimb::CNimbMeshReader;
+using Stage = decltype(&CNimbMeshReader::ReadVertices);
+
+struct Setup {
+    UINT32 vertexFormat;
+    bool storedNormals;
+    bool olderFrame;
+    UINT32 count;  // vertices or faces
+    UINT32 numIndices;
+};
+
+struct Outcome {
+    HRESULT hr = E_FAIL;
+    NimbTest::ByteVector bytes;
+    std::vector<float> history;  // of a vertex codec that succeeded: the newest positions
+
+    friend bool operator==(const Outcome& a, const Outcome& b) {
+        return Failed(a.hr) == Failed(b.hr) && a.bytes == b.bytes &&
+               (a.history.empty() || std::memcmp(a.history.data(), b.history.data(), a.history.size() * 4) == 0);
+    }
+};
+
+CStreamingMeshHeader MakeHeader(const Setup& setup) {
+    CStreamingMeshHeader header;
+    auto& version = header.m_Version.v;
+    version.m_VertexVersion = 2;
+    version.m_FormatFlags =
+        setup.storedNormals ? NTarnStudioFormatFlags::c_HasNormals : NTarnStudioFormatFlags::c_TriList;
+    if (c_Codec == Codec::Strips1 || c_Codec == Codec::Strips2) {
+        version.m_FormatFlags = NTarnStudioFormatFlags::c_TriStrips;
+    }
+    version.m_IndexVersion = c_Codec == Codec::EdgeBreaker                          ? 4
+                             : c_Codec == Codec::List1 || c_Codec == Codec::Strips1 ? 1
+                                                                                    : 2;
+    const float corners[2][3] = {{-1, -2, 0}, {1, 3, 0.5f}};
+    std::memcpy(header.m_BBoxMin, corners[0], sizeof(header.m_BBoxMin));
+    std::memcpy(header.m_BBoxMax, corners[1], sizeof(header.m_BBoxMax));
+    header.m_numVertices = setup.count;
+    header.m_numFaces = setup.count;
+    header.m_numIndices = setup.numIndices;
+    return header;
+}
+
+/// A context as two earlier frames leave it.
+void PrepareContext(const Setup& setup, Nimb::CNimbMeshReaderCtx& ctx) {
+    NimbTest::Random random(setup.count);
+    ctx.m_numVertices = setup.count;
+    for (UINT32 i = 0; i < setup.count; ++i) {
+        ctx.m_Positions.push_back({random.Signed(), random.Signed(), random.Signed(), 0});
+        ctx.m_HistoryPositions.push_back({random.Signed(), random.Signed(), random.Signed(), 0});
+        ctx.m_QuantisedVertices.push_back({1, 2, 3, 0, static_cast<std::int16_t>(i), 7});
+    }
+    ctx.m_pPrevMesh = &ctx.m_Positions;
+    ctx.m_pPrevPrevMesh = setup.olderFrame ? &ctx.m_HistoryPositions : nullptr;
+}
+
+Outcome Run(Stage stage, const Setup& setup, const BYTE* data, std::size_t size, BYTE pattern) {
+    NimbTest::PatternAllocator allocator(pattern, 1u << 20);
+    CNimbMeshReader reader;
+    reader.Initialize(&allocator, setup.vertexFormat);
+    Nimb::CNimbMeshReaderCtx ctx;
+    PrepareContext(setup, ctx);
+    CStreamingMeshHeader header = MakeHeader(setup);
+    NimbTest::MemoryStream stream(data, size);
+    NIMBCORE::CComPtr<INimbBuffer> buffer;
+    Outcome outcome;
+    outcome.hr = Nimb::GuardAssertions([&] { return (reader.*stage)(&ctx, &stream, &header, &buffer); });
+    if (Succeeded(outcome.hr)) {
+        outcome.bytes = NimbTest::Contents<BYTE>(buffer);
+        for (std::size_t i = 0; !c_IsIndexCodec && i < setup.count; ++i) {
+            const Nimb::__vector4& p = (*ctx.m_pPrevMesh)[i];
+            outcome.history.insert(outcome.history.end(), {p.x, p.y, p.z});
+        }
+    }
+    return outcome;
+}
+
+/// ReadNormals works on a buffer that a vertex decoder made.
+Outcome RunNormals(const Setup& setup, const BYTE* data, std::size_t size, BYTE pattern) {
+    NimbTest::PatternAllocator allocator(pattern, 1u << 20);
+    CNimbMeshReader reader;
+    reader.Initialize(&allocator, setup.vertexFormat);
+    CStreamingMeshHeader header = MakeHeader(setup);
+    NimbTest::MemoryStream stream(data, size);
+    NIMBCORE::CComPtr<INimbBuffer> buffer(
+        new NimbCrossPlatform::Buffer(setup.count * CNimbMeshReader::VertexStride(setup.vertexFormat)));
+    NimbLockedMemory memory{};
+    buffer->LockBuffer(&memory);
+    std::memset(memory.pData, 0x11, memory.cbMaxLength);
+    Outcome outcome;
+    outcome.hr = Nimb::GuardAssertions([&] { return reader.ReadNormals(&stream, &header, buffer); });
+    outcome.bytes = NimbTest::Contents<BYTE>(buffer);
+    return outcome;
+}
+
+Stage StageOfCodec() {
+    switch (c_Codec) {
+        case Codec::Records:
+            return &CNimbMeshReader::ReadVertices;
+        case Codec::Plain:
+            return &CNimbMeshReader::ReadCompressedVertices;
+        case Codec::Golomb:
+            return &CNimbMeshReader::ReadGolombCodedVertices;
+        case Codec::Transforms:
+            return &CNimbMeshReader::ReadTransformDeltaVertices;
+        case Codec::Huffman:
+            return &CNimbMeshReader::ReadHuffmanCodedVertices;
+        default:
+            return &CNimbMeshReader::ReadIndices;
+    }
+}
+
+Outcome RunCodec(const Setup& setup, const BYTE* data, std::size_t size, BYTE pattern) {
+    return c_Codec == Codec::Normals ? RunNormals(setup, data, size, pattern)
+                                     : Run(StageOfCodec(), setup, data, size, pattern);
+}
+
+Outcome OfIndices(const std::optional<std::vector<UINT32>>& indices) {
+    Outcome outcome;
+    if (indices) {
+        outcome.hr = S_OK;
+        outcome.bytes.resize(4 * indices->size());
+        std::copy_n(reinterpret_cast<const BYTE*>(indices->data()), outcome.bytes.size(), outcome.bytes.begin());
+    }
+    return outcome;
+}
+
+Outcome OfPlainSection(const Setup& setup, const std::optional<CodecModel::Bytes>& section) {
+    return section ? Run(&CNimbMeshReader::ReadCompressedVertices, setup, section->data(), section->size(), 0)
+                   : Outcome();
+}
+
+/// What should come out; nothing for codecs without a model.
+std::optional<Outcome> RunModel(const Setup& setup, const BYTE* data, std::size_t size) {
+    const CodecModel::Cursor in(data, size);
+    switch (c_Codec) {
+        case Codec::Golomb:
+            return OfPlainSection(setup, CodecModel::PlainFromGolomb(in, setup.count));
+        case Codec::Huffman:
+            return OfPlainSection(setup, CodecModel::PlainFromHuffman(in, setup.count));
+        case Codec::List2:
+            return OfIndices(CodecModel::ByteDeltaList(in, setup.count, setup.numIndices));
+        case Codec::Strips2:
+            return OfIndices(CodecModel::ByteDeltaStrip(in, setup.numIndices));
+        default:
+            return std::nullopt;
+    }
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    Nimb::SetAssertionSink([](const Nimb::AssertionInfo&) {});
+    if (size < 3) {
+        return 0;
+    }
+    Setup setup{};
+    setup.vertexFormat = ((data[0] & 1) != 0 ? NTarnOutputFormat::c_Normals : 0u) |
+                         ((data[0] & 2) != 0 ? NTarnOutputFormat::c_Float : 0u);
+    setup.storedNormals = !c_IsIndexCodec && ((data[0] & 4) != 0 || c_Codec == Codec::Normals);
+    setup.olderFrame = (data[0] & 8) != 0;
+    setup.count = data[1];
+    setup.numIndices = c_IsIndexCodec && (data[0] & 16) != 0 ? 16u * data[2] : data[2];
+    data += 3;
+    size -= 3;
+
+    const Outcome outcome = RunCodec(setup, data, size, 0x00);
+    if (!(outcome == RunCodec(setup, data, size, 0xA7))) {
+        std::abort();
+    }
+    const std::optional<Outcome> wanted = RunModel(setup, data, size);
+    if (wanted && !(*wanted == outcome)) {
+        std::abort();
+    }
+    return 0;
+}

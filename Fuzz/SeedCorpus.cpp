@@ -1,0 +1,217 @@
+// Writes a folder of seeds for each fuzz target: seed_corpus OUTDIR makes OUTDIR/<target>/<file>. Seeds are valid
+// inputs, so that a fuzzer starts behind the first checks; short ones, so that it stays fast.
+#include "Authoring/AttributeAtom.h"
+#include "Authoring/DeltaEncoder.h"
+#include "Authoring/FrameEncoder.h"
+#include "Authoring/IndexEncoder.h"
+#include "Authoring/MeshNalUnit.h"
+#include "Authoring/TextureTransform.h"
+#include "Authoring/VertexEncoder.h"
+#include "Tests/TestSupport.h"
+
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <stdexcept>
+#include <string>
+
+namespace {
+
+using namespace Authoring;
+
+class CorpusWriter {
+public:
+    explicit CorpusWriter(std::filesystem::path folder) : m_Folder(std::move(folder)) {}
+
+    void Write(const std::string& target, const std::string& name, const Bytes& bytes) {
+        const std::filesystem::path folder = m_Folder / target;
+        std::filesystem::create_directories(folder);
+        std::ofstream file(folder / name, std::ios::binary);
+        file.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+        if (!file.flush()) {
+            throw std::runtime_error("cannot write " + (folder / name).string());
+        }
+    }
+
+private:
+    std::filesystem::path m_Folder;
+};
+
+Bytes Prefixed(std::initializer_list<UINT32> prefix, const Bytes& bytes) {
+    ByteWriter out;
+    for (const UINT32 byte : prefix) {
+        out.U8(byte);
+    }
+    out.Append(bytes);
+    return out.Take();
+}
+
+Bytes Sequence(UINT32 layout, const std::vector<Bytes>& frames) {
+    ByteWriter out;
+    out.U8(layout);
+    for (const Bytes& frame : frames) {
+        out.U16(static_cast<UINT32>(frame.size()));
+        out.Append(frame);
+    }
+    return out.Take();
+}
+
+std::vector<Bytes> MakeClip(IndexCoding indices, DeltaCoding coding, bool normals) {
+    const Mesh mesh = NimbTest::MakeSheet(4, 3);
+    KeyFrameOptions key;
+    key.indices = indices;
+    key.normals = normals;
+    FrameEncoder encoder;
+    std::vector<Bytes> clip{encoder.KeyFrame(mesh, key).bytes};
+    for (UINT32 i = 1; i <= 2; ++i) {
+        DeltaFrameOptions delta;
+        delta.coding = coding;
+        delta.maxError = 0.002;
+        delta.normals = normals;
+        clip.push_back(encoder.DeltaFrame(NimbTest::Moved(mesh, i), delta).bytes);
+    }
+    return clip;
+}
+
+std::vector<Bytes> MakeTemporalClip() {
+    FrameEncoder encoder;
+    std::vector<Bytes> clip;
+    const Mesh mesh = NimbTest::MakeSheet(3, 3);
+    for (UINT32 time = 0; time < 2; ++time) {
+        const Mesh moved = NimbTest::Moved(mesh, time);
+        std::vector<SubFrame> subFrames(2);
+        for (UINT32 k = 0; k < 2; ++k) {
+            subFrames[k].mesh = &moved;
+            subFrames[k].key.subMeshId = k;
+            if (time > 0) {
+                subFrames[k].delta.emplace();
+                subFrames[k].delta->subMeshId = k;
+                subFrames[k].delta->coding = DeltaCoding::Golomb;
+            }
+        }
+        subFrames[1].transform = SolveTransform(PlaceInAtlas(0.5f, 0.5f, 0.25f, 0.25f));
+        clip.push_back(encoder.TemporalFrame(subFrames).bytes);
+    }
+    return clip;
+}
+
+void WriteSequences(CorpusWriter& corpus) {
+    const std::string target = "ReaderSequenceFuzz";
+    const std::pair<IndexCoding, DeltaCoding> codings[] = {{IndexCoding::List1, DeltaCoding::Quantised},
+                                                           {IndexCoding::List2, DeltaCoding::Plain},
+                                                           {IndexCoding::EdgeBreaker, DeltaCoding::Golomb},
+                                                           {IndexCoding::Strips1, DeltaCoding::Transform},
+                                                           {IndexCoding::Strips2, DeltaCoding::Huffman}};
+    for (UINT32 layout = 0; layout < 4; ++layout) {
+        for (const auto& [indices, deltas] : codings) {
+            const bool normals = layout % 2 != 0 && indices != IndexCoding::Strips1 && indices != IndexCoding::Strips2;
+            corpus.Write(target, "clip" + std::to_string(layout) + std::to_string(static_cast<int>(indices)),
+                         Sequence(layout, MakeClip(indices, deltas, normals)));
+        }
+        corpus.Write(target, "temporal" + std::to_string(layout), Sequence(layout, MakeTemporalClip()));
+    }
+}
+
+/// Vertex sections of the setup that CodecFuzz makes of `prefix`: 12 vertices, without a second history.
+void WriteVertexSections(CorpusWriter& corpus) {
+    const Mesh mesh = NimbTest::MakeSheet(4, 3);
+    std::vector<Nimb::__vector4> previous;
+    for (const Vec3& p : mesh.positions) {
+        previous.push_back({p.x, p.y, p.z, 0});
+    }
+    const DeltaHistory history{&previous, nullptr};
+    const std::vector<Vec3> targets = NimbTest::Moved(mesh, 3).positions;
+    const DeltaCorrections corrections = QuantiseCorrections(history, targets, 0);
+    ByteWriter records, normals;
+    WriteVertexRecords(mesh, BoundingBox(mesh.positions), true, records);
+    WriteNormalBlock(mesh.normals, normals);
+    TransformDeltaOptions transformOptions;
+    TransformDeltaEncoder transforms;
+    const std::pair<const char*, Bytes> sections[] = {
+        {"CodecFuzzRecords", records.Take()},
+        {"CodecFuzzPlain", WritePlainDeltas(corrections)},
+        {"CodecFuzzGolomb", WriteGolombDeltas(corrections)},
+        {"CodecFuzzHuffman", WriteHuffmanDeltas(corrections)},
+        {"CodecFuzzTransforms", transforms.Encode(history, targets, transformOptions).section},
+        {"CodecFuzzNormals", normals.Take()},
+    };
+    for (const auto& [target, section] : sections) {
+        for (UINT32 options = 0; options < 16; ++options) {
+            corpus.Write(target, "options" + std::to_string(options), Prefixed({options, 12, 0}, section));
+        }
+    }
+}
+
+void WriteIndexSections(CorpusWriter& corpus) {
+    const std::vector<TarnMeshFace> faces = NimbTest::MakeSheet(4, 3).faces;
+    const std::vector<TarnMeshFace> wide = {{{1000000, 70000, 5}}, {{0xFFFFFFFF, 70001, 200}}};
+    const auto count = static_cast<UINT32>(faces.size());
+    const std::vector<UINT32> strip = MakeStrip(faces);
+    const auto length = static_cast<UINT32>(strip.size());
+    corpus.Write("CodecFuzzList1", "sheet", Prefixed({0, count, 3 * count}, WriteRawIndices(FlattenFaces(faces))));
+    corpus.Write("CodecFuzzList2", "sheet", Prefixed({0, count, 3 * count}, WriteListDeltas(faces)));
+    corpus.Write("CodecFuzzList2", "wide", Prefixed({0, 2, 6}, WriteListDeltas(wide)));
+    corpus.Write("CodecFuzzEdgeBreaker", "sheet", Prefixed({0, count, 3 * count}, WriteEdgeBreaker(faces).section));
+    corpus.Write("CodecFuzzStrips1", "sheet", Prefixed({0, count, length}, WriteRawIndices(strip)));
+    corpus.Write("CodecFuzzStrips2", "sheet", Prefixed({0, count, length}, WriteStripDeltas(strip)));
+    corpus.Write("CodecFuzzStrips2", "wide", Prefixed({0, 2, 6}, WriteStripDeltas(FlattenFaces(wide))));
+
+    Bytes stream = WriteEdgeBreaker(faces).section;
+    stream.erase(stream.begin(), stream.begin() + 4);  // the size in front of it
+    corpus.Write("EdgeBreakerDecodeFuzz", "sheet", stream);
+    Bytes corners{11};
+    for (const UINT32 index : FlattenFaces(faces)) {
+        corners.push_back(static_cast<BYTE>(index));
+    }
+    corpus.Write("EdgeBreakerRoundTripFuzz", "sheet", corners);
+}
+
+void WriteContainers(CorpusWriter& corpus) {
+    const Bytes frame = MakeClip(IndexCoding::EdgeBreaker, DeltaCoding::Golomb, false)[0];
+    corpus.Write("MeshNalRoundTripFuzz", "frame", frame);
+    Bytes sample{0, 0, 1, 0x65, 0x88, 0x84};  // a picture in front
+    const Bytes unit = WriteMeshNalUnit(frame.data(), frame.size(), NalFraming::AnnexB);
+    sample.insert(sample.end(), unit.begin(), unit.end());
+    corpus.Write("MeshPayloadFuzz", "sample", sample);
+    FileAttributes attributes;
+    attributes.frameCount = 30;
+    attributes.maxVertexCount = 12;
+    attributes.maxIndexCount = 36;
+    attributes.bboxMax = {1, 2, 3};
+    attributes.hasVertexNormals = 1;
+    corpus.Write("AttributeAtomFuzz", "plain", WriteAttributeAtom(attributes, AtomForm::Plain));
+    corpus.Write("AttributeAtomFuzz", "wrapped", WriteAttributeAtom(attributes, AtomForm::Wrapped));
+}
+
+/// Any bytes will do: one seed for each index coding, with some motion.
+void WriteRoundTrips(CorpusWriter& corpus) {
+    for (UINT32 coding = 0; coding < 5; ++coding) {
+        NimbTest::Random random(coding);
+        Bytes bytes{static_cast<BYTE>(coding), static_cast<BYTE>(3 * coding), 20, 30};
+        for (std::size_t i = 0; i < 500; ++i) {
+            bytes.push_back(static_cast<BYTE>(random.Below(256)));
+        }
+        corpus.Write("FrameRoundTripFuzz", "random" + std::to_string(coding), bytes);
+    }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    if (argc != 2) {
+        std::fprintf(stderr, "usage: seed_corpus OUTDIR\n");
+        return 2;
+    }
+    try {
+        CorpusWriter corpus(argv[1]);
+        WriteSequences(corpus);
+        WriteVertexSections(corpus);
+        WriteIndexSections(corpus);
+        WriteContainers(corpus);
+        WriteRoundTrips(corpus);
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "seed_corpus: %s\n", error.what());
+        return 1;
+    }
+    return 0;
+}

@@ -1,0 +1,95 @@
+#include "NimbUnityPluginML/FrameQueue.h"
+
+#include <chrono>
+#include <utility>
+
+namespace {
+
+/// How far apart numbers of mesh and texture are when one of them is of before a restart.
+constexpr std::uint64_t c_RestartDistance = 10;
+
+/// Mesh minus texture, unsigned: a mesh behind its texture is very far ahead of it.
+std::uint64_t Ahead(const MeshFrame& frame, std::int64_t textureFrameNumber) {
+    return static_cast<std::uint64_t>(frame.m_FrameNumber) - static_cast<std::uint64_t>(textureFrameNumber);
+}
+
+}  // namespace
+
+bool FrameQueue::TakeSlot(const std::function<bool()>& cancelled) {
+    constexpr std::chrono::milliseconds slice{20};
+    std::unique_lock<std::mutex> lock(m_SlotsMutex);
+    while (!m_SlotsChanged.wait_for(lock, slice, [this] { return m_freeMeshSlots > 0; })) {
+        if (cancelled()) {
+            return false;
+        }
+    }
+    --m_freeMeshSlots;
+    return true;
+}
+
+void FrameQueue::ReturnSlots(std::int32_t count) {
+    {
+        const std::lock_guard<std::mutex> lock(m_SlotsMutex);
+        m_freeMeshSlots += count;
+    }
+    m_SlotsChanged.notify_one();
+}
+
+void FrameQueue::Push(std::shared_ptr<MeshFrame> frame) {
+    const std::lock_guard<std::mutex> lock(m_meshFramesMutex);
+    m_Frames.push_back(std::move(frame));
+}
+
+void FrameQueue::CountLost() {
+    const std::lock_guard<std::mutex> lock(m_meshFramesMutex);
+    ++m_LostSlots;
+}
+
+void FrameQueue::PopLocked() {
+    m_currentMeshFrame = std::move(m_Frames.front());
+    m_Frames.pop_front();
+    ReturnSlots(1);
+}
+
+FrameQueue::Matched FrameQueue::Match(std::int64_t textureFrameNumber, std::atomic<bool>* pPendingRestart) {
+    const std::lock_guard<std::mutex> lock(m_meshFramesMutex);
+    Matched matched;
+    const auto isStale = [&] {
+        return m_currentMeshFrame != nullptr && Ahead(*m_currentMeshFrame, textureFrameNumber) > c_RestartDistance;
+    };
+    if (*pPendingRestart && isStale()) {
+        for (; !m_Frames.empty() && isStale(); ++matched.discarded) {
+            PopLocked();
+        }
+        if (matched.discarded > 0) {
+            *pPendingRestart = false;
+        }
+    }
+    const auto isBehind = [&] {
+        return m_currentMeshFrame == nullptr || static_cast<std::uint64_t>(m_currentMeshFrame->m_FrameNumber) <
+                                                    static_cast<std::uint64_t>(textureFrameNumber);
+    };
+    while (!m_Frames.empty() && isBehind()) {
+        PopLocked();
+    }
+    matched.frame = m_currentMeshFrame;
+    matched.queued = m_Frames.size();
+    if (matched.frame != nullptr && matched.frame->m_FrameNumber == textureFrameNumber) {
+        matched.isFirstTake = matched.frame->m_RenderCount++ == 0;
+    }
+    return matched;
+}
+
+std::size_t FrameQueue::Clear() {
+    const std::lock_guard<std::mutex> lock(m_meshFramesMutex);
+    const std::size_t queued = m_Frames.size();
+    m_currentMeshFrame.reset();
+    m_Frames.clear();
+    ReturnSlots(static_cast<std::int32_t>(queued) + std::exchange(m_LostSlots, 0));
+    return queued;
+}
+
+void FrameQueue::ReadCurrent(const std::function<void(const MeshFrame*)>& read) {
+    const std::lock_guard<std::mutex> lock(m_meshFramesMutex);
+    read(m_currentMeshFrame.get());
+}

@@ -1,0 +1,71 @@
+// The decoded mesh frames that wait for their texture frames, the one that is current, and the slots that bound them.
+//
+// At most c_MaxMeshFrames video samples are on their way as meshes: each takes a slot before it goes to the mesh thread
+// and gives it back when its frame leaves the queue. A sample whose mesh is lost keeps its slot until Clear; as many
+// lost meshes in a row stall playback, and Rewind or Close revives it.
+//
+// Lock order: the frames' mutex before the slots' mutex.
+#pragma once
+
+#include "NimbUnityPluginML/MeshFrame.h"
+
+#include <atomic>
+#include <condition_variable>
+#include <cstddef>
+#include <deque>
+#include <functional>
+#include <memory>
+#include <mutex>
+
+class FrameQueue {
+public:
+    static constexpr std::int32_t c_MaxMeshFrames = 8;
+
+    /// What Match found.
+    struct Matched {
+        std::shared_ptr<MeshFrame> frame;  ///< the current frame, whatever its number; null when there is none
+        std::size_t queued = 0;            ///< frames that wait behind it
+        std::size_t discarded = 0;         ///< stale frames that a pending restart threw away
+        bool isFirstTake = false;          ///< the frame has the texture's number and is taken for the first time
+    };
+
+    // ---- Playback thread ----
+
+    /// Takes a slot, waiting for one as long as `cancelled` is false. False when it was cancelled. Whoever makes
+    /// `cancelled` true need not notify.
+    bool TakeSlot(const std::function<bool()>& cancelled);
+
+    // ---- Mesh thread ----
+
+    void Push(std::shared_ptr<MeshFrame> frame);
+    /// A sample that had a slot lost its mesh.
+    void CountLost();
+
+    // ---- Render thread ----
+
+    /// Moves on to the frame that belongs to the texture frame with this number, as far as the queue goes. With
+    /// `*pPendingRestart` set, frames of before the restart are discarded first, and the flag is cleared if there were
+    /// any.
+    Matched Match(std::int64_t textureFrameNumber, std::atomic<bool>* pPendingRestart);
+
+    // ---- Any thread ----
+
+    /// Drops all frames and gives back their slots and those of lost meshes. Returns how many frames were queued.
+    std::size_t Clear();
+
+    /// Calls `read` with the current frame (may be null) under the frames' mutex.
+    void ReadCurrent(const std::function<void(const MeshFrame*)>& read);
+
+private:
+    void PopLocked();
+    void ReturnSlots(std::int32_t count);
+
+    std::mutex m_meshFramesMutex;  // guards the next three
+    std::deque<std::shared_ptr<MeshFrame>> m_Frames;
+    std::shared_ptr<MeshFrame> m_currentMeshFrame;
+    std::int32_t m_LostSlots = 0;
+
+    std::mutex m_SlotsMutex;  // guards m_freeMeshSlots
+    std::condition_variable m_SlotsChanged;
+    std::int32_t m_freeMeshSlots = c_MaxMeshFrames;
+};

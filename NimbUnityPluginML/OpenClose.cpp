@@ -1,0 +1,264 @@
+// Opening a file: its tail, its tracks, the workers. Closing it: everything in reverse, whatever the workers are doing.
+#include "NimbUnityPluginML/Log.h"
+#include "NimbUnityPluginML/QuorObject.h"
+
+#include <pthread.h>
+
+#include <cstdio>
+#include <cstring>
+#include <limits>
+
+namespace {
+
+constexpr std::size_t c_TailBytes = 1024;
+
+/// Destroys a track format when it goes out of scope.
+class TrackFormat {
+public:
+    TrackFormat(MLHandle extractor, std::size_t index) { MLMediaExtractorGetTrackFormat(extractor, index, &m_Format); }
+    ~TrackFormat() {
+        if (m_Format != ML_INVALID_HANDLE) {
+            MLMediaFormatDestroy(m_Format);
+        }
+    }
+    TrackFormat(const TrackFormat&) = delete;
+    TrackFormat& operator=(const TrackFormat&) = delete;
+    operator MLHandle() const noexcept { return m_Format; }
+
+private:
+    MLHandle m_Format = ML_INVALID_HANDLE;
+};
+
+bool BeginsWith(const char* text, const char* prefix) { return std::strncmp(text, prefix, std::strlen(prefix)) == 0; }
+
+}  // namespace
+
+bool QuorObject::Open(const char* path, const NimbOpenInfo* info) {
+    NIMB_LOG_INFO("[%i] QuorObject::Open called with path = %s", m_id, path);
+    if (m_extractor != ML_INVALID_HANDLE) {
+        if (!Close()) {
+            NIMB_LOG_ERROR("[%i] QuorObject::Open: Closing existing file failed", m_id);
+            return false;
+        }
+        m_pendingRestart = true;
+    }
+    if (m_state != Initialized && m_state != Closed) {
+        NIMB_LOG_ERROR("[%i] Error in QuorObject::Open: must be in Initialized(%d) state. Current state is (%d).", m_id,
+                       Initialized, m_state.load());
+        return false;
+    }
+    m_openInfo = *info;
+
+    NIMB_LOG_INFO("[%i] Opening file with absolute path", m_id);
+    constexpr char scheme[] = "file://";
+    std::FILE* const file = std::fopen(BeginsWith(path, scheme) ? path + std::strlen(scheme) : path, "rb");
+    if (file == nullptr) {
+        NIMB_LOG_ERROR("[%i] failed to open file", m_id);
+        return false;
+    }
+    ReadFileTail(file);
+    std::fclose(file);
+
+    if (!OpenMedia(path)) {
+        // The state stays as it was, and so that the next Open finds nothing in its way, what was made goes again.
+        ReleaseMedia();
+        return false;
+    }
+    m_PlaybackWorker.Wake();  // it sees a state other than Playing and goes back to sleep
+    m_state = Opened;
+    return true;
+}
+
+void QuorObject::ReadFileTail(std::FILE* file) {
+    if (std::fseek(file, -static_cast<long>(c_TailBytes), SEEK_END) != 0) {
+        return;
+    }
+    m_fileSize = static_cast<std::uint32_t>(std::ftell(file)) + static_cast<std::uint32_t>(c_TailBytes);
+    m_xtraData = std::make_unique<BYTE[]>(c_TailBytes);
+    if (std::fread(m_xtraData.get(), 1, c_TailBytes, file) == 0) {
+        m_xtraData.reset();
+    } else {
+        NIMB_LOG_INFO("[%i] read end of file for xtra atom", m_id);
+    }
+}
+
+bool QuorObject::OpenMedia(const char* path) {
+    MLHandle extractor = ML_INVALID_HANDLE;
+    MLMediaExtractorCreate(&extractor);
+    m_extractor = extractor;
+    const MLResult result = MLMediaExtractorSetDataSourceForURI(extractor, path);
+    if (result != MLResult_Ok) {
+        NIMB_LOG_ERROR("[%i] MLMediaExtractorSetDataSourceForURI failed, error = %i", m_id, result);
+        return false;
+    }
+    StartWorkers();
+    return ConfigureTracks();
+}
+
+void QuorObject::StartWorkers() {
+    if (!m_MeshThread.joinable()) {
+        m_MeshThread = std::thread([this] { MeshThreadFunc(); });
+        pthread_setname_np(m_MeshThread.native_handle(), "NimbMesh");
+    }
+    m_PlaybackWorker.RequestSleep();
+    m_PlaybackWorker.Start("NimbPlayback", [this] { PlaybackThreadFunc(); });
+    m_VideoWorker.RequestSleep();
+    m_AudioWorker.RequestSleep();
+    m_VideoWorker.Start("NimbVideo", [this] { VideoThreadFunc(); });
+}
+
+bool QuorObject::ConfigureTracks() {
+    std::uint64_t trackCount = 0;
+    MLMediaExtractorGetTrackCount(m_extractor, &trackCount);
+    NIMB_LOG_INFO("[%i] input has %i tracks", m_id, static_cast<int>(trackCount));
+    for (std::size_t index = 0; index < trackCount; ++index) {
+        const TrackFormat format(m_extractor, index);
+        char text[512] = {};
+        MLMediaFormatObjectToString(format, text);
+        NIMB_LOG_INFO("[%i] track %d format: %s", m_id, static_cast<int>(index), text);
+        char mime[64] = {};
+        if (MLMediaFormatGetKeyString(format, MLMediaFormat_Key_Mime, mime) != MLResult_Ok) {
+            NIMB_LOG_ERROR("[%i] no mime type", m_id);
+            return false;
+        }
+        if (BeginsWith(mime, "video/")) {
+            if (!ConfigureVideoTrack(format, index, mime)) {
+                return false;
+            }
+        } else if (BeginsWith(mime, "audio/") && m_openInfo.disableAudio == 0) {
+            if (!ConfigureAudioTrack(format, index, mime)) {
+                return false;
+            }
+        }
+    }
+    return true;
+}
+
+bool QuorObject::ConfigureVideoTrack(MLHandle format, std::size_t index, const char* mime) {
+    NIMB_LOG_INFO("[%i] configure video track", m_id);
+    MLMediaFormatGetKeyValueInt32(format, MLMediaFormat_Key_Width, &m_textureWidth);
+    MLMediaFormatGetKeyValueInt32(format, MLMediaFormat_Key_Height, &m_textureHeight);
+    MLMediaExtractorSelectTrack(m_extractor, index);
+
+    ReleaseCodec(m_videoCodec, m_VideoWorker);  // of an earlier video track: the last one counts
+    MLHandle codec = ML_INVALID_HANDLE;
+    MLResult result = MLMediaCodecCreateCodec(MLMediaCodecCreation_ByType, MLMediaCodecType_Decoder, mime, &codec);
+    if (result != MLResult_Ok) {
+        NIMB_LOG_ERROR("[%i] MLMediaCodecCreateCodec (video) failed with error: %i", m_id, result);
+        return false;
+    }
+    m_videoCodec = codec;
+    MLMediaCodecCallbacks callbacks{};
+    callbacks.on_frame_available = [](MLHandle, void* userData) {
+        if (userData != nullptr) {
+            ++static_cast<QuorObject*>(userData)->m_framesAvailable;
+        }
+    };
+    if ((result = MLMediaCodecSetCallbacks(codec, &callbacks, this)) != MLResult_Ok) {
+        NIMB_LOG_ERROR("[%i] MLMediaCodecSetCallbacks failed with error: %i", m_id, result);
+        return false;
+    }
+    if ((result = MLMediaCodecSetSurfaceHint(codec, MLMediaCodecSurfaceHint_Hardware)) != MLResult_Ok) {
+        NIMB_LOG_ERROR("[%i] MLMediaCodecSetSurfaceHint (video) failed with error: %i", m_id, result);
+        return false;
+    }
+    if ((result = MLMediaCodecConfigure(codec, format, 0)) != MLResult_Ok) {
+        NIMB_LOG_ERROR("[%i] MLMediaCodecConfigure (video) failed with error: %i", m_id, result);
+        return false;
+    }
+    if ((result = MLMediaCodecStart(codec)) != MLResult_Ok) {
+        NIMB_LOG_ERROR("[%i] MLMediaCodecStart (video) = %i", m_id, result);
+        return false;
+    }
+    m_meshFrameCounter = 0;
+    m_Clock.Restart();
+    m_renderStart = -1;
+    m_inputEOS = false;
+    m_videoOutputEOS = false;
+    return true;
+}
+
+bool QuorObject::ConfigureAudioTrack(MLHandle format, std::size_t index, const char* mime) {
+    NIMB_LOG_INFO("[%i] configure audio track", m_id);
+    MLMediaExtractorSelectTrack(m_extractor, index);
+
+    ReleaseCodec(m_audioCodec, m_AudioWorker);
+    MLHandle codec = ML_INVALID_HANDLE;
+    MLMediaCodecCreateCodec(MLMediaCodecCreation_ByType, MLMediaCodecType_Decoder, mime, &codec);
+    MLResult result = MLMediaCodecConfigure(codec, format, 0);
+    if (result != MLResult_Ok) {
+        NIMB_LOG_ERROR("[%i] MLMediaCodecConfigure (audio) = %i", m_id, result);
+        MLMediaCodecDestroy(codec);
+        return false;
+    }
+    if ((result = MLMediaCodecStart(codec)) != MLResult_Ok) {
+        NIMB_LOG_ERROR("[%i] MLMediaCodecStart (audio) = %i", m_id, result);
+        MLMediaCodecDestroy(codec);
+        return false;
+    }
+    m_audioCodec = codec;
+    m_audioOutputEOS = false;
+
+    // The format of the output does not depend on the track's: decoders deliver this one.
+    const MLAudioBufferFormat soundFormat{2, 48000, 16, 16, MLAudioSampleFormat_Int, 0};
+    constexpr std::uint32_t soundBufferBytes = 4096;
+    MLHandle sound = ML_INVALID_HANDLE;
+    if (MLAudioCreateSoundWithOutputStream(&soundFormat, soundBufferBytes, nullptr, this, &sound) != MLResult_Ok) {
+        NIMB_LOG_ERROR("[%i] MLAudioCreateSoundWithOutputStream failed", m_id);
+        return false;
+    }
+    m_sound = sound;
+    if (MLAudioStartSound(sound) != MLResult_Ok) {
+        NIMB_LOG_ERROR("[%i] MLAudioStartSound failed", m_id);
+        return false;
+    }
+    m_AudioWorker.Start("NimbAudio", [this] { AudioThreadFunc(); });
+    return true;
+}
+
+bool QuorObject::Close() {
+    const State state = m_state;
+    if (state != Opened && state != Playing && state != Paused && state != Closed) {
+        NIMB_LOG_ERROR("[%i] QuorObject::Close return false, m_state = %i", m_id, state);
+        return false;
+    }
+    m_state = Closed;
+    NIMB_LOG_INFO("[%i] QuorObject::Close release resources (m_state = %i)", m_id, m_state.load());
+    ReleaseMedia();
+    return true;
+}
+
+void QuorObject::ReleaseMedia() {
+    m_PlaybackWorker.RequestSleep();
+    ClearMeshFrames();
+    WaitForPlaybackSleep();
+    const MLHandle extractor = m_extractor.exchange(ML_INVALID_HANDLE);
+    if (extractor != ML_INVALID_HANDLE) {
+        MLMediaExtractorDestroy(extractor);
+    }
+    m_VideoWorker.RequestSleep();
+    m_AudioWorker.RequestSleep();
+    ReleaseCodec(m_videoCodec, m_VideoWorker);
+    ReleaseCodec(m_audioCodec, m_AudioWorker);
+    const MLHandle sound = m_sound.exchange(ML_INVALID_HANDLE);
+    if (sound != ML_INVALID_HANDLE) {
+        MLAudioStopSound(sound);
+        MLAudioDestroySound(sound);
+    }
+    m_framesAvailable = 0;
+    ClearMeshFrames();
+}
+
+/// Flush, stop, wait, destroy. `worker` drains the codec's output and may be waiting in it.
+void QuorObject::ReleaseCodec(std::atomic<MLHandle>& codec, Worker& worker) {
+    if (codec == ML_INVALID_HANDLE) {
+        return;
+    }
+    const auto unblock = [&codec] {
+        MLMediaCodecFlush(codec);
+        MLMediaCodecStop(codec);
+    };
+    unblock();
+    worker.WaitUntilAsleep(unblock);
+    MLMediaCodecDestroy(codec.exchange(ML_INVALID_HANDLE));
+}

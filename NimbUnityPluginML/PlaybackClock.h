@@ -1,0 +1,57 @@
+// The scaled timeline: what time a sample has when the clock runs faster or slower than the file's.
+#pragma once
+
+#include <cstdint>
+#include <mutex>
+
+/// Microseconds throughout. The playback thread maps, the script thread changes the scale.
+class PlaybackClock {
+public:
+    /// Maps a sample time of the file and remembers both.
+    std::int64_t Map(std::int64_t rawSampleTime) {
+        const std::lock_guard<std::mutex> lock(m_Mutex);
+        m_rawSampleTime = rawSampleTime;
+        // Unsigned and in single precision, deliberately. The result of a scale of 0, or of a time before the base, is
+        // beyond 64 bits: it saturates.
+        const float elapsed =
+            static_cast<float>(static_cast<std::uint64_t>(rawSampleTime) - static_cast<std::uint64_t>(m_rawBase));
+        m_scaledSampleTime = AddSaturated(m_scaledOffset, Truncate(elapsed / m_clockScale));
+        return m_scaledSampleTime;
+    }
+
+    /// From now on the clock runs at another scale, without a jump.
+    void SetScale(float scale) {
+        const std::lock_guard<std::mutex> lock(m_Mutex);
+        m_scaledOffset = m_scaledSampleTime;
+        m_rawBase = m_rawSampleTime;
+        m_clockScale = scale;
+    }
+
+    /// The file starts over: its time and the scaled one count from 0 again.
+    void Restart() {
+        const std::lock_guard<std::mutex> lock(m_Mutex);
+        m_scaledOffset = 0;
+        m_rawBase = 0;
+    }
+
+private:
+    static std::int64_t Truncate(float value) {
+        constexpr float limit = 9223372036854775808.0f;
+        if (!(value < limit)) {
+            return value != value ? 0 : INT64_MAX;
+        }
+        return value > -limit ? static_cast<std::int64_t>(value) : INT64_MIN;
+    }
+
+    static std::int64_t AddSaturated(std::int64_t a, std::int64_t b) {
+        std::int64_t sum = 0;
+        return __builtin_add_overflow(a, b, &sum) ? (b < 0 ? INT64_MIN : INT64_MAX) : sum;
+    }
+
+    std::mutex m_Mutex;
+    std::int64_t m_scaledSampleTime = 0;
+    std::int64_t m_rawSampleTime = 0;
+    std::int64_t m_scaledOffset = 0;
+    std::int64_t m_rawBase = 0;
+    float m_clockScale = 1.0f;
+};

@@ -1,0 +1,174 @@
+// States and their transitions, and what scripts ask and set.
+#include "NimbUnityPluginML/QuorObject.h"
+
+#include "NimbUnityPluginML/Log.h"
+
+#include <cstring>
+
+QuorObject::QuorObject(int id) : m_id(id) {}
+
+QuorObject::~QuorObject() {
+    NIMB_LOG_INFO("[%i] ~QuorObject() (m_state = %i)", m_id, m_state.load());
+    if (m_state != Closed) {
+        Close();
+    }
+    m_VideoWorker.Join();
+    m_AudioWorker.Join();
+    m_PlaybackWorker.Join();
+    m_MeshTasks.Stop();
+    if (m_MeshThread.joinable()) {
+        m_MeshThread.join();
+    }
+}
+
+bool QuorObject::Initialize() {
+    if (m_state != Empty) {
+        NIMB_LOG_ERROR("[%i] QuorObject::Initialize: must be in Empty(%d) state. Current state is (%d)", m_id, Empty,
+                       m_state.load());
+        return false;
+    }
+    m_state = Initialized;
+    return true;
+}
+
+bool QuorObject::Play() {
+    NIMB_LOG_INFO("[%i] QuorObject::Play", m_id);
+    const State state = m_state;
+    if (state != Opened && state != Closed && state != Paused) {
+        return false;
+    }
+    if (state == Paused) {
+        m_renderStart = -1;
+    }
+    m_state = Playing;
+    if (m_extractor == 0) {
+        NIMB_LOG_INFO("[%i] QuorObject::Play media extractor is null", m_id);
+        return false;
+    }
+    m_PlaybackWorker.Wake();
+    m_VideoWorker.Wake();
+    if (m_audioCodec != ML_INVALID_HANDLE) {
+        m_AudioWorker.Wake();
+    }
+    return true;
+}
+
+bool QuorObject::Pause() {
+    NIMB_LOG_INFO("[%i] QuorObject::Pause", m_id);
+    if (m_state != Playing) {
+        return false;
+    }
+    m_state = Paused;
+    m_VideoWorker.RequestSleep();
+    m_AudioWorker.RequestSleep();
+    m_PlaybackWorker.RequestSleep();
+    return true;
+}
+
+bool QuorObject::Rewind() {
+    NIMB_LOG_INFO("[%i] QuorObject::Rewind", m_id);
+    m_PlaybackWorker.RequestSleep();
+    m_VideoWorker.RequestSleep();
+    m_AudioWorker.RequestSleep();
+    m_state = Paused;
+    ClearMeshFrames();
+    WaitForPlaybackSleep();
+    MLMediaExtractorSeekTo(m_extractor, 0, MLMediaSeekMode_Closest_Sync);
+    const auto flushVideo = [this] { MLMediaCodecFlush(m_videoCodec); };
+    const auto flushAudio = [this] { MLMediaCodecFlush(m_audioCodec); };
+    flushVideo();
+    m_VideoWorker.WaitUntilAsleep(flushVideo);
+    if (m_audioCodec != ML_INVALID_HANDLE) {
+        flushAudio();
+        m_AudioWorker.WaitUntilAsleep(flushAudio);
+    }
+    m_inputEOS = false;
+    m_audioOutputEOS = false;
+    m_videoOutputEOS = false;
+    m_renderStart = -1;
+    m_pendingRestart = true;
+    return true;
+}
+
+/// The playback thread may be waiting for an input buffer, which a flush ends, for a slot, which clearing frames ends, or
+/// for the end of the output before a loop, which it abandons when told to. Until it sleeps, all of that is repeated.
+void QuorObject::WaitForPlaybackSleep() {
+    m_Abandon = true;
+    m_PlaybackWorker.WaitUntilAsleep([this] {
+        ClearMeshFrames();
+        FlushCodecs();
+    });
+    m_Abandon = false;
+}
+
+/// Ends dequeues that wait, unless a sample is just on its way to codec and mesh thread: then the next try will do.
+void QuorObject::FlushCodecs() {
+    const std::unique_lock<std::mutex> lock(m_FeedMutex, std::try_to_lock);
+    if (!lock.owns_lock()) {
+        return;
+    }
+    MLMediaCodecFlush(m_videoCodec);
+    if (m_audioCodec != ML_INVALID_HANDLE) {
+        MLMediaCodecFlush(m_audioCodec);
+    }
+}
+
+void QuorObject::SetClockScale(float scale) {
+    NIMB_LOG_INFO("[%i] SetClockScale = %f", m_id, static_cast<double>(scale));
+    m_Clock.SetScale(scale);
+    if (m_sound != ML_INVALID_HANDLE && MLAudioSetSoundPitch(m_sound, scale) != MLResult_Ok) {
+        NIMB_LOG_INFO("[%i] MLAudioSetSoundPitch failed", m_id);  // deliberately not an error
+    }
+}
+
+bool QuorObject::SetAudioVolume(float volume) {
+    if (m_sound == ML_INVALID_HANDLE) {
+        return false;
+    }
+    if (MLAudioSetSoundVolumeLinear(m_sound, volume) != MLResult_Ok) {
+        NIMB_LOG_ERROR("[%i] MLAudioSetSoundVolumeLinear failed", m_id);
+        return false;
+    }
+    return true;
+}
+
+int QuorObject::SetUnityBuffers(void* vb, int vbSize, void* ib, int ibSize, void* tex, int width, int height) {
+    // The engine's native pointers are GL names here.
+    const auto name = [](void* pointer) { return static_cast<unsigned int>(reinterpret_cast<std::uintptr_t>(pointer)); };
+    const std::lock_guard<std::mutex> lock(m_UnityMutex);
+    m_UnityBuffers = {name(vb), vbSize, name(ib), ibSize, name(tex), width, height};
+    m_lastIndexBuffer.Release();  // so that the next upload writes indices into what may be another buffer
+    NIMB_LOG_INFO("[%i] SetUnityBuffers, vb = %i, ib = %i, tex = %i (%ix%i)", m_id,
+                  static_cast<int>(m_UnityBuffers.vertexBuffer), static_cast<int>(m_UnityBuffers.indexBuffer),
+                  static_cast<int>(m_UnityBuffers.texture), width, height);
+    return 1;
+}
+
+void QuorObject::ClearMeshFrames() {
+    const std::size_t cleared = m_MeshFrames.Clear();
+    NIMB_LOG_INFO("[%i] Clearing %i old mesh frames", m_id, static_cast<int>(cleared));
+}
+
+bool QuorObject::GetFrameInfo(NimbFrameInfo* info) {
+    std::memset(info, 0, sizeof(*info));
+    m_MeshFrames.ReadCurrent([info](const MeshFrame* frame) {
+        if (frame == nullptr) {
+            return;
+        }
+        info->timestamp = frame->m_TimeStamp / 100;
+        info->minX = frame->m_MinX;
+        info->minY = frame->m_MinY;
+        info->minZ = frame->m_MinZ;
+        info->maxX = frame->m_MaxX;
+        info->maxY = frame->m_MaxY;
+        info->maxZ = frame->m_MaxZ;
+        info->frameId = frame->m_FrameId;
+        info->vertexCount = frame->m_VertexCount;
+        info->indexCount = frame->m_IndexCount;
+        info->isRepeatedFrame = frame->m_RenderCount > 1 ? 1 : 0;
+    });
+    info->endOfStream = m_endOfStream.exchange(false) ? 1 : 0;
+    info->textureWidth = static_cast<std::uint32_t>(m_textureWidth);
+    info->textureHeight = static_cast<std::uint32_t>(m_textureHeight);
+    return true;
+}

@@ -1,0 +1,188 @@
+// One player: it owns the platform's extractor, codecs and sound, a mesh reader, and four worker threads.
+//
+// Who does what:
+//   script thread    Initialize .. ClearMeshFrames, and the destructor
+//   render thread    OnUnityRender and all GL work
+//   playback thread  reads samples in file order, feeds the codecs, queues mesh tasks
+//   mesh thread      runs the tasks: sample -> payload -> MeshFrame -> frame queue
+//   video thread     releases decoded video to the codec's surface at the clock's pace
+//   audio thread     copies decoded audio into the sound's output stream
+// The members below are grouped by what guards them. Locks are held one at a time, except those inside FrameQueue; the
+// feed mutex is held across a wait for a slot, which its holder abandons when m_Abandon is set.
+#pragma once
+
+#include "NimbCore/NimbComPtr.h"
+#include "NimbCore/NimbMeshReader.h"
+#include "NimbUnityPluginML/ConcurrentQueue.h"
+#include "NimbUnityPluginML/FrameQueue.h"
+#include "NimbUnityPluginML/NimbUnityPluginML.h"
+#include "NimbUnityPluginML/PlaybackClock.h"
+#include "NimbUnityPluginML/Worker.h"
+
+#include <ml_audio.h>
+#include <ml_media_codec.h>
+#include <ml_media_extractor.h>
+#include <ml_media_format.h>
+
+#include <EGL/egl.h>
+
+#include <atomic>
+#include <memory>
+#include <mutex>
+#include <vector>
+
+class QuorObject {
+public:
+    enum State : int { Empty = 0, Initialized = 1, Opened = 2, Playing = 3, Paused = 4, Closed = 5 };
+
+    explicit QuorObject(int id);
+    ~QuorObject();
+    QuorObject(const QuorObject&) = delete;
+    QuorObject& operator=(const QuorObject&) = delete;
+
+    // ---- Script thread ----
+
+    bool Initialize();
+    bool Open(const char* path, const NimbOpenInfo* info);
+    bool Close();
+    bool Play();
+    bool Pause();
+    bool Rewind();
+    void SetClockScale(float scale);
+    bool SetAudioVolume(float volume);
+    void SetComputeNormals(bool computeNormals) noexcept { m_computeNormals = computeNormals; }
+    bool GetFrameInfo(NimbFrameInfo* info);
+    bool GetFileInfo(NimbFileInfo* info);
+    State GetState() const noexcept { return m_state; }
+
+    /// Argument order unlike the exported function's, which puts the texture first. Returns 1.
+    int SetUnityBuffers(void* vb, int vbSize, void* ib, int ibSize, void* tex, int width, int height);
+
+    /// Drops all decoded frames and gives back every slot, those of lost frames included. Any thread.
+    void ClearMeshFrames();
+
+    // ---- Render thread ----
+
+    /// Shows the next decoded video frame, if there is one, and the mesh that belongs to it. `unityContext`: the
+    /// engine's EGL context, which is current.
+    void OnUnityRender(EGLContext unityContext);
+
+private:
+    using FileTail = std::unique_ptr<BYTE[]>;
+
+    // Open and Close.
+    void ReadFileTail(std::FILE* file);
+    bool OpenMedia(const char* path);
+    bool ConfigureTracks();
+    bool ConfigureVideoTrack(MLHandle format, std::size_t index, const char* mime);
+    bool ConfigureAudioTrack(MLHandle format, std::size_t index, const char* mime);
+    void StartWorkers();
+    void ReleaseMedia();
+    void ReleaseCodec(std::atomic<MLHandle>& codec, Worker& worker);
+    void WaitForPlaybackSleep();
+    void FlushCodecs();
+    bool ReadFileAttributes(NimbFileInfo* info, bool* pFailed);
+
+    // Playback thread.
+    void PlaybackThreadFunc();
+    void PlaybackIteration();
+    void EndOfInput(std::int64_t scaledTime);
+    bool WaitForOutputEnd();
+    void QueueEndOfStream(MLHandle codec, std::int64_t scaledTime);
+    void FeedAudio(std::int64_t scaledTime);
+    void FeedVideo(std::int64_t scaledTime);
+    bool DequeueInput(MLHandle codec, std::int64_t* pIndex);
+
+    // Mesh thread.
+    void MeshThreadFunc();
+    void DecodeSample(const std::vector<BYTE>& sample, std::int64_t timeStamp);
+    bool ReadMeshFrame(IStream* pStream, std::int64_t timeStamp, std::int64_t frameNumber);
+
+    // Video and audio threads.
+    void VideoThreadFunc();
+    void VideoIteration();
+    void PaceVideo(std::int64_t time);
+    void AudioThreadFunc();
+    void AudioIteration();
+    void PlayAudio(const BYTE* data, std::size_t size);
+
+    // GL resources; render thread, but for CleanupGraphicsResources at the end of the mesh thread.
+    void InitializeGraphicsResources(EGLContext unityCtx);
+    unsigned int CompileShader(const char* source, unsigned int type);
+    unsigned int LinkShader(unsigned int vertexShader, unsigned int fragmentShader);
+    void CopyTexture(unsigned int program, void* nativeBuffer, unsigned int texture, int width, int height);
+    void CleanupGraphicsResources();
+    void ShowFrame(MLHandle nativeBuffer, const FrameQueue::Matched& matched);
+
+    const int m_id;
+    std::atomic<State> m_state{Empty};
+
+    // Script thread; workers read them while a file is open.
+    NimbOpenInfo m_openInfo{};
+    FileTail m_xtraData;  // last 1024 bytes of the file, or null
+    std::uint32_t m_fileSize = 0;
+    std::int32_t m_textureWidth = 0;
+    std::int32_t m_textureHeight = 0;
+
+    // Platform handles: made and destroyed by the script thread, used by all. A stale one is refused by the platform.
+    std::atomic<MLHandle> m_extractor{ML_INVALID_HANDLE};
+    std::atomic<MLHandle> m_videoCodec{ML_INVALID_HANDLE};
+    std::atomic<MLHandle> m_audioCodec{ML_INVALID_HANDLE};
+    std::atomic<MLHandle> m_sound{ML_INVALID_HANDLE};
+
+    // Flags between the threads.
+    std::atomic<bool> m_videoOutputEOS{false};
+    std::atomic<bool> m_audioOutputEOS{false};
+    std::atomic<bool> m_inputEOS{false};
+    std::atomic<bool> m_endOfStream{false};
+    std::atomic<bool> m_pendingRestart{false};
+    std::atomic<bool> m_computeNormals{true};
+    std::atomic<bool> m_Abandon{false};          // Rewind or Close waits for the playback thread: give up what you wait for
+    std::atomic<std::int64_t> m_renderStart{0};  // monotonic nanoseconds at which time zero is shown; -1: not yet known
+    std::atomic<std::uint32_t> m_framesAvailable{0};  // rendered texture frames not yet taken
+    std::atomic<std::int64_t> m_meshFrameCounter{0};  // number of the next mesh frame
+
+    // Locked by themselves.
+    PlaybackClock m_Clock;
+    FrameQueue m_MeshFrames;
+    ConcurrentQueue m_MeshTasks;
+
+    // Held by the playback thread from an input buffer in hand to its being queued. Flushes from other threads take it,
+    // so that a sample goes to codec and mesh thread, or to neither: their frame numbers depend on it.
+    std::mutex m_FeedMutex;
+
+    // The engine's objects, under m_UnityMutex.
+    struct UnityBuffers {
+        unsigned int vertexBuffer = 0;
+        int vertexBufferSize = 0;
+        unsigned int indexBuffer = 0;
+        int indexBufferSize = 0;
+        unsigned int texture = 0;
+        int textureWidth = 0;
+        int textureHeight = 0;
+    };
+    std::mutex m_UnityMutex;
+    UnityBuffers m_UnityBuffers;
+    NIMBCORE::CComPtr<INimbBuffer> m_lastIndexBuffer;  // of the mesh last uploaded: its indices need no second upload
+    std::uint32_t m_sameBufferUploads = 0;             // uploads in a row that shared m_lastIndexBuffer
+
+    // Render thread.
+    std::int64_t m_textureFrameNumber = -1;
+    struct GlResources {
+        unsigned int program = 0;
+        unsigned int externalTexture = 0;
+        unsigned int quadBuffer = 0;
+        unsigned int vertexShader = 0;
+        unsigned int fragmentShader = 0;
+    };
+    GlResources m_Gl;
+
+    // Mesh thread.
+    Nimb::CNimbMeshReader m_meshReader;
+
+    // Last, so that everything above exists while they run.
+    Worker m_PlaybackWorker;
+    Worker m_VideoWorker;
+    Worker m_AudioWorker;
+    std::thread m_MeshThread;
+};
