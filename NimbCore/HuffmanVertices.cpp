@@ -101,22 +101,61 @@ private:
     BYTE* m_OutEnd;
 };
 
-/// Walks three axes in step as long as each can take whole words.
-void WalkTogether(AxisWalk& xAxis, AxisWalk& yAxis, AxisWalk& zAxis) {
-    AxisWalk x = xAxis, y = yAxis, z = zAxis;  // copies, so that the loop keeps them in registers
-    while (x.CanTakeWord() && y.CanTakeWord() && z.CanTakeWord()) {
+/// Walks `Count` axes in step as long as each can take whole words.
+template <std::size_t Count>
+void WalkInStep(AxisWalk* const* axes) {
+    static_assert(Count >= 1 && Count <= 3, "one to three axes");
+    // Copies, so that the loop keeps them in registers; without a second or third axis theirs go unused.
+    AxisWalk x = *axes[0];
+    AxisWalk y = *axes[Count > 1 ? 1 : 0];
+    AxisWalk z = *axes[Count > 2 ? 2 : 0];
+    while (x.CanTakeWord() && (Count < 2 || y.CanTakeWord()) && (Count < 3 || z.CanTakeWord())) {
         UINT32 wordX = x.TakeWord();
-        UINT32 wordY = y.TakeWord();
-        UINT32 wordZ = z.TakeWord();
+        UINT32 wordY = Count > 1 ? y.TakeWord() : 0;
+        UINT32 wordZ = Count > 2 ? z.TakeWord() : 0;
         for (int bit = 0; bit < 32; ++bit) {
             x.Step(&wordX);
-            y.Step(&wordY);
-            z.Step(&wordZ);
+            if (Count > 1) {
+                y.Step(&wordY);
+            }
+            if (Count > 2) {
+                z.Step(&wordZ);
+            }
         }
     }
-    xAxis = x;
-    yAxis = y;
-    zAxis = z;
+    *axes[0] = x;
+    if (Count > 1) {
+        *axes[1] = y;
+    }
+    if (Count > 2) {
+        *axes[2] = z;
+    }
+}
+
+/// Walks all axes, in step as far as their streams go, which need not be equally long.
+void WalkWords(std::vector<AxisWalk>& walks) {
+    AxisWalk* active[3] = {};
+    for (;;) {
+        std::size_t count = 0;
+        for (AxisWalk& walk : walks) {
+            if (walk.CanTakeWord()) {
+                active[count++] = &walk;
+            }
+        }
+        switch (count) {
+            case 3:
+                WalkInStep<3>(active);
+                break;
+            case 2:
+                WalkInStep<2>(active);
+                break;
+            case 1:
+                WalkInStep<1>(active);
+                break;
+            default:
+                return;
+        }
+    }
 }
 
 /// One axis of the section as read.
@@ -138,9 +177,7 @@ bool DecodeAxes(const HuffmanAxis (&axes)[3], const UINT32 (&numBits)[3], std::v
             walks.emplace_back(&trees.back(), axes[axis].words, numBits[axis], deltas, axis);
         }
     }
-    if (walks.size() == 3) {
-        WalkTogether(walks[0], walks[1], walks[2]);
-    }
+    WalkWords(walks);
     return std::all_of(walks.begin(), walks.end(), [](AxisWalk& walk) { return walk.Finish(); });
 }
 

@@ -54,26 +54,28 @@ struct Staging {
     LONGLONG remaining = 0;  // section bytes not yet read from the stream
 };
 
-/// How to read the three little-endian deltas of a triangle, as its control byte says.
+/// How to read the three little-endian deltas of a triangle, by its control byte.
 struct ListDeltas {
-    BYTE offset[3];  // from the control byte
-    BYTE unused[3];  // bits of a 32-bit word that a delta leaves free
-    BYTE total;      // bytes, the control byte included
+    BYTE offset[4] = {};  // from the control byte
+    BYTE unused[4] = {};  // bits of a 32-bit word that a delta leaves free
 };
 
 struct ListDeltaTable {
-    ListDeltas entries[64];
+    // Where the next triangle is must be known first, so it takes one load, from a table of its own.
+    BYTE total[256] = {};  // bytes, the control byte included
+    ListDeltas deltas[256] = {};
 
-    constexpr ListDeltaTable() : entries() {
-        for (UINT32 control = 0; control < 64; ++control) {
-            ListDeltas& e = entries[control];
-            e.total = 1;
+    constexpr ListDeltaTable() {
+        for (UINT32 control = 0; control < 256; ++control) {
+            ListDeltas& d = deltas[control];
+            BYTE size = 1;
             for (UINT32 k = 0; k < 3; ++k) {
                 const UINT32 width = ((control >> (2 * k)) & 3) + 1;
-                e.offset[k] = e.total;
-                e.unused[k] = static_cast<BYTE>(32 - 8 * width);
-                e.total = static_cast<BYTE>(e.total + width);
+                d.offset[k] = size;
+                d.unused[k] = static_cast<BYTE>(32 - 8 * width);
+                size = static_cast<BYTE>(size + width);
             }
+            total[control] = size;
         }
     }
 };
@@ -92,17 +94,11 @@ UINT32 LoadDelta(const BYTE* p, BYTE unused) noexcept {
 
 /// Adds the deltas of the triangle at `p` to `index` and returns where the next one is.
 const BYTE* TakeTriangle(const BYTE* p, UINT32 (&index)[3]) noexcept {
-    if (*p == 0) {  // three single bytes, by far the most frequent: predicted, it does not wait for the table
-        for (std::size_t k = 0; k < 3; ++k) {
-            index[k] += static_cast<UINT32>(static_cast<signed char>(p[1 + k]));
-        }
-        return p + 4;
-    }
-    const ListDeltas& deltas = c_ListDeltas.entries[*p & 0x3F];
+    const ListDeltas& deltas = c_ListDeltas.deltas[*p];
     for (std::size_t k = 0; k < 3; ++k) {
         index[k] += LoadDelta(p + deltas.offset[k], deltas.unused[k]);
     }
-    return p + deltas.total;
+    return p + c_ListDeltas.total[*p];
 }
 
 HRESULT DecodeByteDeltaList(IStream* pStream, const CStreamingMeshHeader& header, BYTE* out, UINT outLen) {
@@ -126,7 +122,7 @@ HRESULT DecodeByteDeltaList(IStream* pStream, const CStreamingMeshHeader& header
             // Near the end of the section. Deltas are checked together: they are short when the last of them is.
             const BYTE* const bufe = end;
             const BYTE* const bufi = p + 1;
-            const INT32 numBytes = c_ListDeltas.entries[*p & 0x3F].total - 1;
+            const INT32 numBytes = c_ListDeltas.total[*p] - 1;
             NIMB_ASSERT(bufe - bufi >= numBytes);
             p = TakeTriangle(p, index);
             std::memcpy(out, index, sizeof(index));
@@ -134,7 +130,8 @@ HRESULT DecodeByteDeltaList(IStream* pStream, const CStreamingMeshHeader& header
             ++face;
         } else {
             // Triangles that the staging buffer surely holds in full need no check of their own.
-            for (; end - p >= c_LongestTriangle && face < header.m_numFaces; ++face, out += sizeof(index)) {
+            const BYTE* const lastSafe = end - c_LongestTriangle;
+            for (; p <= lastSafe && face < header.m_numFaces; ++face, out += sizeof(index)) {
                 p = TakeTriangle(p, index);
                 std::memcpy(out, index, sizeof(index));
             }
