@@ -35,14 +35,42 @@ void FrameQueue::ReturnSlots(std::int32_t count) {
     m_SlotsChanged.notify_one();
 }
 
-void FrameQueue::Push(std::shared_ptr<MeshFrame> frame) {
+std::uint32_t FrameQueue::Generation() {
     const std::lock_guard<std::mutex> lock(m_meshFramesMutex);
-    m_Frames.push_back(std::move(frame));
+    return m_Generation;
 }
 
-void FrameQueue::CountLost() {
+std::optional<std::int64_t> FrameQueue::TakeNumber(std::uint32_t generation) {
     const std::lock_guard<std::mutex> lock(m_meshFramesMutex);
-    ++m_LostSlots;
+    if (generation != m_Generation) {
+        return std::nullopt;
+    }
+    return m_meshFrameCounter++;
+}
+
+void FrameQueue::Push(std::shared_ptr<MeshFrame> frame, std::uint32_t generation) {
+    const std::lock_guard<std::mutex> lock(m_meshFramesMutex);
+    if (generation == m_Generation) {
+        m_Frames.push_back(std::move(frame));
+    } else {
+        ReturnSlots(1);
+    }
+}
+
+void FrameQueue::CountLost(std::uint32_t generation) {
+    const std::lock_guard<std::mutex> lock(m_meshFramesMutex);
+    if (generation == m_Generation) {
+        ++m_LostSlots;
+    } else {
+        ReturnSlots(1);
+    }
+}
+
+void FrameQueue::BeginFile() {
+    const std::lock_guard<std::mutex> lock(m_meshFramesMutex);
+    ++m_Generation;
+    m_meshFrameCounter = 0;
+    ReturnSlots(std::exchange(m_LostSlots, 0));
 }
 
 void FrameQueue::PopLocked() {

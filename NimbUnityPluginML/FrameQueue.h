@@ -4,6 +4,9 @@
 // and gives it back when its frame leaves the queue. A sample whose mesh is lost keeps its slot until Clear; as many
 // lost meshes in a row stall playback, and Rewind or Close revives it.
 //
+// Samples of a file that was closed may still be on their way. Each sample carries the generation of its file: what
+// belongs to an earlier one gets no number, is not queued and gives its slot back at once.
+//
 // Lock order: the frames' mutex before the slots' mutex.
 #pragma once
 
@@ -16,6 +19,7 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <optional>
 
 class FrameQueue {
 public:
@@ -35,11 +39,18 @@ public:
     /// `cancelled` true need not notify.
     bool TakeSlot(const std::function<bool()>& cancelled);
 
+    /// The generation of samples taken now.
+    std::uint32_t Generation();
+
     // ---- Mesh thread ----
 
-    void Push(std::shared_ptr<MeshFrame> frame);
+    /// The next mesh frame number, counted from 0 in each file. None for an earlier generation.
+    std::optional<std::int64_t> TakeNumber(std::uint32_t generation);
+
+    void Push(std::shared_ptr<MeshFrame> frame, std::uint32_t generation);
+
     /// A sample that had a slot lost its mesh.
-    void CountLost();
+    void CountLost(std::uint32_t generation);
 
     // ---- Render thread ----
 
@@ -47,6 +58,11 @@ public:
     /// `*pPendingRestart` set, frames of before the restart are discarded first, and the flag is cleared if there were
     /// any.
     Matched Match(std::int64_t textureFrameNumber, std::atomic<bool>* pPendingRestart);
+
+    // ---- Script thread ----
+
+    /// Numbers start from 0 again, and what is still on its way belongs to an earlier generation.
+    void BeginFile();
 
     // ---- Any thread ----
 
@@ -60,10 +76,12 @@ private:
     void PopLocked();
     void ReturnSlots(std::int32_t count);
 
-    std::mutex m_meshFramesMutex;  // guards the next three
+    std::mutex m_meshFramesMutex;  // guards the next five
     std::deque<std::shared_ptr<MeshFrame>> m_Frames;
     std::shared_ptr<MeshFrame> m_currentMeshFrame;
     std::int32_t m_LostSlots = 0;
+    std::int64_t m_meshFrameCounter = 0;
+    std::uint32_t m_Generation = 0;
 
     std::mutex m_SlotsMutex;  // guards m_freeMeshSlots
     std::condition_variable m_SlotsChanged;

@@ -3,11 +3,11 @@
 
 #include <ml_logging.h>
 
-#define NIMB_LOG(level, ...)                                             \
-    do {                                                                 \
-        if (MLLoggingLogLevelIsEnabled(level)) {                         \
-            MLLoggingLogVargs(level, "NimbUnityPlugin", __VA_ARGS__);    \
-        }                                                                \
+#define NIMB_LOG(level, ...)                                          \
+    do {                                                              \
+        if (MLLoggingLogLevelIsEnabled(level)) {                      \
+            MLLoggingLogVargs(level, "NimbUnityPlugin", __VA_ARGS__); \
+        }                                                             \
     } while (false)
 
 #define NIMB_LOG_ERROR(...) NIMB_LOG(MLLogLevel_Error, __VA_ARGS__)

@@ -10,7 +10,9 @@
 
 namespace {
 
-GLsizeiptr Bytes(std::size_t count, std::size_t size) { return static_cast<GLsizeiptr>(count * size); }
+GLsizeiptr Bytes(std::size_t count, std::size_t size) {
+    return static_cast<GLsizeiptr>(count * size);
+}
 
 /// Unlocks a buffer that was locked.
 class BufferLock {
@@ -89,8 +91,8 @@ void MeshFrame::CopyIndices(const NimbLockedMemory& indices, unsigned int ib, un
 
 void MeshFrame::CopyVertices(const NimbLockedMemory& vertices, const NimbLockedMemory* pIndices, unsigned int vb,
                              unsigned int vbCount, bool computeNormals) {
-    const MeshUpload::Source source = MeshUpload::MakeSource(
-        vertices.pData, vertices.cbMaxLength, m_VertexCount, {m_MinX, m_MinY, m_MinZ}, {m_MaxX, m_MaxY, m_MaxZ});
+    const MeshUpload::Source source = MeshUpload::MakeSource(vertices.pData, vertices.cbMaxLength, m_VertexCount,
+                                                             {m_MinX, m_MinY, m_MinZ}, {m_MaxX, m_MaxY, m_MaxZ});
     const std::size_t m = std::min<std::size_t>(source.numVertices, vbCount);
 
     std::vector<MeshUpload::Vertex> scratch;

@@ -1,8 +1,8 @@
 // One decoded mesh on its way from the mesh thread to the engine's buffers.
 #pragma once
 
-#include "NimbCore/NimbComPtr.h"
 #include "Nimb/NimbInterfaces.h"
+#include "NimbCore/NimbComPtr.h"
 
 #include <cstdint>
 #include <vector>
@@ -18,10 +18,10 @@ public:
     /// Writes the frame into the engine's buffers and lets go of its own. Render thread, context current; asserts that
     /// the buffers are still there, so at most once.
     ///
-    /// `vb`, `ib`: GL names. `ibCount`, `vbCount`: their capacities in indices and in 32-byte vertices; what does not fit
-    /// is cut, and indices beyond the frame's become 0. `computeNormals`: smooth normals from the triangles, otherwise
-    /// the frame's own. `copyIndices`: false leaves `ib` alone.
-    /// GL state left changed: bindings of GL_ELEMENT_ARRAY_BUFFER (with `copyIndices`) and GL_ARRAY_BUFFER.
+    /// `vb`, `ib`: GL names. `ibCount`, `vbCount`: their capacities in indices and in 32-byte vertices; what does not
+    /// fit is cut, and indices beyond the frame's become 0. `computeNormals`: smooth normals from the triangles,
+    /// otherwise the frame's own. `copyIndices`: false leaves `ib` alone. GL state left changed: bindings of
+    /// GL_ELEMENT_ARRAY_BUFFER (with `copyIndices`) and GL_ARRAY_BUFFER.
     void CopyToGLBuffers(unsigned int vb, unsigned int ib, unsigned int ibCount, unsigned int vbCount,
                          bool computeNormals, bool copyIndices);
 
@@ -33,7 +33,7 @@ public:
     double m_MinX = 0, m_MinY = 0, m_MinZ = 0;
     double m_MaxX = 0, m_MaxY = 0, m_MaxZ = 0;
     std::int64_t m_TimeStamp;
-    std::int64_t m_FrameNumber = 0;  ///< set by the player; matched with the number of the texture frame
+    std::int64_t m_FrameNumber = 0;   ///< set by the player; matched with the number of the texture frame
     std::uint32_t m_RenderCount = 0;  ///< takes by the render thread, which alone touches it under the frames' mutex
 
 private:

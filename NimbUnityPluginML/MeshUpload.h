@@ -26,8 +26,8 @@ struct Source {
     double boxMax[3];
 };
 
-/// Looks at `numBytes` of records that are meant to be `vertexCount`. A size that is none of the three strides leaves no
-/// vertices.
+/// Looks at `numBytes` of records that are meant to be `vertexCount`. A size that is none of the three strides leaves
+/// no vertices.
 Source MakeSource(const BYTE* data, std::size_t numBytes, std::size_t vertexCount, const double (&boxMin)[3],
                   const double (&boxMax)[3]);
 

@@ -39,7 +39,8 @@ typedef struct NimbOpenInfo {
     uint8_t reserved6[4118];
 } NimbOpenInfo;
 
-/* What GetQuorObjectFileInfo fills in. Not cleared before: fields that the file says nothing about keep their values. */
+/* What GetQuorObjectFileInfo fills in. Not cleared before: fields that the file says nothing about keep their values.
+ */
 typedef struct NimbFileInfo {
     uint8_t hasAudio; /* 1: an audio track was configured */
     uint8_t reserved1[7];
@@ -84,7 +85,8 @@ enum {
     NimbState_NotFound = 6 /* no player has this id */
 };
 
-/* ---- Players (script thread) -------------------------------------------------------------------------------------- */
+/* ---- Players (script thread) --------------------------------------------------------------------------------------
+ */
 
 /* A new player's id: 0 for the first in the process, never used again. -1 when it cannot be initialised. */
 NIMB_API int CreateQuorObject(void);
@@ -121,7 +123,8 @@ NIMB_API uint8_t SetUseGPU(int id, uint8_t useGPU);
 NIMB_API uint8_t TestUnityBuffersValid(int id);
 NIMB_API uint8_t ReleaseUnityBuffers(int id);
 
-/* ---- Rendering ---------------------------------------------------------------------------------------------------- */
+/* ---- Rendering ----------------------------------------------------------------------------------------------------
+ */
 
 /* Hands over the GL objects that the player fills, as native pointers of the engine (GL names). Vertex records are 32
  * bytes: position, normal, texture coordinates as floats; indices are unsigned 32-bit. `vertexBufferSize` and
@@ -140,7 +143,8 @@ NIMB_API void OnUnityRenderModeEvent(int eventId);
 NIMB_API NimbRenderEventFunc GetRenderEventFunc(void);
 NIMB_API void UnityRenderEvent(int eventId);
 
-/* ---- Called by the engine itself ---------------------------------------------------------------------------------- */
+/* ---- Called by the engine itself ----------------------------------------------------------------------------------
+ */
 
 NIMB_API void UnityPluginLoad(void* unityInterfaces);
 /* Remembers the EGL context that is current. Render thread, before the first render event. */

@@ -29,7 +29,9 @@ private:
     MLHandle m_Format = ML_INVALID_HANDLE;
 };
 
-bool BeginsWith(const char* text, const char* prefix) { return std::strncmp(text, prefix, std::strlen(prefix)) == 0; }
+bool BeginsWith(const char* text, const char* prefix) {
+    return std::strncmp(text, prefix, std::strlen(prefix)) == 0;
+}
 
 }  // namespace
 
@@ -170,7 +172,8 @@ bool QuorObject::ConfigureVideoTrack(MLHandle format, std::size_t index, const c
         NIMB_LOG_ERROR("[%i] MLMediaCodecStart (video) = %i", m_id, result);
         return false;
     }
-    m_meshFrameCounter = 0;
+    m_textureFrameNumber = -1;
+    m_MeshFrames.BeginFile();
     m_Clock.Restart();
     m_renderStart = -1;
     m_inputEOS = false;
@@ -230,6 +233,7 @@ bool QuorObject::Close() {
 
 void QuorObject::ReleaseMedia() {
     m_PlaybackWorker.RequestSleep();
+    m_Abandon = true;
     ClearMeshFrames();
     WaitForPlaybackSleep();
     const MLHandle extractor = m_extractor.exchange(ML_INVALID_HANDLE);
@@ -244,8 +248,12 @@ void QuorObject::ReleaseMedia() {
     if (sound != ML_INVALID_HANDLE) {
         MLAudioStopSound(sound);
         MLAudioDestroySound(sound);
+        m_AudioBuffer = {};
+        m_AudioBufferFilled = 0;
     }
+    m_Abandon = false;
     m_framesAvailable = 0;
+    m_MeshFrames.BeginFile();  // meshes that are still being decoded belong to nothing any more
     ClearMeshFrames();
 }
 

@@ -71,6 +71,7 @@ bool QuorObject::Rewind() {
     m_VideoWorker.RequestSleep();
     m_AudioWorker.RequestSleep();
     m_state = Paused;
+    m_Abandon = true;
     ClearMeshFrames();
     WaitForPlaybackSleep();
     MLMediaExtractorSeekTo(m_extractor, 0, MLMediaSeekMode_Closest_Sync);
@@ -81,7 +82,9 @@ bool QuorObject::Rewind() {
     if (m_audioCodec != ML_INVALID_HANDLE) {
         flushAudio();
         m_AudioWorker.WaitUntilAsleep(flushAudio);
+        m_AudioBufferFilled = 0;  // what it holds is of before
     }
+    m_Abandon = false;
     m_inputEOS = false;
     m_audioOutputEOS = false;
     m_videoOutputEOS = false;
@@ -90,15 +93,14 @@ bool QuorObject::Rewind() {
     return true;
 }
 
-/// The playback thread may be waiting for an input buffer, which a flush ends, for a slot, which clearing frames ends, or
-/// for the end of the output before a loop, which it abandons when told to. Until it sleeps, all of that is repeated.
+/// The playback thread may be waiting for an input buffer, which a flush ends, for a slot, which clearing frames ends,
+/// or for the end of the output before a loop, which it abandons when told to. Until it sleeps, all of that is
+/// repeated.
 void QuorObject::WaitForPlaybackSleep() {
-    m_Abandon = true;
     m_PlaybackWorker.WaitUntilAsleep([this] {
         ClearMeshFrames();
         FlushCodecs();
     });
-    m_Abandon = false;
 }
 
 /// Ends dequeues that wait, unless a sample is just on its way to codec and mesh thread: then the next try will do.
@@ -134,7 +136,9 @@ bool QuorObject::SetAudioVolume(float volume) {
 
 int QuorObject::SetUnityBuffers(void* vb, int vbSize, void* ib, int ibSize, void* tex, int width, int height) {
     // The engine's native pointers are GL names here.
-    const auto name = [](void* pointer) { return static_cast<unsigned int>(reinterpret_cast<std::uintptr_t>(pointer)); };
+    const auto name = [](void* pointer) {
+        return static_cast<unsigned int>(reinterpret_cast<std::uintptr_t>(pointer));
+    };
     const std::lock_guard<std::mutex> lock(m_UnityMutex);
     m_UnityBuffers = {name(vb), vbSize, name(ib), ibSize, name(tex), width, height};
     m_lastIndexBuffer.Release();  // so that the next upload writes indices into what may be another buffer

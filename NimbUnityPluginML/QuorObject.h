@@ -88,15 +88,17 @@ private:
     void PlaybackIteration();
     void EndOfInput(std::int64_t scaledTime);
     bool WaitForOutputEnd();
-    void QueueEndOfStream(MLHandle codec, std::int64_t scaledTime);
+    void QueueEndOfStream(MLHandle codec, std::int64_t* pIndex, std::int64_t scaledTime);
     void FeedAudio(std::int64_t scaledTime);
     void FeedVideo(std::int64_t scaledTime);
     bool DequeueInput(MLHandle codec, std::int64_t* pIndex);
+    bool ReadSample(MLHandle codec, std::int64_t* pIndex, std::uint8_t** ppBuffer, std::int64_t* pSize);
 
     // Mesh thread.
     void MeshThreadFunc();
-    void DecodeSample(const std::vector<BYTE>& sample, std::int64_t timeStamp);
-    bool ReadMeshFrame(IStream* pStream, std::int64_t timeStamp, std::int64_t frameNumber);
+    void DecodeSample(const std::vector<BYTE>& sample, std::int64_t timeStamp, std::uint32_t generation);
+    std::shared_ptr<MeshFrame> ReadMeshFrame(const std::vector<BYTE>& sample, std::int64_t timeStamp,
+                                             std::uint32_t generation);
 
     // Video and audio threads.
     void VideoThreadFunc();
@@ -105,6 +107,9 @@ private:
     void AudioThreadFunc();
     void AudioIteration();
     void PlayAudio(const BYTE* data, std::size_t size);
+    bool TakeAudioBuffer();
+    void ReleaseAudioBuffer();
+    void FinishAudio();
 
     // GL resources; render thread, but for CleanupGraphicsResources at the end of the mesh thread.
     void InitializeGraphicsResources(EGLContext unityCtx);
@@ -137,10 +142,10 @@ private:
     std::atomic<bool> m_endOfStream{false};
     std::atomic<bool> m_pendingRestart{false};
     std::atomic<bool> m_computeNormals{true};
-    std::atomic<bool> m_Abandon{false};          // Rewind or Close waits for the playback thread: give up what you wait for
+    std::atomic<bool> m_Abandon{false};          // Rewind or Close waits for the workers: give up what you wait for
     std::atomic<std::int64_t> m_renderStart{0};  // monotonic nanoseconds at which time zero is shown; -1: not yet known
-    std::atomic<std::uint32_t> m_framesAvailable{0};  // rendered texture frames not yet taken
-    std::atomic<std::int64_t> m_meshFrameCounter{0};  // number of the next mesh frame
+    std::atomic<std::uint32_t> m_framesAvailable{0};     // rendered texture frames not yet taken
+    std::atomic<std::int64_t> m_textureFrameNumber{-1};  // of the texture frame last taken by the render thread
 
     // Locked by themselves.
     PlaybackClock m_Clock;
@@ -166,8 +171,15 @@ private:
     NIMBCORE::CComPtr<INimbBuffer> m_lastIndexBuffer;  // of the mesh last uploaded: its indices need no second upload
     std::uint32_t m_sameBufferUploads = 0;             // uploads in a row that shared m_lastIndexBuffer
 
+    // Playback thread: input buffers in hand, -1 when there is none.
+    std::int64_t m_VideoInput = -1;
+    std::int64_t m_AudioInput = -1;
+
+    // Audio thread, and the script thread while that sleeps: the output buffer being filled.
+    MLAudioBuffer m_AudioBuffer{};
+    std::size_t m_AudioBufferFilled = 0;
+
     // Render thread.
-    std::int64_t m_textureFrameNumber = -1;
     struct GlResources {
         unsigned int program = 0;
         unsigned int externalTexture = 0;

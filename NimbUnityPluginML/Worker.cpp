@@ -63,7 +63,8 @@ void Worker::SleepWhileRequested(const std::function<void()>& onSleep, const std
 
 bool Worker::Pause(std::chrono::nanoseconds time) {
     const auto interrupted = [this] { return m_SleepRequest || m_ExitRequest; };
-    const auto end = std::chrono::steady_clock::now() + std::min<std::chrono::nanoseconds>(time, std::chrono::hours(24));
+    const auto end =
+        std::chrono::steady_clock::now() + std::min<std::chrono::nanoseconds>(time, std::chrono::hours(24));
     std::unique_lock<std::mutex> lock(m_WakeMutex);
     for (auto now = std::chrono::steady_clock::now(); now < end; now = std::chrono::steady_clock::now()) {
         // RequestSleep does not notify, so the wait looks up now and then.
@@ -77,4 +78,9 @@ bool Worker::Pause(std::chrono::nanoseconds time) {
 bool Worker::IsAsleep() {
     const std::lock_guard<std::mutex> lock(m_SleepMutex);
     return m_Sleeping && m_SleepRequest;
+}
+
+void Worker::WaitForChange() {
+    std::unique_lock<std::mutex> lock(m_SleepMutex);
+    m_SleepChanged.wait_for(lock, c_Slice, [this] { return m_Sleeping && m_SleepRequest; });
 }

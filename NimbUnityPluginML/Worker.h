@@ -54,6 +54,9 @@ public:
     /// Whether the worker sleeps now, and would go on sleeping. Any thread.
     bool IsAsleep();
 
+    /// Waits a few milliseconds, or until the worker falls asleep. Any thread.
+    void WaitForChange();
+
 private:
     std::thread m_Thread;
     std::atomic<bool> m_ExitRequest{false};

@@ -15,11 +15,7 @@ typedef enum MLMediaCodecSurfaceHint {
     MLMediaCodecSurfaceHint_Software = 1
 } MLMediaCodecSurfaceHint;
 
-enum {
-    MLMediaCodecBufferFlag_KeyFrame = 1,
-    MLMediaCodecBufferFlag_CodecConfig = 2,
-    MLMediaCodecBufferFlag_EOS = 4
-};
+enum { MLMediaCodecBufferFlag_KeyFrame = 1, MLMediaCodecBufferFlag_CodecConfig = 2, MLMediaCodecBufferFlag_EOS = 4 };
 
 // Statuses below 0 in the index of a dequeue mean that there is no buffer.
 enum {
@@ -60,7 +56,8 @@ ML_API MLResult MLMediaCodecDestroy(MLHandle codec);
 
 /// `timeout_us` below 0: no limit.
 ML_API MLResult MLMediaCodecDequeueInputBuffer(MLHandle codec, int64_t timeout_us, int64_t* out_index);
-ML_API MLResult MLMediaCodecGetInputBufferPointer(MLHandle codec, int64_t index, uint8_t** out_buffer, size_t* out_size);
+ML_API MLResult MLMediaCodecGetInputBufferPointer(MLHandle codec, int64_t index, uint8_t** out_buffer,
+                                                  size_t* out_size);
 ML_API MLResult MLMediaCodecQueueInputBuffer(MLHandle codec, int64_t index, int64_t offset, size_t size,
                                              uint64_t presentation_time_us, int flags);
 ML_API MLResult MLMediaCodecDequeueOutputBuffer(MLHandle codec, MLMediaCodecBufferInfo* out_info, int64_t timeout_us,

@@ -28,8 +28,8 @@ ML_API MLResult MLMediaExtractorAdvance(MLHandle extractor);
 ML_API MLResult MLMediaExtractorGetSampleTrackIndex(MLHandle extractor, int64_t* out_track_index);
 /// Presentation time, -1 when no sample is left.
 ML_API MLResult MLMediaExtractorGetSampleTime(MLHandle extractor, int64_t* out_time_us);
-/// Copies the current sample to `buffer + offset`; `*out_size` is its size, -1 when no sample is left. H.264 samples are
-/// Annex B byte streams with parameter sets where a decoder needs them.
+/// Copies the current sample to `buffer + offset`; `*out_size` is its size, -1 when no sample is left. H.264 samples
+/// are Annex B byte streams with parameter sets where a decoder needs them.
 ML_API MLResult MLMediaExtractorReadSampleData(MLHandle extractor, uint8_t* buffer, size_t buffer_size, size_t offset,
                                                int64_t* out_size);
 

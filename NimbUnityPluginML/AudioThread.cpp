@@ -1,0 +1,107 @@
+// The audio thread: decoded sound goes to the output stream, at the pace at which that takes it.
+#include "NimbUnityPluginML/Log.h"
+#include "NimbUnityPluginML/QuorObject.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace {
+
+constexpr std::int64_t c_NoTimeout = -1;
+constexpr std::chrono::milliseconds c_Rest{10};  // between two tries of a stream that is full
+
+}  // namespace
+
+void QuorObject::AudioThreadFunc() {
+    NIMB_LOG_INFO("[%i] Audio thread starting", m_id);
+    while (!m_AudioWorker.ExitRequested()) {
+        m_AudioWorker.SleepWhileRequested([this] { NIMB_LOG_INFO("[%i] Audio thread sleeping", m_id); },
+                                          [this] { NIMB_LOG_INFO("[%i] Audio thread is awake", m_id); });
+        if (!m_AudioWorker.ExitRequested()) {
+            AudioIteration();
+        }
+    }
+    NIMB_LOG_INFO("[%i] audio thread exiting", m_id);
+}
+
+void QuorObject::AudioIteration() {
+    if (m_audioOutputEOS) {
+        m_AudioWorker.RequestSleep();
+        return;
+    }
+    const MLHandle codec = m_audioCodec;
+    MLMediaCodecBufferInfo info{};
+    std::int64_t index = -1;
+    const MLResult result = MLMediaCodecDequeueOutputBuffer(codec, &info, c_NoTimeout, &index);
+    if (result != MLResult_Ok) {
+        NIMB_LOG_ERROR("[%i] MLMediaCodecDequeueOutputBuffer returned %i", m_id, result);
+        m_AudioWorker.Pause(c_Rest);
+        return;
+    }
+    if (index < 0) {
+        return;  // format or buffers changed: nothing to play yet
+    }
+    if ((info.flags & MLMediaCodecBufferFlag_EOS) != 0) {
+        NIMB_LOG_INFO("[%i] Audio output EOS", m_id);
+        FinishAudio();
+        m_AudioWorker.RequestSleep();
+        m_audioOutputEOS = true;
+        m_endOfStream = m_videoOutputEOS.load();
+    } else {
+        const std::uint8_t* data = nullptr;
+        std::size_t size = 0;
+        if (MLMediaCodecGetOutputBufferPointer(codec, index, &data, &size) != MLResult_Ok) {
+            NIMB_LOG_ERROR("[%i] MLMediaCodecGetOutputBufferPointer failed", m_id);
+        } else {
+            PlayAudio(data + std::min(info.offset, size), std::min(info.size, size - std::min(info.offset, size)));
+        }
+    }
+    MLMediaCodecReleaseOutputBuffer(codec, index, false);
+}
+
+/// Copies decoded sound into output buffers, which can be larger or smaller: it is cut to fit, and a buffer that it
+/// does not fill waits for the next sound.
+void QuorObject::PlayAudio(const BYTE* data, std::size_t size) {
+    while (size > 0 && TakeAudioBuffer()) {
+        const std::size_t count = std::min<std::size_t>(size, m_AudioBuffer.size - m_AudioBufferFilled);
+        std::memcpy(m_AudioBuffer.ptr + m_AudioBufferFilled, data, count);
+        data += count;
+        size -= count;
+        m_AudioBufferFilled += count;
+        if (m_AudioBufferFilled == m_AudioBuffer.size) {
+            ReleaseAudioBuffer();
+        }
+    }
+}
+
+/// Makes sure that there is an output buffer to fill, trying for as long as there is a sound. A pause does not end the
+/// wait, since the sound goes on taking buffers and none of its bytes may be lost; Rewind and Close do.
+bool QuorObject::TakeAudioBuffer() {
+    while (m_AudioBuffer.ptr == nullptr) {
+        if (m_sound == ML_INVALID_HANDLE || m_Abandon || m_AudioWorker.ExitRequested()) {
+            return false;
+        }
+        MLAudioBuffer buffer{};
+        if (MLAudioGetOutputStreamBuffer(m_sound, &buffer) == MLResult_Ok && buffer.ptr != nullptr && buffer.size > 0) {
+            m_AudioBuffer = buffer;
+            m_AudioBufferFilled = 0;
+        } else {
+            std::this_thread::sleep_for(c_Rest);
+        }
+    }
+    return true;
+}
+
+void QuorObject::ReleaseAudioBuffer() {
+    MLAudioReleaseOutputStreamBuffer(m_sound);
+    m_AudioBuffer = {};
+    m_AudioBufferFilled = 0;
+}
+
+/// The last buffer of a file that does not loop is played with silence behind its sound. A loop goes on in it.
+void QuorObject::FinishAudio() {
+    if (m_AudioBuffer.ptr != nullptr && m_openInfo.autoLoop == 0) {
+        std::memset(m_AudioBuffer.ptr + m_AudioBufferFilled, 0, m_AudioBuffer.size - m_AudioBufferFilled);
+        ReleaseAudioBuffer();
+    }
+}

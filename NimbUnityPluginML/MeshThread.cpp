@@ -1,0 +1,64 @@
+// The mesh thread: samples become mesh frames.
+#include "NimbCore/NimbCrossPlatform.h"
+#include "NimbUnityPluginML/Log.h"
+#include "NimbUnityPluginML/QuorObject.h"
+
+#include <new>
+
+void QuorObject::MeshThreadFunc() {
+    NIMB_LOG_INFO("[%i] Mesh thread starting", m_id);
+    // Fixed for the thread's life: frames that later settings do not agree with are converted by the upload.
+    const UINT32 vertexFormat = m_computeNormals ? 0x0D : 0x0F;
+    NIMB_LOG_INFO("[%i] using nimb vertex format = 0x%x", m_id, vertexFormat);
+    {
+        const NIMBCORE::CComPtr<INimbBufferAllocator> allocator(new NimbCrossPlatform::BufferAllocator);
+        m_meshReader.Initialize(allocator, vertexFormat);
+        ConcurrentQueue::Task task;
+        while (m_MeshTasks.Dequeue(&task)) {
+            task();
+            task = nullptr;  // lets go of the sample before the next wait
+        }
+        m_framesAvailable = 0;
+        ClearMeshFrames();
+        CleanupGraphicsResources();
+        NIMB_LOG_INFO("[%i] mesh thread exiting", m_id);
+    }
+}
+
+void QuorObject::DecodeSample(const std::vector<BYTE>& sample, std::int64_t timeStamp, std::uint32_t generation) {
+    std::shared_ptr<MeshFrame> frame;
+    try {
+        frame = ReadMeshFrame(sample, timeStamp, generation);
+    } catch (const std::bad_alloc&) {
+        NIMB_LOG_ERROR("[%i] out of memory: mesh frame dropped", m_id);
+    }
+    if (frame != nullptr) {
+        m_MeshFrames.Push(std::move(frame), generation);
+    } else {
+        m_MeshFrames.CountLost(generation);
+    }
+}
+
+/// Decodes the mesh of one sample. Null when it is dropped; a payload that cannot be decoded is not logged here.
+std::shared_ptr<MeshFrame> QuorObject::ReadMeshFrame(const std::vector<BYTE>& sample, std::int64_t timeStamp,
+                                                     std::uint32_t generation) {
+    const NIMBCORE::CComPtr<NimbCrossPlatform::Stream> stream(
+        NimbCrossPlatform::FindCompressedMesh(sample.data(), sample.size()));
+    if (stream == nullptr) {
+        NIMB_LOG_ERROR("FindCompressedMesh returned null");
+        return nullptr;
+    }
+    stream->m_Time = timeStamp;
+    const std::optional<std::int64_t> frameNumber = m_MeshFrames.TakeNumber(generation);
+    if (!frameNumber) {
+        return nullptr;
+    }
+    NIMBCORE::CComPtr<INimbBuffer> vertices;
+    NIMBCORE::CComPtr<INimbBuffer> indices;
+    if (Failed(m_meshReader.ReadMesh(stream, stream->m_Time / 100, &vertices, &indices))) {
+        return nullptr;
+    }
+    auto frame = std::make_shared<MeshFrame>(vertices, indices, stream->m_Time);
+    frame->m_FrameNumber = *frameNumber;
+    return frame;
+}

@@ -1,0 +1,200 @@
+// The playback thread: samples from the extractor, in file order, to the codecs and to the mesh thread.
+#include "NimbUnityPluginML/Log.h"
+#include "NimbUnityPluginML/QuorObject.h"
+
+#include <utility>
+
+namespace {
+
+constexpr std::int64_t c_VideoTrack = 0;  // the file's track order is part of the format
+constexpr std::int64_t c_AudioTrack = 1;
+constexpr std::int64_t c_NoTrack = -1;
+constexpr std::int64_t c_NoTimeout = -1;
+
+/// How long the thread rests when there is nothing that it could do or wait for.
+constexpr std::chrono::milliseconds c_Rest{10};
+
+std::int64_t MicrosecondsToNanoseconds(std::int64_t time) {
+    std::int64_t result = 0;
+    return __builtin_mul_overflow(time, std::int64_t{1000}, &result) ? (time < 0 ? INT64_MIN : INT64_MAX) : result;
+}
+
+}  // namespace
+
+void QuorObject::PlaybackThreadFunc() {
+    NIMB_LOG_INFO("[%i] Playback thread starting", m_id);
+    while (!m_PlaybackWorker.ExitRequested()) {
+        m_PlaybackWorker.SleepWhileRequested([this] { NIMB_LOG_INFO("[%i] Playback thread sleeping", m_id); },
+                                             [this] { NIMB_LOG_INFO("[%i] Playback thread is awake", m_id); });
+        if (!m_PlaybackWorker.ExitRequested()) {
+            PlaybackIteration();
+        }
+    }
+    NIMB_LOG_INFO("[%i] playback thread exiting", m_id);
+}
+
+void QuorObject::PlaybackIteration() {
+    if (m_state != Playing) {
+        NIMB_LOG_INFO("[%i] playback thread going to sleep (m_state = %i)", m_id, m_state.load());
+        m_PlaybackWorker.RequestSleep();
+        if (m_state == Playing) {
+            m_PlaybackWorker.Wake();  // Play came in between: its wake-up must not be lost
+        }
+        return;
+    }
+    std::int64_t trackIndex = c_NoTrack;
+    std::int64_t sampleTime = -1;
+    MLMediaExtractorGetSampleTrackIndex(m_extractor, &trackIndex);
+    MLMediaExtractorGetSampleTime(m_extractor, &sampleTime);
+    const std::int64_t scaledTime = m_Clock.Map(sampleTime);
+    switch (trackIndex) {
+        case c_NoTrack:
+            return EndOfInput(scaledTime);
+        case c_AudioTrack:
+            return FeedAudio(scaledTime);
+        case c_VideoTrack:
+            return FeedVideo(scaledTime);
+        default:
+            // No track of ours, and nothing moves the extractor on: playback stalls here until it is rewound or closed.
+            m_PlaybackWorker.Pause(c_Rest);
+    }
+}
+
+void QuorObject::EndOfInput(std::int64_t scaledTime) {
+    m_inputEOS = true;
+    NIMB_LOG_INFO("[%i] input EOS", m_id);
+    QueueEndOfStream(m_videoCodec, &m_VideoInput, scaledTime);
+    if (m_audioCodec != ML_INVALID_HANDLE) {
+        QueueEndOfStream(m_audioCodec, &m_AudioInput, scaledTime);
+    }
+    if (m_openInfo.autoLoop == 0) {
+        m_PlaybackWorker.RequestSleep();
+        return;
+    }
+
+    NIMB_LOG_INFO("[%i] AutoLooping: waiting for output eos", m_id);
+    if (!WaitForOutputEnd()) {
+        return;
+    }
+    NIMB_LOG_INFO("[%i] AutoLooping: restarting", m_id);
+    MLMediaExtractorSeekTo(m_extractor, 0, MLMediaSeekMode_Closest_Sync);
+    MLMediaCodecFlush(m_videoCodec);
+    if (m_audioCodec != ML_INVALID_HANDLE) {
+        MLMediaCodecFlush(m_audioCodec);
+    }
+    m_inputEOS = false;
+    m_audioOutputEOS = false;
+    m_videoOutputEOS = false;
+    m_renderStart = -1;
+    m_Clock.Restart();
+    m_pendingRestart = true;
+    if (m_audioCodec != ML_INVALID_HANDLE) {
+        m_AudioWorker.Wake();
+    }
+    m_VideoWorker.Wake();
+    if (m_state != Playing) {
+        // Paused meanwhile: the sleep that was asked for then stands.
+        m_VideoWorker.RequestSleep();
+        m_AudioWorker.RequestSleep();
+    }
+}
+
+/// Waits until both output threads sleep because their streams ended, not because somebody paused them. False when the
+/// wait is to be given up.
+bool QuorObject::WaitForOutputEnd() {
+    const auto ended = [](Worker& worker, const std::atomic<bool>& outputEOS) {
+        return outputEOS && worker.IsAsleep();
+    };
+    for (;;) {
+        if (m_Abandon || m_PlaybackWorker.ExitRequested()) {
+            return false;
+        }
+        const bool hasAudio = m_audioCodec != ML_INVALID_HANDLE;
+        if (ended(m_VideoWorker, m_videoOutputEOS) && (!hasAudio || ended(m_AudioWorker, m_audioOutputEOS))) {
+            return true;
+        }
+        m_VideoWorker.WaitForChange();
+    }
+}
+
+void QuorObject::QueueEndOfStream(MLHandle codec, std::int64_t* pIndex, std::int64_t scaledTime) {
+    if (DequeueInput(codec, pIndex)) {
+        MLMediaCodecQueueInputBuffer(codec, std::exchange(*pIndex, -1), 0, 0, static_cast<std::uint64_t>(scaledTime),
+                                     MLMediaCodecBufferFlag_EOS);
+    }
+}
+
+/// Waits for an input buffer, unless one is left from before. False when there is none, as after a flush; then the
+/// iteration ends without advancing.
+bool QuorObject::DequeueInput(MLHandle codec, std::int64_t* pIndex) {
+    if (*pIndex >= 0) {
+        return true;
+    }
+    const MLResult result = MLMediaCodecDequeueInputBuffer(codec, c_NoTimeout, pIndex);
+    if (result == MLResult_Ok && *pIndex >= 0) {
+        return true;
+    }
+    *pIndex = -1;
+    m_PlaybackWorker.Pause(c_Rest);  // a codec that keeps refusing must not keep a processor busy
+    return false;
+}
+
+/// Reads the current sample into an input buffer of the codec. False when the iteration is to end without advancing.
+/// With an empty sample the buffer stays in `*pIndex` for the next one, and `*pSize` is below 1.
+bool QuorObject::ReadSample(MLHandle codec, std::int64_t* pIndex, std::uint8_t** ppBuffer, std::int64_t* pSize) {
+    std::size_t capacity = 0;
+    if (MLMediaCodecGetInputBufferPointer(codec, *pIndex, ppBuffer, &capacity) != MLResult_Ok) {
+        *pIndex = -1;  // flushed in between
+        return false;
+    }
+    *pSize = 0;
+    MLMediaExtractorReadSampleData(m_extractor, *ppBuffer, capacity, 0, pSize);
+    return true;
+}
+
+void QuorObject::FeedAudio(std::int64_t scaledTime) {
+    if (!DequeueInput(m_audioCodec, &m_AudioInput)) {
+        return;
+    }
+    {
+        const std::lock_guard<std::mutex> lock(m_FeedMutex);
+        std::uint8_t* buffer = nullptr;
+        std::int64_t size = 0;
+        if (!ReadSample(m_audioCodec, &m_AudioInput, &buffer, &size)) {
+            return;
+        }
+        if (size > 0) {
+            MLMediaCodecQueueInputBuffer(m_audioCodec, std::exchange(m_AudioInput, -1), 0,
+                                         static_cast<std::size_t>(size), static_cast<std::uint64_t>(scaledTime), 0);
+        }
+    }
+    MLMediaExtractorAdvance(m_extractor);
+}
+
+void QuorObject::FeedVideo(std::int64_t scaledTime) {
+    if (!DequeueInput(m_videoCodec, &m_VideoInput)) {
+        return;
+    }
+    {
+        const std::lock_guard<std::mutex> lock(m_FeedMutex);
+        std::uint8_t* buffer = nullptr;
+        std::int64_t size = 0;
+        if (!ReadSample(m_videoCodec, &m_VideoInput, &buffer, &size)) {
+            return;
+        }
+        if (size >= 1) {
+            // Copied once, into the task, so that codec and mesh thread work on the sample side by side.
+            auto sample = std::make_shared<std::vector<BYTE>>(buffer, buffer + size);
+            if (!m_MeshFrames.TakeSlot([this] { return m_Abandon || m_PlaybackWorker.ExitRequested(); })) {
+                return;
+            }
+            const std::int64_t timeStamp = MicrosecondsToNanoseconds(scaledTime);
+            const std::uint32_t generation = m_MeshFrames.Generation();
+            m_MeshTasks.Enqueue(
+                [this, sample, timeStamp, generation] { DecodeSample(*sample, timeStamp, generation); });
+            MLMediaCodecQueueInputBuffer(m_videoCodec, std::exchange(m_VideoInput, -1), 0,
+                                         static_cast<std::size_t>(size), static_cast<std::uint64_t>(scaledTime), 0);
+        }
+    }
+    MLMediaExtractorAdvance(m_extractor);
+}

@@ -1,0 +1,67 @@
+// What the engine itself calls: load, graphics device, render events; and the handing over of its GL objects.
+#include "NimbUnityPluginML/Log.h"
+#include "NimbUnityPluginML/PlayerRegistry.h"
+
+#include <EGL/egl.h>
+#include <GLES3/gl3.h>
+
+#include <atomic>
+
+namespace {
+
+constexpr char c_Version[] = "1.4.5.0-923a5b0";
+
+std::atomic<void*> g_UnityInterfaces{nullptr};  // stored, not used further
+std::atomic<EGLContext> g_UnityContext{EGL_NO_CONTEXT};
+EGLint g_UnityContextVersion = 0;  // render thread; only logged
+
+}  // namespace
+
+extern "C" {
+
+void UnityPluginLoad(void* unityInterfaces) {
+    NIMB_LOG_INFO("NimbUnityPlugin loaded: version %s\n", c_Version);
+    g_UnityInterfaces = unityInterfaces;
+}
+
+void UnitySetGraphicsDevice(void*, int deviceType, int) {
+    NIMB_LOG_INFO("UnitySetGraphicsDevice: device type = %i", deviceType);
+    const EGLContext context = eglGetCurrentContext();
+    g_UnityContext = context;
+    NIMB_LOG_INFO("Unity EGL context = %p", context);
+    const EGLDisplay display = eglGetDisplay(EGL_DEFAULT_DISPLAY);
+    if (eglQueryContext(display, context, EGL_CONTEXT_CLIENT_VERSION, &g_UnityContextVersion) == EGL_TRUE) {
+        NIMB_LOG_INFO("Unity EGL_CONTEXT_CLIENT_VERSION = %i", g_UnityContextVersion);
+    }
+    const GLubyte* const renderer = glGetString(GL_RENDERER);
+    NIMB_LOG_INFO("renderer = %s", renderer != nullptr ? reinterpret_cast<const char*>(renderer) : "(none)");
+}
+
+NimbRenderEventFunc GetRenderEventFunc(void) {
+    return &UnityRenderEvent;
+}
+
+void UnityRenderEvent(int) {
+    NIMB_LOG_INFO("UnityRenderEvent");
+}
+
+NimbRenderEventFunc GetUnityRenderModeEventFunc(void) {
+    return &OnUnityRenderModeEvent;
+}
+
+void OnUnityRenderModeEvent(int eventId) {
+    const PlayerRegistry::Pin player = PlayerRegistry::Instance().Find(eventId);
+    if (player) {
+        player->OnUnityRender(g_UnityContext);
+    }
+}
+
+int SetUnityBuffers(int id, void* texture, int width, int height, void* vertexBuffer, int vertexBufferSize,
+                    void* indexBuffer, int indexBufferSize) {
+    const PlayerRegistry::Pin player = PlayerRegistry::Instance().Find(id);
+    return player ? player->SetUnityBuffers(vertexBuffer, vertexBufferSize, indexBuffer, indexBufferSize, texture,
+                                            width, height)
+                  : 0;
+}
+
+}  // extern "C"
