@@ -88,16 +88,17 @@ HRESULT CNimbMeshReader::ReadSubMesh(IStream* pStream, CStreamingMeshHeader& hea
     NIMB_ASSERT(ppIndexBuffer);
 
     const INT32 subMeshId = static_cast<INT32>(header.m_SubMeshId);
-    auto it = m_Contexts.find(subMeshId);
-    if (it == m_Contexts.end()) {
-        it = m_Contexts.emplace(subMeshId, std::make_shared<CNimbMeshReaderCtx>()).first;
-    }
-    CNimbMeshReaderCtx& ctx = *it->second;
-    ctx.m_InUse = true;
+    const auto it = m_Contexts.find(subMeshId);
+    const auto pCtx = it != m_Contexts.end() ? it->second : std::make_shared<CNimbMeshReaderCtx>();
+    CNimbMeshReaderCtx& ctx = *pCtx;
     const bool isDelta = header.m_Version.v.m_MeshHeaderVersion == HeaderVersion::c_MeshHeaderVersion_DeltaFrame;
     if (!AccountForContext(ctx, isDelta ? CStreamingMeshHeader{} : header)) {
         return E_UNEXPECTED;
     }
+    if (it == m_Contexts.end()) {
+        m_Contexts.emplace(subMeshId, pCtx);
+    }
+    ctx.m_InUse = true;
     return isDelta ? ReadDeltaFrame(ctx, pStream, header, ppVertexBuffer, ppIndexBuffer)
                    : ReadKeyFrame(ctx, pStream, header, ppVertexBuffer, ppIndexBuffer);
 }

@@ -178,6 +178,23 @@ TEST(VertexStream, ManyRecordsInEveryLayout) {
     }
 }
 
+TEST(VertexStream, EveryQuantisedValueDecodesAsTheDivisionSays) {
+    Wire records;
+    for (int q = -32768; q < 32768; ++q) {
+        records.U16(q).U16(q).U16(q).U16(0).U16(q).U16(q).U16(q).U16(0).U16(q).U16(q);
+    }
+    const auto decoded = Decode(15, 0x01 | c_StoredNormals, 65536, records);
+    ASSERT_EQ(decoded->hr, S_OK);
+    const std::vector<float> floats = decoded->Floats();
+    for (int q = -32768; q < 32768; ++q) {
+        const float* const record = &floats[8 * static_cast<std::size_t>(q + 32768)];
+        const float n = static_cast<float>(static_cast<std::uint16_t>(q)) / 65535.0f;
+        ASSERT_EQ(record[0], (static_cast<float>(q) + 32768.0f) / 65535.0f * 2.0f) << q;
+        ASSERT_EQ(record[4], n + n - 1.0f) << q;
+        ASSERT_EQ(record[6], TexCoord(q)) << q;
+    }
+}
+
 TEST(VertexStream, FlatAndInvertedBoxesStayDefined) {
     const NIMBCORE::CComPtr<INimbBufferAllocator> allocator = new NimbCrossPlatform::BufferAllocator;
     const float infinity = std::numeric_limits<float>::infinity();
