@@ -39,14 +39,17 @@ void QuorObject::AudioIteration() {
         return;
     }
     if (index < 0) {
-        return;  // format or buffers changed: nothing to play yet
+        m_AudioWorker.Pause(std::chrono::milliseconds(1));  // format or buffers changed: nothing to play yet
+        return;
     }
     if ((info.flags & MLMediaCodecBufferFlag_EOS) != 0) {
         NIMB_LOG_INFO("[%i] Audio output EOS", m_id);
         FinishAudio();
         m_AudioWorker.RequestSleep();
         m_audioOutputEOS = true;
-        m_endOfStream = m_videoOutputEOS.load();
+        if (m_videoOutputEOS) {
+            m_endOfStream = true;
+        }
     } else {
         const std::uint8_t* data = nullptr;
         std::size_t size = 0;

@@ -1,4 +1,5 @@
 // What the engine itself calls: load, graphics device, render events; and the handing over of its GL objects.
+#include "Nimb/NimbAssert.h"
 #include "NimbUnityPluginML/Log.h"
 #include "NimbUnityPluginML/PlayerRegistry.h"
 
@@ -52,7 +53,10 @@ NimbRenderEventFunc GetUnityRenderModeEventFunc(void) {
 void OnUnityRenderModeEvent(int eventId) {
     const PlayerRegistry::Pin player = PlayerRegistry::Instance().Find(eventId);
     if (player) {
-        player->OnUnityRender(g_UnityContext);
+        Nimb::GuardAssertions([&] {
+            player->OnUnityRender(g_UnityContext);
+            return S_OK;
+        });
     }
 }
 

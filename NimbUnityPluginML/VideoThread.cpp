@@ -56,12 +56,15 @@ void QuorObject::VideoIteration() {
         return;
     }
     if (index < 0) {
-        return;  // format or buffers changed: nothing to show yet
+        m_VideoWorker.Pause(std::chrono::milliseconds(1));  // format or buffers changed: nothing to show yet
+        return;
     }
     if ((info.flags & MLMediaCodecBufferFlag_EOS) != 0) {
         NIMB_LOG_INFO("[%i] Video output EOS", m_id);
         m_videoOutputEOS = true;
-        m_endOfStream = m_audioOutputEOS || m_audioCodec == ML_INVALID_HANDLE;
+        if (m_audioOutputEOS || m_audioCodec == ML_INVALID_HANDLE) {
+            m_endOfStream = true;
+        }
         m_VideoWorker.RequestSleep();
         MLMediaCodecReleaseOutputBuffer(codec, index, false);
         return;
