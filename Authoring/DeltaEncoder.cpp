@@ -187,13 +187,13 @@ UINT32 CeilLog2(UINT32 m) {
 }
 
 /// Code bits of all symbols: `below[v]` of them have mapped values smaller than v. The shortest form of a code is a
-/// quotient, its closing zero and b - 1 bits; remainders from `shorts` on take one more.
-std::size_t GolombCost(const std::array<std::size_t, 257>& below, UINT32 m) {
+/// quotient, its closing zero and b - 1 bits; remainders from `shorts` on take one more. Gives up at `limit`.
+std::size_t GolombCost(const std::array<std::size_t, 257>& below, UINT32 m, std::size_t limit) {
     const std::size_t all = below[256];
     const UINT32 b = CeilLog2(m);
     const UINT32 shorts = (UINT32{1} << b) - m;
     std::size_t cost = all * std::max<std::size_t>(b, 1);
-    for (UINT32 first = 0; first < 256; first += m) {
+    for (UINT32 first = 0; first < 256 && cost < limit; first += m) {
         if (first > 0) {
             cost += all - below[first];
         }
@@ -203,26 +203,46 @@ std::size_t GolombCost(const std::array<std::size_t, 257>& below, UINT32 m) {
     return cost;
 }
 
-/// Tries all centres and parameters; exact, and cheap because the cost of one takes 256 / m steps.
+/// Tries all parameters with one centre. `*pBest` and `*pBestCost` change where one of them makes shorter codes.
+void TryGolombCenter(const Histogram& counts, BYTE center, GolombParameters* pBest, std::size_t* pBestCost) {
+    std::array<std::size_t, 257> below{};
+    for (UINT32 byte = 0; byte < 256; ++byte) {
+        below[ZigZag(static_cast<BYTE>(byte), center) + 1] = counts[byte];
+    }
+    UINT32 largest = 0;
+    for (UINT32 v = 0; v < 256; ++v) {
+        largest = below[v + 1] != 0 ? v : largest;
+        below[v + 1] += below[v];
+    }
+    // Larger parameters only widen the remainders.
+    for (UINT32 m = 1; m < std::min<UINT32>(256, 2 * largest + 3); ++m) {
+        const std::size_t cost = GolombCost(below, m, *pBestCost);
+        if (cost < *pBestCost) {
+            *pBestCost = cost;
+            *pBest = {center, static_cast<BYTE>(m)};
+        }
+    }
+}
+
+/// Tries all centres and parameters; exact, and cheap because the cost of one pair takes 256 / m steps.
 GolombParameters ChooseGolombParameters(const Histogram& counts) {
+    UINT32 first = 0, last = 255;
+    while (first < last && counts[first] == 0) {
+        ++first;
+    }
+    while (last > first && counts[last] == 0) {
+        --last;
+    }
+    // A centre outside is never better than the nearest byte inside, unless differences are shorter the other way
+    // round.
+    if (last - first >= 128) {
+        first = 0;
+        last = 255;
+    }
     GolombParameters best;
     std::size_t bestCost = std::numeric_limits<std::size_t>::max();
-    for (UINT32 center = 0; center < 256; ++center) {
-        Histogram mapped{};
-        for (UINT32 byte = 0; byte < 256; ++byte) {
-            mapped[ZigZag(static_cast<BYTE>(byte), static_cast<BYTE>(center))] = counts[byte];
-        }
-        std::array<std::size_t, 257> below{};
-        for (std::size_t v = 0; v < 256; ++v) {
-            below[v + 1] = below[v] + mapped[v];
-        }
-        for (UINT32 m = 1; m < 256; ++m) {
-            const std::size_t cost = GolombCost(below, m);
-            if (cost < bestCost) {
-                bestCost = cost;
-                best = {static_cast<BYTE>(center), static_cast<BYTE>(m)};
-            }
-        }
+    for (UINT32 center = first; center <= last; ++center) {
+        TryGolombCenter(counts, static_cast<BYTE>(center), &best, &bestCost);
     }
     return best;
 }

@@ -21,6 +21,7 @@ public:
     std::size_t Left() const { return m_Left; }
     std::optional<Bytes> Take(UINT64 count) {
         if (count > m_Left) {
+            m_Left = 0;
             return std::nullopt;
         }
         const Bytes taken(m_Data, m_Data + count);

@@ -8,6 +8,8 @@
 
 namespace {
 
+constexpr UINT32 c_LargestBuffer = 1u << 20;  // frames are filled and compared as a whole, and that takes time
+
 /// A triangle of its own, with version, box, counts, three records and three raw indices.
 NimbTest::ByteVector KeyFrame() {
     NimbTest::ByteVector frame(28 + 12 + 3 * 12 + 3 * 4);
@@ -34,7 +36,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     }
     const UINT32 formats[4] = {5, 7, 13, 15};
     const UINT32 format = formats[data[0] & 3];
-    NimbTest::FrameReader reader(format, 0x00), again(format, 0xA7);
+    NimbTest::FrameReader reader(format, 0x00, c_LargestBuffer), again(format, 0xA7, c_LargestBuffer);
     std::size_t at = 1;
     while (size - at >= 2) {
         const std::size_t wanted = data[at] | static_cast<std::size_t>(data[at + 1]) << 8;

@@ -6,6 +6,7 @@
 #include "Authoring/IndexEncoder.h"
 #include "Authoring/MeshNalUnit.h"
 #include "Authoring/TextureTransform.h"
+#include "Authoring/TransformDeltaEncoder.h"
 #include "Authoring/VertexEncoder.h"
 #include "Tests/TestSupport.h"
 

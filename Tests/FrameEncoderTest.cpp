@@ -149,11 +149,17 @@ TEST(FrameEncoder, DeltaFramesCarryNormalsAndRecordsCarryTextureCoordinates) {
         options.maxError = 0.001;
         const DecodedFrame decoded = reader.Decode(encoder.DeltaFrame(target, options).bytes);
         ASSERT_EQ(S_OK, decoded.hr);
-        const auto& order = encoder.VertexOrder();
+        const std::vector<UINT32> order = encoder.VertexOrder();
         const Mesh& texture = coding == DeltaCoding::Quantised ? target : mesh;
         for (std::size_t i = 0; i < order.size(); ++i) {
             EXPECT_NEAR(target.normals[order[i]].y, decoded.Field<float>(32 * i + 16), 2e-5);
             EXPECT_NEAR(texture.texCoords[order[i]].u, decoded.Field<float>(32 * i + 24), 3e-5);
+        }
+        // A key frame with as many vertices as the one before brings its own texture coordinates.
+        reader.Decode(encoder.KeyFrame(target, key).bytes);
+        const DecodedFrame later = reader.Decode(encoder.DeltaFrame(target, options).bytes);
+        for (std::size_t i = 0; i < order.size(); ++i) {
+            EXPECT_NEAR(target.texCoords[order[i]].u, later.Field<float>(32 * i + 24), 3e-5);
         }
     }
 }
