@@ -104,7 +104,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const UINT32 id = key.subMeshId.value_or(0);
     bool transforms = false;
     CheckFrame(encoder.KeyFrame(mesh, key), mesh, encoder.VertexOrder(id), strips, reader);
-    for (UINT32 frame = 0; frame < 6 && !in.AtEnd(); ++frame) {
+    for (UINT32 frame = 0; frame < 3 && !in.AtEnd(); ++frame) {
         DeltaFrameOptions delta;
         static_cast<FrameOptions&>(delta) = key;
         delta.coding = CodingOf(in.Byte() % 32, transforms);

@@ -14,8 +14,9 @@
 #define GL_GLEXT_PROTOTYPES
 #include <EGL/egl.h>
 #include <EGL/eglext.h>
-#include <GLES2/gl2ext.h>
 #include <GLES3/gl3.h>
+
+#include <GLES2/gl2ext.h>  // needs the one before
 
 #include <vector>
 

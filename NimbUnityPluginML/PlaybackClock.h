@@ -11,11 +11,12 @@ public:
     std::int64_t Map(std::int64_t rawSampleTime) {
         const std::lock_guard<std::mutex> lock(m_Mutex);
         m_rawSampleTime = rawSampleTime;
-        // Unsigned and in single precision, deliberately. The result of a scale of 0, or of a time before the base, is
-        // beyond 64 bits: it saturates.
+        // Unsigned and in single precision, deliberately. The result of a scale of 0, or of a time before the base (as
+        // -1, the time at the end of the file), is beyond 64 bits: it saturates. Sums wrap, so that a timeline that was
+        // rebased there goes on in even steps.
         const float elapsed =
             static_cast<float>(static_cast<std::uint64_t>(rawSampleTime) - static_cast<std::uint64_t>(m_rawBase));
-        m_scaledSampleTime = AddSaturated(m_scaledOffset, Truncate(elapsed / m_clockScale));
+        m_scaledSampleTime = AddWrapped(m_scaledOffset, Truncate(elapsed / m_clockScale));
         return m_scaledSampleTime;
     }
 
@@ -43,9 +44,8 @@ private:
         return value > -limit ? static_cast<std::int64_t>(value) : INT64_MIN;
     }
 
-    static std::int64_t AddSaturated(std::int64_t a, std::int64_t b) {
-        std::int64_t sum = 0;
-        return __builtin_add_overflow(a, b, &sum) ? (b < 0 ? INT64_MIN : INT64_MAX) : sum;
+    static std::int64_t AddWrapped(std::int64_t a, std::int64_t b) {
+        return static_cast<std::int64_t>(static_cast<std::uint64_t>(a) + static_cast<std::uint64_t>(b));
     }
 
     std::mutex m_Mutex;

@@ -14,9 +14,9 @@ constexpr std::int64_t c_NoTimeout = -1;
 /// How long the thread rests when there is nothing that it could do or wait for.
 constexpr std::chrono::milliseconds c_Rest{10};
 
+/// Wraps as the clock's times do.
 std::int64_t MicrosecondsToNanoseconds(std::int64_t time) {
-    std::int64_t result = 0;
-    return __builtin_mul_overflow(time, std::int64_t{1000}, &result) ? (time < 0 ? INT64_MIN : INT64_MAX) : result;
+    return static_cast<std::int64_t>(static_cast<std::uint64_t>(time) * 1000u);
 }
 
 }  // namespace
