@@ -272,8 +272,8 @@ double CorrectionBits(double squaredDistance, const FitPrecision& precision) {
 FittedTransform FitTransform(const PartSamples& samples, const FitPrecision& precision, bool hasOlder) {
     FittedTransform best;
     bool first = true;
-    for (BYTE extrapolation = 0; extrapolation <= (hasOlder ? c_MaxExtrapolation : 0); ++extrapolation) {
-        Fitter fitter(samples, precision, extrapolation);
+    for (UINT32 extrapolation = 0; extrapolation <= (hasOlder ? c_MaxExtrapolation : 0u); ++extrapolation) {
+        Fitter fitter(samples, precision, static_cast<BYTE>(extrapolation));
         for (const Kind kind : {Kind_Identity, Kind_Translation, Kind_Rigid, Kind_Affine}) {
             const FittedTransform candidate = fitter.Fit(kind);
             if (first || candidate.bits < best.bits) {
