@@ -17,8 +17,15 @@ readonly stages=(
   "arm64|aarch64 under qemu"
 )
 
+# Stages that run only when they are named: the player is still being built.
+readonly named_stages=(
+  "player|the player: on a scripted platform, on real files"
+)
+
 readonly native_packages=(cmake ninja-build g++ libgtest-dev)
 readonly further_packages=(googletest clang libclang-rt-14-dev llvm g++-aarch64-linux-gnu qemu-user)
+readonly player_packages=(pkgconf libavformat-dev libavcodec-dev libavutil-dev libswscale-dev libswresample-dev
+  libsdl2-dev libegl-dev libgles-dev libegl-mesa0 libgl1-mesa-dri binutils)
 
 usage() {
   cat <<TEXT
@@ -27,6 +34,10 @@ Usage: ./test.sh [--quick | STAGE...]
 Installs the Debian packages that are missing, then builds and runs the tests. Without arguments, all stages:
 
 $(for stage in "${stages[@]}"; do printf '  %-9s%s\n' "${stage%%|*}" "${stage#*|}"; done)
+
+and, only when it is named:
+
+$(for stage in "${named_stages[@]}"; do printf '  %-9s%s\n' "${stage%%|*}" "${stage#*|}"; done)
 
 --quick is the stage release alone. Each stage builds in build/STAGE and logs to $logs/STAGE.log.
 
@@ -151,7 +162,7 @@ for argument in "$@"; do
   case $argument in
     -h | --help) usage; exit ;;
     --quick) chosen+=(release) ;;
-    *) printf '%s\n' "${stages[@]%%|*}" | grep -qx -e "$argument" || die "no stage '$argument'; see ./test.sh -h"
+    *) printf '%s\n' "${stages[@]%%|*}" "${named_stages[@]%%|*}" | grep -qx -e "$argument" || die "no stage '$argument'; see ./test.sh -h"
        chosen+=("$argument") ;;
   esac
 done
@@ -163,6 +174,9 @@ if [[ ${chosen[*]} == release ]]; then
 else
   install_packages "${native_packages[@]}" "${further_packages[@]}"
 fi
+if is_chosen player; then
+  install_packages "${player_packages[@]}"
+fi
 if command -v ccache >/dev/null; then
   export CMAKE_CXX_COMPILER_LAUNCHER=ccache
 fi
@@ -170,7 +184,7 @@ ulimit -c 0 # the death tests mean to die
 export CMAKE_BUILD_PARALLEL_LEVEL=${CMAKE_BUILD_PARALLEL_LEVEL:-$(nproc)}
 export CTEST_PARALLEL_LEVEL=${CTEST_PARALLEL_LEVEL:-$(nproc)}
 
-for stage in "${stages[@]}"; do
+for stage in "${stages[@]}" "${named_stages[@]}"; do
   if is_chosen "${stage%%|*}"; then
     run_stage "${stage%%|*}" "${stage#*|}"
   fi

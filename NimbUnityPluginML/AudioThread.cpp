@@ -26,7 +26,7 @@ void QuorObject::AudioThreadFunc() {
 
 void QuorObject::AudioIteration() {
     if (m_audioOutputEOS) {
-        m_AudioWorker.RequestSleep();
+        SleepAtEnd(m_AudioWorker, m_audioOutputEOS);
         return;
     }
     const MLHandle codec = m_audioCodec;

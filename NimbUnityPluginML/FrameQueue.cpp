@@ -18,9 +18,11 @@ std::uint64_t Ahead(const MeshFrame& frame, std::int64_t textureFrameNumber) {
 bool FrameQueue::TakeSlot(const std::function<bool()>& cancelled) {
     constexpr std::chrono::milliseconds slice{20};
     std::unique_lock<std::mutex> lock(m_SlotsMutex);
-    while (!m_SlotsChanged.wait_for(lock, slice, [this] { return m_freeMeshSlots > 0; })) {
+    bool isFree = false;
+    while (!isFree) {
+        isFree = m_SlotsChanged.wait_for(lock, slice, [this] { return m_freeMeshSlots > 0; });
         if (cancelled()) {
-            return false;
+            return false;  // also when it was the canceller who made a slot free
         }
     }
     --m_freeMeshSlots;
@@ -35,31 +37,31 @@ void FrameQueue::ReturnSlots(std::int32_t count) {
     m_SlotsChanged.notify_one();
 }
 
-std::uint32_t FrameQueue::Generation() {
+FrameQueue::Ticket FrameQueue::CurrentTicket() {
     const std::lock_guard<std::mutex> lock(m_meshFramesMutex);
-    return m_Generation;
+    return m_Ticket;
 }
 
-std::optional<std::int64_t> FrameQueue::TakeNumber(std::uint32_t generation) {
+std::optional<std::int64_t> FrameQueue::TakeNumber(Ticket ticket) {
     const std::lock_guard<std::mutex> lock(m_meshFramesMutex);
-    if (generation != m_Generation) {
+    if (ticket.file != m_Ticket.file) {
         return std::nullopt;
     }
     return m_meshFrameCounter++;
 }
 
-void FrameQueue::Push(std::shared_ptr<MeshFrame> frame, std::uint32_t generation) {
+void FrameQueue::Push(std::shared_ptr<MeshFrame> frame, Ticket ticket) {
     const std::lock_guard<std::mutex> lock(m_meshFramesMutex);
-    if (generation == m_Generation) {
+    if (IsCurrentLocked(ticket)) {
         m_Frames.push_back(std::move(frame));
     } else {
         ReturnSlots(1);
     }
 }
 
-void FrameQueue::CountLost(std::uint32_t generation) {
+void FrameQueue::CountLost(Ticket ticket) {
     const std::lock_guard<std::mutex> lock(m_meshFramesMutex);
-    if (generation == m_Generation) {
+    if (IsCurrentLocked(ticket)) {
         ++m_LostSlots;
     } else {
         ReturnSlots(1);
@@ -68,9 +70,16 @@ void FrameQueue::CountLost(std::uint32_t generation) {
 
 void FrameQueue::BeginFile() {
     const std::lock_guard<std::mutex> lock(m_meshFramesMutex);
-    ++m_Generation;
+    ++m_Ticket.file;
+    ++m_Ticket.pass;
     m_meshFrameCounter = 0;
     ReturnSlots(std::exchange(m_LostSlots, 0));
+}
+
+void FrameQueue::BeginPass() {
+    const std::lock_guard<std::mutex> lock(m_meshFramesMutex);
+    ++m_Ticket.pass;
+    ClearLocked();
 }
 
 void FrameQueue::PopLocked() {
@@ -110,6 +119,10 @@ FrameQueue::Matched FrameQueue::Match(std::int64_t textureFrameNumber, std::atom
 
 std::size_t FrameQueue::Clear() {
     const std::lock_guard<std::mutex> lock(m_meshFramesMutex);
+    return ClearLocked();
+}
+
+std::size_t FrameQueue::ClearLocked() {
     const std::size_t queued = m_Frames.size();
     m_currentMeshFrame.reset();
     m_Frames.clear();

@@ -4,8 +4,10 @@
 // and gives it back when its frame leaves the queue. A sample whose mesh is lost keeps its slot until Clear; as many
 // lost meshes in a row stall playback, and Rewind or Close revives it.
 //
-// Samples of a file that was closed may still be on their way. Each sample carries the generation of its file: what
-// belongs to an earlier one gets no number, is not queued and gives its slot back at once.
+// Samples of a file that was closed, or of before a rewind, may still be on their way. Each sample carries a ticket
+// that says where it belongs. A sample of an earlier file gets no number; one of before a rewind gets its number, which
+// the codec has counted too. Neither is queued, and both give their slot back at once: frames that no picture comes for
+// would keep the slots, and playback would wait for them for ever.
 //
 // Lock order: the frames' mutex before the slots' mutex.
 #pragma once
@@ -25,6 +27,12 @@ class FrameQueue {
 public:
     static constexpr std::int32_t c_MaxMeshFrames = 8;
 
+    /// Where a sample belongs.
+    struct Ticket {
+        std::uint32_t file;
+        std::uint32_t pass;  ///< counts rewinds and files
+    };
+
     /// What Match found.
     struct Matched {
         std::shared_ptr<MeshFrame> frame;  ///< the current frame, whatever its number; null when there is none
@@ -39,18 +47,18 @@ public:
     /// `cancelled` true need not notify.
     bool TakeSlot(const std::function<bool()>& cancelled);
 
-    /// The generation of samples taken now.
-    std::uint32_t Generation();
+    /// The ticket of samples taken now.
+    Ticket CurrentTicket();
 
     // ---- Mesh thread ----
 
-    /// The next mesh frame number, counted from 0 in each file. None for an earlier generation.
-    std::optional<std::int64_t> TakeNumber(std::uint32_t generation);
+    /// The next mesh frame number, counted from 0 in each file. None for an earlier file.
+    std::optional<std::int64_t> TakeNumber(Ticket ticket);
 
-    void Push(std::shared_ptr<MeshFrame> frame, std::uint32_t generation);
+    void Push(std::shared_ptr<MeshFrame> frame, Ticket ticket);
 
     /// A sample that had a slot lost its mesh.
-    void CountLost(std::uint32_t generation);
+    void CountLost(Ticket ticket);
 
     // ---- Render thread ----
 
@@ -61,8 +69,11 @@ public:
 
     // ---- Script thread ----
 
-    /// Numbers start from 0 again, and what is still on its way belongs to an earlier generation.
+    /// Numbers start from 0 again, and what is still on its way belongs to an earlier file.
     void BeginFile();
+
+    /// The file starts over, and numbers go on. What is queued or still on its way belongs to an earlier pass.
+    void BeginPass();
 
     // ---- Any thread ----
 
@@ -73,7 +84,9 @@ public:
     void ReadCurrent(const std::function<void(const MeshFrame*)>& read);
 
 private:
+    bool IsCurrentLocked(Ticket ticket) const noexcept { return ticket.pass == m_Ticket.pass; }
     void PopLocked();
+    std::size_t ClearLocked();
     void ReturnSlots(std::int32_t count);
 
     std::mutex m_meshFramesMutex;  // guards the next five
@@ -81,7 +94,7 @@ private:
     std::shared_ptr<MeshFrame> m_currentMeshFrame;
     std::int32_t m_LostSlots = 0;
     std::int64_t m_meshFrameCounter = 0;
-    std::uint32_t m_Generation = 0;
+    Ticket m_Ticket{0, 0};
 
     std::mutex m_SlotsMutex;  // guards m_freeMeshSlots
     std::condition_variable m_SlotsChanged;

@@ -25,23 +25,23 @@ void QuorObject::MeshThreadFunc() {
     }
 }
 
-void QuorObject::DecodeSample(const std::vector<BYTE>& sample, std::int64_t timeStamp, std::uint32_t generation) {
+void QuorObject::DecodeSample(const std::vector<BYTE>& sample, std::int64_t timeStamp, FrameQueue::Ticket ticket) {
     std::shared_ptr<MeshFrame> frame;
     try {
-        frame = ReadMeshFrame(sample, timeStamp, generation);
+        frame = ReadMeshFrame(sample, timeStamp, ticket);
     } catch (const std::bad_alloc&) {
         NIMB_LOG_ERROR("[%i] out of memory: mesh frame dropped", m_id);
     }
     if (frame != nullptr) {
-        m_MeshFrames.Push(std::move(frame), generation);
+        m_MeshFrames.Push(std::move(frame), ticket);
     } else {
-        m_MeshFrames.CountLost(generation);
+        m_MeshFrames.CountLost(ticket);
     }
 }
 
 /// Decodes the mesh of one sample. Null when it is dropped; a payload that cannot be decoded is not logged here.
 std::shared_ptr<MeshFrame> QuorObject::ReadMeshFrame(const std::vector<BYTE>& sample, std::int64_t timeStamp,
-                                                     std::uint32_t generation) {
+                                                     FrameQueue::Ticket ticket) {
     const NIMBCORE::CComPtr<NimbCrossPlatform::Stream> stream(
         NimbCrossPlatform::FindCompressedMesh(sample.data(), sample.size()));
     if (stream == nullptr) {
@@ -49,7 +49,7 @@ std::shared_ptr<MeshFrame> QuorObject::ReadMeshFrame(const std::vector<BYTE>& sa
         return nullptr;
     }
     stream->m_Time = timeStamp;
-    const std::optional<std::int64_t> frameNumber = m_MeshFrames.TakeNumber(generation);
+    const std::optional<std::int64_t> frameNumber = m_MeshFrames.TakeNumber(ticket);
     if (!frameNumber) {
         return nullptr;
     }

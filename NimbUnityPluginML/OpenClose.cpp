@@ -186,6 +186,7 @@ bool QuorObject::ConfigureAudioTrack(MLHandle format, std::size_t index, const c
     MLMediaExtractorSelectTrack(m_extractor, index);
 
     ReleaseCodec(m_audioCodec, m_AudioWorker);
+    ReleaseSound();
     MLHandle codec = ML_INVALID_HANDLE;
     MLMediaCodecCreateCodec(MLMediaCodecCreation_ByType, MLMediaCodecType_Decoder, mime, &codec);
     MLResult result = MLMediaCodecConfigure(codec, format, 0);
@@ -244,6 +245,15 @@ void QuorObject::ReleaseMedia() {
     m_AudioWorker.RequestSleep();
     ReleaseCodec(m_videoCodec, m_VideoWorker);
     ReleaseCodec(m_audioCodec, m_AudioWorker);
+    ReleaseSound();
+    m_Abandon = false;
+    m_framesAvailable = 0;
+    m_MeshFrames.BeginFile();  // meshes that are still being decoded belong to nothing any more
+    ClearMeshFrames();
+}
+
+/// The audio thread sleeps.
+void QuorObject::ReleaseSound() {
     const MLHandle sound = m_sound.exchange(ML_INVALID_HANDLE);
     if (sound != ML_INVALID_HANDLE) {
         MLAudioStopSound(sound);
@@ -251,10 +261,6 @@ void QuorObject::ReleaseMedia() {
         m_AudioBuffer = {};
         m_AudioBufferFilled = 0;
     }
-    m_Abandon = false;
-    m_framesAvailable = 0;
-    m_MeshFrames.BeginFile();  // meshes that are still being decoded belong to nothing any more
-    ClearMeshFrames();
 }
 
 /// Flush, stop, wait, destroy. `worker` drains the codec's output and may be waiting in it.

@@ -36,10 +36,7 @@ void QuorObject::PlaybackThreadFunc() {
 void QuorObject::PlaybackIteration() {
     if (m_state != Playing) {
         NIMB_LOG_INFO("[%i] playback thread going to sleep (m_state = %i)", m_id, m_state.load());
-        m_PlaybackWorker.RequestSleep();
-        if (m_state == Playing) {
-            m_PlaybackWorker.Wake();  // Play came in between: its wake-up must not be lost
-        }
+        FollowState(m_PlaybackWorker);  // Play may come in between: its wake-up must not be lost
         return;
     }
     std::int64_t trackIndex = c_NoTrack;
@@ -63,9 +60,9 @@ void QuorObject::PlaybackIteration() {
 void QuorObject::EndOfInput(std::int64_t scaledTime) {
     m_inputEOS = true;
     NIMB_LOG_INFO("[%i] input EOS", m_id);
-    QueueEndOfStream(m_videoCodec, &m_VideoInput, scaledTime);
-    if (m_audioCodec != ML_INVALID_HANDLE) {
-        QueueEndOfStream(m_audioCodec, &m_AudioInput, scaledTime);
+    if (!QueueEndOfStream(m_videoCodec, &m_VideoInput, scaledTime) ||
+        !QueueEndOfStream(m_audioCodec, &m_AudioInput, scaledTime)) {
+        return;  // paused: the end is still to come
     }
     if (m_openInfo.autoLoop == 0) {
         m_PlaybackWorker.RequestSleep();
@@ -89,14 +86,9 @@ void QuorObject::EndOfInput(std::int64_t scaledTime) {
     m_Clock.Restart();
     m_pendingRestart = true;
     if (m_audioCodec != ML_INVALID_HANDLE) {
-        m_AudioWorker.Wake();
+        FollowState(m_AudioWorker);
     }
-    m_VideoWorker.Wake();
-    if (m_state != Playing) {
-        // Paused meanwhile: the sleep that was asked for then stands.
-        m_VideoWorker.RequestSleep();
-        m_AudioWorker.RequestSleep();
-    }
+    FollowState(m_VideoWorker);
 }
 
 /// Waits until both output threads sleep because their streams ended, not because somebody paused them. False when the
@@ -117,11 +109,21 @@ bool QuorObject::WaitForOutputEnd() {
     }
 }
 
-void QuorObject::QueueEndOfStream(MLHandle codec, std::int64_t* pIndex, std::int64_t scaledTime) {
-    if (DequeueInput(codec, pIndex)) {
-        MLMediaCodecQueueInputBuffer(codec, std::exchange(*pIndex, -1), 0, 0, static_cast<std::uint64_t>(scaledTime),
-                                     MLMediaCodecBufferFlag_EOS);
+/// Tries until the codec takes it, since without an end the output threads would never finish. Gives up when the player
+/// does not play any more: then false.
+bool QuorObject::QueueEndOfStream(MLHandle codec, std::int64_t* pIndex, std::int64_t scaledTime) {
+    if (codec == ML_INVALID_HANDLE) {
+        return true;
     }
+    while (m_state == Playing && !m_PlaybackWorker.ExitRequested()) {
+        if (DequeueInput(codec, pIndex) && MLMediaCodecQueueInputBuffer(codec, std::exchange(*pIndex, -1), 0, 0,
+                                                                        static_cast<std::uint64_t>(scaledTime),
+                                                                        MLMediaCodecBufferFlag_EOS) == MLResult_Ok) {
+            return true;
+        }
+        m_PlaybackWorker.Pause(c_Rest);
+    }
+    return false;
 }
 
 /// Waits for an input buffer, unless one is left from before. False when there is none, as after a flush; then the
@@ -189,9 +191,8 @@ void QuorObject::FeedVideo(std::int64_t scaledTime) {
                 return;
             }
             const std::int64_t timeStamp = MicrosecondsToNanoseconds(scaledTime);
-            const std::uint32_t generation = m_MeshFrames.Generation();
-            m_MeshTasks.Enqueue(
-                [this, sample, timeStamp, generation] { DecodeSample(*sample, timeStamp, generation); });
+            const FrameQueue::Ticket ticket = m_MeshFrames.CurrentTicket();
+            m_MeshTasks.Enqueue([this, sample, timeStamp, ticket] { DecodeSample(*sample, timeStamp, ticket); });
             MLMediaCodecQueueInputBuffer(m_videoCodec, std::exchange(m_VideoInput, -1), 0,
                                          static_cast<std::size_t>(size), static_cast<std::uint64_t>(scaledTime), 0);
         }

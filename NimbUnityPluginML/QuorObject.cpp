@@ -67,13 +67,16 @@ bool QuorObject::Pause() {
 
 bool QuorObject::Rewind() {
     NIMB_LOG_INFO("[%i] QuorObject::Rewind", m_id);
+    // Before the requests: a loop that restarts right now wakes the others, and takes that back when it sees this
+    // state.
+    m_state = Paused;
     m_PlaybackWorker.RequestSleep();
     m_VideoWorker.RequestSleep();
     m_AudioWorker.RequestSleep();
-    m_state = Paused;
     m_Abandon = true;
     ClearMeshFrames();
     WaitForPlaybackSleep();
+    m_MeshFrames.BeginPass();
     MLMediaExtractorSeekTo(m_extractor, 0, MLMediaSeekMode_Closest_Sync);
     const auto flushVideo = [this] { MLMediaCodecFlush(m_videoCodec); };
     const auto flushAudio = [this] { MLMediaCodecFlush(m_audioCodec); };
@@ -91,6 +94,28 @@ bool QuorObject::Rewind() {
     m_renderStart = -1;
     m_pendingRestart = true;
     return true;
+}
+
+/// Wakes the worker if the player plays and lets it sleep if not, whatever Play and Pause do meanwhile: they change the
+/// state before they wake or stop workers, so the last look at the state decides.
+void QuorObject::FollowState(Worker& worker) {
+    State state;
+    do {
+        state = m_state;
+        if (state == Playing) {
+            worker.Wake();
+        } else {
+            worker.RequestSleep();
+        }
+    } while (m_state != state);
+}
+
+/// Lets a worker sleep that found its output ended, unless a loop restarts it at this very moment.
+void QuorObject::SleepAtEnd(Worker& worker, const std::atomic<bool>& outputEOS) {
+    worker.RequestSleep();
+    if (!outputEOS) {
+        FollowState(worker);
+    }
 }
 
 /// The playback thread may be waiting for an input buffer, which a flush ends, for a slot, which clearing frames ends,

@@ -79,16 +79,21 @@ private:
     void StartWorkers();
     void ReleaseMedia();
     void ReleaseCodec(std::atomic<MLHandle>& codec, Worker& worker);
+    void ReleaseSound();
     void WaitForPlaybackSleep();
     void FlushCodecs();
     bool ReadFileAttributes(NimbFileInfo* info, bool* pFailed);
+
+    // Workers.
+    void FollowState(Worker& worker);
+    void SleepAtEnd(Worker& worker, const std::atomic<bool>& outputEOS);
 
     // Playback thread.
     void PlaybackThreadFunc();
     void PlaybackIteration();
     void EndOfInput(std::int64_t scaledTime);
     bool WaitForOutputEnd();
-    void QueueEndOfStream(MLHandle codec, std::int64_t* pIndex, std::int64_t scaledTime);
+    bool QueueEndOfStream(MLHandle codec, std::int64_t* pIndex, std::int64_t scaledTime);
     void FeedAudio(std::int64_t scaledTime);
     void FeedVideo(std::int64_t scaledTime);
     bool DequeueInput(MLHandle codec, std::int64_t* pIndex);
@@ -96,9 +101,9 @@ private:
 
     // Mesh thread.
     void MeshThreadFunc();
-    void DecodeSample(const std::vector<BYTE>& sample, std::int64_t timeStamp, std::uint32_t generation);
+    void DecodeSample(const std::vector<BYTE>& sample, std::int64_t timeStamp, FrameQueue::Ticket ticket);
     std::shared_ptr<MeshFrame> ReadMeshFrame(const std::vector<BYTE>& sample, std::int64_t timeStamp,
-                                             std::uint32_t generation);
+                                             FrameQueue::Ticket ticket);
 
     // Video and audio threads.
     void VideoThreadFunc();

@@ -43,7 +43,7 @@ void QuorObject::VideoThreadFunc() {
 
 void QuorObject::VideoIteration() {
     if (m_videoOutputEOS) {
-        m_VideoWorker.RequestSleep();
+        SleepAtEnd(m_VideoWorker, m_videoOutputEOS);
         return;
     }
     const MLHandle codec = m_videoCodec;

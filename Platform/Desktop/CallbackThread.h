@@ -1,0 +1,43 @@
+// Calls a client back on a thread of its own, so that the callback neither waits for a picture to be decoded nor runs
+// inside a call that the client made, under a lock of anybody's.
+#pragma once
+
+#include <condition_variable>
+#include <deque>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <thread>
+
+namespace NimbDesktop {
+
+class CallbackThread {
+public:
+    CallbackThread();
+    ~CallbackThread();
+    CallbackThread(const CallbackThread&) = delete;
+    CallbackThread& operator=(const CallbackThread&) = delete;
+
+    void Post(std::function<void()> callback);
+    /// Drops what was posted and has not begun.
+    void Cancel();
+    /// No callback begins after this. Waits for one that runs, unless it is the one that calls.
+    void Stop();
+
+private:
+    // What the thread needs. Its own, too: a callback may destroy the codec, and with it this object.
+    struct State {
+        std::mutex mutex;  // guards all below
+        std::condition_variable changed;
+        std::deque<std::function<void()>> callbacks;
+        bool stopped = false;
+    };
+
+    static void Run(const std::shared_ptr<State>& state);
+
+    const std::shared_ptr<State> m_State;
+    std::mutex m_JoinMutex;  // guards m_Thread
+    std::thread m_Thread;
+};
+
+}  // namespace NimbDesktop

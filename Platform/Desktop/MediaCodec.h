@@ -1,0 +1,73 @@
+// A codec: its states, its decoding thread, and what connects buffers, decoder and surface.
+#pragma once
+
+#include "CallbackThread.h"
+#include "CodecBuffers.h"
+#include "Decoder.h"
+#include "HandleTable.h"
+#include "MediaFormat.h"
+#include "SurfaceQueue.h"
+
+#include <ml_media_codec.h>
+
+#include <memory>
+#include <mutex>
+#include <thread>
+
+namespace NimbDesktop {
+
+class MediaCodec final : public Object {
+public:
+    explicit MediaCodec(const AVCodec& codec) : m_Codec(codec) {}
+    ~MediaCodec() override { Destroy(); }
+
+    void SetHandle(MLHandle handle) { m_Handle = handle; }
+    /// Null: none. Only the callbacks that tell of errors and of frames are ever made: buffers are dequeued.
+    void SetCallbacks(const MLMediaCodecCallbacks* callbacks, void* userData);
+
+    MLResult Configure(const MediaFormat& format);
+    MLResult Start();
+    MLResult Stop();
+    MLResult Flush();
+    /// As Stop, and for good. After it no callback begins.
+    void Destroy();
+
+    CodecBuffers& Buffers() { return m_Buffers; }
+    SurfaceQueue& Surface() { return m_Surface; }
+    MLResult ReleaseOutput(int64_t index, bool render);
+
+private:
+    enum class State { Created, Configured, Running, Destroyed };
+
+    void StopThread();
+    void Run();
+    void DecodeAll();
+    void DecodeOne(CodecBuffers::Input& input);
+    template <class Call>
+    void PostCallback(Call call);
+
+    const AVCodec& m_Codec;
+    MLHandle m_Handle = ML_INVALID_HANDLE;
+
+    CodecBuffers m_Buffers;
+    SurfaceQueue m_Surface;
+
+    // Makes a frame's way from the buffers to the surface one step, which a flush comes before or after.
+    std::mutex m_RenderMutex;
+
+    std::mutex m_CallbacksMutex;  // guards the two below
+    MLMediaCodecCallbacks m_Callbacks = {};
+    void* m_UserData = nullptr;
+
+    std::unique_ptr<Decoder> m_Decoder;  // the decoding thread's while it runs
+
+    // Guards the state and the thread; held while the decoding thread is joined, which therefore never takes it. The
+    // other mutexes are taken inside it, never around it.
+    std::mutex m_StateMutex;
+    State m_State = State::Created;
+    std::thread m_Thread;
+
+    CallbackThread m_CallbackThread;
+};
+
+}  // namespace NimbDesktop

@@ -1,0 +1,38 @@
+// A codec's surface: rendered frames, until they are acquired, and acquired ones, until they are released.
+#pragma once
+
+#include "HandleTable.h"
+#include "VideoFrame.h"
+
+#include <deque>
+#include <memory>
+#include <mutex>
+#include <set>
+
+namespace NimbDesktop {
+
+class SurfaceQueue {
+public:
+    ~SurfaceQueue() { Close(); }
+
+    /// The frame last acquired has number 0 again.
+    void Configure();
+    void Push(std::shared_ptr<VideoFrame> frame);
+    /// The oldest frame gets a handle.
+    MLResult Acquire(MLHandle* outFrame);
+    MLResult Release(MLHandle frame);
+    uint64_t LastNumber() const;
+    /// Drops the frames that nobody acquired.
+    void Flush();
+    /// Drops all frames and takes no more.
+    void Close();
+
+private:
+    mutable std::mutex m_Mutex;  // guards all below; taken before the handle table's
+    bool m_Closed = false;
+    std::deque<std::shared_ptr<VideoFrame>> m_Rendered;
+    std::set<MLHandle> m_Acquired;
+    uint64_t m_LastNumber = 0;
+};
+
+}  // namespace NimbDesktop

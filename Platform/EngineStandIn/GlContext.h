@@ -1,0 +1,26 @@
+// The OpenGL ES 3 context in which the engine renders.
+#pragma once
+
+#include <EGL/egl.h>
+
+#include <functional>
+#include <memory>
+
+namespace EngineStandIn {
+
+/// Made, used and destroyed on the render thread; current there for as long as it exists.
+class GlContext {
+public:
+    virtual ~GlContext() = default;
+    /// Shows what was drawn, where there is something to show it on.
+    virtual void SwapBuffers() {}
+};
+
+/// Called on the render thread. Throws std::runtime_error when there is no context to be had.
+using GlContextFactory = std::function<std::unique_ptr<GlContext>()>;
+
+/// A context without any display or window. Sets EGL_PLATFORM to "surfaceless" unless it is set, so that the default
+/// display, which the plug-in asks for, is the same one.
+std::unique_ptr<GlContext> MakeSurfacelessContext();
+
+}  // namespace EngineStandIn

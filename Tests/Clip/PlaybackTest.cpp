@@ -1,0 +1,328 @@
+// Straight playback, loops, pauses, rewinds and speeds: whatever is shown, picture and mesh are of the same frame.
+#include "TestClip.h"
+#include "Watcher.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <random>
+
+namespace ClipTest {
+namespace {
+
+using Authoring::DeltaCoding;
+using Authoring::IndexCoding;
+using EngineStandIn::Player;
+
+class PlaybackTest : public testing::Test {
+protected:
+    std::string Make(const ClipRecipe& recipe) {
+        const std::string path = m_Folder / "clip.mp4";
+        MakeClip(path, recipe);
+        return path;
+    }
+    void ExpectNoMismatch(const Watcher& watcher) {
+        const Watcher::Seen seen = watcher.Now();
+        EXPECT_EQ(seen.mismatches, 0) << "of " << seen.events << "; first: " << seen.firstMismatch;
+    }
+    void Play(const Player& player) { EXPECT_TRUE(m_Engine.plugin->PlayQuorObject(player.Id())); }
+
+    /// Opens, plays to the end and tells what was seen.
+    Watcher::Seen PlayToEnd() {
+        Watcher watcher(m_Player);
+        m_Player.FrameInfo();  // forgets an end of stream of before
+        Play(m_Player);
+        EXPECT_TRUE(watcher.WaitForEndOfStream());
+        watcher.Pass(5);
+        ExpectNoMismatch(watcher);
+        return watcher.Now();
+    }
+
+    TemporaryFolder m_Folder;
+    LogCapture m_Log;
+    Engine& m_Engine = Engine::Instance();
+    Player m_Player{m_Engine.plugin, m_Engine.renderThread};
+};
+
+struct NamedRecipe {
+    const char* name;
+    ClipRecipe recipe;
+};
+
+ClipRecipe Recipe(int width, int height, int frameRate, int frameCount, int keyInterval, double audioSeconds,
+                  IndexCoding indices, std::optional<DeltaCoding> delta, bool normals = false) {
+    ClipRecipe recipe;
+    recipe.width = width;
+    recipe.height = height;
+    recipe.frameRate = frameRate;
+    recipe.frameCount = frameCount;
+    recipe.pictureKeyInterval = keyInterval;
+    recipe.audioSeconds = audioSeconds;
+    recipe.indices = indices;
+    recipe.delta = delta;
+    recipe.storeNormals = normals;
+    return recipe;
+}
+
+class StraightPlayback : public PlaybackTest, public testing::WithParamInterface<NamedRecipe> {};
+
+TEST_P(StraightPlayback, ShowsEveryFrameWithItsMesh) {
+    const ClipRecipe& recipe = GetParam().recipe;
+    ASSERT_TRUE(m_Player.Open(Make(recipe)));
+    m_Player.CreateBuffers();
+    // A busy machine can pass over frames, but not every time.
+    int skipped = recipe.frameCount;
+    for (int attempt = 0; attempt < 4 && skipped > 0; ++attempt) {
+        if (attempt > 0) {
+            EXPECT_TRUE(m_Engine.plugin->RewindQuorObject(m_Player.Id()));
+        }
+        std::vector<int> shown = PlayToEnd().shown;
+        if (attempt > 0 && shown.size() > 1 && shown.front() > shown[1]) {
+            shown.erase(shown.begin());  // still there from the time before
+        }
+        ExpectInOrder(shown, recipe.frameCount);
+        skipped = recipe.frameCount - static_cast<int>(shown.size());
+        std::printf("%d of %d frames skipped\n", skipped, recipe.frameCount);
+    }
+    EXPECT_LE(skipped, c_IsSanitized ? recipe.frameCount / 5 : 0);
+    EXPECT_FALSE(m_Log.Has("[error]")) << m_Log.Text();
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Clips, StraightPlayback,
+    testing::Values(
+        NamedRecipe{"smallest", Recipe(64, 64, 60, 60, 10, 1, IndexCoding::EdgeBreaker, DeltaCoding::Smallest)},
+        NamedRecipe{"plain", Recipe(640, 368, 30, 30, 30, 0, IndexCoding::List1, DeltaCoding::Plain)},
+        NamedRecipe{"golomb", Recipe(320, 240, 30, 30, 1, 1, IndexCoding::List2, DeltaCoding::Golomb)},
+        NamedRecipe{"huffman", Recipe(66, 50, 24, 24, 250, 0, IndexCoding::EdgeBreaker, DeltaCoding::Huffman)},
+        NamedRecipe{"transform", Recipe(128, 128, 50, 40, 20, 0.7, IndexCoding::List2, DeltaCoding::Transform)},
+        NamedRecipe{"quantised", Recipe(128, 64, 15, 15, 5, 0, IndexCoding::List2, DeltaCoding::Quantised)},
+        NamedRecipe{"keys", Recipe(1280, 720, 25, 25, 12, 1, IndexCoding::Strips1, std::nullopt)},
+        NamedRecipe{"large", Recipe(2048, 2048, 10, 10, 5, 0, IndexCoding::Strips2, std::nullopt)},
+        NamedRecipe{"normals", Recipe(64, 64, 30, 30, 10, 0, IndexCoding::List2, DeltaCoding::Golomb, true)}),
+    [](const auto& test) { return test.param.name; });
+
+/// The numbers cut into runs, each of which begins where the file does.
+std::vector<std::vector<int>> RunsOf(const std::vector<int>& shown) {
+    std::vector<std::vector<int>> runs;
+    for (const int number : shown) {
+        if (runs.empty() || number <= runs.back().back()) {
+            runs.emplace_back();
+        }
+        runs.back().push_back(number);
+    }
+    return runs;
+}
+
+TEST_F(PlaybackTest, LoopsKeepPictureAndMeshTogether) {
+    for (const double audioSeconds : {0.0, 0.5}) {
+        SCOPED_TRACE(audioSeconds);
+        ClipRecipe recipe;
+        recipe.frameRate = 50;
+        recipe.frameCount = 25;
+        recipe.audioSeconds = audioSeconds;
+        ASSERT_TRUE(m_Player.Open(Make(recipe), true));
+        m_Player.CreateBuffers();
+        Watcher watcher(m_Player, std::chrono::milliseconds(1));
+        Play(m_Player);
+        EXPECT_TRUE(watcher.WaitFor([](const auto& seen) { return RunsOf(seen.shown).size() > 10; }));
+        ExpectNoMismatch(watcher);
+        std::vector<std::vector<int>> runs = RunsOf(watcher.Now().shown);
+        runs.pop_back();
+        for (const std::vector<int>& run : runs) {
+            ExpectInOrder(run, recipe.frameCount);
+        }
+    }
+}
+
+TEST_F(PlaybackTest, PausesAtAnyMomentLoseNothing) {
+    ClipRecipe recipe;
+    recipe.frameCount = 60;
+    recipe.audioSeconds = 2;
+    ASSERT_TRUE(m_Player.Open(Make(recipe)));
+    m_Player.CreateBuffers();
+    Watcher watcher(m_Player);
+    std::mt19937 random(1);
+    for (int i = 0; i < 8; ++i) {
+        Play(m_Player);
+        watcher.Pass(static_cast<int>(random() % 60));
+        EXPECT_TRUE(m_Engine.plugin->PauseQuorObject(m_Player.Id()));
+        watcher.Pass(1);  // an event that was on its way
+        const std::vector<int> before = watcher.Now().shown;
+        watcher.Pass(30);
+        EXPECT_EQ(watcher.Now().shown, before);
+    }
+    Play(m_Player);
+    EXPECT_TRUE(watcher.WaitForEndOfStream());
+    watcher.Pass(5);
+    ExpectNoMismatch(watcher);
+    ExpectInOrder(watcher.Now().shown, 60);
+}
+
+TEST_F(PlaybackTest, RewindsAtAnyMomentStartFromTheFirstFrame) {
+    ClipRecipe recipe;
+    recipe.frameCount = 40;
+    recipe.audioSeconds = 1.4;
+    ASSERT_TRUE(m_Player.Open(Make(recipe)));
+    m_Player.CreateBuffers();
+    Watcher watcher(m_Player);
+    std::mt19937 random(2);
+    for (int i = 0; i < 15; ++i) {
+        Play(m_Player);
+        watcher.Pass(static_cast<int>(random() % 120));
+        EXPECT_TRUE(m_Engine.plugin->RewindQuorObject(m_Player.Id()));
+        EXPECT_EQ(m_Engine.plugin->GetQuorState(m_Player.Id()), NimbState_Paused);
+    }
+    m_Player.FrameInfo();  // forgets an end of stream of before
+    Play(m_Player);
+    EXPECT_TRUE(watcher.WaitForEndOfStream());
+    watcher.Pass(5);
+    ExpectNoMismatch(watcher);
+    const std::vector<std::vector<int>> runs = RunsOf(watcher.Now().shown);
+    EXPECT_GT(runs.size(), 5u);
+    for (const std::vector<int>& run : runs) {
+        ExpectInOrder(run, run.back() + 1);
+    }
+    ExpectInOrder(runs.back(), 40);
+}
+
+TEST_F(PlaybackTest, ClockScaleSetsTheSpeed) {
+    ClipRecipe recipe;
+    recipe.frameCount = 30;
+    const std::string path = Make(recipe);
+    for (const float scale : {0.5f, 1.0f, 2.0f}) {
+        SCOPED_TRACE(scale);
+        ASSERT_TRUE(m_Player.Open(path));
+        m_Player.CreateBuffers();
+        m_Engine.plugin->SetClockScale(m_Player.Id(), scale);
+        const Watcher::Seen seen = PlayToEnd();
+        ExpectInOrder(seen.shown, 30);
+        const double seconds = std::chrono::duration<double>(seen.times.back() - seen.times.front()).count();
+        const double expected = (seen.shown.back() - seen.shown.front()) / 30.0 / static_cast<double>(scale);
+        EXPECT_GT(seconds, expected * 0.9);
+        EXPECT_LT(seconds, expected * 1.3 + 0.2);
+    }
+}
+
+TEST_F(PlaybackTest, ChangesOfSpeedDuringPlaybackKeepStep) {
+    ClipRecipe recipe;
+    recipe.frameCount = 90;
+    recipe.audioSeconds = 3;
+    ASSERT_TRUE(m_Player.Open(Make(recipe)));
+    m_Player.CreateBuffers();
+    Watcher watcher(m_Player);
+    Play(m_Player);
+    for (const float scale : {2.0f, 0.5f, 1.0f, 4.0f}) {
+        m_Engine.plugin->SetClockScale(m_Player.Id(), scale);
+        watcher.Pass(60);
+    }
+    EXPECT_TRUE(watcher.WaitForEndOfStream());
+    watcher.Pass(5);
+    ExpectNoMismatch(watcher);
+    ExpectInOrder(watcher.Now().shown, 90);
+}
+
+TEST_F(PlaybackTest, SoundSetsTheEndWhenItIsLonger) {
+    ClipRecipe recipe;
+    recipe.frameCount = 6;
+    recipe.audioSeconds = 1.5;
+    ASSERT_TRUE(m_Player.Open(Make(recipe)));
+    m_Player.CreateBuffers();
+    EXPECT_EQ(m_Player.FileInfo().hasAudio, 1);
+    EXPECT_TRUE(m_Engine.plugin->SetAudioVolume(m_Player.Id(), 0.5f));
+    Watcher watcher(m_Player);
+    const Clock::time_point start = Clock::now();
+    Play(m_Player);
+    EXPECT_TRUE(watcher.WaitForEndOfStream());
+    // All but what the two buffers of the sound hold has been played by then.
+    const double seconds = std::chrono::duration<double>(Clock::now() - start).count();
+    EXPECT_GT(seconds, 1.3);
+    EXPECT_LT(seconds, 2.3);
+    EXPECT_EQ(watcher.Now().shown.back(), 5);
+
+    ASSERT_TRUE(m_Player.Open(m_Folder / "clip.mp4", false, true));
+    EXPECT_EQ(m_Player.FileInfo().hasAudio, 0);
+    EXPECT_FALSE(m_Engine.plugin->SetAudioVolume(m_Player.Id(), 0.5f));
+    const Clock::time_point silentStart = Clock::now();
+    Play(m_Player);
+    EXPECT_TRUE(watcher.WaitForEndOfStream());
+    EXPECT_LT(std::chrono::duration<double>(Clock::now() - silentStart).count(), 1.2);
+}
+
+TEST_F(PlaybackTest, NormalsAreComputedOrTheFramesOwn) {
+    ClipRecipe recipe;
+    recipe.frameCount = 20;
+    recipe.storeNormals = true;
+    const std::string path = Make(recipe);
+    for (const bool isComputed : {true, false}) {
+        SCOPED_TRACE(isComputed);
+        Player player(m_Engine.plugin, m_Engine.renderThread);
+        m_Engine.plugin->SetComputeNormals(player.Id(), isComputed);
+        ASSERT_TRUE(player.Open(path));
+        EXPECT_EQ(player.FileInfo().hasNormals, 1);
+        player.CreateBuffers();
+        Watcher watcher(player);
+        Play(player);
+        const auto readNormal = [&] { return m_Engine.renderThread.Run([&] { return ReadNormal(player); }); };
+        ASSERT_TRUE(watcher.WaitForShown(5));
+        const Authoring::Vec3 normal = readNormal();
+        EXPECT_NEAR(normal.x, isComputed ? 0 : c_StoredNormal.x, 0.02);
+        EXPECT_NEAR(normal.z, isComputed ? 1 : c_StoredNormal.z, 0.02);
+
+        // Frames decoded for the other setting are converted: computed from stored is exact, stored from none is zero.
+        m_Engine.plugin->SetComputeNormals(player.Id(), !isComputed);
+        EXPECT_TRUE(watcher.WaitForEndOfStream());
+        watcher.Pass(5);
+        const Authoring::Vec3 converted = readNormal();
+        EXPECT_NEAR(converted.x, 0, 0.02);
+        EXPECT_NEAR(converted.z, isComputed ? 0 : 1, 0.02);
+        ExpectNoMismatch(watcher);
+        ExpectInOrder(watcher.Now().shown, 20);
+    }
+}
+
+TEST_F(PlaybackTest, PlayersPlaySideBySide) {
+    ClipRecipe recipe;
+    const std::string path = Make(recipe);
+    recipe.width = 128;
+    recipe.frameRate = 24;
+    recipe.audioSeconds = 1;
+    MakeClip(m_Folder / "other.mp4", recipe);
+    Player other(m_Engine.plugin, m_Engine.renderThread);
+    ASSERT_TRUE(m_Player.Open(path));
+    ASSERT_TRUE(other.Open(m_Folder / "other.mp4"));
+    m_Player.CreateBuffers();
+    other.CreateBuffers();
+    Watcher watcher(m_Player), otherWatcher(other);
+    Play(m_Player);
+    Play(other);
+    EXPECT_TRUE(watcher.WaitForEndOfStream());
+    EXPECT_TRUE(otherWatcher.WaitForEndOfStream());
+    watcher.Pass(5);
+    ExpectNoMismatch(watcher);
+    ExpectNoMismatch(otherWatcher);
+    ExpectInOrder(watcher.Now().shown, 30);
+    ExpectInOrder(otherWatcher.Now().shown, 30);
+}
+
+TEST_F(PlaybackTest, NewBuffersDuringPlaybackAreFilledWhole) {
+    ClipRecipe recipe;
+    recipe.indices = IndexCoding::List2;
+    recipe.frameCount = 60;
+    recipe.meshKeyInterval = 60;  // so that all frames share one index buffer
+    ASSERT_TRUE(m_Player.Open(Make(recipe)));
+    m_Player.CreateBuffers();
+    Watcher watcher(m_Player);
+    Play(m_Player);
+    for (std::size_t shown : {5u, 20u, 35u}) {
+        ASSERT_TRUE(watcher.WaitForShown(shown));
+        m_Player.CreateBuffers();
+    }
+    EXPECT_TRUE(watcher.WaitForEndOfStream());
+    watcher.Pass(5);
+    ExpectNoMismatch(watcher);
+    EXPECT_EQ(watcher.Now().shown.back(), 59);
+}
+
+}  // namespace
+}  // namespace ClipTest

@@ -1,0 +1,98 @@
+// Images of frames: who keeps the pixels, what happens to the caller's GL state, and buffers that are no frames.
+#include "Clip.h"
+#include "Platform.h"
+
+#include <gtest/gtest.h>
+
+namespace NimbTest {
+namespace {
+
+// A frame of a clip, acquired.
+MLHandle AcquireFirstFrame(const Codec& codec, const Extractor& extractor) {
+    MLMediaCodecBufferInfo info = {};
+    int64_t index = -1;
+    MLHandle frame = ML_INVALID_HANDLE;
+    EXPECT_TRUE(codec.Queue(extractor.Current().bytes, 0));
+    EXPECT_EQ(MLMediaCodecDequeueOutputBuffer(codec, &info, -1, &index), MLResult_Ok);
+    EXPECT_EQ(MLMediaCodecReleaseOutputBuffer(codec, index, true), MLResult_Ok);
+    EXPECT_EQ(MLMediaCodecAcquireNextAvailableFrame(codec, &frame), MLResult_Ok);
+    return frame;
+}
+
+TEST(DesktopImage, OutlivesFrameAndCodec) {
+    const Clip clip = MakeClip(ClipOptions());
+    const Extractor extractor(clip.path);
+    const FrameReader reader;
+    const Codec codec(extractor, 0);
+    const MLHandle frame = AcquireFirstFrame(codec, extractor);
+    const EGLImageKHR image = reader.CreateImage(frame);
+    ASSERT_NE(image, EGL_NO_IMAGE_KHR);
+    EXPECT_EQ(MLMediaCodecDestroy(codec), MLResult_Ok);
+    EXPECT_EQ(reader.CreateImage(frame), EGL_NO_IMAGE_KHR) << "the frame outlived its codec";
+    EXPECT_EQ(ReadPaintedNumber(reader.ReadImage(image, 320, 240), 320, 240), 0);
+    EXPECT_EQ(eglDestroyImageKHR(reader.Display(), image), static_cast<EGLBoolean>(EGL_TRUE));
+    EXPECT_EQ(glGetError(), static_cast<GLenum>(GL_NO_ERROR));
+}
+
+TEST(DesktopImage, LeavesTheCallersStateAndIsNotMisledByIt) {
+    const Clip clip = MakeClip(ClipOptions());
+    const Extractor extractor(clip.path);
+    const FrameReader reader;
+    const Codec codec(extractor, 0);
+    const MLHandle frame = AcquireFirstFrame(codec, extractor);
+
+    GLuint texture = 0;
+    GLuint buffer = 0;
+    glGenTextures(1, &texture);
+    glBindTexture(GL_TEXTURE_2D, texture);
+    glGenBuffers(1, &buffer);
+    glBindBuffer(GL_PIXEL_UNPACK_BUFFER, buffer);
+    const std::pair<GLenum, GLint> parameters[] = {
+        {GL_UNPACK_ALIGNMENT, 8}, {GL_UNPACK_ROW_LENGTH, 17}, {GL_UNPACK_SKIP_ROWS, 3}, {GL_UNPACK_SKIP_PIXELS, 5}};
+    for (const auto& [name, value] : parameters) {
+        glPixelStorei(name, value);
+    }
+    const EGLImageKHR image = reader.CreateImage(frame);
+    ASSERT_NE(image, EGL_NO_IMAGE_KHR);
+    GLint now = 0;
+    for (const auto& [name, value] : parameters) {
+        glGetIntegerv(name, &now);
+        EXPECT_EQ(now, value) << std::hex << name;
+    }
+    glGetIntegerv(GL_TEXTURE_BINDING_2D, &now);
+    EXPECT_EQ(now, static_cast<GLint>(texture));
+    glGetIntegerv(GL_PIXEL_UNPACK_BUFFER_BINDING, &now);
+    EXPECT_EQ(now, static_cast<GLint>(buffer));
+    EXPECT_EQ(ReadPaintedNumber(reader.ReadImage(image, 320, 240), 320, 240), 0);
+    eglDestroyImageKHR(reader.Display(), image);
+    glDeleteBuffers(1, &buffer);
+    glDeleteTextures(1, &texture);
+    EXPECT_EQ(glGetError(), static_cast<GLenum>(GL_NO_ERROR));
+}
+
+TEST(DesktopImage, RefusesOtherHandlesAndPassesOtherTargetsOn) {
+    const Clip clip = MakeClip(ClipOptions());
+    const Extractor extractor(clip.path);
+    const FrameReader reader;
+    const Codec codec(extractor, 0);
+    for (const MLHandle handle : {MLHandle{0}, ML_INVALID_HANDLE, MLHandle{codec}, MLHandle{extractor}}) {
+        EXPECT_EQ(reader.CreateImage(handle), EGL_NO_IMAGE_KHR);
+        EXPECT_NE(eglGetError(), EGL_SUCCESS);
+    }
+    GLuint texture = 0;
+    glGenTextures(1, &texture);
+    glBindTexture(GL_TEXTURE_2D, texture);
+    const std::vector<uint8_t> pixel = {10, 200, 30, 255};
+    glTexImage2D(GL_TEXTURE_2D, 0, GL_RGBA8, 1, 1, 0, GL_RGBA, GL_UNSIGNED_BYTE, pixel.data());
+    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, GL_NEAREST);
+    const EGLImageKHR image =
+        eglCreateImageKHR(reader.Display(), eglGetCurrentContext(), EGL_GL_TEXTURE_2D_KHR,
+                          reinterpret_cast<EGLClientBuffer>(static_cast<uintptr_t>(texture)), nullptr);
+    ASSERT_NE(image, EGL_NO_IMAGE_KHR);
+    EXPECT_EQ(reader.ReadImage(image, 1, 1), pixel);
+    EXPECT_EQ(eglDestroyImageKHR(reader.Display(), image), static_cast<EGLBoolean>(EGL_TRUE));
+    glDeleteTextures(1, &texture);
+}
+
+}  // namespace
+}  // namespace NimbTest

@@ -1,0 +1,69 @@
+// The objects behind the fake platform's handles.
+#pragma once
+
+#include "FakePlatform.h"
+
+#include <map>
+#include <memory>
+#include <mutex>
+
+namespace Fake {
+
+class Object {
+public:
+    explicit Object(Kind kind) : m_Kind(kind) {}
+    virtual ~Object() = default;
+    Object(const Object&) = delete;
+    Object& operator=(const Object&) = delete;
+
+    const Kind m_Kind;
+};
+
+/// All handles of the process. They are never used twice, so a dead one stays dead.
+class HandleTable {
+public:
+    static HandleTable& Instance();
+
+    MLHandle Add(std::shared_ptr<Object> object);
+    void AddAs(MLHandle handle, std::shared_ptr<Object> object);
+
+    /// Null when there is no object of this type under the handle.
+    template <class T>
+    std::shared_ptr<T> Find(MLHandle handle) {
+        const std::lock_guard<std::mutex> lock(m_Mutex);
+        const auto it = m_Objects.find(handle);
+        return it == m_Objects.end() ? nullptr : std::dynamic_pointer_cast<T>(it->second);
+    }
+
+    /// The object, which has no handle any more; null as with Find.
+    template <class T>
+    std::shared_ptr<T> Remove(MLHandle handle) {
+        const std::lock_guard<std::mutex> lock(m_Mutex);
+        const auto it = m_Objects.find(handle);
+        auto object = it == m_Objects.end() ? nullptr : std::dynamic_pointer_cast<T>(it->second);
+        if (object != nullptr) {
+            m_Objects.erase(it);
+        }
+        return object;
+    }
+
+    int Count(std::optional<Kind> kind);
+    void Clear();
+
+private:
+    std::mutex m_Mutex;
+    std::map<MLHandle, std::shared_ptr<Object>> m_Objects;
+    MLHandle m_Next = 100;
+};
+
+/// A track's description; codecs look at it to know what they decode.
+class Format : public Object {
+public:
+    Format(const Track& track, std::size_t largestSample)
+        : Object(Kind::Format), m_Track(track), m_LargestSample(largestSample) {}
+
+    const Track m_Track;
+    const std::size_t m_LargestSample;
+};
+
+}  // namespace Fake

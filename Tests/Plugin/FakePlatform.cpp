@@ -1,0 +1,330 @@
+// Script, log, handles and clips of the fake platform.
+#include "FakePlatform.h"
+
+#include "FakeClips.h"
+#include "FakeHandles.h"
+
+#include <condition_variable>
+#include <cstdarg>
+#include <cstdio>
+#include <cstring>
+#include <map>
+#include <mutex>
+#include <random>
+#include <set>
+#include <thread>
+
+namespace Fake {
+namespace {
+
+struct Rule {
+    MLResult result;
+    int skip;
+    int times;
+};
+struct Refusal {
+    std::int64_t status;
+    int times;
+};
+
+struct State {
+    std::mutex mutex;
+    std::condition_variable unstalled;
+    std::map<std::string, Rule> rules;
+    std::map<std::string, Refusal> refusals;
+    std::set<std::string> stalls;
+    std::map<std::string, int> stalled;
+    std::map<std::string, int> calls;
+
+    bool chaos = false;
+    std::minstd_rand random;
+    int failuresPerThousand = 0;
+    int delaysPerThousand = 0;
+    int maxDelayUs = 1;
+
+    std::map<std::string, std::shared_ptr<const Clip>> clips;
+
+    std::mutex logMutex;
+    std::vector<LogLine> log;
+    int otherTags = 0;
+    std::atomic<int> logLevel{MLLogLevel_Info};
+    std::atomic<bool> keepLog{true};
+};
+
+State& TheState() {
+    static State state;
+    return state;
+}
+
+std::string Name(const char* function, Media media) {
+    std::string name = function;
+    if (media != Media::None) {
+        name += media == Media::Video ? " video" : " audio";
+    }
+    return name;
+}
+
+/// Calls that make things and take them away do not fail at random: the contract gives no such failure for the latter,
+/// and tests of the former name the call.
+bool MayFailAtRandom(const std::string& function) {
+    for (const char* const never : {"Destroy", "ReleaseFrame", "SeekTo", "Flush", "Stop", "QueueInputBuffer", "Advance",
+                                    "GetSample", "ReadSample", "ReleaseOutput"}) {
+        if (function.find(never) != std::string::npos) {
+            return false;
+        }
+    }
+    return true;
+}
+
+std::optional<MLResult> ApplyRule(State& state, const std::string& call) {
+    const auto it = state.rules.find(call);
+    if (it == state.rules.end()) {
+        return std::nullopt;
+    }
+    Rule& rule = it->second;
+    if (rule.skip > 0) {
+        --rule.skip;
+        return std::nullopt;
+    }
+    if (rule.times == 0) {
+        return std::nullopt;
+    }
+    --rule.times;
+    return rule.result;
+}
+
+}  // namespace
+
+Bytes MakeVideoSample(std::uint32_t picture, const Bytes& meshUnit) {
+    Bytes sample{0, 0, 0, 1, 0x65};
+    for (int shift = 28; shift >= 0; shift -= 4) {
+        sample.push_back(static_cast<std::uint8_t>(0x10 + ((picture >> shift) & 15)));  // never looks like a start code
+    }
+    sample.insert(sample.end(), meshUnit.begin(), meshUnit.end());
+    return sample;
+}
+
+Script& TheScript() {
+    static Script script;
+    return script;
+}
+
+void Reset() {
+    HandleTable::Instance().Clear();
+    State& state = TheState();
+    {
+        const std::lock_guard<std::mutex> lock(state.mutex);
+        state.rules.clear();
+        state.refusals.clear();
+        state.stalls.clear();
+        state.calls.clear();
+        state.clips.clear();
+        state.chaos = false;
+    }
+    Script& script = TheScript();
+    for (std::atomic<bool>* const flag : {&script.holdVideoInput, &script.holdVideoOutput, &script.holdAudioInput,
+                                          &script.holdAudioOutput, &script.holdSound, &script.dropFramesOnFlush,
+                                          &script.swapPictures, &script.nullExtractor, &script.repeatFrameNumber}) {
+        *flag = false;
+    }
+    script.callbackDelayUs = 0;
+    script.audioChunk = 0;
+    script.soundBufferBytes = 0;
+    script.soundRefusals = 0;
+    script.soundBufferUs = 0;
+    ForgetPlayedSound();
+    ClearLog();
+    SetLogLevel(MLLogLevel_Info);
+    KeepLog(true);
+}
+
+void AddClip(const std::string& uri, Clip clip) {
+    const std::lock_guard<std::mutex> lock(TheState().mutex);
+    TheState().clips[uri] = std::make_shared<const Clip>(std::move(clip));
+}
+
+std::shared_ptr<const Clip> FindClip(const std::string& uri) {
+    const std::lock_guard<std::mutex> lock(TheState().mutex);
+    const auto it = TheState().clips.find(uri);
+    return it == TheState().clips.end() ? nullptr : it->second;
+}
+
+void Fail(const std::string& call, MLResult result, int skip, int times) {
+    const std::lock_guard<std::mutex> lock(TheState().mutex);
+    TheState().rules[call] = {result, skip, times};
+}
+
+void Refuse(const std::string& call, std::int64_t status, int times) {
+    const std::lock_guard<std::mutex> lock(TheState().mutex);
+    TheState().refusals[call] = {status, times};
+}
+
+void Stall(const std::string& call) {
+    const std::lock_guard<std::mutex> lock(TheState().mutex);
+    TheState().stalls.insert(call);
+}
+
+void Unstall(const std::string& call) {
+    {
+        const std::lock_guard<std::mutex> lock(TheState().mutex);
+        TheState().stalls.erase(call);
+    }
+    TheState().unstalled.notify_all();
+}
+
+int Stalled(const std::string& call) {
+    const std::lock_guard<std::mutex> lock(TheState().mutex);
+    return TheState().stalled[call];
+}
+
+void SetChaos(std::uint32_t seed, int failuresPerThousand, int delaysPerThousand, int maxDelayUs) {
+    State& state = TheState();
+    const std::lock_guard<std::mutex> lock(state.mutex);
+    state.chaos = true;
+    state.random.seed(seed);
+    state.failuresPerThousand = failuresPerThousand;
+    state.delaysPerThousand = delaysPerThousand;
+    state.maxDelayUs = maxDelayUs;
+}
+
+void StopChaos() {
+    const std::lock_guard<std::mutex> lock(TheState().mutex);
+    TheState().chaos = false;
+}
+
+std::optional<MLResult> Enter(const char* function, Media media) {
+    State& state = TheState();
+    std::optional<MLResult> result;
+    std::chrono::microseconds delay{0};
+    {
+        std::unique_lock<std::mutex> lock(state.mutex);
+        const std::string names[] = {function, Name(function, media)};
+        const std::size_t count = media == Media::None ? 1 : 2;
+        for (std::size_t i = 0; i < count; ++i) {
+            const std::string& name = names[i];
+            ++state.calls[name];
+            if (state.stalls.count(name) != 0) {
+                ++state.stalled[name];
+                state.unstalled.wait(lock, [&] { return state.stalls.count(name) == 0; });
+                --state.stalled[name];
+            }
+            if (!result) {
+                result = ApplyRule(state, name);
+            }
+        }
+        if (state.chaos) {
+            const auto roll = [&state] { return static_cast<int>(state.random() % 1000); };
+            if (!result && roll() < state.failuresPerThousand && MayFailAtRandom(function)) {
+                result = MLResult_UnspecifiedFailure;
+            }
+            if (roll() < state.delaysPerThousand) {
+                delay = std::chrono::microseconds(state.random() % static_cast<unsigned>(state.maxDelayUs));
+            }
+        }
+    }
+    if (delay.count() > 0) {
+        std::this_thread::sleep_for(delay);  // being late is what was asked for
+    }
+    return result;
+}
+
+std::optional<std::int64_t> TakeRefusal(const char* function, Media media) {
+    State& state = TheState();
+    const std::lock_guard<std::mutex> lock(state.mutex);
+    for (const std::string& name : {std::string(function), Name(function, media)}) {
+        const auto it = state.refusals.find(name);
+        if (it != state.refusals.end() && it->second.times > 0) {
+            --it->second.times;
+            return it->second.status;
+        }
+    }
+    return std::nullopt;
+}
+
+int Calls(const std::string& call) {
+    const std::lock_guard<std::mutex> lock(TheState().mutex);
+    return TheState().calls[call];
+}
+
+std::vector<LogLine> Log() {
+    const std::lock_guard<std::mutex> lock(TheState().logMutex);
+    return TheState().log;
+}
+
+void ClearLog() {
+    const std::lock_guard<std::mutex> lock(TheState().logMutex);
+    TheState().log.clear();
+    TheState().otherTags = 0;
+}
+
+void SetLogLevel(int mostVerbose) {
+    TheState().logLevel = mostVerbose;
+}
+
+void KeepLog(bool keep) {
+    TheState().keepLog = keep;
+}
+
+int LinesOfOtherTags() {
+    const std::lock_guard<std::mutex> lock(TheState().logMutex);
+    return TheState().otherTags;
+}
+
+HandleTable& HandleTable::Instance() {
+    static HandleTable table;
+    return table;
+}
+
+MLHandle HandleTable::Add(std::shared_ptr<Object> object) {
+    const std::lock_guard<std::mutex> lock(m_Mutex);
+    m_Objects[m_Next] = std::move(object);
+    return m_Next++;
+}
+
+void HandleTable::AddAs(MLHandle handle, std::shared_ptr<Object> object) {
+    const std::lock_guard<std::mutex> lock(m_Mutex);
+    m_Objects[handle] = std::move(object);
+}
+
+void HandleTable::Clear() {
+    std::map<MLHandle, std::shared_ptr<Object>> objects;
+    const std::lock_guard<std::mutex> lock(m_Mutex);
+    objects.swap(m_Objects);
+}
+
+int HandleTable::Count(std::optional<Kind> kind) {
+    const std::lock_guard<std::mutex> lock(m_Mutex);
+    int count = 0;
+    for (const auto& entry : m_Objects) {
+        count += !kind || entry.second->m_Kind == *kind ? 1 : 0;
+    }
+    return count;
+}
+
+int Live(Kind kind) {
+    return HandleTable::Instance().Count(kind);
+}
+
+int LiveHandles() {
+    return HandleTable::Instance().Count(std::nullopt);
+}
+
+}  // namespace Fake
+
+bool MLLoggingLogLevelIsEnabled(MLLogLevel level) {
+    return static_cast<int>(level) <= Fake::TheState().logLevel;
+}
+
+void MLLoggingLogVargs(MLLogLevel level, const char* tag, const char* fmt, ...) {
+    char text[2048];
+    va_list arguments;
+    va_start(arguments, fmt);
+    std::vsnprintf(text, sizeof(text), fmt, arguments);
+    va_end(arguments);
+    Fake::State& state = Fake::TheState();
+    const std::lock_guard<std::mutex> lock(state.logMutex);
+    state.otherTags += std::strcmp(tag, "NimbUnityPlugin") == 0 ? 0 : 1;
+    if (state.keepLog) {
+        state.log.push_back({level, text});
+    }
+}
