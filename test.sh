@@ -25,7 +25,7 @@ readonly named_stages=(
 readonly native_packages=(cmake ninja-build g++ libgtest-dev)
 readonly further_packages=(googletest clang libclang-rt-14-dev llvm g++-aarch64-linux-gnu qemu-user)
 readonly player_packages=(pkgconf libavformat-dev libavcodec-dev libavutil-dev libswscale-dev libswresample-dev
-  libsdl2-dev libegl-dev libgles-dev libegl-mesa0 libgl1-mesa-dri binutils)
+  libsdl2-dev libegl-dev libgles-dev libegl-mesa0 libgl1-mesa-dri ffmpeg binutils)
 
 usage() {
   cat <<TEXT

@@ -82,6 +82,21 @@ void FrameQueue::BeginPass() {
     ClearLocked();
 }
 
+void FrameQueue::DropPassed(std::int64_t textureFrameNumber) {
+    const std::lock_guard<std::mutex> lock(m_meshFramesMutex);
+    {
+        const std::lock_guard<std::mutex> slotsLock(m_SlotsMutex);
+        if (m_freeMeshSlots > 0) {
+            return;
+        }
+    }
+    std::int32_t dropped = 0;
+    for (; !m_Frames.empty() && m_Frames.front()->m_FrameNumber <= textureFrameNumber; ++dropped) {
+        m_Frames.pop_front();
+    }
+    ReturnSlots(dropped);
+}
+
 void FrameQueue::PopLocked() {
     m_currentMeshFrame = std::move(m_Frames.front());
     m_Frames.pop_front();

@@ -67,6 +67,12 @@ public:
     /// any.
     Matched Match(std::int64_t textureFrameNumber, std::atomic<bool>* pPendingRestart);
 
+    // ---- Render and playback thread ----
+
+    /// The texture frames up to this number are gone. When no slot is free, queued frames up to it give theirs back:
+    /// without a slot no further texture frame would come, and without one nobody would take them from the queue.
+    void DropPassed(std::int64_t textureFrameNumber);
+
     // ---- Script thread ----
 
     /// Numbers start from 0 again, and what is still on its way belongs to an earlier file.

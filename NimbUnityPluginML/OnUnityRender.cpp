@@ -50,6 +50,7 @@ void QuorObject::OnUnityRender(EGLContext unityContext) {
         return;
     }
     if (!TakeOne(m_framesAvailable)) {
+        m_MeshFrames.DropPassed(m_textureFrameNumber);  // meshes that came too late for their textures
         return;
     }
     const MLHandle codec = m_videoCodec;

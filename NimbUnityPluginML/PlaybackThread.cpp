@@ -79,6 +79,7 @@ void QuorObject::EndOfInput(std::int64_t scaledTime) {
     if (m_audioCodec != ML_INVALID_HANDLE) {
         MLMediaCodecFlush(m_audioCodec);
     }
+    m_MeshFrames.DropPassed(INT64_MAX);  // the flush took the textures that nobody came for
     m_inputEOS = false;
     m_audioOutputEOS = false;
     m_videoOutputEOS = false;

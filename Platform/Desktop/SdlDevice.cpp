@@ -40,6 +40,7 @@ class AudioSubsystem {
 public:
     AudioSubsystem() {
         const std::lock_guard<std::mutex> lock(SdlMutex());
+        SDL_SetHint(SDL_HINT_NO_SIGNAL_HANDLERS, "1");  // a program that plays sound still ends when it is told to
         m_IsUp = SDL_InitSubSystem(SDL_INIT_AUDIO) == 0;
         static std::once_flag once;
         std::call_once(once, SilenceAlsa);

@@ -6,6 +6,7 @@
 
 #include <cstdio>
 #include <random>
+#include <thread>
 
 namespace ClipTest {
 namespace {
@@ -303,6 +304,54 @@ TEST_F(PlaybackTest, PlayersPlaySideBySide) {
     ExpectNoMismatch(otherWatcher);
     ExpectInOrder(watcher.Now().shown, 30);
     ExpectInOrder(otherWatcher.Now().shown, 30);
+}
+
+/// Pictures go by without their meshes, which then hold every slot while no further picture comes.
+TEST_F(PlaybackTest, MeshesThatDecodeSlowerThanPicturesDoNotStallPlayback) {
+    ClipRecipe recipe;
+    recipe.frameRate = 1000;
+    recipe.frameCount = 60;
+    recipe.meshColumns = 250;
+    recipe.meshRows = 200;
+    recipe.delta = std::nullopt;
+    ASSERT_TRUE(m_Player.Open(Make(recipe)));
+    m_Player.CreateBuffers({64, 64, 1, 3});  // of the meshes, only their coming counts
+    m_Engine.AddFrame(
+        this, [this] { m_Player.OnRender(); }, std::chrono::microseconds(500));
+    Play(m_Player);
+    bool hasEnded = false;
+    for (const auto start = Clock::now(); !hasEnded && Clock::now() - start < std::chrono::seconds(10);) {
+        hasEnded = m_Player.FrameInfo().endOfStream != 0;
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    m_Engine.RemoveFrame(this);
+    EXPECT_TRUE(hasEnded);
+}
+
+/// Eight pictures before the end nobody fetches any more: the restart takes them away, and their meshes hold every
+/// slot.
+TEST_F(PlaybackTest, ALoopWithoutRenderEventsDoesNotStallPlayback) {
+    ClipRecipe recipe;
+    recipe.frameCount = 20;
+    ASSERT_TRUE(m_Player.Open(Make(recipe), true));
+    m_Player.CreateBuffers();
+    for (int round = 0; round < 4; ++round) {
+        {
+            Watcher watcher(m_Player);
+            if (round == 0) {
+                Play(m_Player);
+            }
+            ASSERT_TRUE(watcher.WaitFor([](const Watcher::Seen& seen) {
+                return seen.shown.size() > 2 && seen.shown.back() == 11;
+            })) << round;
+            ExpectNoMismatch(watcher);
+        }
+        const int loops = m_Log.Count("AutoLooping: restarting");
+        for (int wait = 0; wait < 100 && m_Log.Count("AutoLooping: restarting") == loops; ++wait) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        }
+        EXPECT_GT(m_Log.Count("AutoLooping: restarting"), loops);
+    }
 }
 
 TEST_F(PlaybackTest, NewBuffersDuringPlaybackAreFilledWhole) {

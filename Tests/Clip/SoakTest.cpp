@@ -229,7 +229,7 @@ TEST_F(SoakTest, MemoryStaysFlatOverRounds) {
     }
     const double growth = ResidentMegabytes() - before;
     std::printf("%d rounds: %+.1f MB on %.1f MB\n", rounds, growth, before);
-    EXPECT_LT(growth, 4.0 + rounds * 0.005);
+    EXPECT_TRUE(c_IsSanitized || growth < 4.0 + rounds * 0.005) << growth;  // sanitizers hold on to what is freed
 }
 
 TEST_F(SoakTest, MemoryStaysFlatOverLoops) {
@@ -245,14 +245,14 @@ TEST_F(SoakTest, MemoryStaysFlatOverLoops) {
             [&](const Watcher::Seen& seen) {
                 return seen.events % 50 == 0 && m_Log.Count("AutoLooping: restarting") >= target;
             },
-            std::chrono::minutes(10));
+            std::chrono::seconds(30 + count));
     };
     ASSERT_TRUE(playLoops(8));
     const double before = ResidentMegabytes();
     ASSERT_TRUE(playLoops(loops));
     const double growth = ResidentMegabytes() - before;
     std::printf("%d loops: %+.1f MB on %.1f MB\n", loops, growth, before);
-    EXPECT_LT(growth, 4.0);
+    EXPECT_TRUE(c_IsSanitized || growth < 4.0) << growth;
     EXPECT_EQ(watcher.Now().mismatches, 0) << watcher.Now().firstMismatch;
 }
 

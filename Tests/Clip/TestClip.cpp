@@ -32,7 +32,7 @@ public:
 
     Authoring::Bytes Encode(int number) {
         const bool isKey = !m_Recipe.delta || number % m_Recipe.meshKeyInterval == 0;
-        const Authoring::Mesh mesh = MakeNumberedMesh(number);
+        const Authoring::Mesh mesh = MakeNumberedMesh(number, m_Recipe.meshColumns, m_Recipe.meshRows);
         EncodedFrame frame = isKey ? m_Encoder.KeyFrame(mesh, m_Key) : m_Encoder.DeltaFrame(mesh, m_Delta);
         Count(frame);
         return std::move(frame.bytes);

@@ -32,6 +32,8 @@ struct ClipRecipe {
     int meshKeyInterval = 8;
     Authoring::IndexCoding indices = Authoring::IndexCoding::EdgeBreaker;
     std::optional<Authoring::DeltaCoding> delta = Authoring::DeltaCoding::Smallest;  ///< none: all are key frames
+    int meshColumns = 12;
+    int meshRows = 10;
     bool storeNormals = false;
     double audioSeconds = 0;
     bool hasAttributes = true;

@@ -48,9 +48,12 @@ TEST_F(AudioTest, APauseLosesNothing) {
         Fake::TheScript().holdSound = pause % 2 == 0;  // with the audio thread waiting for the device, and without
         const int asked = Fake::Calls("MLAudioGetOutputStreamBuffer");
         ASSERT_TRUE(player.Play());
-        screen.RenderUntil([&] { return Fake::Calls("MLAudioGetOutputStreamBuffer") > asked + 1; },
-                           std::chrono::milliseconds(50));
+        screen.RenderUntil([&] { return Fake::Calls("MLAudioGetOutputStreamBuffer") > asked + 4; },
+                           std::chrono::milliseconds(100));
         ASSERT_TRUE(player.Pause());
+        const int paused = Fake::Calls("MLAudioGetOutputStreamBuffer");
+        WaitFor([&] { return Fake::Calls("MLAudioGetOutputStreamBuffer") > paused + 2; },
+                std::chrono::milliseconds(50));
         Fake::TheScript().holdSound = false;
     }
     ASSERT_TRUE(player.Play());

@@ -6,6 +6,7 @@
 #include <GLES2/gl2ext.h>
 
 #include <algorithm>
+#include <cstdarg>
 #include <cstdio>
 #include <cstring>
 #include <map>
@@ -53,17 +54,25 @@ char g_ContextObject = 0;
 /// Records one call. The returned lock guards the state; `operator bool`: there is a context.
 class Call {
 public:
-    template <class... Arguments>
-    explicit Call(const char* format, Arguments... arguments) : m_Lock(TheState().mutex) {
+#if defined(__GNUC__)
+    __attribute__((format(printf, 2, 3)))
+#endif
+    explicit Call(const char* format, ...)
+        : m_Lock(TheState().mutex) {
         char text[256];
-        std::snprintf(text, sizeof(text), format, arguments...);
+        va_list arguments;
+        va_start(arguments, format);
+        std::vsnprintf(text, sizeof(text), format, arguments);
+        va_end(arguments);
         if (t_Context == EGL_NO_CONTEXT) {
             ++TheState().callsWithoutContext;
         } else if (TheState().calls.size() < 100000) {
             TheState().calls.emplace_back(text);
         }
     }
-    explicit operator bool() const { return t_Context != EGL_NO_CONTEXT; }
+    explicit operator bool() const {
+        return t_Context != EGL_NO_CONTEXT;
+    }
 
 private:
     std::lock_guard<std::mutex> m_Lock;

@@ -1,4 +1,5 @@
 // Clips played from start to end: which pictures and meshes are shown together, and what stops and revives playback.
+#include "Nimb/NimbAssert.h"
 #include "PluginTest.h"
 
 #include <ml_types.h>
@@ -408,6 +409,69 @@ TEST_F(PipelineTest, RewindAtAnyMomentKeepsPicturesAndMeshesInStep) {
     }
 }
 
+/// Keeps the mesh thread where it found a damaged mesh, until released.
+class MeshThreadHold {
+public:
+    MeshThreadHold() {
+        s_Held = true;
+        m_Before = Nimb::SetAssertionSink([](const Nimb::AssertionInfo&) {
+            s_Reached = true;
+            WaitFor([] { return !s_Held; });
+        });
+    }
+    ~MeshThreadHold() {
+        Release();
+        Nimb::SetAssertionSink(m_Before);
+    }
+    MeshThreadHold(const MeshThreadHold&) = delete;
+    MeshThreadHold& operator=(const MeshThreadHold&) = delete;
+
+    static bool IsReached() { return s_Reached; }
+    static void Release() { s_Held = s_Reached = false; }
+
+private:
+    static std::atomic<bool> s_Held;
+    static std::atomic<bool> s_Reached;
+    Nimb::AssertionSink m_Before;
+};
+std::atomic<bool> MeshThreadHold::s_Held{false};
+std::atomic<bool> MeshThreadHold::s_Reached{false};
+
+TEST_F(PipelineTest, MeshesOnTheirWayAcrossARewindOrACloseDoNotStallPlayback) {
+    ClipOptions options;
+    options.frames = 20;
+    options.damagedMesh = {0};
+    const std::string path = AddFile(MakeClip(options));
+    options.frames = 40;
+    options.damagedMesh = {20};
+    Fake::Clip secondHalf = MakeClip(options);
+    secondHalf.samples.erase(secondHalf.samples.begin(), secondHalf.samples.begin() + 20);
+    const std::string other = AddFile(secondHalf);
+    for (const bool close : {false, true}) {
+        SCOPED_TRACE(close);
+        Player player;
+        Screen screen(player);
+        Fake::TheScript().holdVideoOutput = true;
+        const int before = Fake::Calls("MLMediaCodecQueueInputBuffer video");
+        {
+            MeshThreadHold hold;
+            ASSERT_TRUE(player.Open(path));
+            ASSERT_TRUE(player.Play());
+            ASSERT_TRUE(WaitFor([&] {
+                return hold.IsReached() && Fake::Calls("MLMediaCodecQueueInputBuffer video") - before == c_Slots;
+            }));
+            EXPECT_TRUE(close ? player.Close() : player.Rewind());
+        }
+        screen.Render();  // the mesh thread catches up, with meshes that no picture will come for
+        Fake::TheScript().holdVideoOutput = false;
+        ASSERT_TRUE(!close || player.Open(other));
+        ASSERT_TRUE(player.Play());
+        const std::int64_t first = close ? 21 : 1;
+        EXPECT_TRUE(screen.RenderUntil([&] { return screen.Picture() == first + 18; }));
+        EXPECT_EQ(screen.shown, Matching(first, first + 18));
+    }
+}
+
 TEST_F(PipelineTest, ReopeningWhilePlayingStartsCountingAnew) {
     ClipOptions options;
     options.frames = 20;
@@ -425,6 +489,17 @@ TEST_F(PipelineTest, ReopeningWhilePlayingStartsCountingAnew) {
     ASSERT_TRUE(player.Play());
     EXPECT_TRUE(screen.RenderUntil([&] { return screen.Picture() == 19; }));
     EXPECT_TRUE(AllShown(screen.shown, 0, 19));
+
+    // Frames that nobody took are gone with the file.
+    ASSERT_TRUE(player.Rewind());
+    ASSERT_TRUE(player.Play());
+    const int released = Fake::Calls("MLMediaCodecReleaseOutputBuffer");
+    ASSERT_TRUE(WaitFor([&] { return Fake::Calls("MLMediaCodecReleaseOutputBuffer") > released + 2; }));
+    ASSERT_TRUE(player.Open(path));
+    Fake::ClearLog();
+    ASSERT_TRUE(player.Play());
+    EXPECT_TRUE(screen.RenderUntil([&] { return screen.Picture() == 5; }));
+    EXPECT_EQ(LoggedWith("MLMediaCodecAcquireNextAvailableFrame failed"), 0);
 }
 
 // ---- Refusals ----

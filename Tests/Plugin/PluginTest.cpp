@@ -40,16 +40,21 @@ Authoring::Bytes EncodeMesh(Authoring::FrameEncoder& encoder, std::size_t frame,
     return encoder.KeyFrame(mesh, key).bytes;
 }
 
-/// Whether all mesh threads have run out of tasks and wait for more.
-bool MeshThreadsAreIdle() {
+bool ThreadsSleep() {
     for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
         std::ifstream file(task.path() / "stat");
         std::string id, name, state;
-        if (file >> id >> name >> state && name == "(NimbMesh)" && state != "S") {
+        if (file >> id >> name >> state && (name == "(NimbMesh)" || name == "(NimbPlayback)") && state != "S") {
             return false;
         }
     }
     return true;
+}
+
+/// Whether all mesh threads have run out of tasks and wait for more. One may also wait for the lock of its queue, which
+/// then is held by a playback thread that does not sleep; and twice, because threads are looked at one by one.
+bool MeshThreadsAreIdle() {
+    return ThreadsSleep() && ThreadsSleep();
 }
 
 std::vector<std::string>& TemporaryFiles() {
