@@ -8,18 +8,13 @@ readonly logs=out/test-logs
 
 # Stage, and what it is for.
 readonly stages=(
-  "release|g++, optimised"
+  "release|g++, optimised; the player on real files"
   "debug|g++, unoptimised, library checks"
   "clang|clang++, optimised"
   "asan|address and undefined-behaviour sanitizers"
   "tsan|thread sanitizer"
   "fuzz|every fuzz target for a short while"
   "arm64|aarch64 under qemu"
-)
-
-# Stages that run only when they are named: the player is still being built.
-readonly named_stages=(
-  "player|the player: on a scripted platform, on real files"
 )
 
 readonly native_packages=(cmake ninja-build g++ libgtest-dev)
@@ -34,10 +29,6 @@ Usage: ./test.sh [--quick | STAGE...]
 Installs the Debian packages that are missing, then builds and runs the tests. Without arguments, all stages:
 
 $(for stage in "${stages[@]}"; do printf '  %-9s%s\n' "${stage%%|*}" "${stage#*|}"; done)
-
-and, only when it is named:
-
-$(for stage in "${named_stages[@]}"; do printf '  %-9s%s\n' "${stage%%|*}" "${stage#*|}"; done)
 
 --quick is the stage release alone. Each stage builds in build/STAGE and logs to $logs/STAGE.log.
 
@@ -162,7 +153,7 @@ for argument in "$@"; do
   case $argument in
     -h | --help) usage; exit ;;
     --quick) chosen+=(release) ;;
-    *) printf '%s\n' "${stages[@]%%|*}" "${named_stages[@]%%|*}" | grep -qx -e "$argument" || die "no stage '$argument'; see ./test.sh -h"
+    *) printf '%s\n' "${stages[@]%%|*}" | grep -qx -e "$argument" || die "no stage '$argument'; see ./test.sh -h"
        chosen+=("$argument") ;;
   esac
 done
@@ -174,7 +165,7 @@ if [[ ${chosen[*]} == release ]]; then
 else
   install_packages "${native_packages[@]}" "${further_packages[@]}"
 fi
-if is_chosen player; then
+if is_chosen release || is_chosen asan || is_chosen tsan; then
   install_packages "${player_packages[@]}"
 fi
 if command -v ccache >/dev/null; then
@@ -184,7 +175,7 @@ ulimit -c 0 # the death tests mean to die
 export CMAKE_BUILD_PARALLEL_LEVEL=${CMAKE_BUILD_PARALLEL_LEVEL:-$(nproc)}
 export CTEST_PARALLEL_LEVEL=${CTEST_PARALLEL_LEVEL:-$(nproc)}
 
-for stage in "${stages[@]}" "${named_stages[@]}"; do
+for stage in "${stages[@]}"; do
   if is_chosen "${stage%%|*}"; then
     run_stage "${stage%%|*}" "${stage#*|}"
   fi

@@ -47,9 +47,7 @@ void QuorObject::AudioIteration() {
         FinishAudio();
         m_AudioWorker.RequestSleep();
         m_audioOutputEOS = true;
-        if (m_videoOutputEOS) {
-            m_endOfStream = true;
-        }
+        ReportEndOfStream(m_videoOutputEOS);
     } else {
         const std::uint8_t* data = nullptr;
         std::size_t size = 0;

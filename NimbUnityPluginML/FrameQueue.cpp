@@ -84,17 +84,27 @@ void FrameQueue::BeginPass() {
 
 void FrameQueue::DropPassed(std::int64_t textureFrameNumber) {
     const std::lock_guard<std::mutex> lock(m_meshFramesMutex);
-    {
-        const std::lock_guard<std::mutex> slotsLock(m_SlotsMutex);
-        if (m_freeMeshSlots > 0) {
-            return;
-        }
+    if (HasFreeSlot()) {
+        return;
     }
     std::int32_t dropped = 0;
     for (; !m_Frames.empty() && m_Frames.front()->m_FrameNumber <= textureFrameNumber; ++dropped) {
         m_Frames.pop_front();
     }
     ReturnSlots(dropped);
+}
+
+void FrameQueue::DropFirst() {
+    const std::lock_guard<std::mutex> lock(m_meshFramesMutex);
+    if (!HasFreeSlot() && !m_Frames.empty()) {
+        m_Frames.pop_front();
+        ReturnSlots(1);
+    }
+}
+
+bool FrameQueue::HasFreeSlot() {
+    const std::lock_guard<std::mutex> lock(m_SlotsMutex);
+    return m_freeMeshSlots > 0;
 }
 
 void FrameQueue::PopLocked() {

@@ -67,11 +67,13 @@ public:
     /// any.
     Matched Match(std::int64_t textureFrameNumber, std::atomic<bool>* pPendingRestart);
 
-    // ---- Render and playback thread ----
-
     /// The texture frames up to this number are gone. When no slot is free, queued frames up to it give theirs back:
     /// without a slot no further texture frame would come, and without one nobody would take them from the queue.
     void DropPassed(std::int64_t textureFrameNumber);
+
+    /// The texture frame that was to come next is gone: a platform may drop at a flush what nobody acquired. When no
+    /// slot is free, the first queued frame gives its own back, for the same reason.
+    void DropFirst();
 
     // ---- Script thread ----
 
@@ -91,6 +93,7 @@ public:
 
 private:
     bool IsCurrentLocked(Ticket ticket) const noexcept { return ticket.pass == m_Ticket.pass; }
+    bool HasFreeSlot();
     void PopLocked();
     std::size_t ClearLocked();
     void ReturnSlots(std::int32_t count);

@@ -37,8 +37,9 @@ void Convert(const Source& source, std::size_t first, std::size_t count, bool dr
 /// Called for a triangle with an index out of range.
 using OutOfBounds = std::function<void(UINT32 a, UINT32 b, UINT32 c, UINT32 limit)>;
 
-/// Adds to each vertex's normal the face normals of its triangles, whose lengths are twice their areas, and normalises.
-/// Triangles with an index out of range are reported and skipped. A vertex without a triangle gets NaN, deliberately.
+/// Each vertex's normal becomes the sum of the face normals of its triangles, whose lengths are twice their areas,
+/// normalised. Triangles with an index out of range are reported and skipped. A vertex without a triangle gets NaN,
+/// deliberately.
 void ComputeNormals(Vertex* vertices, UINT32 numVertices, const UINT32* indices, std::size_t numIndices,
                     const OutOfBounds& outOfBounds);
 

@@ -57,6 +57,7 @@ void QuorObject::OnUnityRender(EGLContext unityContext) {
     const AcquiredFrame acquired(codec);
     if (!acquired) {
         NIMB_LOG_INFO("[%i] OnUnityRender: MLMediaCodecAcquireNextAvailableFrame failed", m_id);
+        m_MeshFrames.DropFirst();  // its texture was announced and is gone
         return;
     }
     std::uint64_t number = 0;
@@ -94,7 +95,6 @@ void QuorObject::ShowFrame(MLHandle nativeBuffer, const FrameQueue::Matched& mat
         unity = m_UnityBuffers;
         if (matched.isFirstTake) {
             copyIndices = m_lastIndexBuffer.p != matched.frame->IndexBuffer();
-            m_sameBufferUploads = copyIndices ? 0 : m_sameBufferUploads + 1;
             m_lastIndexBuffer = matched.frame->IndexBuffer();
         }
     }

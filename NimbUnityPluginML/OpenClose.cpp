@@ -176,7 +176,7 @@ bool QuorObject::ConfigureVideoTrack(MLHandle format, std::size_t index, const c
     m_MeshFrames.BeginFile();
     m_Clock.Restart();
     m_renderStart = -1;
-    m_inputEOS = false;
+    m_EndReported = false;
     m_videoOutputEOS = false;
     return true;
 }

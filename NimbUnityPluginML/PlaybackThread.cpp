@@ -58,7 +58,6 @@ void QuorObject::PlaybackIteration() {
 }
 
 void QuorObject::EndOfInput(std::int64_t scaledTime) {
-    m_inputEOS = true;
     NIMB_LOG_INFO("[%i] input EOS", m_id);
     if (!QueueEndOfStream(m_videoCodec, &m_VideoInput, scaledTime) ||
         !QueueEndOfStream(m_audioCodec, &m_AudioInput, scaledTime)) {
@@ -79,8 +78,7 @@ void QuorObject::EndOfInput(std::int64_t scaledTime) {
     if (m_audioCodec != ML_INVALID_HANDLE) {
         MLMediaCodecFlush(m_audioCodec);
     }
-    m_MeshFrames.DropPassed(INT64_MAX);  // the flush took the textures that nobody came for
-    m_inputEOS = false;
+    m_EndReported = false;
     m_audioOutputEOS = false;
     m_videoOutputEOS = false;
     m_renderStart = -1;

@@ -88,7 +88,7 @@ bool QuorObject::Rewind() {
         m_AudioBufferFilled = 0;  // what it holds is of before
     }
     m_Abandon = false;
-    m_inputEOS = false;
+    m_EndReported = false;
     m_audioOutputEOS = false;
     m_videoOutputEOS = false;
     m_renderStart = -1;
@@ -108,6 +108,13 @@ void QuorObject::FollowState(Worker& worker) {
             worker.RequestSleep();
         }
     } while (m_state != state);
+}
+
+/// For the output thread whose stream has just ended: the last of them reports it, once.
+void QuorObject::ReportEndOfStream(bool hasOtherEnded) {
+    if (hasOtherEnded && !m_EndReported.exchange(true)) {
+        m_endOfStream = true;
+    }
 }
 
 /// Lets a worker sleep that found its output ended, unless a loop restarts it at this very moment.

@@ -87,6 +87,7 @@ private:
     // Workers.
     void FollowState(Worker& worker);
     void SleepAtEnd(Worker& worker, const std::atomic<bool>& outputEOS);
+    void ReportEndOfStream(bool hasOtherEnded);
 
     // Playback thread.
     void PlaybackThreadFunc();
@@ -143,7 +144,7 @@ private:
     // Flags between the threads.
     std::atomic<bool> m_videoOutputEOS{false};
     std::atomic<bool> m_audioOutputEOS{false};
-    std::atomic<bool> m_inputEOS{false};
+    std::atomic<bool> m_EndReported{false};  // when both outputs end at once, both threads see it
     std::atomic<bool> m_endOfStream{false};
     std::atomic<bool> m_pendingRestart{false};
     std::atomic<bool> m_computeNormals{true};
@@ -174,7 +175,6 @@ private:
     std::mutex m_UnityMutex;
     UnityBuffers m_UnityBuffers;
     NIMBCORE::CComPtr<INimbBuffer> m_lastIndexBuffer;  // of the mesh last uploaded: its indices need no second upload
-    std::uint32_t m_sameBufferUploads = 0;             // uploads in a row that shared m_lastIndexBuffer
 
     // Playback thread: input buffers in hand, -1 when there is none.
     std::int64_t m_VideoInput = -1;

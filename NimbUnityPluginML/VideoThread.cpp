@@ -62,9 +62,7 @@ void QuorObject::VideoIteration() {
     if ((info.flags & MLMediaCodecBufferFlag_EOS) != 0) {
         NIMB_LOG_INFO("[%i] Video output EOS", m_id);
         m_videoOutputEOS = true;
-        if (m_audioOutputEOS || m_audioCodec == ML_INVALID_HANDLE) {
-            m_endOfStream = true;
-        }
+        ReportEndOfStream(m_audioOutputEOS || m_audioCodec == ML_INVALID_HANDLE);
         m_VideoWorker.RequestSleep();
         MLMediaCodecReleaseOutputBuffer(codec, index, false);
         return;

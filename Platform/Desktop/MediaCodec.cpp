@@ -81,7 +81,7 @@ void MediaCodec::StopThread() {
     {
         const std::lock_guard<std::mutex> lock(m_RenderMutex);
         m_Buffers.Close();
-        m_Surface.Flush();
+        m_Surface.DropRendered();
         m_CallbackThread.Cancel();
     }
     if (m_Thread.joinable()) {
@@ -104,10 +104,7 @@ MLResult MediaCodec::Flush() {
     if (m_State != State::Running) {
         return MLResult_UnspecifiedFailure;
     }
-    const std::lock_guard<std::mutex> renderLock(m_RenderMutex);
-    m_Buffers.Flush();
-    m_Surface.Flush();
-    m_CallbackThread.Cancel();
+    m_Buffers.Flush();  // what was rendered is the surface's, and stays to be acquired
     return MLResult_Ok;
 }
 

@@ -52,7 +52,7 @@ private:
     CodecBuffers m_Buffers;
     SurfaceQueue m_Surface;
 
-    // Makes a frame's way from the buffers to the surface one step, which a flush comes before or after.
+    // Makes a frame's way from the buffers to the surface one step, which a stop comes before or after.
     std::mutex m_RenderMutex;
 
     std::mutex m_CallbacksMutex;  // guards the two below

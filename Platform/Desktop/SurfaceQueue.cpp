@@ -12,9 +12,13 @@ void SurfaceQueue::Configure() {
 
 void SurfaceQueue::Push(std::shared_ptr<VideoFrame> frame) {
     const std::lock_guard<std::mutex> lock(m_Mutex);
-    if (!m_Closed) {
-        m_Rendered.push_back(std::move(frame));
+    if (m_Closed) {
+        return;
     }
+    if (m_Rendered.size() == c_MaxRendered) {
+        m_Rendered.pop_front();
+    }
+    m_Rendered.push_back(std::move(frame));
 }
 
 MLResult SurfaceQueue::Acquire(MLHandle* outFrame) {
@@ -46,7 +50,7 @@ uint64_t SurfaceQueue::LastNumber() const {
     return m_LastNumber;
 }
 
-void SurfaceQueue::Flush() {
+void SurfaceQueue::DropRendered() {
     const std::lock_guard<std::mutex> lock(m_Mutex);
     m_Rendered.clear();
 }

@@ -13,17 +13,20 @@ namespace NimbDesktop {
 
 class SurfaceQueue {
 public:
+    static constexpr std::size_t c_MaxRendered = 16;
+
     ~SurfaceQueue() { Close(); }
 
     /// The frame last acquired has number 0 again.
     void Configure();
+    /// Rendered frames that nobody acquires are kept across a codec's flush, up to c_MaxRendered; then the oldest goes.
     void Push(std::shared_ptr<VideoFrame> frame);
     /// The oldest frame gets a handle.
     MLResult Acquire(MLHandle* outFrame);
     MLResult Release(MLHandle frame);
     uint64_t LastNumber() const;
     /// Drops the frames that nobody acquired.
-    void Flush();
+    void DropRendered();
     /// Drops all frames and takes no more.
     void Close();
 

@@ -3,11 +3,6 @@
 
 #include <cstdlib>
 
-// The drivers' own threads are not ours to judge.
-extern "C" const char* __tsan_default_suppressions() {  // NOLINT: the runtime's name
-    return "race:swrast_dri.so\n";
-}
-
 int main(int argc, char** argv) {
     setenv("NIMB_LOG_LEVEL", "info", 1);
     setenv("SDL_AUDIODRIVER", "dummy", 0);  // no beeping test machines
