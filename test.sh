@@ -3,6 +3,7 @@
 # Ends with "N passed, M failed" over all stages; the status is zero when nothing failed.
 set -euo pipefail
 cd "$(dirname "$0")"
+source scripts/packages.sh
 
 readonly logs=out/test-logs
 
@@ -17,10 +18,7 @@ readonly stages=(
   "arm64|aarch64 under qemu"
 )
 
-readonly native_packages=(cmake ninja-build g++ libgtest-dev)
 readonly further_packages=(googletest clang libclang-rt-14-dev llvm g++-aarch64-linux-gnu qemu-user)
-readonly player_packages=(pkgconf libavformat-dev libavcodec-dev libavutil-dev libswscale-dev libswresample-dev
-  libsdl2-dev libegl-dev libgles-dev libegl-mesa0 libgl1-mesa-dri ffmpeg binutils)
 
 usage() {
   cat <<TEXT
@@ -35,46 +33,6 @@ $(for stage in "${stages[@]}"; do printf '  %-9s%s\n' "${stage%%|*}" "${stage#*|
 Environment:
   NIMB_FUZZ_SECONDS  how long each fuzz target runs (default 10)
 TEXT
-}
-
-die() {
-  echo "test.sh: $*" >&2
-  exit 1
-}
-
-# The end of a log without the lines of what went well.
-show_tail() {
-  echo "    ... $1:"
-  grep -vE '^\[[0-9]+/[0-9]+\] |^ +Start +[0-9]+: | Passed +[0-9.]+ sec$' "$1" | tail -n 40 | sed 's/^/    /' || true
-}
-
-is_installed() {
-  [[ $(dpkg-query -W -f='${db:Status-Status}' "$1" 2>/dev/null) == installed ]]
-}
-
-install_packages() {
-  local package missing=() as_root=()
-  for package in "$@"; do
-    is_installed "$package" || missing+=("$package")
-  done
-  ((${#missing[@]})) || return 0
-
-  if ((EUID != 0)); then
-    as_root=(sudo)
-    [[ -t 0 ]] || as_root+=(--non-interactive)
-  fi
-  if ! command -v apt-get >/dev/null || ! "${as_root[@]}" true 2>/dev/null; then
-    die "Debian packages are missing and cannot be installed from here; as root: apt-get install ${missing[*]}"
-  fi
-
-  echo "Installing ${missing[*]}"
-  local apt=("${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get -q -y
-    -o DPkg::Lock::Timeout=300 -o Acquire::Retries=3)
-  if ! { "${apt[@]}" update && "${apt[@]}" install --no-install-recommends "${missing[@]}"; } \
-    </dev/null >"$logs/packages.log" 2>&1; then
-    show_tail "$logs/packages.log"
-    die "the packages could not be installed"
-  fi
 }
 
 # Where the kernel spreads addresses widely, the sanitizers of Debian 12 may find their shadow's place taken.
@@ -160,14 +118,17 @@ done
 ((${#chosen[@]})) || chosen=("${stages[@]%%|*}")
 
 mkdir -p "$logs"
-if [[ ${chosen[*]} == release ]]; then
-  install_packages "${native_packages[@]}"
-else
-  install_packages "${native_packages[@]}" "${further_packages[@]}"
-fi
+packages=("${native_packages[@]}")
 if is_chosen release || is_chosen asan || is_chosen tsan; then
-  install_packages "${player_packages[@]}"
+  packages+=("${player_packages[@]}")
 fi
+if is_chosen release; then
+  packages+=("${csharp_packages[@]}")
+fi
+if [[ ${chosen[*]} != release ]]; then
+  packages+=("${further_packages[@]}")
+fi
+install_packages "$logs/packages.log" "${packages[@]}"
 if command -v ccache >/dev/null; then
   export CMAKE_CXX_COMPILER_LAUNCHER=ccache
 fi

@@ -9,21 +9,25 @@ class BitWriter {
 public:
     /// Appends the low `count` (0 to 32) bits of `value`, the most significant of them first.
     void Write(UINT32 value, UINT32 count) {
-        for (UINT32 i = count; i-- > 0;) {
-            if ((m_NumBits & 31) == 0) {
-                m_Words.push_back(0);
-            }
-            m_Words.back() |= ((value >> i) & 1) << (31 - (m_NumBits & 31));
-            ++m_NumBits;
+        if (count == 0) {
+            return;
         }
+        const UINT32 room = (32 - (m_NumBits & 31)) & 31;  // in the last word
+        if (room != 0) {
+            m_Words.back() |= value << (32 - count) >> (32 - room);
+        }
+        if (count > room) {
+            m_Words.push_back(static_cast<UINT32>(value << (32 - (count - room))));
+        }
+        m_NumBits += count;
     }
 
     /// Appends `count` one bits and the zero bit that closes them.
     void WriteUnary(UINT32 count) {
-        for (UINT32 i = 0; i < count; ++i) {
-            Write(1, 1);
+        for (; count >= 31; count -= 31) {
+            Write(0x7FFFFFFF, 31);
         }
-        Write(0, 1);
+        Write(((UINT32{1} << count) - 1) << 1, count + 1);
     }
 
     UINT32 NumBits() const { return m_NumBits; }

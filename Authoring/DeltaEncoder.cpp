@@ -117,30 +117,62 @@ DeltaHistory HistoryOf(const Nimb::CNimbMeshReaderCtx& ctx) {
     return {ctx.m_pPrevMesh, ctx.m_pPrevPrevMesh};
 }
 
-DeltaCorrections QuantiseCorrections(const DeltaHistory& history, const std::vector<Vec3>& targets, double maxError) {
+namespace {
+
+/// What predictions miss, at most and at least, on each axis.
+struct CorrectionSpan {
+    double lowest[3] = {};
+    double highest[3] = {};
+};
+
+CorrectionSpan SpanOf(const DeltaHistory& history, const std::vector<Vec3>& targets,
+                      std::vector<std::array<float, 3>>* pPredictions) {
     if (history.previous == nullptr || history.previous->size() != targets.size()) {
         throw std::invalid_argument("a delta frame needs a previous frame with as many vertices");
     }
-    DeltaCorrections out;
-    out.bytes.resize(3 * targets.size());
-
-    std::vector<std::array<float, 3>> predictions(targets.size());
-    double lowest[3] = {}, highest[3] = {};
+    CorrectionSpan span;
     for (std::size_t i = 0; i < targets.size(); ++i) {
-        predictions[i] = Axes(Predict(history, i));
+        const std::array<float, 3> prediction = Axes(Predict(history, i));
         const std::array<float, 3> target = Axes(targets[i]);
         for (std::size_t axis = 0; axis < 3; ++axis) {
-            const double correction = static_cast<double>(target[axis]) - predictions[i][axis];
-            lowest[axis] = i == 0 ? correction : std::min(lowest[axis], correction);
-            highest[axis] = i == 0 ? correction : std::max(highest[axis], correction);
+            const double correction = static_cast<double>(target[axis]) - prediction[axis];
+            span.lowest[axis] = i == 0 ? correction : std::min(span.lowest[axis], correction);
+            span.highest[axis] = i == 0 ? correction : std::max(span.highest[axis], correction);
+        }
+        if (pPredictions != nullptr) {
+            pPredictions->push_back(prediction);
         }
     }
+    return span;
+}
 
-    // Half a step of error on each of three axes, and a little room for the decoder's own rounding.
-    const double step = 2 * maxError / std::sqrt(3.0) * 0.9999;
+/// Half a step of error on each of three axes, and a little room for the decoder's own rounding.
+double StepFor(double maxError) {
+    return 2 * maxError / std::sqrt(3.0) * 0.9999;
+}
+
+}  // namespace
+
+std::size_t CountVaryingAxes(const DeltaHistory& history, const std::vector<Vec3>& targets, double maxError) {
+    const CorrectionSpan span = SpanOf(history, targets, nullptr);
+    std::size_t varying = 0;
+    for (std::size_t axis = 0; axis < 3; ++axis) {
+        // With a little room for the rounding of what a byte decodes to.
+        varying += span.highest[axis] - span.lowest[axis] > 1.01 * StepFor(maxError) ? 1 : 0;
+    }
+    return varying;
+}
+
+DeltaCorrections QuantiseCorrections(const DeltaHistory& history, const std::vector<Vec3>& targets, double maxError) {
+    std::vector<std::array<float, 3>> predictions;
+    predictions.reserve(targets.size());
+    const CorrectionSpan span = SpanOf(history, targets, &predictions);
+    DeltaCorrections out;
+    out.bytes.resize(3 * targets.size());
+    const double step = StepFor(maxError);
     std::vector<double> squaredErrors(targets.size());
     for (std::size_t axis = 0; axis < 3; ++axis) {
-        ChooseRange(lowest[axis], highest[axis], step, &out.min[axis], &out.max[axis]);
+        ChooseRange(span.lowest[axis], span.highest[axis], step, &out.min[axis], &out.max[axis]);
         const AxisQuantiser quantiser(out.min[axis], out.max[axis]);
         for (std::size_t i = 0; i < targets.size(); ++i) {
             const float target = Axes(targets[i])[axis];

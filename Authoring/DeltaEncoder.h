@@ -31,6 +31,14 @@ struct DeltaCorrections {
 /// counts of history and targets differ.
 DeltaCorrections QuantiseCorrections(const DeltaHistory& history, const std::vector<Vec3>& targets, double maxError);
 
+/// On how many axes corrections differ by more than a step, so that no one byte serves all vertices.
+std::size_t CountVaryingAxes(const DeltaHistory& history, const std::vector<Vec3>& targets, double maxError);
+
+// Bytes in front of the codes. Huffman's contain the three tables.
+constexpr std::size_t c_PlainPrologueBytes = 24;
+constexpr std::size_t c_GolombPrologueBytes = 24 + 3 * 6;
+constexpr std::size_t c_HuffmanPrologueBytes = 24 + 3 * (4 + 1024);
+
 // The vertex section of one frame, without normals.
 Bytes WritePlainDeltas(const DeltaCorrections& corrections);
 Bytes WriteGolombDeltas(const DeltaCorrections& corrections);

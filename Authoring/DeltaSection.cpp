@@ -40,22 +40,43 @@ DeltaSection EncodeTransforms(const DeltaHistory& history, TransformDeltaEncoder
     return section;
 }
 
+/// What the codings of three bytes a vertex come to at least: plain ones have all of them, Golomb codes two bits for
+/// each, Huffman codes three tables and, on axes where bytes differ, a bit for each.
+std::size_t LeastCorrectionBytes(const DeltaHistory& history, const Mesh& ordered, double maxError) {
+    const std::size_t count = ordered.positions.size();
+    const std::size_t wordsOfBits = (count + 31) / 32;
+    const std::size_t varying = CountVaryingAxes(history, ordered.positions, maxError);
+    const std::size_t golomb = c_GolombPrologueBytes + 3 * 4 * ((2 * count + 31) / 32);
+    const std::size_t huffman = c_HuffmanPrologueBytes + varying * 4 * wordsOfBits;
+    return std::min({c_PlainPrologueBytes + 3 * count, golomb, huffman});
+}
+
 std::vector<DeltaSection> EncodeAll(const DeltaHistory& history, TransformDeltaEncoder& encoder, const Mesh& ordered,
                                     double maxError) {
-    const DeltaCorrections corrections = QuantiseCorrections(history, ordered.positions, maxError);
     std::vector<DeltaSection> sections;
-    sections.push_back(EncodePlain(history, ordered));
-    sections.push_back(EncodeGolomb(corrections));
-    sections.push_back(EncodeHuffman(corrections));
+    std::optional<DeltaCorrections> corrections;
+    if (maxError <= 0) {
+        corrections = QuantiseCorrections(history, ordered.positions, maxError);
+    }
     // Without a limit, transform deltas are to be as good as the others.
-    const double limit = maxError > 0 ? maxError : corrections.maxError;
+    const double limit = maxError > 0 ? maxError : corrections->maxError;
     if (limit > 0 && !ordered.positions.empty()) {
         try {
             sections.push_back(EncodeTransforms(history, encoder, ordered, limit));
+            if (sections[0].maxError <= limit &&
+                sections[0].bytes.size() <= LeastCorrectionBytes(history, ordered, maxError)) {
+                return sections;
+            }
         } catch (const std::range_error&) {
             // The motion is too large for them.
         }
     }
+    if (!corrections) {
+        corrections = QuantiseCorrections(history, ordered.positions, maxError);
+    }
+    sections.push_back(EncodeGolomb(*corrections));
+    sections.push_back(EncodeHuffman(*corrections));
+    sections.push_back(EncodePlain(history, ordered));
     return sections;
 }
 

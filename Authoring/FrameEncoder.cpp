@@ -3,7 +3,7 @@
 #include "Authoring/ClosedLoop.h"
 #include "Authoring/DeltaSection.h"
 #include "Authoring/FrameHeader.h"
-#include "Authoring/IndexEncoder.h"
+#include "Authoring/Topology.h"
 #include "Authoring/TransformDeltaEncoder.h"
 #include "Authoring/VertexEncoder.h"
 
@@ -28,57 +28,6 @@ std::vector<T> Reordered(const std::vector<T>& source, const std::vector<UINT32>
             out.push_back(source[index]);
         }
     }
-    return out;
-}
-
-std::vector<UINT32> IdentityOrder(std::size_t count) {
-    std::vector<UINT32> order(count);
-    std::iota(order.begin(), order.end(), 0u);
-    return order;
-}
-
-/// The index section of a key frame, and what it does to the vertices.
-struct Topology {
-    BYTE indexVersion = 0;
-    Bytes section;
-    std::vector<UINT32> vertexOrder;
-    std::size_t numIndices = 0;
-};
-
-bool IsStrips(IndexCoding coding) {
-    return coding == IndexCoding::Strips1 || coding == IndexCoding::Strips2;
-}
-
-Topology EncodeTopology(const Mesh& mesh, IndexCoding coding) {
-    Topology out;
-    out.numIndices = 3 * mesh.faces.size();
-    switch (coding) {
-        case IndexCoding::List1:
-            out.indexVersion = IndexVersion::c_UncompressedIndices;
-            out.section = WriteRawIndices(FlattenFaces(mesh.faces));
-            break;
-        case IndexCoding::List2:
-            out.indexVersion = IndexVersion::c_FixedByteDeltaEncodedIndices;
-            out.section = WriteListDeltas(RotateForListDeltas(mesh.faces));
-            break;
-        case IndexCoding::EdgeBreaker: {
-            EdgeBreakerIndices indices = WriteEdgeBreaker(mesh.faces);
-            out.indexVersion = IndexVersion::c_EdgeBreakerIndices;
-            out.section = std::move(indices.section);
-            out.vertexOrder = std::move(indices.vertexOrder);
-            return out;
-        }
-        case IndexCoding::Strips1:
-        case IndexCoding::Strips2: {
-            const std::vector<UINT32> strip = MakeStrip(mesh.faces);
-            const bool raw = coding == IndexCoding::Strips1;
-            out.indexVersion = raw ? IndexVersion::c_UncompressedIndices : IndexVersion::c_FixedByteDeltaEncodedIndices;
-            out.section = raw ? WriteRawIndices(strip) : WriteStripDeltas(strip);
-            out.numIndices = strip.size();
-            break;
-        }
-    }
-    out.vertexOrder = IdentityOrder(mesh.positions.size());
     return out;
 }
 
@@ -115,16 +64,12 @@ CStreamingMeshHeader MakeHeader(const FrameOptions& options, BYTE vertexVersion,
     return header;
 }
 
-BYTE TopologyFlag(IndexCoding coding) {
-    return IsStrips(coding) ? FormatFlags::c_TriStrips : FormatFlags::c_TriList;
-}
-
 CStreamingMeshHeader MakeKeyHeader(const KeyFrameOptions& options, const Topology& topology, std::size_t numVertices,
                                    std::size_t numFaces, const Box& box) {
-    const UINT32 flags = TopologyFlag(options.indices) | (options.indicesFirst ? FormatFlags::c_IndicesFirst : 0u);
+    const UINT32 flags = topology.Flags() | (options.indicesFirst ? FormatFlags::c_IndicesFirst : 0u);
     CStreamingMeshHeader header =
         MakeHeader(options, VertexVersion::c_UnwrappedXYZUV, HeaderVersion::c_MeshHeaderVersion_KeyFrame,
-                   topology.indexVersion, static_cast<BYTE>(flags), box);
+                   topology.IndexVersion(), static_cast<BYTE>(flags), box);
     header.m_numVertices = static_cast<UINT32>(numVertices);
     header.m_numFaces = static_cast<UINT32>(numFaces);
     header.m_numIndices = static_cast<UINT32>(topology.numIndices);
@@ -152,10 +97,8 @@ struct FrameEncoder::SubMeshState {
     // The last key frame: its source, and how it was laid out.
     std::vector<TarnMeshFace> faces;
     std::vector<Vec2> texCoords;
-    std::vector<UINT32> vertexOrder;
-    UINT32 numIndices = 0;
-    BYTE indexVersion = 0;
-    BYTE topologyFlag = 0;
+    TopologyChoice choice;
+    Topology topology;
 };
 
 FrameEncoder::FrameEncoder() = default;
@@ -170,18 +113,51 @@ FrameEncoder::SubMeshState& FrameEncoder::StateOf(UINT32 subMeshId) const {
 }
 
 const std::vector<UINT32>& FrameEncoder::VertexOrder(UINT32 subMeshId) const {
-    return StateOf(subMeshId).vertexOrder;
+    return StateOf(subMeshId).topology.vertexOrder;
+}
+
+namespace {
+
+/// A strip frame has room for none of these.
+bool SaysMoreThanStripsCan(const KeyFrameOptions& options) {
+    return options.subMeshId || options.frameId || options.normals || options.unsignedUVs || options.indicesFirst;
+}
+
+}  // namespace
+
+void FrameEncoder::LookAhead(const Mesh& mesh, UINT32 subMeshId) {
+    SubMeshState& state = StateOf(subMeshId);
+    if (mesh.positions.size() == state.texCoords.size() && SameFaces(mesh.faces, state.faces)) {
+        state.transformDeltas.Learn(Reordered(mesh.positions, state.topology.vertexOrder));
+    }
 }
 
 EncodedFrame FrameEncoder::KeyFrame(const Mesh& mesh, const KeyFrameOptions& options) {
+    return EncodeKey(mesh, options, !SaysMoreThanStripsCan(options));
+}
+
+/// The layout of a key frame, which is the one before it where faces stay what they were.
+Topology FrameEncoder::TopologyOf(const Mesh& mesh, UINT32 subMeshId, const TopologyChoice& choice) const {
+    const auto found = m_States.find(static_cast<INT32>(subMeshId));
+    if (found != m_States.end()) {
+        const SubMeshState& before = *found->second;
+        if (before.choice == choice && before.texCoords.size() == mesh.positions.size() &&
+            SameFaces(before.faces, mesh.faces)) {
+            return before.topology;
+        }
+    }
+    return ChooseTopology(mesh, choice);
+}
+
+EncodedFrame FrameEncoder::EncodeKey(const Mesh& mesh, const KeyFrameOptions& options, bool mayBeStrips) {
     CheckMesh(mesh);
     CheckOptions(mesh, options);
-    if (IsStrips(options.indices) &&
-        (options.subMeshId || options.frameId || options.normals || options.unsignedUVs || options.indicesFirst)) {
-        throw std::invalid_argument("a strip frame has room for no option");
+    if (options.indices && IsStrips(*options.indices) && !mayBeStrips) {
+        throw std::invalid_argument("a strip frame has room for no option, and does not go into a temporal frame");
     }
 
-    Topology topology = EncodeTopology(mesh, options.indices);
+    const TopologyChoice choice{options.indices, mayBeStrips, options.keepVertexOrder, options.normals ? 20u : 12u};
+    Topology topology = TopologyOf(mesh, options.subMeshId.value_or(0), choice);
     Mesh ordered{Reordered(mesh.positions, topology.vertexOrder),
                  Reordered(mesh.texCoords, topology.vertexOrder),
                  Reordered(mesh.normals, topology.vertexOrder),
@@ -210,10 +186,8 @@ EncodedFrame FrameEncoder::KeyFrame(const Mesh& mesh, const KeyFrameOptions& opt
     state->inUse = true;
     state->faces = mesh.faces;
     state->texCoords = mesh.texCoords;
-    state->vertexOrder = std::move(topology.vertexOrder);
-    state->numIndices = header.m_numIndices;
-    state->indexVersion = topology.indexVersion;
-    state->topologyFlag = TopologyFlag(options.indices);
+    state->choice = choice;
+    state->topology = std::move(topology);
     std::unique_ptr<SubMeshState>& slot = m_States[static_cast<INT32>(header.m_SubMeshId)];
     if (slot != nullptr) {
         // What was learned of the motion outlives a key frame.
@@ -230,9 +204,9 @@ Mesh FrameEncoder::OrderedForDelta(const SubMeshState& state, const Mesh& mesh, 
     if (mesh.positions.size() != state.texCoords.size()) {
         throw std::invalid_argument("a delta frame has as many vertices as the key frame before it");
     }
-    return {Reordered(mesh.positions, state.vertexOrder),
-            Reordered(mesh.texCoords, state.vertexOrder),
-            Reordered(mesh.normals, state.vertexOrder),
+    return {Reordered(mesh.positions, state.topology.vertexOrder),
+            Reordered(mesh.texCoords, state.topology.vertexOrder),
+            Reordered(mesh.normals, state.topology.vertexOrder),
             {}};
 }
 
@@ -240,8 +214,8 @@ Mesh FrameEncoder::OrderedForDelta(const SubMeshState& state, const Mesh& mesh, 
 EncodedFrame FrameEncoder::CommitDelta(SubMeshState& state, const Mesh& ordered, const Box& box,
                                        const DeltaFrameOptions& options, const DeltaSection& section) {
     const CStreamingMeshHeader header =
-        MakeHeader(options, section.vertexVersion, HeaderVersion::c_MeshHeaderVersion_DeltaFrame, state.indexVersion,
-                   state.topologyFlag, box);
+        MakeHeader(options, section.vertexVersion, HeaderVersion::c_MeshHeaderVersion_DeltaFrame,
+                   state.topology.IndexVersion(), state.topology.Flags(), box);
     ByteWriter vertices;
     vertices.Append(section.bytes);
     const bool records = section.vertexVersion == VertexVersion::c_UnwrappedXYZUV;
@@ -255,7 +229,7 @@ EncodedFrame FrameEncoder::CommitDelta(SubMeshState& state, const Mesh& ordered,
     frame.vertexVersion = section.vertexVersion;
     frame.box = box;
     frame.numVertices = static_cast<UINT32>(ordered.positions.size());
-    frame.numIndices = state.numIndices;
+    frame.numIndices = static_cast<UINT32>(state.topology.numIndices);
     ByteWriter out;
     WriteFrameHeader(header, out);
     out.Append(decoded);
@@ -278,37 +252,64 @@ EncodedFrame FrameEncoder::DeltaFrame(const Mesh& mesh, const DeltaFrameOptions&
     return CommitDelta(state, ordered, box, options, section);
 }
 
-EncodedFrame FrameEncoder::NextFrame(const Mesh& mesh, const ClipOptions& options) {
-    const auto found = m_States.find(static_cast<INT32>(options.key.subMeshId.value_or(0)));
-    if (found == m_States.end()) {
-        return KeyFrame(mesh, options.key);
+/// A delta frame if the sub-mesh has something to build on and the limit can be met.
+std::optional<EncodedFrame> FrameEncoder::TryDelta(const Mesh& mesh, const FrameOptions& options,
+                                                   const ClipOptions& clip) {
+    const auto found = m_States.find(static_cast<INT32>(options.subMeshId.value_or(0)));
+    if (found == m_States.end() || !SameFaces(mesh.faces, found->second->faces) ||
+        !SameTexCoords(mesh.texCoords, found->second->texCoords)) {
+        return std::nullopt;
     }
     SubMeshState& state = *found->second;
-    const bool due = options.keyFrameInterval > 0 && state.framesSinceKey + 1 >= options.keyFrameInterval;
-    if (due || !SameFaces(mesh.faces, state.faces) || !SameTexCoords(mesh.texCoords, state.texCoords)) {
-        return KeyFrame(mesh, options.key);
-    }
     DeltaFrameOptions delta;
-    static_cast<FrameOptions&>(delta) = options.key;
-    delta.maxError = options.maxError;
+    static_cast<FrameOptions&>(delta) = options;
+    delta.maxError = clip.maxError;
+    delta.coding = clip.delta.value_or(DeltaCoding::Smallest);
     const Mesh ordered = OrderedForDelta(state, mesh, delta);
-    const Box box = delta.box.value_or(BoundingBox(ordered.positions));
-    const DeltaSection section = ChooseDeltaSection(state.ctx, state.transformDeltas, ordered, box, delta);
-    if (delta.maxError > 0 && section.maxError > delta.maxError) {
-        return KeyFrame(mesh, options.key);
+    if (delta.coding == DeltaCoding::Transform && ordered.positions.empty()) {
+        return std::nullopt;  // transforms need something to transform
     }
-    return CommitDelta(state, ordered, box, delta, section);
+    const Box box = delta.box.value_or(BoundingBox(ordered.positions));
+    try {
+        const DeltaSection section = ChooseDeltaSection(state.ctx, state.transformDeltas, ordered, box, delta);
+        if (delta.maxError > 0 && section.maxError > delta.maxError) {
+            return std::nullopt;
+        }
+        return CommitDelta(state, ordered, box, delta, section);
+    } catch (const std::range_error&) {
+        return std::nullopt;  // the motion is too large for the one coding that is allowed
+    }
 }
 
-namespace {
-
-void CheckSubFrames(const std::vector<SubFrame>& subFrames) {
-    std::vector<UINT32> ids;
-    for (const SubFrame& sub : subFrames) {
-        if (sub.mesh == nullptr || (!sub.delta && IsStrips(sub.key.indices))) {
-            throw std::invalid_argument("a sub-frame needs a mesh, and triangle lists");
+EncodedFrame FrameEncoder::NextFrame(const Mesh& mesh, const ClipOptions& options) {
+    const auto found = m_States.find(static_cast<INT32>(options.frame.subMeshId.value_or(0)));
+    const std::size_t age = found != m_States.end() ? found->second->framesSinceKey : 0;
+    if (options.keyFrameInterval == 0 || age + 1 < options.keyFrameInterval) {
+        if (std::optional<EncodedFrame> delta = TryDelta(mesh, options.frame, options)) {
+            return std::move(*delta);
         }
-        ids.push_back((sub.delta ? sub.delta->subMeshId : sub.key.subMeshId).value_or(0));
+    }
+    KeyFrameOptions key;
+    static_cast<FrameOptions&>(key) = options.frame;
+    key.indices = options.indices;
+    key.keepVertexOrder = options.keepVertexOrder;
+    return KeyFrame(mesh, key);
+}
+
+/// What a temporal frame says of a sub-mesh, whatever frame the sub-mesh gets.
+struct FrameEncoder::TemporalPart {
+    const Mesh* mesh;
+    UINT32 id;
+    std::optional<std::array<float, 6>> transform;
+};
+
+void FrameEncoder::CheckParts(const std::vector<TemporalPart>& parts) {
+    std::vector<UINT32> ids;
+    for (const TemporalPart& part : parts) {
+        if (part.mesh == nullptr) {
+            throw std::invalid_argument("a sub-frame needs a mesh");
+        }
+        ids.push_back(part.id);
     }
     std::sort(ids.begin(), ids.end());
     if (std::adjacent_find(ids.begin(), ids.end()) != ids.end()) {
@@ -316,13 +317,38 @@ void CheckSubFrames(const std::vector<SubFrame>& subFrames) {
     }
 }
 
-void WriteTransforms(const std::vector<SubFrame>& subFrames, ByteWriter& out) {
-    for (const SubFrame& sub : subFrames) {
-        out.U8(sub.transform ? 1 : 0);
-        if (sub.transform) {
-            for (const float coefficient : *sub.transform) {
-                out.F32(coefficient);
+EncodedFrame FrameEncoder::NextTemporalFrame(const std::vector<ClipSubMesh>& subMeshes, const ClipOptions& options) {
+    std::vector<TemporalPart> parts;
+    for (const ClipSubMesh& sub : subMeshes) {
+        parts.push_back({sub.mesh, sub.id, sub.transform});
+    }
+    CheckParts(parts);
+    const bool due = options.keyFrameInterval > 0 && m_FramesSinceAllKeys + 1 >= options.keyFrameInterval;
+    KeyFrameOptions key;
+    key.indices = options.indices;
+    key.keepVertexOrder = options.keepVertexOrder;
+    key.normals = options.frame.normals;
+    key.unsignedUVs = options.frame.unsignedUVs;
+    const EncodedFrame frame = AssembleTemporal(parts, options.frame, [&](std::size_t i) {
+        key.subMeshId = subMeshes[i].id;
+        if (!due && !subMeshes[i].newTopology) {
+            if (std::optional<EncodedFrame> delta = TryDelta(*subMeshes[i].mesh, key, options)) {
+                return std::move(*delta);
             }
+        }
+        return EncodeKey(*subMeshes[i].mesh, key, false);
+    });
+    m_FramesSinceAllKeys = frame.isKeyFrame ? 0 : m_FramesSinceAllKeys + 1;
+    return frame;
+}
+
+namespace {
+
+void WriteTransform(const std::optional<std::array<float, 6>>& transform, ByteWriter& out) {
+    out.U8(transform ? 1 : 0);
+    if (transform) {
+        for (const float coefficient : *transform) {
+            out.F32(coefficient);
         }
     }
 }
@@ -330,7 +356,10 @@ void WriteTransforms(const std::vector<SubFrame>& subFrames, ByteWriter& out) {
 /// Adds a sub-frame to what the outer frame says of all of them.
 void Accumulate(const EncodedFrame& sub, bool first, EncodedFrame& outer) {
     outer.maxError = std::max(outer.maxError, sub.maxError);
-    outer.isKeyFrame = (first || outer.isKeyFrame) && sub.isKeyFrame;
+    const bool onlyKeysSoFar = first || outer.isKeyFrame;
+    outer.oneDeltaVersion =
+        outer.oneDeltaVersion && (onlyKeysSoFar || sub.isKeyFrame || sub.vertexVersion == outer.vertexVersion);
+    outer.isKeyFrame = onlyKeysSoFar && sub.isKeyFrame;
     if (first || outer.vertexVersion == VertexVersion::c_UnwrappedXYZUV) {
         outer.vertexVersion = sub.vertexVersion;
     }
@@ -342,13 +371,31 @@ void Accumulate(const EncodedFrame& sub, bool first, EncodedFrame& outer) {
 }  // namespace
 
 EncodedFrame FrameEncoder::TemporalFrame(const std::vector<SubFrame>& subFrames, const FrameOptions& options) {
-    CheckSubFrames(subFrames);
+    std::vector<TemporalPart> parts;
+    for (const SubFrame& sub : subFrames) {
+        const std::optional<UINT32> id = sub.delta ? sub.delta->subMeshId : sub.key.subMeshId;
+        parts.push_back({sub.mesh, id.value_or(0), sub.transform});
+        if (!sub.delta && sub.key.indices && IsStrips(*sub.key.indices)) {
+            throw std::invalid_argument("a sub-frame needs triangle lists");
+        }
+    }
+    CheckParts(parts);
+    return AssembleTemporal(parts, options, [&](std::size_t i) {
+        const SubFrame& sub = subFrames[i];
+        return sub.delta ? DeltaFrame(*sub.mesh, *sub.delta) : EncodeKey(*sub.mesh, sub.key, false);
+    });
+}
+
+EncodedFrame FrameEncoder::AssembleTemporal(const std::vector<TemporalPart>& parts, const FrameOptions& options,
+                                            const std::function<EncodedFrame(std::size_t)>& encodePart) {
     EncodedFrame frame;
     ByteWriter body;
-    WriteTransforms(subFrames, body);
-    for (const SubFrame& sub : subFrames) {
-        const EncodedFrame encoded = sub.delta ? DeltaFrame(*sub.mesh, *sub.delta) : KeyFrame(*sub.mesh, sub.key);
-        Accumulate(encoded, &sub == &subFrames.front(), frame);
+    for (const TemporalPart& part : parts) {
+        WriteTransform(part.transform, body);
+    }
+    for (std::size_t i = 0; i < parts.size(); ++i) {
+        const EncodedFrame encoded = encodePart(i);
+        Accumulate(encoded, i == 0, frame);
         body.Append(encoded.bytes);
     }
     SweepStates();
@@ -357,7 +404,7 @@ EncodedFrame FrameEncoder::TemporalFrame(const std::vector<SubFrame>& subFrames,
     // The outer header carries no vertices of its own: its versions only describe the sub-frames.
     CStreamingMeshHeader header = MakeHeader(options, frame.vertexVersion, HeaderVersion::c_MeshHeaderVersion_Temporal,
                                              IndexVersion::c_UncompressedIndices, FormatFlags::c_TriList, frame.box);
-    header.m_numTransforms = static_cast<UINT32>(subFrames.size());
+    header.m_numTransforms = static_cast<UINT32>(parts.size());
     header.m_numVertices = frame.numVertices;
     header.m_numFaces = frame.numIndices / 3;
     header.m_numIndices = frame.numIndices;

@@ -28,8 +28,9 @@ struct FrameOptions {
 };
 
 struct KeyFrameOptions : FrameOptions {
-    IndexCoding indices = IndexCoding::EdgeBreaker;
-    bool indicesFirst = false;  ///< the index section precedes the vertex section
+    std::optional<IndexCoding> indices;  ///< none: the one that makes the frame smallest, in temporal frames no strips
+    bool keepVertexOrder = false;        ///< such an open choice excludes EdgeBreaker, which alone reorders vertices
+    bool indicesFirst = false;           ///< the index section precedes the vertex section
 };
 
 struct DeltaFrameOptions : FrameOptions {

@@ -131,7 +131,7 @@ public:
     explicit StripFaces(const std::vector<TarnMeshFace>& faces) : m_Faces(faces), m_Taken(faces.size()) {
         for (std::size_t face = 0; face < faces.size(); ++face) {
             for (std::size_t k = 0; k < 3; ++k) {
-                m_Edges.push_back({faces[face].v[k], faces[face].v[(k + 1) % 3], face});
+                m_Edges.push_back({Key(faces[face].v[k], faces[face].v[(k + 1) % 3]), face});
             }
         }
         std::sort(m_Edges.begin(), m_Edges.end());
@@ -142,10 +142,10 @@ public:
 
     /// Whether a free face has the edge a -> b; then `*pFace` is the first such face.
     bool Find(UINT32 a, UINT32 b, std::size_t* pFace) const {
-        for (auto edge = std::lower_bound(m_Edges.begin(), m_Edges.end(), Edge{a, b, 0});
-             edge != m_Edges.end() && (*edge)[0] == a && (*edge)[1] == b; ++edge) {
-            if (!m_Taken[(*edge)[2]]) {
-                *pFace = (*edge)[2];
+        for (auto edge = std::lower_bound(m_Edges.begin(), m_Edges.end(), Edge{Key(a, b), 0});
+             edge != m_Edges.end() && edge->first == Key(a, b); ++edge) {
+            if (!m_Taken[edge->second]) {
+                *pFace = edge->second;
                 return true;
             }
         }
@@ -159,7 +159,9 @@ public:
     }
 
 private:
-    using Edge = std::array<std::size_t, 3>;  // from, to, face
+    using Edge = std::pair<UINT64, std::size_t>;  // key and face
+
+    static UINT64 Key(UINT32 from, UINT32 to) { return UINT64{from} << 32 | to; }
 
     const std::vector<TarnMeshFace>& m_Faces;
     std::vector<bool> m_Taken;

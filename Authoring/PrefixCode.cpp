@@ -11,46 +11,80 @@ using namespace Nimb::TransformDeltas;
 
 namespace {
 
-/// A coin of the package-merge algorithm: one symbol at one length, or two coins of the next length together.
-struct Coin {
-    UINT64 weight;
-    std::vector<UINT32> symbols;
-};
-
-/// Shortest total length under the limit: of the cheapest 2n - 2 coins, each symbol's number is its code length.
+/// Shortest total length under the limit, by package-merge. Each length has a list of coins, lightest first: the
+/// symbols with their counts, and the coins of the next length in pairs. Of the cheapest 2n - 2 coins of length 1, with
+/// all that they contain, each symbol's number is its code length.
 std::vector<UINT32> LimitedLengths(const std::vector<UINT32>& counts) {
-    std::vector<Coin> singles;
+    std::vector<UINT32> symbols;
     for (UINT32 symbol = 0; symbol < counts.size(); ++symbol) {
         if (counts[symbol] > 0) {
-            singles.push_back({counts[symbol], {symbol}});
+            symbols.push_back(symbol);
         }
     }
-    const auto lighter = [](const Coin& a, const Coin& b) { return a.weight < b.weight; };
-    std::stable_sort(singles.begin(), singles.end(), lighter);
+    std::stable_sort(symbols.begin(), symbols.end(), [&](UINT32 a, UINT32 b) { return counts[a] < counts[b]; });
     std::vector<UINT32> lengths(counts.size());
-    if (singles.size() == 1) {
-        lengths[singles[0].symbols[0]] = 1;
+    if (symbols.size() == 1) {
+        lengths[symbols[0]] = 1;
         return lengths;
     }
-    std::vector<Coin> coins = singles;
-    for (UINT32 length = c_MaxCodeLength; length > 1; --length) {
-        std::vector<Coin> packages;
-        for (std::size_t i = 0; i + 1 < coins.size(); i += 2) {
-            Coin package = coins[i];
-            package.weight += coins[i + 1].weight;
-            package.symbols.insert(package.symbols.end(), coins[i + 1].symbols.begin(), coins[i + 1].symbols.end());
-            packages.push_back(std::move(package));
-        }
+    std::vector<std::vector<bool>> isPair(c_MaxCodeLength + 1);  // of the coins of each length
+    std::vector<UINT64> coins, longer;
+    for (UINT32 length = c_MaxCodeLength; length > 0; --length) {
+        longer.swap(coins);
         coins.clear();
-        std::merge(singles.begin(), singles.end(), packages.begin(), packages.end(), std::back_inserter(coins),
-                   lighter);
-    }
-    for (std::size_t i = 0; i < 2 * singles.size() - 2; ++i) {
-        for (const UINT32 symbol : coins[i].symbols) {
-            ++lengths[symbol];
+        std::size_t single = 0, pair = 0;
+        while (single < symbols.size() || 2 * pair + 1 < longer.size()) {
+            const UINT64 weight = 2 * pair + 1 < longer.size() ? longer[2 * pair] + longer[2 * pair + 1] : ~UINT64{0};
+            const bool takePair = single == symbols.size() || weight < counts[symbols[single]];
+            coins.push_back(takePair ? weight : counts[symbols[single]]);
+            isPair[length].push_back(takePair);
+            (takePair ? pair : single) += 1;
         }
+    }
+    std::size_t taken = 2 * symbols.size() - 2;
+    for (UINT32 length = 1; length <= c_MaxCodeLength; ++length) {
+        const auto end = isPair[length].begin() + static_cast<std::ptrdiff_t>(taken);
+        const auto pairs = static_cast<std::size_t>(std::count(isPair[length].begin(), end, true));
+        for (std::size_t i = 0; i < taken - pairs; ++i) {
+            ++lengths[symbols[i]];
+        }
+        taken = 2 * pairs;
     }
     return lengths;
+}
+
+/// The table that a decoder rebuilds the code from.
+void WriteLengths(const std::vector<UINT32>& lengths, BitWriter& out) {
+    UINT32 lastSymbol = static_cast<UINT32>(lengths.size()) - 1;
+    while (lengths[lastSymbol] == 0) {
+        --lastSymbol;
+    }
+    out.Write(lastSymbol, 8);
+    UINT32 before = c_FirstCodeLength;
+    for (UINT32 symbol = 0; symbol <= lastSymbol; ++symbol) {
+        const UINT32 length = lengths[symbol];
+        if (length == 0) {
+            UINT32 moreAbsent = 0;
+            while (lengths[symbol + 1] == 0) {
+                ++symbol;
+                ++moreAbsent;
+            }
+            out.Write(0b1110, 4);
+            WriteGolombNumber(out, moreAbsent, 0);
+            continue;
+        }
+        if (length == before) {
+            out.Write(0b0, 1);
+        } else if (length == before + 1) {
+            out.Write(0b10, 2);
+        } else if (length + 1 == before) {
+            out.Write(0b110, 3);
+        } else {
+            out.Write(0b1111, 4);
+            out.Write(length, 4);
+        }
+        before = length;
+    }
 }
 
 }  // namespace
@@ -81,44 +115,18 @@ PrefixCode::PrefixCode(const std::vector<UINT32>& counts) : m_Lengths(LimitedLen
 }
 
 void PrefixCode::WriteTable(BitWriter& out) const {
-    UINT32 lastSymbol = static_cast<UINT32>(m_Lengths.size()) - 1;
-    while (m_Lengths[lastSymbol] == 0) {
-        --lastSymbol;
-    }
-    out.Write(lastSymbol, 8);
-    UINT32 before = c_FirstCodeLength;
-    for (UINT32 symbol = 0; symbol <= lastSymbol; ++symbol) {
-        const UINT32 length = m_Lengths[symbol];
-        if (length == 0) {
-            UINT32 moreAbsent = 0;
-            while (m_Lengths[symbol + 1] == 0) {
-                ++symbol;
-                ++moreAbsent;
-            }
-            out.Write(0b1110, 4);
-            WriteGolombNumber(out, moreAbsent, 0);
-            continue;
-        }
-        if (length == before) {
-            out.Write(0b0, 1);
-        } else if (length == before + 1) {
-            out.Write(0b10, 2);
-        } else if (length + 1 == before) {
-            out.Write(0b110, 3);
-        } else {
-            out.Write(0b1111, 4);
-            out.Write(length, 4);
-        }
-        before = length;
-    }
+    WriteLengths(m_Lengths, out);
 }
 
-UINT64 PrefixCode::TotalBits(const std::vector<UINT32>& counts) const {
+UINT64 PrefixCodedBits(const std::vector<UINT32>& counts) {
+    const std::vector<UINT32> lengths = LimitedLengths(counts);
     BitWriter table;
-    WriteTable(table);
+    WriteLengths(lengths, table);
     UINT64 bits = table.NumBits();
-    for (UINT32 symbol = 0; symbol < counts.size(); ++symbol) {
-        bits += UINT64{counts[symbol]} * BitsOf(symbol);
+    const bool single =
+        std::count(lengths.begin(), lengths.end(), 0u) + 1 == static_cast<std::ptrdiff_t>(lengths.size());
+    for (UINT32 symbol = 0; symbol < counts.size() && !single; ++symbol) {
+        bits += UINT64{counts[symbol]} * lengths[symbol];
     }
     return bits;
 }

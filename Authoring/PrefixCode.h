@@ -24,12 +24,12 @@ public:
     void WriteSymbol(BitWriter& out, UINT32 symbol) const { out.Write(m_Codes[symbol].code, BitsOf(symbol)); }
     UINT32 BitsOf(UINT32 symbol) const { return static_cast<UINT32>(m_Codes[symbol].numbits); }
 
-    /// Bits of the table and of all counted symbols.
-    UINT64 TotalBits(const std::vector<UINT32>& counts) const;
-
 private:
     std::vector<UINT32> m_Lengths;  // as the table states them; 0: absent
     std::vector<HuffmanCode> m_Codes;
 };
+
+/// What the best code for these counts comes to: its table and all counted symbols.
+UINT64 PrefixCodedBits(const std::vector<UINT32>& counts);
 
 }  // namespace Authoring

@@ -18,7 +18,8 @@ using Nimb::Float4;
 
 namespace {
 
-constexpr std::size_t c_MaxPoses = 8;
+constexpr std::size_t c_MaxPoses = 9;
+static_assert(c_MaxPoses <= c_MaxPartPoses, "the search takes no more poses");
 
 /// Parts that are sent once serve many frames; a frame is charged this fraction of them when candidates are compared.
 constexpr double c_PartsShare = 0.125;
@@ -30,7 +31,7 @@ constexpr double c_RunBits = 8;
 constexpr UINT32 c_TranslationShift = 2;
 
 /// So many vertices of a part, evenly spread, are enough to fit its transform.
-constexpr std::size_t c_MaxSamples = 512;
+constexpr std::size_t c_MaxSamples = 128;
 
 /// Positions beyond this are no figure's, and sums of their squares would leave the range of float.
 constexpr float c_MaxCoordinate = 1e9f;
@@ -112,40 +113,51 @@ std::vector<PartSamples> FrameCoder::Gather(const PartMap& parts) const {
     return samples;
 }
 
+/// Nearest whole number, of two the even one, without a call. `value` is far below 2^51.
+double RoundToWhole(double value) {
+    constexpr double shift = 0x1.8p52;
+    return (value + shift) - shift;
+}
+
 /// The correction with the fewest axes that brings a vertex close enough; among those, the closest.
 Correction FrameCoder::ChooseCorrection(Float4 prediction, const Vec3& target) const {
     __vector4 predicted{};
     prediction.Store(&predicted);
+    const double limit = m_MaxError * m_MaxError;
     const double rest[3] = {double{target.x} - predicted.x, double{target.y} - predicted.y,
                             double{target.z} - predicted.z};
-    Correction full;
+    if ((rest[0] * rest[0] + rest[1] * rest[1]) + rest[2] * rest[2] <= limit) {
+        return {};
+    }
+    double steps[3], gains[3];
     for (std::size_t axis = 0; axis < 3; ++axis) {
-        const double steps = std::nearbyint(rest[axis] / m_Step);
-        if (!(std::abs(steps) <= 32767.0)) {
+        if (!(std::abs(rest[axis]) <= 32767.0 * m_Step)) {
             throw std::range_error("a correction exceeds the range of transform deltas");
         }
-        full.axis[axis] = static_cast<std::int16_t>(steps);
+        steps[axis] = RoundToWhole(rest[axis] / m_Step);
+        const double left = rest[axis] - steps[axis] * m_Step;
+        gains[axis] = rest[axis] * rest[axis] - left * left;
     }
-    Correction best = full;
-    int bestAxes = 4;
-    double bestDistance = 0;
-    for (UINT32 mask = 0; mask < 8; ++mask) {
-        Correction candidate;
-        int axes = 0;
-        for (std::size_t axis = 0; axis < 3; ++axis) {
-            candidate.axis[axis] = (mask >> axis & 1) != 0 ? full.axis[axis] : std::int16_t{0};
-            axes += candidate.axis[axis] != 0 ? 1 : 0;
+    // The axes that gain most come first, until it is enough.
+    std::size_t order[3] = {0, 1, 2};
+    const auto compare = [&](std::size_t i, std::size_t k) {
+        if (gains[order[i]] < gains[order[k]]) {
+            std::swap(order[i], order[k]);
         }
+    };
+    compare(0, 1);
+    compare(1, 2);
+    compare(0, 1);
+    Correction correction;
+    for (const std::size_t axis : order) {
+        correction.axis[axis] = static_cast<std::int16_t>(steps[axis]);
         __vector4 decoded{};
-        Correct(prediction, candidate, Float4::All(m_Step)).Store(&decoded);
-        const double distance = SquaredDistance(target, decoded);
-        if (distance <= m_MaxError * m_MaxError && (axes < bestAxes || (axes == bestAxes && distance < bestDistance))) {
-            best = candidate;
-            bestAxes = axes;
-            bestDistance = distance;
+        Correct(prediction, correction, Float4::All(m_Step)).Store(&decoded);
+        if (SquaredDistance(target, decoded) <= limit) {
+            break;
         }
     }
-    return best;
+    return correction;
 }
 
 void FrameCoder::Decode(const std::vector<Motion>& motions, std::vector<Correction>& corrections,
@@ -176,7 +188,16 @@ FrameCoder::Result FrameCoder::Encode(const PartMap& parts, bool keep) const {
         motions.push_back(MakeMotion(transforms.back(), unit, samples.pivot));
     }
     std::vector<Correction> corrections;
-    Decode(motions, corrections, result.frame);
+    try {
+        Decode(motions, corrections, result.frame);
+    } catch (const std::range_error&) {
+        // Where motion is so wild that a transform of some vertices throws others out of reach, nothing moves.
+        for (std::size_t part = 0; part < transforms.size(); ++part) {
+            transforms[part] = Transform();
+            motions[part] = MakeMotion(transforms[part], 0.0f, __vector4{});
+        }
+        Decode(motions, corrections, result.frame);
+    }
 
     const WrittenTransformSection written =
         WriteTransformSection({m_Step, keep, precision.translationShift, transforms, parts, corrections});
@@ -218,7 +239,7 @@ void TransformDeltaEncoder::Learn(const std::vector<Vec3>& positions) {
         for (std::size_t i = 1; 2 * i < c_MaxPoses; ++i) {
             m_Poses[i].swap(m_Poses[2 * i]);
         }
-        m_Poses.resize(c_MaxPoses / 2);
+        m_Poses.resize((c_MaxPoses + 1) / 2);
         m_PoseStride *= 2;
     }
     m_Poses.push_back(positions);

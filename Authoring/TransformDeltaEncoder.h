@@ -40,8 +40,8 @@ public:
     /// is not positive, or when a position is not finite or beyond 1e9; std::range_error when a correction is too large
     /// for the format at this `maxError`.
     ///
-    /// 30,000 vertices take tens of milliseconds; a few seconds when parts are looked for, which happens each time that
-    /// the number of frames seen has doubled.
+    /// 30,000 vertices take a few milliseconds; a tenth of a second when parts are looked for, which happens each time
+    /// that the number of frames seen has doubled.
     TransformDeltas Encode(const DeltaHistory& history, const std::vector<Vec3>& targets,
                            const TransformDeltaOptions& options);
 

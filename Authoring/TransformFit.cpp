@@ -4,6 +4,7 @@
 // need a correction anyway. Fits are therefore reweighted a few times, which lets go of those.
 #include "Authoring/TransformFit.h"
 
+#include "Authoring/ChordLog.h"
 #include "Authoring/LeastSquares.h"
 #include "Authoring/PrefixCode.h"
 
@@ -70,7 +71,12 @@ private:
 };
 
 Fitter::Fitter(const PartSamples& samples, const FitPrecision& precision, BYTE extrapolation)
-    : m_Samples(samples), m_Precision(precision), m_Extrapolation(extrapolation) {
+    : m_Samples(samples),
+      m_Precision(precision),
+      m_Extrapolation(extrapolation),
+      m_Arms(samples.targets.size()),
+      m_Displacements(samples.targets.size()),
+      m_Weights(samples.targets.size(), 1.0) {
     const double factor = c_ExtrapolationUnit * extrapolation;
     const Nimb::__vector4& pivot = samples.pivot;
     double squares = 0;
@@ -79,11 +85,10 @@ Fitter::Fitter(const PartSamples& samples, const FitPrecision& precision, BYTE e
         const Nimb::__vector4& l = samples.last[i];
         const Vec3& t = samples.targets[i];
         const Vector base{p.x + factor * l.x, p.y + factor * l.y, p.z + factor * l.z};
-        m_Arms.push_back({base[0] - pivot.x, base[1] - pivot.y, base[2] - pivot.z});
-        m_Displacements.push_back({t.x - base[0], t.y - base[1], t.z - base[2]});
-        squares += Dot(m_Arms.back(), m_Arms.back());
+        m_Arms[i] = {base[0] - pivot.x, base[1] - pivot.y, base[2] - pivot.z};
+        m_Displacements[i] = {t.x - base[0], t.y - base[1], t.z - base[2]};
+        squares += Dot(m_Arms[i], m_Arms[i]);
     }
-    m_Weights.assign(samples.targets.size(), 1.0);
     m_Radius = std::sqrt(squares / static_cast<double>(samples.targets.size()));
 }
 
@@ -256,25 +261,76 @@ FittedTransform Fitter::Fit(Kind kind) {
 double CorrectionBits(double squaredDistance, const FitPrecision& precision) {
     constexpr double bitsOfHit = 0.3;
     constexpr double bitsOfSmallest = 5.0;
-    double excess = squaredDistance / (precision.maxError * precision.maxError);
+    const double excess = squaredDistance / (precision.maxError * precision.maxError);
     if (!(excess > 1.0)) {
         return bitsOfHit;
     }
-    if (!(excess < 1e18)) {
-        return 100.0;
-    }
-    // Three axes, each half the binary logarithm of the square. The logarithm is a chord's: the same on every machine.
-    int exponent = 0;
-    const double mantissa = std::frexp(excess, &exponent);
-    return bitsOfSmallest + 1.5 * (exponent - 1 + (2 * mantissa - 1));
+    // Three axes, each half the binary logarithm of the square.
+    return excess < 1e18 ? bitsOfSmallest + 1.5 * ChordLog2(excess) : 100.0;
 }
 
-FittedTransform FitTransform(const PartSamples& samples, const FitPrecision& precision, bool hasOlder) {
+namespace {
+
+/// The amount of extrapolation that explains most of what an affine map leaves unexplained.
+BYTE EstimateExtrapolation(const PartSamples& samples) {
+    const auto armOf = [&](std::size_t i) {
+        const Nimb::__vector4& p = samples.previous[i];
+        return std::array<double, 4>{double{p.x} - samples.pivot.x, double{p.y} - samples.pivot.y,
+                                     double{p.z} - samples.pivot.z, 1.0};
+    };
+    const auto motionsOf = [&](std::size_t i) {
+        const Nimb::__vector4 &p = samples.previous[i], &l = samples.last[i];
+        const Vec3& t = samples.targets[i];
+        return std::array<double, 6>{double{t.x} - p.x, double{t.y} - p.y, double{t.z} - p.z, l.x, l.y, l.z};
+    };
+    NormalEquations<4, 6> equations;
+    for (std::size_t i = 0; i < samples.targets.size(); ++i) {
+        equations.Add(armOf(i), motionsOf(i), 1.0);
+    }
+    const auto affine = equations.Solve();
+    double common = 0, squares = 0;
+    for (std::size_t i = 0; i < samples.targets.size(); ++i) {
+        const std::array<double, 4> arm = armOf(i);
+        std::array<double, 6> rest = motionsOf(i);
+        for (std::size_t k = 0; k < rest.size(); ++k) {
+            rest[k] -= (arm[0] * affine[0][k] + arm[1] * affine[1][k]) + (arm[2] * affine[2][k] + affine[3][k]);
+        }
+        common += (rest[0] * rest[3] + rest[1] * rest[4]) + rest[2] * rest[5];
+        squares += (rest[3] * rest[3] + rest[4] * rest[4]) + rest[5] * rest[5];
+    }
+    const double steps = squares > 0 ? common / squares / c_ExtrapolationUnit : 0;
+    return static_cast<BYTE>(std::lround(std::clamp(steps, 0.0, double{c_MaxExtrapolation})));
+}
+
+}  // namespace
+
+namespace {
+
+/// Enough to tell which kind of transform suits a part.
+constexpr std::size_t c_SamplesToCompare = 40;
+
+PartSamples EverySoMany(const PartSamples& samples, std::size_t stride) {
+    PartSamples some;
+    some.pivot = samples.pivot;
+    some.verticesPerSample = samples.verticesPerSample * static_cast<double>(stride);
+    for (std::size_t i = 0; i < samples.targets.size(); i += stride) {
+        some.previous.push_back(samples.previous[i]);
+        some.last.push_back(samples.last[i]);
+        some.targets.push_back(samples.targets[i]);
+    }
+    return some;
+}
+
+FittedTransform CheapestTransform(const PartSamples& samples, const FitPrecision& precision, bool hasOlder) {
     FittedTransform best;
     bool first = true;
-    for (UINT32 extrapolation = 0; extrapolation <= (hasOlder ? c_MaxExtrapolation : 0u); ++extrapolation) {
-        Fitter fitter(samples, precision, static_cast<BYTE>(extrapolation));
+    const BYTE likely = hasOlder ? EstimateExtrapolation(samples) : BYTE{0};
+    for (BYTE extrapolation = 0; extrapolation <= (hasOlder ? c_MaxExtrapolation : BYTE{0}); ++extrapolation) {
+        Fitter fitter(samples, precision, extrapolation);
         for (const Kind kind : {Kind_Identity, Kind_Translation, Kind_Rigid, Kind_Affine}) {
+            if (kind >= Kind_Rigid && extrapolation != likely) {
+                break;  // transforms that turn make up for most of what extrapolation does
+            }
             const FittedTransform candidate = fitter.Fit(kind);
             if (first || candidate.bits < best.bits) {
                 best = candidate;
@@ -283,6 +339,17 @@ FittedTransform FitTransform(const PartSamples& samples, const FitPrecision& pre
         }
     }
     return best;
+}
+
+}  // namespace
+
+FittedTransform FitTransform(const PartSamples& samples, const FitPrecision& precision, bool hasOlder) {
+    const std::size_t stride = samples.targets.size() / c_SamplesToCompare;
+    if (stride < 2) {
+        return CheapestTransform(samples, precision, hasOlder);
+    }
+    const Transform chosen = CheapestTransform(EverySoMany(samples, stride), precision, hasOlder).transform;
+    return Fitter(samples, precision, chosen.extrapolation).Fit(chosen.kind);
 }
 
 }  // namespace Authoring

@@ -4,6 +4,7 @@
 #include "Authoring/PrefixCode.h"
 
 #include <algorithm>
+#include <array>
 #include <numeric>
 
 namespace Authoring {
@@ -12,18 +13,11 @@ using namespace Nimb::TransformDeltas;
 
 namespace {
 
-/// A vertex symbol or, with its three numbers, an escape; a run also has a length.
-struct VertexToken {
-    UINT32 symbol;
-    UINT32 runLength;
-    Correction correction;
-};
-
 /// How corrections become symbols.
 struct TokenRules {
-    INT32 maxSmallNorm;  // sum of squares up to which small corrections have a symbol of their own
-    std::size_t minRun;  // shorter runs of zeros are spelled out
-    bool separateAxes;   // escapes use a code per axis
+    INT32 maxSmallNorm;     // sum of squares up to which small corrections have a symbol of their own
+    UINT32 minRunExponent;  // runs of zeros shorter than 2 to this are spelled out
+    bool separateAxes;      // escapes use a code per axis
 };
 
 UINT32 FloorLog2(std::size_t value) {
@@ -59,6 +53,13 @@ public:
                    : c_EscapeSymbol;
     }
 
+    static const SmallSymbols& Instance() {
+        static const SmallSymbols symbols;
+        return symbols;
+    }
+
+    static bool IsZero(const Correction& c) { return (c.axis[0] | c.axis[1] | c.axis[2]) == 0; }
+
     static INT32 Norm(const Correction& c) {
         const auto square = [](INT32 v) { return std::min(v * v, 1 << 20); };
         return square(c.axis[0]) + square(c.axis[1]) + square(c.axis[2]);
@@ -72,79 +73,123 @@ private:
     UINT32 m_Symbols[c_NumSmallCorrections] = {};
 };
 
-std::vector<VertexToken> Tokenise(const std::vector<Correction>& corrections, const TokenRules& rules) {
-    static const SmallSymbols smallSymbols;
-    std::vector<VertexToken> tokens;
-    for (std::size_t i = 0; i < corrections.size();) {
-        std::size_t run = 0;
-        while (i + run < corrections.size() && SmallSymbols::Norm(corrections[i + run]) == 0) {
-            ++run;
-        }
-        if (run >= rules.minRun) {
-            tokens.push_back({RunSymbol(FloorLog2(run)), static_cast<UINT32>(run), {}});
-            i += run;
-            continue;
-        }
-        for (const std::size_t end = i + std::max<std::size_t>(run, 1); i < end; ++i) {
-            tokens.push_back({smallSymbols.Of(corrections[i], rules.maxSmallNorm), 0, corrections[i]});
-        }
+constexpr INT32 c_MaxSmallNorm = 3 * c_SmallRadius * c_SmallRadius;
+constexpr UINT32 c_NoRuns = c_MaxRunExponent + 1;
+
+/// The longest run of zeros from `first` on that one symbol can state.
+std::size_t RunLength(const std::vector<Correction>& corrections, std::size_t first) {
+    std::size_t end = first;
+    while (end < corrections.size() && SmallSymbols::IsZero(corrections[end])) {
+        ++end;
     }
-    return tokens;
+    return end - first;
 }
 
-/// The corrections of a frame ready to be written: tokens, their codes, and what they come to.
-struct CodedCorrections {
-    std::vector<VertexToken> tokens;
-    PrefixCode vertexCode;
-    std::vector<PrefixCode> axisCodes;  // none, one for all axes, or three
-    UINT64 bits = 0;
+/// What all rules need to know of a frame's corrections to tell what they would come to.
+class CorrectionStatistics {
+public:
+    explicit CorrectionStatistics(const std::vector<Correction>& corrections) {
+        for (std::size_t i = 0; i < corrections.size();) {
+            if (const std::size_t run = RunLength(corrections, i)) {
+                const UINT32 exponent = FloorLog2(run);
+                ++m_Runs[exponent];
+                m_Zeros[exponent] += static_cast<UINT32>(run);
+                i += run;
+                continue;
+            }
+            const Correction& c = corrections[i++];
+            const UINT32 symbol = SmallSymbols::Instance().Of(c, c_MaxSmallNorm);
+            ++m_Small[symbol];
+            const INT32 norm = symbol == c_EscapeSymbol ? c_MaxSmallNorm + 1 : SmallSymbols::Norm(c);
+            AxisCounts& counts = m_Escaped[static_cast<std::size_t>(norm)];
+            for (std::size_t axis = 0; axis < 3; ++axis) {
+                ++counts[axis][NumberSymbol(Zigzag(c.axis[axis]))];
+            }
+        }
+    }
+
+    /// Bits of the tables and of all symbols under these rules.
+    UINT64 Bits(const TokenRules& rules) const {
+        std::vector<std::vector<UINT32>> axisCounts;
+        const std::vector<UINT32> vertexCounts = Count(rules, axisCounts);
+        UINT64 bits = PrefixCodedBits(vertexCounts);
+        for (UINT32 exponent = rules.minRunExponent; exponent <= c_MaxRunExponent; ++exponent) {
+            bits += UINT64{exponent} * m_Runs[exponent];
+        }
+        if (!axisCounts.empty()) {
+            ++bits;
+        }
+        for (const std::vector<UINT32>& counts : axisCounts) {
+            bits += PrefixCodedBits(counts);
+            for (UINT32 symbol = 0; symbol < counts.size(); ++symbol) {
+                bits += UINT64{counts[symbol]} * BucketOfSymbol(symbol).extraBits;
+            }
+        }
+        return bits;
+    }
+
+    /// How often each vertex symbol occurs, and each number symbol of escapes: on all axes together or on each of them;
+    /// no such counts when there are no escapes.
+    std::vector<UINT32> Count(const TokenRules& rules, std::vector<std::vector<UINT32>>& axisCounts) const {
+        std::vector<UINT32> vertexCounts(c_NumVertexSymbols);
+        axisCounts.assign(rules.separateAxes ? 3 : 1, std::vector<UINT32>(c_NumNumberSymbols));
+        UINT32 spelledZeros = 0;
+        for (UINT32 exponent = 0; exponent <= c_MaxRunExponent; ++exponent) {
+            if (exponent < rules.minRunExponent) {
+                spelledZeros += m_Zeros[exponent];
+            } else {
+                vertexCounts[RunSymbol(exponent)] = m_Runs[exponent];
+            }
+        }
+        UINT32& escapes = vertexCounts[c_EscapeSymbol];
+        escapes = m_Small[c_EscapeSymbol];
+        for (UINT32 symbol = 1; symbol < c_NumSmallCorrections; ++symbol) {
+            const bool small = SmallSymbols::Norm(c_SmallCorrections.entries[symbol]) <= rules.maxSmallNorm;
+            (small ? vertexCounts[symbol] : escapes) += m_Small[symbol];
+        }
+        (rules.maxSmallNorm >= 0 ? vertexCounts[0] : escapes) += spelledZeros;
+        for (std::size_t axis = 0; axis < 3; ++axis) {
+            std::vector<UINT32>& counts = axisCounts[axis % axisCounts.size()];
+            for (INT32 norm = std::max(rules.maxSmallNorm, 0) + 1; norm <= c_MaxSmallNorm + 1; ++norm) {
+                for (std::size_t symbol = 0; symbol < c_NumNumberSymbols; ++symbol) {
+                    counts[symbol] += m_Escaped[static_cast<std::size_t>(norm)][axis][symbol];
+                }
+            }
+            counts[0] += rules.maxSmallNorm < 0 ? spelledZeros : 0;
+        }
+        if (escapes == 0) {
+            axisCounts.clear();
+        }
+        return vertexCounts;
+    }
+
+private:
+    using AxisCounts = std::array<std::array<UINT32, c_NumNumberSymbols>, 3>;
+
+    std::array<UINT32, c_MaxRunExponent + 1> m_Runs{};   // longest possible runs of zeros, by exponent
+    std::array<UINT32, c_MaxRunExponent + 1> m_Zeros{};  // zeros in them
+    std::array<UINT32, c_EscapeSymbol + 1> m_Small{};    // other small corrections by symbol; all others are escapes
+    std::array<AxisCounts, c_MaxSmallNorm + 2> m_Escaped{};  // number symbols, should corrections of a norm be escapes
 };
 
-CodedCorrections CodeCorrections(const std::vector<Correction>& corrections, const TokenRules& rules) {
-    CodedCorrections coded;
-    coded.tokens = Tokenise(corrections, rules);
-    std::vector<UINT32> vertexCounts(c_NumVertexSymbols);
-    std::vector<std::vector<UINT32>> axisCounts(rules.separateAxes ? 3 : 1, std::vector<UINT32>(c_NumNumberSymbols));
-    for (const VertexToken& token : coded.tokens) {
-        ++vertexCounts[token.symbol];
-        coded.bits += token.runLength != 0 ? token.symbol - c_EscapeSymbol : 0;
-        for (std::size_t axis = 0; axis < 3 && token.symbol == c_EscapeSymbol; ++axis) {
-            const UINT32 symbol = NumberSymbol(Zigzag(token.correction.axis[axis]));
-            ++axisCounts[rules.separateAxes ? axis : 0][symbol];
-            coded.bits += BucketOfSymbol(symbol).extraBits;
-        }
-    }
-    coded.vertexCode = PrefixCode(vertexCounts);
-    coded.bits += coded.vertexCode.TotalBits(vertexCounts);
-    if (vertexCounts[c_EscapeSymbol] != 0) {
-        ++coded.bits;
-        for (const std::vector<UINT32>& counts : axisCounts) {
-            coded.axisCodes.emplace_back(counts);
-            coded.bits += coded.axisCodes.back().TotalBits(counts);
-        }
-    }
-    return coded;
-}
-
 /// Settles one rule after the other, which misses little against trying all combinations.
-CodedCorrections BestCoding(const std::vector<Correction>& corrections) {
-    constexpr std::size_t noRuns = std::size_t{1} << 40;
-    TokenRules rules{3, 2, false};
-    CodedCorrections best = CodeCorrections(corrections, rules);
+TokenRules BestRules(const CorrectionStatistics& statistics) {
+    TokenRules best{3, 1, false};
+    UINT64 bestBits = statistics.Bits(best);
     const auto consider = [&](const TokenRules& candidate) {
-        CodedCorrections coded = CodeCorrections(corrections, candidate);
-        if (coded.bits < best.bits) {
-            best = std::move(coded);
-            rules = candidate;
+        const UINT64 bits = statistics.Bits(candidate);
+        if (bits < bestBits) {
+            bestBits = bits;
+            best = candidate;
         }
     };
     for (const INT32 maxSmallNorm : {-1, 0, 1, 6, 12}) {
-        consider({maxSmallNorm, rules.minRun, rules.separateAxes});
+        consider({maxSmallNorm, best.minRunExponent, best.separateAxes});
     }
-    for (const std::size_t minRun : {std::size_t{4}, std::size_t{8}, noRuns}) {
-        consider({rules.maxSmallNorm, minRun, rules.separateAxes});
+    for (const UINT32 minRunExponent : {2u, 3u, c_NoRuns}) {
+        consider({best.maxSmallNorm, minRunExponent, best.separateAxes});
     }
-    consider({rules.maxSmallNorm, rules.minRun, true});
+    consider({best.maxSmallNorm, best.minRunExponent, true});
     return best;
 }
 
@@ -155,23 +200,34 @@ void WriteNumber(BitWriter& out, const PrefixCode& code, UINT32 number) {
     out.Write(number - bucket.base, bucket.extraBits);
 }
 
-void WriteCorrections(BitWriter& out, const CodedCorrections& coded) {
-    coded.vertexCode.WriteTable(out);
-    if (!coded.axisCodes.empty()) {
-        out.Write(coded.axisCodes.size() == 3 ? 1 : 0, 1);
-        for (const PrefixCode& code : coded.axisCodes) {
-            code.WriteTable(out);
-        }
+void WriteCorrections(BitWriter& out, const std::vector<Correction>& corrections) {
+    const CorrectionStatistics statistics(corrections);
+    const TokenRules rules = BestRules(statistics);
+    std::vector<std::vector<UINT32>> axisCounts;
+    const PrefixCode vertexCode(statistics.Count(rules, axisCounts));
+    vertexCode.WriteTable(out);
+    if (!axisCounts.empty()) {
+        out.Write(axisCounts.size() == 3 ? 1 : 0, 1);
     }
-    for (const VertexToken& token : coded.tokens) {
-        coded.vertexCode.WriteSymbol(out, token.symbol);
-        if (token.runLength != 0) {
-            const UINT32 exponent = token.symbol - c_EscapeSymbol;
-            out.Write(token.runLength - (UINT32{1} << exponent), exponent);
-        } else if (token.symbol == c_EscapeSymbol) {
-            for (std::size_t axis = 0; axis < 3; ++axis) {
-                const PrefixCode& code = coded.axisCodes[axis % coded.axisCodes.size()];
-                WriteNumber(out, code, Zigzag(token.correction.axis[axis]));
+    std::vector<PrefixCode> axisCodes;
+    for (const std::vector<UINT32>& counts : axisCounts) {
+        axisCodes.emplace_back(counts);
+        axisCodes.back().WriteTable(out);
+    }
+    for (std::size_t i = 0; i < corrections.size();) {
+        const std::size_t run = RunLength(corrections, i);
+        const UINT32 exponent = run != 0 ? FloorLog2(run) : 0;
+        if (run != 0 && exponent >= rules.minRunExponent) {
+            vertexCode.WriteSymbol(out, RunSymbol(exponent));
+            out.Write(static_cast<UINT32>(run) - (UINT32{1} << exponent), exponent);
+            i += run;
+            continue;
+        }
+        for (const std::size_t end = i + std::max<std::size_t>(run, 1); i < end; ++i) {
+            const UINT32 symbol = SmallSymbols::Instance().Of(corrections[i], rules.maxSmallNorm);
+            vertexCode.WriteSymbol(out, symbol);
+            for (std::size_t axis = 0; axis < 3 && symbol == c_EscapeSymbol; ++axis) {
+                WriteNumber(out, axisCodes[axis % axisCodes.size()], Zigzag(corrections[i].axis[axis]));
             }
         }
     }
@@ -280,7 +336,7 @@ WrittenTransformSection WriteTransformSection(const TransformSection& section) {
         WriteParts(bits, section.parts, static_cast<UINT32>(section.transforms.size()));
     }
     const UINT32 partsBits = bits.NumBits() - beforeParts;
-    WriteCorrections(bits, BestCoding(section.corrections));
+    WriteCorrections(bits, section.corrections);
 
     ByteWriter out;
     out.U32(static_cast<UINT32>(section.corrections.size()));

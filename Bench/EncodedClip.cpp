@@ -1,6 +1,7 @@
 // Encoding the subjects, and the plumbing to decode them.
 #include "Bench/EncodedClip.h"
 
+#include "Bench/Peers.h"
 #include "NimbCore/NimbCrossPlatform.h"
 
 #include <algorithm>
@@ -34,13 +35,6 @@ std::vector<Vec3> MakeNormals(const Mesh& mesh) {
         n = length > 0 ? Vec3{n.x / length, n.y / length, n.z / length} : Vec3{0, 1, 0};
     }
     return normals;
-}
-
-/// The largest error that rounding to the peers' grid makes on one axis.
-double PeerPositionError(const Mesh& mesh) {
-    const Authoring::Box box = Authoring::BoundingBox(mesh.positions);
-    const float extent = std::max({box.max.x - box.min.x, box.max.y - box.min.y, box.max.z - box.min.z});
-    return static_cast<double>(extent) / ((1 << c_PeerPositionBits) - 1) / 2;
 }
 
 Bytes MakeKeyFrame(const Subject& subject, IndexCoding coding, bool normals) {
@@ -92,6 +86,12 @@ EncodedClip MakeClip(const Subject& subject, DeltaCoding coding) {
 }
 
 }  // namespace
+
+double PeerPositionError(const Mesh& mesh) {
+    const Authoring::Box box = Authoring::BoundingBox(mesh.positions);
+    const float extent = std::max({box.max.x - box.min.x, box.max.y - box.min.y, box.max.z - box.min.z});
+    return static_cast<double>(extent) / ((1 << c_PeerPositionBits) - 1) / 2;
+}
 
 const Bytes& EncodeKeyFrame(const Subject& subject, IndexCoding coding, bool normals) {
     static std::map<std::tuple<const Subject*, IndexCoding, bool>, Bytes> cache;

@@ -29,6 +29,9 @@ constexpr std::pair<const char*, DeltaCoding> c_DeltaCodings[] = {{"Quantised", 
 constexpr std::pair<const char*, UINT32> c_Layouts[] = {
     {"int16", 5}, {"int16-normals", 7}, {"float", 13}, {"float-normals", 15}};
 
+/// The largest error that rounding to the peers' grid makes on one axis.
+double PeerPositionError(const Authoring::Mesh& mesh);
+
 /// One key frame of the clip's first mesh. With `normals`, records carry normals.
 const Bytes& EncodeKeyFrame(const Subject& subject, IndexCoding coding, bool normals);
 

@@ -2,53 +2,18 @@
 //
 // Peers get the treatment that their documentation recommends, and only the decoding itself is timed: Draco ends with
 // its own mesh object (nothing is copied out of it), meshoptimizer writes into memory that is already there.
+#include "Bench/Peers.h"
 #include "Bench/Subject.h"
 
-#include "Authoring/VertexEncoder.h"
-
 #include <draco/compression/decode.h>
-#include <draco/compression/encode.h>
-#include <draco/mesh/triangle_soup_mesh_builder.h>
 #include <meshoptimizer.h>
 
 #include <cstring>
-#include <memory>
 
 namespace Bench {
 namespace {
 
 using Authoring::Mesh;
-
-constexpr int c_TexCoordBits = 10;
-
-/// Corners with equal attributes become one point, and equal positions one value, as Draco's own file readers do it.
-std::unique_ptr<draco::Mesh> MakeDracoMesh(const Mesh& mesh) {
-    draco::TriangleSoupMeshBuilder builder;
-    builder.Start(static_cast<int>(mesh.faces.size()));
-    const int position = builder.AddAttribute(draco::GeometryAttribute::POSITION, 3, draco::DT_FLOAT32);
-    const int texCoord = builder.AddAttribute(draco::GeometryAttribute::TEX_COORD, 2, draco::DT_FLOAT32);
-    for (std::size_t f = 0; f < mesh.faces.size(); ++f) {
-        const auto& v = mesh.faces[f].v;
-        const draco::FaceIndex face(static_cast<std::uint32_t>(f));
-        builder.SetAttributeValuesForFace(position, face, &mesh.positions[v[0]], &mesh.positions[v[1]],
-                                          &mesh.positions[v[2]]);
-        builder.SetAttributeValuesForFace(texCoord, face, &mesh.texCoords[v[0]], &mesh.texCoords[v[1]],
-                                          &mesh.texCoords[v[2]]);
-    }
-    return builder.Finalize();
-}
-
-draco::EncoderBuffer EncodeWithDraco(const draco::Mesh& mesh, int speed) {
-    draco::Encoder encoder;
-    encoder.SetSpeedOptions(speed, speed);
-    encoder.SetAttributeQuantization(draco::GeometryAttribute::POSITION, c_PeerPositionBits);
-    encoder.SetAttributeQuantization(draco::GeometryAttribute::TEX_COORD, c_TexCoordBits);
-    draco::EncoderBuffer buffer;
-    if (!encoder.EncodeMeshToBuffer(mesh, &buffer).ok()) {
-        buffer.Clear();
-    }
-    return buffer;
-}
 
 /// What a decoded mesh amounts to as flat float vertices and 32-bit indices.
 std::size_t FloatOutputBytes(const Subject& subject) {
@@ -84,43 +49,12 @@ void DracoEncode(benchmark::State& state, const Subject& subject, int speed) {
     Report(state, subject.Vertices(), FloatOutputBytes(subject), size);
 }
 
-/// A mesh in the order that meshoptimizer's codecs are made for: triangles for the vertex cache, vertices by first use.
-struct OptimisedMesh {
-    std::vector<BYTE> records;  // 12 bytes a vertex, the layout of this project's quantised output
-    std::vector<unsigned> indices;
-    std::size_t vertices;
-};
-
-constexpr std::size_t c_RecordBytes = 12;
-
-OptimisedMesh Optimise(const Mesh& mesh) {
-    OptimisedMesh result;
-    result.indices.resize(mesh.faces.size() * 3);
-    std::memcpy(result.indices.data(), mesh.faces.data(), result.indices.size() * sizeof(unsigned));
-    meshopt_optimizeVertexCache(result.indices.data(), result.indices.data(), result.indices.size(),
-                                mesh.positions.size());
-
-    Authoring::ByteWriter writer;
-    Authoring::WriteVertexRecords(mesh, Authoring::BoundingBox(mesh.positions), false, writer);
-    const Authoring::Bytes records = writer.Take();
-    result.records.resize(records.size());
-    result.vertices = meshopt_optimizeVertexFetch(result.records.data(), result.indices.data(), result.indices.size(),
-                                                  records.data(), mesh.positions.size(), c_RecordBytes);
-    result.records.resize(result.vertices * c_RecordBytes);
-    return result;
-}
-
 enum class Sections { Vertices = 1, Indices = 2, Both = 3 };
 
 void MeshoptimizerDecode(benchmark::State& state, const Subject& subject, Sections sections) {
-    const OptimisedMesh mesh = Optimise(subject.frames[0]);
+    const OptimisedMesh mesh = OptimiseForMeshoptimizer(subject.frames[0]);
     const bool vertices = sections != Sections::Indices, indices = sections != Sections::Vertices;
-    std::vector<BYTE> codedVertices(meshopt_encodeVertexBufferBound(mesh.vertices, c_RecordBytes));
-    codedVertices.resize(meshopt_encodeVertexBuffer(codedVertices.data(), codedVertices.size(), mesh.records.data(),
-                                                    mesh.vertices, c_RecordBytes));
-    std::vector<BYTE> codedIndices(meshopt_encodeIndexBufferBound(mesh.indices.size(), mesh.vertices));
-    codedIndices.resize(
-        meshopt_encodeIndexBuffer(codedIndices.data(), codedIndices.size(), mesh.indices.data(), mesh.indices.size()));
+    const std::vector<BYTE> codedVertices = EncodeVertices(mesh), codedIndices = EncodeIndices(mesh);
     std::vector<BYTE> decodedVertices(mesh.records.size());
     std::vector<unsigned> decodedIndices(mesh.indices.size());
     for (auto _ : state) {

@@ -11,9 +11,6 @@
 
 namespace Bench {
 
-/// Positions in other codecs have so many bits an axis; delta frames here are made no less exact.
-constexpr int c_PeerPositionBits = 11;
-
 struct Subject {
     std::string name;                     ///< second part of every benchmark's name
     std::vector<Authoring::Mesh> frames;  ///< constant topology, 30 frames a second
@@ -25,6 +22,7 @@ struct Subject {
 void RegisterPeerBenchmarks(const Subject& subject);
 void RegisterCodecBenchmarks(const Subject& subject);
 void RegisterFrameBenchmarks(const Subject& subject);
+void RegisterEncodeBenchmarks(const Subject& subject);
 
 /// Registers one benchmark that reports the best of its repetitions in microseconds of processor time.
 void Register(const std::string& name, std::function<void(benchmark::State&)> body);

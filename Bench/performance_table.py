@@ -17,6 +17,7 @@ GOALS = [
     ("Delta frame, Golomb", "Frame/{}/Delta/Golomb/float", "Peer/{}/DracoDecode/default", 25),
     ("Delta frame, Huffman", "Frame/{}/Delta/Huffman/float", "Peer/{}/DracoDecode/default", 25),
     ("Key frame, list deltas", "Frame/{}/Key/List2/float", "Peer/{}/Memcpy/float/frame", 1 / 3),
+    ("Encoding, mean of a clip", "Encode/{}/Clip/automatic", "Peer/{}/DracoEncode/default", 1),
     ("Mark: delta frame, plain", "Frame/{}/Delta/Plain/float", "Peer/{}/MeshoptimizerDecode/vertices+indices", 1),
     ("Mark: delta frame, Golomb", "Frame/{}/Delta/Golomb/float", "Peer/{}/MeshoptimizerDecode/vertices+indices", 1),
     ("Mark: delta frame, transforms", "Frame/{}/Delta/Transform/float", "Peer/{}/MeshoptimizerDecode/vertices+indices", 1),

@@ -1,11 +1,13 @@
 // Whole clips through FrameEncoder and the mesh reader: topology, closed loop, choices and temporal frames.
 #include "Authoring/FrameEncoder.h"
 #include "Authoring/IndexEncoder.h"
+#include "Authoring/SegmentEncoder.h"
 #include "Authoring/TextureTransform.h"
 #include "Tests/TestSupport.h"
 
 #include <gtest/gtest.h>
 
+#include <numeric>
 #include <stdexcept>
 
 using namespace Authoring;
@@ -164,19 +166,107 @@ TEST(FrameEncoder, DeltaFramesCarryNormalsAndRecordsCarryTextureCoordinates) {
     }
 }
 
-TEST(FrameEncoder, SmallestIsNoLargerThanAnyOfItsChoices) {
-    const Mesh mesh = MakeSheet(60, 60);
-    std::size_t sizes[5] = {};
-    for (std::size_t i = 0; i < 5; ++i) {
-        FrameEncoder encoder;
-        encoder.KeyFrame(mesh);
-        DeltaFrameOptions options;
-        options.coding = c_Corrections[i];
-        options.maxError = 0.0005;
-        sizes[i] = encoder.DeltaFrame(Moved(mesh, 1), options).bytes.size();
+TEST(SegmentEncoder, IsNoLargerThanAnyFixedChoiceAndKeepsTheLimit) {
+    constexpr double limit = 0.0008;
+    // A sheet that waves, and one whose vertices also tremble, which no transform explains.
+    for (const float tremble : {0.0f, 0.02f}) {
+        SCOPED_TRACE(tremble);
+        std::vector<Mesh> meshes;
+        NimbTest::Random random(3);
+        for (UINT32 i = 0; i < 6; ++i) {
+            meshes.push_back(Moved(TwoSheets(), i));
+            for (Vec3& p : meshes.back().positions) {
+                p.y += tremble * random.Signed();
+            }
+        }
+        const auto total = [&](const ClipOptions& options, bool temporal) {
+            std::vector<ClipMoment> moments;
+            for (const Mesh& mesh : meshes) {
+                moments.push_back({{&mesh, 0, std::nullopt, &mesh == &meshes[3]}});
+                if (temporal) {
+                    moments.back().push_back({&meshes.front(), 7, std::nullopt, false});
+                }
+            }
+            FrameReader reader(c_Float);
+            std::vector<UINT32> inOrder(meshes[0].positions.size());
+            std::iota(inOrder.begin(), inOrder.end(), 0u);
+            std::size_t bytes = 0;
+            const std::vector<EncodedFrame> frames = EncodeSegment(moments, options);
+            for (std::size_t i = 0; i < meshes.size(); ++i) {
+                const DecodedFrame decoded = reader.Decode(frames.at(i).bytes);
+                EXPECT_EQ(S_OK, decoded.hr);
+                EXPECT_LE(frames[i].maxError, limit);
+                EXPECT_EQ(i == 0 || (i == 3 && !temporal), frames[i].isKeyFrame) << "a new topology is asked for";
+                if (options.keepVertexOrder && !temporal) {
+                    EXPECT_EQ(frames[i].maxError, ErrorOf(decoded, 20, meshes[i], inOrder));
+                }
+                bytes += frames[i].bytes.size();
+            }
+            return bytes;
+        };
+        for (const bool temporal : {false, true}) {
+            ClipOptions options;
+            options.maxError = limit;
+            const std::size_t automatic = total(options, temporal);
+            for (const IndexCoding indices : {IndexCoding::List1, IndexCoding::List2, IndexCoding::EdgeBreaker,
+                                              IndexCoding::Strips1, IndexCoding::Strips2}) {
+                if (temporal && indices >= IndexCoding::Strips1) {
+                    continue;
+                }
+                for (const DeltaCoding coding : {DeltaCoding::Quantised, DeltaCoding::Plain, DeltaCoding::Golomb,
+                                                 DeltaCoding::Transform, DeltaCoding::Huffman}) {
+                    options.indices = indices;
+                    options.delta = coding;
+                    EXPECT_GE(total(options, temporal), automatic)
+                        << static_cast<int>(indices) << " " << static_cast<int>(coding);
+                }
+            }
+            ClipOptions inOrder;
+            inOrder.maxError = limit;
+            inOrder.keepVertexOrder = true;
+            EXPECT_GE(total(inOrder, temporal), automatic);
+        }
     }
-    EXPECT_EQ(*std::min_element(sizes, sizes + 4), sizes[4]);
-    EXPECT_LT(sizes[1], sizes[0]) << "Golomb codes beat plain bytes at coarse steps";
+}
+
+TEST(FrameEncoder, NextTemporalFrameChoosesForEachSubMesh) {
+    const Mesh meshes[2] = {MakeSheet(8, 7, 1), MakeSheet(5, 9, 2)};
+    ClipOptions options;
+    options.maxError = 0.002;
+    options.keyFrameInterval = 5;
+    FrameEncoder encoder;
+    FrameReader reader(c_Float);
+    const auto next = [&](UINT32 time, bool newTopology, bool alone) {
+        const Mesh moved[2] = {Moved(meshes[0], time), Moved(meshes[1], time)};
+        std::vector<ClipSubMesh> subMeshes = {{&moved[0], 4, std::nullopt, false}};
+        if (!alone) {
+            subMeshes.push_back({&moved[1], 5, SolveTransform(PlaceInAtlas(0.5f, 0.5f, 0, 0)), newTopology});
+        }
+        const EncodedFrame frame = encoder.NextTemporalFrame(subMeshes, options);
+        const DecodedFrame decoded = reader.Decode(frame.bytes);
+        EXPECT_EQ(S_OK, decoded.hr);
+        EXPECT_LE(frame.maxError, options.maxError);
+        std::size_t vertex = 0;
+        for (std::size_t k = 0; k < subMeshes.size(); ++k) {
+            for (const UINT32 i : encoder.VertexOrder(subMeshes[k].id)) {
+                EXPECT_LE(Distance(moved[k].positions[i], PositionOf(decoded, vertex++, 20)), frame.maxError);
+            }
+        }
+        return frame;
+    };
+    EXPECT_TRUE(next(0, false, false).isKeyFrame);
+    const std::size_t deltas = next(1, false, false).bytes.size();
+    const EncodedFrame mixed = next(2, true, false);
+    EXPECT_FALSE(mixed.isKeyFrame);
+    EXPECT_GT(mixed.bytes.size(), deltas + 12 * meshes[1].positions.size()) << "one of the two is a key frame";
+    EXPECT_LT(next(3, false, true).bytes.size(), deltas);
+    EXPECT_GT(next(4, false, false).bytes.size(), deltas) << "the second was forgotten";
+    EXPECT_TRUE(next(5, false, false).isKeyFrame) << "the interval is over for both";
+    EXPECT_FALSE(next(6, false, false).isKeyFrame);
+
+    options.indices = IndexCoding::Strips1;
+    options.keyFrameInterval = 1;
+    EXPECT_THROW(next(7, false, false), std::invalid_argument);
 }
 
 TEST(FrameEncoder, NextFrameKeepsTheLimitAndStartsAnewWhereItMust) {

@@ -25,7 +25,7 @@ if(NIMB_BUILD_FUZZ)
 endif()
 
 function(nimb_compile target)
-  target_link_libraries(${target} PRIVATE nimb_compile_options)
+  target_link_libraries(${target} PRIVATE "$<BUILD_INTERFACE:nimb_compile_options>")
   set_target_properties(${target} PROPERTIES
     CXX_EXTENSIONS OFF
     CXX_VISIBILITY_PRESET hidden

@@ -23,4 +23,8 @@ using GlContextFactory = std::function<std::unique_ptr<GlContext>()>;
 /// display, which the plug-in asks for, is the same one.
 std::unique_ptr<GlContext> MakeSurfacelessContext();
 
+/// A context for an X11 window, which outlives it; multisampled where that is to be had. EGL_PLATFORM must be "x11", so
+/// that the default display, which the plug-in asks for, is the one that the window is on.
+std::unique_ptr<GlContext> MakeWindowContext(EGLNativeWindowType window);
+
 }  // namespace EngineStandIn

@@ -1,0 +1,196 @@
+#include "Authoring/Clip/ClipPictures.h"
+
+#include "Authoring/Clip/Av.h"
+
+#include <cstring>
+#include <optional>
+
+namespace Authoring {
+namespace {
+
+// From this height on video that does not say which colours it means is taken for high definition.
+constexpr int c_HighDefinitionHeight = 720;
+
+int ColourMatrixOf(const AVFrame& frame) {
+    switch (frame.colorspace) {
+        case AVCOL_SPC_BT709:
+            return SWS_CS_ITU709;
+        case AVCOL_SPC_FCC:
+            return SWS_CS_FCC;
+        case AVCOL_SPC_BT470BG:
+        case AVCOL_SPC_SMPTE170M:
+            return SWS_CS_ITU601;
+        case AVCOL_SPC_SMPTE240M:
+            return SWS_CS_SMPTE240M;
+        case AVCOL_SPC_BT2020_NCL:
+        case AVCOL_SPC_BT2020_CL:
+            return SWS_CS_BT2020;
+        default:
+            return frame.height >= c_HighDefinitionHeight ? SWS_CS_ITU709 : SWS_CS_ITU601;
+    }
+}
+
+bool HasFullRange(const AVFrame& frame) {
+    return frame.color_range == AVCOL_RANGE_JPEG || frame.format == AV_PIX_FMT_YUVJ420P ||
+           frame.format == AV_PIX_FMT_YUVJ422P || frame.format == AV_PIX_FMT_YUVJ444P;
+}
+
+std::string AvText(int result) {
+    char text[AV_ERROR_MAX_STRING_SIZE] = {};
+    av_strerror(result, text, sizeof(text));
+    return text;
+}
+
+/// One track's decoder, on the thread that calls it.
+class TrackDecoder {
+public:
+    TrackDecoder(const ClipReader& reader, std::size_t track)
+        : m_Packet(CheckAllocated(av_packet_alloc())), m_Frame(CheckAllocated(av_frame_alloc())) {
+        const std::string what = reader.Path() + ": track " + std::to_string(track);
+        const AVCodecParameters& parameters = reader.Parameters(track);
+        const AVCodec* const codec = avcodec_find_decoder(parameters.codec_id);
+        if (codec == nullptr) {
+            throw InputError(what + ": there is no decoder for " + avcodec_get_name(parameters.codec_id));
+        }
+        m_Context = CheckAllocated(avcodec_alloc_context3(codec));
+        int result = avcodec_parameters_to_context(m_Context.get(), &parameters);
+        // Threads by frame would put an error down to a later sample.
+        m_Context->thread_type = FF_THREAD_SLICE;
+        m_Context->thread_count = 0;
+        if (result >= 0) {
+            result = avcodec_open2(m_Context.get(), codec, nullptr);
+        }
+        if (result < 0) {
+            throw InputError(what + ": no decoder opens: " + AvText(result));
+        }
+    }
+
+    /// Null: the end. `onFrame` gets an AVFrame whose pts is the number of its sample.
+    template <class OnFrame>
+    std::string Decode(const ClipSample* pSample, OnFrame&& onFrame) {
+        if (pSample != nullptr) {
+            if (pSample->byteStream.empty()) {
+                return pSample->damage;  // to a decoder an empty packet would be the end of the stream
+            }
+            const int result = av_new_packet(m_Packet.get(), static_cast<int>(pSample->byteStream.size()));
+            if (result < 0) {
+                throw std::bad_alloc();
+            }
+            std::memcpy(m_Packet->data, pSample->byteStream.data(), pSample->byteStream.size());
+            m_Packet->pts = static_cast<std::int64_t>(pSample->number);
+        }
+        const int sent = avcodec_send_packet(m_Context.get(), pSample != nullptr ? m_Packet.get() : nullptr);
+        av_packet_unref(m_Packet.get());
+        std::string problem = sent < 0 ? AvText(sent) : "";
+        for (;;) {
+            const int result = avcodec_receive_frame(m_Context.get(), m_Frame.get());
+            if (result == AVERROR(EAGAIN) || result == AVERROR_EOF) {
+                return problem;
+            }
+            if (result < 0) {
+                return problem.empty() ? AvText(result) : problem;
+            }
+            onFrame(*m_Frame);
+            av_frame_unref(m_Frame.get());
+        }
+    }
+
+private:
+    AvPtr<AVCodecContext> m_Context;
+    AvPtr<AVPacket> m_Packet;
+    AvPtr<AVFrame> m_Frame;
+};
+
+/// As the player does.
+class RgbaConverter {
+public:
+    Image Convert(const AVFrame& from) {
+        SwsContext* const context = sws_getCachedContext(
+            m_Context.release(), from.width, from.height, static_cast<AVPixelFormat>(from.format), from.width,
+            from.height, AV_PIX_FMT_RGBA, SWS_BILINEAR | SWS_ACCURATE_RND, nullptr, nullptr, nullptr);
+        m_Context.reset(context);
+        if (context == nullptr) {
+            throw InputError("pictures of pixel format " + std::to_string(from.format) + " cannot be converted");
+        }
+        constexpr int unity = 1 << 16;
+        sws_setColorspaceDetails(context, sws_getCoefficients(ColourMatrixOf(from)), HasFullRange(from) ? 1 : 0,
+                                 sws_getCoefficients(SWS_CS_DEFAULT), 1, 0, unity, unity);
+        // The conversion writes whole vectors, past a row's end: its rows are longer than the picture's.
+        constexpr std::size_t vectorBytes = 64;
+        Image image(static_cast<std::size_t>(from.width), static_cast<std::size_t>(from.height));
+        const std::size_t stride = (image.width * 4 + vectorBytes - 1) / vectorBytes * vectorBytes;
+        m_Rows.resize(stride * image.height + vectorBytes);
+        BYTE* const planes[4] = {m_Rows.data(), nullptr, nullptr, nullptr};
+        const int strides[4] = {static_cast<int>(stride), 0, 0, 0};
+        sws_scale(context, from.data, from.linesize, 0, from.height, planes, strides);
+        for (std::size_t y = 0; y < image.height; ++y) {
+            std::memcpy(image.Pixel(0, y), &m_Rows[y * stride], image.width * 4);
+        }
+        return image;
+    }
+
+private:
+    AvPtr<SwsContext> m_Context;
+    std::vector<BYTE> m_Rows;
+};
+
+}  // namespace
+
+class ClipPictures::Decoder {
+public:
+    Decoder(const ClipReader& reader, std::size_t track, bool withImages) : m_Decoder(reader, track) {
+        if (withImages) {
+            m_Converter.emplace();
+        }
+    }
+
+    std::string Decode(const ClipSample* pSample, const Sink& sink) {
+        return m_Decoder.Decode(pSample, [&](const AVFrame& frame) {
+            if (frame.pts == AV_NOPTS_VALUE) {
+                return;  // a second picture of one sample: nobody asked for it
+            }
+            ClipPicture picture;
+            picture.number = static_cast<std::size_t>(frame.pts);
+            picture.width = frame.width;
+            picture.height = frame.height;
+            picture.isDamaged = frame.decode_error_flags != 0 || (frame.flags & AV_FRAME_FLAG_CORRUPT) != 0;
+            if (m_Converter) {
+                picture.image = m_Converter->Convert(frame);
+            }
+            sink(std::move(picture));
+        });
+    }
+
+private:
+    TrackDecoder m_Decoder;
+    std::optional<RgbaConverter> m_Converter;
+};
+
+ClipPictures::ClipPictures(const ClipReader& reader, std::size_t track, bool withImages)
+    : m_Decoder(std::make_unique<Decoder>(reader, track, withImages)) {}
+
+ClipPictures::~ClipPictures() = default;
+
+std::string ClipPictures::Decode(const ClipSample& sample, const Sink& sink) {
+    return m_Decoder->Decode(&sample, sink);
+}
+
+std::string ClipPictures::Finish(const Sink& sink) {
+    return m_Decoder->Decode(nullptr, sink);
+}
+
+class ClipSound::Decoder : public TrackDecoder {
+public:
+    using TrackDecoder::TrackDecoder;
+};
+
+ClipSound::ClipSound(const ClipReader& reader, std::size_t track)
+    : m_Decoder(std::make_unique<Decoder>(reader, track)) {}
+
+ClipSound::~ClipSound() = default;
+
+std::string ClipSound::Decode(const ClipSample& sample) {
+    return m_Decoder->Decode(&sample, [](const AVFrame&) {});
+}
+
+}  // namespace Authoring

@@ -1,0 +1,34 @@
+// One frame's mesh with its texture as files for ordinary 3-D programs.
+//
+// Pure: what the files hold, in memory. Formats differ in where v of a texture coordinate is 0: at the picture's bottom
+// in OBJ and PLY, at its top in glTF as in Mesh.
+#pragma once
+
+#include "Authoring/ByteWriter.h"
+#include "Authoring/Image.h"
+#include "Authoring/Mesh.h"
+
+#include <string>
+#include <vector>
+
+namespace Authoring {
+
+enum class MeshFormat {
+    Obj,  ///< text; with a material file and a PNG beside it
+    Ply,  ///< binary; with a PNG beside it, which a comment "TextureFile" names
+    Glb,  ///< binary glTF 2.0 with the PNG inside
+};
+
+struct ExportedFile {
+    std::string name;
+    Bytes bytes;
+};
+
+/// Names of the files, those that others refer to first. `stem`: "frame_0012", for instance.
+std::vector<std::string> ExportNames(MeshFormat format, const std::string& stem);
+
+/// The files, in the order of ExportNames. Throws std::runtime_error when the mesh is too large for the format.
+std::vector<ExportedFile> ExportMesh(MeshFormat format, const std::string& stem, const Mesh& mesh,
+                                     const Image& texture);
+
+}  // namespace Authoring

@@ -1,0 +1,21 @@
+// The writers behind MeshExport.h, one a format.
+#pragma once
+
+#include "Authoring/ByteWriter.h"
+#include "Authoring/Mesh.h"
+
+#include <string>
+
+namespace Authoring {
+
+/// `materialFile`: the .mtl that is to be named.
+Bytes WriteObj(const Mesh& mesh, const std::string& materialFile);
+/// One material, which shows the picture without lighting.
+Bytes WriteMtl(const std::string& textureFile);
+
+Bytes WritePly(const Mesh& mesh, const std::string& textureFile);
+
+/// `png`: goes into the file as it is.
+Bytes WriteGlb(const Mesh& mesh, const Bytes& png);
+
+}  // namespace Authoring

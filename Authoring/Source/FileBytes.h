@@ -1,0 +1,23 @@
+// Whole files in memory.
+#pragma once
+
+#include "Nimb/NimbInterfaces.h"
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace Authoring {
+
+/// Throws InputError, naming the file, when it cannot be read. `what` says in the message what the file is wanted for,
+/// as in "the mesh".
+std::vector<BYTE> ReadFileBytes(const std::string& path, const std::string& what);
+
+inline std::string_view AsText(const std::vector<BYTE>& bytes) {
+    return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
+}
+
+/// The path of a file that another file names: relative to that one's folder. Backslashes count as slashes.
+std::string PathBeside(const std::string& file, std::string name);
+
+}  // namespace Authoring

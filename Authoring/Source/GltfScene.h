@@ -1,0 +1,16 @@
+// Scenes from glTF files.
+#pragma once
+
+#include "Authoring/Source/LoadedMesh.h"
+#include "Authoring/Source/Scene.h"
+
+#include <optional>
+#include <string>
+
+namespace Authoring {
+
+/// The file's default scene with one animation, named by its name or its index; empty: the first one, if there is any;
+/// std::nullopt: none. With Materials::Ignore the scene has one material without a picture. Throws InputError.
+Scene ReadGltfScene(const std::string& path, const std::optional<std::string>& animation, Materials materials);
+
+}  // namespace Authoring

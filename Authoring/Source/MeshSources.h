@@ -1,0 +1,56 @@
+// Opens what a clip can be made of: a scene in a glTF file, or a sequence of OBJ, PLY or glTF files.
+#pragma once
+
+#include "Authoring/MeshSource.h"
+
+#include <cstddef>
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace Authoring {
+
+/// Which axis of the input points up. Z: (x, y, z) becomes (x, z, -y).
+enum class UpAxis { Y, Z };
+
+struct SourceOptions {
+    /// One of
+    /// - a .gltf or .glb file: a scene, sampled at `frameRate`; without an animation one frame;
+    /// - an .obj or .ply file: one frame;
+    /// - a numbered sequence of files of one format, as in "scan/frame_%04d.obj";
+    /// - a glob, as in "scan/*.ply", or a folder: its files in natural order (9 before 10). Names that differ in one
+    ///   number only are a numbered sequence too. Each .gltf or .glb file of a sequence is one frame, in its rest pose.
+    /// A numbered sequence must not have gaps.
+    std::string input;
+
+    /// Empty: the pictures that the input names. Otherwise one picture, or a pattern, glob or folder of them, one for
+    /// each frame; the whole mesh is then one material.
+    std::string texture;
+
+    double frameRate = 30;  ///< frames per second, above 0, at most 1000
+
+    /// Which frames to take, both ends included: the numbers in the files' names for a "%d" pattern, otherwise counted
+    /// from 0. Frames of the source are numbered from 0 in any case.
+    std::optional<std::size_t> firstFrame;
+    std::optional<std::size_t> lastFrame;
+
+    UpAxis upAxis = UpAxis::Y;
+    double scale = 1;  ///< metres in one unit of the input, above 0
+
+    /// Name or index of a scene's animation; empty: the first one.
+    std::string animation;
+};
+
+/// An animation lasts from time 0 to its last key; its frames are at n / frameRate, round(duration x frameRate) of
+/// them, at least one. The moment of the last key is thus no frame of its own: in a loop it is the first one again.
+///
+/// Meshes of one material become one part. Its normals are empty unless all of it has normals in the input. Vertices
+/// that no face uses, faces without an area of their own (a vertex twice), points, lines and vertex colours are left
+/// out. Texture coordinates outside [0, 1] are brought inside by whole periods, triangle by triangle; a triangle that
+/// reaches across the picture's edge is an error. (A glTF texture that is not repeated is clamped instead.)
+///
+/// Whether files exist, the first frame and its pictures are checked here, everything else when a frame is loaded. Few
+/// frames are kept in memory. Throws InputError; std::invalid_argument for options out of range.
+std::unique_ptr<MeshSource> OpenMeshSource(const SourceOptions& options);
+
+}  // namespace Authoring

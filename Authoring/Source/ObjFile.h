@@ -1,0 +1,15 @@
+// Wavefront OBJ files and their material libraries.
+#pragma once
+
+#include "Authoring/Source/LoadedMesh.h"
+
+#include <string>
+
+namespace Authoring {
+
+/// Polygons are cut into triangles; groups and objects are merged by material; points, lines, curves and smoothing
+/// groups are ignored. Of materials it reads Kd and map_Kd (which replaces Kd), options of map_Kd that leave the
+/// picture as it is included. Throws InputError, naming the file and the line.
+LoadedMesh ReadObj(const std::string& path, Materials materials);
+
+}  // namespace Authoring

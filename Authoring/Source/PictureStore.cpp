@@ -1,0 +1,78 @@
+#include "Authoring/Source/PictureStore.h"
+
+#include "Authoring/Source/FileBytes.h"
+#include "Authoring/Source/ImageFile.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace Authoring {
+namespace {
+
+// Large enough for the subsampled colours and the block filters of video.
+constexpr std::size_t c_ColourPictureSize = 16;
+
+BYTE ByteOf(float value) {
+    return static_cast<BYTE>(std::lround(std::clamp(value, 0.0F, 1.0F) * 255));
+}
+
+Image ColourPicture(const Colour& colour) {
+    Image image(c_ColourPictureSize, c_ColourPictureSize);
+    for (std::size_t i = 0; i < image.rgba.size(); ++i) {
+        const float value = colour[i % 4];
+        image.rgba[i] = ByteOf(i % 4 == 3 ? value : EncodedOf(value));
+    }
+    return image;
+}
+
+void Multiply(Image& image, const Colour& colour) {
+    std::array<std::array<BYTE, 256>, 4> tables;
+    for (std::size_t c = 0; c < 4; ++c) {
+        for (std::size_t value = 0; value < 256; ++value) {
+            const float encoded = static_cast<float>(value) / 255;
+            tables[c][value] = ByteOf(c == 3 ? encoded * colour[c] : EncodedOf(LinearOf(encoded) * colour[c]));
+        }
+    }
+    for (std::size_t i = 0; i < image.rgba.size(); ++i) {
+        image.rgba[i] = tables[i % 4][image.rgba[i]];
+    }
+}
+
+std::string KeyOf(const SourceMaterial& material) {
+    std::string key(reinterpret_cast<const char*>(material.colour.data()), sizeof material.colour);
+    if (material.picture) {
+        // Embedded pictures by their content: every file of a sequence may embed the same one.
+        key += material.picture->bytes == nullptr ? "file:" + material.picture->name
+                                                  : "bytes:" + std::string(AsText(*material.picture->bytes));
+    }
+    return key;
+}
+
+Image Load(const SourceMaterial& material) {
+    if (!material.picture) {
+        return ColourPicture(material.colour);
+    }
+    const Picture& picture = *material.picture;
+    Image image = picture.bytes == nullptr ? ReadImage(picture.name)
+                                           : DecodeImage(picture.bytes->data(), picture.bytes->size(), picture.name);
+    if (material.colour != Colour{1, 1, 1, 1}) {
+        Multiply(image, material.colour);
+    }
+    return image;
+}
+
+}  // namespace
+
+std::shared_ptr<const Image> PictureStore::Get(const SourceMaterial& material) {
+    return m_Images.Get(KeyOf(material), [&] { return Load(material); });
+}
+
+float LinearOf(float encoded) {
+    return encoded <= 0.04045F ? encoded / 12.92F : std::pow((encoded + 0.055F) / 1.055F, 2.4F);
+}
+
+float EncodedOf(float linear) {
+    return linear <= 0.0031308F ? linear * 12.92F : 1.055F * std::pow(linear, 1 / 2.4F) - 0.055F;
+}
+
+}  // namespace Authoring

@@ -1,0 +1,31 @@
+// The pictures of materials, decoded.
+#pragma once
+
+#include "Authoring/Image.h"
+#include "Authoring/Source/LoadingCache.h"
+#include "Authoring/Source/SourceMaterial.h"
+
+#include <memory>
+#include <string>
+
+namespace Authoring {
+
+/// Keeps the last used pictures. Any thread.
+class PictureStore {
+public:
+    /// As many pictures as `materials` materials need, and some to spare.
+    explicit PictureStore(std::size_t materials) : m_Images(2 * materials + 4) {}
+
+    /// The material's picture times its colour, or a small picture of the colour. The same pointer for the same
+    /// content as long as it is kept. Throws InputError.
+    std::shared_ptr<const Image> Get(const SourceMaterial& material);
+
+private:
+    LoadingCache<std::string, Image> m_Images;
+};
+
+/// An 8-bit sRGB value in linear light, 0 to 1, and back.
+float LinearOf(float encoded);
+float EncodedOf(float linear);
+
+}  // namespace Authoring

@@ -1,0 +1,16 @@
+// Polygon files: PLY, as text or binary of either byte order.
+#pragma once
+
+#include "Authoring/Source/LoadedMesh.h"
+
+#include <string>
+
+namespace Authoring {
+
+/// Texture coordinates are the vertices' (u, v), (s, t) or (texture_u, texture_v), or the faces' list "texcoord", which
+/// has a pair for each corner. Pictures are those of the "comment TextureFile NAME" lines, chosen by the faces'
+/// "texnumber" where there are several. Throws InputError, naming the file and the line, or in a binary file the
+/// vertex or face.
+LoadedMesh ReadPly(const std::string& path, Materials materials);
+
+}  // namespace Authoring

@@ -1,0 +1,177 @@
+// A sequence of mesh files, one for each frame.
+#include "Authoring/Source/FramePictures.h"
+#include "Authoring/Source/GltfScene.h"
+#include "Authoring/Source/LoadedMesh.h"
+#include "Authoring/Source/LoadingCache.h"
+#include "Authoring/Source/ObjFile.h"
+#include "Authoring/Source/Placement.h"
+#include "Authoring/Source/PlyFile.h"
+#include "Authoring/Source/ScenePose.h"
+#include "Authoring/Source/SourceFactories.h"
+
+#include <map>
+#include <stdexcept>
+
+namespace Authoring {
+namespace {
+
+// A frame is asked for as a mesh and again for its pictures, by a few threads.
+constexpr std::size_t c_CachedFrames = 6;
+
+/// One file, ready but for what the first frame decides.
+struct FileFrame {
+    std::vector<SourceMaterial> materials;
+    std::vector<SourcePart> parts;  ///< `material` is a place in `materials`
+};
+
+FileFrame ReadScene(const std::string& path, Materials materials) {
+    Scene scene = ReadGltfScene(path, std::nullopt, materials);
+    return {scene.materials, PoseAt(scene, 0).parts};
+}
+
+FileFrame ReadMesh(const std::string& path, Materials materials) {
+    const LoadedMesh loaded = ExtensionOf(path) == "obj" ? ReadObj(path, materials) : ReadPly(path, materials);
+    FileFrame frame;
+    frame.materials = loaded.materials;
+    for (const LoadedPart& part : loaded.parts) {
+        const SourceMaterial& look = loaded.materials[part.material];
+        const bool hasPicture = materials == Materials::Ignore || look.picture.has_value();
+        const std::string name = look.name.empty() ? path : path + ": material '" + look.name + "'";
+        frame.parts.push_back({part.material, Finish(part, hasPicture, name)});
+    }
+    return frame;
+}
+
+/// All parts as one, for a picture that covers them all.
+void MergeParts(FileFrame& frame) {
+    for (std::size_t i = 1; i < frame.parts.size(); ++i) {
+        Append(frame.parts.front().mesh, frame.parts[i].mesh);
+    }
+    frame.parts.resize(1);
+    frame.parts.front().material = 0;
+    frame.materials.resize(1);
+}
+
+FileFrame ReadFrame(const std::string& path, const SourceOptions& options) {
+    const Materials materials = options.texture.empty() ? Materials::Read : Materials::Ignore;
+    const std::string extension = ExtensionOf(path);
+    FileFrame frame =
+        extension == "glb" || extension == "gltf" ? ReadScene(path, materials) : ReadMesh(path, materials);
+    if (materials == Materials::Ignore) {
+        MergeParts(frame);
+    }
+    for (SourcePart& part : frame.parts) {
+        Place(part.mesh, options, path);
+    }
+    return frame;
+}
+
+class SequenceSource final : public MeshSource {
+public:
+    explicit SequenceSource(const SourceOptions& options)
+        : SequenceSource(options, FindFiles(options.input, {{"obj"}, {"ply"}, {"glb"}, {"gltf"}}, "mesh file")) {}
+
+    std::size_t FrameCount() const override { return m_Range.end - m_Range.begin; }
+    double FrameRate() const override { return m_Options.frameRate; }
+    std::size_t MaterialCount() const override { return m_MaterialNames.size(); }
+    std::string MaterialName(std::size_t material) const override { return m_MaterialNames.at(material); }
+    std::string FrameName(std::size_t frame) const override { return m_Files.paths.at(m_Range.begin + frame); }
+
+    SourceFrame Frame(std::size_t frame) const override {
+        const std::shared_ptr<const FileFrame> loaded = Load(frame);
+        const std::vector<std::size_t> materials = MaterialsOf(*loaded, frame);
+        std::map<std::size_t, Mesh> meshes;
+        for (const SourcePart& part : loaded->parts) {
+            meshes[materials[part.material]] = part.mesh;
+        }
+        SourceFrame result;
+        for (auto& [material, mesh] : meshes) {
+            result.parts.push_back({material, std::move(mesh)});
+        }
+        return result;
+    }
+
+    std::shared_ptr<const Image> Texture(std::size_t frame, std::size_t material) const override {
+        if (material >= MaterialCount()) {
+            throw std::out_of_range("no such material");
+        }
+        if (m_Pictures.AreNamed()) {
+            return m_Pictures.Get(m_Pictures.NamedFor(frame), material, FrameName(frame));
+        }
+        const std::shared_ptr<const FileFrame> loaded = Load(frame);
+        const std::vector<std::size_t> materials = MaterialsOf(*loaded, frame);
+        for (std::size_t i = 0; i < materials.size(); ++i) {
+            if (materials[i] == material) {
+                return m_Pictures.Get(loaded->materials[i], material, FrameName(frame));
+            }
+        }
+        // A frame without this material: nothing of it is seen, so its picture may stay what it was at first.
+        return Texture(0, material);
+    }
+
+private:
+    SequenceSource(const SourceOptions& options, FileSequence files)
+        : m_Options(options),
+          m_Files(std::move(files)),
+          m_Range(RangeOf(m_Files, options.input, options.firstFrame, options.lastFrame)),
+          m_Pictures(options, m_Files.paths.size(), m_Range),
+          m_Frames(c_CachedFrames) {
+        for (const SourceMaterial& material : Load(0)->materials) {
+            m_MaterialNames.push_back(material.name);
+        }
+        m_Pictures.SetMaterialCount(m_MaterialNames.size());
+        for (std::size_t material = 0; material < m_MaterialNames.size(); ++material) {
+            Texture(0, material);
+        }
+    }
+
+    std::shared_ptr<const FileFrame> Load(std::size_t frame) const {
+        return m_Frames.Get(frame, [&] { return ReadFrame(FrameName(frame), m_Options); });
+    }
+
+    /// Which of the first frame's materials those of another frame are: by their names, or by their order when names
+    /// differ but not their number, as where each file's material is named after the file.
+    std::vector<std::size_t> MaterialsOf(const FileFrame& loaded, std::size_t frame) const {
+        std::map<std::string, std::size_t> byName;
+        for (std::size_t i = 0; i < m_MaterialNames.size(); ++i) {
+            byName.emplace(m_MaterialNames[i], i);
+        }
+        std::map<std::size_t, std::size_t> found;  // material -> place in the frame
+        std::vector<std::size_t> materials;
+        std::string unknown;
+        for (std::size_t i = 0; i < loaded.materials.size(); ++i) {
+            const auto known = byName.find(loaded.materials[i].name);
+            if (known == byName.end() || !found.emplace(known->second, i).second) {
+                unknown = loaded.materials[i].name;
+                break;
+            }
+            materials.push_back(known->second);
+        }
+        if (materials.size() == loaded.materials.size()) {
+            return materials;
+        }
+        if (loaded.materials.size() != m_MaterialNames.size()) {
+            throw InputError(FrameName(frame) + ": the first frame has no material '" + unknown + "'");
+        }
+        materials.clear();
+        for (std::size_t i = 0; i < m_MaterialNames.size(); ++i) {
+            materials.push_back(i);
+        }
+        return materials;
+    }
+
+    const SourceOptions m_Options;
+    const FileSequence m_Files;
+    const FileRange m_Range;
+    std::vector<std::string> m_MaterialNames;
+    mutable FramePictures m_Pictures;
+    mutable LoadingCache<std::size_t, FileFrame> m_Frames;
+};
+
+}  // namespace
+
+std::unique_ptr<MeshSource> OpenSequenceSource(const SourceOptions& options) {
+    return std::make_unique<SequenceSource>(options);
+}
+
+}  // namespace Authoring

@@ -1,0 +1,13 @@
+// The kinds of sources behind OpenMeshSource.
+#pragma once
+
+#include "Authoring/Source/MeshSources.h"
+
+#include <memory>
+
+namespace Authoring {
+
+std::unique_ptr<MeshSource> OpenSceneSource(const SourceOptions& options);
+std::unique_ptr<MeshSource> OpenSequenceSource(const SourceOptions& options);
+
+}  // namespace Authoring

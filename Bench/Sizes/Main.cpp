@@ -1,0 +1,126 @@
+// Prints, as Markdown, how large clips are in every choice of codings and with other mesh compressors, and how long the
+// automatic choice takes. An argument names a glTF file with an animated figure to add to the procedural body.
+#include "Authoring/SegmentEncoder.h"
+#include "Bench/BodyMesh.h"
+#include "Bench/EncodedClip.h"
+#include "Bench/FigureClip.h"
+#include "Bench/Peers.h"
+
+#include <cmath>
+#include <cstdio>
+#include <ctime>
+#include <exception>
+
+namespace {
+
+using namespace Authoring;
+
+constexpr std::size_t c_KeyInterval = 30;
+constexpr std::size_t c_BodyFrames = 60;
+constexpr int c_Repetitions = 3;
+
+double ProcessorMilliseconds() {
+    std::timespec t{};
+    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &t);
+    return static_cast<double>(t.tv_sec) * 1e3 + static_cast<double>(t.tv_nsec) * 1e-6;
+}
+
+struct Outcome {
+    double bytesPerFrame = 0;
+    double largestError = 0;
+    std::size_t keyFrames = 0;
+};
+
+Outcome EncodeAll(const std::vector<Mesh>& clip, const ClipOptions& options) {
+    Outcome outcome;
+    for (std::size_t first = 0; first < clip.size(); first += c_KeyInterval) {
+        std::vector<ClipMoment> moments;
+        for (std::size_t i = first; i < std::min(clip.size(), first + c_KeyInterval); ++i) {
+            moments.push_back({{&clip[i], 0, std::nullopt, false}});
+        }
+        for (const EncodedFrame& frame : EncodeSegment(moments, options)) {
+            outcome.bytesPerFrame += static_cast<double>(frame.bytes.size()) / static_cast<double>(clip.size());
+            outcome.largestError = std::max(outcome.largestError, frame.maxError);
+            outcome.keyFrames += frame.isKeyFrame ? 1 : 0;
+        }
+    }
+    return outcome;
+}
+
+double DracoBytes(const std::vector<Mesh>& clip, double maxError) {
+    double bytes = 0;
+    for (const Mesh& mesh : clip) {
+        const double step = 2 * maxError / std::sqrt(3.0);
+        bytes += static_cast<double>(
+            Bench::EncodeWithDraco(*Bench::MakeDracoMesh(mesh), Bench::c_DracoDefaultSpeed, step).size());
+    }
+    return bytes / static_cast<double>(clip.size());
+}
+
+double MeshoptimizerBytes(const std::vector<Mesh>& clip) {
+    double bytes = 0;
+    for (const Mesh& mesh : clip) {
+        const Bench::OptimisedMesh optimised = Bench::OptimiseForMeshoptimizer(mesh);
+        bytes += static_cast<double>(Bench::EncodeVertices(optimised).size() + Bench::EncodeIndices(optimised).size());
+    }
+    return bytes / static_cast<double>(clip.size());
+}
+
+/// The least time of a few runs, in milliseconds a frame.
+template <class Work>
+double Time(std::size_t numFrames, Work work) {
+    double best = 0;
+    for (int i = 0; i < c_Repetitions; ++i) {
+        const double start = ProcessorMilliseconds();
+        work();
+        const double time = (ProcessorMilliseconds() - start) / static_cast<double>(numFrames);
+        best = i == 0 ? time : std::min(best, time);
+    }
+    return best;
+}
+
+void PrintClip(const char* name, const std::vector<Mesh>& clip) {
+    ClipOptions options;
+    options.maxError = Bench::PeerPositionError(clip.front());
+    options.keyFrameInterval = c_KeyInterval;
+    const Outcome automatic = EncodeAll(clip, options);
+    const double draco = DracoBytes(clip, options.maxError);
+    std::printf("### %s: %zu vertices, %zu triangles, %zu frames, error at most %.3g of its height\n\n", name,
+                clip.front().positions.size(), clip.front().faces.size(), clip.size(),
+                0.5 / ((1 << Bench::c_PeerPositionBits) - 1));
+    std::printf("| Bytes a frame | Quantised | Plain | Golomb | Transform | Huffman |\n|---|--:|--:|--:|--:|--:|\n");
+    for (const auto& [indexName, indices] : Bench::c_IndexCodings) {
+        std::printf("| %s |", indexName);
+        for (const auto& [deltaName, delta] : Bench::c_DeltaCodings) {
+            ClipOptions fixed = options;
+            fixed.indices = indices;
+            fixed.delta = delta;
+            const Outcome outcome = EncodeAll(clip, fixed);
+            std::printf(" %.0f%s |", outcome.bytesPerFrame, outcome.keyFrames > automatic.keyFrames ? " *" : "");
+        }
+        std::printf("\n");
+    }
+    const double meshoptimizer = MeshoptimizerBytes(clip);
+    const auto& mesh = Bench::MakeDracoMesh(clip.front());
+    const double time = Time(clip.size(), [&] { EncodeAll(clip, options); });
+    const double dracoTime = Time(1, [&] { Bench::EncodeWithDraco(*mesh, Bench::c_DracoDefaultSpeed); });
+    std::printf("\n| | Bytes a frame | Share of Draco's | Encoding, ms a frame |\n|---|--:|--:|--:|\n");
+    std::printf("| Automatic | %.0f | %.3f | %.2f |\n", automatic.bytesPerFrame, automatic.bytesPerFrame / draco, time);
+    std::printf("| Draco | %.0f | 1 | %.2f |\n", draco, dracoTime);
+    std::printf("| meshoptimizer | %.0f | %.3f | |\n\n", meshoptimizer, meshoptimizer / draco);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    try {
+        PrintClip("Body", Bench::MakeBodyClip(c_BodyFrames));
+        if (argc > 1) {
+            PrintClip("Figure", Bench::LoadFigureClip(argv[1]));
+        }
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "%s\n", error.what());
+        return 1;
+    }
+    return 0;
+}

@@ -1,0 +1,285 @@
+// The engine's types as far as the package uses them, with what a test needs to drive a component: objects are plain
+// objects, meshes and textures have real GL objects behind them, and plug-in events run on the render thread.
+using System;
+using System.Collections.Generic;
+using System.Runtime.InteropServices;
+
+namespace UnityEngine
+{
+    public class Object
+    {
+        public string name { get; set; }
+        public HideFlags hideFlags { get; set; }
+        public bool IsDestroyed { get; private set; }  // of the stand-in
+        protected virtual void OnDestroyed() { }
+        public static void Destroy(Object target) { DestroyImmediate(target); }
+        public static void DestroyImmediate(Object target)
+        {
+            if (target != null && !target.IsDestroyed)
+            {
+                target.IsDestroyed = true;
+                target.OnDestroyed();
+            }
+        }
+    }
+
+    public class Component : Object
+    {
+        public GameObject gameObject { get; internal set; }
+        public Transform transform { get { return gameObject.transform; } }
+        public T GetComponent<T>() { return gameObject.GetComponent<T>(); }
+    }
+    public class Behaviour : Component { }
+    public class MonoBehaviour : Behaviour { }
+    public class Transform : Component
+    {
+        public Vector3 position { get; set; }
+        public void LookAt(Vector3 worldPosition) { }
+    }
+    public class Renderer : Component { public Material sharedMaterial { get; set; } }
+    public class MeshRenderer : Renderer { }
+    public class MeshFilter : Component { public Mesh sharedMesh { get; set; } }
+    public class Camera : Behaviour
+    {
+        public static Camera main { get { return null; } }
+        public float nearClipPlane { get; set; }
+        public float farClipPlane { get; set; }
+    }
+
+    public sealed class GameObject : Object
+    {
+        private readonly List<Component> m_Components = new List<Component>();
+        public Transform transform { get { return GetComponent<Transform>(); } }
+        public GameObject(string name, params Type[] components)
+        {
+            this.name = name;
+            Add(typeof(Transform));
+            foreach (Type type in components)
+            {
+                foreach (RequireComponent required in type.GetCustomAttributes(typeof(RequireComponent), true))
+                {
+                    Array.ForEach(required.Types, Add);
+                }
+                Add(type);
+            }
+        }
+        private void Add(Type type)
+        {
+            var component = (Component)Activator.CreateInstance(type);
+            component.gameObject = this;
+            m_Components.Add(component);
+        }
+        public T GetComponent<T>() { return (T)(object)m_Components.Find(component => component is T); }
+    }
+
+    public class Shader : Object { public static Shader Find(string name) { return new Shader { name = name }; } }
+    public class Material : Object
+    {
+        public Material(Shader shader) { }
+        public Material(Material source) { }
+        public Texture mainTexture { get; set; }
+    }
+
+    public class Texture : Object
+    {
+        public virtual int width { get; protected set; }
+        public virtual int height { get; protected set; }
+        public FilterMode filterMode { get; set; }
+        public TextureWrapMode wrapMode { get; set; }
+        public int mipmapCount { get { return 1; } }
+        public IntPtr Objects;  // of the stand-in
+        public IntPtr GetNativeTexturePtr() { return new IntPtr(StandIn.ObjectName(Objects, 0)); }
+        protected override void OnDestroyed() { StandIn.DestroyObjects(Objects); }
+    }
+    public sealed class Texture2D : Texture
+    {
+        public Texture2D(int width, int height, TextureFormat textureFormat, bool mipChain, bool linear)
+        {
+            this.width = width;
+            this.height = height;
+            Objects = StandIn.CreateObjects(width, height, 0, 0);
+        }
+    }
+
+    public sealed class Mesh : Object
+    {
+        private int m_IndexCapacity;
+        private Rendering.SubMeshDescriptor m_SubMesh;
+        public IntPtr Objects;  // of the stand-in
+        public Bounds bounds { get; set; }
+        public int subMeshCount { get; set; }
+        public int vertexCount { get; private set; }
+        public Rendering.IndexFormat indexFormat { get; private set; }
+        public void MarkDynamic() { }
+        public void SetVertexBufferParams(int vertexCount, params Rendering.VertexAttributeDescriptor[] attributes)
+        {
+            this.vertexCount = vertexCount;
+        }
+        public void SetIndexBufferParams(int indexCount, Rendering.IndexFormat format)
+        {
+            m_IndexCapacity = indexCount;
+            indexFormat = format;
+        }
+        public void SetVertexBufferData<T>(Unity.Collections.NativeArray<T> data, int dataStart, int meshBufferStart, int count,
+            int stream, Rendering.MeshUpdateFlags flags) where T : struct { }
+        public void SetIndexBufferData<T>(Unity.Collections.NativeArray<T> data, int dataStart, int meshBufferStart, int count,
+            Rendering.MeshUpdateFlags flags) where T : struct { }
+        public void SetSubMesh(int index, Rendering.SubMeshDescriptor desc, Rendering.MeshUpdateFlags flags) { m_SubMesh = desc; }
+        public uint GetIndexCount(int submesh) { return (uint)m_SubMesh.indexCount; }
+        public int GetVertexBufferStride(int stream) { return 32; }
+        public void UploadMeshData(bool markNoLongerReadable)
+        {
+            Objects = StandIn.CreateObjects(0, 0, vertexCount, m_IndexCapacity);
+        }
+        public IntPtr GetNativeVertexBufferPtr(int index) { return new IntPtr(StandIn.ObjectName(Objects, 1)); }
+        public IntPtr GetNativeIndexBufferPtr() { return new IntPtr(StandIn.ObjectName(Objects, 2)); }
+        protected override void OnDestroyed() { StandIn.DestroyObjects(Objects); }
+    }
+
+    public struct Vector3
+    {
+        public float x, y, z;
+        public Vector3(float x, float y, float z) { this.x = x; this.y = y; this.z = z; }
+        public float magnitude { get { return (float)Math.Sqrt(x * x + y * y + z * z); } }
+        public static Vector3 back { get { return new Vector3(0, 0, -1); } }
+        public static Vector3 operator +(Vector3 a, Vector3 b) { return new Vector3(a.x + b.x, a.y + b.y, a.z + b.z); }
+        public static Vector3 operator *(Vector3 a, float d) { return new Vector3(a.x * d, a.y * d, a.z * d); }
+    }
+    public struct Bounds
+    {
+        public Bounds(Vector3 center, Vector3 size) : this() { this.center = center; extents = size * 0.5f; }
+        public Vector3 center { get; set; }
+        public Vector3 extents { get; set; }
+    }
+    public struct Mathf
+    {
+        public static float Clamp(float value, float min, float max) { return Math.Max(min, Math.Min(max, value)); }
+        public static float Clamp01(float value) { return Clamp(value, 0, 1); }
+    }
+
+    public static class GL
+    {
+        public static void IssuePluginEvent(IntPtr callback, int eventID) { StandIn.RunEvent(callback, eventID); }
+        public static void InvalidateState() { }
+    }
+    public static class SystemInfo
+    {
+        public static Rendering.GraphicsDeviceType graphicsDeviceType { get; set; }
+        public static int maxTextureSize { get { return 8192; } }
+    }
+    public static class Application
+    {
+        public static bool isPlaying { get { return true; } }
+        public static RuntimePlatform platform { get { return RuntimePlatform.LinuxPlayer; } }
+        public static string streamingAssetsPath { get; set; }
+        public static string persistentDataPath { get; set; }
+    }
+    public static class Debug
+    {
+        public static void Log(object message) { Console.WriteLine(message); }
+        public static void LogWarning(object message) { Console.WriteLine(message); }
+        public static void LogError(object message) { Console.WriteLine(message); }
+        public static void LogError(object message, Object context) { Console.WriteLine(message); }
+    }
+    public static class Resources { public static T[] FindObjectsOfTypeAll<T>() where T : Object { return new T[0]; } }
+    public static class GUILayout { public static bool Button(string text) { return false; } }
+
+    public enum HideFlags { None = 0, DontSave = 52 }
+    public enum FilterMode { Point, Bilinear, Trilinear }
+    public enum TextureWrapMode { Repeat, Clamp }
+    public enum TextureFormat { RGBA32 = 4 }
+    public enum MeshTopology { Triangles }
+    public enum RuntimePlatform { Android = 11, LinuxPlayer = 13, LinuxEditor = 16, WindowsPlayer = 2 }
+
+    public sealed class SerializeField : Attribute { }
+    public class PropertyAttribute : Attribute { }
+    public sealed class TooltipAttribute : PropertyAttribute { public TooltipAttribute(string tooltip) { } }
+    public sealed class HeaderAttribute : PropertyAttribute { public HeaderAttribute(string header) { } }
+    public sealed class RangeAttribute : PropertyAttribute { public RangeAttribute(float min, float max) { } }
+    public sealed class AddComponentMenu : Attribute { public AddComponentMenu(string menuName) { } }
+    public sealed class DisallowMultipleComponent : Attribute { }
+    public sealed class RequireComponent : Attribute
+    {
+        public readonly Type[] Types;
+        public RequireComponent(Type a, Type b) { Types = new[] { a, b }; }
+    }
+
+    /// <summary>What is behind the declarations: the native library that stands in for the engine.</summary>
+    public static class StandIn
+    {
+        private const string Library = "nimb_unity_stand_in";
+        [DllImport(Library, EntryPoint = "StandIn_RunEvent")]
+        public static extern void RunEvent(IntPtr function, int eventId);
+        [DllImport(Library, EntryPoint = "StandIn_CreateObjects")]
+        public static extern IntPtr CreateObjects(int width, int height, int vertexCount, int indexCount);
+        [DllImport(Library, EntryPoint = "StandIn_DestroyObjects")]
+        public static extern void DestroyObjects(IntPtr objects);
+        [DllImport(Library, EntryPoint = "StandIn_ObjectName")]
+        public static extern int ObjectName(IntPtr objects, int which);
+        [DllImport(Library, EntryPoint = "StandIn_PictureNumber")]
+        public static extern int PictureNumber(IntPtr objects);
+        [DllImport(Library, EntryPoint = "StandIn_MeshNumber")]
+        public static extern int MeshNumber(IntPtr objects);
+        [DllImport(Library, EntryPoint = "StandIn_MakeClip")]
+        public static extern void MakeClip(string path, int frameCount, int frameRate, int size, int meshColumns, int hasAudio);
+        [DllImport(Library, EntryPoint = "StandIn_Layout")]
+        public static extern IntPtr Layout();
+        [DllImport(Library, EntryPoint = "StandIn_Exit")]
+        public static extern void Exit(int status);
+    }
+}
+
+namespace UnityEngine.Events
+{
+    public class UnityEvent<T0>
+    {
+        private event Action<T0> m_Calls;
+        public void AddListener(Action<T0> call) { m_Calls += call; }
+        public void Invoke(T0 a) { if (m_Calls != null) m_Calls(a); }
+    }
+    public class UnityEvent<T0, T1>
+    {
+        private event Action<T0, T1> m_Calls;
+        public void AddListener(Action<T0, T1> call) { m_Calls += call; }
+        public void Invoke(T0 a, T1 b) { if (m_Calls != null) m_Calls(a, b); }
+    }
+}
+
+namespace UnityEngine.Rendering
+{
+    public enum GraphicsDeviceType { Null = 4, Direct3D11 = 2, OpenGLES3 = 11, OpenGLCore = 17, Vulkan = 21 }
+    [Flags]
+    public enum MeshUpdateFlags
+    {
+        Default = 0, DontValidateIndices = 1, DontResetBoneBounds = 2, DontNotifyMeshUsers = 4, DontRecalculateBounds = 8
+    }
+    public enum VertexAttribute { Position, Normal, Tangent, Color, TexCoord0 }
+    public enum VertexAttributeFormat { Float32 }
+    public enum IndexFormat { UInt16, UInt32 }
+    public struct VertexAttributeDescriptor
+    {
+        public VertexAttributeDescriptor(VertexAttribute attribute, VertexAttributeFormat format, int dimension) { }
+    }
+    public struct SubMeshDescriptor
+    {
+        public SubMeshDescriptor(int indexStart, int indexCount, MeshTopology topology) : this() { this.indexCount = indexCount; }
+        public int indexCount { get; set; }
+        public int vertexCount { get; set; }
+    }
+}
+
+namespace Unity.Collections
+{
+    public enum Allocator { Temp = 2 }
+    public struct NativeArray<T> : IDisposable where T : struct
+    {
+        public NativeArray(int length, Allocator allocator) : this() { Length = length; }
+        public int Length { get; private set; }
+        public void Dispose() { }
+    }
+}
+
+namespace AOT
+{
+    public sealed class MonoPInvokeCallbackAttribute : Attribute { public MonoPInvokeCallbackAttribute(Type type) { } }
+}

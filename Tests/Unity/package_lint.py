@@ -1,0 +1,222 @@
+#!/usr/bin/env python3
+"""Checks the Unity package: ids, import settings, manifests, and the native functions that the scripts declare.
+
+Every finding is a line with the file that it is about; the exit status says whether there was any. Ids follow from the
+package's name and the file's path, so a file keeps its id for as long as it keeps its place. --fix writes the .meta
+files that are missing; --composed checks a package that has its native libraries inside.
+"""
+import argparse
+import hashlib
+import json
+import pathlib
+import re
+import sys
+
+IGNORED = re.compile(r"(^|/)(\.[^/]*|[^/]*~)(/|$)")  # what the engine ignores: hidden, or ending in a tilde
+STAGED = "Native~"  # holds the import settings of the native libraries as they will stand in Runtime
+LIBRARIES = {  # place: platforms, processor
+    "Runtime/Plugins/Android/arm64-v8a/libNimbUnityPluginML.so": ({"Android", "Lumin"}, "ARM64"),
+    "Runtime/Plugins/Linux/x86_64/libNimbUnityPluginML.so": ({"Editor", "Linux64"}, "x86_64"),
+    "Runtime/Plugins/Linux/x86_64/libNimbPlatformDesktop.so": ({"Editor", "Linux64"}, "x86_64"),
+}
+IMPORTERS = {".cs": "MonoImporter", ".asmdef": "AssemblyDefinitionImporter", ".shader": "ShaderImporter",
+             ".cginc": "ShaderIncludeImporter", ".md": "TextScriptImporter", ".so": "PluginImporter"}
+TAIL = "  userData: \n  assetBundleName: \n  assetBundleVariant: \n"
+
+
+def importer_of(path):
+    return "PackageManifestImporter" if path == "package.json" else IMPORTERS.get(pathlib.PurePath(path).suffix)
+
+
+def make_guid(package_name, path):
+    return hashlib.md5(f"{package_name}/{path}".encode()).hexdigest()
+
+
+def plugin_settings(path):
+    platforms, cpu = LIBRARIES[path]
+    every = {"Android": "Android", "Lumin": "Lumin", "Linux64": "Standalone"}
+    text = "  serializedVersion: 2\n  iconMap: {}\n  executionOrder: {}\n  defineConstraints: []\n  isPreloaded: 0\n" \
+           "  isOverridable: 0\n  isExplicitlyReferenced: 0\n  validateReferences: 1\n  platformData:\n" \
+           "  - first:\n      Any: \n    second:\n      enabled: 0\n      settings: {}\n"
+    is_editor = "Editor" in platforms
+    text += f"  - first:\n      Editor: Editor\n    second:\n      enabled: {int(is_editor)}\n      settings:\n"
+    text += f"        CPU: {cpu if is_editor else 'AnyCPU'}\n        DefaultValueInitialized: true\n"
+    text += f"        OS: {'Linux' if is_editor else 'AnyOS'}\n"
+    for platform, group in every.items():
+        enabled = platform in platforms
+        text += f"  - first:\n      {group}: {platform}\n    second:\n      enabled: {int(enabled)}\n      settings:\n" \
+                f"        CPU: {cpu if enabled else 'None'}\n"
+    return text
+
+
+def make_meta(package_name, path, is_folder):
+    head = f"fileFormatVersion: 2\nguid: {make_guid(package_name, path)}\n"
+    importer = "DefaultImporter" if is_folder else importer_of(path)
+    if is_folder:
+        head += "folderAsset: yes\n"
+    body = "  externalObjects: {}\n"
+    if importer == "MonoImporter":
+        body += "  serializedVersion: 2\n  defaultReferences: []\n  executionOrder: 0\n  icon: {instanceID: 0}\n"
+    elif importer == "PluginImporter":
+        body += plugin_settings(path)
+    return f"{head}{importer}:\n{body}{TAIL}"
+
+
+def read_platforms(meta):
+    """The enabled platforms of a native library with their processors."""
+    found = {}
+    for match in re.finditer(r"- first:\n\s+\S+: ?(\S*)\n\s+second:\n\s+enabled: (\d)\n((?:\s{6,}.*\n)*)", meta):
+        if match[2] == "1":
+            cpu = re.search(r"CPU: (\S+)", match[3])
+            found[match[1] or "Any"] = cpu[1] if cpu else None
+    return found
+
+
+class Lint:
+    def __init__(self, package, composed):
+        self.package = package
+        self.composed = composed
+        self.findings = []
+        self.checked = 0
+        self.name = self.read_json("package.json").get("name", "")
+
+    def find(self, path, text):
+        self.findings.append(f"{path}: {text}")
+
+    def read_json(self, path):
+        try:
+            return json.loads((self.package / path).read_text())
+        except (OSError, ValueError) as error:
+            self.find(path, error)
+            return {}
+
+    def assets(self):
+        """Where each asset is, by its path in the composed package."""
+        found = {}
+        for file in self.package.rglob("*"):
+            path = file.relative_to(self.package).as_posix()
+            if path.startswith(STAGED + "/") and path != STAGED + "/README.md" and not self.composed:
+                found["Runtime" + path[len(STAGED):]] = file
+            elif not IGNORED.search(path):
+                found[path] = file
+        return found
+
+    def fix(self):
+        assets = self.assets()
+        for path in [p for p in LIBRARIES if p not in assets and not self.composed]:
+            assets[path] = self.package / STAGED / pathlib.PurePath(path).relative_to("Runtime")
+        for path, file in assets.items():
+            meta = file.with_name(file.name + ".meta")
+            if file.suffix != ".meta" and not meta.exists():
+                meta.write_text(make_meta(self.name, path, file.is_dir()))
+
+    def check_metas(self):
+        assets = self.assets()
+        ids = {}
+        for path, file in sorted(assets.items()):
+            if file.suffix != ".meta":
+                if path + ".meta" not in assets:
+                    self.find(path, "has no .meta")
+                continue
+            self.checked += 1
+            of = path[:-len(".meta")]
+            if of not in assets and (self.composed or of not in LIBRARIES):
+                self.find(path, "belongs to nothing")
+            self.check_meta(path, of, file, ids, of in assets and assets[of].is_dir())
+        for path in LIBRARIES:
+            if path + ".meta" not in assets:
+                self.find(path, "has no import settings")
+
+    def check_meta(self, path, of, file, ids, is_folder):
+        meta = file.read_text()
+        guid = re.search(r"^guid: (.*)$", meta, re.M)
+        if not meta.startswith("fileFormatVersion: 2\n") or not guid or not re.fullmatch(r"[0-9a-f]{32}", guid[1]):
+            return self.find(path, "has no id of 32 hexadecimal digits")
+        if guid[1] in ids:
+            self.find(path, f"has the id of {ids[guid[1]]}")
+        ids[guid[1]] = path
+        if guid[1] != make_guid(self.name, of):
+            self.find(path, f"has the id {guid[1]}; at this place it is {make_guid(self.name, of)}")
+        if is_folder != ("folderAsset: yes" in meta):
+            self.find(path, "disagrees on whether it is of a folder")
+        importer = "DefaultImporter" if is_folder else importer_of(of)
+        if not importer or f"\n{importer}:\n" not in meta:
+            self.find(path, f"should be read by {importer}")
+        if of.endswith(".so"):
+            platforms, cpu = LIBRARIES.get(of, (set(), None))
+            wanted = {platform: cpu for platform in platforms}
+            if read_platforms(meta) != wanted:
+                self.find(path, f"is enabled for {read_platforms(meta)}, not for {wanted}")
+
+    def check_manifest(self):
+        manifest = self.read_json("package.json")
+        rules = {"name": r"[a-z0-9-]+(\.[a-z0-9-]+){2,}", "version": r"\d+\.\d+\.\d+(-[\w.]+)?", "unity": r"20\d\d\.\d",
+                 "displayName": r".{1,50}", "description": r".+"}
+        for key, rule in rules.items():
+            if not re.fullmatch(rule, str(manifest.get(key, ""))):
+                self.find("package.json", f"{key} is {manifest.get(key)!r}")
+        listed = {sample.get("path") for sample in manifest.get("samples", [])}
+        there = {f"Samples~/{folder.name}" for folder in (self.package / "Samples~").glob("*") if folder.is_dir()}
+        for path in sorted(listed ^ there, key=str):
+            self.find("package.json", f"{path} is listed as a sample or is there, but not both")
+        for page in ("README.md", "CHANGELOG.md", "Documentation~/index.md"):
+            if not (self.package / page).is_file():
+                self.find(page, "is missing")
+        changelog = self.package / "CHANGELOG.md"
+        if changelog.is_file() and f"[{manifest.get('version')}]" not in changelog.read_text():
+            self.find("CHANGELOG.md", f"does not tell of version {manifest.get('version')}")
+
+    def check_assemblies(self):
+        files = [file.relative_to(self.package) for file in self.package.rglob("*.asmdef")]
+        assemblies = {self.read_json(file).get("name"): file for file in files}
+        for file in files:
+            settings = self.read_json(file)
+            if settings.get("name") != file.stem:
+                self.find(file, "is named otherwise than its file")
+            if file.parts[0] == "Editor" and settings.get("includePlatforms") != ["Editor"]:
+                self.find(file, "is not for the editor alone")
+            for reference in settings.get("references", []):
+                if reference.startswith("Nimb.") and reference not in assemblies:
+                    self.find(file, f"refers to {reference}, which is not there")
+
+    def check_functions(self, header):
+        """What the scripts declare is what the header declares, with as many parameters."""
+        def count(parameters):
+            return 0 if parameters.strip() in ("", "void") else parameters.count(",") + 1
+
+        text = header.read_text()
+        native = {m[1]: count(m[2]) for m in re.finditer(r"^NIMB_API [^(]*?(\w+)\(([^)]*)\);", text, re.M)}
+        path = "Runtime/Native/NimbUnityPluginML.cs"
+        source = re.sub(r"\[MarshalAs\([^)]*\)\]", "", (self.package / path).read_text())
+        managed = {m[1]: count(m[2]) for m in re.finditer(r"static extern \S+ (\w+)\(([^)]*)\);", source)}
+        for name in sorted(native.keys() | managed.keys()):
+            if native.get(name) != managed.get(name):
+                self.find(path, f"{name} has {managed.get(name)} parameters, the library's {native.get(name)}")
+        for file in self.package.rglob("*.cs"):
+            if file.name != "NimbUnityPluginML.cs" and "NimbUnityPluginML.Library)]" in file.read_text():
+                self.find(file.relative_to(self.package), "declares functions of the library elsewhere")
+        self.checked += len(native)
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
+    parser.add_argument("package", type=pathlib.Path)
+    parser.add_argument("--header", type=pathlib.Path, help="of the native library")
+    parser.add_argument("--composed", action="store_true", help="the native libraries are inside")
+    parser.add_argument("--fix", action="store_true", help="write the .meta files that are missing")
+    arguments = parser.parse_args()
+
+    lint = Lint(arguments.package, arguments.composed)
+    if arguments.fix:
+        lint.fix()
+    lint.check_metas()
+    lint.check_manifest()
+    lint.check_assemblies()
+    if arguments.header:
+        lint.check_functions(arguments.header)
+    print("\n".join(lint.findings) or f"{lint.checked} ids and functions checked")
+    return 1 if lint.findings else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())

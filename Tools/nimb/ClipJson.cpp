@@ -1,0 +1,141 @@
+#include "Tools/nimb/ClipJson.h"
+
+namespace NimbTool {
+namespace {
+
+using Json = nlohmann::ordered_json;
+using namespace Authoring;
+
+template <class Bound>
+Json BoxJson(const Bound& min, const Bound& max) {
+    return {{"min", {min[0], min[1], min[2]}}, {"max", {max[0], max[1], max[2]}}};
+}
+
+Json HeaderJson(const CStreamingMeshHeader& header) {
+    return {{"vertices", header.m_numVertices},
+            {"faces", header.m_numFaces},
+            {"indices", header.m_numIndices},
+            {"box", BoxJson(header.m_BBoxMin, header.m_BBoxMax)}};
+}
+
+Json PartJson(const MeshPart& part) {
+    const auto& version = part.header.m_Version.v;
+    Json json = {{"subMesh", part.header.m_SubMeshId},
+                 {"kind", part.isDelta ? "delta" : "key"},
+                 {"vertexVersion", version.m_VertexVersion},
+                 {"vertexCoding", VertexCodingName(version.m_VertexVersion)},
+                 {"indexVersion", nullptr},
+                 {"indexCoding", nullptr},
+                 {"normals", part.hasNormals},
+                 {"vertexBytes", part.vertexBytes},
+                 {"normalBytes", part.normalBytes},
+                 {"indexBytes", part.indexBytes}};
+    if (!part.isDelta) {
+        json["indexVersion"] = version.m_IndexVersion;
+        json["indexCoding"] = IndexCodingName(version.m_IndexVersion, part.isStrip);
+    }
+    json.update(HeaderJson(part.header));
+    return json;
+}
+
+Json ShareJson(const Share& share) {
+    return {{"frames", share.frames}, {"bytes", share.bytes}};
+}
+
+Json SharesJson(const std::map<std::string, Share>& shares) {
+    Json json = Json::object();
+    for (const auto& [name, share] : shares) {
+        json[name] = ShareJson(share);
+    }
+    return json;
+}
+
+}  // namespace
+
+Json ToJson(const ClipTrack& track) {
+    Json json = {{"kind", track.kind == ClipTrack::Kind::Video   ? "video"
+                          : track.kind == ClipTrack::Kind::Audio ? "audio"
+                                                                 : "other"},
+                 {"codec", track.codec},
+                 {"samples", track.sampleCount},
+                 {"seconds", track.seconds},
+                 {"timeBase", {track.timeBaseNumerator, track.timeBaseDenominator}}};
+    if (track.kind == ClipTrack::Kind::Video) {
+        json.update({{"width", track.width}, {"height", track.height}, {"frameRate", track.Rate()}});
+    } else if (track.kind == ClipTrack::Kind::Audio) {
+        json.update({{"sampleRate", track.sampleRate}, {"channels", track.channels}});
+    }
+    return json;
+}
+
+Json ToJson(const ClipAttributes& attributes) {
+    if (!attributes.values) {
+        return {{"problem", attributes.problem}};
+    }
+    const FileAttributes& values = *attributes.values;
+    Json json = {{"offset", attributes.offset},
+                 {"frames", values.frameCount},
+                 {"maxVertices", values.maxVertexCount},
+                 {"maxIndices", values.maxIndexCount},
+                 {"box", BoxJson(values.bboxMin, values.bboxMax)},
+                 {"normals", nullptr}};
+    if (values.hasVertexNormals) {
+        json["normals"] = *values.hasVertexNormals == 1;
+    }
+    return json;
+}
+
+Json ToJson(const FrameFacts& frame) {
+    Json json = {{"number", frame.number},
+                 {"seconds", frame.seconds},
+                 {"kind", FrameKindName(frame.kind)},
+                 {"keyPicture", frame.isKeyPicture},
+                 {"offset", frame.offset},
+                 {"videoBytes", frame.videoBytes},
+                 {"meshOffset", nullptr},
+                 {"meshBytes", frame.meshBytes}};
+    if (frame.meshBytes != 0) {
+        json["meshOffset"] = frame.meshOffset;
+    }
+    if (frame.kind == FrameKind::Damaged) {
+        json["problem"] = frame.layout.problem;
+    }
+    if (frame.HasMesh()) {
+        json["frameId"] = frame.layout.header.m_FrameId;
+        json.update(HeaderJson(frame.layout.header));
+        json["parts"] = Json::array();
+        for (const MeshPart& part : frame.layout.parts) {
+            json["parts"].push_back(PartJson(part));
+        }
+    }
+    return json;
+}
+
+Json ToJson(const ClipSummary& summary) {
+    Json kinds = Json::object();
+    for (std::size_t i = 0; i < c_FrameKinds; ++i) {
+        kinds[FrameKindName(static_cast<FrameKind>(i))] = ShareJson(summary.kinds[i]);
+    }
+    Json json = {{"frames", summary.frames},
+                 {"seconds", summary.seconds},
+                 {"bytes",
+                  {{"file", summary.fileBytes},
+                   {"mesh", summary.meshBytes},
+                   {"video", summary.videoBytes},
+                   {"audio", summary.audioBytes},
+                   {"overhead", summary.OverheadBytes()}}},
+                 {"bitsPerVertex", summary.BitsPerVertex()},
+                 {"kinds", kinds},
+                 {"vertexCodings", SharesJson(summary.vertexCodings)},
+                 {"indexCodings", SharesJson(summary.indexCodings)},
+                 {"maxVertices", summary.maxVertices},
+                 {"maxIndices", summary.maxIndices},
+                 {"box", nullptr}};
+    if (summary.box) {
+        const Box& box = *summary.box;
+        json["box"] = {{"min", {box.min.x, box.min.y, box.min.z}}, {"max", {box.max.x, box.max.y, box.max.z}}};
+    }
+    return json;
+}
+
+}  // namespace NimbTool

@@ -1,0 +1,229 @@
+// `nimb encode`: an animated scene or a sequence of mesh files to a clip.
+#include "Authoring/Clip/AudioReader.h"
+#include "Authoring/Clip/ClipEncoder.h"
+#include "Authoring/Source/MeshSources.h"
+#include "Tools/nimb/CommandLine.h"
+#include "Tools/nimb/Commands.h"
+#include "Tools/nimb/EncodeSummary.h"
+#include "Tools/nimb/ExitStatus.h"
+#include "Tools/nimb/Interrupt.h"
+#include "Tools/nimb/OutputFile.h"
+#include "Tools/nimb/Progress.h"
+
+#include <charconv>
+#include <chrono>
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace NimbTool {
+namespace {
+
+using Authoring::DeltaCoding;
+using Authoring::EncodeStep;
+using Authoring::IndexCoding;
+
+constexpr const char* c_Examples =
+    "Examples:\n"
+    "  nimb encode dancer.glb -o dancer.mp4\n"
+    "      the first animation of a scene, 30 frames a second\n"
+    "  nimb encode 'scan/frame_%04d.obj' --texture 'scan/tex_%04d.png' --fps 25 --audio take3.wav -o take3.mp4\n"
+    "      a capture: a mesh and a texture for each frame, and the sound that was recorded with it\n"
+    "  nimb encode scan/ --first 100 --last 399 --scale 0.01 --up z -o part.mp4\n"
+    "      300 frames of a folder of files in centimetres with z up\n"
+    "  nimb encode dancer.glb --atlas-size 1024 --quality 26 --max-error 0.001 -o small.mp4\n"
+    "      smaller: a smaller texture, coarser video, positions within a millimetre";
+
+/// The command line as it was given.
+struct Arguments {
+    Authoring::SourceOptions source;
+    Authoring::EncodeOptions encode;
+    std::string output;
+    bool overwrite = false;
+    std::string audio;
+    double audioStart = 0;
+    std::string atlasSize;
+    int videoKilobits = 0;
+    int audioKilobits = 160;
+    std::string delta = "auto";
+    std::string index = "auto";
+    std::string up = "y";
+    std::optional<double> maxError;
+};
+
+const std::map<std::string, DeltaCoding> c_Deltas = {{"plain", DeltaCoding::Plain},
+                                                     {"golomb", DeltaCoding::Golomb},
+                                                     {"transform", DeltaCoding::Transform},
+                                                     {"huffman", DeltaCoding::Huffman},
+                                                     {"quantised", DeltaCoding::Quantised}};
+
+const std::map<std::string, IndexCoding> c_Indices = {{"list1", IndexCoding::List1},
+                                                      {"list2", IndexCoding::List2},
+                                                      {"edgebreaker", IndexCoding::EdgeBreaker},
+                                                      {"strips1", IndexCoding::Strips1},
+                                                      {"strips2", IndexCoding::Strips2}};
+
+template <class T>
+std::optional<T> Chosen(const std::map<std::string, T>& choices, const std::string& name) {
+    const auto found = choices.find(name);
+    return found == choices.end() ? std::nullopt : std::optional<T>(found->second);
+}
+
+/// "1024" or "2048x1024".
+Authoring::PictureSize ParseAtlasSize(const std::string& text) {
+    Authoring::PictureSize size;
+    const char* const end = text.data() + text.size();
+    std::from_chars_result at = std::from_chars(text.data(), end, size.width);
+    size.height = size.width;
+    if (at.ec == std::errc() && at.ptr != end && *at.ptr == 'x') {
+        at = std::from_chars(at.ptr + 1, end, size.height);
+    }
+    if (at.ec != std::errc() || at.ptr != end) {
+        throw UsageError("--atlas-size " + text + ": not a size such as 1024 or 2048x1024");
+    }
+    return size;
+}
+
+void AddInputOptions(CLI::App& sub, Arguments& a) {
+    sub.add_option(
+           "INPUT", a.source.input,
+           "a .gltf or .glb scene, an .obj or .ply file, a numbered sequence (frame_%04d.obj), a glob in quotes "
+           "('*.ply'), or a folder of such files")
+        ->required();
+    sub.add_option("--fps", a.source.frameRate, "frames per second")
+        ->check(CLI::Range(1.0, 1000.0))
+        ->capture_default_str()
+        ->group("Input");
+    sub.add_option("--first", a.source.firstFrame, "first frame: the number in the file name, or counted from 0")
+        ->group("Input");
+    sub.add_option("--last", a.source.lastFrame, "last frame, likewise; it is part of the clip")->group("Input");
+    sub.add_option("--texture", a.source.texture,
+                   "a picture, or a sequence of them, one a frame, instead of the textures that the input names")
+        ->group("Input");
+    sub.add_option("--animation", a.source.animation, "name or number of a scene's animation [the first]")
+        ->group("Input");
+    sub.add_option("--up", a.up, "the input's upward axis")
+        ->check(CLI::IsMember({"y", "z"}))
+        ->capture_default_str()
+        ->group("Input");
+    sub.add_option("--scale", a.source.scale, "metres in one unit of the input")
+        ->check(CLI::PositiveNumber)
+        ->capture_default_str()
+        ->group("Input");
+    sub.add_option("--audio", a.audio, "sound, in any file that FFmpeg reads; cut or padded to the clip's length")
+        ->group("Input");
+    sub.add_option("--audio-start", a.audioStart, "leave out so many seconds of the sound first")
+        ->check(CLI::Range(0.0, 86400.0))
+        ->group("Input");
+}
+
+void AddMeshOptions(CLI::App& sub, Arguments& a) {
+    sub.add_option("--max-error", a.maxError,
+                   "how far a position may be off, in metres [1/10000 of the diagonal of the clip's box]")
+        ->check(CLI::PositiveNumber)
+        ->group("Mesh");
+    sub.add_option("--key-interval", a.encode.video.keyFrameInterval,
+                   "frames from one key frame to the next at most, of meshes and of the video")
+        ->check(CLI::Range(1, 300))
+        ->capture_default_str()
+        ->group("Mesh");
+    sub.add_option("--delta", a.delta, "vertex coding between key frames; none: key frames alone")
+        ->check(CLI::IsMember({"auto", "plain", "golomb", "transform", "huffman", "quantised", "none"}))
+        ->capture_default_str()
+        ->group("Mesh");
+    sub.add_option("--index", a.index, "face coding; strips only with a single texture and without --normals")
+        ->check(CLI::IsMember({"auto", "list1", "list2", "edgebreaker", "strips1", "strips2"}))
+        ->capture_default_str()
+        ->group("Mesh");
+    sub.add_flag("--normals", a.encode.normals, "store the input's normals; players compute them otherwise")
+        ->group("Mesh");
+}
+
+void AddVideoOptions(CLI::App& sub, Arguments& a) {
+    sub.add_option("--atlas-size", a.atlasSize,
+                   "largest texture, N or WxH, even, from 16 to 4096; larger ones are scaled down [4096]")
+        ->group("Video");
+    CLI::Option* const quality = sub.add_option("--quality", a.encode.video.quality, "constant quality, 1 (best) to 51")
+                                     ->check(CLI::Range(1.0, 51.0))
+                                     ->capture_default_str()
+                                     ->group("Video");
+    sub.add_option("--bitrate", a.videoKilobits, "kbit/s of the video, instead of constant quality")
+        ->check(CLI::Range(1, 1000000))
+        ->excludes(quality)
+        ->group("Video");
+    sub.add_option("--preset", a.encode.video.preset, "speed of the video encoder against size")
+        ->check(CLI::IsMember(
+            {"ultrafast", "superfast", "veryfast", "faster", "fast", "medium", "slow", "slower", "veryslow"}))
+        ->capture_default_str()
+        ->group("Video");
+    sub.add_option("--audio-bitrate", a.audioKilobits, "kbit/s of the sound")
+        ->check(CLI::Range(32, 512))
+        ->capture_default_str()
+        ->group("Video");
+}
+
+/// What the options mean to the encoder, beyond what the command line filled in by itself.
+void Resolve(Arguments& a) {
+    a.source.upAxis = a.up == "z" ? Authoring::UpAxis::Z : Authoring::UpAxis::Y;
+    a.encode.delta = Chosen(c_Deltas, a.delta);
+    a.encode.deltaFrames = a.delta != "none";
+    a.encode.indices = Chosen(c_Indices, a.index);
+    a.encode.maxError = a.maxError;
+    a.encode.video.bitRate = std::int64_t{1000} * a.videoKilobits;
+    a.encode.audio.bitRate = std::int64_t{1000} * a.audioKilobits;
+    if (!a.atlasSize.empty()) {
+        a.encode.atlasLimit = ParseAtlasSize(a.atlasSize);
+    }
+}
+
+int Encode(Arguments& a) {
+    Resolve(a);
+    CheckOutput(a.output, a.overwrite);
+    const InterruptGuard interrupt;
+    const auto start = std::chrono::steady_clock::now();
+    try {
+        const std::unique_ptr<Authoring::MeshSource> source = Authoring::OpenMeshSource(a.source);
+        std::optional<Authoring::AudioReader> audio;
+        if (!a.audio.empty()) {
+            audio.emplace(a.audio, a.audioStart);
+        }
+        std::optional<EncodeStep> shown;
+        std::optional<Progress> progress;
+        const Authoring::EncodeReport report = Authoring::EncodeClip(
+            *source, audio ? &*audio : nullptr, a.output, a.encode, [&](EncodeStep step, std::size_t done) {
+                InterruptGuard::Check();
+                if (shown != step) {
+                    shown = step;
+                    progress.emplace(step == EncodeStep::Examine ? "Examining" : "Encoding", source->FrameCount());
+                }
+                progress->Report(done);
+            });
+        progress.reset();
+        PrintSummary(a.output, report, std::chrono::steady_clock::now() - start);
+        if (report.damagedAudioPackets > 0) {
+            std::fprintf(stderr, "nimb: %s: %zu damaged packets of sound were left out\n", a.audio.c_str(),
+                         report.damagedAudioPackets);
+        }
+        return c_ExitOk;
+    } catch (const std::invalid_argument& error) {
+        throw UsageError(error.what());
+    }
+}
+
+}  // namespace
+
+Command AddEncode(CLI::App& app) {
+    CLI::App* const sub = app.add_subcommand("encode", "make a clip of an animated scene or a sequence of mesh files");
+    const auto arguments = std::make_shared<Arguments>();
+    AddInputOptions(*sub, *arguments);
+    AddMeshOptions(*sub, *arguments);
+    AddVideoOptions(*sub, *arguments);
+    sub->add_option("-o,--output", arguments->output, "the clip to write, an .mp4 file")->required();
+    sub->add_flag("-y,--overwrite", arguments->overwrite, "overwrite the output if it exists");
+    sub->add_option("-j,--threads", arguments->encode.threads, "threads to work with [one for each core]")
+        ->check(CLI::Range(1, 256));
+    sub->footer(c_Examples);
+    return {sub, [arguments] { return Encode(*arguments); }};
+}
+
+}  // namespace NimbTool

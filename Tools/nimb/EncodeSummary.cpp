@@ -1,0 +1,27 @@
+#include "Tools/nimb/EncodeSummary.h"
+
+#include <cstdio>
+
+namespace NimbTool {
+
+void PrintSummary(const std::string& path, const Authoring::EncodeReport& report,
+                  std::chrono::duration<double> elapsed) {
+    const auto frames = static_cast<double>(report.frames);
+    const double seconds = frames / report.frameRate;
+    const auto kilobits = [seconds](std::uint64_t bytes) { return static_cast<double>(bytes) * 8 / 1000 / seconds; };
+    std::printf("%s: %.0f bytes, %.0f kbit/s\n", path.c_str(), static_cast<double>(report.fileBytes),
+                kilobits(report.fileBytes));
+    std::printf("  frames    %zu (%zu key, %zu delta), %.5g a second, %.2f s\n", report.frames, report.keyFrames,
+                report.frames - report.keyFrames, report.frameRate, seconds);
+    std::printf("  geometry  up to %u vertices, %zu faces; sub-meshes: %zu\n", report.maxVertices, report.maxFaces,
+                report.subMeshes);
+    std::printf("  meshes    %.0f bytes, %.0f a frame, %.0f kbit/s\n", static_cast<double>(report.meshBytes),
+                static_cast<double>(report.meshBytes) / frames, kilobits(report.meshBytes));
+    std::printf("  video     %zu x %zu, %.0f bytes, %.0f kbit/s\n", report.atlas.width, report.atlas.height,
+                static_cast<double>(report.videoBytes), kilobits(report.videoBytes));
+    std::printf("  error     %.3g at most (frame %zu), limit %.3g\n", report.maxError, report.maxErrorFrame,
+                report.errorLimit);
+    std::printf("  time      %.1f s, %.1f frames/s\n", elapsed.count(), frames / elapsed.count());
+}
+
+}  // namespace NimbTool

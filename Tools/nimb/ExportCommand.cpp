@@ -1,0 +1,188 @@
+// `nimb export`: the frames of a clip as mesh files with their textures.
+#include "Authoring/Clip/ClipFrames.h"
+#include "Authoring/Clip/ClipReader.h"
+#include "Authoring/Export/MeshExport.h"
+#include "Tools/nimb/CommandLine.h"
+#include "Tools/nimb/Commands.h"
+#include "Tools/nimb/ExitStatus.h"
+#include "Tools/nimb/Interrupt.h"
+#include "Tools/nimb/OutputFile.h"
+#include "Tools/nimb/Progress.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <deque>
+#include <filesystem>
+#include <future>
+#include <memory>
+#include <string>
+#include <thread>
+
+namespace NimbTool {
+namespace {
+
+namespace fs = std::filesystem;
+using Authoring::ClipFrame;
+using Authoring::ExportedFile;
+using Authoring::FrameRange;
+using Authoring::MeshFormat;
+
+constexpr const char* c_Examples =
+    "Examples:\n"
+    "  nimb export dancer.mp4 frames --format obj\n"
+    "      frames/frame_0000.obj, .mtl and .png, and so on for every frame\n"
+    "  nimb export dancer.mp4 frames --format glb --first 30 --last 59\n"
+    "      frame_0030.glb to frame_0059.glb, with their textures inside\n"
+    "  nimb export dancer.mp4 frames --format ply && nimb encode frames -o again.mp4\n"
+    "      what is exported can be encoded again";
+
+const std::map<std::string, MeshFormat> c_Formats = {
+    {"obj", MeshFormat::Obj}, {"ply", MeshFormat::Ply}, {"glb", MeshFormat::Glb}};
+
+struct Arguments {
+    std::string clip;
+    std::string folder;
+    MeshFormat format = MeshFormat::Obj;
+    FrameRange range;
+    bool overwrite = false;
+};
+
+std::string StemOf(std::size_t frame) {
+    char stem[32];
+    std::snprintf(stem, sizeof(stem), "frame_%04zu", frame);
+    return stem;
+}
+
+/// Before anything is done: that nothing is in the way which may not be overwritten.
+void CheckFolder(const Arguments& arguments, std::size_t frameCount) {
+    for (std::size_t i = arguments.range.first; i < frameCount && i <= arguments.range.last; ++i) {
+        for (const std::string& name : Authoring::ExportNames(arguments.format, StemOf(i))) {
+            CheckOutput((fs::path(arguments.folder) / name).string(), arguments.overwrite);
+        }
+    }
+}
+
+void MakeFolder(const std::string& folder) {
+    std::error_code error;
+    fs::create_directories(folder, error);
+    if (error) {
+        throw OutputError(folder + ": cannot be made: " + error.message());
+    }
+    if (!fs::is_directory(folder, error)) {
+        throw OutputError(folder + ": is no folder");
+    }
+}
+
+void WriteWhole(const std::string& path, const Authoring::Bytes& bytes) {
+    std::FILE* const file = std::fopen(path.c_str(), "wb");
+    const bool isWritten = file != nullptr && std::fwrite(bytes.data(), 1, bytes.size(), file) == bytes.size();
+    const int error = errno;
+    const bool isClosed = file != nullptr && std::fclose(file) == 0;
+    if (!isWritten || !isClosed) {
+        throw OutputError(path + ": " + std::strerror(isWritten ? errno : error));
+    }
+}
+
+/// All files of the frame under temporary names first, so that a full disk leaves no frame without its texture.
+void WriteFrame(const Arguments& arguments, const ClipFrame& frame) {
+    std::deque<OutputFile> outputs;
+    for (const ExportedFile& file :
+         Authoring::ExportMesh(arguments.format, StemOf(frame.number), frame.mesh, frame.picture)) {
+        outputs.emplace_back((fs::path(arguments.folder) / file.name).string(), arguments.overwrite);
+        WriteWhole(outputs.back().TemporaryPath(), file.bytes);
+    }
+    for (OutputFile& output : outputs) {
+        output.Commit();
+    }
+}
+
+/// Writes frames on several threads. Memory stays bounded: Add waits when each has something to do.
+class FrameWriters {
+public:
+    explicit FrameWriters(const Arguments& arguments) : m_Arguments(arguments) {}
+
+    /// Throws what went wrong with an earlier frame.
+    void Add(ClipFrame&& frame) {
+        if (m_Running.size() >= std::max(std::thread::hardware_concurrency(), 1u)) {
+            Join();
+        }
+        m_Running.push_back(
+            std::async(std::launch::async, [this, frame = std::move(frame)] { WriteFrame(m_Arguments, frame); }));
+    }
+
+    void Finish() {
+        while (!m_Running.empty()) {
+            Join();
+        }
+    }
+
+private:
+    void Join() {
+        std::future<void> oldest = std::move(m_Running.front());
+        m_Running.pop_front();
+        oldest.get();
+    }
+
+    const Arguments& m_Arguments;
+    std::deque<std::future<void>> m_Running;  // their destructors wait
+};
+
+int Run(const Arguments& arguments) {
+    if (arguments.range.first > arguments.range.last) {
+        throw UsageError("--first " + std::to_string(arguments.range.first) + " is behind --last " +
+                         std::to_string(arguments.range.last));
+    }
+    Authoring::SilenceAvLog();
+    const std::size_t frameCount = Authoring::CountClipFrames(arguments.clip);
+    if (frameCount != 0 && arguments.range.first >= frameCount) {
+        throw UsageError(arguments.clip + ": has " + std::to_string(frameCount) + " frames, so there is no frame " +
+                         std::to_string(arguments.range.first));
+    }
+    MakeFolder(arguments.folder);
+    CheckFolder(arguments, frameCount);
+
+    const InterruptGuard interrupt;
+    const std::size_t end =
+        std::min(frameCount, arguments.range.last == SIZE_MAX ? frameCount : arguments.range.last + 1);
+    Progress progress("Exporting", end > arguments.range.first ? end - arguments.range.first : 0);
+    FrameWriters writers(arguments);
+    std::size_t written = 0;
+    std::size_t lost = 0;
+    Authoring::ReadClipFrames(arguments.clip, arguments.range, [&](ClipFrame&& frame) {
+        interrupt.Check();
+        if (!frame.problem.empty()) {
+            progress.Clear();
+            std::fprintf(stderr, "nimb: %s\n", frame.problem.c_str());
+            ++lost;
+            return;
+        }
+        writers.Add(std::move(frame));
+        progress.Report(++written);
+    });
+    writers.Finish();
+    std::printf("%zu frames in %s%s\n", written, arguments.folder.c_str(),
+                lost == 0 ? "" : (", " + std::to_string(lost) + " left out").c_str());
+    return lost == 0 ? c_ExitOk : c_ExitProblem;
+}
+
+}  // namespace
+
+Command AddExport(CLI::App& app) {
+    CLI::App* const sub = app.add_subcommand("export", "Write the frames of a clip as mesh files with their textures");
+    const auto arguments = std::make_shared<Arguments>();
+    arguments->range.last = SIZE_MAX;
+    sub->add_option("clip", arguments->clip, "The clip, an MP4 file")->required();
+    sub->add_option("folder", arguments->folder, "Where the files go; it is made if need be")->required();
+    sub->add_option("--format", arguments->format, "obj (with .mtl and .png), ply (with .png) or glb")
+        ->required()
+        ->transform(CLI::CheckedTransformer(c_Formats, CLI::ignore_case));
+    sub->add_option("--first", arguments->range.first, "Number of the first frame, from 0");
+    sub->add_option("--last", arguments->range.last, "Number of the last frame")->default_str("the clip's last");
+    sub->add_flag("-y", arguments->overwrite, "Overwrite files");
+    sub->footer(c_Examples);
+    return {sub, [arguments] { return Run(*arguments); }};
+}
+
+}  // namespace NimbTool

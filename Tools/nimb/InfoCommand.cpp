@@ -1,0 +1,241 @@
+// `nimb info`: what a clip consists of.
+#include "Authoring/Source/ImageFile.h"
+#include "Tools/nimb/ClipJson.h"
+#include "Tools/nimb/CommandLine.h"
+#include "Tools/nimb/Commands.h"
+#include "Tools/nimb/ExitStatus.h"
+#include "Tools/nimb/OutputFile.h"
+#include "Tools/nimb/SizePlot.h"
+
+#include <cstdio>
+#include <filesystem>
+#include <memory>
+#include <string>
+
+namespace NimbTool {
+namespace {
+
+using namespace Authoring;
+using Json = nlohmann::ordered_json;
+
+constexpr const char* c_Examples =
+    "Examples:\n"
+    "  nimb info dancer.mp4\n"
+    "      tracks, attributes, codings, and what takes how much of the file\n"
+    "  nimb info --frames dancer.mp4\n"
+    "      also a line for each frame\n"
+    "  nimb info --plot sizes.png dancer.mp4\n"
+    "      also a picture of the frames' sizes over time\n"
+    "  nimb info --json --frames dancer.mp4 | jq '[.frames[] | select(.kind == \"key\") | .meshBytes] | add'\n"
+    "      the bytes of all key frames";
+
+struct Arguments {
+    std::string path;
+    bool frames = false;
+    bool json = false;
+    std::string plot;
+    bool overwrite = false;
+};
+
+double Percent(UINT64 part, UINT64 whole) {
+    return whole != 0 ? 100.0 * static_cast<double>(part) / static_cast<double>(whole) : 0;
+}
+
+void PrintTrack(std::size_t number, const ClipTrack& track) {
+    const char* const codec = track.codec.c_str();
+    const auto timeBase = std::to_string(track.timeBaseNumerator) + "/" + std::to_string(track.timeBaseDenominator);
+    if (track.kind == ClipTrack::Kind::Video) {
+        std::printf("track %zu      video, %s, %d x %d, %.5g frames/s, %zu samples, time base %s s\n", number, codec,
+                    track.width, track.height, track.Rate(), track.sampleCount, timeBase.c_str());
+    } else if (track.kind == ClipTrack::Kind::Audio) {
+        std::printf("track %zu      audio, %s, %d Hz, %d channels, %zu samples, time base %s s\n", number, codec,
+                    track.sampleRate, track.channels, track.sampleCount, timeBase.c_str());
+    } else {
+        std::printf("track %zu      other, %s\n", number, codec);
+    }
+}
+
+void PrintAttributes(const ClipAttributes& attributes) {
+    if (!attributes.values) {
+        std::printf("attributes   none: %s\n", attributes.problem.c_str());
+        return;
+    }
+    const FileAttributes& v = *attributes.values;
+    std::printf("attributes   %u frames, at most %u vertices and %u indices, normals: %s\n", v.frameCount,
+                v.maxVertexCount, v.maxIndexCount,
+                !v.hasVertexNormals        ? "not said"
+                : *v.hasVertexNormals == 1 ? "yes"
+                                           : "no");
+    std::printf("             box (%g, %g, %g) to (%g, %g, %g)\n", v.bboxMin[0], v.bboxMin[1], v.bboxMin[2],
+                v.bboxMax[0], v.bboxMax[1], v.bboxMax[2]);
+}
+
+/// A line of the form "name  count  bytes  share".
+void PrintShare(const char* heading, const std::string& name, const Share& share, UINT64 whole) {
+    std::printf("%-12s %-14s %7zu  %12llu bytes  %5.1f %%\n", heading, name.c_str(), share.frames,
+                static_cast<unsigned long long>(share.bytes), Percent(share.bytes, whole));
+}
+
+void PrintShares(const char* heading, const std::map<std::string, Share>& shares, UINT64 whole) {
+    for (const auto& [name, share] : shares) {
+        PrintShare(heading, name, share, whole);
+        heading = "";
+    }
+}
+
+void PrintSummary(const ClipSummary& summary) {
+    const char* heading = "file";
+    const auto part = [&](const char* name, UINT64 bytes) {
+        std::printf("%-12s %-14s %7s  %12llu bytes  %5.1f %%\n", heading, name, "",
+                    static_cast<unsigned long long>(bytes), Percent(bytes, summary.fileBytes));
+        heading = "";
+    };
+    part("meshes", summary.meshBytes);
+    part("video", summary.videoBytes);
+    part("audio", summary.audioBytes);
+    part("overhead", summary.OverheadBytes());
+    heading = "meshes";
+    for (std::size_t i = 0; i < c_FrameKinds; ++i) {
+        if (summary.kinds[i].frames != 0) {
+            PrintShare(heading, FrameKindName(static_cast<FrameKind>(i)), summary.kinds[i], summary.meshBytes);
+            heading = "";
+        }
+    }
+    PrintShares("vertices", summary.vertexCodings, summary.meshBytes);
+    PrintShares("indices", summary.indexCodings, summary.meshBytes);
+    if (summary.vertices != 0) {
+        std::printf("per vertex   %.2f bits of mesh\n", summary.BitsPerVertex());
+        std::printf("largest      %u vertices, %u indices\n", summary.maxVertices, summary.maxIndices);
+        const Box& box = *summary.box;
+        std::printf("box          (%g, %g, %g) to (%g, %g, %g)\n", static_cast<double>(box.min.x),
+                    static_cast<double>(box.min.y), static_cast<double>(box.min.z), static_cast<double>(box.max.x),
+                    static_cast<double>(box.max.y), static_cast<double>(box.max.z));
+    }
+}
+
+void PrintFrameHeading() {
+    std::printf("%6s %9s %10s %-9s %-11s %-13s %9s %9s %9s %9s %9s %7s  %s\n", "frame", "seconds", "offset", "kind",
+                "vertices", "indices", "vertices", "faces", "indices", "mesh", "video", "bits/v", "box");
+}
+
+void PrintHeader(const CStreamingMeshHeader& header, const char* meshBytes, const char* videoBytes,
+                 const char* bitsPerVertex) {
+    std::printf(" %9u %9u %9u %9s %9s %7s  (%.4g, %.4g, %.4g) to (%.4g, %.4g, %.4g)\n", header.m_numVertices,
+                header.m_numFaces, header.m_numIndices, meshBytes, videoBytes, bitsPerVertex,
+                static_cast<double>(header.m_BBoxMin[0]), static_cast<double>(header.m_BBoxMin[1]),
+                static_cast<double>(header.m_BBoxMin[2]), static_cast<double>(header.m_BBoxMax[0]),
+                static_cast<double>(header.m_BBoxMax[1]), static_cast<double>(header.m_BBoxMax[2]));
+}
+
+std::string IndexColumn(const MeshPart& part) {
+    return part.isDelta ? "-" : IndexCodingName(part.header.m_Version.v.m_IndexVersion, part.isStrip);
+}
+
+void PrintFrame(const FrameFacts& frame) {
+    std::printf("%6zu %9.3f %10llu %-9s", frame.number, frame.seconds, static_cast<unsigned long long>(frame.offset),
+                FrameKindName(frame.kind));
+    const std::string meshBytes = std::to_string(frame.meshBytes);
+    const std::string videoBytes = std::to_string(frame.videoBytes);
+    if (!frame.HasMesh()) {
+        std::printf(" %-11s %-13s %9s %9s %9s %9s %9s %7s  %s\n", "-", "-", "-", "-", "-", meshBytes.c_str(),
+                    videoBytes.c_str(), "-", frame.layout.problem.c_str());
+        return;
+    }
+    const std::vector<MeshPart>& parts = frame.layout.parts;
+    const std::string partCount = std::to_string(parts.size()) + " parts";
+    const std::string vertexColumn =
+        frame.layout.isTemporal ? partCount : VertexCodingName(parts[0].header.m_Version.v.m_VertexVersion);
+    const std::string indexColumn = frame.layout.isTemporal ? "-" : IndexColumn(parts[0]);
+    const CStreamingMeshHeader& header = frame.layout.header;
+    char bits[32] = "-";
+    if (header.m_numVertices != 0) {
+        std::snprintf(bits, sizeof(bits), "%.2f", 8.0 * static_cast<double>(frame.meshBytes) / header.m_numVertices);
+    }
+    std::printf(" %-11s %-13s", vertexColumn.c_str(), indexColumn.c_str());
+    PrintHeader(header, meshBytes.c_str(), videoBytes.c_str(), bits);
+    for (std::size_t i = 0; frame.layout.isTemporal && i < parts.size(); ++i) {
+        const MeshPart& part = parts[i];
+        const std::string name = "sub-mesh " + std::to_string(part.header.m_SubMeshId);
+        const std::string bytes = std::to_string(part.vertexBytes + part.normalBytes + part.indexBytes);
+        std::printf("%6s %20s %-9s %-11s %-13s", "", name.c_str(), part.isDelta ? "delta" : "key",
+                    VertexCodingName(part.header.m_Version.v.m_VertexVersion).c_str(), IndexColumn(part).c_str());
+        PrintHeader(part.header, bytes.c_str(), "", "");
+    }
+}
+
+void WritePlot(const Arguments& arguments, const ClipSummary& summary, const std::vector<PlotFrame>& frames) {
+    char title[200];
+    std::snprintf(title, sizeof(title), "%s: %zu frames, %.1f kB; meshes %.1f %%, video %.1f %%",
+                  std::filesystem::path(arguments.path).filename().c_str(), summary.frames,
+                  static_cast<double>(summary.fileBytes) / 1000, Percent(summary.meshBytes, summary.fileBytes),
+                  Percent(summary.videoBytes, summary.fileBytes));
+    OutputFile output(arguments.plot, arguments.overwrite);
+    try {
+        WritePng(output.TemporaryPath(), PlotFrameSizes(title, frames));
+    } catch (const std::runtime_error& error) {
+        throw OutputError(error.what());
+    }
+    output.Commit();
+}
+
+int Run(const Arguments& arguments) {
+    if (!arguments.plot.empty()) {
+        CheckOutput(arguments.plot, arguments.overwrite);
+    }
+    SilenceAvLog();
+    ClipReader reader(arguments.path);
+    const ClipAttributes attributes = ReadClipAttributes(arguments.path);
+    Json json = {{"file", arguments.path}, {"tracks", Json::array()}, {"attributes", ToJson(attributes)}};
+    for (const ClipTrack& track : reader.Tracks()) {
+        json["tracks"].push_back(ToJson(track));
+    }
+    if (arguments.frames && arguments.json) {
+        json["frames"] = Json::array();
+    } else if (arguments.frames) {
+        PrintFrameHeading();
+    }
+    std::vector<PlotFrame> plot;
+    const ClipSummary summary = InspectClip(reader, [&](const FrameFacts& frame) {
+        if (!arguments.plot.empty()) {
+            plot.push_back({frame.seconds, frame.kind, frame.isKeyPicture, static_cast<double>(frame.meshBytes),
+                            static_cast<double>(frame.videoBytes)});
+        }
+        if (arguments.frames && arguments.json) {
+            json["frames"].push_back(ToJson(frame));
+        } else if (arguments.frames) {
+            PrintFrame(frame);
+        }
+    });
+    if (!arguments.plot.empty()) {
+        WritePlot(arguments, summary, plot);
+    }
+    if (arguments.json) {
+        json["summary"] = ToJson(summary);
+        std::printf("%s\n", json.dump(2, ' ', false, Json::error_handler_t::replace).c_str());
+        return c_ExitOk;
+    }
+    std::printf("%s%s: %llu bytes, %zu frames, %.3f s\n", arguments.frames ? "\n" : "", arguments.path.c_str(),
+                static_cast<unsigned long long>(summary.fileBytes), summary.frames, summary.seconds);
+    for (std::size_t i = 0; i < reader.Tracks().size(); ++i) {
+        PrintTrack(i, reader.Tracks()[i]);
+    }
+    PrintAttributes(attributes);
+    PrintSummary(summary);
+    return c_ExitOk;
+}
+
+}  // namespace
+
+Command AddInfo(CLI::App& app) {
+    CLI::App* const sub = app.add_subcommand("info", "Show what a clip consists of");
+    const auto arguments = std::make_shared<Arguments>();
+    sub->add_option("clip", arguments->path, "The clip, an MP4 file")->required();
+    sub->add_flag("--frames", arguments->frames, "Show every frame too");
+    sub->add_flag("--json", arguments->json, "Print as JSON");
+    sub->add_option("--plot", arguments->plot, "Write a picture (PNG) of the frames' sizes over time");
+    sub->add_flag("-y", arguments->overwrite, "Overwrite the picture");
+    sub->footer(c_Examples);
+    return {sub, [arguments] { return Run(*arguments); }};
+}
+
+}  // namespace NimbTool

@@ -1,0 +1,51 @@
+#include "Tools/nimb/Interrupt.h"
+
+#include <csignal>
+#include <cstddef>
+#include <iterator>
+
+namespace NimbTool {
+namespace {
+
+constexpr int c_Signals[] = {SIGINT, SIGTERM, SIGHUP, SIGXFSZ};
+volatile std::sig_atomic_t g_Signal = 0;
+
+void OnSignal(int signal) {
+    g_Signal = signal;
+}
+
+struct sigaction g_Previous[std::size(c_Signals)];
+
+}  // namespace
+
+InterruptGuard::InterruptGuard() {
+    g_Signal = 0;
+    for (std::size_t i = 0; i < std::size(c_Signals); ++i) {
+        const int signal = c_Signals[i];
+        struct sigaction action = {};
+        action.sa_handler = signal == SIGXFSZ ? SIG_IGN : OnSignal;
+        sigaction(signal, nullptr, &g_Previous[i]);
+        // What the shell has told the program to ignore, as `nohup` does, stays ignored.
+        if (g_Previous[i].sa_handler != SIG_IGN) {
+            sigaction(signal, &action, nullptr);
+        }
+    }
+}
+
+InterruptGuard::~InterruptGuard() {
+    for (std::size_t i = 0; i < std::size(c_Signals); ++i) {
+        sigaction(c_Signals[i], &g_Previous[i], nullptr);
+    }
+}
+
+bool InterruptGuard::IsInterrupted() noexcept {
+    return g_Signal != 0;
+}
+
+void InterruptGuard::Check() {
+    if (IsInterrupted()) {
+        throw Interrupted(g_Signal);
+    }
+}
+
+}  // namespace NimbTool

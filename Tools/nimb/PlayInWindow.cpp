@@ -1,0 +1,270 @@
+// The interactive viewer: one turn of the loop is one picture of the display, as in an engine. The user's wishes, then
+// the render event, then drawing.
+#include "Tools/nimb/ExitStatus.h"
+#include "Tools/nimb/PlayModes.h"
+#include "Tools/nimb/PlaySession.h"
+#include "Tools/nimb/Viewer/Framebuffer.h"
+#include "Tools/nimb/Viewer/Report.h"
+#include "Tools/nimb/Viewer/Window.h"
+
+#include <EGL/egl.h>
+#include <GLES3/gl3.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <deque>
+#include <filesystem>
+#include <thread>
+
+namespace NimbTool {
+namespace {
+
+using Clock = Report::Clock;
+
+constexpr Colour c_Ink{235, 238, 240, 255};
+constexpr Colour c_Shadow{0, 0, 0, 150};
+constexpr Colour c_Backgrounds[] = {{32, 36, 42, 255}, {0, 0, 0, 255}, {128, 128, 128, 255}, {240, 240, 240, 255}};
+
+struct DrawableSize {
+    int width = 1;
+    int height = 1;
+};
+
+/// Render thread. The window's own pixels, which may be finer than the desktop's units, and may have just changed.
+DrawableSize QueryDrawable() {
+    DrawableSize size;
+    const EGLDisplay display = eglGetCurrentDisplay();
+    const EGLSurface surface = eglGetCurrentSurface(EGL_DRAW);
+    eglQuerySurface(display, surface, EGL_WIDTH, &size.width);
+    eglQuerySurface(display, surface, EGL_HEIGHT, &size.height);
+    return {std::max(size.width, 1), std::max(size.height, 1)};
+}
+
+class Viewer {
+public:
+    Viewer(const PlayOptions& options, Window& window)
+        : m_Options(options),
+          m_Window(window),
+          m_Session(options, [&window] { return EngineStandIn::MakeWindowContext(window.NativeWindow()); }),
+          m_Playback(m_Session.Open(options.speed, options.sound)),
+          m_Views{options.views.front(), ParseView("front"), ParseView("right"),
+                  ParseView("back"),     ParseView("left"),  ParseView("top")},
+          m_Appearance(options.appearance),
+          m_PassesLeft(options.passes),
+          m_Report(m_Session.Index().FrameCount()) {
+        ResetCamera();
+    }
+
+    int Run() {
+        const auto refresh = std::chrono::microseconds(1000000 / m_Window.RefreshRate());
+        m_Playback->Play();
+        m_Report.OnStart(true);
+        for (Clock::time_point next = Clock::now(); !m_Quit;) {
+            Obey(m_Window.Poll());
+            Advance();
+            Draw();
+            // Where showing a picture does not wait for the display, this does.
+            next = std::max(next + refresh, Clock::now());
+            std::this_thread::sleep_until(next);
+        }
+        std::fputs(m_Report.Text().c_str(), stdout);
+        return c_ExitOk;
+    }
+
+private:
+    void Obey(const Input& input) {
+        for (const Action action : input.actions) {
+            Obey(action);
+        }
+        Orbit(m_Camera, input.orbitX, input.orbitY);
+        Pan(m_Camera, input.panX, input.panY);
+        Zoom(m_Camera, input.zoom);
+    }
+
+    void Obey(Action action) {
+        const auto toggle = [](bool& value) { value = !value; };
+        switch (action) {
+            case Action::Quit:
+                m_Quit = true;
+                break;
+            case Action::TogglePause:
+                TogglePause();
+                break;
+            case Action::Restart:
+                Restart();
+                break;
+            case Action::Faster:
+                SetSpeed(std::min(m_Playback->Speed() * 1.25f, 8.0f));
+                break;
+            case Action::Slower:
+                SetSpeed(std::max(m_Playback->Speed() / 1.25f, 0.1f));
+                break;
+            case Action::NormalSpeed:
+                SetSpeed(1);
+                break;
+            case Action::ToggleLoop:
+                m_PassesLeft = m_PassesLeft == 0 ? 1 : 0;
+                break;
+            case Action::ToggleWireframe:
+                toggle(m_Appearance.wireframe);
+                break;
+            case Action::ToggleComputeNormals:
+                toggle(m_ComputeNormals);
+                m_Playback->SetComputeNormals(m_ComputeNormals);
+                break;
+            case Action::ToggleShaded:
+                toggle(m_Appearance.shaded);
+                break;
+            case Action::NextBackFaces:
+                m_Appearance.backFaces = static_cast<BackFaces>((static_cast<int>(m_Appearance.backFaces) + 1) % 3);
+                break;
+            case Action::NextBackground:
+                m_Appearance.background = c_Backgrounds[++m_Background % std::size(c_Backgrounds)];
+                break;
+            case Action::ToggleTextureOnly:
+                toggle(m_Appearance.textureOnly);
+                break;
+            case Action::NextView:
+                m_View = m_View % (m_Views.size() - 1) + 1;  // the first is the one asked for at the start
+                ResetCamera();
+                break;
+            case Action::ResetCamera:
+                m_View = 0;
+                ResetCamera();
+                break;
+            case Action::ToggleHelp:
+                toggle(m_ShowHelp);
+                break;
+            case Action::ToggleOverlay:
+                toggle(m_ShowFacts);
+                break;
+        }
+    }
+
+    void TogglePause() {
+        if (m_HasEnded) {
+            Restart();
+        } else if (m_Playback->IsPlaying()) {
+            m_Playback->Pause();
+        } else {
+            m_Playback->Play();
+            m_Report.OnStart(false);
+        }
+    }
+
+    void Restart() {
+        m_Playback->Restart();
+        m_Report.OnStart(true);
+        m_HasEnded = false;
+    }
+
+    void SetSpeed(float speed) {
+        const float rounded = std::round(speed * 100) / 100;
+        m_Playback->SetSpeed(std::fabs(rounded - 1) < 0.04f ? 1 : rounded);
+    }
+
+    void ResetCamera() { m_Camera = m_Session.CameraFor(m_Playback->FileInfo(), {m_Views[m_View]}, m_Aspect); }
+
+    void Advance() {
+        const std::optional<ShownFrame> shown = m_Playback->Step();
+        if (shown) {
+            m_Report.OnFrame(shown->number, Clock::now());
+            m_Recent.push_back(Clock::now());
+            m_Shown = *shown;
+        } else if (m_Playback->IsPlaying()) {
+            m_Report.OnRepeat();
+        }
+        while (!m_Recent.empty() && Clock::now() - m_Recent.front() > std::chrono::seconds(1)) {
+            m_Recent.pop_front();
+        }
+        if (m_Playback->HasEnded() && !m_HasEnded) {
+            m_Report.OnEnd();
+            m_HasEnded = true;
+            if (m_PassesLeft != 1) {
+                m_PassesLeft = std::max(m_PassesLeft - 1, 0);
+                Restart();
+            }
+        }
+    }
+
+    void Draw() {
+        Camera camera = m_Camera;
+        camera.yaw += m_Session.TurnAt(m_Shown.number.value_or(0));
+        const std::string facts = m_ShowFacts ? Facts() : "";
+        m_Session.RenderThread().Run([&] {
+            const DrawableSize size = QueryDrawable();
+            const float aspect = static_cast<float>(size.width) / static_cast<float>(size.height);
+            glBindFramebuffer(GL_FRAMEBUFFER, 0);
+            m_Session.Renderer().Draw(m_Playback->Player(), camera, m_Appearance, size.width, size.height);
+            DrawTexts(facts, size);
+            eglSwapBuffers(eglGetCurrentDisplay(), eglGetCurrentSurface(EGL_DRAW));
+            m_Aspect = aspect;
+        });
+    }
+
+    void DrawTexts(const std::string& facts, const DrawableSize& size) {
+        // As large as is readable and fits.
+        const std::size_t scale = size.height >= 1600                                                        ? 3
+                                  : MeasureText(facts, 2).width + 20 <= static_cast<std::size_t>(size.width) ? 2
+                                                                                                             : 1;
+        if (!facts.empty()) {
+            m_Session.Renderer().DrawOverlay(TextImage(facts, scale, c_Ink, c_Shadow), 8, 8, size.width, size.height);
+        }
+        if (m_ShowHelp) {
+            const int below = 16 + static_cast<int>(MeasureText(facts, scale).height);
+            m_Session.Renderer().DrawOverlay(TextImage(HelpText(), scale, c_Ink, c_Shadow), 8, below, size.width,
+                                             size.height);
+        }
+    }
+
+    std::string Facts() const {
+        char frame[32] = "-";
+        if (m_Shown.number) {
+            std::snprintf(frame, sizeof frame, "%d", *m_Shown.number);
+        }
+        const double time =
+            m_Shown.number ? static_cast<double>(m_Session.Index().times[static_cast<std::size_t>(*m_Shown.number)])
+                           : 0.0;
+        char text[256];
+        std::snprintf(
+            text, sizeof text, "frame %s/%d  %.2f s  x%.2f  %zu frames/s  %u vertices %u triangles  %d dropped%s",
+            frame, m_Session.Index().FrameCount() - 1, time / 1e6, static_cast<double>(m_Playback->Speed()),
+            m_Recent.size(), m_Shown.info.vertexCount, m_Shown.info.indexCount / 3, m_Report.Dropped(), StateText());
+        return text;
+    }
+
+    const char* StateText() const {
+        return m_HasEnded ? "  end" : !m_Playback->IsPlaying() ? "  paused" : m_PassesLeft == 1 ? "" : "  loop";
+    }
+
+    const PlayOptions& m_Options;
+    Window& m_Window;
+    PlaySession m_Session;
+    std::unique_ptr<Playback> m_Playback;
+    std::vector<View> m_Views;
+    std::size_t m_View = 0;
+    Camera m_Camera;
+    float m_Aspect = 16.0f / 9;
+    Appearance m_Appearance;
+    std::size_t m_Background = 0;
+    bool m_ComputeNormals = m_Options.computeNormals;
+    bool m_ShowHelp = false;
+    bool m_ShowFacts = true;
+    bool m_Quit = false;
+    bool m_HasEnded = false;
+    int m_PassesLeft;  ///< this one included; 0: without end
+    ShownFrame m_Shown{};
+    std::deque<Clock::time_point> m_Recent;  ///< when the frames of the last second were shown
+    Report m_Report;
+};
+
+}  // namespace
+
+int PlayInWindow(const PlayOptions& options) {
+    const std::string title = "nimb - " + std::filesystem::path(options.clip).filename().string();
+    Window window(title, options.width, options.height);
+    return Viewer(options, window).Run();
+}
+
+}  // namespace NimbTool

@@ -1,0 +1,201 @@
+// Snapshot, contact sheet and recording.
+#include "Authoring/Source/ImageFile.h"
+#include "Tools/nimb/ExitStatus.h"
+#include "Tools/nimb/Interrupt.h"
+#include "Tools/nimb/OutputFile.h"
+#include "Tools/nimb/PlayModes.h"
+#include "Tools/nimb/PlaySession.h"
+#include "Tools/nimb/Progress.h"
+#include "Tools/nimb/Viewer/Capture.h"
+#include "Tools/nimb/Viewer/ContactSheet.h"
+#include "Tools/nimb/Viewer/Framebuffer.h"
+#include "Tools/nimb/Viewer/Recorder.h"
+
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <numeric>
+
+namespace NimbTool {
+namespace {
+
+using Authoring::Image;
+
+/// Draws frames of the clip into pictures of one size.
+class Studio {
+public:
+    Studio(PlaySession& session, int width, int height)
+        : m_Session(session),
+          m_Framebuffer(session.RenderThread().Run([&] { return std::make_unique<Framebuffer>(width, height); })) {}
+    ~Studio() {
+        m_Session.RenderThread().Run([this] { m_Framebuffer.reset(); });
+    }
+    Studio(const Studio&) = delete;
+    Studio& operator=(const Studio&) = delete;
+
+    /// The frame that the playback has in its objects, from one of the views that all of its pictures have in common.
+    Image Draw(const Playback& playback, int number, const std::vector<View>& views, std::size_t view) {
+        const int width = m_Framebuffer->Width(), height = m_Framebuffer->Height();
+        Camera camera =
+            m_Session.CameraFor(playback.FileInfo(), views, static_cast<float>(width) / static_cast<float>(height));
+        camera.yaw = views[view].yaw + m_Session.TurnAt(number);
+        camera.pitch = views[view].pitch;
+        Appearance appearance = m_Session.Options().appearance;
+        appearance.mipmaps = true;
+        return m_Session.RenderThread().Run([&] {
+            m_Framebuffer->Bind();
+            m_Session.Renderer().Draw(playback.Player(), camera, appearance, width, height);
+            return m_Framebuffer->Read();
+        });
+    }
+
+private:
+    PlaySession& m_Session;
+    std::unique_ptr<Framebuffer> m_Framebuffer;
+};
+
+/// What is wrong with the clip, said as it turns up.
+class Problems {
+public:
+    void AddMissing(int number) {
+        std::fprintf(stderr, "nimb: frame %d cannot be shown: the player has no mesh for its picture\n", number);
+        m_SaidMissing = true;
+    }
+    void CheckSizes(const Playback& playback) {
+        if (playback.HasOversizedFrames() && !m_SaidOversized) {
+            std::fprintf(stderr, "nimb: meshes are larger than the clip says, and are shown in part\n");
+            m_SaidOversized = true;
+        }
+    }
+    int Status() const { return m_SaidMissing || m_SaidOversized ? c_ExitProblem : c_ExitOk; }
+
+private:
+    bool m_SaidMissing = false;
+    bool m_SaidOversized = false;
+};
+
+void SavePng(const std::string& path, bool overwrite, const Image& image) {
+    OutputFile file(path, overwrite);
+    try {
+        Authoring::WritePng(file.TemporaryPath(), image);
+    } catch (const std::runtime_error& error) {
+        throw OutputError(path + ": " + error.what());
+    }
+    file.Commit();
+}
+
+OpenClip Opener(PlaySession& session) {
+    return [&session](float speed) { return session.Open(speed, false); };
+}
+
+void Snapshot(PlaySession& session, Problems& problems) {
+    const PlayOptions& options = session.Options();
+    const int frame = ParseMoment(session.Index(), options.moment);
+    Studio studio(session, options.width, options.height);
+    CaptureFrames(
+        Opener(session), {frame},
+        [&](const Playback& playback, int number) {
+            SavePng(options.snapshot, options.overwrite, studio.Draw(playback, number, options.views, 0));
+            std::printf("%s: frame %d, %d x %d\n", options.snapshot.c_str(), number, options.width, options.height);
+            problems.CheckSizes(playback);
+        },
+        [&](int number) { problems.AddMissing(number); });
+}
+
+void MakeContactSheet(PlaySession& session, Problems& problems) {
+    const PlayOptions& options = session.Options();
+    const std::vector<int> frames = SpreadFrames(session.Index().FrameCount(), options.sheetColumns);
+    ContactSheet sheet(frames, options.views, static_cast<std::size_t>(options.cellWidth),
+                       static_cast<std::size_t>(options.cellHeight), session.Index().FrameRate());
+    Studio studio(session, options.cellWidth, options.cellHeight);
+    Progress progress("Drawing", frames.size());
+    std::size_t column = 0;
+    CaptureFrames(
+        Opener(session), frames,
+        [&](const Playback& playback, int number) {
+            for (std::size_t row = 0; row < options.views.size(); ++row) {
+                sheet.SetCell(row, column, studio.Draw(playback, number, options.views, row));
+            }
+            problems.CheckSizes(playback);
+            InterruptGuard::Check();
+            progress.Report(++column);
+        },
+        [&](int number) {
+            problems.AddMissing(number);
+            sheet.SetMissing(column++);
+        });
+    SavePng(options.contactSheet, options.overwrite, sheet.Picture());
+    std::printf("%s: %zu frames from %zu views\n", options.contactSheet.c_str(), frames.size(), options.views.size());
+}
+
+Recorder::Options RecorderOptions(const PlayOptions& options, const ClipIndex& index) {
+    Recorder::Options recorder;
+    recorder.width = options.width;
+    recorder.height = options.height;
+    const auto numerator =
+        static_cast<int>(std::lround(index.rateNumerator * static_cast<double>(options.speed) * 1000));
+    const int denominator = index.rateDenominator * 1000;
+    const int divisor = std::gcd(numerator, denominator);
+    recorder.rateNumerator = numerator / divisor;
+    recorder.rateDenominator = denominator / divisor;
+    if (index.hasSound && options.sound && options.speed == 1) {
+        recorder.soundFrom = options.clip;
+    }
+    return recorder;
+}
+
+void Record(PlaySession& session, Problems& problems) {
+    const PlayOptions& options = session.Options();
+    Recorder recorder(options.recording, RecorderOptions(options, session.Index()));
+    std::vector<int> frames(session.Index().times.size());
+    std::iota(frames.begin(), frames.end(), 0);
+    Studio studio(session, options.width, options.height);
+    Progress progress("Recording", frames.size());
+    Image last(static_cast<std::size_t>(options.width), static_cast<std::size_t>(options.height));
+    std::size_t count = 0;
+    const auto add = [&] {
+        recorder.AddFrame(last);
+        InterruptGuard::Check();
+        progress.Report(++count);
+    };
+    CaptureFrames(
+        Opener(session), frames,
+        [&](const Playback& playback, int number) {
+            last = studio.Draw(playback, number, options.views, 0);
+            problems.CheckSizes(playback);
+            add();
+        },
+        [&](int number) {
+            problems.AddMissing(number);
+            add();  // as an engine goes on showing the frame of before
+        });
+    recorder.Finish();
+    std::printf("%s: %zu frames, %d x %d\n", options.recording.c_str(), count, options.width, options.height);
+}
+
+}  // namespace
+
+int PlayIntoFiles(const PlayOptions& options) {
+    for (const std::string& output : {options.snapshot, options.contactSheet, options.recording}) {
+        if (!output.empty()) {
+            CheckOutput(output, options.overwrite);
+        }
+    }
+    // What the player warns of, frames passed over and ends before the end, is the way captures work.
+    setenv("NIMB_LOG_LEVEL", "error", 0);
+    const InterruptGuard interrupt;
+    PlaySession session(options, EngineStandIn::MakeSurfacelessContext);
+    Problems problems;
+    if (!options.snapshot.empty()) {
+        Snapshot(session, problems);
+    }
+    if (!options.contactSheet.empty()) {
+        MakeContactSheet(session, problems);
+    }
+    if (!options.recording.empty()) {
+        Record(session, problems);
+    }
+    return session.Index().firstWithoutMesh ? c_ExitProblem : problems.Status();
+}
+
+}  // namespace NimbTool

@@ -1,0 +1,81 @@
+#include "Tools/nimb/PlaySession.h"
+
+#include "Authoring/MeshSource.h"
+#include "Tools/nimb/ExitStatus.h"
+
+#include <cmath>
+#include <cstdio>
+
+namespace NimbTool {
+namespace {
+
+constexpr double c_Turn = 2 * 3.14159265358979;
+
+std::unique_ptr<EngineStandIn::PluginLibrary> LoadPlugin() {
+    const std::string path = FindPlugin();
+    try {
+        return std::make_unique<EngineStandIn::PluginLibrary>(path);
+    } catch (const std::runtime_error& error) {
+        throw Authoring::InputError(path + ": " + error.what() + " (NIMB_PLUGIN names another)");
+    }
+}
+
+std::unique_ptr<EngineStandIn::RenderThread> StartRenderThread(const EngineStandIn::GlContextFactory& makeContext) {
+    try {
+        return std::make_unique<EngineStandIn::RenderThread>(makeContext);
+    } catch (const std::runtime_error& error) {
+        throw OutputError(std::string("there is no OpenGL ES 3 context to draw in: ") + error.what() +
+                          "\n  Without a graphics driver Mesa's software renderer does (Debian: libegl-mesa0, "
+                          "libgl1-mesa-dri); EGL_PLATFORM, if set, must fit.");
+    }
+}
+
+}  // namespace
+
+PlaySession::PlaySession(const PlayOptions& options, const EngineStandIn::GlContextFactory& makeContext)
+    : m_Options(options),
+      m_Index(ReadClipIndex(options.clip)),
+      m_Plugin(LoadPlugin()),
+      m_RenderThread(StartRenderThread(makeContext)) {
+    if (m_Index.firstWithoutMesh) {
+        std::fprintf(stderr,
+                     "nimb: %s: frame %d has no mesh: from there on the player shows each mesh with the picture of the "
+                     "frame before\n",
+                     options.clip.c_str(), *m_Index.firstWithoutMesh);
+    }
+    EngineStandIn::StartPlugin(*m_Plugin, *m_RenderThread);
+    m_RenderThread->Run([this] { m_Renderer = std::make_unique<NimbTool::Renderer>(); });
+}
+
+PlaySession::~PlaySession() {
+    m_RenderThread->Run([this] { m_Renderer.reset(); });
+}
+
+std::unique_ptr<Playback> PlaySession::Open(float speed, bool sound) {
+    PlaybackOptions playback;
+    playback.path = m_Options.clip;
+    playback.sound = sound;
+    playback.computeNormals = m_Options.computeNormals;
+    playback.speed = speed;
+    return std::make_unique<Playback>(*m_Plugin, *m_RenderThread, m_Index, playback);
+}
+
+Camera PlaySession::CameraFor(const NimbFileInfo& info, const std::vector<View>& views, float aspect) const {
+    const Authoring::Box box{
+        {static_cast<float>(info.minX), static_cast<float>(info.minY), static_cast<float>(info.minZ)},
+        {static_cast<float>(info.maxX), static_cast<float>(info.maxY), static_cast<float>(info.maxZ)}};
+    std::vector<View> seen = views;
+    if (m_Options.turns != 0) {
+        constexpr int steps = 24;
+        for (int i = 0; i < steps; ++i) {
+            seen.push_back({"", static_cast<float>(c_Turn * i / steps), views.front().pitch});
+        }
+    }
+    return FrameBox(box, seen, aspect);
+}
+
+float PlaySession::TurnAt(int frame) const {
+    return static_cast<float>(std::fmod(m_Options.turns * frame / m_Index.FrameCount(), 1.0) * c_Turn);
+}
+
+}  // namespace NimbTool

@@ -1,0 +1,243 @@
+#include "Tools/nimb/SizePlot.h"
+
+#include "Tools/nimb/BitmapFont.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+
+namespace NimbTool {
+namespace {
+
+using Authoring::FrameKind;
+using Authoring::Image;
+
+struct Colour {
+    BYTE r, g, b;
+};
+
+constexpr Colour c_Paper = {255, 255, 255};
+constexpr Colour c_Ink = {40, 40, 40};
+constexpr Colour c_Grid = {225, 225, 225};
+constexpr Colour c_Video = {170, 190, 210};
+
+struct KindStyle {
+    FrameKind kind;
+    Colour colour;
+    const char* label;
+};
+constexpr KindStyle c_Kinds[] = {{FrameKind::Key, {204, 85, 0}, "mesh, key"},
+                                 {FrameKind::Delta, {0, 110, 190}, "mesh, delta"},
+                                 {FrameKind::Temporal, {90, 150, 60}, "mesh, temporal"},
+                                 {FrameKind::Damaged, {220, 0, 60}, "mesh, damaged"},
+                                 {FrameKind::Empty, {220, 0, 60}, "no mesh"}};
+
+constexpr std::size_t c_Width = 1280;
+constexpr std::size_t c_Left = 110;
+constexpr std::size_t c_Right = 20;
+constexpr std::size_t c_Head = 84;  // title and legend
+constexpr std::size_t c_PanelHeight = 320;
+constexpr std::size_t c_PanelFoot = 70;  // times below a panel
+constexpr std::size_t c_PlotWidth = c_Width - c_Left - c_Right;
+/// A second panel shows small frames when the largest is so many times larger than the largest delta frame.
+constexpr double c_ZoomFrom = 3;
+constexpr std::size_t c_DotSize = 2;
+constexpr std::size_t c_CharWidth = (c_GlyphWidth + 1) * c_DotSize;
+constexpr std::size_t c_CharHeight = c_GlyphHeight * c_DotSize;
+
+const KindStyle& StyleOf(FrameKind kind) {
+    return *std::find_if(std::begin(c_Kinds), std::end(c_Kinds),
+                         [kind](const KindStyle& style) { return style.kind == kind; });
+}
+
+/// What lies outside the picture is not drawn.
+void FillRectangle(Image& image, std::size_t x, std::size_t y, std::size_t width, std::size_t height, Colour colour) {
+    for (std::size_t row = y; row < std::min(y + height, image.height); ++row) {
+        for (std::size_t column = x; column < std::min(x + width, image.width); ++column) {
+            BYTE* const pixel = image.Pixel(column, row);
+            pixel[0] = colour.r;
+            pixel[1] = colour.g;
+            pixel[2] = colour.b;
+            pixel[3] = 255;
+        }
+    }
+}
+
+std::size_t TextWidth(const std::string& text) {
+    return text.empty() ? 0 : text.size() * c_CharWidth - c_DotSize;
+}
+
+void DrawText(Image& image, std::size_t x, std::size_t y, const std::string& text) {
+    for (const char character : text) {
+        for (std::size_t row = 0; row < c_GlyphHeight; ++row) {
+            for (std::size_t column = 0; column < c_GlyphWidth; ++column) {
+                if (IsGlyphDot(character, column, row)) {
+                    FillRectangle(image, x + column * c_DotSize, y + row * c_DotSize, c_DotSize, c_DotSize, c_Ink);
+                }
+            }
+        }
+        x += c_CharWidth;
+    }
+}
+
+/// 1, 2 or 5 times a power of ten, at least `least`.
+double RoundStep(double least) {
+    const double power = std::pow(10.0, std::floor(std::log10(least)));
+    for (const double factor : {1.0, 2.0, 5.0}) {
+        if (factor * power >= least * (1 - 1e-9)) {
+            return factor * power;
+        }
+    }
+    return 10 * power;
+}
+
+std::string NumberText(double value, double step) {
+    const int decimals = std::max(0, static_cast<int>(std::ceil(-std::log10(step) - 1e-9)));
+    char text[32];
+    std::snprintf(text, sizeof(text), "%.*f", decimals, value);
+    return text;
+}
+
+double TotalBytes(const PlotFrame& frame) {
+    return frame.meshBytes + frame.videoBytes;
+}
+
+/// Axes and bars, of which those that are larger than `largest` bytes end at the top.
+class Panel {
+public:
+    Panel(Image& image, std::size_t top, double largest, const std::vector<PlotFrame>& frames)
+        : m_Image(image), m_Top(top), m_Baseline(top + c_PanelHeight), m_Largest(largest), m_Frames(frames) {
+        DrawBytesAxis();
+        DrawTimeAxis();
+        DrawBars();
+        FillRectangle(m_Image, c_Left - 2, m_Top, 2, c_PanelHeight + 2, c_Ink);
+        FillRectangle(m_Image, c_Left, m_Baseline, c_PlotWidth, 2, c_Ink);
+    }
+
+private:
+    void DrawBytesAxis() {
+        const double step = RoundStep(std::max(m_Largest, 1.0) / 6);
+        const bool isKilobytes = m_Largest >= 10000;
+        const double unit = isKilobytes ? 1000 : 1;
+        m_TopBytes = std::ceil(std::max(m_Largest, 1.0) / step) * step;
+        for (double bytes = 0; bytes <= m_TopBytes * (1 + 1e-9); bytes += step) {
+            const std::size_t y = m_Baseline - Height(bytes);
+            FillRectangle(m_Image, c_Left, y, c_PlotWidth, 1, c_Grid);
+            const std::string label = NumberText(bytes / unit, step / unit);
+            DrawText(m_Image, c_Left - 10 - std::min(TextWidth(label), c_Left - 10), y - c_CharHeight / 2, label);
+        }
+        DrawText(m_Image, 8, m_Top - 30, isKilobytes ? "kB" : "bytes");
+    }
+
+    void DrawTimeAxis() {
+        const char* const caption = "seconds";
+        DrawText(m_Image, c_Left + (c_PlotWidth - TextWidth(caption)) / 2, m_Baseline + c_PanelFoot - 28, caption);
+        if (m_Frames.size() < 2) {
+            return;
+        }
+        const double first = m_Frames.front().seconds;
+        const auto count = static_cast<double>(m_Frames.size());
+        const double span = (m_Frames.back().seconds - first) * count / (count - 1);
+        if (!(span > 0)) {
+            return;
+        }
+        const double step = RoundStep(span / 12);
+        for (double seconds = std::ceil(first / step) * step; seconds <= (first + span) * (1 + 1e-9); seconds += step) {
+            const auto x = c_Left + static_cast<std::size_t>((seconds - first) / span * c_PlotWidth);
+            FillRectangle(m_Image, x, m_Baseline, 2, 8, c_Ink);
+            const std::string label = NumberText(seconds, step);
+            const std::size_t left = x - std::min(x, TextWidth(label) / 2);
+            DrawText(m_Image, std::min(left, c_Width - TextWidth(label)), m_Baseline + 14, label);
+        }
+    }
+
+    void DrawBars() {
+        const std::size_t count = m_Frames.size();
+        const std::size_t columns = std::min(count, c_PlotWidth);
+        for (std::size_t column = 0; column < columns; ++column) {
+            const auto begin = m_Frames.begin() + static_cast<std::ptrdiff_t>(column * count / columns);
+            const auto end = m_Frames.begin() + static_cast<std::ptrdiff_t>((column + 1) * count / columns);
+            const auto largest = std::max_element(
+                begin, end, [](const PlotFrame& a, const PlotFrame& b) { return TotalBytes(a) < TotalBytes(b); });
+            const std::size_t left = column * c_PlotWidth / columns;
+            const std::size_t width = (column + 1) * c_PlotWidth / columns - left;
+            DrawBar(*largest, c_Left + left, width >= 4 ? width - 1 : width);
+        }
+    }
+
+    void DrawBar(const PlotFrame& frame, std::size_t x, std::size_t width) {
+        const std::size_t mesh = Height(frame.meshBytes);
+        const std::size_t total = Height(TotalBytes(frame));
+        const Colour colour = StyleOf(frame.kind).colour;
+        FillRectangle(m_Image, x, m_Baseline - total, width, total - mesh, c_Video);
+        FillRectangle(m_Image, x, m_Baseline - mesh, width, mesh, colour);
+        if (TotalBytes(frame) > m_TopBytes) {
+            FillRectangle(m_Image, x, m_Top + 10, width, 4, c_Paper);  // the bar is broken off
+        }
+        if (frame.kind == FrameKind::Empty || frame.kind == FrameKind::Damaged) {
+            FillRectangle(m_Image, x, m_Baseline + 3, std::max<std::size_t>(width, 3), 8, colour);
+        }
+    }
+
+    std::size_t Height(double bytes) const {
+        return static_cast<std::size_t>(std::lround(std::min(bytes / m_TopBytes, 1.0) * c_PanelHeight));
+    }
+
+    Image& m_Image;
+    const std::size_t m_Top;
+    const std::size_t m_Baseline;
+    const double m_Largest;
+    const std::vector<PlotFrame>& m_Frames;
+    double m_TopBytes = 1;
+};
+
+/// Kinds that occur, and the video.
+void DrawLegend(Image& image, const std::vector<PlotFrame>& frames) {
+    constexpr std::size_t y = 46;
+    std::size_t x = c_Left;
+    const auto entry = [&](Colour colour, const char* label) {
+        FillRectangle(image, x, y, c_CharHeight, c_CharHeight, colour);
+        DrawText(image, x + c_CharHeight + 8, y, label);
+        x += c_CharHeight + 8 + TextWidth(label) + 28;
+    };
+    for (const KindStyle& style : c_Kinds) {
+        if (std::any_of(frames.begin(), frames.end(),
+                        [&](const PlotFrame& frame) { return frame.kind == style.kind; })) {
+            entry(style.colour, style.label);
+        }
+    }
+    entry(c_Video, "video");
+    const std::size_t perColumn = (frames.size() + c_PlotWidth - 1) / c_PlotWidth;
+    if (perColumn > 1) {
+        DrawText(image, x, y, "(the largest of " + std::to_string(perColumn) + " frames each)");
+    }
+}
+
+}  // namespace
+
+Image PlotFrameSizes(const std::string& title, const std::vector<PlotFrame>& frames) {
+    double largest = 0;
+    double largestSmall = 0;  // of the frames that have neither a key frame nor a key picture
+    for (const PlotFrame& frame : frames) {
+        largest = std::max(largest, TotalBytes(frame));
+        if (frame.kind != FrameKind::Key && !frame.isKeyPicture) {
+            largestSmall = std::max(largestSmall, TotalBytes(frame));
+        }
+    }
+    const bool isZoomed = largestSmall > 0 && largest >= c_ZoomFrom * largestSmall;
+
+    constexpr std::size_t panel = c_PanelHeight + c_PanelFoot;
+    constexpr std::size_t zoomHead = 40;
+    Image image(c_Width, c_Head + panel + (isZoomed ? zoomHead + panel : 0));
+    FillRectangle(image, 0, 0, image.width, image.height, c_Paper);
+    DrawText(image, c_Left, 16, title.substr(0, c_PlotWidth / c_CharWidth));
+    DrawLegend(image, frames);
+    Panel(image, c_Head, largest, frames);
+    if (isZoomed) {
+        DrawText(image, c_Left, c_Head + panel, "the same, up to the largest frame without key frame and key picture");
+        Panel(image, c_Head + panel + zoomHead, largestSmall, frames);
+    }
+    return image;
+}
+
+}  // namespace NimbTool

@@ -1,0 +1,111 @@
+#include "Tools/nimb/Viewer/ClipIndex.h"
+
+#include "Authoring/Clip/ClipReader.h"
+#include "NimbCore/NimbComPtr.h"
+#include "NimbCore/NimbCrossPlatform.h"
+#include "Tools/nimb/ExitStatus.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+
+namespace NimbTool {
+namespace {
+
+/// Whole rates and those of television are met exactly, others to a thousandth.
+void SetRate(ClipIndex& index, double rate) {
+    constexpr double near = 0.002;
+    if (std::fabs(rate - std::round(rate)) < near) {
+        index.rateNumerator = static_cast<int>(std::round(rate));
+        index.rateDenominator = 1;
+    } else if (std::fabs(rate * 1.001 - std::round(rate * 1.001)) < near) {
+        index.rateNumerator = static_cast<int>(std::round(rate * 1.001)) * 1000;
+        index.rateDenominator = 1001;
+    } else {
+        index.rateNumerator = static_cast<int>(std::round(rate * 1000));
+        index.rateDenominator = 1000;
+    }
+}
+
+bool HasMesh(const Authoring::ClipSample& sample) {
+    const NIMBCORE::CComPtr<NimbCrossPlatform::Stream> mesh(
+        NimbCrossPlatform::FindCompressedMesh(sample.byteStream.data(), sample.byteStream.size()));
+    return mesh != nullptr;
+}
+
+}  // namespace
+
+ClipIndex ReadClipIndex(const std::string& path) {
+    Authoring::ClipReader reader(path);
+    const std::optional<std::size_t> video = reader.VideoTrack();
+    if (!video) {
+        throw Authoring::InputError(path + ": has no video track");
+    }
+    ClipIndex index;
+    Authoring::ClipSample sample;
+    while (reader.Read(sample)) {
+        if (sample.track == *video) {
+            if (!index.firstWithoutMesh && sample.damage.empty() && !HasMesh(sample)) {
+                index.firstWithoutMesh = index.FrameCount();
+            }
+            index.times.push_back(sample.microseconds);
+        }
+    }
+    if (index.times.empty()) {
+        throw Authoring::InputError(path + ": its video track has no frames");
+    }
+    const auto [first, last] = std::minmax_element(index.times.begin(), index.times.end());
+    if (*last > *first) {
+        const double rate = 1e6 * (index.FrameCount() - 1) / static_cast<double>(*last - *first);
+        SetRate(index, std::clamp(rate, 0.01, 1000.0));
+    }
+    index.seconds = index.FrameCount() / index.FrameRate();
+    for (const Authoring::ClipTrack& track : reader.Tracks()) {
+        index.seconds = std::max(index.seconds, track.seconds);
+        index.hasSound = index.hasSound || track.kind == Authoring::ClipTrack::Kind::Audio;
+    }
+    return index;
+}
+
+std::optional<int> FrameAtTime(const ClipIndex& index, std::int64_t scaledTime, double speed) {
+    // The player's clock counts whole microseconds, in single precision.
+    const double time = static_cast<double>(scaledTime) * speed;
+    const double tolerance = 1 + speed + std::fabs(time) / (1 << 22);
+    std::optional<int> found;
+    for (std::size_t i = 0; i < index.times.size(); ++i) {
+        if (std::fabs(static_cast<double>(index.times[i]) - time) <= tolerance) {
+            if (found) {
+                return std::nullopt;  // frames too close together to be told apart
+            }
+            found = static_cast<int>(i);
+        }
+    }
+    return found;
+}
+
+int ParseMoment(const ClipIndex& index, const std::string& text) {
+    char* end = nullptr;
+    const double value = std::strtod(text.c_str(), &end);
+    const std::string unit = end;
+    const bool isFrame = unit.empty() && value == std::floor(value);
+    if (end == text.c_str() || !(value >= 0) || (!isFrame && unit != "s" && unit != "%")) {
+        throw UsageError("--at: '" + text +
+                         "' is neither a frame number nor a time such as 1.5s nor a part such as 50%");
+    }
+    const double last = index.FrameCount() - 1;
+    double frame = value;
+    if (unit == "s") {
+        const auto after = std::upper_bound(index.times.begin(), index.times.end(), value * 1e6 + 1);
+        frame = value <= index.seconds ? std::max<double>(static_cast<double>(after - index.times.begin()) - 1, 0)
+                                       : last + 1;
+    } else if (unit == "%") {
+        frame = std::round(value / 100 * last);
+    }
+    if (frame > last) {
+        throw UsageError("--at: '" + text + "' lies beyond the end: the clip has frames 0 to " +
+                         std::to_string(index.FrameCount() - 1));
+    }
+    return static_cast<int>(frame);
+}
+
+}  // namespace NimbTool

@@ -1,0 +1,37 @@
+// The times of a clip's frames, from the file itself: what the player reports of a frame is its time, and this says
+// which number that is.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace NimbTool {
+
+struct ClipIndex {
+    std::vector<std::int64_t> times;  ///< microseconds, a frame each, in file order
+    int rateNumerator = 30;           ///< frames per second
+    int rateDenominator = 1;
+    double seconds = 0;  ///< of the longest track
+    bool hasSound = false;
+    /// The first frame whose sample holds no mesh. The player counts meshes: from there on, it pairs each with the
+    /// picture of the frame before.
+    std::optional<int> firstWithoutMesh;
+
+    int FrameCount() const noexcept { return static_cast<int>(times.size()); }
+    double FrameRate() const noexcept { return static_cast<double>(rateNumerator) / rateDenominator; }
+};
+
+/// Reads the whole file. Throws Authoring::InputError when it is no MP4 file with video in it.
+ClipIndex ReadClipIndex(const std::string& path);
+
+/// The frame that a player at this speed shows at `scaledTime` (microseconds, as the player counts from the last
+/// start); none when no frame has that time.
+std::optional<int> FrameAtTime(const ClipIndex& index, std::int64_t scaledTime, double speed);
+
+/// "17" is frame 17, "1.5s" the frame shown at that time, "50%" that part of the clip. Throws UsageError, also when it
+/// lies beyond the end.
+int ParseMoment(const ClipIndex& index, const std::string& text);
+
+}  // namespace NimbTool

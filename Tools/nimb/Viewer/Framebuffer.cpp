@@ -1,0 +1,88 @@
+#include "Tools/nimb/Viewer/Framebuffer.h"
+
+#include "Tools/nimb/ExitStatus.h"
+
+#include <GLES3/gl3.h>
+
+#include <algorithm>
+#include <cstdio>
+
+#include <string>
+
+namespace NimbTool {
+namespace {
+
+constexpr GLint c_Samples = 4;
+
+void CheckComplete() {
+    if (glCheckFramebufferStatus(GL_FRAMEBUFFER) != GL_FRAMEBUFFER_COMPLETE) {
+        throw OutputError("GL provides no framebuffer to draw into");
+    }
+}
+
+}  // namespace
+
+void CheckGl(const char* what) {
+    const GLenum error = glGetError();
+    if (error != GL_NO_ERROR) {
+        char text[128];
+        std::snprintf(text, sizeof text, "%s: GL error 0x%x", what, error);
+        throw OutputError(text);
+    }
+}
+
+Framebuffer::Framebuffer(int width, int height) : m_Width(width), m_Height(height) {
+    GLint maxSize = 0, maxSamples = 0;
+    glGetIntegerv(GL_MAX_RENDERBUFFER_SIZE, &maxSize);
+    glGetIntegerv(GL_MAX_SAMPLES, &maxSamples);
+    if (width > maxSize || height > maxSize) {
+        throw OutputError("a picture of " + std::to_string(width) + " x " + std::to_string(height) +
+                          " is larger than GL can draw: at most " + std::to_string(maxSize));
+    }
+    const GLint samples = std::min(c_Samples, maxSamples);
+    glGenFramebuffers(1, &m_Drawn);
+    glGenFramebuffers(1, &m_Resolved);
+    glGenRenderbuffers(3, m_Buffers);
+    const auto attach = [&](unsigned int buffer, GLint count, GLenum format, GLenum attachment) {
+        glBindRenderbuffer(GL_RENDERBUFFER, buffer);
+        glRenderbufferStorageMultisample(GL_RENDERBUFFER, count, format, width, height);
+        glFramebufferRenderbuffer(GL_FRAMEBUFFER, attachment, GL_RENDERBUFFER, buffer);
+    };
+    glBindFramebuffer(GL_FRAMEBUFFER, m_Resolved);
+    attach(m_Buffers[0], 0, GL_RGBA8, GL_COLOR_ATTACHMENT0);
+    CheckComplete();
+    glBindFramebuffer(GL_FRAMEBUFFER, m_Drawn);
+    attach(m_Buffers[1], samples, GL_RGBA8, GL_COLOR_ATTACHMENT0);
+    attach(m_Buffers[2], samples, GL_DEPTH_COMPONENT24, GL_DEPTH_ATTACHMENT);
+    CheckComplete();
+    CheckGl("framebuffer");
+}
+
+Framebuffer::~Framebuffer() {
+    glDeleteFramebuffers(1, &m_Drawn);
+    glDeleteFramebuffers(1, &m_Resolved);
+    glDeleteRenderbuffers(3, m_Buffers);
+}
+
+void Framebuffer::Bind() const {
+    glBindFramebuffer(GL_FRAMEBUFFER, m_Drawn);
+}
+
+Authoring::Image Framebuffer::Read() const {
+    glBindFramebuffer(GL_READ_FRAMEBUFFER, m_Drawn);
+    glBindFramebuffer(GL_DRAW_FRAMEBUFFER, m_Resolved);
+    glBlitFramebuffer(0, 0, m_Width, m_Height, 0, 0, m_Width, m_Height, GL_COLOR_BUFFER_BIT, GL_NEAREST);
+    glBindFramebuffer(GL_FRAMEBUFFER, m_Resolved);
+    const auto width = static_cast<std::size_t>(m_Width), height = static_cast<std::size_t>(m_Height);
+    Authoring::Image image(width, height);
+    glPixelStorei(GL_PACK_ALIGNMENT, 4);
+    glReadPixels(0, 0, m_Width, m_Height, GL_RGBA, GL_UNSIGNED_BYTE, image.rgba.data());
+    // GL's first row is the lowest.
+    for (std::size_t y = 0; y < height / 2; ++y) {
+        std::swap_ranges(image.Pixel(0, y), image.Pixel(0, y) + width * 4, image.Pixel(0, height - 1 - y));
+    }
+    CheckGl("reading the picture");
+    return image;
+}
+
+}  // namespace NimbTool

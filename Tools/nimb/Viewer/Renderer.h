@@ -1,0 +1,67 @@
+// Draws the frame that is in the engine's objects.
+#pragma once
+
+#include "Platform/EngineStandIn/Player.h"
+#include "Tools/nimb/Viewer/Camera.h"
+#include "Tools/nimb/Viewer/Text.h"
+
+#include <cstdint>
+#include <vector>
+
+namespace NimbTool {
+
+enum class BackFaces {
+    Show,
+    Cull,
+    Mark,  ///< in a loud colour: triangles that are wound the wrong way, or the inside of a mesh
+};
+
+struct Appearance {
+    Colour background{32, 36, 42, 255};
+    BackFaces backFaces = BackFaces::Show;
+    bool wireframe = false;    ///< edges over the surface
+    bool shaded = false;       ///< lit along the line of sight, where the mesh has normals; else the texture as it is
+    bool textureOnly = false;  ///< the flat picture of the texture instead of the mesh
+    bool mipmaps = false;      ///< for textures much finer than the picture; takes time
+};
+
+/// The edges of triangles, pairs of indices; degenerate triangles have none.
+std::vector<std::uint32_t> EdgesOf(const std::vector<std::uint32_t>& triangles);
+
+/// Render thread. All functions set the GL state that they need and leave the vertex array and the buffers unbound, as
+/// the plug-in expects. Errors are OutputError.
+class Renderer {
+public:
+    Renderer();
+    ~Renderer();
+    Renderer(const Renderer&) = delete;
+    Renderer& operator=(const Renderer&) = delete;
+
+    /// Into the bound framebuffer, all of it.
+    void Draw(const EngineStandIn::Player& player, const Camera& camera, const Appearance& appearance, int width,
+              int height);
+
+    /// A picture over what is drawn, its top left corner at (x, y) from the top left, pixel by pixel.
+    void DrawOverlay(const Authoring::Image& picture, int x, int y, int width, int height);
+
+private:
+    struct MeshUniforms {
+        int viewProjection, eye, texture, mode, backFaces;
+    };
+
+    void DrawMesh(const EngineStandIn::Player& player, const Camera& camera, const Appearance& appearance,
+                  float aspect);
+    void DrawEdges(const EngineStandIn::Player& player);
+    /// Corners in clip coordinates; v of the texture grows downwards.
+    void DrawQuad(unsigned int texture, float left, float top, float right, float bottom);
+
+    unsigned int m_MeshProgram = 0;
+    unsigned int m_QuadProgram = 0;
+    MeshUniforms m_Mesh{};
+    int m_QuadCorners = -1;
+    unsigned int m_VertexArray = 0;
+    unsigned int m_EdgeBuffer = 0;
+    unsigned int m_OverlayTexture = 0;
+};
+
+}  // namespace NimbTool

@@ -1,0 +1,35 @@
+// Text in pictures: a fixed font of 5 x 7 dots for printable ASCII.
+#pragma once
+
+#include "Authoring/Image.h"
+
+#include <array>
+#include <string>
+
+namespace NimbTool {
+
+using Colour = std::array<BYTE, 4>;  ///< RGBA, not premultiplied
+
+struct TextSize {
+    std::size_t width = 0;
+    std::size_t height = 0;
+};
+
+/// Pixels that the text takes, a border of one dot around it included. Lines end with '\n'; a dot has `scale` pixels on
+/// each side.
+TextSize MeasureText(const std::string& text, std::size_t scale);
+
+/// Draws with the top left corner at (x, y); what does not fit into the picture is cut off. Characters that the font
+/// does not have become '?'.
+void DrawText(Authoring::Image& image, std::size_t x, std::size_t y, const std::string& text, std::size_t scale,
+              const Colour& colour);
+
+/// A picture of the text alone, on a background.
+Authoring::Image TextImage(const std::string& text, std::size_t scale, const Colour& colour, const Colour& background);
+
+void Fill(Authoring::Image& image, const Colour& colour);
+
+/// Copies `picture` to (x, y); what does not fit is cut off.
+void Paste(Authoring::Image& image, std::size_t x, std::size_t y, const Authoring::Image& picture);
+
+}  // namespace NimbTool

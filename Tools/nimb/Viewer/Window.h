@@ -1,0 +1,66 @@
+// The window that a clip is looked at in, and what its user wants.
+#pragma once
+
+#include <string>
+#include <vector>
+
+struct SDL_Window;
+
+namespace NimbTool {
+
+enum class Action {
+    Quit,
+    TogglePause,
+    Restart,
+    Faster,
+    Slower,
+    NormalSpeed,
+    ToggleLoop,
+    ToggleWireframe,
+    ToggleComputeNormals,
+    ToggleShaded,
+    NextBackFaces,
+    NextBackground,
+    ToggleTextureOnly,
+    NextView,
+    ResetCamera,
+    ToggleHelp,
+    ToggleOverlay,
+};
+
+/// What happened since the last look. Movements are in parts of the window's height.
+struct Input {
+    std::vector<Action> actions;
+    float orbitX = 0, orbitY = 0;
+    float panX = 0, panY = 0;
+    float zoom = 0;  ///< steps, inwards
+};
+
+/// What the keys and the mouse do, for people.
+std::string HelpText();
+
+/// Belongs to the thread that made it.
+class Window {
+public:
+    /// False where there is no X11 display that can be opened.
+    static bool IsPossible();
+
+    /// Throws OutputError when there can be no window. Sets EGL_PLATFORM to "x11".
+    Window(const std::string& title, int width, int height);
+    ~Window();
+    Window(const Window&) = delete;
+    Window& operator=(const Window&) = delete;
+
+    /// The window's X11 id.
+    unsigned long NativeWindow() const;
+
+    /// How often a second the display shows a picture.
+    int RefreshRate() const;
+
+    Input Poll();
+
+private:
+    SDL_Window* m_Window = nullptr;
+};
+
+}  // namespace NimbTool

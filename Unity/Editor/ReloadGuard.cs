@@ -1,0 +1,24 @@
+using UnityEditor;
+using UnityEngine;
+
+namespace Nimb.Editor
+{
+    /// <summary>Scripts that are compiled anew in play mode forget their native players; so those are ended before.
+    /// </summary>
+    [InitializeOnLoad]
+    internal static class ReloadGuard
+    {
+        static ReloadGuard()
+        {
+            AssemblyReloadEvents.beforeAssemblyReload += ReleaseAll;
+        }
+
+        private static void ReleaseAll()
+        {
+            foreach (NimbPlayer player in Resources.FindObjectsOfTypeAll<NimbPlayer>())
+            {
+                player.Release();
+            }
+        }
+    }
+}

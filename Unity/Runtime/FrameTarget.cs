@@ -1,0 +1,137 @@
+using System;
+using System.Runtime.InteropServices;
+using Unity.Collections;
+using UnityEngine;
+using UnityEngine.Rendering;
+using Object = UnityEngine.Object;
+
+namespace Nimb
+{
+    /// <summary>The engine's objects that a player fills: a mesh and a texture, large enough for every frame of a clip.
+    /// </summary>
+    public sealed class FrameTarget : IDisposable
+    {
+        // The engine must not look at indices that only the GPU has.
+        private const MeshUpdateFlags Untouched = MeshUpdateFlags.DontValidateIndices | MeshUpdateFlags.DontRecalculateBounds
+            | MeshUpdateFlags.DontResetBoneBounds;
+
+        private static readonly VertexAttributeDescriptor[] s_Layout =
+        {
+            new VertexAttributeDescriptor(VertexAttribute.Position, VertexAttributeFormat.Float32, 3),
+            new VertexAttributeDescriptor(VertexAttribute.Normal, VertexAttributeFormat.Float32, 3),
+            new VertexAttributeDescriptor(VertexAttribute.TexCoord0, VertexAttributeFormat.Float32, 2)
+        };
+
+        /// <summary>Only zeros are ever written from here.</summary>
+        [StructLayout(LayoutKind.Sequential, Size = QuorPlayer.VertexSize)]
+        private struct Vertex { }
+
+        private readonly int m_VertexCapacity;
+        private readonly int m_IndexCapacity;
+        private int m_DrawnIndices;
+
+        public Mesh Mesh { get; private set; }
+        public Texture2D Texture { get; private set; }
+
+        public FrameTarget(NimbFileInfo file)
+        {
+            m_VertexCapacity = (int)file.maxVertexCount;
+            m_IndexCapacity = (int)file.maxIndexCount;
+            Texture = MakeTexture((int)file.textureWidth, (int)file.textureHeight);
+            Mesh = MakeMesh(m_VertexCapacity, m_IndexCapacity);
+            m_DrawnIndices = m_IndexCapacity;
+            Mesh.bounds = BoundsOf(file.minX, file.minY, file.minZ, file.maxX, file.maxY, file.maxZ);
+        }
+
+        /// <summary>Row 0 is the picture's top row, as it is for the meshes' texture coordinates: nothing flips.</summary>
+        private static Texture2D MakeTexture(int width, int height)
+        {
+            // Linear, although it holds a video's colours: OpenGL ES would encode what is drawn into an sRGB texture once
+            // more. The shaders convert where the project's colour space asks for it.
+            return new Texture2D(width, height, TextureFormat.RGBA32, false, true)
+            {
+                name = "Nimb picture",
+                hideFlags = HideFlags.DontSave,
+                filterMode = FilterMode.Bilinear,
+                wrapMode = TextureWrapMode.Clamp
+            };
+        }
+
+        private static Mesh MakeMesh(int vertexCapacity, int indexCapacity)
+        {
+            var mesh = new Mesh { name = "Nimb mesh", hideFlags = HideFlags.DontSave };
+            mesh.MarkDynamic();
+            mesh.SetVertexBufferParams(vertexCapacity, s_Layout);
+            mesh.SetIndexBufferParams(indexCapacity, IndexFormat.UInt32);
+            // Zeros are degenerate triangles: nothing shows before the first frame.
+            using (var vertices = new NativeArray<Vertex>(vertexCapacity, Allocator.Temp))
+            {
+                mesh.SetVertexBufferData(vertices, 0, 0, vertices.Length, 0, Untouched);
+            }
+            using (var indices = new NativeArray<uint>(indexCapacity, Allocator.Temp))
+            {
+                mesh.SetIndexBufferData(indices, 0, 0, indices.Length, Untouched);
+            }
+            mesh.subMeshCount = 1;
+            SetDrawnIndices(mesh, vertexCapacity, indexCapacity);
+            mesh.UploadMeshData(false);
+            return mesh;
+        }
+
+        private static void SetDrawnIndices(Mesh mesh, int vertexCount, int indexCount)
+        {
+            var range = new SubMeshDescriptor(0, indexCount, MeshTopology.Triangles) { vertexCount = vertexCount };
+            mesh.SetSubMesh(0, range, Untouched);
+        }
+
+        /// <summary>Gives the native objects to the player. Waits for the render thread; call it again when the engine may
+        /// have made others.</summary>
+        public void HandTo(QuorPlayer player)
+        {
+            player.SetBuffers(Texture.GetNativeTexturePtr(), Texture.width, Texture.height, Mesh.GetNativeVertexBufferPtr(0),
+                m_VertexCapacity, Mesh.GetNativeIndexBufferPtr(), m_IndexCapacity);
+        }
+
+        /// <summary>Follows a frame's box and, when <paramref name="trim"/> is set, its counts.</summary>
+        /// <remarks>Beyond a frame's indices the buffer holds zeros, so drawing all of it is always right. A trimmed range
+        /// is one rendered frame late where the engine renders on a thread of its own.</remarks>
+        public void Follow(NimbFrameInfo frame, bool trim)
+        {
+            int indexCount = trim ? (int)Math.Min(frame.indexCount, (uint)m_IndexCapacity) : m_IndexCapacity;
+            if (indexCount != m_DrawnIndices)
+            {
+                int vertexCount = trim ? (int)Math.Min(frame.vertexCount, (uint)m_VertexCapacity) : m_VertexCapacity;
+                SetDrawnIndices(Mesh, vertexCount, indexCount);
+                m_DrawnIndices = indexCount;
+            }
+            // After the range: setting a range may set bounds.
+            Mesh.bounds = BoundsOf(frame.minX, frame.minY, frame.minZ, frame.maxX, frame.maxY, frame.maxZ);
+        }
+
+        private static Bounds BoundsOf(double minX, double minY, double minZ, double maxX, double maxY, double maxZ)
+        {
+            return new Bounds(
+                new Vector3((float)((minX + maxX) / 2), (float)((minY + maxY) / 2), (float)((minZ + maxZ) / 2)),
+                new Vector3((float)(maxX - minX), (float)(maxY - minY), (float)(maxZ - minZ)));
+        }
+
+        /// <summary>After the player has got others, or is gone.</summary>
+        public void Dispose()
+        {
+            Destroy(Mesh);
+            Destroy(Texture);
+        }
+
+        private static void Destroy(Object engineObject)
+        {
+            if (Application.isPlaying)
+            {
+                Object.Destroy(engineObject);
+            }
+            else
+            {
+                Object.DestroyImmediate(engineObject);
+            }
+        }
+    }
+}

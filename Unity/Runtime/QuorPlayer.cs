@@ -1,0 +1,272 @@
+using System;
+using System.IO;
+using System.Text;
+
+namespace Nimb
+{
+    /// <summary>
+    /// One native player. Knows nothing of the engine: whoever uses it gives it GL objects, issues its render events and
+    /// calls <see cref="Update"/> once a frame. Belongs to the script thread. Dispose it: it owns four native threads, and
+    /// the garbage collector does not end them.
+    /// </summary>
+    public sealed class QuorPlayer : IDisposable
+    {
+        public const int VertexSize = 32;
+
+        private int m_Id;
+        private bool m_Loop;
+        private bool m_HasFrame;
+        private float m_Speed = 1;
+        private float m_Volume = 1;
+        private NimbFileInfo m_FileInfo;
+        private NimbFrameInfo m_Frame;
+
+        /// <exception cref="DllNotFoundException">The native library is not there.</exception>
+        public QuorPlayer()
+        {
+            m_Id = NimbUnityPluginML.CreateQuorObject();
+            if (m_Id < 0)
+            {
+                throw new InvalidOperationException("The native player cannot be initialised.");
+            }
+        }
+
+        /// <summary>Event id of the render events. -1 after Dispose.</summary>
+        public int Id { get { return m_Id; } }
+
+        /// <summary>The function to hand to the engine's plug-in event, with <see cref="Id"/>.</summary>
+        public static IntPtr RenderEventFunction { get { return NimbUnityPluginML.GetUnityRenderModeEventFunc(); } }
+
+        public NimbState State { get { return m_Id < 0 ? NimbState.NotFound : NimbUnityPluginML.GetQuorState(m_Id); } }
+
+        public bool IsOpen { get; private set; }
+
+        /// <summary>True between Play and Pause, Rewind, Close or the end of a clip that does not loop.</summary>
+        public bool IsPlaying { get { return IsOpen && !HasEnded && State == NimbState.Playing; } }
+
+        /// <summary>The clip ended and was not started again.</summary>
+        public bool HasEnded { get; private set; }
+
+        /// <summary>Of the open clip.</summary>
+        public NimbFileInfo FileInfo { get { return m_FileInfo; } }
+
+        /// <summary>The last frame shown, which stays until another is. Zero before the first.</summary>
+        public NimbFrameInfo Frame { get { return m_Frame; } }
+
+        /// <summary>Position of <see cref="Frame"/>, seconds on the player's clock: of the clip while the speed is 1.</summary>
+        public double Time { get { return m_Frame.timestamp * 1e-7; } }
+
+        /// <summary>1 is normal, 0.5 half of it. Above 0. Kept from clip to clip.</summary>
+        public float Speed
+        {
+            get { return m_Speed; }
+            set
+            {
+                if (!(value > 0) || float.IsInfinity(value))
+                {
+                    throw new ArgumentOutOfRangeException("value", value, "The speed must be above 0.");
+                }
+                m_Speed = value;
+                NimbUnityPluginML.SetClockScale(CheckedId(), value);
+            }
+        }
+
+        /// <summary>0 is silence, 1 the sound as it is. Kept from clip to clip, with sound or without.</summary>
+        public float Volume
+        {
+            get { return m_Volume; }
+            set
+            {
+                m_Volume = Math.Max(0, value);
+                NimbUnityPluginML.SetAudioVolume(CheckedId(), m_Volume);
+            }
+        }
+
+        /// <summary>Whether smooth normals are computed (the default) instead of those in the file used. Cheapest when set
+        /// before the first Open.</summary>
+        public void SetComputeNormals(bool computeNormals)
+        {
+            NimbUnityPluginML.SetComputeNormals(CheckedId(), computeNormals);
+        }
+
+        /// <summary>Opens a clip, closing one that is open. Blocks while codecs are set up.</summary>
+        /// <param name="path">A path, or a URI that the platform can read.</param>
+        /// <param name="loop">Begin again at the end.</param>
+        /// <param name="disableAudio">Leave the sound alone.</param>
+        /// <exception cref="ClipException">Nothing is open then.</exception>
+        public void Open(string path, bool loop, bool disableAudio)
+        {
+            int id = CheckedId();
+            Close();
+            if (string.IsNullOrEmpty(path))
+            {
+                throw new ClipException("No clip is named.");
+            }
+            if (path.IndexOf("://", StringComparison.Ordinal) < 0 && !File.Exists(path))
+            {
+                throw new ClipException("The clip '" + path + "' does not exist or must not be read.");
+            }
+            var info = new NimbOpenInfo
+            {
+                disableAudio = disableAudio ? (byte)1 : (byte)0,
+                autoLoop = loop ? (byte)1 : (byte)0
+            };
+            if (!NimbUnityPluginML.OpenQuorObject(id, Encoding.UTF8.GetBytes(path + "\0"), ref info))
+            {
+                throw new ClipException("The clip '" + path + "' cannot be opened; the lines of the log that begin with [" +
+                    id + "] say why.");
+            }
+            IsOpen = true;
+            m_Loop = loop;
+            try
+            {
+                m_FileInfo = ReadFileInfo(path);
+            }
+            catch (ClipException)
+            {
+                Close();
+                throw;
+            }
+            ForgetEndOfStream();
+            Speed = m_Speed;
+            Volume = m_Volume;
+        }
+
+        private NimbFileInfo ReadFileInfo(string path)
+        {
+            var info = new NimbFileInfo();
+            bool isComplete = NimbUnityPluginML.GetQuorObjectFileInfo(m_Id, ref info);
+            if (!isComplete || info.maxVertexCount == 0 || info.maxIndexCount == 0)
+            {
+                throw new ClipException("The clip '" + path + "' does not say how large its meshes are: its attribute " +
+                    "atom is missing or incomplete.");
+            }
+            if (info.textureWidth == 0 || info.textureHeight == 0)
+            {
+                throw new ClipException("The clip '" + path + "' has no video track.");
+            }
+            if (info.maxVertexCount > int.MaxValue / VertexSize || info.maxIndexCount > int.MaxValue / sizeof(uint))
+            {
+                throw new ClipException("The meshes of the clip '" + path + "' are too large: " + info.maxVertexCount +
+                    " vertices, " + info.maxIndexCount + " indices.");
+            }
+            return info;
+        }
+
+        public void Close()
+        {
+            if (!IsOpen)
+            {
+                return;
+            }
+            IsOpen = false;
+            HasEnded = false;
+            m_HasFrame = false;
+            m_FileInfo = new NimbFileInfo();
+            m_Frame = new NimbFrameInfo();
+            NimbUnityPluginML.CloseQuorObject(m_Id);
+        }
+
+        /// <summary>Plays on, or from the start when the clip has ended. False when nothing is open or it plays already.
+        /// </summary>
+        public bool Play()
+        {
+            if (!IsOpen)
+            {
+                return false;
+            }
+            if (HasEnded)
+            {
+                Rewind();
+            }
+            return NimbUnityPluginML.PlayQuorObject(m_Id);
+        }
+
+        /// <summary>False when it does not play.</summary>
+        public bool Pause()
+        {
+            return IsPlaying && NimbUnityPluginML.PauseQuorObject(m_Id);
+        }
+
+        /// <summary>Back to the start, paused. The frame stays until the first one is shown.</summary>
+        public void Rewind()
+        {
+            if (IsOpen)
+            {
+                NimbUnityPluginML.RewindQuorObject(m_Id);
+                HasEnded = false;
+                m_HasFrame = false;
+                ForgetEndOfStream();
+            }
+        }
+
+        /// <summary>Hands over what the player fills, as native pointers of the engine (GL names). Vertex records are
+        /// <see cref="VertexSize"/> bytes: position, normal, texture coordinates; indices 32 bits.</summary>
+        /// <remarks>Takes effect with the next render event. The objects must live until others are handed over, or until
+        /// the player is disposed of.</remarks>
+        public void SetBuffers(IntPtr texture, int width, int height, IntPtr vertexBuffer, int vertexCapacity,
+            IntPtr indexBuffer, int indexCapacity)
+        {
+            NimbUnityPluginML.SetUnityBuffers(CheckedId(), texture, width, height, vertexBuffer, vertexCapacity, indexBuffer,
+                indexCapacity);
+        }
+
+        /// <summary>Looks at what the render events did. Once a frame; allocates nothing.</summary>
+        public PlaybackEvents Update()
+        {
+            var events = PlaybackEvents.None;
+            if (!IsOpen)
+            {
+                return events;
+            }
+            var frame = new NimbFrameInfo();
+            NimbUnityPluginML.GetQuorObjectFrameInfo(m_Id, ref frame);
+            // Without a current frame, as after a rewind, the engine goes on showing the last one.
+            if (frame.vertexCount != 0 && (!m_HasFrame || IsAnother(ref frame)))
+            {
+                m_HasFrame = true;
+                m_Frame = frame;
+                events |= PlaybackEvents.FrameShown;
+            }
+            if (frame.endOfStream != 0)
+            {
+                HasEnded = !m_Loop;
+                events |= m_Loop ? PlaybackEvents.Looped : PlaybackEvents.Ended;
+            }
+            return events;
+        }
+
+        private bool IsAnother(ref NimbFrameInfo frame)
+        {
+            return frame.timestamp != m_Frame.timestamp || frame.frameId != m_Frame.frameId;
+        }
+
+        /// <summary>The end is reported once, and may not have been asked for yet when the clip was left.</summary>
+        private void ForgetEndOfStream()
+        {
+            var ignored = new NimbFrameInfo();
+            NimbUnityPluginML.GetQuorObjectFrameInfo(m_Id, ref ignored);
+        }
+
+        private int CheckedId()
+        {
+            if (m_Id < 0)
+            {
+                throw new ObjectDisposedException("QuorPlayer");
+            }
+            return m_Id;
+        }
+
+        /// <summary>Issue no more render events. Those under way are waited for; those that come too late do nothing.
+        /// </summary>
+        public void Dispose()
+        {
+            if (m_Id >= 0)
+            {
+                IsOpen = false;
+                NimbUnityPluginML.DestroyQuorObject(m_Id);
+                m_Id = -1;
+            }
+        }
+    }
+}

@@ -1,0 +1,33 @@
+using Nimb;
+using UnityEngine;
+
+/// <summary>Put this on an empty object of an empty scene, name a clip in StreamingAssets, and press Play: a camera, a light
+/// and a player are made, and the camera looks at the clip.</summary>
+public sealed class MinimalScene : MonoBehaviour
+{
+    [SerializeField]
+    private string m_Clip = "clip.mp4";
+
+    private void Start()
+    {
+        var player = new GameObject("Player", typeof(NimbPlayer)).GetComponent<NimbPlayer>();
+        player.Opened += LookAtClip;
+        player.Ended += ended => Debug.Log("The clip has ended.");
+        player.Failed += (failed, reason) => Debug.Log("No clip: " + reason);
+        player.Loop = true;
+        player.Open(ClipFolder.StreamingAssets, m_Clip);
+        player.Play();
+    }
+
+    private static void LookAtClip(NimbPlayer player)
+    {
+        // Before the first frame, the mesh's bounds are those of all frames.
+        Bounds bounds = player.Mesh.bounds;
+        Camera view = Camera.main != null ? Camera.main : new GameObject("Camera", typeof(Camera)).GetComponent<Camera>();
+        float distance = bounds.extents.magnitude * 2.5f;
+        view.transform.position = bounds.center + Vector3.back * distance;
+        view.transform.LookAt(bounds.center);
+        view.nearClipPlane = distance * 0.01f;
+        view.farClipPlane = distance * 10;
+    }
+}

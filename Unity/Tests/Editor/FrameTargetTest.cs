@@ -1,0 +1,42 @@
+using System;
+using NUnit.Framework;
+using UnityEngine;
+using UnityEngine.Rendering;
+
+namespace Nimb.Editor.Tests
+{
+    /// <summary>What only a running engine can show: that the objects it makes are laid out as the player fills them.
+    /// </summary>
+    public sealed class FrameTargetTest
+    {
+        [Test]
+        public void ObjectsAreLaidOutAsThePlayerFillsThem()
+        {
+            var file = new NimbFileInfo { maxVertexCount = 100, maxIndexCount = 300, textureWidth = 64, textureHeight = 32 };
+            using (var target = new FrameTarget(file))
+            {
+                Assert.AreEqual(32, target.Mesh.GetVertexBufferStride(0));
+                Assert.AreEqual(100, target.Mesh.vertexCount);
+                Assert.AreEqual(IndexFormat.UInt32, target.Mesh.indexFormat);
+                Assert.AreEqual(300, (int)target.Mesh.GetIndexCount(0));
+                Assert.AreEqual(1, target.Texture.mipmapCount);
+                Assert.AreNotEqual(IntPtr.Zero, target.Texture.GetNativeTexturePtr());
+                Assert.AreNotEqual(IntPtr.Zero, target.Mesh.GetNativeVertexBufferPtr(0));
+                Assert.AreNotEqual(IntPtr.Zero, target.Mesh.GetNativeIndexBufferPtr());
+
+                var frame = new NimbFrameInfo { maxX = 2, maxY = 4, maxZ = 6, vertexCount = 50, indexCount = 150 };
+                target.Follow(frame, true);
+                Assert.AreEqual(150, (int)target.Mesh.GetIndexCount(0));
+                Assert.AreEqual(new Vector3(1, 2, 3), target.Mesh.bounds.center);
+                target.Follow(frame, false);
+                Assert.AreEqual(300, (int)target.Mesh.GetIndexCount(0));
+            }
+        }
+
+        [Test]
+        public void NativeLibrariesHaveTheirSettings()
+        {
+            CollectionAssert.IsEmpty(NativeLibraries.Validate());
+        }
+    }
+}

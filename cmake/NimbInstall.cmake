@@ -1,0 +1,62 @@
+# What `cmake --install` puts where. Components: `development` (headers, static libraries, the package for
+# find_package(Nimb)), `plugin` (the plug-in and the platform under it) and `tool` (the program, with a plug-in of its
+# own).
+include(GNUInstallDirs)
+include(CMakePackageConfigHelpers)
+
+set(nimb_headers "${CMAKE_INSTALL_INCLUDEDIR}/nimb")
+set(nimb_package "${CMAKE_INSTALL_LIBDIR}/cmake/Nimb")
+
+# nimb_install_headers(<folder> <header>...)
+function(nimb_install_headers folder)
+  list(TRANSFORM ARGN PREPEND "${CMAKE_SOURCE_DIR}/${folder}/")
+  install(FILES ${ARGN} DESTINATION "${nimb_headers}/${folder}" COMPONENT development)
+endfunction()
+
+# nimb_install_targets(<export> <target>...): with a file of imported targets for the package.
+function(nimb_install_targets export)
+  install(TARGETS ${ARGN} EXPORT ${export}
+    ARCHIVE DESTINATION "${CMAKE_INSTALL_LIBDIR}" COMPONENT development
+    LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}" COMPONENT plugin
+    INCLUDES DESTINATION "${nimb_headers}")
+  install(EXPORT ${export} NAMESPACE Nimb:: DESTINATION "${nimb_package}" COMPONENT development)
+endfunction()
+
+nimb_install_headers(Nimb NimbInterfaces.h NimbRefCount.h NimbAssert.h)
+nimb_install_headers(NimbCore NimbComPtr.h NimbCrossPlatform.h NimbMeshReader.h Golomb.h EdgeBreaker.h)
+nimb_install_headers(Authoring AttributeAtom.h ByteWriter.h FrameEncoder.h FrameOptions.h Mesh.h MeshNalUnit.h
+  TextureTransform.h)
+set_target_properties(NimbAuthoring PROPERTIES EXPORT_NAME Authoring)
+nimb_install_targets(NimbTargets NimbCoreAbort NimbCoreReport NimbAuthoring)
+
+if(TARGET NimbClip)
+  nimb_install_headers(Authoring Atlas.h Image.h MeshSource.h SoundSource.h)
+  nimb_install_headers(Authoring/Clip AudioReader.h ClipEncoder.h ClipError.h ClipOptions.h Mp4Writer.h)
+  set_target_properties(NimbClip PROPERTIES EXPORT_NAME Clip)
+  nimb_install_targets(NimbClipTargets NimbClip)
+endif()
+
+if(TARGET NimbPlatformDesktop)
+  nimb_install_headers(NimbUnityPluginML NimbUnityPluginML.h)
+  nimb_install_targets(NimbPluginTargets NimbUnityPluginML NimbPlatformDesktop)
+elseif(TARGET NimbUnityPluginML)
+  install(TARGETS NimbUnityPluginML LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}" COMPONENT plugin)
+endif()
+
+if(TARGET nimb)
+  install(TARGETS nimb RUNTIME DESTINATION bin COMPONENT tool)
+  # Where the tool looks for them: its plug-in reports what others end at, and finds the platform beside itself.
+  set_target_properties(nimb_tool_plugin PROPERTIES INSTALL_RPATH "$ORIGIN")
+  install(TARGETS nimb_tool_plugin NimbPlatformDesktop LIBRARY DESTINATION lib/nimb COMPONENT tool)
+endif()
+
+if(NIMB_ASSERT_MODE STREQUAL "report")
+  set(nimb_core_mode Report)
+else()
+  set(nimb_core_mode Abort)
+endif()
+configure_package_config_file("${CMAKE_CURRENT_LIST_DIR}/NimbConfig.cmake.in" "${CMAKE_BINARY_DIR}/NimbConfig.cmake"
+  INSTALL_DESTINATION "${nimb_package}" NO_SET_AND_CHECK_MACRO)
+write_basic_package_version_file("${CMAKE_BINARY_DIR}/NimbConfigVersion.cmake" COMPATIBILITY SameMajorVersion)
+install(FILES "${CMAKE_BINARY_DIR}/NimbConfig.cmake" "${CMAKE_BINARY_DIR}/NimbConfigVersion.cmake"
+  DESTINATION "${nimb_package}" COMPONENT development)
