@@ -4,12 +4,12 @@
 #include "Authoring/Mesh.h"
 
 #include <string>
+#include <vector>
 
 namespace Bench {
 
-/// Loads the first mesh of the file and skins it with the file's first animation, one frame for each 1/30 s of it.
-/// Vertex order, faces and texture coordinates are those of the file in every frame. Throws std::runtime_error, naming
-/// the path, when the file cannot be read or holds no triangles with texture coordinates.
+/// The first material's mesh of a scene in its first animation, at 30 frames a second. Throws std::runtime_error,
+/// naming the file, when there is none.
 std::vector<Authoring::Mesh> LoadFigureClip(const std::string& path);
 
 }  // namespace Bench

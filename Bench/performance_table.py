@@ -1,15 +1,19 @@
 #!/usr/bin/env python3
-"""Writes the tables of Docs/performance.md from the JSON that nimb_bench leaves behind.
+"""Writes the tables of Docs/performance.md from what the benchmark programs leave behind.
 
-usage: performance_table.py RESULTS.json [PAGE.md]
-
-Without a page the tables go to standard output; with one they replace what stands between its two results markers.
-The time of a benchmark is the best of its repetitions, in processor time.
+Each table replaces what stands between its two markers in the page. The time of a benchmark is the best of its
+repetitions, in processor time.
 """
+import argparse
 import json
-import sys
+import pathlib
 
-BEGIN, END = "<!-- results -->", "<!-- end of results -->"
+# Section of the page, and what it is made from.
+PARTS = {
+    "results": "nimb_bench --benchmark_out=FILE (JSON)",
+    "sizes": "nimb_sizes",
+    "player": "nimb_player_bench",
+}
 
 # (what, ours, theirs, least factor: their time over ours)
 GOALS = [
@@ -102,21 +106,32 @@ def tables(results):
         yield from full_table(best, subject)
 
 
-def main(arguments):
-    if len(arguments) not in (2, 3):
-        sys.exit(__doc__)
-    with open(arguments[1], encoding="utf-8") as file:
-        text = "\n".join(tables(json.load(file)))
-    if len(arguments) == 2:
-        print(text)
-        return
-    with open(arguments[2], encoding="utf-8") as file:
-        page = file.read()
-    before, rest = page.split(BEGIN)
-    after = rest.split(END)[1]
-    with open(arguments[2], "w", encoding="utf-8") as file:
-        file.write(f"{before}{BEGIN}\n{text}\n{END}{after}")
+def replace_between(page, begin, end, text):
+    before, rest = page.split(begin)
+    return f"{before}{begin}\n{text.strip()}\n{end}{rest.split(end)[1]}"
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
+    parser.add_argument("page", help="the page to rewrite, or - to print the tables")
+    for section, program in PARTS.items():
+        parser.add_argument(f"--{section}", metavar="FILE", help=f"output of {program}")
+    arguments = parser.parse_args()
+    page = "" if arguments.page == "-" else pathlib.Path(arguments.page).read_text(encoding="utf-8")
+    for section in PARTS:
+        path = getattr(arguments, section)
+        if path is None:
+            continue
+        text = pathlib.Path(path).read_text(encoding="utf-8")
+        if section == "results":
+            text = "\n".join(tables(json.loads(text)))
+        if page:
+            page = replace_between(page, f"<!-- {section} -->", f"<!-- end of {section} -->", text)
+        else:
+            print(text)
+    if page:
+        pathlib.Path(arguments.page).write_text(page, encoding="utf-8")
 
 
 if __name__ == "__main__":
-    main(sys.argv)
+    main()
