@@ -44,7 +44,7 @@ Mesh MakeMesh(Input& in) {
     return mesh;
 }
 
-/// Mostly the quick ones. Fitting transforms takes a hundred times as long as all else here, so an input gets one
+/// Mostly the quick ones. Fitting transforms takes far longer than all else here, so an input gets one
 /// chance.
 DeltaCoding CodingOf(UINT32 choice, bool& transforms) {
     if (choice < 30 || transforms) {
