@@ -15,10 +15,12 @@ readonly stages=(
   "asan|address and undefined-behaviour sanitizers"
   "tsan|thread sanitizer"
   "fuzz|every fuzz target for a short while"
-  "arm64|aarch64 under qemu"
+  "headset|aarch64 under qemu, the headset's library"
+  "headset-clang|the same with clang and libc++"
 )
 
-readonly further_packages=(googletest clang libclang-rt-14-dev llvm g++-aarch64-linux-gnu qemu-user)
+readonly further_packages=(googletest clang libclang-rt-14-dev llvm lld g++-aarch64-linux-gnu
+  qemu-user)
 
 usage() {
   cat <<TEXT
@@ -26,7 +28,7 @@ Usage: ./test.sh [--quick | STAGE...]
 
 Installs the Debian packages that are missing, then builds and runs the tests. Without arguments, all stages:
 
-$(for stage in "${stages[@]}"; do printf '  %-9s%s\n' "${stage%%|*}" "${stage#*|}"; done)
+$(for stage in "${stages[@]}"; do printf '  %-14s%s\n' "${stage%%|*}" "${stage#*|}"; done)
 
 --quick is the stage release alone. Each stage builds in build/STAGE and logs to $logs/STAGE.log.
 
@@ -48,6 +50,8 @@ build_and_test() {
   local stage=$1 options=()
   if [[ $stage == fuzz ]]; then
     options=("-DNIMB_FUZZ_SECONDS=${NIMB_FUZZ_SECONDS:-10}")
+  elif [[ $stage == release ]]; then
+    options=(-DNIMB_REQUIRE_MONO=ON)
   fi
   cmake --preset "$stage" "${options[@]}" &&
     cmake --build --preset "$stage" -- -k 0 &&
@@ -74,7 +78,7 @@ failed=0
 # does not build for instance, counts as one failure.
 run_stage() {
   local stage=$1 about=$2 log=$logs/$1.log start=$SECONDS complete=true
-  printf '%-9s%-44s' "$stage" "$about"
+  printf '%-14s%-46s' "$stage" "$about"
   rm -f "$logs/$stage.xml"
   build_and_test "$stage" </dev/null >"$log" 2>&1 || complete=false
 
@@ -118,13 +122,7 @@ done
 ((${#chosen[@]})) || chosen=("${stages[@]%%|*}")
 
 mkdir -p "$logs"
-packages=("${native_packages[@]}")
-if is_chosen release || is_chosen asan || is_chosen tsan; then
-  packages+=("${player_packages[@]}")
-fi
-if is_chosen release; then
-  packages+=("${csharp_packages[@]}")
-fi
+packages=("${native_packages[@]}" "${player_packages[@]}" "${csharp_packages[@]}")
 if [[ ${chosen[*]} != release ]]; then
   packages+=("${further_packages[@]}")
 fi

@@ -225,7 +225,8 @@ bool Search::Split() {
         }
     }
     std::vector<UINT32> vertices = members[worst];
-    if (worstCost < c_WorthSplitting * static_cast<double>(vertices.size() * m_Vertices.UsedLanes())) {
+    // Where no part is large enough to be split, `worst` is none, and may have no vertices at all.
+    if (worstCost <= c_WorthSplitting * static_cast<double>(vertices.size() * m_Vertices.UsedLanes())) {
         return false;
     }
     const UINT32 seed = *std::max_element(vertices.begin(), vertices.end(),

@@ -68,6 +68,8 @@ public:
     void OnUnityRender(EGLContext unityContext);
 
 private:
+    friend class MeshBarrier;  // of the tests
+
     using FileTail = std::unique_ptr<BYTE[]>;
 
     // Open and Close.

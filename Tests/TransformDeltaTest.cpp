@@ -445,6 +445,19 @@ TEST(TransformDelta, EncoderTakesJumpsScatterAndEveryTransformCount) {
         ASSERT_EQ(decoder.left, 0u);
         EXPECT_TRUE(SameBits(decoder.Positions(), PositionsOf(encoded.positions)));
     }
+    // Figures of a few vertices, where splitting comes to an end with parts too small to be split again.
+    for (std::size_t count = 1; count <= 48; ++count) {
+        Decoder decoder({key.begin(), key.begin() + static_cast<std::ptrdiff_t>(count)});
+        TransformDeltaEncoder encoder;
+        for (int frame = 0; frame < 4; ++frame) {
+            std::vector<Vec3> moved(key.begin(), key.begin() + static_cast<std::ptrdiff_t>(count));
+            for (Vec3& p : moved) {
+                p.z += std::sin(p.x + 0.3f * static_cast<float>(frame)) / 8;
+            }
+            const TransformDeltas encoded = encoder.Encode(HistoryOf(decoder.ctx), moved, {0.0004, 0});
+            ASSERT_EQ(decoder.Decode(encoded.section), S_OK) << count << " vertices";
+        }
+    }
     // A frame that moves nothing is a handful of bytes.
     Decoder still(key);
     EXPECT_LT(TransformDeltaEncoder().Encode(HistoryOf(still.ctx), key, {0.0004, 0}).section.size(), 32u);

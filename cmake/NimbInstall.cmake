@@ -45,6 +45,7 @@ endif()
 
 if(TARGET nimb)
   install(TARGETS nimb RUNTIME DESTINATION bin COMPONENT tool)
+  install(FILES "${CMAKE_SOURCE_DIR}/CHANGELOG.md" DESTINATION share/doc/nimb COMPONENT tool)
   # Where the tool looks for them: its plug-in reports what others end at, and finds the platform beside itself.
   set_target_properties(nimb_tool_plugin PROPERTIES INSTALL_RPATH "$ORIGIN")
   install(TARGETS nimb_tool_plugin NimbPlatformDesktop LIBRARY DESTINATION lib/nimb COMPONENT tool)

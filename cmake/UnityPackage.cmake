@@ -1,5 +1,6 @@
 # Composes the Unity package as people install it, native libraries inside, and packs it: from the folder PACKAGE, the
-# tree BUILD, which installs libraries to LIBRARIES, and the file HEADSET_LIBRARY to the folder OUTPUT.
+# tree BUILD, which installs libraries to LIBRARIES, and the file HEADSET_LIBRARY to the folder OUTPUT. The script LINT
+# checks it before it is packed.
 cmake_minimum_required(VERSION 3.25)
 
 # ELF's machine field, little-endian.
@@ -47,6 +48,9 @@ find_program(headset_strip NAMES aarch64-linux-gnu-strip llvm-strip)
 if(headset_strip)
   execute_process(COMMAND "${headset_strip}" "${headset_folder}/libNimbUnityPluginML.so" COMMAND_ERROR_IS_FATAL ANY)
 endif()
+
+find_program(python python3 REQUIRED)
+execute_process(COMMAND "${python}" "${LINT}" --composed "${composed}" COMMAND_ERROR_IS_FATAL ANY)
 
 set(archive "${OUTPUT}/${name}-${version}.zip")
 file(REMOVE "${archive}")

@@ -4,24 +4,26 @@
 #include "Authoring/Clip/Av.h"
 #include "Authoring/MeshSource.h"
 
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wconversion"
-#pragma GCC diagnostic ignored "-Wpedantic"
-extern "C" {
-#include <libswresample/swresample.h>
-}
-#pragma GCC diagnostic pop
-
 #include <algorithm>
 #include <cmath>
+#include <optional>
 #include <vector>
 
 namespace Authoring {
 namespace {
 
-struct InputCloser {
-    void operator()(AVFormatContext* p) const noexcept { avformat_close_input(&p); }
-    void operator()(SwrContext* p) const noexcept { swr_free(&p); }
+/// What a resampler is made for.
+struct SoundFormat {
+    explicit SoundFormat(const AVFrame& frame)
+        : sampleFormat(frame.format), sampleRate(frame.sample_rate), channels(frame.ch_layout.nb_channels) {}
+
+    bool operator==(const SoundFormat& other) const {
+        return sampleFormat == other.sampleFormat && sampleRate == other.sampleRate && channels == other.channels;
+    }
+
+    int sampleFormat;
+    int sampleRate;
+    int channels;
 };
 
 }  // namespace
@@ -29,16 +31,14 @@ struct InputCloser {
 class AudioReader::Decoder {
 public:
     Decoder(std::string path, double startSeconds) : m_Path(std::move(path)) {
-        AVFormatContext* format = nullptr;
-        Check(avformat_open_input(&format, m_Path.c_str(), nullptr, nullptr), "");
-        m_Format.reset(format);
-        Check(avformat_find_stream_info(format, nullptr), "");
+        Check(OpenAvFile(m_Path, nullptr, 0, {}, m_Format), "");
+        Check(avformat_find_stream_info(m_Format.get(), nullptr), "");
         const AVCodec* codec = nullptr;
-        const int stream = av_find_best_stream(format, AVMEDIA_TYPE_AUDIO, -1, -1, &codec, 0);
+        const int stream = av_find_best_stream(m_Format.get(), AVMEDIA_TYPE_AUDIO, -1, -1, &codec, 0);
         if (stream < 0 || codec == nullptr) {
             throw InputError(m_Path + ": there is no sound that can be read");
         }
-        m_Stream = format->streams[stream];
+        m_Stream = m_Format->streams[stream];
         m_Context = CheckAllocated(avcodec_alloc_context3(codec));
         Check(avcodec_parameters_to_context(m_Context.get(), m_Stream->codecpar), "sound");
         m_Context->pkt_timebase = m_Stream->time_base;
@@ -47,14 +47,17 @@ public:
     }
 
     std::size_t Read(float* samples, std::size_t frameCount) {
-        while (m_Waiting.size() / c_ClipChannels < frameCount && !m_AtEnd) {
+        while (m_Silence + m_Waiting.size() / c_ClipChannels < frameCount && !m_AtEnd) {
             DecodeMore();
         }
-        const std::size_t count = std::min(frameCount, m_Waiting.size() / c_ClipChannels);
+        const std::size_t silent = std::min(frameCount, m_Silence);
+        std::fill_n(samples, silent * c_ClipChannels, 0.0f);
+        m_Silence -= silent;
+        const std::size_t count = std::min(frameCount - silent, m_Waiting.size() / c_ClipChannels);
         const auto end = m_Waiting.begin() + static_cast<std::ptrdiff_t>(count * c_ClipChannels);
-        std::copy(m_Waiting.begin(), end, samples);
+        std::copy(m_Waiting.begin(), end, samples + silent * c_ClipChannels);
         m_Waiting.erase(m_Waiting.begin(), end);
-        return count;
+        return silent + count;
     }
 
     std::size_t DamagedPackets() const { return m_DamagedPackets; }
@@ -107,9 +110,14 @@ private:
     }
 
     void Convert() {
-        if (m_Resampler == nullptr) {
+        const SoundFormat format(*m_Frame);
+        if (!m_ResamplerFormat) {
+            AddSilenceBefore(m_Frame->best_effort_timestamp);
+        }
+        if (!(m_ResamplerFormat == format)) {  // streams may change on the way
+            Flush();
             OpenResampler();
-            AppendSilenceBefore(m_Frame->best_effort_timestamp);
+            m_ResamplerFormat = format;
         }
         Resample(const_cast<const std::uint8_t**>(m_Frame->extended_data), m_Frame->nb_samples);
     }
@@ -126,7 +134,7 @@ private:
     }
 
     /// A track may begin after the file does.
-    void AppendSilenceBefore(std::int64_t timestamp) {
+    void AddSilenceBefore(std::int64_t timestamp) {
         if (timestamp == AV_NOPTS_VALUE) {
             return;
         }
@@ -135,8 +143,10 @@ private:
             seconds -= static_cast<double>(m_Format->start_time) / AV_TIME_BASE;
         }
         constexpr double longest = 24 * 3600;
-        const double frames = std::clamp(seconds, 0.0, longest) * c_ClipSampleRate;
-        Append(std::vector<float>(static_cast<std::size_t>(frames) * c_ClipChannels));
+        const auto frames = static_cast<std::size_t>(std::clamp(seconds, 0.0, longest) * c_ClipSampleRate);
+        const std::size_t skipped = std::min(m_Skip, frames);
+        m_Skip -= skipped;
+        m_Silence = frames - skipped;
     }
 
     void Flush() {
@@ -165,12 +175,14 @@ private:
     }
 
     std::string m_Path;
-    std::unique_ptr<AVFormatContext, InputCloser> m_Format;
+    AvInputPtr m_Format;
     const AVStream* m_Stream = nullptr;
     AvPtr<AVCodecContext> m_Context;
-    std::unique_ptr<SwrContext, InputCloser> m_Resampler;  // from the first decoded frame on
+    AvPtr<SwrContext> m_Resampler;  // from the first decoded frame on
+    std::optional<SoundFormat> m_ResamplerFormat;
     AvPtr<AVPacket> m_Packet = CheckAllocated(av_packet_alloc());
     AvPtr<AVFrame> m_Frame = CheckAllocated(av_frame_alloc());
+    std::size_t m_Silence = 0;     // frames before what has been decoded
     std::vector<float> m_Waiting;  // decoded and not read yet
     std::size_t m_Skip = 0;        // frames still to be left out
     std::size_t m_DamagedPackets = 0;

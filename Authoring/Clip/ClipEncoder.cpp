@@ -4,6 +4,7 @@
 #include "Authoring/Clip/AudioEncoder.h"
 #include "Authoring/Clip/ClipPlan.h"
 #include "Authoring/Clip/ClipSegment.h"
+#include "Authoring/Clip/FrameRate.h"
 #include "Authoring/Clip/Mp4Writer.h"
 #include "Authoring/Clip/OrderedTasks.h"
 
@@ -17,27 +18,12 @@
 namespace Authoring {
 namespace {
 
-struct FrameRate {
-    int numerator;
-    int denominator;
-
-    double Value() const { return static_cast<double>(numerator) / denominator; }
-};
-
-/// 29.97 is 30000/1001, and so on; other rates are taken to a thousandth.
-FrameRate ExactRate(double rate) {
+FrameRate RateOf(const MeshSource& source) {
+    const double rate = source.FrameRate();
     if (!(rate > 0 && rate <= 1000)) {
         throw std::invalid_argument("a frame rate is above 0 and at most 1000");
     }
-    const auto whole = static_cast<int>(std::lround(rate));
-    if (std::abs(rate - whole) < 1e-6) {
-        return {whole, 1};
-    }
-    const auto nominal = static_cast<int>(std::lround(rate * 1.001));
-    if (std::abs(rate - nominal / 1.001) < 6e-3) {
-        return {nominal * 1000, 1001};
-    }
-    return {std::max(1, static_cast<int>(std::lround(rate * 1000))), 1000};
+    return ExactFrameRate(rate);
 }
 
 std::vector<PlacedSubMesh> PlaceSubMeshes(const std::vector<std::size_t>& subMeshes, const AtlasLayout& layout) {
@@ -176,7 +162,7 @@ void WriteFrames(const Work& work, SoundTrack& sound, Mp4Writer& writer, EncodeR
 EncodeReport EncodeClip(const MeshSource& source, SoundSource* audio, const std::string& path,
                         const EncodeOptions& options, const EncodeProgress& progress) {
     CheckOptions(options);
-    const FrameRate rate = ExactRate(source.FrameRate());
+    const FrameRate rate = RateOf(source);
     const std::size_t threads = options.threads == 0 ? DefaultThreads() : options.threads;
     const auto interval = static_cast<std::size_t>(options.video.keyFrameInterval);
     const SubMeshes subMeshes(source, options.normals);

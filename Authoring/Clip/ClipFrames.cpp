@@ -6,11 +6,15 @@
 #include "Authoring/Clip/SampleMesh.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <map>
 #include <utility>
 
 namespace Authoring {
 namespace {
+
+/// Pictures that a decoder of H.264 keeps at most before it puts out the first of them.
+constexpr std::size_t c_MostHeldBack = 16;
 
 std::size_t VideoTrackOf(const ClipReader& reader) {
     const std::optional<std::size_t> video = reader.VideoTrack();
@@ -73,7 +77,7 @@ public:
             }
         }
         m_Pictures.Finish([this](ClipPicture&& picture) { Complete(std::move(picture)); });
-        HandOut(true);
+        HandOut(SIZE_MAX);
         if (count <= m_Range.first) {
             throw InputError(m_Reader.Path() + ": has " + std::to_string(count) + " frames, so there is no frame " +
                              std::to_string(m_Range.first));
@@ -104,7 +108,7 @@ private:
             SetProblem(it->second.frame, sample.offset, "the picture cannot be decoded: " + problem);
             it->second.isComplete = true;
         }
-        HandOut(false);
+        HandOut(sample.number - std::min(sample.number, c_MostHeldBack));
     }
 
     /// All frames are decoded, since later ones build on them.
@@ -149,8 +153,9 @@ private:
         }
     }
 
-    void HandOut(bool isEnd) {
-        while (!m_Waiting.empty() && (isEnd || m_Waiting.begin()->second.isComplete)) {
+    /// Frames before number `end` wait for their pictures no longer.
+    void HandOut(std::size_t end) {
+        while (!m_Waiting.empty() && (m_Waiting.begin()->first < end || m_Waiting.begin()->second.isComplete)) {
             Waiting waiting = std::move(m_Waiting.extract(m_Waiting.begin()).mapped());
             if (!waiting.isComplete) {
                 SetProblem(waiting.frame, waiting.offset, "the sample yields no picture");
@@ -166,7 +171,7 @@ private:
     const std::function<void(ClipFrame&&)>& m_OnFrame;
     MeshFrameScanner m_Scanner;
     ClipMeshDecoder m_Meshes;
-    std::map<std::size_t, Waiting> m_Waiting;  // as many as the video decoder holds back
+    std::map<std::size_t, Waiting> m_Waiting;  // c_MostHeldBack at most, and the newest
 };
 
 }  // namespace

@@ -1,45 +1,13 @@
 #include "Authoring/Clip/ClipPictures.h"
 
 #include "Authoring/Clip/Av.h"
+#include "Platform/Desktop/FrameColours.h"
 
 #include <cstring>
 #include <optional>
 
 namespace Authoring {
 namespace {
-
-// From this height on video that does not say which colours it means is taken for high definition.
-constexpr int c_HighDefinitionHeight = 720;
-
-int ColourMatrixOf(const AVFrame& frame) {
-    switch (frame.colorspace) {
-        case AVCOL_SPC_BT709:
-            return SWS_CS_ITU709;
-        case AVCOL_SPC_FCC:
-            return SWS_CS_FCC;
-        case AVCOL_SPC_BT470BG:
-        case AVCOL_SPC_SMPTE170M:
-            return SWS_CS_ITU601;
-        case AVCOL_SPC_SMPTE240M:
-            return SWS_CS_SMPTE240M;
-        case AVCOL_SPC_BT2020_NCL:
-        case AVCOL_SPC_BT2020_CL:
-            return SWS_CS_BT2020;
-        default:
-            return frame.height >= c_HighDefinitionHeight ? SWS_CS_ITU709 : SWS_CS_ITU601;
-    }
-}
-
-bool HasFullRange(const AVFrame& frame) {
-    return frame.color_range == AVCOL_RANGE_JPEG || frame.format == AV_PIX_FMT_YUVJ420P ||
-           frame.format == AV_PIX_FMT_YUVJ422P || frame.format == AV_PIX_FMT_YUVJ444P;
-}
-
-std::string AvText(int result) {
-    char text[AV_ERROR_MAX_STRING_SIZE] = {};
-    av_strerror(result, text, sizeof(text));
-    return text;
-}
 
 /// One track's decoder, on the thread that calls it.
 class TrackDecoder {
@@ -112,9 +80,7 @@ public:
         if (context == nullptr) {
             throw InputError("pictures of pixel format " + std::to_string(from.format) + " cannot be converted");
         }
-        constexpr int unity = 1 << 16;
-        sws_setColorspaceDetails(context, sws_getCoefficients(ColourMatrixOf(from)), HasFullRange(from) ? 1 : 0,
-                                 sws_getCoefficients(SWS_CS_DEFAULT), 1, 0, unity, unity);
+        NimbDesktop::SetColoursOf(from, *context);
         // The conversion writes whole vectors, past a row's end: its rows are longer than the picture's.
         constexpr std::size_t vectorBytes = 64;
         Image image(static_cast<std::size_t>(from.width), static_cast<std::size_t>(from.height));

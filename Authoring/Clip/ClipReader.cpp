@@ -4,62 +4,27 @@
 
 #include <algorithm>
 
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wconversion"
-#pragma GCC diagnostic ignored "-Wpedantic"
-extern "C" {
-#include <libavcodec/bsf.h>
-}
-#pragma GCC diagnostic pop
-
 namespace Authoring {
 namespace {
 
 constexpr AVRational c_Microseconds = {1, 1000000};
 constexpr BYTE c_AvcConfigurationVersion = 1;
 
-struct ContextCloser {
-    void operator()(AVFormatContext* p) const noexcept { avformat_close_input(&p); }
-};
-struct FilterCloser {
-    void operator()(AVBSFContext* p) const noexcept { av_bsf_free(&p); }
-};
-struct OpenOptions {
-    ~OpenOptions() { av_dict_free(&dictionary); }
-    AVDictionary* dictionary = nullptr;
-};
-
-using ContextPtr = std::unique_ptr<AVFormatContext, ContextCloser>;
-using FilterPtr = std::unique_ptr<AVBSFContext, FilterCloser>;
-
-std::string AvText(int result) {
-    char text[AV_ERROR_MAX_STRING_SIZE] = {};
-    av_strerror(result, text, sizeof(text));
-    return text;
-}
-
 /// Samples as the file has them: nothing parsed, nothing made up, no edit list applied. That is how the player reads.
-ContextPtr OpenContext(const std::string& path) {
-    AVFormatContext* context = avformat_alloc_context();
-    if (context == nullptr) {
-        throw std::bad_alloc();
-    }
-    context->flags |= AVFMT_FLAG_NOPARSE | AVFMT_FLAG_NOFILLIN;
-    OpenOptions options;
-    av_dict_set(&options.dictionary, "protocol_whitelist", "file", 0);
-    av_dict_set(&options.dictionary, "ignore_editlist", "1", 0);
-    const int result =
-        avformat_open_input(&context, ("file:" + path).c_str(), av_find_input_format("mp4"), &options.dictionary);
+AvInputPtr OpenContext(const std::string& path) {
+    AvInputPtr context;
+    const int result = OpenAvFile(path, av_find_input_format("mp4"), AVFMT_FLAG_NOPARSE | AVFMT_FLAG_NOFILLIN,
+                                  {{"ignore_editlist", "1"}}, context);
     if (result < 0) {
         throw InputError(path + ": not an MP4 file that can be read: " + AvText(result));
     }
-    return ContextPtr(context);
+    return context;
 }
 
-FilterPtr OpenFilter(const AVStream& stream) {
+AvPtr<AVBSFContext> OpenFilter(const AVStream& stream) {
     AVBSFContext* filter = nullptr;
     int result = av_bsf_alloc(av_bsf_get_by_name("h264_mp4toannexb"), &filter);
-    FilterPtr owned(filter);
+    AvPtr<AVBSFContext> owned(filter);
     if (result >= 0) {
         result = avcodec_parameters_copy(filter->par_in, stream.codecpar);
     }
@@ -117,7 +82,7 @@ class ClipReader::Container {
 public:
     struct Track {
         AVStream* stream = nullptr;
-        FilterPtr filter;
+        AvPtr<AVBSFContext> filter;
         std::size_t lengthBytes = 0;
         std::size_t samplesRead = 0;
     };
@@ -204,7 +169,7 @@ private:
         }
     }
 
-    ContextPtr m_Context;
+    AvInputPtr m_Context;
     AvPtr<AVPacket> m_Packet;
     std::vector<Track> m_Tracks;
 };

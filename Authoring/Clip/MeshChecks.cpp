@@ -158,8 +158,10 @@ void CheckHeaders(const MeshFrameLayout& layout, const std::optional<FileAttribu
                                          " indices, the attribute atom says at most " +
                                          std::to_string(attributes->maxIndexCount));
     }
-    CheckBoxInside(header, attributes->bboxMin, attributes->bboxMax, "attributes-box",
-                   "the attribute atom's box does not hold the frame's", report);
+    if (header.m_numVertices != 0) {  // a frame that shows nothing is nowhere
+        CheckBoxInside(header, attributes->bboxMin, attributes->bboxMax, "attributes-box",
+                       "the attribute atom's box does not hold the frame's", report);
+    }
 }
 
 void CheckMesh(const DecodedMesh& mesh, const MeshFrameLayout& layout, const ReportProblem& report) {

@@ -61,8 +61,8 @@ SubMeshes::SubMeshes(const MeshSource& source, bool normals) : m_Source(source),
 
 void SubMeshes::Check(const SourcePart& part, std::size_t frame) const {
     const auto fail = [&](const std::string& what) {
-        throw InputError(m_Source.FrameName(frame) + ", material " + m_Source.MaterialName(part.material) + ": " +
-                         what);
+        const std::string material = m_Source.MaterialName(part.material);
+        throw InputError(m_Source.FrameName(frame) + (material.empty() ? "" : ", material " + material) + ": " + what);
     };
     const Mesh& mesh = part.mesh;
     if (mesh.texCoords.empty() && !mesh.positions.empty()) {

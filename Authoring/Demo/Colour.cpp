@@ -40,17 +40,55 @@ double Openness(const Spot& spot, std::size_t own) {
     return open * (1 - 0.55 * ground);
 }
 
-unsigned char Encoded(double linear) {
-    const double value = linear <= 0.0031308 ? 12.92 * linear : 1.055 * std::pow(linear, 1 / 2.4) - 0.055;
-    return static_cast<unsigned char>(std::clamp(value, 0.0, 1.0) * 255 + 0.5);
+double Linear(double value) {
+    return value <= 0.04045 ? value / 12.92 : std::pow((value + 0.055) / 1.055, 2.4);
+}
+
+/// The transfer curve of pictures, tabulated: pictures have millions of channels, and powers take their time.
+class TransferCurve {
+public:
+    TransferCurve() {
+        for (std::size_t i = 0; i < m_Linear.size(); ++i) {
+            m_Linear[i] = Linear(static_cast<double>(i) / 255);
+            m_Least[i] = i == 0 ? 0 : Linear((static_cast<double>(i) - 0.5) / 255);
+        }
+        std::size_t value = 0;
+        for (std::size_t i = 0; i < m_AtStep.size(); ++i) {
+            while (value < 255 && static_cast<double>(i) / c_Steps >= m_Least[value + 1]) {
+                ++value;
+            }
+            m_AtStep[i] = static_cast<unsigned char>(value);
+        }
+    }
+
+    double ToLinear(std::size_t value) const { return m_Linear[value]; }
+
+    unsigned char FromLinear(double linear) const {
+        const double light = std::clamp(linear, 0.0, 1.0);
+        std::size_t value = m_AtStep[static_cast<std::size_t>(light * c_Steps)];
+        while (value < 255 && light >= m_Least[value + 1]) {
+            ++value;
+        }
+        return static_cast<unsigned char>(value);
+    }
+
+private:
+    static constexpr std::size_t c_Steps = 4096;  // the curve rises by less than one value in a step
+
+    std::array<double, 256> m_Linear;                 // of each value
+    std::array<double, 256> m_Least;                  // the least light that is rounded to a value
+    std::array<unsigned char, c_Steps + 1> m_AtStep;  // the value of the light that a step begins with
+};
+
+const TransferCurve& Curve() {
+    static const TransferCurve curve;
+    return curve;
 }
 
 }  // namespace
 
 Colour Rgb(std::uint32_t value) {
-    const auto channel = [value](unsigned shift) {
-        return std::pow((static_cast<double>((value >> shift) & 0xff) / 255 + 0.055) / 1.055, 2.4);
-    };
+    const auto channel = [value](unsigned shift) { return Curve().ToLinear((value >> shift) & 0xff); };
     return {channel(16), channel(8), channel(0)};
 }
 
@@ -58,9 +96,10 @@ void SetPixel(Image& image, std::size_t x, std::size_t y, const Colour& colour) 
     const double excess = std::max({colour.r, colour.g, colour.b}) - 1;
     const Colour shown = excess > 0 ? Mix(colour * (1 / (1 + excess)), {1, 1, 1}, excess / (excess + 1.5)) : colour;
     unsigned char* pixel = image.Pixel(x, y);
-    pixel[0] = Encoded(shown.r);
-    pixel[1] = Encoded(shown.g);
-    pixel[2] = Encoded(shown.b);
+    const TransferCurve& curve = Curve();
+    pixel[0] = curve.FromLinear(shown.r);
+    pixel[1] = curve.FromLinear(shown.g);
+    pixel[2] = curve.FromLinear(shown.b);
     pixel[3] = 255;
 }
 

@@ -8,6 +8,11 @@ namespace Authoring::Demo {
 
 namespace {
 
+// Worked out once: they are asked for at every pixel.
+const Colour c_GlassTop = Rgb(0x1a2747), c_GlassGlow = Rgb(0x2b4a7a), c_Cheek = Rgb(0xff7d8a);
+const Colour c_CounterTop = Rgb(0x141d36), c_UnlitSegment = Rgb(0x1e2a49);
+const Colour c_FloorCentre = Rgb(0x7583b4), c_FloorRim = Rgb(0x3a4570), c_StageSide = Rgb(0x1a2038);
+
 /// Calls paint(u, v) for the chart's pixels; both grow from -1 to 1 over its height, u by as much more as it is wider.
 template <class Paint>
 void FillChart(Image& image, const Chart& chart, const Paint& paint) {
@@ -21,10 +26,15 @@ void FillChart(Image& image, const Chart& chart, const Paint& paint) {
     }
 }
 
+/// std::hypot, for lengths that neither overflow nor vanish: in a fraction of its time.
+double Length(double x, double y) {
+    return std::sqrt(x * x + y * y);
+}
+
 /// Distance to a box with rounded corners around the origin; negative inside.
 double RoundedBoxDistance(double x, double y, double halfWidth, double halfHeight, double corner) {
     const double dx = std::abs(x) - halfWidth + corner, dy = std::abs(y) - halfHeight + corner;
-    return std::hypot(std::max(dx, 0.0), std::max(dy, 0.0)) + std::min(std::max(dx, dy), 0.0) - corner;
+    return Length(std::max(dx, 0.0), std::max(dy, 0.0)) + std::min(std::max(dx, dy), 0.0) - corner;
 }
 
 /// 1 inside of a shape, with a soft edge of about a pixel.
@@ -34,6 +44,9 @@ double Inside(double distance, double softness = 0.008) {
 
 /// A shape that shines: its colour, and a halo of it around.
 Colour Shine(const Colour& behind, const Colour& light, double distance) {
+    if (distance > 1) {
+        return behind;  // what is left of the halo is far below one step of a picture
+    }
     const double around = 0.28 * std::exp(-std::max(distance, 0.0) / 0.07);
     return Mix(behind + light * around, light * 1.15, Inside(distance));
 }
@@ -56,33 +69,32 @@ Expression ExpressionOf(const Pose& pose) {
 double EyeDistance(const Expression& face, double x, double y) {
     const double open = 0.27 * (1 - 0.90 * face.lids);
     const double round = RoundedBoxDistance(x, y, 0.155, open, std::min(0.155, open));
-    const double arc = std::abs(std::hypot(x, y - 0.10) - 0.19) - 0.055;
+    const double arc = std::abs(Length(x, y - 0.10) - 0.19) - 0.055;
     const double smiling = std::max(arc, y - 0.11);
     return Mix(round, smiling, face.joy);
 }
 
 double MouthDistance(const Expression& face, double x, double y) {
-    const double smile = std::max(std::abs(std::hypot(x, y + 0.13) - 0.21) - 0.032, -y - 0.01);
-    const double singing = std::hypot(x / 0.85, (y - 0.06) / 1.1) - 0.085;
+    const double smile = std::max(std::abs(Length(x, y + 0.13) - 0.21) - 0.032, -y - 0.01);
+    const double singing = Length(x / 0.85, (y - 0.06) / 1.1) - 0.085;
     return Mix(smile, singing, face.mouth * (1 - face.joy));
 }
 
 Colour FaceColour(const Expression& face, double u, double v) {
-    Colour colour = Mix(Rgb(0x1a2747), Palette::Ink, SmoothStep(-1.1, 0.7, v));
-    colour = colour + Rgb(0x2b4a7a) * (0.25 * std::exp(-(u * u * 0.5 + v * v) * 1.2));
+    Colour colour = Mix(c_GlassTop, Palette::Ink, SmoothStep(-1.1, 0.7, v));
+    colour = colour + c_GlassGlow * (0.25 * std::exp(-(u * u * 0.5 + v * v) * 1.2));
     // The sky in the glass: a slanted band at the upper left.
     const double band = u * 0.80 + v + 1.42;
     colour = colour + Colour{0.10, 0.13, 0.18} * (SmoothStep(0.30, 0.28, std::abs(band)) * SmoothStep(0.3, -0.8, v));
     const double x = u - face.lookX, y = v - face.lookY;
-    const Colour cheek = Rgb(0xff7d8a);
     for (const double sign : {-1.0, 1.0}) {
-        const double blush = std::hypot((x * 0.8 + sign * 0.82) / 0.20, (y - 0.28) / 0.12);
-        colour = Mix(colour, cheek, (0.55 + 0.25 * face.joy) * SmoothStep(1.15, 0.75, blush));
+        const double blush = Length((x * 0.8 + sign * 0.82) / 0.20, (y - 0.28) / 0.12);
+        colour = Mix(colour, c_Cheek, (0.55 + 0.25 * face.joy) * SmoothStep(1.15, 0.75, blush));
     }
     const double eyes = std::min(EyeDistance(face, x + 0.50, y + 0.08), EyeDistance(face, x - 0.50, y + 0.08));
     colour = Shine(colour, Palette::Glow, std::min(eyes, MouthDistance(face, x, y - 0.30)));
     for (const double sign : {-1.0, 1.0}) {
-        const double spark = std::hypot(x + sign * 0.50 + 0.055, y + 0.20) - 0.048;
+        const double spark = Length(x + sign * 0.50 + 0.055, y + 0.20) - 0.048;
         colour = Mix(colour, {1, 1, 1}, Inside(spark) * (1 - face.joy) * (1 - face.lids));
     }
     return colour;
@@ -111,7 +123,7 @@ double SegmentDistance(std::size_t index, double x, double y) {
 }
 
 Colour CounterColour(std::size_t number, double u, double v) {
-    Colour colour = Mix(Rgb(0x141d36), Palette::Ink, 0.5 + 0.5 * v);
+    Colour colour = Mix(c_CounterTop, Palette::Ink, 0.5 + 0.5 * v);
     const std::array<std::size_t, 3> digits{number / 100 % 10, number / 10 % 10, number % 10};
     for (std::size_t place = 0; place < digits.size(); ++place) {
         const double slant = 0.12 * v;
@@ -120,7 +132,7 @@ Colour CounterColour(std::size_t number, double u, double v) {
             const double distance = SegmentDistance(segment, x, v);
             const bool isLit = c_Segments[digits[place]][segment] == '1';
             colour =
-                isLit ? Shine(colour, Palette::Gold, distance) : Mix(colour, Rgb(0x1e2a49), Inside(distance, 0.02));
+                isLit ? Shine(colour, Palette::Gold, distance) : Mix(colour, c_UnlitSegment, Inside(distance, 0.02));
         }
     }
     return colour;
@@ -171,24 +183,37 @@ double LightOfTile(double beat, std::size_t tile) {
     return std::exp(-1.6 * since) + 0.5 * SmoothStep(c_BeatsPerLoop - 0.12, c_BeatsPerLoop, since);
 }
 
-Colour FloorColour(const Pose& pose, double x, double z) {
+/// What is the same all over the floor at a moment.
+struct FloorLights {
+    explicit FloorLights(double atBeat) : beat(Fraction(atBeat)), pulse(std::exp(-4 * beat)) {
+        for (std::size_t tile = 0; tile < c_Tiles; ++tile) {
+            tiles[tile] = LightOfTile(atBeat, tile);
+        }
+    }
+
+    double beat;   ///< share of the beat that is over
+    double pulse;  ///< of the rings
+    std::array<double, c_Tiles> tiles;
+};
+
+Colour FloorColour(const FloorLights& lights, double x, double z) {
     const std::array<Colour, 3> colours{Palette::Coral, Palette::Mustard, Palette::Teal};
-    const double radius = std::hypot(x, z);
+    const double radius = Length(x, z);
     const double turn = Fraction(std::atan2(x, z) / (2 * c_Pi)) * c_Tiles;
     const auto tile = std::min(static_cast<std::size_t>(turn), c_Tiles - 1);
-    const double pulse = std::exp(-4 * Fraction(pose.beat));
 
-    Colour colour = Mix(Rgb(0x7583b4), Rgb(0x3a4570), SmoothStep(0.05, 0.42, radius));
-    const double wave = std::abs(radius - 0.10 - 0.34 * Fraction(pose.beat)) - 0.006;
-    colour = colour + Palette::Glow * (0.30 * (1 - Fraction(pose.beat)) * Inside(wave, 0.008));
+    Colour colour = Mix(c_FloorCentre, c_FloorRim, SmoothStep(0.05, 0.42, radius));
+    const double wave = std::abs(radius - 0.10 - 0.34 * lights.beat) - 0.006;
+    colour = colour + Palette::Glow * (0.30 * (1 - lights.beat) * Inside(wave, 0.008));
     const double edge = std::abs(turn - std::floor(turn) - 0.5) * 2 * c_Pi * radius / c_Tiles;
     const double gap = c_Pi * radius / c_Tiles - edge;
     const double in = std::min(gap - 0.010, 0.045 - std::abs(radius - 0.475));
-    const double light = LightOfTile(pose.beat, tile);
+    const double light = lights.tiles[tile];
     colour = colour + colours[tile % 3] * (0.35 * light * std::exp(-std::abs(radius - 0.475) / 0.06));
     colour = Mix(colour, colours[tile % 3] * (0.30 + 1.25 * light), SmoothStep(0, 0.006, in));
     for (const double ring : {0.405, 0.542}) {
-        colour = Mix(colour, Palette::Gold * (0.75 + 0.4 * pulse), Inside(std::abs(radius - ring) - 0.004, 0.003));
+        colour =
+            Mix(colour, Palette::Gold * (0.75 + 0.4 * lights.pulse), Inside(std::abs(radius - ring) - 0.004, 0.003));
     }
     return colour;
 }
@@ -210,17 +235,21 @@ Image DisplayPicture(const Pose& pose, std::size_t number) {
 Image StagePicture(const Pose& pose) {
     Image image(c_StageSize, c_StageSize);
     const std::array<Shadow, 8> shadows = ShadowsOf(pose);
+    const FloorLights lights(pose.beat);
     FillChart(image, {0, 0, c_StageSize, c_StageSize}, [&](double u, double v) {
-        if (std::hypot(u, v) > c_StageTop) {
-            return Mix(Palette::Gold, Rgb(0x1a2038), SmoothStep(0.900, 0.912, std::hypot(u, v)));
+        if (const double radius = Length(u, v); radius > c_StageTop) {
+            return Mix(Palette::Gold, c_StageSide, SmoothStep(0.900, 0.912, radius));
         }
         const double x = u * c_StageRadius / c_StageTop, z = v * c_StageRadius / c_StageTop;
         double light = 1;
         for (const Shadow& shadow : shadows) {
-            const double distance = std::hypot(x - shadow.x, z - shadow.z) / shadow.radius;
-            light *= 1 - shadow.strength * std::exp(-distance * distance);
+            const double dx = (x - shadow.x) / shadow.radius, dz = (z - shadow.z) / shadow.radius;
+            const double squared = dx * dx + dz * dz;
+            if (squared < 12) {  // what is left of it farther out is below one step of a picture
+                light *= 1 - shadow.strength * std::exp(-squared);
+            }
         }
-        return FloorColour(pose, x, z) * (0.08 + 0.92 * light);
+        return FloorColour(lights, x, z) * (0.08 + 0.92 * light);
     });
     return image;
 }

@@ -8,6 +8,7 @@
 #include <cctype>
 #include <filesystem>
 #include <map>
+#include <stdexcept>
 #include <string_view>
 
 namespace Authoring {
@@ -304,14 +305,14 @@ FileRange RangeOf(const FileSequence& sequence, const std::string& input, std::o
     const auto find = [&](std::size_t number) {
         const auto found = std::find(numbers.begin(), numbers.end(), number);
         if (found == numbers.end()) {
-            throw InputError(input + ": there is no frame " + std::to_string(number) + "; frames are " +
-                             std::to_string(numbers.front()) + " to " + std::to_string(numbers.back()));
+            throw std::invalid_argument(input + ": there is no frame " + std::to_string(number) + "; frames are " +
+                                        std::to_string(numbers.front()) + " to " + std::to_string(numbers.back()));
         }
         return static_cast<std::size_t>(found - numbers.begin());
     };
     const FileRange range{first ? find(*first) : 0, last ? find(*last) + 1 : numbers.size()};
     if (range.begin >= range.end) {
-        throw InputError(input + ": the last frame asked for is before the first");
+        throw std::invalid_argument(input + ": the last frame asked for is before the first");
     }
     if (IsPattern(input)) {
         CheckGaps(sequence, *ParsePattern(input), range);

@@ -50,7 +50,8 @@ struct SourceOptions {
 /// reaches across the picture's edge is an error. (A glTF texture that is not repeated is clamped instead.)
 ///
 /// Whether files exist, the first frame and its pictures are checked here, everything else when a frame is loaded. Few
-/// frames are kept in memory. Throws InputError; std::invalid_argument for options out of range.
+/// frames are kept in memory. Throws InputError; std::invalid_argument for options out of range, frames that there are
+/// not among them.
 std::unique_ptr<MeshSource> OpenMeshSource(const SourceOptions& options);
 
 }  // namespace Authoring

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <stdexcept>
 
 namespace Authoring {
 namespace {
@@ -25,9 +26,14 @@ std::size_t FramesOf(const Scene& scene, const SourceOptions& options) {
 FileRange RangeOfScene(const SourceOptions& options, std::size_t frames) {
     const std::size_t first = options.firstFrame.value_or(0);
     const std::size_t last = options.lastFrame.value_or(frames - 1);
-    if (first > last || last >= frames) {
-        throw InputError(options.input + ": there are no frames " + std::to_string(first) + " to " +
-                         std::to_string(last) + "; frames are 0 to " + std::to_string(frames - 1));
+    for (const std::size_t number : {first, last}) {
+        if (number >= frames) {
+            throw std::invalid_argument(options.input + ": there is no frame " + std::to_string(number) +
+                                        "; frames are 0 to " + std::to_string(frames - 1));
+        }
+    }
+    if (first > last) {
+        throw std::invalid_argument(options.input + ": the last frame asked for is before the first");
     }
     return {first, last + 1};
 }

@@ -1,42 +1,10 @@
 // Pictures: decoded, and converted to RGBA once.
 #include "Decoder.h"
+#include "FrameColours.h"
 #include "Log.h"
 
 namespace NimbDesktop {
 namespace {
-
-// From this height on video that does not say which colours it means is taken for high definition.
-constexpr int c_HighDefinitionHeight = 720;
-
-int ColourMatrixOf(const AVFrame& frame) {
-    switch (frame.colorspace) {
-        case AVCOL_SPC_BT709:
-            return SWS_CS_ITU709;
-        case AVCOL_SPC_FCC:
-            return SWS_CS_FCC;
-        case AVCOL_SPC_BT470BG:
-        case AVCOL_SPC_SMPTE170M:
-            return SWS_CS_ITU601;
-        case AVCOL_SPC_SMPTE240M:
-            return SWS_CS_SMPTE240M;
-        case AVCOL_SPC_BT2020_NCL:
-        case AVCOL_SPC_BT2020_CL:
-            return SWS_CS_BT2020;
-        default:
-            return frame.height >= c_HighDefinitionHeight ? SWS_CS_ITU709 : SWS_CS_ITU601;
-    }
-}
-
-bool HasFullRange(const AVFrame& frame) {
-    switch (frame.format) {
-        case AV_PIX_FMT_YUVJ420P:
-        case AV_PIX_FMT_YUVJ422P:
-        case AV_PIX_FMT_YUVJ444P:
-            return true;
-        default:
-            return frame.color_range == AVCOL_RANGE_JPEG;
-    }
-}
 
 class VideoDecoder final : public Decoder {
 public:
@@ -71,9 +39,7 @@ private:
             NIMB_PLATFORM_LOG(MLLogLevel_Error, "pictures of pixel format %d cannot be shown", from.format);
             return false;
         }
-        constexpr int unity = 1 << 16;
-        sws_setColorspaceDetails(context, sws_getCoefficients(ColourMatrixOf(from)), HasFullRange(from) ? 1 : 0,
-                                 sws_getCoefficients(SWS_CS_DEFAULT), 1, 0, unity, unity);
+        SetColoursOf(from, *context);
         uint8_t* const planes[4] = {to.pixels.get(), nullptr, nullptr, nullptr};
         const int strides[4] = {static_cast<int>(to.stride), 0, 0, 0};
         return sws_scale(context, from.data, from.linesize, 0, from.height, planes, strides) == to.height;

@@ -31,10 +31,6 @@ protected:
         WriteFile(m_Folder / "bad.mp4", bytes);
         return m_Folder / "bad.mp4";
     }
-    std::string BadClip(const ClipRecipe& recipe) {
-        MakeClip(m_Folder / "bad.mp4", recipe);
-        return m_Folder / "bad.mp4";
-    }
     /// Plays what is open in buffers of the good file's size until the end or for a while. True at the end.
     bool PlayFor(Watcher& watcher, std::chrono::milliseconds patience) {
         EXPECT_TRUE(m_Engine.plugin->PlayQuorObject(m_Player.Id()));
@@ -125,45 +121,6 @@ TEST_F(DamagedFileTest, TracksInTheWrongPlaceShowNothing) {
     }
 }
 
-/// Pictures count on and meshes do not, so from a sample without a mesh on, pictures appear with later meshes.
-TEST_F(DamagedFileTest, SamplesWithoutMeshAreLoggedAndShiftWhatFollows) {
-    ClipRecipe recipe = m_Recipe;
-    recipe.damage = [](int number, Authoring::Bytes& mesh) {
-        if (number == 5 || number == 12) {
-            mesh.clear();
-        }
-    };
-    ASSERT_TRUE(m_Player.Open(BadClip(recipe)));
-    m_Player.CreateBuffers();
-    Watcher watcher(m_Player);
-    EXPECT_TRUE(PlayFor(watcher, std::chrono::seconds(10)));
-    EXPECT_EQ(m_Log.Count("FindCompressedMesh returned null"), 2);
-    const std::vector<std::pair<int, int>> pairs = watcher.Now().pairs;
-    EXPECT_GE(pairs.size(), 14u);
-    for (const auto& [picture, mesh] : pairs) {
-        EXPECT_EQ(mesh, picture + (picture >= 5 ? 1 : 0) + (picture >= 11 ? 1 : 0));
-    }
-}
-
-TEST_F(DamagedFileTest, EightSamplesWithoutMeshStallUntilRewindOrClose) {
-    ClipRecipe recipe = m_Recipe;
-    recipe.damage = [](int number, Authoring::Bytes& mesh) {
-        if (number >= 4 && number < 12) {
-            mesh.clear();
-        }
-    };
-    ASSERT_TRUE(m_Player.Open(BadClip(recipe)));
-    m_Player.CreateBuffers();
-    Watcher watcher(m_Player);
-    for (int round = 0; round < 2; ++round) {
-        EXPECT_FALSE(PlayFor(watcher, std::chrono::milliseconds(1000)));
-        const std::vector<int> shown = watcher.Now().shown;
-        ASSERT_FALSE(shown.empty());
-        EXPECT_EQ(shown.back(), 3);
-        EXPECT_TRUE(m_Engine.plugin->RewindQuorObject(m_Player.Id()));
-    }
-}
-
 TEST_F(DamagedFileTest, DamagedAtomsLeaveTheRecordAloneAndTheFilePlays) {
     const std::vector<unsigned char> good = ReadFile(m_Good);
     const auto edited = [&good](const std::string& from, const std::string& to) {
@@ -196,40 +153,6 @@ TEST_F(DamagedFileTest, DamagedAtomsLeaveTheRecordAloneAndTheFilePlays) {
     }
     ASSERT_TRUE(m_Player.Open(m_Good));
     EXPECT_EQ(m_Player.FileInfo().frameCount, 20u);
-}
-
-/// With the core's checks reporting instead of aborting: damaged meshes are dropped, all others are shown.
-TEST(DamagedMeshTest, FramesAreDroppedAndTheOthersKeepStep) {
-    const TemporaryFolder folder;
-    ClipRecipe recipe;
-    recipe.delta = std::nullopt;
-    std::mt19937 random(5);
-    recipe.damage = [&random](int number, Authoring::Bytes& mesh) {
-        if (number % 6 == 3) {
-            mesh.resize(mesh.size() / 2);  // ends too early
-        } else if (number == 16) {
-            std::generate(mesh.begin(), mesh.end(), [&random] { return static_cast<BYTE>(random()); });
-        }
-    };
-    MakeClip(folder / "clip.mp4", recipe);
-
-    const LogCapture log;
-    Engine& engine = Engine::Instance();
-    const EngineStandIn::PluginLibrary plugin(NIMB_REPORT_PLUGIN_FILE);
-    EngineStandIn::StartPlugin(plugin, engine.renderThread);
-    Player player(plugin, engine.renderThread);
-    ASSERT_TRUE(player.Open(folder / "clip.mp4"));
-    player.CreateBuffers();
-    Watcher watcher(player);
-    EXPECT_TRUE(plugin->PlayQuorObject(player.Id()));
-    EXPECT_TRUE(watcher.WaitForEndOfStream());
-    watcher.Pass(5);
-    const std::vector<int> shown = watcher.Now().shown;
-    EXPECT_GE(shown.size(), 18u);  // of 24
-    EXPECT_TRUE(std::none_of(shown.begin(), shown.end(), [](int n) { return n % 6 == 3 || n == 16; }));
-    EXPECT_EQ(shown.back(), 29);
-    EXPECT_EQ(watcher.Now().mismatches, 0) << watcher.Now().firstMismatch;
-    EXPECT_TRUE(log.Has("**** MISMATCHED TIMESTAMPS **** texture = 16, mesh = 17"));
 }
 
 }  // namespace

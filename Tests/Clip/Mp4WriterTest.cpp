@@ -103,19 +103,6 @@ TEST(Mp4Writer, EveryMeshComesBackAndOrdinaryPlayersPlayTheFile) {
     EXPECT_NE(probed.output.find("1,aac,48000,2"), std::string::npos) << probed.output;
 }
 
-TEST(Mp4Writer, AttributesAreTheLastBoxOfTheFile) {
-    const TemporaryFolder folder;
-    const ClipVideoOptions options = Size(64, 64);
-    Mp4Writer writer(folder / "clip.mp4", options);
-    AddPicture(writer, 0, options, {1});
-    const Authoring::FileAttributes attributes{1, 20, 30, {-1, -2, -3}, {4, 5, 6}, 1};
-    writer.Finish(attributes);
-    const std::vector<unsigned char> file = ReadFile(folder / "clip.mp4");
-    const Bytes atom = Authoring::WriteAttributeAtom(attributes);
-    ASSERT_GT(file.size(), atom.size());
-    EXPECT_TRUE(std::equal(atom.rbegin(), atom.rend(), file.rbegin()));
-}
-
 TEST(Mp4Writer, RefusalsSayWhatAndWhere) {
     const TemporaryFolder folder;
     for (const auto& [width, height] : {std::pair{63, 64}, {64, 65}, {0, 64}, {14, 64}, {4098, 64}}) {

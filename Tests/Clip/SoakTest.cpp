@@ -1,19 +1,18 @@
 // Calls in any order at any moment, and the same for a long time. Longer: NIMB_SOAK_SEQUENCES, NIMB_SOAK_ROUNDS and
 // NIMB_SOAK_LOOPS say how many.
 #include "TestClip.h"
+#include "Tests/Plugin/CallWatch.h"
 #include "Watcher.h"
 
 #include <gtest/gtest.h>
 
 #include <malloc.h>
 
-#include <atomic>
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
 #include <memory>
 #include <random>
-#include <thread>
 
 namespace ClipTest {
 namespace {
@@ -33,59 +32,15 @@ double ResidentMegabytes() {
     return resident * 4096 / 1048576;
 }
 
-/// Times every call of the script, and ends the process with the name of one that does not come back.
-class CallTimer {
-public:
-    ~CallTimer() {
-        m_Exit = true;
-        m_Watchdog.join();
-    }
-
-    template <class Call>
-    auto operator()(const char* name, Call&& call) {
-        m_Name = name;
-        m_Start = Now();
-        const Stopper stopper{*this};
-        return call();
-    }
-
-    double Longest() const { return m_Longest; }
-    const char* LongestName() const { return m_LongestName; }
-
-private:
-    struct Stopper {
-        CallTimer& timer;
-        ~Stopper() {
-            const double seconds = Now() - timer.m_Start;
-            if (seconds > timer.m_Longest) {
-                timer.m_Longest = seconds;
-                timer.m_LongestName = timer.m_Name;
-            }
-            timer.m_Start = 0;
-        }
-    };
-
-    static double Now() { return std::chrono::duration<double>(Clock::now().time_since_epoch()).count(); }
-
-    void Watch() {
-        while (!m_Exit) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(100));
-            const double start = m_Start;
-            if (start != 0 && Now() - start > 30) {
-                std::printf("%s does not return\n", m_Name.load());
-                std::fflush(stdout);
-                std::abort();
-            }
-        }
-    }
-
-    std::atomic<const char*> m_Name{""};
-    std::atomic<double> m_Start{0};  // 0: no call is under way
-    std::atomic<bool> m_Exit{false};
-    double m_Longest = 0;
-    const char* m_LongestName = "";
-    std::thread m_Watchdog{[this] { Watch(); }};
-};
+/// Sanitizers hold on to what is freed: their figures are printed only.
+template <class Call>
+void ExpectFlatMemory(const char* what, double limitMegabytes, Call&& call) {
+    const double before = ResidentMegabytes();
+    call();
+    const double growth = ResidentMegabytes() - before;
+    std::printf("%s: %+.1f MB on %.1f MB\n", what, growth, before);
+    EXPECT_TRUE(c_IsSanitized || growth < limitMegabytes) << growth;
+}
 
 class SoakTest : public testing::Test {
 protected:
@@ -112,8 +67,8 @@ protected:
 /// One player's life: a dozen calls with some render events between them.
 class Sequence {
 public:
-    Sequence(unsigned seed, const std::string (&clips)[3], CallTimer& timer)
-        : m_Random(seed), m_Clips(clips), m_Timer(timer) {}
+    Sequence(unsigned seed, const std::string (&clips)[3], CallWatch& watch)
+        : m_Random(seed), m_Clips(clips), m_Watch(watch) {}
 
     void Run() {
         Open();
@@ -124,7 +79,7 @@ public:
         const Watcher::Seen seen = m_Watcher->Now();
         EXPECT_EQ(seen.mismatches, 0) << seen.firstMismatch;
         m_Watcher.reset();
-        m_Timer("DestroyQuorObject", [this] { m_Player.reset(); });
+        m_Watch("DestroyQuorObject", [this] { m_Player.reset(); });
     }
 
 private:
@@ -137,18 +92,18 @@ private:
         const int state = Engine::Instance().plugin->GetQuorState(m_Player->Id());
         const bool isReady = m_HasFile || state == NimbState_Initialized || state == NimbState_Closed;
         const auto open = [&] { return m_Player->Open(clip, autoLoop, disableAudio); };
-        EXPECT_EQ(m_Timer("OpenQuorObject", open), isReady) << "state " << state;
+        EXPECT_EQ(m_Watch("OpenQuorObject", open), isReady) << "state " << state;
         if (!isReady) {
             Close();
-            EXPECT_TRUE(m_Timer("OpenQuorObject", open));
+            EXPECT_TRUE(m_Watch("OpenQuorObject", open));
         }
         m_HasFile = true;
-        m_Timer("SetUnityBuffers", [this] { m_Player->CreateBuffers(); });
+        m_Watch("SetUnityBuffers", [this] { m_Player->CreateBuffers(); });
     }
 
     void Close() {
         const EngineStandIn::PluginLibrary& plugin = Engine::Instance().plugin;
-        EXPECT_TRUE(m_Timer("CloseQuorObject", [&] { return plugin->CloseQuorObject(m_Player->Id()); }));
+        EXPECT_TRUE(m_Watch("CloseQuorObject", [&] { return plugin->CloseQuorObject(m_Player->Id()); }));
         EXPECT_EQ(plugin->GetQuorState(m_Player->Id()), NimbState_Closed);
         m_HasFile = false;
     }
@@ -162,24 +117,24 @@ private:
             case 1:
             case 2:
             case 3:
-                m_Timer("PlayQuorObject", [&] { plugin->PlayQuorObject(id); });
+                m_Watch("PlayQuorObject", [&] { plugin->PlayQuorObject(id); });
                 return;
             case 4:
             case 5:
-                m_Timer("PauseQuorObject", [&] { plugin->PauseQuorObject(id); });
+                m_Watch("PauseQuorObject", [&] { plugin->PauseQuorObject(id); });
                 return;
             case 6:
             case 7:
-                EXPECT_TRUE(m_Timer("RewindQuorObject", [&] { return plugin->RewindQuorObject(id); }));
+                EXPECT_TRUE(m_Watch("RewindQuorObject", [&] { return plugin->RewindQuorObject(id); }));
                 return;
             case 8: {
                 const float scales[] = {0.5f, 1, 2, 3};
-                return m_Timer("SetClockScale", [&] { plugin->SetClockScale(id, scales[Below(4)]); });
+                return m_Watch("SetClockScale", [&] { plugin->SetClockScale(id, scales[Below(4)]); });
             }
             case 9:
-                return m_Timer("SetUnityBuffers", [&] { m_Player->CreateBuffers(m_Player->Sizes()); });
+                return m_Watch("SetUnityBuffers", [&] { m_Player->CreateBuffers(m_Player->Sizes()); });
             case 10:
-                m_Timer("SetComputeNormals", [&] { plugin->SetComputeNormals(id, Below(2) == 0); });
+                m_Watch("SetComputeNormals", [&] { plugin->SetComputeNormals(id, Below(2) == 0); });
                 return;
             default:
                 Close();
@@ -191,7 +146,7 @@ private:
 
     std::mt19937 m_Random;
     const std::string (&m_Clips)[3];
-    CallTimer& m_Timer;
+    CallWatch& m_Watch;
     bool m_HasFile = false;
     std::unique_ptr<Player> m_Player =
         std::make_unique<Player>(Engine::Instance().plugin, Engine::Instance().renderThread);
@@ -200,13 +155,14 @@ private:
 
 TEST_F(SoakTest, CallsInAnyOrderReturnSoonAndKeepPictureAndMeshTogether) {
     const int sequences = FromEnvironment("NIMB_SOAK_SEQUENCES", 40);
-    CallTimer timer;
+    CallWatch watch{std::chrono::seconds(30)};
     for (int seed = 0; seed < sequences && !HasFailure(); ++seed) {
         SCOPED_TRACE("seed " + std::to_string(seed));
-        Sequence(static_cast<unsigned>(seed), m_Clips, timer).Run();
-        EXPECT_LT(timer.Longest(), 2.0) << timer.LongestName();
+        Sequence(static_cast<unsigned>(seed), m_Clips, watch).Run();
+        EXPECT_LT(watch.Longest(), 2.0) << watch.LongestName();
     }
-    std::printf("%d sequences, longest call %.0f ms (%s)\n", sequences, timer.Longest() * 1000, timer.LongestName());
+    std::printf("%d sequences, longest call %.0f ms (%s)\n", sequences, watch.Longest() * 1000,
+                watch.LongestName().c_str());
 }
 
 TEST_F(SoakTest, MemoryStaysFlatOverRounds) {
@@ -223,13 +179,11 @@ TEST_F(SoakTest, MemoryStaysFlatOverRounds) {
     for (int round = 0; round < 20; ++round) {
         playRound(round);
     }
-    const double before = ResidentMegabytes();
-    for (int round = 0; round < rounds && !HasFailure(); ++round) {
-        playRound(round);
-    }
-    const double growth = ResidentMegabytes() - before;
-    std::printf("%d rounds: %+.1f MB on %.1f MB\n", rounds, growth, before);
-    EXPECT_TRUE(c_IsSanitized || growth < 4.0 + rounds * 0.005) << growth;  // sanitizers hold on to what is freed
+    ExpectFlatMemory("rounds", 4.0 + rounds * 0.005, [&] {
+        for (int round = 0; round < rounds && !HasFailure(); ++round) {
+            playRound(round);
+        }
+    });
 }
 
 TEST_F(SoakTest, MemoryStaysFlatOverLoops) {
@@ -248,11 +202,7 @@ TEST_F(SoakTest, MemoryStaysFlatOverLoops) {
             std::chrono::seconds(30 + count));
     };
     ASSERT_TRUE(playLoops(8));
-    const double before = ResidentMegabytes();
-    ASSERT_TRUE(playLoops(loops));
-    const double growth = ResidentMegabytes() - before;
-    std::printf("%d loops: %+.1f MB on %.1f MB\n", loops, growth, before);
-    EXPECT_TRUE(c_IsSanitized || growth < 4.0) << growth;
+    ExpectFlatMemory("loops", 4.0, [&] { ASSERT_TRUE(playLoops(loops)); });
     EXPECT_EQ(watcher.Now().mismatches, 0) << watcher.Now().firstMismatch;
 }
 

@@ -2,11 +2,26 @@
 // whose functions stand before the stand-ins' that the library was linked with.
 #include "Tests/Plugin/PluginTest.h"
 
+#include <filesystem>
+#include <fstream>
+#include <string>
+
 #include <dlfcn.h>
 
 using namespace PluginTest;
 
 namespace {
+
+bool ThreadsSleep() {
+    for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
+        std::ifstream file(task.path() / "stat");
+        std::string id, name, state;
+        if (file >> id >> name >> state && (name == "(NimbMesh)" || name == "(NimbPlayback)") && state != "S") {
+            return false;
+        }
+    }
+    return true;
+}
 
 using LoadTest = PluginFixture;
 
@@ -37,3 +52,9 @@ TEST_F(LoadTest, TheBuiltLibraryPlaysAClipToItsEnd) {
 }
 
 }  // namespace
+
+// The library hides its queues, so the threads are watched: those that fill and empty the mesh thread's both sleep.
+// Twice, because they are looked at one by one.
+bool PluginTest::AwaitMeshes(int) {
+    return WaitFor([] { return ThreadsSleep() && ThreadsSleep(); });
+}

@@ -51,17 +51,13 @@ private:
     const std::string m_Path;
 };
 
-std::vector<uint8_t> MakePrivateUnit(int number, bool hasStartCodesInside) {
+std::vector<uint8_t> MakePrivateUnit(int number) {
     std::vector<uint8_t> unit = {0x18, 'T', 'A', 'R', 'N', 0, 0, 3, 0, 0, 3, 1};
     std::mt19937 random(static_cast<unsigned>(number));
     for (int i = 0; i < 200 + number * 7 % 1000; ++i) {
         unit.push_back(static_cast<uint8_t>(random() % 255 + 1));
     }
-    if (hasStartCodesInside) {
-        unit.insert(unit.end(), {0, 0, 1, 0x65, 0, 0, 0, 0, 1, 0, 0, 0, 0, 0, 0, 0, 0, 2, 0, 0});
-    } else {
-        unit.insert(unit.end(), {0, 0, 3, 0, 0, 3, 0xFF});
-    }
+    unit.insert(unit.end(), {0, 0, 3, 0, 0, 3, 0xFF});
     return unit;
 }
 
@@ -94,7 +90,7 @@ AvPtr<AVCodecContext> OpenVideoEncoder(const ClipOptions& options) {
     encoder->thread_count = 1;
     av_opt_set(encoder->priv_data, "preset", "ultrafast", 0);
     const std::string reordering = ":b-adapt=0:bframes=" + std::to_string(options.bFrames);
-    av_opt_set(encoder->priv_data, "x264-params", ("annexb=0:scenecut=0" + reordering).c_str(), 0);
+    av_opt_set(encoder->priv_data, "x264-params", ("scenecut=0" + reordering).c_str(), 0);
     Check(avcodec_open2(encoder.get(), codec, nullptr), "libx264");
     return encoder;
 }
@@ -111,29 +107,6 @@ AvPtr<AVCodecContext> OpenAudioEncoder(const ClipOptions& options) {
     return encoder;
 }
 
-// The decoder configuration record out of two parameter sets with lengths in front.
-std::vector<uint8_t> MakeConfigurationRecord(const uint8_t* sets, int size) {
-    std::vector<std::vector<uint8_t>> units;
-    for (int at = 0; at + 4 <= size;) {
-        const int length = sets[at] << 24 | sets[at + 1] << 16 | sets[at + 2] << 8 | sets[at + 3];
-        units.emplace_back(sets + at + 4, sets + at + 4 + length);
-        at += 4 + length;
-    }
-    const std::vector<uint8_t>& sps = units.at(0);
-    const std::vector<uint8_t>& pps = units.at(1);
-    std::vector<uint8_t> record;
-    record.reserve(sps.size() + pps.size() + 11);
-    for (const int byte : {1, int{sps[1]}, int{sps[2]}, int{sps[3]}, 0xFF, 0xE1, 0, static_cast<int>(sps.size())}) {
-        record.push_back(static_cast<uint8_t>(byte));
-    }
-    record.insert(record.end(), sps.begin(), sps.end());
-    for (const int byte : {1, 0, static_cast<int>(pps.size())}) {
-        record.push_back(static_cast<uint8_t>(byte));
-    }
-    record.insert(record.end(), pps.begin(), pps.end());
-    return record;
-}
-
 class ClipWriter {
 public:
     explicit ClipWriter(const ClipOptions& options) : m_Options(options) {
@@ -143,12 +116,7 @@ public:
         Check(avformat_alloc_output_context2(&muxer, nullptr, "mp4", m_Clip.path.c_str()), "mp4");
         m_Muxer.reset(muxer);
         m_Video = OpenVideoEncoder(options);
-        AVStream* const stream = AddStream(*m_Video);
-        const std::vector<uint8_t> record = MakeConfigurationRecord(m_Video->extradata, m_Video->extradata_size);
-        av_freep(&stream->codecpar->extradata);
-        stream->codecpar->extradata = static_cast<uint8_t*>(av_mallocz(record.size() + AV_INPUT_BUFFER_PADDING_SIZE));
-        std::memcpy(stream->codecpar->extradata, record.data(), record.size());
-        stream->codecpar->extradata_size = static_cast<int>(record.size());
+        AddStream(*m_Video);
         if (options.sampleRate > 0) {
             m_Audio = OpenAudioEncoder(options);
             AddStream(*m_Audio);
@@ -173,11 +141,10 @@ public:
     }
 
 private:
-    AVStream* AddStream(const AVCodecContext& encoder) {
+    void AddStream(const AVCodecContext& encoder) {
         AVStream* const stream = avformat_new_stream(m_Muxer.get(), nullptr);
         Check(avcodec_parameters_from_context(stream->codecpar, &encoder), "parameters");
         stream->time_base = encoder.time_base;
-        return stream;
     }
 
     // Takes all packets that the encoder has; a null frame: all there will be.
@@ -201,7 +168,7 @@ private:
     AvPtr<AVPacket> AddPrivateUnit(AvPtr<AVPacket> packet) const {
         packet->duration = 1;
         const std::vector<uint8_t>& unit = m_Clip.privateUnits.at(static_cast<size_t>(packet->pts));
-        std::vector<uint8_t> bytes = {0, 0, static_cast<uint8_t>(unit.size() >> 8), static_cast<uint8_t>(unit.size())};
+        std::vector<uint8_t> bytes = {0, 0, 0, 1};  // the muxer puts lengths in place of start codes
         bytes.insert(bytes.end(), unit.begin(), unit.end());
         bytes.insert(packet->pts % 2 == 0 ? bytes.end() : bytes.begin(), packet->data, packet->data + packet->size);
         AvPtr<AVPacket> extended = Owned(av_packet_alloc());
@@ -214,7 +181,7 @@ private:
     void WriteVideo() {
         const auto change = [this](AvPtr<AVPacket> packet) { return AddPrivateUnit(std::move(packet)); };
         for (int i = 0; i < m_Options.frameCount; ++i) {
-            m_Clip.privateUnits.push_back(MakePrivateUnit(i, m_Options.hasStartCodesInside));
+            m_Clip.privateUnits.push_back(MakePrivateUnit(i));
             AvPtr<AVFrame> frame = Owned(av_frame_alloc());
             frame->format = AV_PIX_FMT_YUV420P;
             frame->width = m_Options.width;

@@ -18,7 +18,6 @@ struct ClipOptions {
     int sampleRate = 0;  // 0: no sound
     int channelCount = 2;
     bool indexFirst = false;
-    bool hasStartCodesInside = false;  // the private units hold bytes that look like start codes
 };
 
 struct Clip {

@@ -13,6 +13,7 @@
 #include <future>
 #include <map>
 #include <mutex>
+#include <ostream>
 #include <random>
 #include <thread>
 
@@ -76,6 +77,10 @@ struct SizeCase {
     int bFrames;
 };
 
+std::ostream& operator<<(std::ostream& out, const SizeCase& size) {
+    return out << size.width << "x" << size.height << (size.bFrames > 0 ? "Reordered" : "");
+}
+
 class DesktopCodecSizes : public testing::TestWithParam<SizeCase> {};
 
 TEST_P(DesktopCodecSizes, ShowEveryFrameUnderItsNumber) {
@@ -106,10 +111,7 @@ TEST_P(DesktopCodecSizes, ShowEveryFrameUnderItsNumber) {
 INSTANTIATE_TEST_SUITE_P(Codec, DesktopCodecSizes,
                          testing::Values(SizeCase{64, 64, 0}, SizeCase{320, 240, 2}, SizeCase{638, 362, 0},
                                          SizeCase{1920, 1080, 0}, SizeCase{4096, 4096, 0}),
-                         [](const auto& instance) {
-                             return std::to_string(instance.param.width) + "x" + std::to_string(instance.param.height) +
-                                    (instance.param.bFrames > 0 ? "Reordered" : "");
-                         });
+                         testing::PrintToStringParamName());
 
 TEST(DesktopCodec, KeepsNumbersAcrossFlushStopAndDamage) {
     const Clip clip = MakeClip(ClipOptions());
@@ -183,7 +185,7 @@ TEST(DesktopCodec, LimitsWhatItTakesAndTellsWhenThereIsNothing) {
 
     // What is taken out makes room, in order.
     for (size_t i = 0; i < taken; ++i) {
-        ASSERT_EQ(MLMediaCodecDequeueOutputBuffer(codec, &info, -1, &index), MLResult_Ok);
+        index = codec.DequeueOutput(&info);
         EXPECT_EQ(info.presentation_time_us, samples[i].timeUs);
         EXPECT_EQ(MLMediaCodecReleaseOutputBuffer(codec, index, false), MLResult_Ok);
     }
@@ -203,16 +205,9 @@ TEST(DesktopCodec, EndsWaitsAndVoidsIndicesOnFlushStopAndDestroy) {
         for (int i = 0; i < 3; ++i) {
             ASSERT_TRUE(codec.Queue(samples[0].bytes, 0));
         }
-        MLMediaCodecBufferInfo info = {};
-        int64_t output = -1;
-        const uint8_t* pixels = nullptr;
-        size_t pixelsSize = 0;
-        ASSERT_EQ(MLMediaCodecDequeueOutputBuffer(codec, &info, -1, &output), MLResult_Ok);
-        ASSERT_EQ(MLMediaCodecGetOutputBufferPointer(codec, output, &pixels, &pixelsSize), MLResult_Ok);
+        const int64_t output = codec.DequeueOutput();
         for (int i = 0; i < 2; ++i) {
-            int64_t other = -1;
-            ASSERT_EQ(MLMediaCodecDequeueOutputBuffer(codec, &info, -1, &other), MLResult_Ok);
-            ASSERT_EQ(MLMediaCodecReleaseOutputBuffer(codec, other, true), MLResult_Ok);
+            ASSERT_EQ(MLMediaCodecReleaseOutputBuffer(codec, codec.DequeueOutput(), true), MLResult_Ok);
         }
         std::vector<int64_t> inputs(8);
         for (int64_t& input : inputs) {
@@ -237,7 +232,8 @@ TEST(DesktopCodec, EndsWaitsAndVoidsIndicesOnFlushStopAndDestroy) {
         EXPECT_EQ(waitingOutput, -1);
         for (const int64_t input : inputs) {
             uint8_t* buffer = nullptr;
-            EXPECT_EQ(MLMediaCodecGetInputBufferPointer(codec, input, &buffer, &pixelsSize), MLResult_InvalidParam);
+            size_t capacity = 0;
+            EXPECT_EQ(MLMediaCodecGetInputBufferPointer(codec, input, &buffer, &capacity), MLResult_InvalidParam);
             EXPECT_EQ(MLMediaCodecQueueInputBuffer(codec, input, 0, 1, 0, 0), MLResult_InvalidParam);
         }
         EXPECT_EQ(MLMediaCodecReleaseOutputBuffer(codec, output, true), MLResult_InvalidParam);
@@ -270,8 +266,7 @@ TEST(DesktopCodec, GivesNothingAfterAFlushOfWhatWasQueuedBefore) {
         ASSERT_EQ(MLMediaCodecFlush(codec), MLResult_Ok);
         ASSERT_TRUE(codec.Queue({}, -round, MLMediaCodecBufferFlag_EOS, -1));
         MLMediaCodecBufferInfo info = {};
-        int64_t index = -1;
-        ASSERT_EQ(MLMediaCodecDequeueOutputBuffer(codec, &info, -1, &index), MLResult_Ok);
+        const int64_t index = codec.DequeueOutput(&info);
         ASSERT_EQ(info.presentation_time_us, -round) << "a picture from before the flush";
         ASSERT_EQ(info.flags, size_t{MLMediaCodecBufferFlag_EOS});
         ASSERT_EQ(MLMediaCodecReleaseOutputBuffer(codec, index, false), MLResult_Ok);
@@ -284,13 +279,10 @@ TEST(DesktopCodec, LeavesHandedOutOutputAsItIsAcrossAFlush) {
     const Extractor extractor(clip.path);
     const Codec codec(extractor, 0);
     const std::vector<Sample> samples = extractor.ReadAll();
-    MLMediaCodecBufferInfo info = {};
-    int64_t index = -1;
     const uint8_t* pixels = nullptr;
     size_t size = 0;
     ASSERT_TRUE(codec.Queue(samples[0].bytes, 0));
-    ASSERT_EQ(MLMediaCodecDequeueOutputBuffer(codec, &info, -1, &index), MLResult_Ok);
-    ASSERT_EQ(MLMediaCodecGetOutputBufferPointer(codec, index, &pixels, &size), MLResult_Ok);
+    ASSERT_EQ(MLMediaCodecGetOutputBufferPointer(codec, codec.DequeueOutput(), &pixels, &size), MLResult_Ok);
     const std::vector<uint8_t> before(pixels, pixels + size);
     ASSERT_EQ(MLMediaCodecFlush(codec), MLResult_Ok);
     size_t taken = 15;
@@ -386,11 +378,8 @@ TEST(DesktopCodec, DestroysItselfFromItsOwnCallback) {
         static_cast<std::promise<MLResult>*>(promise)->set_value(MLMediaCodecDestroy(handle));
     };
     const Codec codec(extractor, 0, &callbacks, &destroyed);
-    MLMediaCodecBufferInfo info = {};
-    int64_t index = -1;
     ASSERT_TRUE(codec.Queue(extractor.Current().bytes, 0));
-    ASSERT_EQ(MLMediaCodecDequeueOutputBuffer(codec, &info, -1, &index), MLResult_Ok);
-    ASSERT_EQ(MLMediaCodecReleaseOutputBuffer(codec, index, true), MLResult_Ok);
+    ASSERT_EQ(MLMediaCodecReleaseOutputBuffer(codec, codec.DequeueOutput(), true), MLResult_Ok);
     auto result = destroyed.get_future();
     ASSERT_EQ(result.wait_for(c_Soon), std::future_status::ready);
     EXPECT_EQ(result.get(), MLResult_Ok);

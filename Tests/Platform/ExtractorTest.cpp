@@ -73,7 +73,6 @@ TEST(DesktopExtractor, GivesEverySampleWithEveryByteOfItsPrivateUnit) {
     for (const int bFrames : {0, 2}) {
         ClipOptions options = WithSound();
         options.bFrames = bFrames;
-        options.hasStartCodesInside = true;
         const Clip clip = MakeClip(options);
         const std::vector<Sample> samples = Extractor(clip.path, {0, 1}).ReadAll();
 

@@ -2,6 +2,8 @@
 // in a context without a display.
 #pragma once
 
+#include "Platform/EngineStandIn/GlContext.h"
+
 #include <ml_types.h>
 
 #include <EGL/egl.h>
@@ -9,6 +11,7 @@
 #include <GLES3/gl3.h>
 
 #include <cstdlib>
+#include <memory>
 #include <stdexcept>
 #include <utility>
 #include <vector>
@@ -24,27 +27,12 @@ namespace NimbTest {
 class FrameReader {
 public:
     FrameReader() {
-        setenv("EGL_PLATFORM", "surfaceless", 1);
         setenv("LP_NUM_THREADS", "0", 1);  // ThreadSanitizer cannot see how the renderer's own threads agree
-        m_Display = eglGetDisplay(EGL_DEFAULT_DISPLAY);
-        const EGLint attributes[] = {EGL_RENDERABLE_TYPE, EGL_OPENGL_ES3_BIT, EGL_NONE};
-        const EGLint version[] = {EGL_CONTEXT_CLIENT_VERSION, 3, EGL_NONE};
-        EGLConfig config = nullptr;
-        EGLint count = 0;
-        eglInitialize(m_Display, nullptr, nullptr);
-        eglBindAPI(EGL_OPENGL_ES_API);
-        eglChooseConfig(m_Display, attributes, &config, 1, &count);
-        m_Context = eglCreateContext(m_Display, config, EGL_NO_CONTEXT, version);
-        if (eglMakeCurrent(m_Display, EGL_NO_SURFACE, EGL_NO_SURFACE, m_Context) == EGL_FALSE) {
-            throw std::runtime_error("there is no OpenGL ES 3 context");
-        }
+        m_Context = EngineStandIn::MakeSurfacelessContext();
+        m_Display = eglGetCurrentDisplay();
         m_Program = LinkProgram();
     }
-    ~FrameReader() {
-        glDeleteProgram(m_Program);
-        eglMakeCurrent(m_Display, EGL_NO_SURFACE, EGL_NO_SURFACE, EGL_NO_CONTEXT);
-        eglDestroyContext(m_Display, m_Context);
-    }
+    ~FrameReader() { glDeleteProgram(m_Program); }
     FrameReader(const FrameReader&) = delete;
     FrameReader& operator=(const FrameReader&) = delete;
 
@@ -116,7 +104,7 @@ private:
     }
 
     EGLDisplay m_Display = EGL_NO_DISPLAY;
-    EGLContext m_Context = EGL_NO_CONTEXT;
+    std::unique_ptr<EngineStandIn::GlContext> m_Context;
     GLuint m_Program = 0;
 };
 

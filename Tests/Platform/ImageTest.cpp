@@ -7,39 +7,38 @@
 namespace NimbTest {
 namespace {
 
-// A frame of a clip, acquired.
-MLHandle AcquireFirstFrame(const Codec& codec, const Extractor& extractor) {
-    MLMediaCodecBufferInfo info = {};
-    int64_t index = -1;
-    MLHandle frame = ML_INVALID_HANDLE;
-    EXPECT_TRUE(codec.Queue(extractor.Current().bytes, 0));
-    EXPECT_EQ(MLMediaCodecDequeueOutputBuffer(codec, &info, -1, &index), MLResult_Ok);
-    EXPECT_EQ(MLMediaCodecReleaseOutputBuffer(codec, index, true), MLResult_Ok);
-    EXPECT_EQ(MLMediaCodecAcquireNextAvailableFrame(codec, &frame), MLResult_Ok);
-    return frame;
-}
+class DesktopImage : public testing::Test {
+protected:
+    // The clip's first frame, acquired.
+    MLHandle AcquireFrame() {
+        MLHandle frame = ML_INVALID_HANDLE;
+        EXPECT_TRUE(m_Codec.Queue(m_Extractor.Current().bytes, 0));
+        EXPECT_EQ(MLMediaCodecReleaseOutputBuffer(m_Codec, m_Codec.DequeueOutput(), true), MLResult_Ok);
+        EXPECT_EQ(MLMediaCodecAcquireNextAvailableFrame(m_Codec, &frame), MLResult_Ok);
+        return frame;
+    }
+    int PaintedNumber(EGLImageKHR image) const {
+        return ReadPaintedNumber(m_Reader.ReadImage(image, 320, 240), 320, 240);
+    }
 
-TEST(DesktopImage, OutlivesFrameAndCodec) {
-    const Clip clip = MakeClip(ClipOptions());
-    const Extractor extractor(clip.path);
-    const FrameReader reader;
-    const Codec codec(extractor, 0);
-    const MLHandle frame = AcquireFirstFrame(codec, extractor);
-    const EGLImageKHR image = reader.CreateImage(frame);
+    const Extractor m_Extractor{MakeClip(ClipOptions()).path};
+    const FrameReader m_Reader;
+    const Codec m_Codec{m_Extractor, 0};
+};
+
+TEST_F(DesktopImage, OutlivesFrameAndCodec) {
+    const MLHandle frame = AcquireFrame();
+    const EGLImageKHR image = m_Reader.CreateImage(frame);
     ASSERT_NE(image, EGL_NO_IMAGE_KHR);
-    EXPECT_EQ(MLMediaCodecDestroy(codec), MLResult_Ok);
-    EXPECT_EQ(reader.CreateImage(frame), EGL_NO_IMAGE_KHR) << "the frame outlived its codec";
-    EXPECT_EQ(ReadPaintedNumber(reader.ReadImage(image, 320, 240), 320, 240), 0);
-    EXPECT_EQ(eglDestroyImageKHR(reader.Display(), image), static_cast<EGLBoolean>(EGL_TRUE));
+    EXPECT_EQ(MLMediaCodecDestroy(m_Codec), MLResult_Ok);
+    EXPECT_EQ(m_Reader.CreateImage(frame), EGL_NO_IMAGE_KHR) << "the frame outlived its codec";
+    EXPECT_EQ(PaintedNumber(image), 0);
+    EXPECT_EQ(eglDestroyImageKHR(m_Reader.Display(), image), static_cast<EGLBoolean>(EGL_TRUE));
     EXPECT_EQ(glGetError(), static_cast<GLenum>(GL_NO_ERROR));
 }
 
-TEST(DesktopImage, LeavesTheCallersStateAndIsNotMisledByIt) {
-    const Clip clip = MakeClip(ClipOptions());
-    const Extractor extractor(clip.path);
-    const FrameReader reader;
-    const Codec codec(extractor, 0);
-    const MLHandle frame = AcquireFirstFrame(codec, extractor);
+TEST_F(DesktopImage, LeavesTheCallersStateAndIsNotMisledByIt) {
+    const MLHandle frame = AcquireFrame();
 
     GLuint texture = 0;
     GLuint buffer = 0;
@@ -52,7 +51,7 @@ TEST(DesktopImage, LeavesTheCallersStateAndIsNotMisledByIt) {
     for (const auto& [name, value] : parameters) {
         glPixelStorei(name, value);
     }
-    const EGLImageKHR image = reader.CreateImage(frame);
+    const EGLImageKHR image = m_Reader.CreateImage(frame);
     ASSERT_NE(image, EGL_NO_IMAGE_KHR);
     GLint now = 0;
     for (const auto& [name, value] : parameters) {
@@ -63,20 +62,16 @@ TEST(DesktopImage, LeavesTheCallersStateAndIsNotMisledByIt) {
     EXPECT_EQ(now, static_cast<GLint>(texture));
     glGetIntegerv(GL_PIXEL_UNPACK_BUFFER_BINDING, &now);
     EXPECT_EQ(now, static_cast<GLint>(buffer));
-    EXPECT_EQ(ReadPaintedNumber(reader.ReadImage(image, 320, 240), 320, 240), 0);
-    eglDestroyImageKHR(reader.Display(), image);
+    EXPECT_EQ(PaintedNumber(image), 0);
+    eglDestroyImageKHR(m_Reader.Display(), image);
     glDeleteBuffers(1, &buffer);
     glDeleteTextures(1, &texture);
     EXPECT_EQ(glGetError(), static_cast<GLenum>(GL_NO_ERROR));
 }
 
-TEST(DesktopImage, RefusesOtherHandlesAndPassesOtherTargetsOn) {
-    const Clip clip = MakeClip(ClipOptions());
-    const Extractor extractor(clip.path);
-    const FrameReader reader;
-    const Codec codec(extractor, 0);
-    for (const MLHandle handle : {MLHandle{0}, ML_INVALID_HANDLE, MLHandle{codec}, MLHandle{extractor}}) {
-        EXPECT_EQ(reader.CreateImage(handle), EGL_NO_IMAGE_KHR);
+TEST_F(DesktopImage, RefusesOtherHandlesAndPassesOtherTargetsOn) {
+    for (const MLHandle handle : {MLHandle{0}, ML_INVALID_HANDLE, MLHandle{m_Codec}, MLHandle{m_Extractor}}) {
+        EXPECT_EQ(m_Reader.CreateImage(handle), EGL_NO_IMAGE_KHR);
         EXPECT_NE(eglGetError(), EGL_SUCCESS);
     }
     GLuint texture = 0;
@@ -86,11 +81,11 @@ TEST(DesktopImage, RefusesOtherHandlesAndPassesOtherTargetsOn) {
     glTexImage2D(GL_TEXTURE_2D, 0, GL_RGBA8, 1, 1, 0, GL_RGBA, GL_UNSIGNED_BYTE, pixel.data());
     glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, GL_NEAREST);
     const EGLImageKHR image =
-        eglCreateImageKHR(reader.Display(), eglGetCurrentContext(), EGL_GL_TEXTURE_2D_KHR,
+        eglCreateImageKHR(m_Reader.Display(), eglGetCurrentContext(), EGL_GL_TEXTURE_2D_KHR,
                           reinterpret_cast<EGLClientBuffer>(static_cast<uintptr_t>(texture)), nullptr);
     ASSERT_NE(image, EGL_NO_IMAGE_KHR);
-    EXPECT_EQ(reader.ReadImage(image, 1, 1), pixel);
-    EXPECT_EQ(eglDestroyImageKHR(reader.Display(), image), static_cast<EGLBoolean>(EGL_TRUE));
+    EXPECT_EQ(m_Reader.ReadImage(image, 1, 1), pixel);
+    EXPECT_EQ(eglDestroyImageKHR(m_Reader.Display(), image), static_cast<EGLBoolean>(EGL_TRUE));
     glDeleteTextures(1, &texture);
 }
 

@@ -112,6 +112,14 @@ public:
                MLResult_Ok;
     }
 
+    /// The next output buffer, which is waited for.
+    int64_t DequeueOutput(MLMediaCodecBufferInfo* info = nullptr) const {
+        MLMediaCodecBufferInfo own = {};
+        int64_t index = -1;
+        EXPECT_EQ(MLMediaCodecDequeueOutputBuffer(m_Handle, info != nullptr ? info : &own, -1, &index), MLResult_Ok);
+        return index;
+    }
+
     /// Queues all samples and the end of the stream and hands every output buffer to `onOutput`, which releases it. The
     /// end's buffer is released here. Fails the test instead of waiting for ever.
     using OnOutput = std::function<void(int64_t index, const MLMediaCodecBufferInfo& info)>;

@@ -3,9 +3,9 @@
 
 #include "NimbUnityPluginML/GlErrors.h"
 #include "NimbUnityPluginML/PlaybackClock.h"
-#include "NimbUnityPluginML/QuorObject.h"
 
 #include <cstring>
+#include <functional>
 
 using namespace PluginTest;
 
@@ -67,60 +67,59 @@ TEST_F(ExportsTest, StubsSucceedAndTheAbiTextsKeepTheirPlaceholders) {
     EXPECT_EQ(Logged(MLLogLevel_Error, "This dynamic shared library is compiled with ABI: unknown"), 1);
 }
 
-TEST_F(ExportsTest, AnObjectIsInitializedOnce) {
-    QuorObject object(7);
-    EXPECT_EQ(object.GetState(), QuorObject::Empty);
-    EXPECT_TRUE(object.Initialize());
-    EXPECT_FALSE(object.Initialize());
-    EXPECT_EQ(Logged(MLLogLevel_Error, "[7] QuorObject::Initialize: must be in Empty(0) state. Current state is (1)"),
-              1);
-}
-
 TEST_F(ExportsTest, StatesFollowTheTable) {
     const std::string path = AddFile(MakeClip({}));
     Player player;
+    const auto open = [&] { return player.Open(path); };
+    const auto play = [&] { return player.Play(); };
+    const auto pause = [&] { return player.Pause(); };
+    const auto rewind = [&] { return player.Rewind(); };
+    const auto close = [&] { return player.Close(); };
     EXPECT_EQ(player.State(), NimbState_Initialized);
-    EXPECT_FALSE(player.Play());
-    EXPECT_FALSE(player.Pause());
-    EXPECT_FALSE(player.Close());
-    EXPECT_EQ(Logged(MLLogLevel_Error, player.Line("QuorObject::Close return false, m_state = 1")), 1);
-    EXPECT_EQ(player.State(), NimbState_Initialized);
-
-    ASSERT_TRUE(player.Open(path));
-    EXPECT_EQ(player.State(), NimbState_Opened);
-    EXPECT_FALSE(player.Pause());
-    EXPECT_EQ(Logged(MLLogLevel_Info, player.Line("QuorObject::Pause")), 2);
-    EXPECT_EQ(player.State(), NimbState_Opened);
-    EXPECT_TRUE(player.Play());
-    EXPECT_EQ(Logged(MLLogLevel_Info, player.Line("QuorObject::Play")), 2);
-    EXPECT_FALSE(player.Play());
-    EXPECT_EQ(player.State(), NimbState_Playing);
-    EXPECT_TRUE(player.Pause());
-    EXPECT_EQ(player.State(), NimbState_Paused);
-    EXPECT_TRUE(WaitFor([&] {
-        return LoggedWith(player.Line("Playback thread sleeping")) > 0 &&
-               LoggedWith(player.Line("Video thread sleeping")) > 0;
-    }));
-    EXPECT_TRUE(player.Play());
-    EXPECT_TRUE(player.Rewind());
-    EXPECT_EQ(Logged(MLLogLevel_Info, player.Line("QuorObject::Rewind")), 1);
-    EXPECT_EQ(player.State(), NimbState_Paused);
-    EXPECT_TRUE(player.Close());
-    EXPECT_EQ(Logged(MLLogLevel_Info, player.Line("QuorObject::Close release resources (m_state = 5)")), 1);
-    EXPECT_EQ(player.State(), NimbState_Closed);
-    EXPECT_TRUE(player.Close());
-    EXPECT_EQ(player.State(), NimbState_Closed);
-    EXPECT_TRUE(player.Rewind());
-    EXPECT_EQ(player.State(), NimbState_Paused);
-    EXPECT_FALSE(player.Open(path));
-    EXPECT_EQ(Logged(MLLogLevel_Error, player.Line("Error in QuorObject::Open: must be in Initialized(1) state. "
-                                                   "Current state is (4).")),
-              1);
-    EXPECT_TRUE(player.Close());
-    ASSERT_TRUE(player.Open(path));
-    ASSERT_TRUE(player.Open(path));  // closes by itself
-    EXPECT_EQ(Logged(MLLogLevel_Info, player.Line("QuorObject::Close release resources (m_state = 5)")), 4);
+    const struct {
+        const char* what;
+        std::function<bool()> call;
+        bool succeeds;
+        int state;
+    } steps[] = {
+        {"play, nothing open", play, false, NimbState_Initialized},
+        {"pause, nothing open", pause, false, NimbState_Initialized},
+        {"close, nothing open", close, false, NimbState_Initialized},
+        {"open", open, true, NimbState_Opened},
+        {"pause, not playing", pause, false, NimbState_Opened},
+        {"play", play, true, NimbState_Playing},
+        {"play, playing", play, false, NimbState_Playing},
+        {"pause", pause, true, NimbState_Paused},
+        {"play, paused", play, true, NimbState_Playing},
+        {"rewind", rewind, true, NimbState_Paused},
+        {"close", close, true, NimbState_Closed},
+        {"close, closed", close, true, NimbState_Closed},
+        {"rewind, closed", rewind, true, NimbState_Paused},
+        {"open, paused without a file", open, false, NimbState_Paused},
+        {"close", close, true, NimbState_Closed},
+        {"play, closed", play, true, NimbState_Playing},
+        {"open, playing without a file", open, false, NimbState_Playing},
+        {"close", close, true, NimbState_Closed},
+        {"open, closed", open, true, NimbState_Opened},
+        {"open, opened: it closes by itself", open, true, NimbState_Opened},
+    };
+    for (const auto& step : steps) {
+        EXPECT_EQ(step.call(), step.succeeds) << step.what;
+        EXPECT_EQ(player.State(), step.state) << step.what;
+    }
     EXPECT_EQ(Fake::Live(Fake::Kind::Extractor), 1);
+    const std::pair<MLLogLevel, std::pair<const char*, int>> lines[] = {
+        {MLLogLevel_Info, {"QuorObject::Play", 5}},
+        {MLLogLevel_Info, {"QuorObject::Pause", 3}},
+        {MLLogLevel_Info, {"QuorObject::Rewind", 2}},
+        {MLLogLevel_Info, {"QuorObject::Close release resources (m_state = 5)", 5}},
+        {MLLogLevel_Error, {"QuorObject::Close return false, m_state = 1", 1}},
+        {MLLogLevel_Error, {"Error in QuorObject::Open: must be in Initialized(1) state. Current state is (3).", 1}},
+        {MLLogLevel_Error, {"Error in QuorObject::Open: must be in Initialized(1) state. Current state is (4).", 1}},
+    };
+    for (const auto& [level, line] : lines) {
+        EXPECT_EQ(player.Logged(level, line.first), line.second) << line.first;
+    }
 }
 
 TEST_F(ExportsTest, PlayWithoutAnExtractorSaysSo) {
@@ -128,15 +127,12 @@ TEST_F(ExportsTest, PlayWithoutAnExtractorSaysSo) {
     Player player;
     ASSERT_TRUE(player.Open(AddFile(MakeClip({}))));
     EXPECT_FALSE(player.Play());
-    EXPECT_EQ(Logged(MLLogLevel_Info, player.Line("QuorObject::Play media extractor is null")), 1);
+    EXPECT_EQ(player.Logged(MLLogLevel_Info, "QuorObject::Play media extractor is null"), 1);
     EXPECT_EQ(player.State(), NimbState_Playing);
 }
 
 TEST_F(ExportsTest, VolumeAndPitchReachTheSound) {
-    ClipOptions options;
-    const std::string silent = AddFile(MakeClip(options));
-    options.audioSamples = 3;
-    const std::string loud = AddFile(MakeClip(options));
+    const std::string silent = AddFile(MakeClip({})), loud = AddFile(MakeClip({12, 2000, 3}));
     Player player;
     ASSERT_TRUE(player.Open(silent));
     EXPECT_EQ(SetAudioVolume(player.Id(), 0.5f), 0);
@@ -150,15 +146,15 @@ TEST_F(ExportsTest, VolumeAndPitchReachTheSound) {
     EXPECT_EQ(Fake::Volume(), 0.25f);
     SetClockScale(player.Id(), 2.0f);
     EXPECT_EQ(Fake::Pitch(), 2.0f);
-    EXPECT_EQ(Logged(MLLogLevel_Info, player.Line("SetClockScale = 2.000000")), 1);
+    EXPECT_EQ(player.Logged(MLLogLevel_Info, "SetClockScale = 2.000000"), 1);
     EXPECT_EQ(LoggedWith("failed"), 0);
 
     Fake::Fail("MLAudioSetSoundVolumeLinear", MLResult_UnspecifiedFailure);
     Fake::Fail("MLAudioSetSoundPitch", MLResult_UnspecifiedFailure);
     EXPECT_EQ(SetAudioVolume(player.Id(), 1), 0);
-    EXPECT_EQ(Logged(MLLogLevel_Error, player.Line("MLAudioSetSoundVolumeLinear failed")), 1);
+    EXPECT_EQ(player.Logged(MLLogLevel_Error, "MLAudioSetSoundVolumeLinear failed"), 1);
     SetClockScale(player.Id(), 1.0f);
-    EXPECT_EQ(Logged(MLLogLevel_Info, player.Line("MLAudioSetSoundPitch failed")), 1);
+    EXPECT_EQ(player.Logged(MLLogLevel_Info, "MLAudioSetSoundPitch failed"), 1);
 }
 
 TEST_F(ExportsTest, FrameInfoIsClearedFirst) {
@@ -177,13 +173,11 @@ TEST_F(ExportsTest, TheNormalsSettingDecidesTheFormatOfTheFirstOpen) {
     for (const std::uint8_t normals : {std::uint8_t{1}, std::uint8_t{0}}) {
         Player player;
         EXPECT_EQ(SetComputeNormals(player.Id(), normals), 1);
-        EXPECT_EQ(
-            Logged(MLLogLevel_Info, player.Line(Text("SetComputeNormals called with computeNormals = %i", normals))),
-            1);
+        EXPECT_EQ(player.Logged(MLLogLevel_Info, Text("SetComputeNormals called with computeNormals = %i", normals)),
+                  1);
         ASSERT_TRUE(player.Open(AddFile(MakeClip({}))));
-        const std::string format = normals != 0 ? "0xd" : "0xf";
-        EXPECT_TRUE(
-            WaitFor([&] { return Logged(MLLogLevel_Info, player.Line("using nimb vertex format = " + format)) == 1; }));
+        const std::string line = normals != 0 ? "using nimb vertex format = 0xd" : "using nimb vertex format = 0xf";
+        EXPECT_TRUE(WaitFor([&] { return player.Logged(MLLogLevel_Info, line) == 1; }));
     }
 }
 
@@ -205,7 +199,7 @@ TEST_F(ExportsTest, TheEnginesEntryPoints) {
     EXPECT_EQ(SetUnityBuffers(player.Id(), reinterpret_cast<void*>(0x700000003), 64, 32, reinterpret_cast<void*>(4), 9,
                               reinterpret_cast<void*>(5), 8),
               1);
-    EXPECT_EQ(Logged(MLLogLevel_Info, player.Line("SetUnityBuffers, vb = 4, ib = 5, tex = 3 (64x32)")), 1);
+    EXPECT_EQ(player.Logged(MLLogLevel_Info, "SetUnityBuffers, vb = 4, ib = 5, tex = 3 (64x32)"), 1);
 }
 
 TEST_F(ExportsTest, NothingIsLoggedAtLevelsThatAreOff) {
@@ -221,9 +215,9 @@ TEST_F(ExportsTest, NothingIsLoggedAtLevelsThatAreOff) {
 TEST_F(ExportsTest, ErrorsOfGlAndEglAreLoggedInHexadecimal) {
     CheckGLError("quiet");
     CheckEGLError("quiet");
-    FakeGl::SetError(GL_INVALID_OPERATION);
+    FakeGl::TheScript().error = GL_INVALID_OPERATION;
     CheckGLError("gl label");
-    FakeGl::SetEglError(EGL_BAD_DISPLAY);
+    FakeGl::TheScript().eglError = EGL_BAD_DISPLAY;
     CheckEGLError("egl label");
     const std::vector<Fake::LogLine> expected{{MLLogLevel_Error, "gl label, error = 502"},
                                               {MLLogLevel_Error, "egl label, error = 3008"}};

@@ -17,6 +17,7 @@ using Fake::Bytes;
 using Fake::Enter;
 using Fake::HandleTable;
 using Fake::Media;
+using Fake::With;
 using Clock = std::chrono::steady_clock;
 using Lock = std::unique_lock<std::mutex>;
 
@@ -41,12 +42,10 @@ std::uint32_t ReadPicture(const Bytes& sample) {
 
 class Codec : public Fake::Object {
 public:
-    explicit Codec(Media media) : Object(Fake::Kind::Codec), m_Media(media) {
+    explicit Codec(Media media) : Object(Fake::Kind::Codec, media) {
         m_Thread = std::thread([this] { Run(); });
     }
     ~Codec() override { End(); }
-
-    const Media m_Media;
 
     // ---- The platform's functions ----
 
@@ -187,6 +186,7 @@ public:
 
     MLResult ReleaseOutput(std::int64_t index, bool render) {
         {
+            const Lock gate(Fake::PictureGate());
             const Lock lock(m_Mutex);
             const auto it = m_OutputsInHand.find(index);
             if (it == m_OutputsInHand.end()) {
@@ -268,7 +268,6 @@ private:
         m_Queued.clear();
         m_Outputs.clear();
         m_OutputsInHand.clear();
-        m_Swapped.reset();
         m_Pcm.clear();
     }
 
@@ -314,24 +313,13 @@ private:
 
     void Decode(Unit unit) {
         if ((unit.flags & MLMediaCodecBufferFlag_EOS) != 0) {
-            if (m_Swapped) {
-                m_Outputs.push_back(*std::exchange(m_Swapped, std::nullopt));
-            }
             EmitSound(unit.timeUs, 1);
             m_Outputs.push_back({0, 0, unit.timeUs, MLMediaCodecBufferFlag_EOS, {}});
         } else if (m_Media == Media::Audio) {
             m_Pcm.insert(m_Pcm.end(), unit.bytes.begin(), unit.bytes.end());
             EmitSound(unit.timeUs, Fake::TheScript().audioChunk);
         } else {
-            Output output{unit.number, ReadPicture(unit.bytes), unit.timeUs, 0, {}};
-            if (Fake::TheScript().swapPictures && !m_Swapped) {
-                m_Swapped = std::move(output);
-                return;
-            }
-            m_Outputs.push_back(std::move(output));
-            if (m_Swapped) {
-                m_Outputs.push_back(*std::exchange(m_Swapped, std::nullopt));
-            }
+            m_Outputs.push_back({unit.number, ReadPicture(unit.bytes), unit.timeUs, 0, {}});
         }
     }
 
@@ -346,7 +334,6 @@ private:
         }
     }
 
-    std::mutex m_Mutex;
     std::condition_variable m_Changed;
     std::thread m_Thread;
     MLMediaCodecCallbacks m_Callbacks{};
@@ -365,7 +352,6 @@ private:
     std::deque<Output> m_Outputs;
     std::map<std::int64_t, Output> m_OutputsInHand;
     std::int64_t m_NextOutput = 0;
-    std::optional<Output> m_Swapped;
     Bytes m_Pcm;
     std::shared_ptr<Bytes> m_LastPointer;
 
@@ -375,22 +361,10 @@ private:
     std::uint64_t m_AcquiredNumber = 0;
 };
 
-template <class Operation>
-MLResult With(const char* function, MLHandle handle, Operation&& operation) {
-    const auto codec = HandleTable::Instance().Find<Codec>(handle);
-    if (codec == nullptr) {
-        return MLResult_InvalidParam;
-    }
-    if (const auto scripted = Enter(function, codec->m_Media)) {
-        return *scripted;
-    }
-    return operation(*codec);
-}
-
-/// The same for a dequeue, which can also succeed without a buffer.
+/// `With` for a dequeue, which can also succeed without a buffer.
 template <class Operation>
 MLResult Dequeue(const char* function, MLHandle handle, std::int64_t* pIndex, Operation&& operation) {
-    return With(function, handle, [&](Codec& codec) {
+    return With<Codec>(function, handle, [&](Codec& codec) {
         if (const auto status = Fake::TakeRefusal(function, codec.m_Media)) {
             *pIndex = *status;
             return MLResult{MLResult_Ok};
@@ -420,32 +394,33 @@ MLResult MLMediaCodecCreateCodec(MLMediaCodecCreation creation, MLMediaCodecType
 }
 
 MLResult MLMediaCodecSetCallbacks(MLHandle handle, MLMediaCodecCallbacks* callbacks, void* userData) {
-    return With(__func__, handle, [=](Codec& codec) { return codec.SetCallbacks(*callbacks, userData); });
+    return With<Codec>(__func__, handle, [=](Codec& codec) { return codec.SetCallbacks(*callbacks, userData); });
 }
 
 MLResult MLMediaCodecSetSurfaceHint(MLHandle handle, MLMediaCodecSurfaceHint hint) {
-    return With(__func__, handle,
-                [=](Codec&) { return hint == MLMediaCodecSurfaceHint_Hardware ? MLResult_Ok : MLResult_InvalidParam; });
+    return With<Codec>(__func__, handle, [=](Codec&) {
+        return hint == MLMediaCodecSurfaceHint_Hardware ? MLResult_Ok : MLResult_InvalidParam;
+    });
 }
 
 MLResult MLMediaCodecConfigure(MLHandle handle, MLHandle format, MLHandle crypto) {
     const auto track = HandleTable::Instance().Find<Fake::Format>(format);
-    return With(__func__, handle, [&](Codec& codec) {
+    return With<Codec>(__func__, handle, [&](Codec& codec) {
         return track != nullptr && crypto == 0 ? codec.Configure(track->m_LargestSample)
                                                : MLResult{MLResult_InvalidParam};
     });
 }
 
 MLResult MLMediaCodecStart(MLHandle handle) {
-    return With(__func__, handle, [](Codec& codec) { return codec.Start(); });
+    return With<Codec>(__func__, handle, [](Codec& codec) { return codec.Start(); });
 }
 
 MLResult MLMediaCodecStop(MLHandle handle) {
-    return With(__func__, handle, [](Codec& codec) { return codec.Flush(true); });
+    return With<Codec>(__func__, handle, [](Codec& codec) { return codec.Flush(true); });
 }
 
 MLResult MLMediaCodecFlush(MLHandle handle) {
-    return With(__func__, handle, [](Codec& codec) { return codec.Flush(false); });
+    return With<Codec>(__func__, handle, [](Codec& codec) { return codec.Flush(false); });
 }
 
 MLResult MLMediaCodecDestroy(MLHandle handle) {
@@ -463,12 +438,13 @@ MLResult MLMediaCodecDequeueInputBuffer(MLHandle handle, int64_t timeoutUs, int6
 }
 
 MLResult MLMediaCodecGetInputBufferPointer(MLHandle handle, int64_t index, uint8_t** out, size_t* outSize) {
-    return With(__func__, handle, [=](Codec& codec) { return codec.InputPointer(index, out, outSize); });
+    return With<Codec>(__func__, handle, [=](Codec& codec) { return codec.InputPointer(index, out, outSize); });
 }
 
 MLResult MLMediaCodecQueueInputBuffer(MLHandle handle, int64_t index, int64_t offset, size_t size, uint64_t timeUs,
                                       int flags) {
-    return With(__func__, handle, [=](Codec& codec) { return codec.QueueInput(index, offset, size, timeUs, flags); });
+    return With<Codec>(__func__, handle,
+                       [=](Codec& codec) { return codec.QueueInput(index, offset, size, timeUs, flags); });
 }
 
 MLResult MLMediaCodecDequeueOutputBuffer(MLHandle handle, MLMediaCodecBufferInfo* info, int64_t timeoutUs,
@@ -477,21 +453,21 @@ MLResult MLMediaCodecDequeueOutputBuffer(MLHandle handle, MLMediaCodecBufferInfo
 }
 
 MLResult MLMediaCodecGetOutputBufferPointer(MLHandle handle, int64_t index, const uint8_t** out, size_t* outSize) {
-    return With(__func__, handle, [=](Codec& codec) { return codec.OutputPointer(index, out, outSize); });
+    return With<Codec>(__func__, handle, [=](Codec& codec) { return codec.OutputPointer(index, out, outSize); });
 }
 
 MLResult MLMediaCodecReleaseOutputBuffer(MLHandle handle, int64_t index, bool render) {
-    return With(__func__, handle, [=](Codec& codec) { return codec.ReleaseOutput(index, render); });
+    return With<Codec>(__func__, handle, [=](Codec& codec) { return codec.ReleaseOutput(index, render); });
 }
 
 MLResult MLMediaCodecAcquireNextAvailableFrame(MLHandle handle, MLHandle* out) {
-    return With(__func__, handle, [=](Codec& codec) { return codec.Acquire(out); });
+    return With<Codec>(__func__, handle, [=](Codec& codec) { return codec.Acquire(out); });
 }
 
 MLResult MLMediaCodecReleaseFrame(MLHandle handle, MLHandle frame) {
-    return With(__func__, handle, [=](Codec& codec) { return codec.ReleaseFrame(frame); });
+    return With<Codec>(__func__, handle, [=](Codec& codec) { return codec.ReleaseFrame(frame); });
 }
 
 MLResult MLMediaCodecGetFrameNumber(MLHandle handle, uint64_t* out) {
-    return With(__func__, handle, [=](Codec& codec) { return codec.FrameNumber(out); });
+    return With<Codec>(__func__, handle, [=](Codec& codec) { return codec.FrameNumber(out); });
 }

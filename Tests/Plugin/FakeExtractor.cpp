@@ -1,5 +1,4 @@
 // The fake platform's extractor and track formats.
-#include "FakeClips.h"
 #include "FakeHandles.h"
 
 #include <ml_media_extractor.h>
@@ -20,12 +19,13 @@ namespace {
 using Fake::Enter;
 using Fake::Format;
 using Fake::HandleTable;
+using Fake::With;
+using Fake::WithLocked;
 
 class Extractor : public Fake::Object {
 public:
     Extractor() : Object(Fake::Kind::Extractor) {}
 
-    std::mutex m_Mutex;
     std::shared_ptr<const Fake::Clip> m_Clip;
     std::set<std::size_t> m_Selected;
     std::size_t m_Next = 0;
@@ -42,68 +42,36 @@ public:
     }
 };
 
-/// Runs `operation` on the extractor, unless the script or a dead handle is against it.
-template <class Operation>
-MLResult With(const char* function, MLHandle handle, Operation&& operation) {
-    const auto extractor = HandleTable::Instance().Find<Extractor>(handle);
-    if (extractor == nullptr) {
-        return MLResult_InvalidParam;
-    }
-    if (const auto scripted = Enter(function)) {
-        return *scripted;
-    }
-    const std::lock_guard<std::mutex> lock(extractor->m_Mutex);
-    return operation(*extractor);
-}
-
-template <class Operation>
-MLResult WithFormat(const char* function, MLHandle handle, Operation&& operation) {
-    const auto format = HandleTable::Instance().Find<Format>(handle);
-    if (format == nullptr) {
-        return MLResult_InvalidParam;
-    }
-    if (const auto scripted = Enter(function)) {
-        return *scripted;
-    }
-    return operation(*format);
-}
-
 }  // namespace
 
 MLResult MLMediaExtractorCreate(MLHandle* out) {
     if (const auto scripted = Enter(__func__)) {
         return *scripted;
     }
-    if (Fake::TheScript().nullExtractor) {
-        HandleTable::Instance().AddAs(0, std::make_shared<Extractor>());
-        *out = 0;
-    } else {
-        *out = HandleTable::Instance().Add(std::make_shared<Extractor>());
-    }
+    *out = HandleTable::Instance().Add(std::make_shared<Extractor>(), Fake::TheScript().nullExtractor);
     return MLResult_Ok;
 }
 
 MLResult MLMediaExtractorDestroy(MLHandle handle) {
-    Enter(__func__);
-    return HandleTable::Instance().Remove<Extractor>(handle) != nullptr ? MLResult_Ok : MLResult_InvalidParam;
+    return Fake::Destroy<Extractor>(__func__, handle);
 }
 
 MLResult MLMediaExtractorSetDataSourceForURI(MLHandle handle, const char* uri) {
-    return With(__func__, handle, [uri](Extractor& extractor) {
+    return WithLocked<Extractor>(__func__, handle, [uri](Extractor& extractor) {
         extractor.m_Clip = Fake::FindClip(uri);
         return extractor.m_Clip != nullptr ? MLResult_Ok : MLResult_UnspecifiedFailure;
     });
 }
 
 MLResult MLMediaExtractorGetTrackCount(MLHandle handle, uint64_t* out) {
-    return With(__func__, handle, [out](Extractor& extractor) {
+    return WithLocked<Extractor>(__func__, handle, [out](Extractor& extractor) {
         *out = extractor.m_Clip != nullptr ? extractor.m_Clip->tracks.size() : 0;
         return MLResult_Ok;
     });
 }
 
 MLResult MLMediaExtractorGetTrackFormat(MLHandle handle, size_t index, MLHandle* out) {
-    return With(__func__, handle, [index, out](Extractor& extractor) {
+    return WithLocked<Extractor>(__func__, handle, [index, out](Extractor& extractor) {
         if (extractor.m_Clip == nullptr || index >= extractor.m_Clip->tracks.size()) {
             return MLResult_InvalidParam;
         }
@@ -117,14 +85,14 @@ MLResult MLMediaExtractorGetTrackFormat(MLHandle handle, size_t index, MLHandle*
 }
 
 MLResult MLMediaExtractorSelectTrack(MLHandle handle, size_t index) {
-    return With(__func__, handle, [index](Extractor& extractor) {
+    return WithLocked<Extractor>(__func__, handle, [index](Extractor& extractor) {
         extractor.m_Selected.insert(index);
         return MLResult_Ok;
     });
 }
 
 MLResult MLMediaExtractorSeekTo(MLHandle handle, int64_t timeUs, MLMediaSeekMode) {
-    return With(__func__, handle, [timeUs](Extractor& extractor) {
+    return WithLocked<Extractor>(__func__, handle, [timeUs](Extractor& extractor) {
         extractor.m_Next = 0;
         for (const Fake::Sample* s = extractor.Current(); s != nullptr && s->timeUs < timeUs; s = extractor.Current()) {
             ++extractor.m_Next;
@@ -134,7 +102,7 @@ MLResult MLMediaExtractorSeekTo(MLHandle handle, int64_t timeUs, MLMediaSeekMode
 }
 
 MLResult MLMediaExtractorAdvance(MLHandle handle) {
-    return With(__func__, handle, [](Extractor& extractor) {
+    return WithLocked<Extractor>(__func__, handle, [](Extractor& extractor) {
         if (extractor.Current() == nullptr) {
             return MLResult_UnspecifiedFailure;
         }
@@ -144,7 +112,7 @@ MLResult MLMediaExtractorAdvance(MLHandle handle) {
 }
 
 MLResult MLMediaExtractorGetSampleTrackIndex(MLHandle handle, int64_t* out) {
-    return With(__func__, handle, [out](Extractor& extractor) {
+    return WithLocked<Extractor>(__func__, handle, [out](Extractor& extractor) {
         const Fake::Sample* const sample = extractor.Current();
         *out = sample != nullptr ? static_cast<int64_t>(sample->track) : -1;
         return MLResult_Ok;
@@ -152,7 +120,7 @@ MLResult MLMediaExtractorGetSampleTrackIndex(MLHandle handle, int64_t* out) {
 }
 
 MLResult MLMediaExtractorGetSampleTime(MLHandle handle, int64_t* out) {
-    return With(__func__, handle, [out](Extractor& extractor) {
+    return WithLocked<Extractor>(__func__, handle, [out](Extractor& extractor) {
         const Fake::Sample* const sample = extractor.Current();
         *out = sample != nullptr ? sample->timeUs : -1;
         return MLResult_Ok;
@@ -160,7 +128,7 @@ MLResult MLMediaExtractorGetSampleTime(MLHandle handle, int64_t* out) {
 }
 
 MLResult MLMediaExtractorReadSampleData(MLHandle handle, uint8_t* buffer, size_t size, size_t offset, int64_t* out) {
-    return With(__func__, handle, [=](Extractor& extractor) {
+    return WithLocked<Extractor>(__func__, handle, [=](Extractor& extractor) {
         const Fake::Sample* const sample = extractor.Current();
         *out = -1;
         if (sample == nullptr) {
@@ -176,7 +144,7 @@ MLResult MLMediaExtractorReadSampleData(MLHandle handle, uint8_t* buffer, size_t
 }
 
 MLResult MLMediaFormatGetKeyString(MLHandle handle, MLMediaFormatKey key, char* out) {
-    return WithFormat(__func__, handle, [=](const Format& format) {
+    return With<Format>(__func__, handle, [=](const Format& format) {
         if (key != MLMediaFormat_Key_Mime || format.m_Track.mime.empty()) {
             return MLResult_UnspecifiedFailure;
         }
@@ -186,7 +154,7 @@ MLResult MLMediaFormatGetKeyString(MLHandle handle, MLMediaFormatKey key, char* 
 }
 
 MLResult MLMediaFormatGetKeyValueInt32(MLHandle handle, MLMediaFormatKey key, int32_t* out) {
-    return WithFormat(__func__, handle, [=](const Format& format) {
+    return With<Format>(__func__, handle, [=](const Format& format) {
         const bool known = key == MLMediaFormat_Key_Width || key == MLMediaFormat_Key_Height;
         if (!known || format.m_Track.width == 0) {
             return MLResult_UnspecifiedFailure;
@@ -197,7 +165,7 @@ MLResult MLMediaFormatGetKeyValueInt32(MLHandle handle, MLMediaFormatKey key, in
 }
 
 MLResult MLMediaFormatGetKeyValueInt64(MLHandle handle, MLMediaFormatKey key, int64_t* out) {
-    return WithFormat(__func__, handle, [=](const Format& format) {
+    return With<Format>(__func__, handle, [=](const Format& format) {
         if (key != MLMediaFormat_Key_Duration || !format.m_Track.durationUs) {
             return MLResult_UnspecifiedFailure;
         }
@@ -207,13 +175,12 @@ MLResult MLMediaFormatGetKeyValueInt64(MLHandle handle, MLMediaFormatKey key, in
 }
 
 MLResult MLMediaFormatObjectToString(MLHandle handle, char* out) {
-    return WithFormat(__func__, handle, [=](const Format& format) {
+    return With<Format>(__func__, handle, [=](const Format& format) {
         std::snprintf(out, 512, "mime: %s", format.m_Track.mime.c_str());
         return MLResult_Ok;
     });
 }
 
 MLResult MLMediaFormatDestroy(MLHandle handle) {
-    Enter(__func__);
-    return HandleTable::Instance().Remove<Format>(handle) != nullptr ? MLResult_Ok : MLResult_InvalidParam;
+    return Fake::Destroy<Format>(__func__, handle);
 }

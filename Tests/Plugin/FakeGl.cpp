@@ -6,41 +6,36 @@
 #include <GLES2/gl2ext.h>
 
 #include <algorithm>
-#include <cstdarg>
 #include <cstdio>
 #include <cstring>
-#include <map>
 #include <mutex>
-#include <set>
+#include <sstream>
 #include <utility>
 
 namespace {
 
-struct State {
-    std::mutex mutex;
+constexpr GLuint c_EnginesFramebuffer = 77;
+
+/// What Reset takes away.
+struct Data {
+    FakeGl::Script script;
     std::vector<std::string> calls;
     int callsWithoutContext = 0;
-
-    std::map<GLenum, std::string> shaderFailures;
-    std::optional<std::string> linkFailure;
     std::map<GLuint, GLenum> shaders;
     std::map<GLenum, std::string> sources;
-    std::set<GLuint> programs;
-    bool failImages = false;
-    bool refuseMapping = false;
-    GLenum error = GL_NO_ERROR;
-    EGLint eglError = EGL_SUCCESS;
-    GLint uniformLocation = 0;
-
-    GLuint next = 1;
     std::map<GLuint, Fake::Bytes> buffers;
     std::map<GLuint, std::int64_t> textures;  ///< name, picture
     std::map<GLenum, GLuint> boundBuffers;
     GLuint boundExternal = 0;
-    GLuint framebuffer = 77;  ///< the engine's
+    GLuint framebuffer = c_EnginesFramebuffer;
     GLuint attachment = 0;
     std::map<std::uintptr_t, std::int64_t> images;  ///< name, picture
     int imagesOfReleasedBuffers = 0;
+};
+
+struct State : Data {
+    std::mutex mutex;
+    GLuint next = 1;
 };
 
 State& TheState() {
@@ -51,46 +46,52 @@ State& TheState() {
 thread_local EGLContext t_Context = EGL_NO_CONTEXT;
 char g_ContextObject = 0;
 
-/// Records one call. The returned lock guards the state; `operator bool`: there is a context.
+/// Records one call. The lock guards the state; `operator bool`: there is a context.
 class Call {
 public:
-#if defined(__GNUC__)
-    __attribute__((format(printf, 2, 3)))
-#endif
-    explicit Call(const char* format, ...)
-        : m_Lock(TheState().mutex) {
-        char text[256];
-        va_list arguments;
-        va_start(arguments, format);
-        std::vsnprintf(text, sizeof(text), format, arguments);
-        va_end(arguments);
+    template <class... Arguments>
+    explicit Call(const char* function, Arguments... arguments) : m_Lock(TheState().mutex) {
         if (t_Context == EGL_NO_CONTEXT) {
             ++TheState().callsWithoutContext;
-        } else if (TheState().calls.size() < 100000) {
-            TheState().calls.emplace_back(text);
+            return;
         }
+        std::ostringstream list;
+        ((list << ", " << arguments), ...);
+        const std::string text = list.str();
+        TheState().calls.push_back(function + (text.empty() ? "" : "(" + text.substr(2) + ")"));
     }
-    explicit operator bool() const {
-        return t_Context != EGL_NO_CONTEXT;
-    }
+    explicit operator bool() const { return t_Context != EGL_NO_CONTEXT; }
 
 private:
     std::lock_guard<std::mutex> m_Lock;
 };
+
+/// A constant of GL, as headers have it.
+std::string Hex(GLenum value) {
+    std::ostringstream text;
+    text << std::hex << value;
+    return text.str();
+}
 
 /// The bytes of the buffer bound to `target` when the range lies inside it; the error of GL otherwise.
 std::uint8_t* Range(GLenum target, GLintptr offset, GLsizeiptr size) {
     State& state = TheState();
     const auto it = state.buffers.find(state.boundBuffers[target]);
     if (it == state.buffers.end()) {
-        state.error = GL_INVALID_OPERATION;
+        state.script.error = GL_INVALID_OPERATION;
         return nullptr;
     }
     if (offset < 0 || size < 0 || static_cast<std::size_t>(offset + size) > it->second.size()) {
-        state.error = GL_INVALID_VALUE;
+        state.script.error = GL_INVALID_VALUE;
         return nullptr;
     }
     return it->second.data() + offset;
+}
+
+/// What the driver says of a shader or program that failed with this log, or, with none, did not.
+GLint StatusOrLength(GLenum name, GLenum statusName, const std::string& log) {
+    const bool failed = !log.empty();
+    return name == statusName ? (failed ? 0 : 1) : (failed ? static_cast<GLint>(log.size()) + 1 : 0);
 }
 
 void CopyLog(const std::string& log, GLsizei size, char* out) {
@@ -102,25 +103,8 @@ void CopyLog(const std::string& log, GLsizei size, char* out) {
 namespace FakeGl {
 
 void Reset() {
-    State& state = TheState();
-    const std::lock_guard<std::mutex> lock(state.mutex);
-    state.calls.clear();
-    state.callsWithoutContext = 0;
-    state.shaderFailures.clear();
-    state.linkFailure.reset();
-    state.shaders.clear();
-    state.sources.clear();
-    state.programs.clear();
-    state.failImages = state.refuseMapping = false;
-    state.error = GL_NO_ERROR;
-    state.eglError = EGL_SUCCESS;
-    state.uniformLocation = 0;
-    state.buffers.clear();
-    state.textures.clear();
-    state.boundBuffers.clear();
-    state.framebuffer = 77;
-    state.images.clear();
-    state.imagesOfReleasedBuffers = 0;
+    const std::lock_guard<std::mutex> lock(TheState().mutex);
+    static_cast<Data&>(TheState()) = Data();
 }
 
 void MakeCurrent(EGLContext context) {
@@ -131,50 +115,20 @@ EGLContext TheContext() {
     return static_cast<EGLContext>(&g_ContextObject);
 }
 
-void FailShader(GLenum type, const std::string& infoLog) {
-    const std::lock_guard<std::mutex> lock(TheState().mutex);
-    TheState().shaderFailures[type] = infoLog;
-}
-
-void FailLink(const std::string& infoLog) {
-    const std::lock_guard<std::mutex> lock(TheState().mutex);
-    TheState().linkFailure = infoLog;
-}
-
-void Repair() {
-    const std::lock_guard<std::mutex> lock(TheState().mutex);
-    TheState().shaderFailures.clear();
-    TheState().linkFailure.reset();
-}
-
-void FailImages(bool fail) {
-    const std::lock_guard<std::mutex> lock(TheState().mutex);
-    TheState().failImages = fail;
-}
-
-void SetError(GLenum error) {
-    const std::lock_guard<std::mutex> lock(TheState().mutex);
-    TheState().error = error;
-}
-
-void SetEglError(EGLint error) {
-    const std::lock_guard<std::mutex> lock(TheState().mutex);
-    TheState().eglError = error;
-}
-
-void SetUniformLocation(GLint location) {
-    const std::lock_guard<std::mutex> lock(TheState().mutex);
-    TheState().uniformLocation = location;
-}
-
-void RefuseMapping(bool refuse) {
-    const std::lock_guard<std::mutex> lock(TheState().mutex);
-    TheState().refuseMapping = refuse;
+Script& TheScript() {
+    return TheState().script;
 }
 
 std::vector<std::string> Calls() {
     const std::lock_guard<std::mutex> lock(TheState().mutex);
     return TheState().calls;
+}
+
+int CallsOf(const std::string& begin) {
+    const std::vector<std::string> calls = Calls();
+    return static_cast<int>(std::count_if(calls.begin(), calls.end(), [&begin](const std::string& call) {
+        return call.compare(0, begin.size(), begin) == 0;
+    }));
 }
 
 void ClearCalls() {
@@ -251,17 +205,17 @@ EGLBoolean eglQueryContext(EGLDisplay, EGLContext context, EGLint attribute, EGL
 
 EGLint eglGetError() {
     const std::lock_guard<std::mutex> lock(TheState().mutex);
-    return std::exchange(TheState().eglError, EGL_SUCCESS);
+    return std::exchange(TheState().script.eglError, EGL_SUCCESS);
 }
 
 EGLImageKHR eglCreateImageKHR(EGLDisplay, EGLContext context, EGLenum target, EGLClientBuffer buffer,
                               const EGLint* attributes) {
-    const Call call("eglCreateImageKHR(%s, %x, %s)", context == EGL_NO_CONTEXT ? "no context" : "context", target,
+    const Call call(__func__, context == EGL_NO_CONTEXT ? "no context" : "context", Hex(target),
                     attributes == nullptr ? "null" : "attributes");
     State& state = TheState();
     const auto picture = Fake::PictureOf(reinterpret_cast<std::uintptr_t>(buffer));
     state.imagesOfReleasedBuffers += picture ? 0 : 1;
-    if (!call || state.failImages || !picture) {
+    if (!call || state.script.failImages || !picture) {
         return EGL_NO_IMAGE_KHR;
     }
     const std::uintptr_t name = state.next++;
@@ -270,62 +224,85 @@ EGLImageKHR eglCreateImageKHR(EGLDisplay, EGLContext context, EGLenum target, EG
 }
 
 EGLBoolean eglDestroyImageKHR(EGLDisplay, EGLImageKHR image) {
-    const Call call("eglDestroyImageKHR");
+    const Call call(__func__);
     return TheState().images.erase(reinterpret_cast<std::uintptr_t>(image)) != 0 ? EGL_TRUE : EGL_FALSE;
 }
 
-// ---- GL ----
+// ---- GL: calls that are recorded and have no other effect here ----
 
-void glEGLImageTargetTexture2DOES(GLenum target, GLeglImageOES image) {
-    if (const Call call("glEGLImageTargetTexture2DOES(%x)", target); call) {
-        const auto it = TheState().images.find(reinterpret_cast<std::uintptr_t>(image));
-        TheState().textures[TheState().boundExternal] = it != TheState().images.end() ? it->second : -2;
-    }
+// clang-format off
+void glActiveTexture(GLenum unit) { const Call call(__func__, Hex(unit)); }
+void glAttachShader(GLuint, GLuint) { const Call call(__func__); }
+void glBindAttribLocation(GLuint, GLuint index, const GLchar* name) { const Call call(__func__, index, name); }
+void glBindVertexArray(GLuint array) { const Call call(__func__, array); }
+void glClearColor(GLfloat r, GLfloat g, GLfloat b, GLfloat a) { const Call call(__func__, r, g, b, a); }
+void glColorMask(GLboolean r, GLboolean g, GLboolean b, GLboolean a) { const Call call(__func__, +r, +g, +b, +a); }
+void glCompileShader(GLuint) { const Call call(__func__); }
+void glDeleteFramebuffers(GLsizei n, const GLuint*) { const Call call(__func__, n); }
+void glDeleteProgram(GLuint) { const Call call(__func__); }
+void glDeleteShader(GLuint) { const Call call(__func__); }
+void glDisable(GLenum what) { const Call call(__func__, Hex(what)); }
+void glDrawBuffers(GLsizei n, const GLenum* buffers) { const Call call(__func__, n, Hex(*buffers)); }
+void glEnableVertexAttribArray(GLuint index) { const Call call(__func__, index); }
+void glLinkProgram(GLuint) { const Call call(__func__); }
+void glUniform1i(GLint location, GLint value) { const Call call(__func__, location, value); }
+void glUseProgram(GLuint) { const Call call(__func__); }
+void glViewport(GLint x, GLint y, GLsizei width, GLsizei height) { const Call call(__func__, x, y, width, height); }
+// clang-format on
+
+void glTexParameteri(GLenum target, GLenum name, GLint value) {
+    const Call call(__func__, Hex(target), Hex(name), Hex(static_cast<GLenum>(value)));
 }
 
+void glVertexAttribPointer(GLuint index, GLint size, GLenum type, GLboolean normalised, GLsizei stride,
+                           const void* pointer) {
+    const Call call(__func__, index, size, Hex(type), +normalised, stride, reinterpret_cast<std::uintptr_t>(pointer));
+}
+
+// ---- GL: all others ----
+
 GLenum glGetError() {
-    const Call call("glGetError");
-    return call ? std::exchange(TheState().error, static_cast<GLenum>(GL_NO_ERROR)) : GL_NO_ERROR;
+    const Call call(__func__);
+    return call ? std::exchange(TheState().script.error, static_cast<GLenum>(GL_NO_ERROR)) : GL_NO_ERROR;
 }
 
 const GLubyte* glGetString(GLenum name) {
-    const Call call("glGetString(%x)", name);
+    const Call call(__func__, Hex(name));
     return call ? reinterpret_cast<const GLubyte*>("a fake") : nullptr;
 }
 
 void glGetIntegerv(GLenum name, GLint* data) {
-    const Call call("glGetIntegerv(%x)", name);
+    const Call call(__func__, Hex(name));
     *data = static_cast<GLint>(TheState().framebuffer);
 }
 
 void glGenBuffers(GLsizei n, GLuint* names) {
-    if (const Call call("glGenBuffers(%d)", n); call) {
+    if (const Call call(__func__, n); call) {
         TheState().buffers[*names = TheState().next++];
     }
 }
 
 void glDeleteBuffers(GLsizei n, const GLuint* names) {
-    if (const Call call("glDeleteBuffers(%d)", n); call) {
+    if (const Call call(__func__, n); call) {
         TheState().buffers.erase(*names);
     }
 }
 
 void glBindBuffer(GLenum target, GLuint buffer) {
-    const Call call("glBindBuffer(%x, %u)", target, buffer);
-    if (call) {
+    if (const Call call(__func__, Hex(target), buffer); call) {
         TheState().boundBuffers[target] = buffer;
     }
 }
 
 void glBufferData(GLenum target, GLsizeiptr size, const void* data, GLenum usage) {
-    if (const Call call("glBufferData(%x, %ld, %x)", target, static_cast<long>(size), usage); call) {
+    if (const Call call(__func__, Hex(target), size, Hex(usage)); call) {
         const auto* const bytes = static_cast<const std::uint8_t*>(data);
         TheState().buffers[TheState().boundBuffers[target]].assign(bytes, bytes + size);
     }
 }
 
 void glBufferSubData(GLenum target, GLintptr offset, GLsizeiptr size, const void* data) {
-    const Call call("glBufferSubData(%x, %ld, %ld)", target, static_cast<long>(offset), static_cast<long>(size));
+    const Call call(__func__, Hex(target), offset, size);
     std::uint8_t* const range = call ? Range(target, offset, size) : nullptr;
     if (range != nullptr && size > 0) {
         std::memcpy(range, data, static_cast<std::size_t>(size));
@@ -333,9 +310,8 @@ void glBufferSubData(GLenum target, GLintptr offset, GLsizeiptr size, const void
 }
 
 void* glMapBufferRange(GLenum target, GLintptr offset, GLsizeiptr length, GLbitfield access) {
-    const Call call("glMapBufferRange(%x, %ld, %ld, %x)", target, static_cast<long>(offset), static_cast<long>(length),
-                    access);
-    std::uint8_t* const range = call && !TheState().refuseMapping ? Range(target, offset, length) : nullptr;
+    const Call call(__func__, Hex(target), offset, length, Hex(access));
+    std::uint8_t* const range = call && !TheState().script.refuseMapping ? Range(target, offset, length) : nullptr;
     if (range != nullptr && (access & GL_MAP_INVALIDATE_BUFFER_BIT) != 0) {
         Fake::Bytes& bytes = TheState().buffers[TheState().boundBuffers[target]];
         std::fill(bytes.begin(), bytes.end(), std::uint8_t{0xDD});
@@ -344,38 +320,37 @@ void* glMapBufferRange(GLenum target, GLintptr offset, GLsizeiptr length, GLbitf
 }
 
 GLboolean glUnmapBuffer(GLenum target) {
-    const Call call("glUnmapBuffer(%x)", target);
+    const Call call(__func__, Hex(target));
     return GL_TRUE;
 }
 
 void glGenTextures(GLsizei n, GLuint* names) {
-    if (const Call call("glGenTextures(%d)", n); call) {
+    if (const Call call(__func__, n); call) {
         TheState().textures[*names = TheState().next++] = -1;
     }
 }
 
 void glDeleteTextures(GLsizei n, const GLuint* names) {
-    if (const Call call("glDeleteTextures(%d)", n); call) {
+    if (const Call call(__func__, n); call) {
         TheState().textures.erase(*names);
     }
 }
 
-void glActiveTexture(GLenum unit) {
-    const Call call("glActiveTexture(%x)", unit);
-}
-
 void glBindTexture(GLenum target, GLuint texture) {
-    if (const Call call("glBindTexture(%x, %u)", target, texture); call) {
+    if (const Call call(__func__, Hex(target), texture); call) {
         TheState().boundExternal = texture;
     }
 }
 
-void glTexParameteri(GLenum target, GLenum name, GLint value) {
-    const Call call("glTexParameteri(%x, %x, %x)", target, name, static_cast<unsigned>(value));
+void glEGLImageTargetTexture2DOES(GLenum target, GLeglImageOES image) {
+    if (const Call call(__func__, Hex(target)); call) {
+        const auto it = TheState().images.find(reinterpret_cast<std::uintptr_t>(image));
+        TheState().textures[TheState().boundExternal] = it != TheState().images.end() ? it->second : -2;
+    }
 }
 
 GLuint glCreateShader(GLenum type) {
-    const Call call("glCreateShader(%x)", type);
+    const Call call(__func__, Hex(type));
     if (!call) {
         return 0;
     }
@@ -384,142 +359,60 @@ GLuint glCreateShader(GLenum type) {
 }
 
 void glShaderSource(GLuint shader, GLsizei count, const GLchar* const* strings, const GLint* lengths) {
-    if (const Call call("glShaderSource(%d, %s)", count, lengths == nullptr ? "null" : "lengths"); call) {
+    if (const Call call(__func__, count, lengths == nullptr ? "null" : "lengths"); call) {
         TheState().sources[TheState().shaders[shader]] = *strings;
     }
 }
 
-void glCompileShader(GLuint) {
-    const Call call("glCompileShader");
-}
-
 void glGetShaderiv(GLuint shader, GLenum name, GLint* value) {
-    const Call call("glGetShaderiv(%x)", name);
-    State& state = TheState();
-    const auto failure = state.shaderFailures.find(state.shaders[shader]);
-    const bool failed = failure != state.shaderFailures.end();
-    *value =
-        name == GL_COMPILE_STATUS ? (failed ? 0 : 1) : (failed ? static_cast<GLint>(failure->second.size()) + 1 : 0);
+    const Call call(__func__, Hex(name));
+    const auto& failures = TheState().script.shaderFailures;
+    const auto failure = failures.find(TheState().shaders[shader]);
+    *value = StatusOrLength(name, GL_COMPILE_STATUS, failure != failures.end() ? failure->second : "");
 }
 
 void glGetShaderInfoLog(GLuint shader, GLsizei size, GLsizei*, GLchar* out) {
-    const Call call("glGetShaderInfoLog");
-    CopyLog(TheState().shaderFailures[TheState().shaders[shader]], size, out);
-}
-
-void glDeleteShader(GLuint shader) {
-    if (const Call call("glDeleteShader"); call) {
-        TheState().shaders.erase(shader);
-    }
+    const Call call(__func__);
+    CopyLog(TheState().script.shaderFailures[TheState().shaders[shader]], size, out);
 }
 
 GLuint glCreateProgram() {
-    const Call call("glCreateProgram");
-    if (!call) {
-        return 0;
-    }
-    TheState().programs.insert(TheState().next);
-    return TheState().next++;
-}
-
-void glAttachShader(GLuint, GLuint) {
-    const Call call("glAttachShader");
-}
-
-void glLinkProgram(GLuint) {
-    const Call call("glLinkProgram");
+    const Call call(__func__);
+    return call ? TheState().next++ : 0;
 }
 
 void glGetProgramiv(GLuint, GLenum name, GLint* value) {
-    const Call call("glGetProgramiv(%x)", name);
-    const auto& failure = TheState().linkFailure;
-    *value = name == GL_LINK_STATUS ? (failure ? 0 : 1) : (failure ? static_cast<GLint>(failure->size()) + 1 : 0);
+    const Call call(__func__, Hex(name));
+    *value = StatusOrLength(name, GL_LINK_STATUS, TheState().script.linkFailure);
 }
 
 void glGetProgramInfoLog(GLuint, GLsizei size, GLsizei*, GLchar* out) {
-    const Call call("glGetProgramInfoLog");
-    CopyLog(TheState().linkFailure.value_or(""), size, out);
-}
-
-void glDeleteProgram(GLuint program) {
-    if (const Call call("glDeleteProgram"); call) {
-        TheState().programs.erase(program);
-    }
-}
-
-void glBindAttribLocation(GLuint, GLuint index, const GLchar* name) {
-    const Call call("glBindAttribLocation(%u, %s)", index, name);
+    const Call call(__func__);
+    CopyLog(TheState().script.linkFailure, size, out);
 }
 
 void glGenFramebuffers(GLsizei n, GLuint* names) {
-    const Call call("glGenFramebuffers(%d)", n);
+    const Call call(__func__, n);
     *names = TheState().next++;
 }
 
 void glBindFramebuffer(GLenum target, GLuint framebuffer) {
-    const Call call("glBindFramebuffer(%x, %s)", target, framebuffer == 77 ? "engine's" : "own");
+    const Call call(__func__, Hex(target), framebuffer == c_EnginesFramebuffer ? "engine's" : "own");
     TheState().framebuffer = framebuffer;
 }
 
-void glDeleteFramebuffers(GLsizei n, const GLuint*) {
-    const Call call("glDeleteFramebuffers(%d)", n);
-}
-
 void glFramebufferTexture2D(GLenum target, GLenum attachment, GLenum textureTarget, GLuint texture, GLint level) {
-    const Call call("glFramebufferTexture2D(%x, %x, %x, %u, %d)", target, attachment, textureTarget, texture, level);
+    const Call call(__func__, Hex(target), Hex(attachment), Hex(textureTarget), texture, level);
     TheState().attachment = texture;
 }
 
-void glDisable(GLenum what) {
-    const Call call("glDisable(%x)", what);
-}
-
-void glColorMask(GLboolean r, GLboolean g, GLboolean b, GLboolean a) {
-    const Call call("glColorMask(%d, %d, %d, %d)", r, g, b, a);
-}
-
-void glViewport(GLint x, GLint y, GLsizei width, GLsizei height) {
-    const Call call("glViewport(%d, %d, %d, %d)", x, y, width, height);
-}
-
-void glClearColor(GLfloat r, GLfloat g, GLfloat b, GLfloat a) {
-    const Call call("glClearColor(%g, %g, %g, %g)", static_cast<double>(r), static_cast<double>(g),
-                    static_cast<double>(b), static_cast<double>(a));
-}
-
-void glDrawBuffers(GLsizei n, const GLenum* buffers) {
-    const Call call("glDrawBuffers(%d, %x)", n, *buffers);
-}
-
-void glUseProgram(GLuint) {
-    const Call call("glUseProgram");
-}
-
 GLint glGetUniformLocation(GLuint, const GLchar* name) {
-    const Call call("glGetUniformLocation(%s)", name);
-    return TheState().uniformLocation;
-}
-
-void glUniform1i(GLint location, GLint value) {
-    const Call call("glUniform1i(%d, %d)", location, value);
-}
-
-void glBindVertexArray(GLuint array) {
-    const Call call("glBindVertexArray(%u)", array);
-}
-
-void glEnableVertexAttribArray(GLuint index) {
-    const Call call("glEnableVertexAttribArray(%u)", index);
-}
-
-void glVertexAttribPointer(GLuint index, GLint size, GLenum type, GLboolean normalised, GLsizei stride,
-                           const void* pointer) {
-    const Call call("glVertexAttribPointer(%u, %d, %x, %d, %d, %d)", index, size, type, normalised, stride,
-                    static_cast<int>(reinterpret_cast<std::uintptr_t>(pointer)));
+    const Call call(__func__, name);
+    return TheState().script.uniformLocation;
 }
 
 void glDrawArrays(GLenum mode, GLint first, GLsizei count) {
-    if (const Call call("glDrawArrays(%x, %d, %d)", mode, first, count); call) {
+    if (const Call call(__func__, Hex(mode), first, count); call) {
         TheState().textures[TheState().attachment] = TheState().textures[TheState().boundExternal];
     }
 }

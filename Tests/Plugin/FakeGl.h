@@ -9,6 +9,8 @@
 #include <EGL/egl.h>
 #include <GLES3/gl3.h>
 
+#include <map>
+
 namespace FakeGl {
 
 /// Forgets everything: objects, calls, script.
@@ -18,20 +20,23 @@ void Reset();
 void MakeCurrent(EGLContext context);
 EGLContext TheContext();
 
-// ---- Script ----
-
-void FailShader(GLenum type, const std::string& infoLog);  ///< compiling shaders of this type fails
-void FailLink(const std::string& infoLog);
-void Repair();  ///< shaders compile and link again
-void FailImages(bool fail);
-void SetError(GLenum error);     ///< the next glGetError returns it
-void SetEglError(EGLint error);  ///< the next eglGetError returns it
-void SetUniformLocation(GLint location);
-void RefuseMapping(bool refuse);
+/// What goes wrong. For the thread that has the context.
+struct Script {
+    std::map<GLenum, std::string> shaderFailures;  ///< by type: compiling such shaders fails with this log
+    std::string linkFailure;                       ///< unless empty, linking fails with this log
+    bool failImages = false;
+    bool refuseMapping = false;
+    GLenum error = GL_NO_ERROR;     ///< the next glGetError returns it
+    EGLint eglError = EGL_SUCCESS;  ///< the next eglGetError returns it
+    GLint uniformLocation = 0;
+};
+Script& TheScript();
 
 // ---- What was seen ----
 
+/// "function(argument, argument)", with constants of GL in hexadecimal.
 std::vector<std::string> Calls();
+int CallsOf(const std::string& begin);  ///< how many begin so
 void ClearCalls();
 int CallsWithoutContext();
 

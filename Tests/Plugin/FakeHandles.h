@@ -11,12 +11,14 @@ namespace Fake {
 
 class Object {
 public:
-    explicit Object(Kind kind) : m_Kind(kind) {}
+    explicit Object(Kind kind, Media media = Media::None) : m_Kind(kind), m_Media(media) {}
     virtual ~Object() = default;
     Object(const Object&) = delete;
     Object& operator=(const Object&) = delete;
 
     const Kind m_Kind;
+    const Media m_Media;
+    std::mutex m_Mutex;
 };
 
 /// All handles of the process. They are never used twice, so a dead one stays dead.
@@ -24,8 +26,8 @@ class HandleTable {
 public:
     static HandleTable& Instance();
 
-    MLHandle Add(std::shared_ptr<Object> object);
-    void AddAs(MLHandle handle, std::shared_ptr<Object> object);
+    /// Under a new handle, or under 0.
+    MLHandle Add(std::shared_ptr<Object> object, bool asNull = false);
 
     /// Null when there is no object of this type under the handle.
     template <class T>
@@ -65,5 +67,35 @@ public:
     const Track m_Track;
     const std::size_t m_LargestSample;
 };
+
+/// Runs `operation` on the object of type T under the handle, unless the script or a dead handle is against it.
+template <class T, class Operation>
+MLResult With(const char* function, MLHandle handle, Operation&& operation) {
+    const auto object = HandleTable::Instance().Find<T>(handle);
+    if (object == nullptr) {
+        return MLResult_InvalidParam;
+    }
+    if (const auto scripted = Enter(function, object->m_Media)) {
+        return *scripted;
+    }
+    return operation(*object);
+}
+
+/// The same under the object's mutex.
+template <class T, class Operation>
+MLResult WithLocked(const char* function, MLHandle handle, Operation&& operation) {
+    return With<T>(function, handle, [&operation](T& object) {
+        const std::lock_guard<std::mutex> lock(object.m_Mutex);
+        return operation(object);
+    });
+}
+
+template <class T>
+MLResult Destroy(const char* function, MLHandle handle) {
+    Enter(function);
+    return HandleTable::Instance().Remove<T>(handle) != nullptr ? MLResult_Ok : MLResult_InvalidParam;
+}
+
+std::shared_ptr<const Clip> FindClip(const std::string& uri);
 
 }  // namespace Fake

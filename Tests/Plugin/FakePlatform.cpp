@@ -1,17 +1,14 @@
 // Script, log, handles and clips of the fake platform.
 #include "FakePlatform.h"
 
-#include "FakeClips.h"
 #include "FakeHandles.h"
 
-#include <condition_variable>
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
 #include <map>
 #include <mutex>
 #include <random>
-#include <set>
 #include <thread>
 
 namespace Fake {
@@ -29,11 +26,8 @@ struct Refusal {
 
 struct State {
     std::mutex mutex;
-    std::condition_variable unstalled;
     std::map<std::string, Rule> rules;
     std::map<std::string, Refusal> refusals;
-    std::set<std::string> stalls;
-    std::map<std::string, int> stalled;
     std::map<std::string, int> calls;
 
     bool chaos = false;
@@ -56,12 +50,10 @@ State& TheState() {
     return state;
 }
 
-std::string Name(const char* function, Media media) {
-    std::string name = function;
-    if (media != Media::None) {
-        name += media == Media::Video ? " video" : " audio";
-    }
-    return name;
+/// What the script calls a call.
+std::vector<std::string> Names(const std::string& function, Media media) {
+    return media == Media::None ? std::vector{function}
+                                : std::vector{function, function + (media == Media::Video ? " video" : " audio")};
 }
 
 /// Calls that make things and take them away do not fail at random: the contract gives no such failure for the latter,
@@ -78,19 +70,10 @@ bool MayFailAtRandom(const std::string& function) {
 
 std::optional<MLResult> ApplyRule(State& state, const std::string& call) {
     const auto it = state.rules.find(call);
-    if (it == state.rules.end()) {
+    if (it == state.rules.end() || it->second.skip-- > 0 || it->second.times-- <= 0) {
         return std::nullopt;
     }
-    Rule& rule = it->second;
-    if (rule.skip > 0) {
-        --rule.skip;
-        return std::nullopt;
-    }
-    if (rule.times == 0) {
-        return std::nullopt;
-    }
-    --rule.times;
-    return rule.result;
+    return it->second.result;
 }
 
 }  // namespace
@@ -116,22 +99,20 @@ void Reset() {
         const std::lock_guard<std::mutex> lock(state.mutex);
         state.rules.clear();
         state.refusals.clear();
-        state.stalls.clear();
         state.calls.clear();
         state.clips.clear();
         state.chaos = false;
     }
     Script& script = TheScript();
-    for (std::atomic<bool>* const flag : {&script.holdVideoInput, &script.holdVideoOutput, &script.holdAudioInput,
-                                          &script.holdAudioOutput, &script.holdSound, &script.dropFramesOnFlush,
-                                          &script.swapPictures, &script.nullExtractor, &script.repeatFrameNumber}) {
+    for (std::atomic<bool>* const flag :
+         {&script.holdVideoInput, &script.holdVideoOutput, &script.holdAudioInput, &script.holdAudioOutput,
+          &script.holdSound, &script.dropFramesOnFlush, &script.nullExtractor, &script.repeatFrameNumber}) {
         *flag = false;
     }
     script.callbackDelayUs = 0;
     script.audioChunk = 0;
     script.soundBufferBytes = 0;
     script.soundRefusals = 0;
-    script.soundBufferUs = 0;
     ForgetPlayedSound();
     ClearLog();
     SetLogLevel(MLLogLevel_Info);
@@ -159,22 +140,9 @@ void Refuse(const std::string& call, std::int64_t status, int times) {
     TheState().refusals[call] = {status, times};
 }
 
-void Stall(const std::string& call) {
-    const std::lock_guard<std::mutex> lock(TheState().mutex);
-    TheState().stalls.insert(call);
-}
-
-void Unstall(const std::string& call) {
-    {
-        const std::lock_guard<std::mutex> lock(TheState().mutex);
-        TheState().stalls.erase(call);
-    }
-    TheState().unstalled.notify_all();
-}
-
-int Stalled(const std::string& call) {
-    const std::lock_guard<std::mutex> lock(TheState().mutex);
-    return TheState().stalled[call];
+std::mutex& PictureGate() {
+    static std::mutex gate;
+    return gate;
 }
 
 void SetChaos(std::uint32_t seed, int failuresPerThousand, int delaysPerThousand, int maxDelayUs) {
@@ -197,17 +165,9 @@ std::optional<MLResult> Enter(const char* function, Media media) {
     std::optional<MLResult> result;
     std::chrono::microseconds delay{0};
     {
-        std::unique_lock<std::mutex> lock(state.mutex);
-        const std::string names[] = {function, Name(function, media)};
-        const std::size_t count = media == Media::None ? 1 : 2;
-        for (std::size_t i = 0; i < count; ++i) {
-            const std::string& name = names[i];
+        const std::lock_guard<std::mutex> lock(state.mutex);
+        for (const std::string& name : Names(function, media)) {
             ++state.calls[name];
-            if (state.stalls.count(name) != 0) {
-                ++state.stalled[name];
-                state.unstalled.wait(lock, [&] { return state.stalls.count(name) == 0; });
-                --state.stalled[name];
-            }
             if (!result) {
                 result = ApplyRule(state, name);
             }
@@ -231,7 +191,7 @@ std::optional<MLResult> Enter(const char* function, Media media) {
 std::optional<std::int64_t> TakeRefusal(const char* function, Media media) {
     State& state = TheState();
     const std::lock_guard<std::mutex> lock(state.mutex);
-    for (const std::string& name : {std::string(function), Name(function, media)}) {
+    for (const std::string& name : Names(function, media)) {
         const auto it = state.refusals.find(name);
         if (it != state.refusals.end() && it->second.times > 0) {
             --it->second.times;
@@ -275,15 +235,11 @@ HandleTable& HandleTable::Instance() {
     return table;
 }
 
-MLHandle HandleTable::Add(std::shared_ptr<Object> object) {
+MLHandle HandleTable::Add(std::shared_ptr<Object> object, bool asNull) {
     const std::lock_guard<std::mutex> lock(m_Mutex);
-    m_Objects[m_Next] = std::move(object);
-    return m_Next++;
-}
-
-void HandleTable::AddAs(MLHandle handle, std::shared_ptr<Object> object) {
-    const std::lock_guard<std::mutex> lock(m_Mutex);
+    const MLHandle handle = asNull ? 0 : m_Next++;
     m_Objects[handle] = std::move(object);
+    return handle;
 }
 
 void HandleTable::Clear() {

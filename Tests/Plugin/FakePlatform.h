@@ -12,6 +12,7 @@
 #include <chrono>
 #include <climits>
 #include <cstdint>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <vector>
@@ -54,11 +55,6 @@ void Fail(const std::string& call, MLResult result, int skip = 0, int times = IN
 /// A dequeue succeeds with `status` in place of an index.
 void Refuse(const std::string& call, std::int64_t status, int times);
 
-/// Calls wait until Unstall. Not for dequeues, which hold* below keeps waiting as the contract says.
-void Stall(const std::string& call);
-void Unstall(const std::string& call);
-int Stalled(const std::string& call);  ///< how many wait now
-
 /// What has no call of its own. Everything is off after Reset.
 struct Script {
     std::atomic<bool> holdVideoInput{false};   ///< no input buffer becomes free
@@ -67,16 +63,17 @@ struct Script {
     std::atomic<bool> holdAudioOutput{false};
     std::atomic<bool> holdSound{false};              ///< the device takes nothing: both buffers fill up, then refusals
     std::atomic<bool> dropFramesOnFlush{false};      ///< a flush also forgets rendered frames that nobody acquired
-    std::atomic<bool> swapPictures{false};           ///< every two pictures come in the wrong order
     std::atomic<bool> nullExtractor{false};          ///< extractors are created as handle 0
     std::atomic<int> callbackDelayUs{0};             ///< from release to on_frame_available
     std::atomic<std::size_t> audioChunk{0};          ///< bytes of a decoded audio buffer; 0: as the sample
     std::atomic<std::uint32_t> soundBufferBytes{0};  ///< instead of the size asked for; 0: that
     std::atomic<int> soundRefusals{0};               ///< before each buffer of the output stream
-    std::atomic<int> soundBufferUs{0};               ///< the device takes so long for one buffer
     std::atomic<bool> repeatFrameNumber{false};      ///< GetFrameNumber goes on saying what it said last
 };
 Script& TheScript();
+
+/// While this is locked, no picture reaches a surface.
+std::mutex& PictureGate();
 
 /// From now on calls are late, and refused where that leaves nothing behind, at random.
 void SetChaos(std::uint32_t seed, int failuresPerThousand, int delaysPerThousand, int maxDelayUs);

@@ -1,5 +1,4 @@
 // The fake platform's sound: a double-buffered output stream that remembers what it was handed.
-#include "FakeClips.h"
 #include "FakeHandles.h"
 
 #include <ml_audio.h>
@@ -10,7 +9,7 @@
 namespace {
 
 using Fake::Enter;
-using Fake::HandleTable;
+using Fake::WithLocked;
 
 std::mutex g_PlayedMutex;
 Fake::Bytes g_Played;
@@ -25,43 +24,12 @@ public:
         }
     }
 
-    std::mutex m_Mutex;
     std::array<Fake::Bytes, 2> m_Buffers;
     std::size_t m_Filling = 0;  ///< index of the buffer that is or will be handed out
     bool m_HandedOut = false;
     int m_Full = 0;
     int m_Refused = 0;
-    std::chrono::steady_clock::time_point m_Taken = std::chrono::steady_clock::now();
-
-    /// The device plays as much as it has had time for. Under m_Mutex.
-    void Play() {
-        if (Fake::TheScript().holdSound) {
-            return;
-        }
-        const std::chrono::microseconds each{Fake::TheScript().soundBufferUs};
-        const auto now = std::chrono::steady_clock::now();
-        while (m_Full > 0 && now - m_Taken >= each) {
-            --m_Full;
-            m_Taken = each.count() > 0 ? m_Taken + each : now;
-        }
-        if (m_Full == 0) {
-            m_Taken = now;
-        }
-    }
 };
-
-template <class Operation>
-MLResult With(const char* function, MLHandle handle, Operation&& operation) {
-    const auto sound = HandleTable::Instance().Find<Sound>(handle);
-    if (sound == nullptr) {
-        return MLResult_InvalidParam;
-    }
-    if (const auto scripted = Enter(function)) {
-        return *scripted;
-    }
-    const std::lock_guard<std::mutex> lock(sound->m_Mutex);
-    return operation(*sound);
-}
 
 }  // namespace
 
@@ -101,40 +69,41 @@ MLResult MLAudioCreateSoundWithOutputStream(const MLAudioBufferFormat* format, u
         return MLResult_InvalidParam;
     }
     const std::uint32_t scripted = Fake::TheScript().soundBufferBytes;
-    *out = HandleTable::Instance().Add(std::make_shared<Sound>(scripted != 0 ? scripted : size));
+    *out = Fake::HandleTable::Instance().Add(std::make_shared<Sound>(scripted != 0 ? scripted : size));
     return MLResult_Ok;
 }
 
 MLResult MLAudioStartSound(MLHandle handle) {
-    return With(__func__, handle, [](Sound&) { return MLResult_Ok; });
+    return WithLocked<Sound>(__func__, handle, [](Sound&) { return MLResult_Ok; });
 }
 
 MLResult MLAudioStopSound(MLHandle handle) {
-    return With(__func__, handle, [](Sound&) { return MLResult_Ok; });
+    return WithLocked<Sound>(__func__, handle, [](Sound&) { return MLResult_Ok; });
 }
 
 MLResult MLAudioDestroySound(MLHandle handle) {
-    Enter(__func__);
-    return HandleTable::Instance().Remove<Sound>(handle) != nullptr ? MLResult_Ok : MLResult_InvalidParam;
+    return Fake::Destroy<Sound>(__func__, handle);
 }
 
 MLResult MLAudioSetSoundVolumeLinear(MLHandle handle, float volume) {
-    return With(__func__, handle, [volume](Sound&) {
+    return WithLocked<Sound>(__func__, handle, [volume](Sound&) {
         g_Volume = volume;
         return MLResult_Ok;
     });
 }
 
 MLResult MLAudioSetSoundPitch(MLHandle handle, float pitch) {
-    return With(__func__, handle, [pitch](Sound&) {
+    return WithLocked<Sound>(__func__, handle, [pitch](Sound&) {
         g_Pitch = pitch;
         return MLResult_Ok;
     });
 }
 
 MLResult MLAudioGetOutputStreamBuffer(MLHandle handle, MLAudioBuffer* out) {
-    return With(__func__, handle, [out](Sound& sound) {
-        sound.Play();
+    return WithLocked<Sound>(__func__, handle, [out](Sound& sound) {
+        if (!Fake::TheScript().holdSound) {
+            sound.m_Full = 0;
+        }
         if (!sound.m_HandedOut) {
             if (sound.m_Full == 2 || sound.m_Refused < Fake::TheScript().soundRefusals) {
                 ++sound.m_Refused;
@@ -153,7 +122,7 @@ MLResult MLAudioGetOutputStreamBuffer(MLHandle handle, MLAudioBuffer* out) {
 }
 
 MLResult MLAudioReleaseOutputStreamBuffer(MLHandle handle) {
-    return With(__func__, handle, [](Sound& sound) {
+    return WithLocked<Sound>(__func__, handle, [](Sound& sound) {
         if (!sound.m_HandedOut) {
             return MLResult_UnspecifiedFailure;
         }

@@ -2,11 +2,10 @@
 //
 // Every call has to return in time, states are those of a model, and nothing may be left behind. The seed of a sequence
 // that fails is printed; NIMB_SOAK_SEED runs that one alone, NIMB_SOAK_SEQUENCES sets how many there are.
+#include "CallWatch.h"
 #include "PluginTest.h"
 
 #include <algorithm>
-#include <condition_variable>
-#include <cstdio>
 #include <cstdlib>
 #include <memory>
 #include <mutex>
@@ -18,66 +17,10 @@ using namespace PluginTest;
 
 namespace {
 
-constexpr std::chrono::seconds c_Limit{2};
-
 unsigned FromEnvironment(const char* name, unsigned otherwise) {
     const char* const value = std::getenv(name);
     return value != nullptr ? static_cast<unsigned>(std::strtoul(value, nullptr, 10)) : otherwise;
 }
-
-/// Ends the process when a call hangs, after saying which: nothing else can be done about it.
-class Watchdog {
-public:
-    Watchdog() : m_Thread([this] { Run(); }) {}
-    ~Watchdog() {
-        {
-            const std::lock_guard<std::mutex> lock(m_Mutex);
-            m_Done = true;
-        }
-        m_Changed.notify_all();
-        m_Thread.join();
-    }
-
-    template <class Call>
-    auto Watch(const std::string& what, Call&& call) {
-        Set(what);
-        struct Clear {
-            Watchdog* dog;
-            ~Clear() { dog->Set(""); }
-        } const clear{this};
-        return call();
-    }
-
-    void SetContext(const std::string& context) {
-        const std::lock_guard<std::mutex> lock(m_Mutex);
-        m_Context = context;
-    }
-
-private:
-    void Set(const std::string& what) {
-        const std::lock_guard<std::mutex> lock(m_Mutex);
-        m_What = what;
-        m_Start = std::chrono::steady_clock::now();
-    }
-
-    void Run() {
-        std::unique_lock<std::mutex> lock(m_Mutex);
-        while (!m_Changed.wait_for(lock, std::chrono::milliseconds(50), [this] { return m_Done; })) {
-            if (!m_What.empty() && std::chrono::steady_clock::now() - m_Start > c_Limit) {
-                std::fprintf(stderr, "%s hangs in %s\n", m_What.c_str(), m_Context.c_str());
-                std::abort();
-            }
-        }
-    }
-
-    std::mutex m_Mutex;
-    std::condition_variable m_Changed;
-    bool m_Done = false;
-    std::string m_What;
-    std::string m_Context;
-    std::chrono::steady_clock::time_point m_Start;
-    std::thread m_Thread;
-};
 
 /// Issues events for all ids that it is told of, as fast as it can.
 class RenderThread {
@@ -122,8 +65,8 @@ private:
 /// One player and what its state has to be.
 class Sequence {
 public:
-    Sequence(std::uint32_t seed, Watchdog& watchdog, RenderThread& renderThread, const std::vector<std::string>& paths)
-        : m_Random(seed), m_Watchdog(watchdog), m_RenderThread(renderThread), m_Paths(paths) {}
+    Sequence(std::uint32_t seed, CallWatch& watch, RenderThread& renderThread, const std::vector<std::string>& paths)
+        : m_Random(seed), m_Watch(watch), m_RenderThread(renderThread), m_Paths(paths) {}
 
     void Run() {
         Create();
@@ -142,8 +85,7 @@ private:
     template <class Call>
     auto Watch(const std::string& what, Call&& call) {
         m_History += what + " ";
-        m_Watchdog.SetContext(m_History);
-        return m_Watchdog.Watch(what, call);
+        return m_Watch(what, call, m_History);
     }
 
     void Create() {
@@ -241,8 +183,8 @@ private:
     void ChangeThePlatform() {
         Fake::Script& script = Fake::TheScript();
         std::atomic<bool>* const holds[] = {
-            &script.holdVideoInput, &script.holdVideoOutput,   &script.holdAudioInput, &script.holdAudioOutput,
-            &script.holdSound,      &script.dropFramesOnFlush, &script.swapPictures,   &script.repeatFrameNumber};
+            &script.holdVideoInput, &script.holdVideoOutput,   &script.holdAudioInput,   &script.holdAudioOutput,
+            &script.holdSound,      &script.dropFramesOnFlush, &script.repeatFrameNumber};
         for (std::atomic<bool>* const hold : holds) {
             *hold = Roll(4) == 0;
         }
@@ -253,7 +195,7 @@ private:
     }
 
     std::minstd_rand m_Random;
-    Watchdog& m_Watchdog;
+    CallWatch& m_Watch;
     RenderThread& m_RenderThread;
     const std::vector<std::string>& m_Paths;
     std::unique_ptr<Player> m_Player;
@@ -267,19 +209,13 @@ private:
 class InterleavingTest : public PluginFixture {
 protected:
     static std::vector<std::string> AddClips() {
-        ClipOptions plain, sound, broken, endless;
-        sound.audioSamples = 12;
-        sound.audioBytes = 3000;
-        broken.withoutMesh = {2, 3};
-        broken.damagedMesh = {5, 7};
-        broken.audioSamples = 4;
-        endless.frames = 5;
-        endless.intervalUs = 600 * 1000000ll;
+        const ClipOptions plain{12, 1000}, sound{12, 1000, 12, 3000}, broken{12, 1000, 4, 512, {2, 3}, {5, 7}},
+            endless{5, 600 * 1000000ll};
         Fake::Clip empty = MakeClip(plain);
         empty.samples.clear();
-        std::vector<std::string> paths;
-        for (const Fake::Clip& clip : {MakeClip(plain), MakeClip(sound), MakeClip(broken), MakeClip(endless), empty}) {
-            paths.push_back(AddFile(clip));
+        std::vector<std::string> paths{AddFile(empty)};
+        for (const ClipOptions& options : {plain, sound, broken, endless}) {
+            paths.push_back(AddFile(MakeClip(options)));
         }
         return paths;
     }
@@ -291,43 +227,14 @@ TEST_F(InterleavingTest, EveryCallReturnsAndNothingIsLeft) {
     const unsigned first = only != 0 ? only : 1;
     const unsigned last = only != 0 ? only : FromEnvironment("NIMB_SOAK_SEQUENCES", 300);
     Fake::KeepLog(false);
-    Watchdog watchdog;
+    CallWatch watch(c_CallLimit);
     RenderThread renderThread;
     for (unsigned seed = first; seed <= last && !HasFailure(); ++seed) {
         Fake::SetChaos(seed, seed % 3 == 0 ? 0 : 20, 50, 1500);
-        Sequence(seed, watchdog, renderThread, paths).Run();
+        Sequence(seed, watch, renderThread, paths).Run();
         EXPECT_EQ(Fake::LiveHandles(), 0);
         EXPECT_FALSE(HasFailure()) << "NIMB_SOAK_SEED=" << seed << " has it again";
         FakeGl::ClearCalls();
-    }
-}
-
-TEST_F(InterleavingTest, PlayersDoNotGetInEachOthersWay) {
-    const std::vector<std::string> paths = AddClips();
-    Fake::KeepLog(false);
-    RenderThread renderThread;
-    std::vector<std::unique_ptr<Player>> players;
-    std::vector<std::unique_ptr<Screen>> screens;
-    for (int i = 0; i < 4; ++i) {
-        players.push_back(std::make_unique<Player>());
-        screens.push_back(std::make_unique<Screen>(*players.back()));
-        ASSERT_TRUE(players.back()->Open(paths[static_cast<std::size_t>(i) % 2], true));
-        renderThread.Add(players.back()->Id());
-        ASSERT_TRUE(players.back()->Play());
-    }
-    for (const auto& screen : screens) {
-        EXPECT_TRUE(WaitFor([&] { return screen->Picture() == 11; }));
-    }
-    renderThread.Remove(players[1]->Id());
-    players[1].reset();
-    ASSERT_TRUE(players[2]->Rewind());
-    ASSERT_TRUE(players[2]->Play());
-    EXPECT_TRUE(WaitFor([&] { return screens[2]->Picture() == 5; }));
-    EXPECT_TRUE(WaitFor([&] { return screens[0]->Picture() == 5; }));
-    for (const auto& player : players) {
-        if (player != nullptr) {
-            renderThread.Remove(player->Id());
-        }
     }
 }
 
@@ -348,33 +255,27 @@ void ExpectFlatMemory(int rounds, Round&& round) {
 }
 
 TEST_F(InterleavingTest, MemoryIsFlatOverRoundsAndLoops) {
-    ClipOptions options;
-    options.frames = 4;
-    options.intervalUs = 500;
-    options.audioSamples = 2;
-    const std::string path = AddFile(MakeClip(options));
+    const std::string path = AddFile(MakeClip({4, 500, 2}));
     Fake::KeepLog(false);
     const int rounds = static_cast<int>(FromEnvironment("NIMB_SOAK_ROUNDS", 100));
     Player player;
     Screen screen(player);
+    const auto playOnce = [&] {
+        ASSERT_TRUE(screen.RenderUntil([&] { return player.FrameInfo().endOfStream != 0; }));
+        screen.shown.clear();
+        FakeGl::ClearCalls();
+        Fake::ForgetPlayedSound();
+    };
     ExpectFlatMemory(rounds, [&] {
         ASSERT_TRUE(player.Open(path));
         ASSERT_TRUE(player.Play());
-        ASSERT_TRUE(screen.RenderUntil([&] { return player.FrameInfo().endOfStream != 0; }));
+        playOnce();
         ASSERT_TRUE(player.Close());
         ASSERT_EQ(Fake::LiveHandles(), 0);
-        screen.shown.clear();
-        FakeGl::ClearCalls();
-        Fake::ForgetPlayedSound();
     });
     ASSERT_TRUE(player.Open(path, true));
     ASSERT_TRUE(player.Play());
-    ExpectFlatMemory(rounds, [&] {
-        ASSERT_TRUE(screen.RenderUntil([&] { return player.FrameInfo().endOfStream != 0; }));
-        screen.shown.clear();
-        FakeGl::ClearCalls();
-        Fake::ForgetPlayedSound();
-    });
+    ExpectFlatMemory(rounds, playOnce);
 }
 
 }  // namespace

@@ -10,8 +10,6 @@
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
-#include <filesystem>
-#include <fstream>
 #include <limits>
 
 #include <unistd.h>
@@ -38,23 +36,6 @@ Authoring::Bytes EncodeMesh(Authoring::FrameEncoder& encoder, std::size_t frame,
     Authoring::KeyFrameOptions key;
     key.frameId = static_cast<UINT32>(frame);
     return encoder.KeyFrame(mesh, key).bytes;
-}
-
-bool ThreadsSleep() {
-    for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
-        std::ifstream file(task.path() / "stat");
-        std::string id, name, state;
-        if (file >> id >> name >> state && (name == "(NimbMesh)" || name == "(NimbPlayback)") && state != "S") {
-            return false;
-        }
-    }
-    return true;
-}
-
-/// Whether all mesh threads have run out of tasks and wait for more. One may also wait for the lock of its queue, which
-/// then is held by a playback thread that does not sleep; and twice, because threads are looked at one by one.
-bool MeshThreadsAreIdle() {
-    return ThreadsSleep() && ThreadsSleep();
 }
 
 std::vector<std::string>& TemporaryFiles() {
@@ -167,8 +148,13 @@ void Screen::HandOver() {
 }
 
 void Screen::Render() {
-    EXPECT_TRUE(WaitFor(MeshThreadsAreIdle));
-    OnUnityRenderModeEvent(m_Player.Id());
+    {
+        // The mesh of a picture is on its way before the picture is: with all of them decoded and no further picture
+        // coming, the event finds the mesh of whichever picture it takes.
+        const std::lock_guard<std::mutex> noPicture(Fake::PictureGate());
+        EXPECT_TRUE(AwaitMeshes(m_Player.Id()));
+        OnUnityRenderModeEvent(m_Player.Id());
+    }
     const std::pair<std::int64_t, std::int64_t> now(Picture(), Mesh());
     if (now.first >= 0 && (shown.empty() || shown.back() != now)) {
         shown.push_back(now);
@@ -212,8 +198,8 @@ void PluginFixture::TearDown() {
     TemporaryFiles().clear();
 }
 
-std::vector<std::pair<std::int64_t, std::int64_t>> Matching(std::int64_t first, std::int64_t last) {
-    std::vector<std::pair<std::int64_t, std::int64_t>> pairs;
+Pairs Matching(std::int64_t first, std::int64_t last) {
+    Pairs pairs;
     for (std::int64_t i = first; i <= last; ++i) {
         pairs.emplace_back(i, i);
     }

@@ -20,13 +20,19 @@ namespace PluginTest {
 constexpr std::size_t c_MeshVertices = 9;
 constexpr std::size_t c_MeshIndices = 24;
 
+/// How long a call may take. Without anything to wait for it takes milliseconds, but machines can be busy.
+constexpr std::chrono::seconds c_CallLimit{10};
+
+/// Numbers of picture and mesh.
+using Pairs = std::vector<std::pair<std::int64_t, std::int64_t>>;
+
 struct ClipOptions {
     std::size_t frames = 12;
-    std::int64_t intervalUs = 1000;
+    std::int64_t intervalUs = 2000;
     std::size_t audioSamples = 0;  ///< spread over the video samples
     std::size_t audioBytes = 512;
-    std::set<std::size_t> withoutMesh;
-    std::set<std::size_t> damagedMesh;
+    std::set<std::size_t> withoutMesh{};
+    std::set<std::size_t> damagedMesh{};
     bool deltaFrames = false;  ///< all but the first
 };
 
@@ -64,6 +70,10 @@ bool WaitFor(Condition&& condition, std::chrono::milliseconds limit = std::chron
     return true;
 }
 
+/// Waits until all meshes of a player that are on their way are decoded. False when they take too long. Defined in
+/// MeshBarrier.cpp; a program that sees no more of the player than its interface defines it in its own way.
+bool AwaitMeshes(int id);
+
 /// A player that is destroyed in time.
 class Player {
 public:
@@ -96,6 +106,7 @@ public:
 
     /// The log's lines with this player's "[id] " before them.
     std::string Line(const std::string& text) const { return "[" + std::to_string(m_Id) + "] " + text; }
+    int Logged(MLLogLevel level, const std::string& text) const { return PluginTest::Logged(level, Line(text)); }
 
 private:
     int m_Id;
@@ -107,7 +118,7 @@ public:
     explicit Screen(Player& player, std::size_t vertices = c_MeshVertices, std::size_t indices = c_MeshIndices);
 
     /// One render event, and a look at what it changed. A device's decoder has a latency, so that meshes come before
-    /// their pictures; the fake has none, so the event waits until the meshes that are under way are decoded.
+    /// their pictures; the fake has none, so the event waits for the meshes of all pictures that it could show.
     void Render();
 
     template <class Condition>
@@ -123,8 +134,7 @@ public:
     std::int64_t Picture() const;
     std::int64_t Mesh() const;  ///< smallest x in the vertex buffer; -1 before the first upload
 
-    /// Picture and mesh after every event that changed either.
-    std::vector<std::pair<std::int64_t, std::int64_t>> shown;
+    Pairs shown;  ///< picture and mesh after every event that changed either
 
     GLuint texture;
     GLuint vertexBuffer;
@@ -138,6 +148,31 @@ private:
     Player& m_Player;
 };
 
+/// A player with its screen, which plays a clip from the start.
+class Playback {
+public:
+    explicit Playback(const Fake::Clip& clip, bool autoLoop = false) : screen(player) {
+        EXPECT_TRUE(player.Open(AddFile(clip), autoLoop));
+        EXPECT_TRUE(player.Play());
+    }
+    explicit Playback(const ClipOptions& options, bool autoLoop = false) : Playback(MakeClip(options), autoLoop) {}
+
+    template <class Condition>
+    bool Until(Condition&& condition, std::chrono::milliseconds limit = std::chrono::seconds(10)) {
+        return screen.RenderUntil(condition, limit);
+    }
+    bool UntilPicture(std::int64_t picture) {
+        return Until([&] { return screen.Picture() == picture; });
+    }
+    bool UntilEnd() {
+        return Until([&] { return player.FrameInfo().endOfStream != 0; });
+    }
+    const Pairs& Shown() const { return screen.shown; }
+
+    Player player;
+    Screen screen;
+};
+
 /// Starts from a fresh platform with the engine's context current, and finds what was left behind.
 class PluginFixture : public testing::Test {
 protected:
@@ -146,6 +181,6 @@ protected:
 };
 
 /// Pairs (first, first) .. (last, last).
-std::vector<std::pair<std::int64_t, std::int64_t>> Matching(std::int64_t first, std::int64_t last);
+Pairs Matching(std::int64_t first, std::int64_t last);
 
 }  // namespace PluginTest

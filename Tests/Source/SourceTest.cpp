@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <fstream>
 #include <sstream>
+#include <stdexcept>
 
 using namespace Authoring;
 
@@ -53,6 +54,8 @@ std::string SourceTest::ErrorOf(const SourceOptions& options) {
             }
         }
     } catch (const InputError& e) {
+        return e.what();
+    } catch (const std::invalid_argument& e) {
         return e.what();
     }
     return "";

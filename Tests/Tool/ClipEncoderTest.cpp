@@ -2,6 +2,7 @@
 #include "Authoring/Clip/ClipEncoder.h"
 
 #include "Authoring/AttributeAtom.h"
+#include "Authoring/Clip/ClipVerifier.h"
 #include "DecodedClip.h"
 #include "ToolTest.h"
 
@@ -262,12 +263,16 @@ TEST(ClipEncoder, OneTextureIsTheWholePictureOfAPlainClip) {
     const TemporaryFolder folder;
     TestSource source = TwoSheets();
     // Two materials with one picture: one sub-mesh. The picture changes with each frame; the last frame is empty.
+    // All stands far from the origin, where an empty frame says that it is.
     source.textures.clear();
     for (std::size_t frame = 0; frame < source.frames.size(); ++frame) {
         const auto picture = Paint(0, 91, 64);
         source.textures.push_back({picture, picture});
         for (Authoring::SourcePart& part : source.frames[frame].parts) {
             part.material = 0;
+            for (Authoring::Vec3& position : part.mesh.positions) {
+                position.x += 10;
+            }
         }
         if (source.frames[frame].parts.size() == 2) {
             source.frames[frame].parts[1].material = 1;
@@ -287,6 +292,10 @@ TEST(ClipEncoder, OneTextureIsTheWholePictureOfAPlainClip) {
     EXPECT_EQ(clip.meshes.back().vertices.size(), 0u);
     EXPECT_LE(report.maxError, 0.002);
     EXPECT_GT(report.maxError, 0.0) << "a limit is there to be used";
+    Authoring::VerifyClip(
+        folder / "clip.mp4",
+        [](const Authoring::ClipProblem& problem) { ADD_FAILURE() << problem.kind << ": " << problem.text; },
+        [](std::size_t) {});
     for (std::size_t i = 0; i < 11; ++i) {
         for (Authoring::SourcePart& part : source.frames[i].parts) {
             part.material = 0;

@@ -15,7 +15,7 @@ internal static class NimbPlayerTest
         public readonly List<string> Heard = new List<string>();
         public readonly Action LateUpdate;
 
-        public Scene()
+        public Scene(bool isEnabled = true)
         {
             SystemInfo.graphicsDeviceType = GraphicsDeviceType.OpenGLES3;
             Application.streamingAssetsPath = Folder;
@@ -27,7 +27,10 @@ internal static class NimbPlayerTest
             Player.Ended += player => Heard.Add("ended");
             Player.OnFailed.AddListener((player, reason) => Heard.Add(reason));
             Player.FrameShown += CheckBounds;
-            Send(Player, "OnEnable");
+            if (isEnabled)
+            {
+                Send(Player, "OnEnable");
+            }
         }
 
         /// <summary>One frame of the engine's; picture and mesh must be of the same frame of the clip.</summary>
@@ -39,6 +42,7 @@ internal static class NimbPlayerTest
                 return;
             }
             int number = StandIn.PictureNumber(Player.Texture.Objects);
+            Check(number >= -1, "the picture is whole");
             CheckEqual(number, StandIn.MeshNumber(Player.Mesh.Objects), "the mesh's number beside the picture's");
             if (number >= 0 && (Shown.Count == 0 || Shown[Shown.Count - 1] != number))
             {
@@ -72,17 +76,32 @@ internal static class NimbPlayerTest
 
     public static void PlaysWhatItIsGiven()
     {
-        MakeClip("first.mp4", 20, 30, hasAudio: true);
+        MakeClip("Straße ☃ 録画.mp4", 20, 30, hasAudio: true);
         MakeClip("second.mp4", 10, 50, 128, 20);
         using (var scene = new Scene())
         {
             NimbPlayer player = scene.Player;
             player.Loop = false;
-            player.Open(ClipFolder.StreamingAssets, "first.mp4");
+            player.Open(ClipFolder.StreamingAssets, "Straße ☃ 録画.mp4");
+            CheckEqual(1, (int)player.FileInfo.hasAudio, "sound");
             player.Play();
             Send(player, "Start");
             scene.StepUntilHeard("ended");
+            CheckInOrder(scene.Shown, 20);
+            for (int i = 0; i < 5; ++i)
+            {
+                scene.Step();
+            }
             CheckEqual("opened ended", string.Join(" ", scene.Heard), "what was heard");
+            Check(player.HasEnded && !player.IsPlaying, "it has ended");
+            Check(Math.Abs(player.Frame.minX - scene.Shown[scene.Shown.Count - 1]) < 1.1, "the last box stays");
+
+            scene.Shown.Clear();
+            scene.Heard.Clear();
+            player.Play();
+            Check(!player.HasEnded && player.IsPlaying, "it plays again");
+            scene.StepUntilHeard("ended");
+            scene.Shown.RemoveAt(0);  // still there from the pass before
             CheckInOrder(scene.Shown, 20);
             Mesh firstMesh = player.Mesh;
             Check(player.GetComponent<MeshFilter>().sharedMesh == firstMesh, "the filter shows the mesh");
@@ -106,14 +125,41 @@ internal static class NimbPlayerTest
         }
     }
 
+    public static void LoopsAndRewinds()
+    {
+        MakeClip("loop.mp4", 10, 50);
+        using (var scene = new Scene())
+        {
+            NimbPlayer player = scene.Player;
+            player.Open(ClipFolder.StreamingAssets, "loop.mp4");
+            player.Play();
+            for (int pass = 0; pass < 3; ++pass)
+            {
+                scene.Heard.Clear();
+                scene.StepUntilHeard("looped");
+                Check(player.IsPlaying, "it goes on");
+            }
+            player.Rewind();
+            Check(!player.IsPlaying && player.IsOpen && player.Frame.vertexCount != 0, "it waits, and the frame stays");
+            scene.Shown.Clear();
+            scene.Heard.Clear();
+            player.Speed = 0.5f;
+            player.Play();
+            scene.StepUntilHeard("looped");
+            Check(scene.Shown.Contains(0) || scene.Shown.Contains(1), "it began at the start: " + string.Join(" ", scene.Shown));
+        }
+    }
+
     public static void InterruptionsPauseAndGoOn()
     {
         MakeClip("interrupted.mp4", 100, 50);
-        using (var scene = new Scene())
+        using (var scene = new Scene(false))
         {
             NimbPlayer player = scene.Player;
             player.Open(ClipFolder.StreamingAssets, "interrupted.mp4");
             player.Play();
+            Check(player.IsOpen && !player.IsPlaying, "disabled from the beginning, it waits");
+            Send(player, "OnEnable");
             scene.StepUntilShown(3);
             Send(player, "OnApplicationPause", true);
             Send(player, "OnDisable");
@@ -184,6 +230,7 @@ internal static class NimbPlayerTest
             }, "75 frames");
             Console.WriteLine(bytes + " bytes in " + calls + " frames of the engine that showed " + shown + " of the clip");
             CheckEqual(0L, bytes, "what is allocated");
+            Check(Allocated(1000, () => GC.KeepAlive(new object())) >= 16000, "allocations are seen");
         }
     }
 }

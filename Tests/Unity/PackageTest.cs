@@ -119,6 +119,7 @@ internal static class PackageTest
         for (int i = 0; i < players.Length; ++i)
         {
             players[i] = new GameObject("player", typeof(NimbPlayer)).GetComponent<NimbPlayer>();
+            Send(players[i], "OnEnable");
             players[i].Loop = false;
             players[i].Open(ClipFolder.StreamingAssets, "clips/a.mp4");
             Check(players[i].IsOpening && !players[i].IsOpen, "it is being fetched");

@@ -3,10 +3,11 @@
 
 Every finding is a line with the file that it is about; the exit status says whether there was any. Ids follow from the
 package's name and the file's path, so a file keeps its id for as long as it keeps its place. --fix writes the .meta
-files that are missing; --composed checks a package that has its native libraries inside.
+files; --composed checks a package that has its native libraries inside.
 """
 import argparse
 import hashlib
+import itertools
 import json
 import pathlib
 import re
@@ -62,16 +63,6 @@ def make_meta(package_name, path, is_folder):
     return f"{head}{importer}:\n{body}{TAIL}"
 
 
-def read_platforms(meta):
-    """The enabled platforms of a native library with their processors."""
-    found = {}
-    for match in re.finditer(r"- first:\n\s+\S+: ?(\S*)\n\s+second:\n\s+enabled: (\d)\n((?:\s{6,}.*\n)*)", meta):
-        if match[2] == "1":
-            cpu = re.search(r"CPU: (\S+)", match[3])
-            found[match[1] or "Any"] = cpu[1] if cpu else None
-    return found
-
-
 class Lint:
     def __init__(self, package, composed):
         self.package = package
@@ -106,47 +97,32 @@ class Lint:
         for path in [p for p in LIBRARIES if p not in assets and not self.composed]:
             assets[path] = self.package / STAGED / pathlib.PurePath(path).relative_to("Runtime")
         for path, file in assets.items():
-            meta = file.with_name(file.name + ".meta")
-            if file.suffix != ".meta" and not meta.exists():
-                meta.write_text(make_meta(self.name, path, file.is_dir()))
+            if file.suffix != ".meta":
+                file.with_name(file.name + ".meta").write_text(make_meta(self.name, path, file.is_dir()))
 
     def check_metas(self):
         assets = self.assets()
-        ids = {}
         for path, file in sorted(assets.items()):
             if file.suffix != ".meta":
                 if path + ".meta" not in assets:
                     self.find(path, "has no .meta")
+                if not file.is_dir() and not importer_of(path):
+                    self.find(path, "is of a kind that the package does not have")
                 continue
             self.checked += 1
             of = path[:-len(".meta")]
             if of not in assets and (self.composed or of not in LIBRARIES):
                 self.find(path, "belongs to nothing")
-            self.check_meta(path, of, file, ids, of in assets and assets[of].is_dir())
+                continue
+            wanted = make_meta(self.name, of, of in assets and assets[of].is_dir()).splitlines()
+            found = file.read_text().splitlines()
+            for number, (is_line, should) in enumerate(itertools.zip_longest(found, wanted), 1):
+                if is_line != should:
+                    self.find(f"{path}:{number}", f"is {is_line!r}, not {should!r}")
+                    break
         for path in LIBRARIES:
             if path + ".meta" not in assets:
                 self.find(path, "has no import settings")
-
-    def check_meta(self, path, of, file, ids, is_folder):
-        meta = file.read_text()
-        guid = re.search(r"^guid: (.*)$", meta, re.M)
-        if not meta.startswith("fileFormatVersion: 2\n") or not guid or not re.fullmatch(r"[0-9a-f]{32}", guid[1]):
-            return self.find(path, "has no id of 32 hexadecimal digits")
-        if guid[1] in ids:
-            self.find(path, f"has the id of {ids[guid[1]]}")
-        ids[guid[1]] = path
-        if guid[1] != make_guid(self.name, of):
-            self.find(path, f"has the id {guid[1]}; at this place it is {make_guid(self.name, of)}")
-        if is_folder != ("folderAsset: yes" in meta):
-            self.find(path, "disagrees on whether it is of a folder")
-        importer = "DefaultImporter" if is_folder else importer_of(of)
-        if not importer or f"\n{importer}:\n" not in meta:
-            self.find(path, f"should be read by {importer}")
-        if of.endswith(".so"):
-            platforms, cpu = LIBRARIES.get(of, (set(), None))
-            wanted = {platform: cpu for platform in platforms}
-            if read_platforms(meta) != wanted:
-                self.find(path, f"is enabled for {read_platforms(meta)}, not for {wanted}")
 
     def check_manifest(self):
         manifest = self.read_json("package.json")
@@ -203,7 +179,7 @@ def main():
     parser.add_argument("package", type=pathlib.Path)
     parser.add_argument("--header", type=pathlib.Path, help="of the native library")
     parser.add_argument("--composed", action="store_true", help="the native libraries are inside")
-    parser.add_argument("--fix", action="store_true", help="write the .meta files that are missing")
+    parser.add_argument("--fix", action="store_true", help="write the .meta files anew")
     arguments = parser.parse_args()
 
     lint = Lint(arguments.package, arguments.composed)

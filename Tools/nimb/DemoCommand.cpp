@@ -1,18 +1,13 @@
 // `nimb demo`: the built-in clip.
-#include "Authoring/Clip/ClipEncoder.h"
 #include "Authoring/Demo/DemoClip.h"
 #include "Authoring/Demo/DemoSound.h"
 #include "Tools/nimb/CommandLine.h"
 #include "Tools/nimb/Commands.h"
-#include "Tools/nimb/EncodeSummary.h"
+#include "Tools/nimb/EncodeRun.h"
 #include "Tools/nimb/ExitStatus.h"
-#include "Tools/nimb/Interrupt.h"
 #include "Tools/nimb/OutputFile.h"
-#include "Tools/nimb/Progress.h"
 
-#include <chrono>
 #include <memory>
-#include <optional>
 #include <string>
 
 namespace NimbTool {
@@ -32,23 +27,9 @@ struct Arguments {
 
 int Demo(const Arguments& arguments) {
     CheckOutput(arguments.output, arguments.overwrite);
-    const InterruptGuard interrupt;
-    const auto start = std::chrono::steady_clock::now();
     const Authoring::Demo::DemoClip clip;
     Authoring::Demo::DemoSound sound;
-    std::optional<Progress> progress;
-    const Authoring::EncodeReport report = Authoring::EncodeClip(
-        clip, &sound, arguments.output, {}, [&](Authoring::EncodeStep step, std::size_t framesDone) {
-            interrupt.Check();
-            if (step == Authoring::EncodeStep::Encode) {
-                if (!progress) {
-                    progress.emplace("Encoding", clip.FrameCount());
-                }
-                progress->Report(framesDone);
-            }
-        });
-    progress.reset();
-    PrintSummary(arguments.output, report, std::chrono::steady_clock::now() - start);
+    RunEncoder(clip, &sound, arguments.output, {});
     return c_ExitOk;
 }
 
@@ -59,7 +40,7 @@ Command AddDemo(CLI::App& app) {
         "demo", "make the built-in clip: a small robot that juggles, three seconds with sound, to be played in a loop");
     const auto arguments = std::make_shared<Arguments>();
     sub->add_option("-o,--output", arguments->output, "the clip to write, an .mp4 file")->capture_default_str();
-    sub->add_flag("-y,--overwrite", arguments->overwrite, "overwrite the output if it exists");
+    AddOverwrite(*sub, arguments->overwrite);
     sub->footer(c_Examples);
     return {sub, [arguments] { return Demo(*arguments); }};
 }

@@ -4,14 +4,13 @@
 #include "Authoring/Source/MeshSources.h"
 #include "Tools/nimb/CommandLine.h"
 #include "Tools/nimb/Commands.h"
-#include "Tools/nimb/EncodeSummary.h"
+#include "Tools/nimb/EncodeRun.h"
 #include "Tools/nimb/ExitStatus.h"
-#include "Tools/nimb/Interrupt.h"
 #include "Tools/nimb/OutputFile.h"
-#include "Tools/nimb/Progress.h"
 
 #include <charconv>
-#include <chrono>
+#include <cstdio>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -20,7 +19,6 @@ namespace NimbTool {
 namespace {
 
 using Authoring::DeltaCoding;
-using Authoring::EncodeStep;
 using Authoring::IndexCoding;
 
 constexpr const char* c_Examples =
@@ -107,7 +105,7 @@ void AddInputOptions(CLI::App& sub, Arguments& a) {
         ->capture_default_str()
         ->group("Input");
     sub.add_option("--scale", a.source.scale, "metres in one unit of the input")
-        ->check(CLI::PositiveNumber)
+        ->check(AboveZero())
         ->capture_default_str()
         ->group("Input");
     sub.add_option("--audio", a.audio, "sound, in any file that FFmpeg reads; cut or padded to the clip's length")
@@ -120,7 +118,7 @@ void AddInputOptions(CLI::App& sub, Arguments& a) {
 void AddMeshOptions(CLI::App& sub, Arguments& a) {
     sub.add_option("--max-error", a.maxError,
                    "how far a position may be off, in metres [1/10000 of the diagonal of the clip's box]")
-        ->check(CLI::PositiveNumber)
+        ->check(AboveZero())
         ->group("Mesh");
     sub.add_option("--key-interval", a.encode.video.keyFrameInterval,
                    "frames from one key frame to the next at most, of meshes and of the video")
@@ -179,27 +177,13 @@ void Resolve(Arguments& a) {
 int Encode(Arguments& a) {
     Resolve(a);
     CheckOutput(a.output, a.overwrite);
-    const InterruptGuard interrupt;
-    const auto start = std::chrono::steady_clock::now();
     try {
         const std::unique_ptr<Authoring::MeshSource> source = Authoring::OpenMeshSource(a.source);
         std::optional<Authoring::AudioReader> audio;
         if (!a.audio.empty()) {
             audio.emplace(a.audio, a.audioStart);
         }
-        std::optional<EncodeStep> shown;
-        std::optional<Progress> progress;
-        const Authoring::EncodeReport report = Authoring::EncodeClip(
-            *source, audio ? &*audio : nullptr, a.output, a.encode, [&](EncodeStep step, std::size_t done) {
-                InterruptGuard::Check();
-                if (shown != step) {
-                    shown = step;
-                    progress.emplace(step == EncodeStep::Examine ? "Examining" : "Encoding", source->FrameCount());
-                }
-                progress->Report(done);
-            });
-        progress.reset();
-        PrintSummary(a.output, report, std::chrono::steady_clock::now() - start);
+        const Authoring::EncodeReport report = RunEncoder(*source, audio ? &*audio : nullptr, a.output, a.encode);
         if (report.damagedAudioPackets > 0) {
             std::fprintf(stderr, "nimb: %s: %zu damaged packets of sound were left out\n", a.audio.c_str(),
                          report.damagedAudioPackets);
@@ -219,7 +203,7 @@ Command AddEncode(CLI::App& app) {
     AddMeshOptions(*sub, *arguments);
     AddVideoOptions(*sub, *arguments);
     sub->add_option("-o,--output", arguments->output, "the clip to write, an .mp4 file")->required();
-    sub->add_flag("-y,--overwrite", arguments->overwrite, "overwrite the output if it exists");
+    AddOverwrite(*sub, arguments->overwrite);
     sub->add_option("-j,--threads", arguments->encode.threads, "threads to work with [one for each core]")
         ->check(CLI::Range(1, 256));
     sub->footer(c_Examples);

@@ -1,6 +1,5 @@
 // `nimb export`: the frames of a clip as mesh files with their textures.
 #include "Authoring/Clip/ClipFrames.h"
-#include "Authoring/Clip/ClipReader.h"
 #include "Authoring/Export/MeshExport.h"
 #include "Tools/nimb/CommandLine.h"
 #include "Tools/nimb/Commands.h"
@@ -44,9 +43,11 @@ const std::map<std::string, MeshFormat> c_Formats = {
 struct Arguments {
     std::string clip;
     std::string folder;
-    MeshFormat format = MeshFormat::Obj;
+    std::string format;  // a key of c_Formats
     FrameRange range;
     bool overwrite = false;
+
+    MeshFormat Format() const { return c_Formats.at(format); }
 };
 
 std::string StemOf(std::size_t frame) {
@@ -58,7 +59,7 @@ std::string StemOf(std::size_t frame) {
 /// Before anything is done: that nothing is in the way which may not be overwritten.
 void CheckFolder(const Arguments& arguments, std::size_t frameCount) {
     for (std::size_t i = arguments.range.first; i < frameCount && i <= arguments.range.last; ++i) {
-        for (const std::string& name : Authoring::ExportNames(arguments.format, StemOf(i))) {
+        for (const std::string& name : Authoring::ExportNames(arguments.Format(), StemOf(i))) {
             CheckOutput((fs::path(arguments.folder) / name).string(), arguments.overwrite);
         }
     }
@@ -75,13 +76,14 @@ void MakeFolder(const std::string& folder) {
     }
 }
 
-void WriteWhole(const std::string& path, const Authoring::Bytes& bytes) {
+/// `shownPath`: what to call the file in messages.
+void WriteWhole(const std::string& path, const std::string& shownPath, const Authoring::Bytes& bytes) {
     std::FILE* const file = std::fopen(path.c_str(), "wb");
     const bool isWritten = file != nullptr && std::fwrite(bytes.data(), 1, bytes.size(), file) == bytes.size();
     const int error = errno;
     const bool isClosed = file != nullptr && std::fclose(file) == 0;
     if (!isWritten || !isClosed) {
-        throw OutputError(path + ": " + std::strerror(isWritten ? errno : error));
+        throw OutputError(shownPath + ": " + std::strerror(isWritten ? errno : error));
     }
 }
 
@@ -89,9 +91,10 @@ void WriteWhole(const std::string& path, const Authoring::Bytes& bytes) {
 void WriteFrame(const Arguments& arguments, const ClipFrame& frame) {
     std::deque<OutputFile> outputs;
     for (const ExportedFile& file :
-         Authoring::ExportMesh(arguments.format, StemOf(frame.number), frame.mesh, frame.picture)) {
-        outputs.emplace_back((fs::path(arguments.folder) / file.name).string(), arguments.overwrite);
-        WriteWhole(outputs.back().TemporaryPath(), file.bytes);
+         Authoring::ExportMesh(arguments.Format(), StemOf(frame.number), frame.mesh, frame.picture)) {
+        const std::string path = (fs::path(arguments.folder) / file.name).string();
+        outputs.emplace_back(path, arguments.overwrite);
+        WriteWhole(outputs.back().TemporaryPath(), path, file.bytes);
     }
     for (OutputFile& output : outputs) {
         output.Commit();
@@ -134,7 +137,6 @@ int Run(const Arguments& arguments) {
         throw UsageError("--first " + std::to_string(arguments.range.first) + " is behind --last " +
                          std::to_string(arguments.range.last));
     }
-    Authoring::SilenceAvLog();
     const std::size_t frameCount = Authoring::CountClipFrames(arguments.clip);
     if (frameCount != 0 && arguments.range.first >= frameCount) {
         throw UsageError(arguments.clip + ": has " + std::to_string(frameCount) + " frames, so there is no frame " +
@@ -151,7 +153,7 @@ int Run(const Arguments& arguments) {
     std::size_t written = 0;
     std::size_t lost = 0;
     Authoring::ReadClipFrames(arguments.clip, arguments.range, [&](ClipFrame&& frame) {
-        interrupt.Check();
+        InterruptGuard::Check();
         if (!frame.problem.empty()) {
             progress.Clear();
             std::fprintf(stderr, "nimb: %s\n", frame.problem.c_str());
@@ -170,17 +172,17 @@ int Run(const Arguments& arguments) {
 }  // namespace
 
 Command AddExport(CLI::App& app) {
-    CLI::App* const sub = app.add_subcommand("export", "Write the frames of a clip as mesh files with their textures");
+    CLI::App* const sub = app.add_subcommand("export", "write the frames of a clip as mesh files with their textures");
     const auto arguments = std::make_shared<Arguments>();
     arguments->range.last = SIZE_MAX;
-    sub->add_option("clip", arguments->clip, "The clip, an MP4 file")->required();
-    sub->add_option("folder", arguments->folder, "Where the files go; it is made if need be")->required();
+    sub->add_option("clip", arguments->clip, "the clip, an .mp4 file")->required();
+    sub->add_option("folder", arguments->folder, "where the files go; it is made if need be")->required();
     sub->add_option("--format", arguments->format, "obj (with .mtl and .png), ply (with .png) or glb")
         ->required()
-        ->transform(CLI::CheckedTransformer(c_Formats, CLI::ignore_case));
-    sub->add_option("--first", arguments->range.first, "Number of the first frame, from 0");
-    sub->add_option("--last", arguments->range.last, "Number of the last frame")->default_str("the clip's last");
-    sub->add_flag("-y", arguments->overwrite, "Overwrite files");
+        ->check(CLI::IsMember({"obj", "ply", "glb"}));
+    sub->add_option("--first", arguments->range.first, "number of the first frame, from 0");
+    sub->add_option("--last", arguments->range.last, "number of the last frame [the clip's last]");
+    AddOverwrite(*sub, arguments->overwrite);
     sub->footer(c_Examples);
     return {sub, [arguments] { return Run(*arguments); }};
 }

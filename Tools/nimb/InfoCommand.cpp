@@ -182,7 +182,6 @@ int Run(const Arguments& arguments) {
     if (!arguments.plot.empty()) {
         CheckOutput(arguments.plot, arguments.overwrite);
     }
-    SilenceAvLog();
     ClipReader reader(arguments.path);
     const ClipAttributes attributes = ReadClipAttributes(arguments.path);
     Json json = {{"file", arguments.path}, {"tracks", Json::array()}, {"attributes", ToJson(attributes)}};
@@ -227,13 +226,14 @@ int Run(const Arguments& arguments) {
 }  // namespace
 
 Command AddInfo(CLI::App& app) {
-    CLI::App* const sub = app.add_subcommand("info", "Show what a clip consists of");
+    CLI::App* const sub = app.add_subcommand("info", "show what a clip consists of");
     const auto arguments = std::make_shared<Arguments>();
-    sub->add_option("clip", arguments->path, "The clip, an MP4 file")->required();
-    sub->add_flag("--frames", arguments->frames, "Show every frame too");
-    sub->add_flag("--json", arguments->json, "Print as JSON");
-    sub->add_option("--plot", arguments->plot, "Write a picture (PNG) of the frames' sizes over time");
-    sub->add_flag("-y", arguments->overwrite, "Overwrite the picture");
+    sub->add_option("clip", arguments->path, "the clip, an .mp4 file")->required();
+    sub->add_flag("--frames", arguments->frames, "show every frame too");
+    sub->add_flag("--json", arguments->json, "print as JSON");
+    sub->add_option("--plot", arguments->plot, "write a picture (PNG) of the frames' sizes over time")
+        ->type_name("FILE");
+    AddOverwrite(*sub, arguments->overwrite);
     sub->footer(c_Examples);
     return {sub, [arguments] { return Run(*arguments); }};
 }

@@ -7,7 +7,8 @@ namespace NimbTool {
 
 class Interrupted : public OutputError {
 public:
-    explicit Interrupted(int signal) : OutputError("interrupted; nothing was written"), m_Signal(signal) {}
+    explicit Interrupted(int signal)
+        : OutputError("interrupted; outputs that were not complete are gone"), m_Signal(signal) {}
 
     /// What shells report for a program that the signal ended.
     int Status() const noexcept { return 128 + m_Signal; }
@@ -16,8 +17,8 @@ private:
     int m_Signal;
 };
 
-/// While one exists, an interrupt or a request to end is noted instead of ending the program, and a file that outgrows a
-/// limit of the system is an error of the write. At most one at a time.
+/// While one exists, an interrupt or a request to end is noted instead of ending the program, and a file that outgrows
+/// a limit of the system is an error of the write. At most one at a time.
 class InterruptGuard {
 public:
     InterruptGuard();

@@ -1,5 +1,6 @@
 // `nimb`: makes, plays, inspects, verifies and takes apart volumetric clips.
 #include "Authoring/Clip/ClipError.h"
+#include "Authoring/Clip/ClipReader.h"
 #include "Authoring/MeshSource.h"
 #include "Tools/nimb/CommandLine.h"
 #include "Tools/nimb/Commands.h"
@@ -46,9 +47,10 @@ int Run(const NimbTool::Command& command) {
 int main(int argc, char** argv) {
     CLI::App app(
         "Makes, plays, inspects, verifies and takes apart volumetric clips: MP4 files whose every frame is a\n"
-        "textured triangle mesh.");
+        "textured triangle mesh.",
+        "nimb");
     app.set_version_flag("--version", "nimb " NIMB_VERSION);
-    app.require_subcommand(1);
+    app.require_subcommand(0, 1);  // which is checked below: the library would not say what is no command
     app.footer(
         "Exit status: 0 ok, 1 a problem was found, 2 usage, 3 input, 4 output.\n"
         "`nimb COMMAND -h` shows a command's options, with examples.");
@@ -59,10 +61,12 @@ int main(int argc, char** argv) {
     } catch (const CLI::ParseError& e) {
         return app.exit(e) == 0 ? NimbTool::c_ExitOk : NimbTool::c_ExitUsage;
     }
+    Authoring::SilenceAvLog();
     for (const NimbTool::Command& command : commands) {
         if (command.app->parsed()) {
             return Run(command);
         }
     }
+    std::fputs(app.help().c_str(), stderr);
     return NimbTool::c_ExitUsage;
 }

@@ -16,6 +16,10 @@ void CheckOutput(const std::string& path, bool overwrite) {
     if (fs::is_directory(path, error)) {
         throw OutputError(path + ": is a folder");
     }
+    // The finished file takes the place of what has its name: for a device, that would be the end of it.
+    if (fs::exists(path, error) && !fs::is_regular_file(path, error)) {
+        throw OutputError(path + ": is no file that can be replaced");
+    }
     if (!overwrite && fs::exists(path, error)) {
         throw UsageError(path + ": exists already; -y overwrites it");
     }

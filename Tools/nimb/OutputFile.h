@@ -5,7 +5,8 @@
 
 namespace NimbTool {
 
-/// UsageError when the file exists and may not be overwritten; OutputError when its folder does not exist.
+/// UsageError when the file exists and may not be overwritten; OutputError when it is a folder or a device, or when its
+/// folder does not exist.
 void CheckOutput(const std::string& path, bool overwrite);
 
 /// A file that is written under a temporary name beside its own. Commit gives it its name; without it, the destructor

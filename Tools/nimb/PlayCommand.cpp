@@ -136,7 +136,7 @@ void AddCaptureOptions(CLI::App& sub, Arguments& a) {
     sub.add_option("--cell", a.cell, "size of its pictures [240x320]")->type_name("WxH")->needs("--contact-sheet");
     sub.add_option("--record", a.play.recording, "H.264 video of what is drawn, every frame once, with the sound")
         ->type_name("FILE");
-    sub.add_flag("-y,--overwrite", a.play.overwrite, "overwrite outputs that exist");
+    AddOverwrite(sub, a.play.overwrite);
 }
 
 void AddViewOptions(CLI::App& sub, Arguments& a) {

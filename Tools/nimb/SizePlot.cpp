@@ -1,6 +1,6 @@
 #include "Tools/nimb/SizePlot.h"
 
-#include "Tools/nimb/BitmapFont.h"
+#include "Tools/nimb/Viewer/Text.h"
 
 #include <algorithm>
 #include <cmath>
@@ -12,25 +12,21 @@ namespace {
 using Authoring::FrameKind;
 using Authoring::Image;
 
-struct Colour {
-    BYTE r, g, b;
-};
-
-constexpr Colour c_Paper = {255, 255, 255};
-constexpr Colour c_Ink = {40, 40, 40};
-constexpr Colour c_Grid = {225, 225, 225};
-constexpr Colour c_Video = {170, 190, 210};
+constexpr Colour c_Paper = {255, 255, 255, 255};
+constexpr Colour c_Ink = {40, 40, 40, 255};
+constexpr Colour c_Grid = {225, 225, 225, 255};
+constexpr Colour c_Video = {170, 190, 210, 255};
 
 struct KindStyle {
     FrameKind kind;
     Colour colour;
     const char* label;
 };
-constexpr KindStyle c_Kinds[] = {{FrameKind::Key, {204, 85, 0}, "mesh, key"},
-                                 {FrameKind::Delta, {0, 110, 190}, "mesh, delta"},
-                                 {FrameKind::Temporal, {90, 150, 60}, "mesh, temporal"},
-                                 {FrameKind::Damaged, {220, 0, 60}, "mesh, damaged"},
-                                 {FrameKind::Empty, {220, 0, 60}, "no mesh"}};
+constexpr KindStyle c_Kinds[] = {{FrameKind::Key, {204, 85, 0, 255}, "mesh, key"},
+                                 {FrameKind::Delta, {0, 110, 190, 255}, "mesh, delta"},
+                                 {FrameKind::Temporal, {90, 150, 60, 255}, "mesh, temporal"},
+                                 {FrameKind::Damaged, {220, 0, 60, 255}, "mesh, damaged"},
+                                 {FrameKind::Empty, {220, 0, 60, 255}, "no mesh"}};
 
 constexpr std::size_t c_Width = 1280;
 constexpr std::size_t c_Left = 110;
@@ -42,42 +38,28 @@ constexpr std::size_t c_PlotWidth = c_Width - c_Left - c_Right;
 /// A second panel shows small frames when the largest is so many times larger than the largest delta frame.
 constexpr double c_ZoomFrom = 3;
 constexpr std::size_t c_DotSize = 2;
-constexpr std::size_t c_CharWidth = (c_GlyphWidth + 1) * c_DotSize;
-constexpr std::size_t c_CharHeight = c_GlyphHeight * c_DotSize;
+constexpr std::size_t c_MarkSize = 14;   // of the legend: as high as its capitals
+constexpr std::size_t c_TextMiddle = 8;  // from a text's top to the middle of its capitals
 
 const KindStyle& StyleOf(FrameKind kind) {
     return *std::find_if(std::begin(c_Kinds), std::end(c_Kinds),
                          [kind](const KindStyle& style) { return style.kind == kind; });
 }
 
-/// What lies outside the picture is not drawn.
-void FillRectangle(Image& image, std::size_t x, std::size_t y, std::size_t width, std::size_t height, Colour colour) {
-    for (std::size_t row = y; row < std::min(y + height, image.height); ++row) {
-        for (std::size_t column = x; column < std::min(x + width, image.width); ++column) {
-            BYTE* const pixel = image.Pixel(column, row);
-            pixel[0] = colour.r;
-            pixel[1] = colour.g;
-            pixel[2] = colour.b;
-            pixel[3] = 255;
-        }
-    }
-}
-
 std::size_t TextWidth(const std::string& text) {
-    return text.empty() ? 0 : text.size() * c_CharWidth - c_DotSize;
+    return MeasureText(text, c_DotSize).width;
 }
 
-void DrawText(Image& image, std::size_t x, std::size_t y, const std::string& text) {
-    for (const char character : text) {
-        for (std::size_t row = 0; row < c_GlyphHeight; ++row) {
-            for (std::size_t column = 0; column < c_GlyphWidth; ++column) {
-                if (IsGlyphDot(character, column, row)) {
-                    FillRectangle(image, x + column * c_DotSize, y + row * c_DotSize, c_DotSize, c_DotSize, c_Ink);
-                }
-            }
-        }
-        x += c_CharWidth;
+void Write(Image& image, std::size_t x, std::size_t y, const std::string& text) {
+    DrawText(image, x, y, text, c_DotSize, c_Ink);
+}
+
+/// As much of a text as fits.
+std::string Shortened(std::string text, std::size_t width) {
+    while (!text.empty() && TextWidth(text) > width) {
+        text.pop_back();
     }
+    return text;
 }
 
 /// 1, 2 or 5 times a power of ten, at least `least`.
@@ -124,14 +106,14 @@ private:
             const std::size_t y = m_Baseline - Height(bytes);
             FillRectangle(m_Image, c_Left, y, c_PlotWidth, 1, c_Grid);
             const std::string label = NumberText(bytes / unit, step / unit);
-            DrawText(m_Image, c_Left - 10 - std::min(TextWidth(label), c_Left - 10), y - c_CharHeight / 2, label);
+            Write(m_Image, c_Left - 10 - std::min(TextWidth(label), c_Left - 10), y - c_TextMiddle, label);
         }
-        DrawText(m_Image, 8, m_Top - 30, isKilobytes ? "kB" : "bytes");
+        Write(m_Image, 8, m_Top - 30, isKilobytes ? "kB" : "bytes");
     }
 
     void DrawTimeAxis() {
         const char* const caption = "seconds";
-        DrawText(m_Image, c_Left + (c_PlotWidth - TextWidth(caption)) / 2, m_Baseline + c_PanelFoot - 28, caption);
+        Write(m_Image, c_Left + (c_PlotWidth - TextWidth(caption)) / 2, m_Baseline + c_PanelFoot - 28, caption);
         if (m_Frames.size() < 2) {
             return;
         }
@@ -147,7 +129,7 @@ private:
             FillRectangle(m_Image, x, m_Baseline, 2, 8, c_Ink);
             const std::string label = NumberText(seconds, step);
             const std::size_t left = x - std::min(x, TextWidth(label) / 2);
-            DrawText(m_Image, std::min(left, c_Width - TextWidth(label)), m_Baseline + 14, label);
+            Write(m_Image, std::min(left, c_Width - TextWidth(label)), m_Baseline + 14, label);
         }
     }
 
@@ -196,9 +178,9 @@ void DrawLegend(Image& image, const std::vector<PlotFrame>& frames) {
     constexpr std::size_t y = 46;
     std::size_t x = c_Left;
     const auto entry = [&](Colour colour, const char* label) {
-        FillRectangle(image, x, y, c_CharHeight, c_CharHeight, colour);
-        DrawText(image, x + c_CharHeight + 8, y, label);
-        x += c_CharHeight + 8 + TextWidth(label) + 28;
+        FillRectangle(image, x, y, c_MarkSize, c_MarkSize, colour);
+        Write(image, x + c_MarkSize + 8, y - c_DotSize, label);
+        x += c_MarkSize + 8 + TextWidth(label) + 28;
     };
     for (const KindStyle& style : c_Kinds) {
         if (std::any_of(frames.begin(), frames.end(),
@@ -209,7 +191,7 @@ void DrawLegend(Image& image, const std::vector<PlotFrame>& frames) {
     entry(c_Video, "video");
     const std::size_t perColumn = (frames.size() + c_PlotWidth - 1) / c_PlotWidth;
     if (perColumn > 1) {
-        DrawText(image, x, y, "(the largest of " + std::to_string(perColumn) + " frames each)");
+        Write(image, x, y, "(the largest of " + std::to_string(perColumn) + " frames each)");
     }
 }
 
@@ -230,11 +212,11 @@ Image PlotFrameSizes(const std::string& title, const std::vector<PlotFrame>& fra
     constexpr std::size_t zoomHead = 40;
     Image image(c_Width, c_Head + panel + (isZoomed ? zoomHead + panel : 0));
     FillRectangle(image, 0, 0, image.width, image.height, c_Paper);
-    DrawText(image, c_Left, 16, title.substr(0, c_PlotWidth / c_CharWidth));
+    Write(image, c_Left, 16, Shortened(title, c_PlotWidth));
     DrawLegend(image, frames);
     Panel(image, c_Head, largest, frames);
     if (isZoomed) {
-        DrawText(image, c_Left, c_Head + panel, "the same, up to the largest frame without key frame and key picture");
+        Write(image, c_Left, c_Head + panel, "the same, up to the largest frame without key frame and key picture");
         Panel(image, c_Head + panel + zoomHead, largestSmall, frames);
     }
     return image;

@@ -1,6 +1,5 @@
 // `nimb verify`: decodes all of a clip and names what is wrong with it.
 #include "Authoring/Clip/ClipFrames.h"
-#include "Authoring/Clip/ClipReader.h"
 #include "Authoring/Clip/ClipVerifier.h"
 #include "Tools/nimb/CommandLine.h"
 #include "Tools/nimb/Commands.h"
@@ -54,7 +53,6 @@ Json ToJson(const ClipProblem& problem) {
 }
 
 int Run(const Arguments& arguments) {
-    Authoring::SilenceAvLog();
     Json problems = Json::array();
     Progress progress("Verifying", Authoring::CountClipFrames(arguments.path));
     const auto result = Authoring::VerifyClip(
@@ -87,10 +85,10 @@ int Run(const Arguments& arguments) {
 }  // namespace
 
 Command AddVerify(CLI::App& app) {
-    CLI::App* const sub = app.add_subcommand("verify", "Decode all of a clip and name every problem");
+    CLI::App* const sub = app.add_subcommand("verify", "decode all of a clip and name every problem");
     const auto arguments = std::make_shared<Arguments>();
-    sub->add_option("clip", arguments->path, "The clip, an MP4 file")->required();
-    sub->add_flag("--json", arguments->json, "Print the result as JSON");
+    sub->add_option("clip", arguments->path, "the clip, an .mp4 file")->required();
+    sub->add_flag("--json", arguments->json, "print the result as JSON");
     sub->footer(c_Examples);
     return {sub, [arguments] { return Run(*arguments); }};
 }

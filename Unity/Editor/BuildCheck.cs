@@ -13,17 +13,19 @@ namespace Nimb.Editor
 
         public void OnPreprocessBuild(BuildReport report)
         {
-            if (report.summary.platform != BuildTarget.Android)
+            BuildTarget target = report.summary.platform;
+            bool isAndroid = target == BuildTarget.Android;
+            if (!isAndroid && target.ToString() != "Lumin")  // which newer versions of the engine do not know
             {
                 return;
             }
-            GraphicsDeviceType[] types = PlayerSettings.GetGraphicsAPIs(BuildTarget.Android);
+            GraphicsDeviceType[] types = PlayerSettings.GetGraphicsAPIs(target);
             string problem = types.Length == 0 ? null : GraphicsApi.ProblemWith(types[0], RuntimePlatform.Android);
             if (problem != null)
             {
                 Debug.LogWarning("Nimb: " + problem);
             }
-            if ((PlayerSettings.Android.targetArchitectures & AndroidArchitecture.ARM64) == 0)
+            if (isAndroid && (PlayerSettings.Android.targetArchitectures & AndroidArchitecture.ARM64) == 0)
             {
                 Debug.LogWarning("Nimb: the native library is 64-bit, but the build has no ARM64 part. Tick ARM64 in Project " +
                     "Settings > Player > Other Settings > Target Architectures (it needs IL2CPP).");

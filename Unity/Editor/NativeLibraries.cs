@@ -94,7 +94,8 @@ namespace Nimb.Editor
                 }
                 string to = ProjectFolder + "/" + library.Place;
                 Directory.CreateDirectory(Path.GetDirectoryName(to));
-                File.Copy(from, to, true);
+                File.Delete(to);  // not overwritten: the editor may have it loaded
+                File.Copy(from, to);
                 AssetDatabase.ImportAsset(to);
                 library.Apply((PluginImporter)AssetImporter.GetAtPath(to));
                 ++copied;

@@ -43,10 +43,9 @@ namespace Nimb.Editor
             {
                 string path = ClipPath.Resolve(player.Folder, player.Path, Application.streamingAssetsPath,
                     Application.persistentDataPath);
-                var file = new FileInfo(path);
-                if (file.Exists)
+                if (File.Exists(path))
                 {
-                    EditorGUILayout.LabelField("File", (file.Length / 1048576.0).ToString("F1") + " MB");
+                    EditorGUILayout.LabelField("File", (new FileInfo(path).Length / 1048576.0).ToString("F1") + " MB");
                 }
                 else if (player.Folder == ClipFolder.StreamingAssets)
                 {

@@ -48,13 +48,16 @@ namespace Nimb
         {
             // Linear, although it holds a video's colours: OpenGL ES would encode what is drawn into an sRGB texture once
             // more. The shaders convert where the project's colour space asks for it.
-            return new Texture2D(width, height, TextureFormat.RGBA32, false, true)
+            var texture = new Texture2D(width, height, TextureFormat.RGBA32, false, true)
             {
                 name = "Nimb picture",
                 hideFlags = HideFlags.DontSave,
                 filterMode = FilterMode.Bilinear,
                 wrapMode = TextureWrapMode.Clamp
             };
+            // Uploads it, so that it has a native object, and drops the copy in memory: only the GPU ever has the pictures.
+            texture.Apply(false, true);
+            return texture;
         }
 
         private static Mesh MakeMesh(int vertexCapacity, int indexCapacity)

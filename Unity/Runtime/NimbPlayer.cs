@@ -74,7 +74,7 @@ namespace Nimb
         private Task<string> m_Fetch;  // of a clip that is being copied out of the application package
         private bool m_WasOpened;  // or was to be: Start leaves alone what a script has opened
         private bool m_PlayWhenOpened;
-        private Suspension m_Suspension;
+        private Suspension m_Suspension = Suspension.Disabled;  // until OnEnable, which may never come
         private bool m_PlayWhenResumed;
 
         // The same as the inspector's events.
@@ -274,6 +274,10 @@ namespace Nimb
             {
                 throw new ClipException("The native library " + NimbUnityPluginML.Library + " is missing for this platform. " +
                     "See Window > Nimb > Check Native Libraries in the editor.");
+            }
+            catch (InvalidOperationException e)
+            {
+                throw new ClipException(e.Message, e);
             }
         }
 

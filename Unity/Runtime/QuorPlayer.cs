@@ -90,7 +90,7 @@ namespace Nimb
         }
 
         /// <summary>Opens a clip, closing one that is open. Blocks while codecs are set up.</summary>
-        /// <param name="path">A path, or a URI that the platform can read.</param>
+        /// <param name="path">A file's path, or a "file://" URI.</param>
         /// <param name="loop">Begin again at the end.</param>
         /// <param name="disableAudio">Leave the sound alone.</param>
         /// <exception cref="ClipException">Nothing is open then.</exception>

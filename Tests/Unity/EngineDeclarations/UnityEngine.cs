@@ -99,6 +99,7 @@ namespace UnityEngine
             this.height = height;
             Objects = StandIn.CreateObjects(width, height, 0, 0);
         }
+        public void Apply(bool updateMipmaps, bool makeNoLongerReadable) { }
     }
 
     public sealed class Mesh : Object
@@ -126,7 +127,7 @@ namespace UnityEngine
             Rendering.MeshUpdateFlags flags) where T : struct { }
         public void SetSubMesh(int index, Rendering.SubMeshDescriptor desc, Rendering.MeshUpdateFlags flags) { m_SubMesh = desc; }
         public uint GetIndexCount(int submesh) { return (uint)m_SubMesh.indexCount; }
-        public int GetVertexBufferStride(int stream) { return 32; }
+        public Rendering.VertexAttributeDescriptor[] GetVertexAttributes() { return null; }
         public void UploadMeshData(bool markNoLongerReadable)
         {
             Objects = StandIn.CreateObjects(0, 0, vertexCount, m_IndexCapacity);
@@ -258,7 +259,10 @@ namespace UnityEngine.Rendering
     public enum IndexFormat { UInt16, UInt32 }
     public struct VertexAttributeDescriptor
     {
-        public VertexAttributeDescriptor(VertexAttribute attribute, VertexAttributeFormat format, int dimension) { }
+        public VertexAttributeDescriptor(VertexAttribute attribute, VertexAttributeFormat format, int dimension) : this() { }
+        public VertexAttributeFormat format { get; set; }
+        public int dimension { get; set; }
+        public int stream { get; set; }
     }
     public struct SubMeshDescriptor
     {

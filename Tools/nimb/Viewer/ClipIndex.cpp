@@ -1,6 +1,7 @@
 #include "Tools/nimb/Viewer/ClipIndex.h"
 
 #include "Authoring/Clip/ClipReader.h"
+#include "Authoring/Clip/FrameRate.h"
 #include "NimbCore/NimbComPtr.h"
 #include "NimbCore/NimbCrossPlatform.h"
 #include "Tools/nimb/ExitStatus.h"
@@ -12,20 +13,8 @@
 namespace NimbTool {
 namespace {
 
-/// Whole rates and those of television are met exactly, others to a thousandth.
-void SetRate(ClipIndex& index, double rate) {
-    constexpr double near = 0.002;
-    if (std::fabs(rate - std::round(rate)) < near) {
-        index.rateNumerator = static_cast<int>(std::round(rate));
-        index.rateDenominator = 1;
-    } else if (std::fabs(rate * 1.001 - std::round(rate * 1.001)) < near) {
-        index.rateNumerator = static_cast<int>(std::round(rate * 1.001)) * 1000;
-        index.rateDenominator = 1001;
-    } else {
-        index.rateNumerator = static_cast<int>(std::round(rate * 1000));
-        index.rateDenominator = 1000;
-    }
-}
+/// Rates that are taken from times, which files round.
+constexpr double c_RateTolerance = 0.002;
 
 bool HasMesh(const Authoring::ClipSample& sample) {
     const NIMBCORE::CComPtr<NimbCrossPlatform::Stream> mesh(
@@ -57,7 +46,9 @@ ClipIndex ReadClipIndex(const std::string& path) {
     const auto [first, last] = std::minmax_element(index.times.begin(), index.times.end());
     if (*last > *first) {
         const double rate = 1e6 * (index.FrameCount() - 1) / static_cast<double>(*last - *first);
-        SetRate(index, std::clamp(rate, 0.01, 1000.0));
+        const Authoring::FrameRate exact = Authoring::ExactFrameRate(std::clamp(rate, 0.01, 1000.0), c_RateTolerance);
+        index.rateNumerator = exact.numerator;
+        index.rateDenominator = exact.denominator;
     }
     index.seconds = index.FrameCount() / index.FrameRate();
     for (const Authoring::ClipTrack& track : reader.Tracks()) {

@@ -1,4 +1,4 @@
-// Text in pictures: a fixed font of 5 x 7 dots for printable ASCII.
+// Text and rectangles in pictures.
 #pragma once
 
 #include "Authoring/Image.h"
@@ -28,6 +28,10 @@ void DrawText(Authoring::Image& image, std::size_t x, std::size_t y, const std::
 Authoring::Image TextImage(const std::string& text, std::size_t scale, const Colour& colour, const Colour& background);
 
 void Fill(Authoring::Image& image, const Colour& colour);
+
+/// What lies outside the picture is not drawn.
+void FillRectangle(Authoring::Image& image, std::size_t x, std::size_t y, std::size_t width, std::size_t height,
+                   const Colour& colour);
 
 /// Copies `picture` to (x, y); what does not fit is cut off.
 void Paste(Authoring::Image& image, std::size_t x, std::size_t y, const Authoring::Image& picture);

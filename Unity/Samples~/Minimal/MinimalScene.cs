@@ -1,8 +1,8 @@
 using Nimb;
 using UnityEngine;
 
-/// <summary>Put this on an empty object of an empty scene, name a clip in StreamingAssets, and press Play: a camera, a light
-/// and a player are made, and the camera looks at the clip.</summary>
+/// <summary>Put this on an empty object of an empty scene, name a clip in StreamingAssets, and press Play: a player is made,
+/// and a camera where there is none, which looks at the clip.</summary>
 public sealed class MinimalScene : MonoBehaviour
 {
     [SerializeField]

@@ -48,6 +48,11 @@ public sealed class TwoPlayers : MonoBehaviour
 
     public void PlayBoth()
     {
+        if (m_Left.HasEnded || m_Right.HasEnded)
+        {
+            m_Left.Rewind();
+            m_Right.Rewind();
+        }
         m_Left.Play();
         m_Right.Play();
     }

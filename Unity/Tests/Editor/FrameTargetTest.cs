@@ -15,7 +15,7 @@ namespace Nimb.Editor.Tests
             var file = new NimbFileInfo { maxVertexCount = 100, maxIndexCount = 300, textureWidth = 64, textureHeight = 32 };
             using (var target = new FrameTarget(file))
             {
-                Assert.AreEqual(32, target.Mesh.GetVertexBufferStride(0));
+                Assert.AreEqual(QuorPlayer.VertexSize, VertexSizeOf(target.Mesh));
                 Assert.AreEqual(100, target.Mesh.vertexCount);
                 Assert.AreEqual(IndexFormat.UInt32, target.Mesh.indexFormat);
                 Assert.AreEqual(300, (int)target.Mesh.GetIndexCount(0));
@@ -31,6 +31,18 @@ namespace Nimb.Editor.Tests
                 target.Follow(frame, false);
                 Assert.AreEqual(300, (int)target.Mesh.GetIndexCount(0));
             }
+        }
+
+        private static int VertexSizeOf(Mesh mesh)
+        {
+            int size = 0;
+            foreach (VertexAttributeDescriptor attribute in mesh.GetVertexAttributes())
+            {
+                Assert.AreEqual(0, attribute.stream);
+                Assert.AreEqual(VertexAttributeFormat.Float32, attribute.format);
+                size += attribute.dimension * sizeof(float);
+            }
+            return size;
         }
 
         [Test]

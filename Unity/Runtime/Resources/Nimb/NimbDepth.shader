@@ -33,6 +33,7 @@ Shader "Hidden/Nimb/Depth"
 
     SubShader
     {
+        Tags { "DisableBatching" = "True" }
         Cull [_Cull]
         ColorMask 0
         ZWrite On

@@ -48,13 +48,14 @@ Shader "Nimb/Lit"
 
     SubShader
     {
-        Tags { "RenderPipeline" = "UniversalPipeline" "RenderType" = "Opaque" "Queue" = "Geometry" }
+        Tags { "RenderPipeline" = "UniversalPipeline" "RenderType" = "Opaque" "Queue" = "Geometry" "DisableBatching" = "True" }
         Cull [_Cull]
 
         Pass
         {
             Tags { "LightMode" = "UniversalForward" }
             CGPROGRAM
+            #pragma target 3.0
             #pragma vertex Vertex
             #pragma fragment FragmentUniversal
             #pragma multi_compile_instancing
@@ -75,13 +76,14 @@ Shader "Nimb/Lit"
 
     SubShader
     {
-        Tags { "RenderType" = "Opaque" "Queue" = "Geometry" }
+        Tags { "RenderType" = "Opaque" "Queue" = "Geometry" "DisableBatching" = "True" }
         Cull [_Cull]
 
         Pass
         {
             Tags { "LightMode" = "ForwardBase" }
             CGPROGRAM
+            #pragma target 3.0
             #pragma vertex Vertex
             #pragma fragment FragmentBuiltIn
             #pragma multi_compile_instancing
@@ -91,7 +93,7 @@ Shader "Nimb/Lit"
 
             fixed4 FragmentBuiltIn(Varyings varyings, float facing : VFACE) : SV_Target
             {
-                return Lit(varyings, facing, normalize(_WorldSpaceLightPos0.xyz), _LightColor0.rgb);
+                return Lit(varyings, facing, _WorldSpaceLightPos0.xyz, _LightColor0.rgb);
             }
             ENDCG
         }

@@ -1,4 +1,5 @@
-// The player's vertices and its picture.
+// The player's vertices and its picture. Shaders for them are tagged DisableBatching: the engine batches small meshes from
+// their vertices in memory, where the player's are zeros.
 #ifndef NIMB_PICTURE_INCLUDED
 #define NIMB_PICTURE_INCLUDED
 

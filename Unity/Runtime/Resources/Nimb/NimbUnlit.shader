@@ -42,7 +42,7 @@ Shader "Nimb/Unlit"
 
     SubShader
     {
-        Tags { "RenderPipeline" = "UniversalPipeline" "RenderType" = "Opaque" "Queue" = "Geometry" }
+        Tags { "RenderPipeline" = "UniversalPipeline" "RenderType" = "Opaque" "Queue" = "Geometry" "DisableBatching" = "True" }
         Cull [_Cull]
 
         Pass
@@ -61,7 +61,7 @@ Shader "Nimb/Unlit"
 
     SubShader
     {
-        Tags { "RenderType" = "Opaque" "Queue" = "Geometry" }
+        Tags { "RenderType" = "Opaque" "Queue" = "Geometry" "DisableBatching" = "True" }
         Cull [_Cull]
 
         Pass

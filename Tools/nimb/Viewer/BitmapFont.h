@@ -1,4 +1,4 @@
-// A font of 5 x 7 dots for labels in pictures.
+// A font of 5 x 9 dots for labels in pictures.
 #pragma once
 
 #include <cstddef>
@@ -6,7 +6,7 @@
 namespace NimbTool {
 
 constexpr std::size_t c_GlyphWidth = 5;
-constexpr std::size_t c_GlyphHeight = 7;
+constexpr std::size_t c_GlyphHeight = 9;
 
 /// Whether the dot in column x and row y (0 is the top) of a character is set. Characters other than printable ASCII
 /// look like '?'.
