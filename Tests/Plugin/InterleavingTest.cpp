@@ -236,6 +236,7 @@ TEST_F(InterleavingTest, EveryCallReturnsAndNothingIsLeft) {
         EXPECT_FALSE(HasFailure()) << "NIMB_SOAK_SEED=" << seed << " has it again";
         FakeGl::ClearCalls();
     }
+    EXPECT_LT(watch.Longest(), 2.0) << watch.LongestName();
 }
 
 /// Rounds of `round` may cost memory at first, but not for ever.
