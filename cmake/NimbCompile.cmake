@@ -1,7 +1,6 @@
 # How every target of this project is compiled: nimb_compile(<target>).
 
 add_library(nimb_compile_options INTERFACE)
-target_compile_features(nimb_compile_options INTERFACE cxx_std_17)
 target_include_directories(nimb_compile_options INTERFACE "${CMAKE_SOURCE_DIR}")
 target_compile_options(nimb_compile_options INTERFACE
   -Wall -Wextra -Wpedantic -Wconversion -Wshadow
@@ -26,6 +25,7 @@ endif()
 
 function(nimb_compile target)
   target_link_libraries(${target} PRIVATE "$<BUILD_INTERFACE:nimb_compile_options>")
+  target_compile_features(${target} PUBLIC cxx_std_17)  # the headers' users need it too
   set_target_properties(${target} PROPERTIES
     CXX_EXTENSIONS OFF
     CXX_VISIBILITY_PRESET hidden
