@@ -20,7 +20,9 @@ std::atomic<AssertionSink> g_Sink{&PrintToStandardError};
 
 }  // namespace
 
-AssertMode GetAssertMode() noexcept { return NIMB_ASSERT_REPORT ? AssertMode::Report : AssertMode::Abort; }
+AssertMode GetAssertMode() noexcept {
+    return NIMB_ASSERT_REPORT ? AssertMode::Report : AssertMode::Abort;
+}
 
 AssertionSink SetAssertionSink(AssertionSink sink) noexcept {
     return g_Sink.exchange(sink != nullptr ? sink : &PrintToStandardError);

@@ -2,9 +2,9 @@
 //
 // Every check has a fixed text. A violation prints that text with source unit, line and function, and then
 //   - in `abort` mode (the default) ends the process;
-//   - in `report` mode throws AssertionFailure, which the public operations of the core turn into E_UNEXPECTED (or null,
-//     or false), leaving their objects usable. Operations that have no status to return let it pass to whichever public
-//     operation encloses them.
+//   - in `report` mode throws AssertionFailure, which the public operations of the core turn into E_UNEXPECTED (or
+//     null, or false), leaving their objects usable. Operations that have no status to return let it pass to whichever
+//     public operation encloses them.
 // The mode is a property of the build: `NIMB_ASSERT_MODE=abort|report` chooses what NimbAssert.cpp is compiled to, and
 // nothing else depends on it, so the same object files serve both.
 #pragma once
@@ -17,13 +17,14 @@ namespace Nimb {
 
 /// Where and why a check failed. All strings are static.
 struct AssertionInfo {
-    const char* text;      ///< the text fixed for the check
-    const char* unit;      ///< source unit, relative to the repository
+    const char* text;  ///< the text fixed for the check
+    const char* unit;  ///< source unit, relative to the repository
     int line;
     const char* function;  ///< signature as the compiler spells it
 };
 
-/// Thrown by a violated check in report mode. Deliberately not a std::exception: only the core's own operations catch it.
+/// Thrown by a violated check in report mode. Deliberately not a std::exception: only the core's own operations catch
+/// it.
 class AssertionFailure {
 public:
     explicit AssertionFailure(const AssertionInfo& info) noexcept : m_Info(info) {}
@@ -60,11 +61,11 @@ HRESULT GuardAssertions(Operation&& operation) {
 
 }  // namespace Nimb
 
-#define NIMB_ASSERT_MSG(condition, message)                                                            \
-    do {                                                                                               \
-        if (__builtin_expect(!(condition), 0)) {                                                       \
+#define NIMB_ASSERT_MSG(condition, message)                                                                 \
+    do {                                                                                                    \
+        if (__builtin_expect(!(condition), 0)) {                                                            \
             ::Nimb::FailAssertion(::Nimb::AssertionInfo{message, __FILE__, __LINE__, __PRETTY_FUNCTION__}); \
-        }                                                                                              \
+        }                                                                                                   \
     } while (false)
 
 #define NIMB_ASSERT(expression) NIMB_ASSERT_MSG(expression, #expression)

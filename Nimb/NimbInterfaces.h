@@ -25,8 +25,12 @@ constexpr HRESULT E_POINTER = static_cast<HRESULT>(0x80004003u);
 constexpr HRESULT E_FAIL = static_cast<HRESULT>(0x80004005u);
 constexpr HRESULT E_UNEXPECTED = static_cast<HRESULT>(0x8000FFFFu);
 
-constexpr bool Failed(HRESULT hr) noexcept { return hr < 0; }
-constexpr bool Succeeded(HRESULT hr) noexcept { return hr >= 0; }
+constexpr bool Failed(HRESULT hr) noexcept {
+    return hr < 0;
+}
+constexpr bool Succeeded(HRESULT hr) noexcept {
+    return hr >= 0;
+}
 
 /// A 16-byte id. The three leading fields are stored little-endian, so the object's bytes are the stored bytes.
 /// Ids are compared and ordered as plain byte strings (memcmp), never field by field.
@@ -38,9 +42,15 @@ struct _GUID {
 };
 static_assert(sizeof(_GUID) == 16, "ids are 16 bytes without padding");
 
-inline bool operator==(const _GUID& a, const _GUID& b) noexcept { return std::memcmp(&a, &b, sizeof(_GUID)) == 0; }
-inline bool operator!=(const _GUID& a, const _GUID& b) noexcept { return !(a == b); }
-inline bool operator<(const _GUID& a, const _GUID& b) noexcept { return std::memcmp(&a, &b, sizeof(_GUID)) < 0; }
+inline bool operator==(const _GUID& a, const _GUID& b) noexcept {
+    return std::memcmp(&a, &b, sizeof(_GUID)) == 0;
+}
+inline bool operator!=(const _GUID& a, const _GUID& b) noexcept {
+    return !(a == b);
+}
+inline bool operator<(const _GUID& a, const _GUID& b) noexcept {
+    return std::memcmp(&a, &b, sizeof(_GUID)) < 0;
+}
 
 namespace NIMBCORE {
 
@@ -135,29 +145,29 @@ NIMB_EXPORTED_OBJECT const _GUID NimbAttrib_Width;
 NIMB_EXPORTED_OBJECT const _GUID NimbAttrib_Height;
 NIMB_EXPORTED_OBJECT const _GUID NimbAttrib_Inverted;
 NIMB_EXPORTED_OBJECT const _GUID NimbAttrib_Stride;
-NIMB_EXPORTED_OBJECT const _GUID NimbAttrib_NumVertices;         // UINT32
-NIMB_EXPORTED_OBJECT const _GUID NimbAttrib_NumFaces;            // UINT32
-NIMB_EXPORTED_OBJECT const _GUID NimbAttrib_NumIndices;          // UINT32
-NIMB_EXPORTED_OBJECT const _GUID NimbAttrib_BBoxMinX;            // double, metres of the source like all boxes
-NIMB_EXPORTED_OBJECT const _GUID NimbAttrib_BBoxMinY;            // double
-NIMB_EXPORTED_OBJECT const _GUID NimbAttrib_BBoxMinZ;            // double
-NIMB_EXPORTED_OBJECT const _GUID NimbAttrib_BBoxMaxX;            // double
-NIMB_EXPORTED_OBJECT const _GUID NimbAttrib_BBoxMaxY;            // double
-NIMB_EXPORTED_OBJECT const _GUID NimbAttrib_BBoxMaxZ;            // double
-NIMB_EXPORTED_OBJECT const _GUID NimbAttrib_UseTriList;          // UINT32, 0 or 1
-NIMB_EXPORTED_OBJECT const _GUID NimbAttrib_VertHasNormals;      // UINT32, 0 or 1
-NIMB_EXPORTED_OBJECT const _GUID NimbAttrib_UseUnsignedUVs;      // UINT32, 0 or 1
+NIMB_EXPORTED_OBJECT const _GUID NimbAttrib_NumVertices;     // UINT32
+NIMB_EXPORTED_OBJECT const _GUID NimbAttrib_NumFaces;        // UINT32
+NIMB_EXPORTED_OBJECT const _GUID NimbAttrib_NumIndices;      // UINT32
+NIMB_EXPORTED_OBJECT const _GUID NimbAttrib_BBoxMinX;        // double, metres of the source like all boxes
+NIMB_EXPORTED_OBJECT const _GUID NimbAttrib_BBoxMinY;        // double
+NIMB_EXPORTED_OBJECT const _GUID NimbAttrib_BBoxMinZ;        // double
+NIMB_EXPORTED_OBJECT const _GUID NimbAttrib_BBoxMaxX;        // double
+NIMB_EXPORTED_OBJECT const _GUID NimbAttrib_BBoxMaxY;        // double
+NIMB_EXPORTED_OBJECT const _GUID NimbAttrib_BBoxMaxZ;        // double
+NIMB_EXPORTED_OBJECT const _GUID NimbAttrib_UseTriList;      // UINT32, 0 or 1
+NIMB_EXPORTED_OBJECT const _GUID NimbAttrib_VertHasNormals;  // UINT32, 0 or 1
+NIMB_EXPORTED_OBJECT const _GUID NimbAttrib_UseUnsignedUVs;  // UINT32, 0 or 1
 NIMB_EXPORTED_OBJECT const _GUID NimbAttrib_BBoxFull;
-NIMB_EXPORTED_OBJECT const _GUID NimbAttrib_FrameId;             // UINT32
-NIMB_EXPORTED_OBJECT const _GUID NimbAttrib_FrameTimestamp;      // UINT64, 100-nanosecond units
-NIMB_EXPORTED_OBJECT const _GUID NimbAttrib_VertexFormatFlags;   // UINT32, the whole version word of the frame header
-NIMB_EXPORTED_OBJECT const _GUID NimbAttrib_IsKeyFrame;          // UINT32, 0 or 1
-NIMB_EXPORTED_OBJECT const _GUID NimbAttrib_FrameCount;          // UINT32, of the file
-NIMB_EXPORTED_OBJECT const _GUID NimbAttrib_MaxVertexCount;      // UINT32, of the file
-NIMB_EXPORTED_OBJECT const _GUID NimbAttrib_MaxIndexCount;       // UINT32, of the file
+NIMB_EXPORTED_OBJECT const _GUID NimbAttrib_FrameId;            // UINT32
+NIMB_EXPORTED_OBJECT const _GUID NimbAttrib_FrameTimestamp;     // UINT64, 100-nanosecond units
+NIMB_EXPORTED_OBJECT const _GUID NimbAttrib_VertexFormatFlags;  // UINT32, the whole version word of the frame header
+NIMB_EXPORTED_OBJECT const _GUID NimbAttrib_IsKeyFrame;         // UINT32, 0 or 1
+NIMB_EXPORTED_OBJECT const _GUID NimbAttrib_FrameCount;         // UINT32, of the file
+NIMB_EXPORTED_OBJECT const _GUID NimbAttrib_MaxVertexCount;     // UINT32, of the file
+NIMB_EXPORTED_OBJECT const _GUID NimbAttrib_MaxIndexCount;      // UINT32, of the file
 NIMB_EXPORTED_OBJECT const _GUID NimbAttrib_LocalFullPath;
 NIMB_EXPORTED_OBJECT const _GUID NimbAttrib_HasAudio;
 NIMB_EXPORTED_OBJECT const _GUID NimbAttrib_Duration100ns;
 NIMB_EXPORTED_OBJECT const _GUID NimbAttrib_BitrateMbps;
 NIMB_EXPORTED_OBJECT const _GUID NimbAttrib_H264Wrapper;
-NIMB_EXPORTED_OBJECT const _GUID NimbAttrib_HasVertexNormals;    // UINT32, of the file
+NIMB_EXPORTED_OBJECT const _GUID NimbAttrib_HasVertexNormals;  // UINT32, of the file

@@ -24,14 +24,16 @@ public:
         return m_RefCount.fetch_add(1, std::memory_order_acq_rel) + 1;
     }
 
-    /// Returns the new count. Of several threads that see 0, the one that sets the flag destroys; the others do nothing.
+    /// Returns the new count. Of several threads that see 0, the one that sets the flag destroys; the others do
+    /// nothing.
     virtual ULONG Release() {
         const ULONG count = m_RefCount.fetch_sub(1, std::memory_order_acq_rel) - 1;
         if (count != 0) {
             return count;
         }
         std::uint8_t flag = 0;
-        while (!m_DestructionFlag.compare_exchange_weak(flag, 1, std::memory_order_acq_rel, std::memory_order_acquire)) {
+        while (
+            !m_DestructionFlag.compare_exchange_weak(flag, 1, std::memory_order_acq_rel, std::memory_order_acquire)) {
             if (flag != 0) {
                 return 0;
             }

@@ -9,8 +9,8 @@ namespace Nimb {
 
 /// Bits of 32-bit words, each read from bit 31 downwards, words in order: the streams of the vertex codecs.
 ///
-/// Holds up to 64 bits in a register, topped up word by word. Past the last word it delivers zeros and remembers how far
-/// it went: a decoder reads on and asks `Overrun` once, where its format says what that means.
+/// Holds up to 64 bits in a register, topped up word by word. Past the last word it delivers zeros and remembers how
+/// far it went: a decoder reads on and asks `Overrun` once, where its format says what that means.
 class WordBitReader {
 public:
     WordBitReader(const UINT32* words, std::size_t numWords) noexcept : m_Next(words), m_End(words + numWords) {}

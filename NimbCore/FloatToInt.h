@@ -20,8 +20,8 @@ inline std::int16_t TruncateToInt16(float value) noexcept {
     return static_cast<std::int16_t>(static_cast<std::uint16_t>(static_cast<UINT32>(TruncateToInt32(value))));
 }
 
-/// Decoded floats are the same bit for bit on every processor. The sign and payload of a NaN that an operation makes are
-/// not, so every NaN that a decoder computes is stored as this one.
+/// Decoded floats are the same bit for bit on every processor. The sign and payload of a NaN that an operation makes
+/// are not, so every NaN that a decoder computes is stored as this one.
 inline float CanonicalNaN(float value) noexcept {
     return value == value ? value : std::numeric_limits<float>::quiet_NaN();
 }

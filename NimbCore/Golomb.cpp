@@ -19,8 +19,8 @@ UINT32 CeilLog2(BYTE m) noexcept {
     return b;
 }
 
-/// Centre plus the zigzag-mapped value, modulo 256. Halving the mapped number before or after the reduction is the same,
-/// since the bit it drops is 0.
+/// Centre plus the zigzag-mapped value, modulo 256. Halving the mapped number before or after the reduction is the
+/// same, since the bit it drops is 0.
 BYTE ToByte(UINT32 value, BYTE center) noexcept {
     return static_cast<BYTE>(center + ((value >> 1) ^ (0u - (value & 1u))));
 }

@@ -23,7 +23,8 @@ struct GolombStream {
 class CGolombDecompressor {
 public:
     /// Clears `out` and appends one byte per code. S_OK, or E_UNEXPECTED beyond Nimb::c_MaxBufferBytes bytes.
-    HRESULT Decompress(const unsigned int* compressed, unsigned int numBits, BYTE m, BYTE center, std::vector<BYTE>& out);
+    HRESULT Decompress(const unsigned int* compressed, unsigned int numBits, BYTE m, BYTE center,
+                       std::vector<BYTE>& out);
 
     /// Decodes the streams of three axes into `interleaved`: byte 3k + a is the k-th of axis a. At most `maxSymbols` of
     /// each axis are stored; `counts` receives how many each stream holds. The axes advance together, because each is a

@@ -42,8 +42,8 @@ HRESULT ReadParameters(IStream* pStream, GolombParameters* p) {
 
 }  // namespace
 
-HRESULT CNimbMeshReader::ReadGolombCodedVertices(CNimbMeshReaderCtx* pCtx, IStream* pStream, CStreamingMeshHeader* pHeader,
-                                                 INimbBuffer** ppBuffer) {
+HRESULT CNimbMeshReader::ReadGolombCodedVertices(CNimbMeshReaderCtx* pCtx, IStream* pStream,
+                                                 CStreamingMeshHeader* pHeader, INimbBuffer** ppBuffer) {
     NIMB_ASSERT(ppBuffer);
     *ppBuffer = nullptr;
 

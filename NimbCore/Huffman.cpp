@@ -1,7 +1,7 @@
 // Huffman trees and code tables from symbol frequencies.
 //
-// Encoder and decoder build the same tree from the same table of counts, so the heap's behaviour on equal counts is part
-// of the format: Pop prefers the right child when both are equal, and Push stops below an equal parent.
+// Encoder and decoder build the same tree from the same table of counts, so the heap's behaviour on equal counts is
+// part of the format: Pop prefers the right child when both are equal, and Push stops below an equal parent.
 #include "Nimb/NimbAssert.h"
 #include "NimbCore/NimbMeshReader.h"
 

@@ -46,8 +46,8 @@ public:
 /// The walk through one axis.
 class AxisWalk {
 public:
-    /// Writes every c_LeafAdvance-th byte of `out` from byte `axis` on, except the last c_LeafAdvance, which are room for
-    /// the position behind the last symbol.
+    /// Writes every c_LeafAdvance-th byte of `out` from byte `axis` on, except the last c_LeafAdvance, which are room
+    /// for the position behind the last symbol.
     AxisWalk(const FlatTree* tree, const std::vector<UINT32>& words, UINT32 numBits, std::vector<BYTE>& out,
              std::size_t axis)
         : m_Steps(tree->steps),
@@ -227,8 +227,8 @@ HRESULT CNimbMeshReader::ReadHuffmanCodedVertices(CNimbMeshReaderCtx* pCtx, IStr
     if (!DecodeAxes(axes, numBits, deltas)) {
         return E_UNEXPECTED;
     }
-    hr = DecodeDeltas(pCtx, pHeader, deltas.data(), static_cast<UINT32>(3 * numVertices), box[0], box[1], box[2], box[3],
-                      box[4], box[5], ppBuffer);
+    hr = DecodeDeltas(pCtx, pHeader, deltas.data(), static_cast<UINT32>(3 * numVertices), box[0], box[1], box[2],
+                      box[3], box[4], box[5], ppBuffer);
     return Failed(hr) ? hr : ReadNormals(pStream, pHeader, *ppBuffer);
 }
 

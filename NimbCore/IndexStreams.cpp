@@ -2,9 +2,9 @@
 //
 // Both byte-delta decoders read the section through one staging buffer of 8192 bytes that is topped up in place. Each
 // checks once per element what is left of it and then reads without further checks.
+#include "NimbCore/IndexStreams.h"
 #include "Nimb/NimbAssert.h"
 #include "NimbCore/EdgeBreaker.h"
-#include "NimbCore/IndexStreams.h"
 #include "NimbCore/LockedBuffer.h"
 #include "NimbCore/StreamReader.h"
 
@@ -201,9 +201,8 @@ HRESULT DecompressTriangleList(IStream* pStream, CStreamingMeshHeader* pHeader, 
 }
 
 HRESULT DecompressTriangleStrips(IStream* pStream, CStreamingMeshHeader* pHeader, BYTE* out, UINT outLen) {
-    NIMB_ASSERT(
-        pHeader->m_Version.v.m_IndexVersion == NTarnStudioIndexVersion::c_FixedByteDeltaEncodedIndices ||
-        pHeader->m_Version.v.m_IndexVersion == NTarnStudioIndexVersion::c_UncompressedIndices);
+    NIMB_ASSERT(pHeader->m_Version.v.m_IndexVersion == NTarnStudioIndexVersion::c_FixedByteDeltaEncodedIndices ||
+                pHeader->m_Version.v.m_IndexVersion == NTarnStudioIndexVersion::c_UncompressedIndices);
     if (pHeader->m_Version.v.m_IndexVersion == IndexVersion::c_UncompressedIndices) {
         return ReadRawIndices(pStream, out, outLen);
     }

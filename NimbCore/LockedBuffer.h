@@ -13,8 +13,8 @@ public:
     LockedBuffer& operator=(const LockedBuffer&) = delete;
     ~LockedBuffer() { Unlock(); }
 
-    /// Allocates count x elementSize bytes and locks them. E_UNEXPECTED beyond c_MaxBufferBytes; otherwise the status of
-    /// the allocator or of the lock.
+    /// Allocates count x elementSize bytes and locks them. E_UNEXPECTED beyond c_MaxBufferBytes; otherwise the status
+    /// of the allocator or of the lock.
     HRESULT Allocate(const NIMBCORE::CComPtr<INimbBufferAllocator>& pAllocator, UINT64 count, UINT32 elementSize) {
         if (count > c_MaxBufferBytes || count * elementSize > c_MaxBufferBytes) {
             return E_UNEXPECTED;

@@ -32,9 +32,9 @@ bool CStreamingMeshHeader::ConvertOldVersion() {
 
     if (vertexVersion == VertexVersion::c_Deprecated_DeltaLayout && (headerVersion == 2 || headerVersion == 3)) {
         NIMB_ASSERT(m_Version.v.m_FormatFlags == 0);
-        m_Version = MakeVersion(headerVersion == 2 ? VertexVersion::c_CompressedDeltas : VertexVersion::c_GolombDeltas,
-                                HeaderVersion::c_MeshHeaderVersion_DeltaFrame,
-                                IndexVersion::c_FixedByteDeltaEncodedIndices);
+        m_Version =
+            MakeVersion(headerVersion == 2 ? VertexVersion::c_CompressedDeltas : VertexVersion::c_GolombDeltas,
+                        HeaderVersion::c_MeshHeaderVersion_DeltaFrame, IndexVersion::c_FixedByteDeltaEncodedIndices);
         return true;
     }
     if (headerVersion <= 1) {
@@ -67,7 +67,8 @@ HRESULT CStreamingMeshHeader::ReadChecked(IStream* pStream) {
     if (Failed(hr = ReadField(pStream, &m_BBoxMin)) || Failed(hr = ReadField(pStream, &m_BBoxMax))) {
         return hr;
     }
-    if ((m_Version.v.m_FormatFlags & FormatFlags::c_HasSubMeshId) != 0 && Failed(hr = ReadField(pStream, &m_SubMeshId))) {
+    if ((m_Version.v.m_FormatFlags & FormatFlags::c_HasSubMeshId) != 0 &&
+        Failed(hr = ReadField(pStream, &m_SubMeshId))) {
         return hr;
     }
     if ((m_Version.v.m_FormatFlags & FormatFlags::c_HasFrameId) != 0 && Failed(hr = ReadField(pStream, &m_FrameId))) {
@@ -77,7 +78,8 @@ HRESULT CStreamingMeshHeader::ReadChecked(IStream* pStream) {
     const BYTE headerVersion = m_Version.v.m_MeshHeaderVersion;
     NIMB_ASSERT_MSG(headerVersion >= HeaderVersion::c_MeshHeaderVersion_KeyFrame,
                     OLD_FORMAT_CHECK ": Mesh is in old format. Need to re-export!");
-    if (headerVersion == HeaderVersion::c_MeshHeaderVersion_Temporal && Failed(hr = ReadField(pStream, &m_numTransforms))) {
+    if (headerVersion == HeaderVersion::c_MeshHeaderVersion_Temporal &&
+        Failed(hr = ReadField(pStream, &m_numTransforms))) {
         return hr;
     }
     if (headerVersion != HeaderVersion::c_MeshHeaderVersion_KeyFrame &&

@@ -92,9 +92,9 @@ private:
 };
 
 /// Finds the mesh NAL unit in one video sample (Annex B byte stream), removes its escaping and returns the payload as a
-/// new stream with reference count 0, positioned at the mesh frame header (byte 8 of the payload). Null when there is no
-/// such unit, when its payload overruns the sample, when it unescapes to fewer than 8 bytes, or when a check fails in
-/// report mode. The layout of the unit is in Docs/format.md. Thread-safe; throws std::bad_alloc.
+/// new stream with reference count 0, positioned at the mesh frame header (byte 8 of the payload). Null when there is
+/// no such unit, when its payload overruns the sample, when it unescapes to fewer than 8 bytes, or when a check fails
+/// in report mode. The layout of the unit is in Docs/format.md. Thread-safe; throws std::bad_alloc.
 Stream* FindCompressedMesh(const std::uint8_t* data, std::size_t size);
 
 /// Finds the "Xtra" atom in a block of bytes (the player passes a file's last 1024) and stores its values under their

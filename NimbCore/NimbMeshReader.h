@@ -13,9 +13,9 @@
 #include <vector>
 
 namespace NTarnStudioMeshHeaderVersion {
-constexpr BYTE c_MeshHeaderVersion_KeyFrame = 5;  // counts are present
+constexpr BYTE c_MeshHeaderVersion_KeyFrame = 5;    // counts are present
 constexpr BYTE c_MeshHeaderVersion_DeltaFrame = 6;  // counts come from the sub-mesh's last key frame
-constexpr BYTE c_MeshHeaderVersion_Temporal = 7;  // several sub-meshes, each with a texture transform
+constexpr BYTE c_MeshHeaderVersion_Temporal = 7;    // several sub-meshes, each with a texture transform
 }  // namespace NTarnStudioMeshHeaderVersion
 
 namespace NTarnStudioVertexVersion {
@@ -91,8 +91,8 @@ struct HuffmanCode {
     UINT32 code;    ///< right-aligned, first bit most significant
 };
 
-/// Builds Huffman trees. The heap's tie behaviour is part of the format, so it is spelled out here rather than left to the
-/// standard library. One builder serves one tree at a time: its nodes live until the next build.
+/// Builds Huffman trees. The heap's tie behaviour is part of the format, so it is spelled out here rather than left to
+/// the standard library. One builder serves one tree at a time: its nodes live until the next build.
 class HuffmanEncoding {
 public:
     struct TreeNode {
@@ -204,12 +204,15 @@ public:
     /// (float with normals). May be called again; contexts survive it.
     HRESULT Initialize(INimbBufferAllocator* pBufferAllocator, UINT32 vertexFormat);
 
-    /// Decodes one frame; a null stream stands for a frame without a mesh and yields a fixed quad. `time` is the frame's
-    /// time stamp in 100-nanosecond units. On success each out-parameter receives a new reference, on failure null.
+    /// Decodes one frame; a null stream stands for a frame without a mesh and yields a fixed quad. `time` is the
+    /// frame's time stamp in 100-nanosecond units. On success each out-parameter receives a new reference, on failure
+    /// null.
     HRESULT ReadMesh(IStream* pStream, LONGLONG time, INimbBuffer** ppVertexBuffer, INimbBuffer** ppIndexBuffer);
 
-    // The stages of ReadMesh, public for tests and fuzzers. Violations inside them are not caught (see GuardAssertions).
-    HRESULT ReadVertices(CNimbMeshReaderCtx* pCtx, IStream* pStream, CStreamingMeshHeader* pHeader, INimbBuffer** ppBuffer);
+    // The stages of ReadMesh, public for tests and fuzzers. Violations inside them are not caught (see
+    // GuardAssertions).
+    HRESULT ReadVertices(CNimbMeshReaderCtx* pCtx, IStream* pStream, CStreamingMeshHeader* pHeader,
+                         INimbBuffer** ppBuffer);
     HRESULT ReadCompressedVertices(CNimbMeshReaderCtx* pCtx, IStream* pStream, CStreamingMeshHeader* pHeader,
                                    INimbBuffer** ppBuffer);
     HRESULT ReadGolombCodedVertices(CNimbMeshReaderCtx* pCtx, IStream* pStream, CStreamingMeshHeader* pHeader,
@@ -219,12 +222,14 @@ public:
     HRESULT ReadHuffmanCodedVertices(CNimbMeshReaderCtx* pCtx, IStream* pStream, CStreamingMeshHeader* pHeader,
                                      INimbBuffer** ppBuffer);
     HRESULT ReadNormals(IStream* pStream, CStreamingMeshHeader* pHeader, INimbBuffer* pBuffer);
-    HRESULT ReadIndices(CNimbMeshReaderCtx* pCtx, IStream* pStream, CStreamingMeshHeader* pHeader, INimbBuffer** ppBuffer);
+    HRESULT ReadIndices(CNimbMeshReaderCtx* pCtx, IStream* pStream, CStreamingMeshHeader* pHeader,
+                        INimbBuffer** ppBuffer);
 
     /// Turns three correction bytes a vertex into a vertex buffer and advances the context's history by one frame.
     /// Bytes 3i, 3i + 1, 3i + 2 belong to vertex i; min and max span the corrections (metres).
-    HRESULT DecodeDeltas(CNimbMeshReaderCtx* pCtx, const CStreamingMeshHeader* pHeader, const BYTE* deltas, UINT32 deltasLen,
-                         float minX, float minY, float minZ, float maxX, float maxY, float maxZ, INimbBuffer** ppBuffer);
+    HRESULT DecodeDeltas(CNimbMeshReaderCtx* pCtx, const CStreamingMeshHeader* pHeader, const BYTE* deltas,
+                         UINT32 deltasLen, float minX, float minY, float minZ, float maxX, float maxY, float maxZ,
+                         INimbBuffer** ppBuffer);
 
     /// Bytes of one output vertex record: 12, 20 or 32. Two of the four layouts share 20.
     static UINT32 VertexStride(UINT32 vertexFormat);

@@ -34,26 +34,44 @@ struct Float4 {
 #if defined(__aarch64__)
     float32x4_t v;
 
-    static Float4 Load(const void* p) noexcept { return {vreinterpretq_f32_u8(vld1q_u8(static_cast<const BYTE*>(p)))}; }
+    static Float4 Load(const void* p) noexcept {
+        return {vreinterpretq_f32_u8(vld1q_u8(static_cast<const BYTE*>(p)))};
+    }
     /// 8 bytes into lanes 0 and 1; the others are 0.
     static Float4 LoadLow(const void* p) noexcept {
         return {vreinterpretq_f32_u8(vcombine_u8(vld1_u8(static_cast<const BYTE*>(p)), vdup_n_u8(0)))};
     }
-    static Float4 All(float x) noexcept { return {vdupq_n_f32(x)}; }
+    static Float4 All(float x) noexcept {
+        return {vdupq_n_f32(x)};
+    }
     static Float4 Of(float x, float y, float z, float w) noexcept {
         const float lanes[4] = {x, y, z, w};
         return {vld1q_f32(lanes)};
     }
-    void Store(void* p) const noexcept { vst1q_u8(static_cast<BYTE*>(p), vreinterpretq_u8_f32(v)); }
+    void Store(void* p) const noexcept {
+        vst1q_u8(static_cast<BYTE*>(p), vreinterpretq_u8_f32(v));
+    }
     /// Lanes 0 and 1, 8 bytes.
-    void StoreLow(void* p) const noexcept { vst1_u8(static_cast<BYTE*>(p), vreinterpret_u8_f32(vget_low_f32(v))); }
+    void StoreLow(void* p) const noexcept {
+        vst1_u8(static_cast<BYTE*>(p), vreinterpret_u8_f32(vget_low_f32(v)));
+    }
     /// Lanes 2 and 3, 8 bytes.
-    void StoreHigh(void* p) const noexcept { vst1_u8(static_cast<BYTE*>(p), vreinterpret_u8_f32(vget_high_f32(v))); }
+    void StoreHigh(void* p) const noexcept {
+        vst1_u8(static_cast<BYTE*>(p), vreinterpret_u8_f32(vget_high_f32(v)));
+    }
 
-    Float4 operator+(Float4 o) const noexcept { return {vaddq_f32(v, o.v)}; }
-    Float4 operator-(Float4 o) const noexcept { return {vsubq_f32(v, o.v)}; }
-    Float4 operator*(Float4 o) const noexcept { return {vmulq_f32(v, o.v)}; }
-    Float4 operator/(Float4 o) const noexcept { return {vdivq_f32(v, o.v)}; }
+    Float4 operator+(Float4 o) const noexcept {
+        return {vaddq_f32(v, o.v)};
+    }
+    Float4 operator-(Float4 o) const noexcept {
+        return {vsubq_f32(v, o.v)};
+    }
+    Float4 operator*(Float4 o) const noexcept {
+        return {vmulq_f32(v, o.v)};
+    }
+    Float4 operator/(Float4 o) const noexcept {
+        return {vdivq_f32(v, o.v)};
+    }
     /// Union of the bits: puts lanes together that are zero in one of the two.
     Float4 operator|(Float4 o) const noexcept {
         return {vreinterpretq_f32_u32(vorrq_u32(vreinterpretq_u32_f32(v), vreinterpretq_u32_f32(o.v)))};
@@ -61,27 +79,47 @@ struct Float4 {
 #else
     __m128 v;
 
-    static Float4 Load(const void* p) noexcept { return {_mm_loadu_ps(static_cast<const float*>(p))}; }
+    static Float4 Load(const void* p) noexcept {
+        return {_mm_loadu_ps(static_cast<const float*>(p))};
+    }
     /// 8 bytes into lanes 0 and 1; the others are 0.
     static Float4 LoadLow(const void* p) noexcept {
         return {_mm_castsi128_ps(_mm_loadl_epi64(static_cast<const __m128i*>(p)))};
     }
-    static Float4 All(float x) noexcept { return {_mm_set1_ps(x)}; }
-    static Float4 Of(float x, float y, float z, float w) noexcept { return {_mm_setr_ps(x, y, z, w)}; }
-    void Store(void* p) const noexcept { _mm_storeu_ps(static_cast<float*>(p), v); }
+    static Float4 All(float x) noexcept {
+        return {_mm_set1_ps(x)};
+    }
+    static Float4 Of(float x, float y, float z, float w) noexcept {
+        return {_mm_setr_ps(x, y, z, w)};
+    }
+    void Store(void* p) const noexcept {
+        _mm_storeu_ps(static_cast<float*>(p), v);
+    }
     /// Lanes 0 and 1, 8 bytes.
-    void StoreLow(void* p) const noexcept { _mm_storel_epi64(static_cast<__m128i*>(p), _mm_castps_si128(v)); }
+    void StoreLow(void* p) const noexcept {
+        _mm_storel_epi64(static_cast<__m128i*>(p), _mm_castps_si128(v));
+    }
     /// Lanes 2 and 3, 8 bytes.
     void StoreHigh(void* p) const noexcept {
         _mm_storel_epi64(static_cast<__m128i*>(p), _mm_castps_si128(_mm_movehl_ps(v, v)));
     }
 
-    Float4 operator+(Float4 o) const noexcept { return {_mm_add_ps(v, o.v)}; }
-    Float4 operator-(Float4 o) const noexcept { return {_mm_sub_ps(v, o.v)}; }
-    Float4 operator*(Float4 o) const noexcept { return {_mm_mul_ps(v, o.v)}; }
-    Float4 operator/(Float4 o) const noexcept { return {_mm_div_ps(v, o.v)}; }
+    Float4 operator+(Float4 o) const noexcept {
+        return {_mm_add_ps(v, o.v)};
+    }
+    Float4 operator-(Float4 o) const noexcept {
+        return {_mm_sub_ps(v, o.v)};
+    }
+    Float4 operator*(Float4 o) const noexcept {
+        return {_mm_mul_ps(v, o.v)};
+    }
+    Float4 operator/(Float4 o) const noexcept {
+        return {_mm_div_ps(v, o.v)};
+    }
     /// Union of the bits: puts lanes together that are zero in one of the two.
-    Float4 operator|(Float4 o) const noexcept { return {_mm_or_ps(v, o.v)}; }
+    Float4 operator|(Float4 o) const noexcept {
+        return {_mm_or_ps(v, o.v)};
+    }
 #endif
 };
 
@@ -148,8 +186,8 @@ inline UINT64 TruncateToInt16x4(Float4 a) noexcept {
     // The conversion truncates, saturates and maps NaN to 0 by itself.
     return vget_lane_u64(vreinterpret_u64_s16(vmovn_s32(vcvtq_s32_f32(a.v))), 0);
 #else
-    // The conversion gives 0x80000000 for NaN and for everything out of range. Its low half, 0, is right for NaN and for
-    // the lower end; at the upper end saturation would have given 0xFFFF.
+    // The conversion gives 0x80000000 for NaN and for everything out of range. Its low half, 0, is right for NaN and
+    // for the lower end; at the upper end saturation would have given 0xFFFF.
     const __m128i tooLarge = _mm_castps_si128(_mm_cmpge_ps(a.v, _mm_set1_ps(2147483648.0f)));
     __m128i q = _mm_or_si128(_mm_cvttps_epi32(a.v), tooLarge);
     q = _mm_srai_epi32(_mm_slli_epi32(q, 16), 16);  // keeps the low halves through the saturating pack

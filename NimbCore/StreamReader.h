@@ -15,8 +15,8 @@ namespace Nimb {
 #error "fields are copied as they stand: a big-endian build needs conversions here"
 #endif
 
-/// Reads one field; `*pRead` is the number of bytes delivered. A short read is a success that leaves the field's missing
-/// bytes as they were.
+/// Reads one field; `*pRead` is the number of bytes delivered. A short read is a success that leaves the field's
+/// missing bytes as they were.
 template <class T>
 HRESULT ReadField(IStream* pStream, T* pField, UINT32* pRead) {
     *pRead = 0;
@@ -45,8 +45,7 @@ HRESULT ReadBacked(IStream* pStream, UINT64 count, std::vector<T>& out) {
         const UINT64 piece = std::min(pieceBytes, total - done);
         out.resize(static_cast<std::size_t>((done + piece) / sizeof(T)));
         UINT32 read = 0;
-        const HRESULT hr =
-            pStream->Read(reinterpret_cast<BYTE*>(out.data()) + done, static_cast<UINT32>(piece), &read);
+        const HRESULT hr = pStream->Read(reinterpret_cast<BYTE*>(out.data()) + done, static_cast<UINT32>(piece), &read);
         done += read;
         if (Failed(hr) || read < piece) {
             out.resize(static_cast<std::size_t>(done / sizeof(T)));

@@ -1,9 +1,9 @@
 // Temporal frames: several sub-meshes, each placed in the atlas by its own transform, merged into one mesh.
+#include "NimbCore/TemporalMesh.h"
 #include "Nimb/NimbAssert.h"
 #include "NimbCore/FloatToInt.h"
 #include "NimbCore/LockedBuffer.h"
 #include "NimbCore/StreamReader.h"
-#include "NimbCore/TemporalMesh.h"
 #include "NimbCore/VertexMath.h"
 
 #include <cstring>

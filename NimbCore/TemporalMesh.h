@@ -29,7 +29,8 @@ public:
 
     /// Zeroes what no sub-mesh filled.
     void ZeroUnwritten(const LockedBuffer& vertexOutput, const LockedBuffer& indexOutput) const {
-        std::memset(m_pVertexData, 0, static_cast<std::size_t>(vertexOutput.Data() + vertexOutput.Size() - m_pVertexData));
+        std::memset(m_pVertexData, 0,
+                    static_cast<std::size_t>(vertexOutput.Data() + vertexOutput.Size() - m_pVertexData));
         std::memset(m_pIndexData, 0, static_cast<std::size_t>(indexOutput.Data() + indexOutput.Size() - m_pIndexData));
     }
 

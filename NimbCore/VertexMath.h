@@ -35,13 +35,17 @@ inline Float4 Over65535(Float4 n) noexcept {
 }
 
 /// q + 32768 over 65535: a quantised component as a fraction of its range.
-inline Float4 Fraction(Float4 q) noexcept { return Over65535(q + Float4::All(32768.0f)); }
+inline Float4 Fraction(Float4 q) noexcept {
+    return Over65535(q + Float4::All(32768.0f));
+}
 
 /// Position from its quantised components.
-inline Float4 DequantisePosition(Float4 q, const Box4& box) noexcept { return box.min + Fraction(q) * box.extent; }
+inline Float4 DequantisePosition(Float4 q, const Box4& box) noexcept {
+    return box.min + Fraction(q) * box.extent;
+}
 
-/// Quantised components, not yet truncated, of a position in the range that starts at `min`. A position inside the range
-/// cannot leave 16 bits; what can is wrapped by the truncation.
+/// Quantised components, not yet truncated, of a position in the range that starts at `min`. A position inside the
+/// range cannot leave 16 bits; what can is wrapped by the truncation.
 inline Float4 QuantisePosition(Float4 position, Float4 min, Float4 extent) noexcept {
     return ((position - min) / extent) * Float4::All(65535.0f) + Float4::All(-32768.0f);
 }

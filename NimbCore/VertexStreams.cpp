@@ -1,9 +1,9 @@
 // Vertex records of version 2, byte-delta streams of version 3, and the normal block behind compressed streams.
+#include "NimbCore/VertexStreams.h"
 #include "Nimb/NimbAssert.h"
 #include "NimbCore/LockedBuffer.h"
 #include "NimbCore/StreamReader.h"
 #include "NimbCore/VertexMath.h"
-#include "NimbCore/VertexStreams.h"
 
 #include <algorithm>
 #include <array>
@@ -15,8 +15,8 @@ namespace {
 constexpr std::size_t c_PlainRecord = 12;    // x, y, z, padding, u, v: 16 bits each
 constexpr std::size_t c_NormalsRecord = 20;  // x, y, z, padding, nx, ny, nz, padding, u, v
 
-/// Reads `bytes` bytes to `destination` and zeroes what the stream does not deliver: a section that ends early is not an
-/// error, and its missing records are zeros.
+/// Reads `bytes` bytes to `destination` and zeroes what the stream does not deliver: a section that ends early is not
+/// an error, and its missing records are zeros.
 HRESULT ReadZeroFilled(IStream* pStream, BYTE* destination, UINT32 bytes) {
     UINT32 read = 0;
     const HRESULT hr = pStream->Read(destination, bytes, &read);
@@ -141,12 +141,11 @@ HRESULT ReadToTail(IStream* pStream, const LockedBuffer& output, std::size_t cou
     return ReadZeroFilled(pStream, tail, bytes);
 }
 
-HRESULT ReadFloatRecords(CNimbMeshReaderCtx* pCtx, IStream* pStream, const CStreamingMeshHeader& header, bool storedNormals,
-                         bool withNormals, const LockedBuffer& output) {
+HRESULT ReadFloatRecords(CNimbMeshReaderCtx* pCtx, IStream* pStream, const CStreamingMeshHeader& header,
+                         bool storedNormals, bool withNormals, const LockedBuffer& output) {
     const std::size_t count = header.m_numVertices;
     const BYTE* stored = nullptr;
-    const HRESULT hr =
-        ReadToTail(pStream, output, count, storedNormals ? c_NormalsRecord : c_PlainRecord, &stored);
+    const HRESULT hr = ReadToTail(pStream, output, count, storedNormals ? c_NormalsRecord : c_PlainRecord, &stored);
     if (Failed(hr)) {
         return hr;
     }
@@ -210,7 +209,8 @@ HRESULT CNimbMeshReader::ReadVertices(CNimbMeshReaderCtx* pCtx, IStream* pStream
     const bool storedNormals = (pHeader->m_Version.v.m_FormatFlags & NTarnStudioFormatFlags::c_HasNormals) != 0;
     const bool withNormals = (m_VertexFormat & NTarnOutputFormat::c_Normals) != 0;
     const bool asFloat = (m_VertexFormat & NTarnOutputFormat::c_Float) != 0;
-    hr = (asFloat ? ReadFloatRecords : ReadQuantisedRecords)(pCtx, pStream, *pHeader, storedNormals, withNormals, output);
+    hr = (asFloat ? ReadFloatRecords : ReadQuantisedRecords)(pCtx, pStream, *pHeader, storedNormals, withNormals,
+                                                             output);
     if (Failed(hr)) {
         return hr;
     }
@@ -218,8 +218,8 @@ HRESULT CNimbMeshReader::ReadVertices(CNimbMeshReaderCtx* pCtx, IStream* pStream
     return hr;
 }
 
-HRESULT CNimbMeshReader::ReadCompressedVertices(CNimbMeshReaderCtx* pCtx, IStream* pStream, CStreamingMeshHeader* pHeader,
-                                                INimbBuffer** ppBuffer) {
+HRESULT CNimbMeshReader::ReadCompressedVertices(CNimbMeshReaderCtx* pCtx, IStream* pStream,
+                                                CStreamingMeshHeader* pHeader, INimbBuffer** ppBuffer) {
     NIMB_ASSERT(ppBuffer);
     *ppBuffer = nullptr;
 

@@ -20,7 +20,9 @@ Wire KeyFrame() {
     return Wire()
         .Version(2, 1, 5, 1)
         .Floats({0, 0, 0, 65535, 65535, 65535})
-        .U32(2).U32(0).U32(0)
+        .U32(2)
+        .U32(0)
+        .U32(0)
         .Vertex(100 - 32768, 200 - 32768, 300 - 32768, -32768, 32767)
         .Vertex(1000 - 32768, 2000 - 32768, 3000 - 32768, 0, 1);
 }
@@ -148,8 +150,15 @@ TEST(DeltaVertices, LayoutsOfDeltaFrames) {
 }
 
 TEST(DeltaVertices, StoredNormalsFollowTheDeltas) {
-    const Wire delta = DeltaHeader(3, 0x21).Floats({0, 0, 0, 255, 255, 255}).Bytes({0, 0, 0, 0, 0, 0})
-                           .U16(0).U16(65535).U16(1).U16(2).U16(3).U16(4);
+    const Wire delta = DeltaHeader(3, 0x21)
+                           .Floats({0, 0, 0, 255, 255, 255})
+                           .Bytes({0, 0, 0, 0, 0, 0})
+                           .U16(0)
+                           .U16(65535)
+                           .U16(1)
+                           .U16(2)
+                           .U16(3)
+                           .U16(4);
     Frame frame;
     Reader floats(15);
     ASSERT_EQ(floats.Read(KeyFrame(), &frame), S_OK);
@@ -327,7 +336,8 @@ TEST(GolombVertices, DecodesAndRejects) {
     EXPECT_EQ(FailureOf(section({2, 2, 2}).U32(0).U32(0).U32(0)), "Mesh size doesn't match compressed size");
     EXPECT_EQ(FailureOf(section({32, 4, 4}).U32(0xFFFFFFFF).U32(0).U32(0)), "compressedDataIndex < compressedLen");
     EXPECT_EQ(FailureOf(section({4, 4}).U16(0)), "bytesRead == sizeof(numBits[i])");
-    EXPECT_EQ(FailureOf(DeltaHeader(4).Floats({0, 0, 0, 1, 1, 1}).Bytes({1, 2})), "bytesRead == sizeof(deltaCenter[i])");
+    EXPECT_EQ(FailureOf(DeltaHeader(4).Floats({0, 0, 0, 1, 1, 1}).Bytes({1, 2})),
+              "bytesRead == sizeof(deltaCenter[i])");
     EXPECT_EQ(FailureOf(DeltaHeader(4).Floats({0, 0, 0, 1, 1, 1}).Bytes({1, 2, 3, 4})),
               "bytesRead == sizeof(deltaMedian[i])");
     EXPECT_EQ(FailureOf(DeltaHeader(4).Floats({0, 0, 0, 1, 1}).U16(1)),

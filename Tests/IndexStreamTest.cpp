@@ -59,13 +59,13 @@ TEST(IndexStream, ListDeltasOfEveryWidth) {
     // Widths 1, 2, 3 (control 0b100100), the two upper control bits set; then widths 4, 1, 1.
     const Outcome outcome = Decode(KeyFrame(c_List, 2, 3, 10) += ListSection({
                                        0xE4, 0x80, 0xFF, 0x7F, 0xFF, 0xFF, 0x7F,  //
-                                       0x03, 0x01, 0x00, 0x00, 0x80, 0xFA, 0x00,                //
-                                       0x20, 0x00, 0x00, 0x00, 0x00, 0x80,                      //
+                                       0x03, 0x01, 0x00, 0x00, 0x80, 0xFA, 0x00,  //
+                                       0x20, 0x00, 0x00, 0x00, 0x00, 0x80,        //
                                    }));
     ASSERT_EQ(outcome.hr, S_OK);
     const UINT32 a = 0u - 128u, b = 32767u, c = 8388607u;
-    EXPECT_EQ(outcome.indices, (Indices{a, b, c,                                       //
-                                        a + 0x80000001u, b - 6, c,                     //
+    EXPECT_EQ(outcome.indices, (Indices{a, b, c,                                     //
+                                        a + 0x80000001u, b - 6, c,                   //
                                         a + 0x80000001u, b - 6, c - 8388608u, 0}));  // the tenth index is not covered
 }
 
@@ -91,9 +91,8 @@ TEST(IndexStream, ListsLongerThanTheStagingBuffer) {
 }
 
 TEST(IndexStream, StripDeltasAreBigEndian) {
-    const Outcome outcome =
-        Decode(KeyFrame(c_Strip, 2, 3, 5) +=
-               StripSection({2, 0xFF, 0xFE, 1, 0x80, 4, 0x80, 0, 0, 0, 3, 0x01, 0x02, 0x03, 1, 0x05}));
+    const Outcome outcome = Decode(KeyFrame(c_Strip, 2, 3, 5) += StripSection(
+                                       {2, 0xFF, 0xFE, 1, 0x80, 4, 0x80, 0, 0, 0, 3, 0x01, 0x02, 0x03, 1, 0x05}));
     ASSERT_EQ(outcome.hr, S_OK);
     EXPECT_EQ(outcome.indices, (Indices{0xFFFFFFFE, 0xFFFFFF7E, 0x7FFFFF7E, 0x80010181u, 0x80010186u}));
 }
@@ -156,7 +155,8 @@ TEST(IndexStream, MalformedSections) {
     EXPECT_EQ(Decode(KeyFrame(c_Strip, 2, 1, 1) += StripSection({5, 1, 2, 3, 4, 5})).text, "Incorrect number of bytes");
     EXPECT_EQ(Decode(KeyFrame(c_List, 0, 1, 3)).text, "Unexpected file version");
     EXPECT_EQ(Decode(KeyFrame(c_List, 5, 1, 3)).text, "Unexpected file version");
-    EXPECT_NE(Decode(KeyFrame(c_Strip, 4, 1, 3)).text.find("pHeader->m_Version.v.m_IndexVersion =="), std::string::npos);
+    EXPECT_NE(Decode(KeyFrame(c_Strip, 4, 1, 3)).text.find("pHeader->m_Version.v.m_IndexVersion =="),
+              std::string::npos);
 }
 
 TEST(IndexStream, HostileCountsAreRefused) {
@@ -176,7 +176,8 @@ TEST(IndexStream, HostileCountsAreRefused) {
     header.m_numIndices = 2;
     BYTE room[4];
     const NIMBCORE::CComPtr<IStream> stream = StripSection({1, 1, 1, 1}).Stream();
-    EXPECT_EQ(Nimb::GuardAssertions([&] { return Nimb::DecompressTriangleStrips(stream, &header, room, sizeof(room)); }),
-              E_UNEXPECTED);
+    EXPECT_EQ(
+        Nimb::GuardAssertions([&] { return Nimb::DecompressTriangleStrips(stream, &header, room, sizeof(room)); }),
+        E_UNEXPECTED);
     EXPECT_EQ(AssertionRecorder::Text(), "DecompressTriangleStrips: Buffer overflow!! Unexpected.");
 }

@@ -106,7 +106,8 @@ TEST(MeshHeader, RejectsUnsupportedVersionsWithTheirTexts) {
     };
     for (const auto& c : cases) {
         AssertionRecorder recorder;
-        EXPECT_EQ(ReadHeader(Wire().Version(c.bytes[0], c.bytes[1], c.bytes[2], c.bytes[3]).UnitBox()).hr, E_UNEXPECTED);
+        EXPECT_EQ(ReadHeader(Wire().Version(c.bytes[0], c.bytes[1], c.bytes[2], c.bytes[3]).UnitBox()).hr,
+                  E_UNEXPECTED);
         EXPECT_EQ(AssertionRecorder::Text(), c.text);
     }
 }

@@ -1,5 +1,5 @@
-// Frame assembly: attributes, contexts, temporal frames and their transforms, the quad of empty frames, and what a reader
-// does after a bad frame.
+// Frame assembly: attributes, contexts, temporal frames and their transforms, the quad of empty frames, and what a
+// reader does after a bad frame.
 #include "Tests/Wire.h"
 
 #include <gtest/gtest.h>
@@ -20,7 +20,8 @@ constexpr unsigned c_IdFlag = 0x08;
 Wire KeyTriangle(UINT32 id, unsigned extraFlags = 0) {
     Wire wire = Wire().Version(2, 1 | c_IdFlag | extraFlags, 5, 1).UnitBox().U32(id);
     wire.U32(3).U32(1).U32(3);
-    const Wire vertices = Wire().Vertex(-32768, -32768, 0, -32768, -32768)
+    const Wire vertices = Wire()
+                              .Vertex(-32768, -32768, 0, -32768, -32768)
                               .Vertex(32767, -32768, 0, 32767, -32768)
                               .Vertex(-32768, 32767, 0, -32768, 32767);
     const Wire indices = Wire().U32(0).U32(1).U32(2);
@@ -111,9 +112,9 @@ TEST(MeshReader, MissingPayloadIsAQuad) {
         Frame frame;
         ASSERT_EQ(reader.reader.ReadMesh(nullptr, 777, &frame.vertices, &frame.indices), S_OK);
         EXPECT_EQ(frame.Words(), (std::vector<std::int16_t>{-32768, -32768, 0, 0, -32768, -32768,  //
-                                                            -32768, 32767, 0, 0, -32768, 32767,    //
-                                                            32767, 32767, 0, 0, 32767, 32767,      //
-                                                            32767, -32768, 0, 0, 32767, -32768}));
+                                                            -32768, 32767,  0, 0, -32768, 32767,   //
+                                                            32767,  32767,  0, 0, 32767,  32767,   //
+                                                            32767,  -32768, 0, 0, 32767,  -32768}));
         EXPECT_EQ(frame.Indices(), (std::vector<UINT32>{0, 1, 3, 3, 1, 2, 0, 3, 1, 3, 2, 1}));
         EXPECT_EQ(frame.Attribute(NimbAttrib_FrameId), 1u);
         EXPECT_EQ(frame.Attribute(NimbAttrib_FrameTimestamp), 777u);
@@ -167,7 +168,7 @@ TEST(MeshReader, TemporalFrameMergesSubMeshes) {
     EXPECT_EQ(frame.Indices(), (std::vector<UINT32>{0, 1, 2, 3, 4, 5}));
     const std::vector<float> f = frame.Floats();
     ASSERT_EQ(f.size(), 48u);
-    EXPECT_EQ(f[8 + 6], 1.0f);   // kind 0: u = 1 and v = 0 stay
+    EXPECT_EQ(f[8 + 6], 1.0f);  // kind 0: u = 1 and v = 0 stay
     EXPECT_EQ(f[8 + 7], 0.0f);
     for (std::size_t i = 3; i < 6; ++i) {
         const float u = i == 4 ? 1.0f : 0.0f;

@@ -42,12 +42,32 @@ std::unique_ptr<Decoded> Decode(UINT32 vertexFormat, unsigned flags, UINT32 numV
     return decoded;
 }
 
-Wire PlainRecords() { return Wire().Vertex(-32768, 32767, 0, -32768, 32767).Vertex(32767, 0, -32768, 0, 1); }
+Wire PlainRecords() {
+    return Wire().Vertex(-32768, 32767, 0, -32768, 32767).Vertex(32767, 0, -32768, 0, 1);
+}
 
 Wire NormalRecords() {
     return Wire()
-        .U16(-32768).U16(32767).U16(0).U16(0x7777).U16(0).U16(65535).U16(32768).U16(0x7777).U16(-32768).U16(32767)
-        .U16(32767).U16(0).U16(-32768).U16(0x7777).U16(1).U16(2).U16(3).U16(0x7777).U16(0).U16(1);
+        .U16(-32768)
+        .U16(32767)
+        .U16(0)
+        .U16(0x7777)
+        .U16(0)
+        .U16(65535)
+        .U16(32768)
+        .U16(0x7777)
+        .U16(-32768)
+        .U16(32767)
+        .U16(32767)
+        .U16(0)
+        .U16(-32768)
+        .U16(0x7777)
+        .U16(1)
+        .U16(2)
+        .U16(3)
+        .U16(0x7777)
+        .U16(0)
+        .U16(1);
 }
 
 const float c_HalfZ = 32768.0f / 65535.0f * 6.0f;
@@ -87,8 +107,8 @@ TEST(VertexStream, QuantisedLayouts) {
     EXPECT_EQ(Decode(5, 0x01, 2, PlainRecords())->Words(),
               (Words{-32768, 32767, 0, 0x7777, -32768, 32767, 32767, 0, -32768, 0x7777, 0, 1}));
     EXPECT_EQ(Decode(7, 0x01 | c_StoredNormals, 2, NormalRecords())->Words(),
-              (Words{-32768, 32767, 0, 0x7777, 0, -1, -32768, 0x7777, -32768, 32767,  //
-                     32767, 0, -32768, 0x7777, 1, 2, 3, 0x7777, 0, 1}));
+              (Words{-32768, 32767, 0,      0x7777, 0, -1, -32768, 0x7777, -32768, 32767,  //
+                     32767,  0,     -32768, 0x7777, 1, 2,  3,      0x7777, 0,      1}));
     EXPECT_EQ(Decode(7, 0x01, 2, PlainRecords())->Words(),
               (Words{-32768, 32767, 0, 0, 0, 0, 0, 0, -32768, 32767, 32767, 0, -32768, 0, 0, 0, 0, 0, 0, 1}));
     EXPECT_EQ(Decode(5, 0x01 | c_StoredNormals, 2, NormalRecords())->Words(),
@@ -131,8 +151,8 @@ TEST(VertexStream, MissingRecordsAreZero) {
     }
     const auto decoded = Decode(5, 0x01, 3, wire);
     ASSERT_EQ(decoded->hr, S_OK);
-    EXPECT_EQ(decoded->Words(),
-              (std::vector<std::int16_t>{-32768, 32767, 0, 0x7777, -32768, 32767, 32767, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0}));
+    EXPECT_EQ(decoded->Words(), (std::vector<std::int16_t>{-32768, 32767, 0, 0x7777, -32768, 32767, 32767, 0, 0, 0, 0,
+                                                           0, 0, 0, 0, 0, 0, 0}));
     const auto empty = Decode(13, 0x01, 0, Wire());
     EXPECT_EQ(empty->hr, S_OK);
     EXPECT_TRUE(empty->Floats().empty());
@@ -198,8 +218,11 @@ TEST(VertexStream, EveryQuantisedValueDecodesAsTheDivisionSays) {
 TEST(VertexStream, FlatAndInvertedBoxesStayDefined) {
     const NIMBCORE::CComPtr<INimbBufferAllocator> allocator = new NimbCrossPlatform::BufferAllocator;
     const float infinity = std::numeric_limits<float>::infinity();
-    const float boxes[][6] = {{1, 1, 1, 1, 1, 1}, {3, 3, 3, -3, -3, -3}, {-infinity, 0, 0, infinity, 1, 1},
-                              {NAN, NAN, NAN, NAN, NAN, NAN}, {0, -3e38f, 0, 1e-30f, 3e38f, 3e38f}};
+    const float boxes[][6] = {{1, 1, 1, 1, 1, 1},
+                              {3, 3, 3, -3, -3, -3},
+                              {-infinity, 0, 0, infinity, 1, 1},
+                              {NAN, NAN, NAN, NAN, NAN, NAN},
+                              {0, -3e38f, 0, 1e-30f, 3e38f, 3e38f}};
     for (const auto& box : boxes) {
         for (const UINT32 format : {5u, 7u, 13u, 15u}) {
             NimbTest::Reader reader(format);

@@ -77,7 +77,7 @@ int Run(const Arguments& arguments) {
     } else if (result.problems == 0) {
         std::printf("ok, %zu frames\n", result.frames);
     } else {
-        std::printf("%zu problems, %zu frames\n", result.problems, result.frames);
+        std::printf("%zu problem%s, %zu frames\n", result.problems, result.problems == 1 ? "" : "s", result.frames);
     }
     return result.problems == 0 ? c_ExitOk : c_ExitProblem;
 }
