@@ -1,4 +1,7 @@
 // Wavefront OBJ files and their material libraries.
+//
+// Read here rather than by a library: libraries say that a file is bad but not on which line, and they let NaN through
+// as a coordinate, which no coding of positions can hold.
 #pragma once
 
 #include "Authoring/Source/LoadedMesh.h"

@@ -1,4 +1,7 @@
 // Polygon files: PLY, as text or binary of either byte order.
+//
+// Read here rather than by a library, for the reasons given in ObjFile.h: a bad line, vertex or face is named, and NaN
+// is refused.
 #pragma once
 
 #include "Authoring/Source/LoadedMesh.h"
