@@ -1,31 +1,28 @@
 #!/usr/bin/env python3
-"""Writes the tables of Docs/performance.md from what the benchmark programs leave behind.
+"""Writes the tables of Bench/results.md and Docs/performance.md from what the benchmark programs leave behind.
 
-Each table replaces what stands between its two markers in the page. The time of a benchmark is the best of its
-repetitions, in processor time.
+Each table replaces what stands between its two markers. Bench/results.md has everything; Docs/performance.md has the few
+figures that people look for. The time of a benchmark is the best of its repetitions, in processor time.
 """
 import argparse
 import json
 import pathlib
 
-# Section of the page, and what it is made from.
-PARTS = {
-    "results": "nimb_bench --benchmark_out=FILE (JSON)",
-    "sizes": "nimb_sizes",
-    "player": "nimb_player_bench",
-}
+BENCH = pathlib.Path(__file__).resolve().parent
+RESULTS = BENCH / "results.md"
+SUMMARY = BENCH.parent / "Docs" / "performance.md"
 
-# (what, ours, theirs, least factor: their time over ours)
-GOALS = [
-    ("Key frame, EdgeBreaker indices", "Frame/{}/Key/EdgeBreaker/float", "Peer/{}/DracoDecode/default", 10),
-    ("Delta frame, Golomb", "Frame/{}/Delta/Golomb/float", "Peer/{}/DracoDecode/default", 25),
-    ("Delta frame, Huffman", "Frame/{}/Delta/Huffman/float", "Peer/{}/DracoDecode/default", 25),
-    ("Key frame, list deltas", "Frame/{}/Key/List2/float", "Peer/{}/Memcpy/float/frame", 1 / 3),
-    ("Encoding, mean of a clip", "Encode/Body/Clip/automatic", "Peer/Body/DracoEncode/default", 1),
-    ("Mark: delta frame, plain", "Frame/{}/Delta/Plain/float", "Peer/{}/MeshoptimizerDecode/vertices+indices", 1),
-    ("Mark: delta frame, Golomb", "Frame/{}/Delta/Golomb/float", "Peer/{}/MeshoptimizerDecode/vertices+indices", 1),
-    ("Mark: delta frame, transforms", "Frame/{}/Delta/Transform/float", "Peer/{}/MeshoptimizerDecode/vertices+indices", 1),
-    ("Mark: delta frame, Huffman", "Frame/{}/Delta/Huffman/float", "Peer/{}/MeshoptimizerDecode/vertices+indices", 1),
+# Rows of the summary: what is said, and the benchmark with its figure left open.
+SUMMARY_ROWS = [
+    ("Key frame, EdgeBreaker indices", "Frame/{}/Key/EdgeBreaker/float"),
+    ("Key frame, list deltas", "Frame/{}/Key/List2/float"),
+    ("Delta frame, plain", "Frame/{}/Delta/Plain/float"),
+    ("Delta frame, Golomb", "Frame/{}/Delta/Golomb/float"),
+    ("Delta frame, transforms", "Frame/{}/Delta/Transform/float"),
+    ("Delta frame, Huffman", "Frame/{}/Delta/Huffman/float"),
+    ("Draco", "Peer/{}/DracoDecode/default"),
+    ("meshoptimizer", "Peer/{}/MeshoptimizerDecode/vertices+indices"),
+    ("memcpy of a decoded frame", "Peer/{}/Memcpy/float/frame"),
 ]
 
 
@@ -53,25 +50,34 @@ def subjects(best):
     return list(dict.fromkeys(name.split("/")[1] for name in best))
 
 
-def goal_table(best):
-    yield "| Goal | Figure | Time | Against | Time | Times as fast | Wanted | Met |"
-    yield "|---|---|--:|---|--:|--:|--:|---|"
-    for subject in subjects(best):
-        for what, ours, theirs, least in GOALS:
-            if f"/{subject}/" not in ours.format(subject):
-                continue  # a goal for one figure alone
-            a, b = best.get(ours.format(subject)), best.get(theirs.format(subject))
-            if a is None or b is None:
-                yield f"| {what} | {subject} | not measured | {theirs.format(subject)} | | | {least:.2g} | no |"
-                continue
-            ratio = microseconds(b) / microseconds(a)
-            against = theirs.split("/", 2)[2]
-            yield (f"| {what} | {subject} | {microseconds(a):.1f} µs | {against} | {microseconds(b):.1f} µs "
-                   f"| {factor(ratio)} | {least:.2g} | {'yes' if ratio >= least else '**no**'} |")
+def times_as_fast(run, other):
+    return factor(microseconds(other) / microseconds(run)) if run and other else ""
 
 
-def full_table(best, subject):
-    draco = best.get(f"Peer/{subject}/DracoDecode/default")
+def machine(results):
+    context = results["context"]
+    repetitions = max(run.get("repetitions", 1) for run in results["benchmarks"])
+    return (f"{context['machine']}, {context['num_cpus']} cores of {context['mhz_per_cpu'] / 1000:.1f} GHz, "
+            f"{context['compiler']}, one core used, best of {repetitions}.")
+
+
+def speed_summary(results):
+    best = best_runs(results)
+    yield machine(results)
+    yield ""
+    yield "| | " + " | ".join(f"{subject}, µs a frame | Bytes | × Draco" for subject in subjects(best)) + " |"
+    yield "|---|" + "--:|--:|--:|" * len(subjects(best))
+    for what, name in SUMMARY_ROWS:
+        cells = [what]
+        for subject in subjects(best):
+            run = best.get(name.format(subject))
+            draco = best.get(f"Peer/{subject}/DracoDecode/default")
+            cells += [f"{microseconds(run):.1f}", f"{run['encoded']:,.0f}"] if run else ["", ""]
+            cells.append("" if "/Memcpy/" in name else times_as_fast(run, draco))
+        yield "| " + " | ".join(cells) + " |"
+
+
+def speed_of(best, subject):
     meshoptimizer = best.get(f"Peer/{subject}/MeshoptimizerDecode/vertices+indices")
     memcpy = best.get(f"Peer/{subject}/Memcpy/float/frame")
     yield "| Benchmark | Time | Elements/s | Output | Encoded | Error | × Draco default | × meshoptimizer | × memcpy rate |"
@@ -80,59 +86,67 @@ def full_table(best, subject):
         group, of, rest = name.split("/", 2)
         if of != subject:
             continue
-        whole = group == "Frame" or rest.startswith("DracoDecode/") or rest.endswith("/vertices+indices")
-        time = microseconds(run)
-        # Only what yields the same thing, a decoded frame, is comparable in time; output rates are always comparable.
-        against_draco = factor(microseconds(draco) / time) if whole and draco else ""
-        against_meshoptimizer = factor(microseconds(meshoptimizer) / time) if whole and meshoptimizer else ""
-        error = f"{run['error']:.2f}" if "error" in run else ""
+        # Only what yields the same thing, a decoded frame or an encoded one, is comparable in time; output rates are
+        # always comparable.
+        encodes = group == "Encode" or rest.startswith("DracoEncode/")
+        decodes = group == "Frame" or rest.startswith("DracoDecode/") or rest.endswith("/vertices+indices")
+        draco = best.get(f"Peer/{subject}/Draco{'Encode' if encodes else 'Decode'}/default")
+        against_draco = times_as_fast(run, draco) if encodes or decodes else ""
+        against_meshoptimizer = times_as_fast(run, meshoptimizer) if decodes else ""
         against_memcpy = f"{run['bytes_per_second'] / memcpy['bytes_per_second']:.3f}" if memcpy else ""
-        yield (f"| {group}/{rest} | {time:.1f} µs | {run['items_per_second'] / 1e6:.1f} M "
+        error = f"{run['error']:.2f}" if "error" in run else ""
+        yield (f"| {group}/{rest} | {microseconds(run):.1f} µs | {run['items_per_second'] / 1e6:.1f} M "
                f"| {run['bytes_per_second'] / 1e9:.2f} GB/s | {run['encoded']:,.0f} B "
-               f"| {error} "
-               f"| {against_draco} | {against_meshoptimizer} | {against_memcpy} |")
+               f"| {error} | {against_draco} | {against_meshoptimizer} | {against_memcpy} |")
 
 
-def tables(results):
+def speed(results):
     best = best_runs(results)
-    context = results["context"]
-    repetitions = max(run.get("repetitions", 1) for run in results["benchmarks"])
-    yield (f"{context['machine']}, {context['num_cpus']} cores of {context['mhz_per_cpu'] / 1000:.1f} GHz, "
-           f"{context['compiler']}, one core used, best of {repetitions}.")
-    yield ""
-    yield from goal_table(best)
+    yield machine(results)
     for subject in subjects(best):
         yield ""
-        yield f"### {subject}: {context[subject]}"
+        yield f"### {subject}: {results['context'][subject]}"
         yield ""
-        yield from full_table(best, subject)
+        yield from speed_of(best, subject)
 
 
-def replace_between(page, begin, end, text):
-    before, rest = page.split(begin)
-    return f"{before}{begin}\n{text.strip()}\n{end}{rest.split(end)[1]}"
+def sizes_summary(text):
+    """The second table of each figure that nimb_sizes prints, side by side."""
+    names, rows = [], {}
+    for line in text.splitlines():
+        cells = [cell.strip() for cell in line.strip("|").split("|")]
+        if line.startswith("### "):
+            names.append(line[4:].split(":")[0])
+        elif cells[0] in ("Automatic", "Draco", "meshoptimizer"):
+            rows.setdefault(cells[0], []).extend(cells[1:])
+    yield "| | " + " | ".join(f"{name}, bytes a frame | Share of Draco's | Encoding, ms a frame" for name in names) + " |"
+    yield "|---|" + "--:|--:|--:|" * len(names)
+    for what, cells in rows.items():
+        yield "| " + " | ".join([what, *cells]) + " |"
+
+
+def replace_table(path, name, text):
+    begin, end = f"<!-- {name} -->", f"<!-- end of {name} -->"
+    before, rest = path.read_text(encoding="utf-8").split(begin)
+    path.write_text(f"{before}{begin}\n{text.strip()}\n{end}{rest.split(end)[1]}", encoding="utf-8")
 
 
 def main():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
-    parser.add_argument("page", help="the page to rewrite, or - to print the tables")
-    for section, program in PARTS.items():
-        parser.add_argument(f"--{section}", metavar="FILE", help=f"output of {program}")
+    parser.add_argument("--speed", metavar="FILE", help="output of nimb_bench --benchmark_out=FILE (JSON)")
+    parser.add_argument("--sizes", metavar="FILE", help="output of nimb_sizes")
+    parser.add_argument("--player", metavar="FILE", help="output of nimb_player_bench")
     arguments = parser.parse_args()
-    page = "" if arguments.page == "-" else pathlib.Path(arguments.page).read_text(encoding="utf-8")
-    for section in PARTS:
-        path = getattr(arguments, section)
-        if path is None:
-            continue
-        text = pathlib.Path(path).read_text(encoding="utf-8")
-        if section == "results":
-            text = "\n".join(tables(json.loads(text)))
-        if page:
-            page = replace_between(page, f"<!-- {section} -->", f"<!-- end of {section} -->", text)
-        else:
-            print(text)
-    if page:
-        pathlib.Path(arguments.page).write_text(page, encoding="utf-8")
+    if arguments.speed:
+        results = json.loads(pathlib.Path(arguments.speed).read_text(encoding="utf-8"))
+        replace_table(RESULTS, "speed", "\n".join(speed(results)))
+        replace_table(SUMMARY, "speed", "\n".join(speed_summary(results)))
+    if arguments.sizes:
+        text = pathlib.Path(arguments.sizes).read_text(encoding="utf-8")
+        replace_table(RESULTS, "sizes", text)
+        replace_table(SUMMARY, "sizes", "\n".join(sizes_summary(text)))
+    if arguments.player:
+        replace_table(SUMMARY, "player", pathlib.Path(arguments.player).read_text(encoding="utf-8"))
 
 
 if __name__ == "__main__":
