@@ -49,19 +49,23 @@ void QuorObject::OnUnityRender(EGLContext unityContext) {
         NIMB_LOG_INFO("[%i] OnUnityRender: state = %i, bailing", m_id, m_state.load());
         return;
     }
+    // To the end of the event: the codec lives until its frame is released.
+    const std::lock_guard<std::mutex> lock(m_RenderMutex);
+    if (m_RenderCodec == ML_INVALID_HANDLE) {
+        return;
+    }
     if (!TakeOne(m_framesAvailable)) {
         m_MeshFrames.DropPassed(m_textureFrameNumber);  // meshes that came too late for their textures
         return;
     }
-    const MLHandle codec = m_videoCodec;
-    const AcquiredFrame acquired(codec);
+    const AcquiredFrame acquired(m_RenderCodec);
     if (!acquired) {
         NIMB_LOG_INFO("[%i] OnUnityRender: MLMediaCodecAcquireNextAvailableFrame failed", m_id);
         m_MeshFrames.DropFirst();  // its texture was announced and is gone
         return;
     }
     std::uint64_t number = 0;
-    if (MLMediaCodecGetFrameNumber(codec, &number) != MLResult_Ok) {
+    if (MLMediaCodecGetFrameNumber(m_RenderCodec, &number) != MLResult_Ok) {
         NIMB_LOG_INFO("[%i] OnUnityRender: MLMediaCodecGetFrameNumber failed", m_id);
         return;
     }

@@ -142,6 +142,7 @@ bool QuorObject::ConfigureVideoTrack(MLHandle format, std::size_t index, const c
     MLMediaFormatGetKeyValueInt32(format, MLMediaFormat_Key_Height, &m_textureHeight);
     MLMediaExtractorSelectTrack(m_extractor, index);
 
+    WithdrawVideoCodec();
     ReleaseCodec(m_videoCodec, m_VideoWorker);  // of an earlier video track: the last one counts
     MLHandle codec = ML_INVALID_HANDLE;
     MLResult result = MLMediaCodecCreateCodec(MLMediaCodecCreation_ByType, MLMediaCodecType_Decoder, mime, &codec);
@@ -172,12 +173,14 @@ bool QuorObject::ConfigureVideoTrack(MLHandle format, std::size_t index, const c
         NIMB_LOG_ERROR("[%i] MLMediaCodecStart (video) = %i", m_id, result);
         return false;
     }
-    m_textureFrameNumber = -1;
     m_MeshFrames.BeginFile();
     m_Clock.Restart();
     m_renderStart = -1;
     m_EndReported = false;
     m_videoOutputEOS = false;
+    const std::lock_guard<std::mutex> lock(m_RenderMutex);
+    m_textureFrameNumber = -1;
+    m_RenderCodec = codec;
     return true;
 }
 
@@ -235,6 +238,7 @@ bool QuorObject::Close() {
 void QuorObject::ReleaseMedia() {
     m_PlaybackWorker.RequestSleep();
     m_Abandon = true;
+    WithdrawVideoCodec();
     ClearMeshFrames();
     WaitForPlaybackSleep();
     const MLHandle extractor = m_extractor.exchange(ML_INVALID_HANDLE);
@@ -252,6 +256,12 @@ void QuorObject::ReleaseMedia() {
     ClearMeshFrames();
 }
 
+/// From here on render events find no codec. Waits for the one that holds a frame of it.
+void QuorObject::WithdrawVideoCodec() {
+    const std::lock_guard<std::mutex> lock(m_RenderMutex);
+    m_RenderCodec = ML_INVALID_HANDLE;
+}
+
 /// The audio thread sleeps.
 void QuorObject::ReleaseSound() {
     const MLHandle sound = m_sound.exchange(ML_INVALID_HANDLE);
@@ -263,7 +273,8 @@ void QuorObject::ReleaseSound() {
     }
 }
 
-/// Flush, stop, wait, destroy. `worker` drains the codec's output and may be waiting in it.
+/// Flush, stop, wait, destroy. `worker` drains the codec's output and may be waiting in it. The video codec has been
+/// withdrawn from render events before.
 void QuorObject::ReleaseCodec(std::atomic<MLHandle>& codec, Worker& worker) {
     if (codec == ML_INVALID_HANDLE) {
         return;

@@ -7,8 +7,9 @@
 //   mesh thread      runs the tasks: sample -> payload -> MeshFrame -> frame queue
 //   video thread     releases decoded video to the codec's surface at the clock's pace
 //   audio thread     copies decoded audio into the sound's output stream
-// The members below are grouped by what guards them. Locks are held one at a time, except those inside FrameQueue; the
-// feed mutex is held across a wait for a slot, which its holder abandons when m_Abandon is set.
+// The members below are grouped by what guards them. Locks are held one at a time, with three exceptions: those inside
+// FrameQueue; the feed mutex, held across a wait for a slot, which its holder abandons when m_Abandon is set; and the
+// render mutex, which a render event holds around all others that it takes, and the script thread around none.
 #pragma once
 
 #include "NimbCore/NimbComPtr.h"
@@ -80,6 +81,7 @@ private:
     bool ConfigureAudioTrack(MLHandle format, std::size_t index, const char* mime);
     void StartWorkers();
     void ReleaseMedia();
+    void WithdrawVideoCodec();
     void ReleaseCodec(std::atomic<MLHandle>& codec, Worker& worker);
     void ReleaseSound();
     void WaitForPlaybackSleep();
@@ -137,7 +139,8 @@ private:
     std::int32_t m_textureWidth = 0;
     std::int32_t m_textureHeight = 0;
 
-    // Platform handles: made and destroyed by the script thread, used by all. A stale one is refused by the platform.
+    // Platform handles: made and destroyed by the script thread, used by it and by the workers. A stale one is refused
+    // by the platform.
     std::atomic<MLHandle> m_extractor{ML_INVALID_HANDLE};
     std::atomic<MLHandle> m_videoCodec{ML_INVALID_HANDLE};
     std::atomic<MLHandle> m_audioCodec{ML_INVALID_HANDLE};
@@ -152,8 +155,7 @@ private:
     std::atomic<bool> m_computeNormals{true};
     std::atomic<bool> m_Abandon{false};          // Rewind or Close waits for the workers: give up what you wait for
     std::atomic<std::int64_t> m_renderStart{0};  // monotonic nanoseconds at which time zero is shown; -1: not yet known
-    std::atomic<std::uint32_t> m_framesAvailable{0};     // rendered texture frames not yet taken
-    std::atomic<std::int64_t> m_textureFrameNumber{-1};  // of the texture frame last taken by the render thread
+    std::atomic<std::uint32_t> m_framesAvailable{0};  // rendered texture frames not yet taken
 
     // Locked by themselves.
     PlaybackClock m_Clock;
@@ -163,6 +165,14 @@ private:
     // Held by the playback thread from an input buffer in hand to its being queued. Flushes from other threads take it,
     // so that a sample goes to codec and mesh thread, or to neither: their frame numbers depend on it.
     std::mutex m_FeedMutex;
+
+    // The video codec as render events know it. An event holds the mutex from before it acquires a frame until it has
+    // released it; whoever is about to destroy the codec takes it away here first, and so waits for the event. The
+    // frame queue turns to another file only while there is no codec here: number and meshes of an event are of one
+    // file.
+    std::mutex m_RenderMutex;                    // guards the next two
+    MLHandle m_RenderCodec = ML_INVALID_HANDLE;  // m_videoCodec, or none while a file is opened or closed
+    std::int64_t m_textureFrameNumber = -1;      // of the texture frame last taken
 
     // The engine's objects, under m_UnityMutex.
     struct UnityBuffers {

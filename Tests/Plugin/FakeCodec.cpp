@@ -103,6 +103,9 @@ public:
         m_Changed.notify_all();
         m_Thread.join();
         const Lock lock(m_Mutex);
+        if (!m_Acquired.empty()) {
+            Fake::CountCodecDestroyedUnderAFrame();
+        }
         for (const MLHandle frame : std::exchange(m_Acquired, {})) {
             HandleTable::Instance().Remove<NativeBuffer>(frame);
         }
@@ -382,6 +385,7 @@ std::optional<std::uint32_t> Fake::PictureOf(MLHandle nativeBuffer) {
 
 MLResult MLMediaCodecCreateCodec(MLMediaCodecCreation creation, MLMediaCodecType type, const char* name,
                                  MLHandle* out) {
+    const Fake::Inside inside;
     const Media media = std::strncmp(name, "audio/", 6) == 0 ? Media::Audio : Media::Video;
     if (const auto scripted = Enter(__func__, media)) {
         return *scripted;
@@ -404,6 +408,7 @@ MLResult MLMediaCodecSetSurfaceHint(MLHandle handle, MLMediaCodecSurfaceHint hin
 }
 
 MLResult MLMediaCodecConfigure(MLHandle handle, MLHandle format, MLHandle crypto) {
+    const Fake::Inside inside;
     const auto track = HandleTable::Instance().Find<Fake::Format>(format);
     return With<Codec>(__func__, handle, [&](Codec& codec) {
         return track != nullptr && crypto == 0 ? codec.Configure(track->m_LargestSample)
@@ -424,6 +429,7 @@ MLResult MLMediaCodecFlush(MLHandle handle) {
 }
 
 MLResult MLMediaCodecDestroy(MLHandle handle) {
+    const Fake::Inside inside;
     const auto codec = HandleTable::Instance().Remove<Codec>(handle);
     if (codec == nullptr) {
         return MLResult_InvalidParam;

@@ -45,6 +45,7 @@ public:
 }  // namespace
 
 MLResult MLMediaExtractorCreate(MLHandle* out) {
+    const Fake::Inside inside;
     if (const auto scripted = Enter(__func__)) {
         return *scripted;
     }

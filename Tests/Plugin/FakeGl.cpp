@@ -63,11 +63,13 @@ public:
     explicit operator bool() const { return t_Context != EGL_NO_CONTEXT; }
 
 private:
+    Fake::Inside m_Inside;
     std::lock_guard<std::mutex> m_Lock;
 };
 
 /// A constant of GL, as headers have it.
 std::string Hex(GLenum value) {
+    const Fake::Inside inside;
     std::ostringstream text;
     text << std::hex << value;
     return text.str();

@@ -71,6 +71,7 @@ public:
 /// Runs `operation` on the object of type T under the handle, unless the script or a dead handle is against it.
 template <class T, class Operation>
 MLResult With(const char* function, MLHandle handle, Operation&& operation) {
+    const Inside inside;
     const auto object = HandleTable::Instance().Find<T>(handle);
     if (object == nullptr) {
         return MLResult_InvalidParam;
@@ -92,6 +93,7 @@ MLResult WithLocked(const char* function, MLHandle handle, Operation&& operation
 
 template <class T>
 MLResult Destroy(const char* function, MLHandle handle) {
+    const Inside inside;
     Enter(function);
     return HandleTable::Instance().Remove<T>(handle) != nullptr ? MLResult_Ok : MLResult_InvalidParam;
 }

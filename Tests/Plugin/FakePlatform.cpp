@@ -3,6 +3,7 @@
 
 #include "FakeHandles.h"
 
+#include <algorithm>
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
@@ -29,6 +30,9 @@ struct State {
     std::map<std::string, Rule> rules;
     std::map<std::string, Refusal> refusals;
     std::map<std::string, int> calls;
+    std::map<std::string, std::function<void()>> hooks;
+    std::map<std::string, std::function<void()>> lineHooks;
+    std::atomic<int> codecsDestroyedUnderAFrame{0};
 
     bool chaos = false;
     std::minstd_rand random;
@@ -68,6 +72,19 @@ bool MayFailAtRandom(const std::string& function) {
     return true;
 }
 
+/// The hook of the first entry that `matches`, which is gone then; none does nothing.
+template <class Matches>
+std::function<void()> TakeHook(std::map<std::string, std::function<void()>>& hooks, Matches&& matches) {
+    for (auto it = hooks.begin(); it != hooks.end(); ++it) {
+        if (matches(it->first)) {
+            std::function<void()> hook = std::move(it->second);
+            hooks.erase(it);
+            return hook;
+        }
+    }
+    return [] {};
+}
+
 std::optional<MLResult> ApplyRule(State& state, const std::string& call) {
     const auto it = state.rules.find(call);
     if (it == state.rules.end() || it->second.skip-- > 0 || it->second.times-- <= 0) {
@@ -77,6 +94,8 @@ std::optional<MLResult> ApplyRule(State& state, const std::string& call) {
 }
 
 }  // namespace
+
+thread_local int Inside::s_Depth = 0;
 
 Bytes MakeVideoSample(std::uint32_t picture, const Bytes& meshUnit) {
     Bytes sample{0, 0, 0, 1, 0x65};
@@ -101,6 +120,9 @@ void Reset() {
         state.refusals.clear();
         state.calls.clear();
         state.clips.clear();
+        state.hooks.clear();
+        state.lineHooks.clear();
+        state.codecsDestroyedUnderAFrame = 0;
         state.chaos = false;
     }
     Script& script = TheScript();
@@ -140,6 +162,16 @@ void Refuse(const std::string& call, std::int64_t status, int times) {
     TheState().refusals[call] = {status, times};
 }
 
+void At(const std::string& call, std::function<void()> hook) {
+    const std::lock_guard<std::mutex> lock(TheState().mutex);
+    TheState().hooks[call] = std::move(hook);
+}
+
+void AtLine(const std::string& part, std::function<void()> hook) {
+    const std::lock_guard<std::mutex> lock(TheState().mutex);
+    TheState().lineHooks[part] = std::move(hook);
+}
+
 std::mutex& PictureGate() {
     static std::mutex gate;
     return gate;
@@ -163,10 +195,15 @@ void StopChaos() {
 std::optional<MLResult> Enter(const char* function, Media media) {
     State& state = TheState();
     std::optional<MLResult> result;
+    std::function<void()> hook;
     std::chrono::microseconds delay{0};
     {
         const std::lock_guard<std::mutex> lock(state.mutex);
-        for (const std::string& name : Names(function, media)) {
+        const std::vector<std::string> names = Names(function, media);
+        hook = TakeHook(state.hooks, [&names](const std::string& call) {
+            return std::find(names.begin(), names.end(), call) != names.end();
+        });
+        for (const std::string& name : names) {
             ++state.calls[name];
             if (!result) {
                 result = ApplyRule(state, name);
@@ -182,6 +219,7 @@ std::optional<MLResult> Enter(const char* function, Media media) {
             }
         }
     }
+    hook();
     if (delay.count() > 0) {
         std::this_thread::sleep_for(delay);  // being late is what was asked for
     }
@@ -204,6 +242,14 @@ std::optional<std::int64_t> TakeRefusal(const char* function, Media media) {
 int Calls(const std::string& call) {
     const std::lock_guard<std::mutex> lock(TheState().mutex);
     return TheState().calls[call];
+}
+
+int CodecsDestroyedUnderAFrame() {
+    return TheState().codecsDestroyedUnderAFrame;
+}
+
+void CountCodecDestroyedUnderAFrame() {
+    ++TheState().codecsDestroyedUnderAFrame;
 }
 
 std::vector<LogLine> Log() {
@@ -272,15 +318,25 @@ bool MLLoggingLogLevelIsEnabled(MLLogLevel level) {
 }
 
 void MLLoggingLogVargs(MLLogLevel level, const char* tag, const char* fmt, ...) {
+    const Fake::Inside inside;
     char text[2048];
     va_list arguments;
     va_start(arguments, fmt);
     std::vsnprintf(text, sizeof(text), fmt, arguments);
     va_end(arguments);
     Fake::State& state = Fake::TheState();
-    const std::lock_guard<std::mutex> lock(state.logMutex);
-    state.otherTags += std::strcmp(tag, "NimbUnityPlugin") == 0 ? 0 : 1;
-    if (state.keepLog) {
-        state.log.push_back({level, text});
+    {
+        const std::lock_guard<std::mutex> lock(state.logMutex);
+        state.otherTags += std::strcmp(tag, "NimbUnityPlugin") == 0 ? 0 : 1;
+        if (state.keepLog) {
+            state.log.push_back({level, text});
+        }
     }
+    std::function<void()> hook;
+    {
+        const std::lock_guard<std::mutex> lock(state.mutex);
+        hook = Fake::TakeHook(state.lineHooks,
+                              [&text](const std::string& part) { return std::strstr(text, part.c_str()) != nullptr; });
+    }
+    hook();
 }

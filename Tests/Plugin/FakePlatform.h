@@ -12,6 +12,7 @@
 #include <chrono>
 #include <climits>
 #include <cstdint>
+#include <functional>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -55,6 +56,12 @@ void Fail(const std::string& call, MLResult result, int skip = 0, int times = IN
 /// A dequeue succeeds with `status` in place of an index.
 void Refuse(const std::string& call, std::int64_t status, int times);
 
+/// Runs `hook` when the call is made next, once, on the calling thread and before the call does anything.
+void At(const std::string& call, std::function<void()> hook);
+
+/// The same when a line with `part` in it is logged next.
+void AtLine(const std::string& part, std::function<void()> hook);
+
 /// What has no call of its own. Everything is off after Reset.
 struct Script {
     std::atomic<bool> holdVideoInput{false};   ///< no input buffer becomes free
@@ -96,6 +103,7 @@ enum class Kind { Extractor, Format, Codec, NativeBuffer, Sound };
 int Live(Kind kind);
 int LiveHandles();
 int Calls(const std::string& call);
+int CodecsDestroyedUnderAFrame();  ///< while a frame of theirs was acquired and not released
 
 Bytes PlayedSound();  ///< all bytes that sounds were handed, in order
 void ForgetPlayedSound();
@@ -106,11 +114,27 @@ float Pitch();
 
 enum class Media { None, Video, Audio };
 
+/// While one lives, its thread is inside the platform, and what happens there is not the player's doing.
+class Inside {
+public:
+    Inside() { ++s_Depth; }
+    ~Inside() { --s_Depth; }
+    Inside(const Inside&) = delete;
+    Inside& operator=(const Inside&) = delete;
+
+    static bool Any() { return s_Depth > 0; }
+
+private:
+    static thread_local int s_Depth;
+};
+
 /// Counts a call and lets the script have its way with it. A value: return that.
 std::optional<MLResult> Enter(const char* function, Media media = Media::None);
 
 /// A status to return in the index of a dequeue.
 std::optional<std::int64_t> TakeRefusal(const char* function, Media media);
+
+void CountCodecDestroyedUnderAFrame();
 
 /// The picture in a native buffer that is acquired, or nothing.
 std::optional<std::uint32_t> PictureOf(MLHandle nativeBuffer);

@@ -59,6 +59,7 @@ float Pitch() {
 
 MLResult MLAudioCreateSoundWithOutputStream(const MLAudioBufferFormat* format, uint32_t size, MLAudioBufferCallback,
                                             void*, MLHandle* out) {
+    const Fake::Inside inside;
     if (const auto scripted = Enter(__func__)) {
         return *scripted;
     }

@@ -148,13 +148,15 @@ void Screen::HandOver() {
 }
 
 void Screen::Render() {
-    {
-        // The mesh of a picture is on its way before the picture is: with all of them decoded and no further picture
-        // coming, the event finds the mesh of whichever picture it takes.
-        const std::lock_guard<std::mutex> noPicture(Fake::PictureGate());
-        EXPECT_TRUE(AwaitMeshes(m_Player.Id()));
-        OnUnityRenderModeEvent(m_Player.Id());
-    }
+    // The mesh of a picture is on its way before the picture is: with all of them decoded and no further picture
+    // coming, the event finds the mesh of whichever picture it takes.
+    const std::lock_guard<std::mutex> noPicture(Fake::PictureGate());
+    EXPECT_TRUE(AwaitMeshes(m_Player.Id()));
+    Event();
+}
+
+void Screen::Event() {
+    OnUnityRenderModeEvent(m_Player.Id());
     const std::pair<std::int64_t, std::int64_t> now(Picture(), Mesh());
     if (now.first >= 0 && (shown.empty() || shown.back() != now)) {
         shown.push_back(now);
@@ -191,6 +193,8 @@ void PluginFixture::TearDown() {
         EXPECT_EQ(Fake::Live(kind), 0) << "handles of kind " << static_cast<int>(kind) << " were left behind";
     }
     EXPECT_EQ(FakeGl::LiveImages(), 0);
+    EXPECT_EQ(FakeGl::ImagesOfReleasedBuffers(), 0);
+    EXPECT_EQ(Fake::CodecsDestroyedUnderAFrame(), 0);
     EXPECT_EQ(Fake::LinesOfOtherTags(), 0);
     for (const std::string& file : TemporaryFiles()) {
         std::remove(file.c_str());

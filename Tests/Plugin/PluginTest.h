@@ -8,7 +8,10 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <chrono>
+#include <functional>
+#include <memory>
 #include <set>
 #include <string>
 #include <thread>
@@ -121,6 +124,9 @@ public:
     /// their pictures; the fake has none, so the event waits for the meshes of all pictures that it could show.
     void Render();
 
+    /// The same without waiting: it finds the meshes that are there.
+    void Event();
+
     template <class Condition>
     bool RenderUntil(Condition&& condition, std::chrono::milliseconds limit = std::chrono::seconds(10)) {
         return WaitFor(
@@ -146,6 +152,31 @@ public:
 
 private:
     Player& m_Player;
+};
+
+/// Where a hook of the platform stops a thread until it is let go.
+class Halt {
+public:
+    ~Halt() { LetGo(); }
+
+    /// For Fake::At and Fake::AtLine.
+    std::function<void()> Hook() {
+        return [state = m_State] {
+            state->reached = true;
+            WaitFor([&state] { return state->letGo.load(); });
+        };
+    }
+    bool IsReached() const {
+        return WaitFor([this] { return m_State->reached.load(); });
+    }
+    void LetGo() { m_State->letGo = true; }
+
+private:
+    struct State {
+        std::atomic<bool> reached{false};
+        std::atomic<bool> letGo{false};
+    };
+    std::shared_ptr<State> m_State = std::make_shared<State>();
 };
 
 /// A player with its screen, which plays a clip from the start.
