@@ -486,12 +486,14 @@ TEST_F(PipelineTest, AFrameThatCannotBeAcquiredIsLost) {
     EXPECT_EQ(Fake::Live(Fake::Kind::NativeBuffer), 0);
 
     // More in a row than there are slots, which the meshes of these frames must not keep.
-    Fake::Fail("MLMediaCodecAcquireNextAvailableFrame", MLResult_UnspecifiedFailure, 0, 10);
-    ASSERT_TRUE(player.Rewind());
-    ASSERT_TRUE(player.Play());
-    EXPECT_TRUE(playback.Until([&] {
-        return player.Logged(MLLogLevel_Info, "OnUnityRender: MLMediaCodecAcquireNextAvailableFrame failed") == 10;
-    }));
+    for (const std::string call : {"MLMediaCodecAcquireNextAvailableFrame", "MLMediaCodecGetFrameNumber"}) {
+        Fake::ClearLog();
+        Fake::Fail(call, MLResult_UnspecifiedFailure, 0, 10);
+        ASSERT_TRUE(player.Rewind());
+        ASSERT_TRUE(player.Play());
+        EXPECT_TRUE(
+            playback.Until([&] { return player.Logged(MLLogLevel_Info, "OnUnityRender: " + call + " failed") == 10; }));
+    }
 }
 
 // ---- Unusual files ----
