@@ -92,8 +92,8 @@ enum {
 NIMB_API int CreateQuorObject(void);
 /* Ends the player's threads and forgets it. Issue no more render events for the id. 0: no such player. */
 NIMB_API uint8_t DestroyQuorObject(int id);
-/* Opens a file (`path` is a path or URI as the platform's extractor takes it, UTF-8), closing one that is open. 0: no
- * such player, or the file cannot be opened; the log says why, and the next Open works. */
+/* Opens a file (`path` is a path, or a "file:" URI with percent escapes, UTF-8), closing one that is open. 0: no such
+ * player, or the file cannot be opened; the log says why, and the next Open works. */
 NIMB_API uint8_t OpenQuorObject(int id, const char* path, const NimbOpenInfo* info);
 NIMB_API uint8_t CloseQuorObject(int id);
 /* From Opened, Paused or Closed. */

@@ -1,4 +1,5 @@
 // Opening a file: its tail, its tracks, the workers. Closing it: everything in reverse, whatever the workers are doing.
+#include "Nimb/FileUri.h"
 #include "NimbUnityPluginML/Log.h"
 #include "NimbUnityPluginML/QuorObject.h"
 
@@ -52,14 +53,13 @@ bool QuorObject::Open(const char* path, const NimbOpenInfo* info) {
     m_openInfo = *info;
 
     NIMB_LOG_INFO("[%i] Opening file with absolute path", m_id);
-    constexpr char scheme[] = "file://";
-    std::FILE* const file = std::fopen(BeginsWith(path, scheme) ? path + std::strlen(scheme) : path, "rb");
+    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(Nimb::PathOfUri(path).c_str(), "rb"),
+                                                               &std::fclose);
     if (file == nullptr) {
         NIMB_LOG_ERROR("[%i] failed to open file", m_id);
         return false;
     }
-    ReadFileTail(file);
-    std::fclose(file);
+    ReadFileTail(file.get());
 
     if (!OpenMedia(path)) {
         // The state stays as it was, and so that the next Open finds nothing in its way, what was made goes again.

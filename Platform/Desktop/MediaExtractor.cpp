@@ -1,10 +1,10 @@
 // The extractor over libavformat's MP4 reader.
 #include "MediaExtractor.h"
 
-#include "FileUri.h"
 #include "IndexBox.h"
 #include "Log.h"
 #include "MimeTypes.h"
+#include "Nimb/FileUri.h"
 
 #include <ml_media_format.h>
 
@@ -132,7 +132,7 @@ MediaExtractor::Track MediaExtractor::OpenTrack(AVStream* stream) {
 MLResult MediaExtractor::SetDataSource(const std::string& uri) {
     const std::lock_guard<std::mutex> lock(m_Mutex);
     RouteAvLog();
-    const std::string path = PathOfUri(uri);
+    const std::string path = Nimb::PathOfUri(uri);
     if (path.empty()) {
         NIMB_PLATFORM_LOG(MLLogLevel_Warning, "not a path or a file URI: %s", uri.c_str());
         return MLResult_UnspecifiedFailure;

@@ -170,8 +170,9 @@ TEST(DesktopExtractor, RefusesWhatIsNoClipAndThenOpensOne) {
     WriteFile(empty, {}, 0);
     WriteFile(text, std::vector<uint8_t>(5000, 'x'), 5000);
     Extractor extractor;
-    for (const std::string& path : {empty, text, TemporaryPath("missing.mp4"), TemporaryPath(""), std::string(),
-                                    std::string("http://localhost/x.mp4"), std::string("file://elsewhere/x.mp4")}) {
+    for (const std::string& path :
+         {empty, text, TemporaryPath("missing.mp4"), TemporaryPath(""), std::string(), "http://localhost" + clip.path,
+          "file://elsewhere" + clip.path, "file://" + clip.path + "%00"}) {
         EXPECT_EQ(extractor.Open(path), MLResult_UnspecifiedFailure) << path;
         uint64_t count = 7;
         EXPECT_EQ(MLMediaExtractorGetTrackCount(extractor, &count), MLResult_Ok);
