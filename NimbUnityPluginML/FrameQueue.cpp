@@ -1,5 +1,6 @@
 #include "NimbUnityPluginML/FrameQueue.h"
 
+#include <algorithm>
 #include <chrono>
 #include <utility>
 
@@ -15,18 +16,22 @@ std::uint64_t Ahead(const MeshFrame& frame, std::int64_t textureFrameNumber) {
 
 }  // namespace
 
-bool FrameQueue::TakeSlot(const std::function<bool()>& cancelled) {
+bool FrameQueue::TakeSlot(const std::function<bool()>& cancelled, const std::function<void()>& stillWaiting) {
     constexpr std::chrono::milliseconds slice{20};
     std::unique_lock<std::mutex> lock(m_SlotsMutex);
-    bool isFree = false;
-    while (!isFree) {
-        isFree = m_SlotsChanged.wait_for(lock, slice, [this] { return m_freeMeshSlots > 0; });
+    for (;;) {
+        const bool isFree = m_SlotsChanged.wait_for(lock, slice, [this] { return m_freeMeshSlots > 0; });
         if (cancelled()) {
             return false;  // also when it was the canceller who made a slot free
         }
+        if (isFree) {
+            --m_freeMeshSlots;
+            return true;
+        }
+        lock.unlock();
+        stillWaiting();
+        lock.lock();
     }
-    --m_freeMeshSlots;
-    return true;
 }
 
 void FrameQueue::ReturnSlots(std::int32_t count) {
@@ -47,6 +52,9 @@ std::optional<std::int64_t> FrameQueue::TakeNumber(Ticket ticket) {
     if (ticket.file != m_Ticket.file) {
         return std::nullopt;
     }
+    if (IsCurrentLocked(ticket)) {
+        m_FirstOfPass = std::min(m_FirstOfPass, m_meshFrameCounter);
+    }
     return m_meshFrameCounter++;
 }
 
@@ -61,7 +69,7 @@ void FrameQueue::Push(std::shared_ptr<MeshFrame> frame, Ticket ticket) {
 
 void FrameQueue::CountLost(Ticket ticket) {
     const std::lock_guard<std::mutex> lock(m_meshFramesMutex);
-    if (IsCurrentLocked(ticket)) {
+    if (IsCurrentLocked(ticket) && ticket.loop == m_Ticket.loop) {
         ++m_LostSlots;
     } else {
         ReturnSlots(1);
@@ -73,13 +81,21 @@ void FrameQueue::BeginFile() {
     ++m_Ticket.file;
     ++m_Ticket.pass;
     m_meshFrameCounter = 0;
+    m_FirstOfPass = 0;
     ReturnSlots(std::exchange(m_LostSlots, 0));
 }
 
 void FrameQueue::BeginPass() {
     const std::lock_guard<std::mutex> lock(m_meshFramesMutex);
     ++m_Ticket.pass;
+    m_FirstOfPass = c_NotYetKnown;
     ClearLocked();
+}
+
+void FrameQueue::BeginLoop() {
+    const std::lock_guard<std::mutex> lock(m_meshFramesMutex);
+    ++m_Ticket.loop;
+    ReturnSlots(std::exchange(m_LostSlots, 0));
 }
 
 void FrameQueue::DropPassed(std::int64_t textureFrameNumber) {
@@ -119,7 +135,7 @@ FrameQueue::Matched FrameQueue::Match(std::int64_t textureFrameNumber, std::atom
     const auto isStale = [&] {
         return m_currentMeshFrame != nullptr && Ahead(*m_currentMeshFrame, textureFrameNumber) > c_RestartDistance;
     };
-    if (*pPendingRestart && isStale()) {
+    if (*pPendingRestart && textureFrameNumber >= m_FirstOfPass && isStale()) {
         for (; !m_Frames.empty() && isStale(); ++matched.discarded) {
             PopLocked();
         }

@@ -1,8 +1,8 @@
 // The decoded mesh frames that wait for their texture frames, the one that is current, and the slots that bound them.
 //
 // At most c_MaxMeshFrames video samples are on their way as meshes: each takes a slot before it goes to the mesh thread
-// and gives it back when its frame leaves the queue. A sample whose mesh is lost keeps its slot until Clear; as many
-// lost meshes in a row stall playback, and Rewind or Close revives it.
+// and gives it back when its frame leaves the queue. A sample whose mesh is lost keeps its slot until Clear or the next
+// loop; as many lost meshes in one pass stall playback, and Rewind or Close revives it.
 //
 // Samples of a file that was closed, or of before a rewind, may still be on their way. Each sample carries a ticket
 // that says where it belongs. A sample of an earlier file gets no number; one of before a rewind gets its number, which
@@ -17,6 +17,7 @@
 #include <atomic>
 #include <condition_variable>
 #include <cstddef>
+#include <cstdint>
 #include <deque>
 #include <functional>
 #include <memory>
@@ -31,6 +32,7 @@ public:
     struct Ticket {
         std::uint32_t file;
         std::uint32_t pass;  ///< counts rewinds and files
+        std::uint32_t loop;  ///< counts restarts within a pass
     };
 
     /// What Match found.
@@ -44,11 +46,16 @@ public:
     // ---- Playback thread ----
 
     /// Takes a slot, waiting for one as long as `cancelled` is false. False when it was cancelled. Whoever makes
-    /// `cancelled` true need not notify.
-    bool TakeSlot(const std::function<bool()>& cancelled);
+    /// `cancelled` true need not notify. `stillWaiting` is called now and then during a longer wait.
+    bool TakeSlot(
+        const std::function<bool()>& cancelled, const std::function<void()>& stillWaiting = [] {});
 
     /// The ticket of samples taken now.
     Ticket CurrentTicket();
+
+    /// The file starts over by itself: what is queued stays, since its textures are still to be shown, and the slots of
+    /// lost meshes come back.
+    void BeginLoop();
 
     // ---- Mesh thread ----
 
@@ -64,7 +71,8 @@ public:
 
     /// Moves on to the frame that belongs to the texture frame with this number, as far as the queue goes. With
     /// `*pPendingRestart` set, frames of before the restart are discarded first, and the flag is cleared if there were
-    /// any.
+    /// any. Not for a texture of before the pass, which a codec may still hold after a rewind: all of the pass would be
+    /// far ahead of it.
     Matched Match(std::int64_t textureFrameNumber, std::atomic<bool>* pPendingRestart);
 
     /// The texture frames up to this number are gone. When no slot is free, queued frames up to it give theirs back:
@@ -72,7 +80,7 @@ public:
     void DropPassed(std::int64_t textureFrameNumber);
 
     /// The texture frame that was to come next is gone: a platform may drop at a flush what nobody acquired. When no
-    /// slot is free, the first queued frame gives its own back, for the same reason.
+    /// slot is free, the first queued frame gives its own back, for the same reason. Playback thread, too.
     void DropFirst();
 
     // ---- Script thread ----
@@ -92,18 +100,21 @@ public:
     void ReadCurrent(const std::function<void(const MeshFrame*)>& read);
 
 private:
+    static constexpr std::int64_t c_NotYetKnown = INT64_MAX;
+
     bool IsCurrentLocked(Ticket ticket) const noexcept { return ticket.pass == m_Ticket.pass; }
     bool HasFreeSlot();
     void PopLocked();
     std::size_t ClearLocked();
     void ReturnSlots(std::int32_t count);
 
-    std::mutex m_meshFramesMutex;  // guards the next five
+    std::mutex m_meshFramesMutex;  // guards the next six
     std::deque<std::shared_ptr<MeshFrame>> m_Frames;
     std::shared_ptr<MeshFrame> m_currentMeshFrame;
     std::int32_t m_LostSlots = 0;
     std::int64_t m_meshFrameCounter = 0;
-    Ticket m_Ticket{0, 0};
+    std::int64_t m_FirstOfPass = 0;  // the lowest number of this pass; c_NotYetKnown until it is taken
+    Ticket m_Ticket{0, 0, 0};
 
     std::mutex m_SlotsMutex;  // guards m_freeMeshSlots
     std::condition_variable m_SlotsChanged;

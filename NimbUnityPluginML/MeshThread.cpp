@@ -42,6 +42,11 @@ void QuorObject::DecodeSample(const std::vector<BYTE>& sample, std::int64_t time
 /// Decodes the mesh of one sample. Null when it is dropped; a payload that cannot be decoded is not logged here.
 std::shared_ptr<MeshFrame> QuorObject::ReadMeshFrame(const std::vector<BYTE>& sample, std::int64_t timeStamp,
                                                      FrameQueue::Ticket ticket) {
+    // Before anything can go wrong: the codec has counted the sample, too, whatever becomes of its mesh.
+    const std::optional<std::int64_t> frameNumber = m_MeshFrames.TakeNumber(ticket);
+    if (!frameNumber) {
+        return nullptr;
+    }
     const NIMBCORE::CComPtr<NimbCrossPlatform::Stream> stream(
         NimbCrossPlatform::FindCompressedMesh(sample.data(), sample.size()));
     if (stream == nullptr) {
@@ -49,10 +54,6 @@ std::shared_ptr<MeshFrame> QuorObject::ReadMeshFrame(const std::vector<BYTE>& sa
         return nullptr;
     }
     stream->m_Time = timeStamp;
-    const std::optional<std::int64_t> frameNumber = m_MeshFrames.TakeNumber(ticket);
-    if (!frameNumber) {
-        return nullptr;
-    }
     NIMBCORE::CComPtr<INimbBuffer> vertices;
     NIMBCORE::CComPtr<INimbBuffer> indices;
     if (Failed(m_meshReader.ReadMesh(stream, stream->m_Time / 100, &vertices, &indices))) {
