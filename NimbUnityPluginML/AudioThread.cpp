@@ -34,7 +34,9 @@ void QuorObject::AudioIteration() {
     std::int64_t index = -1;
     const MLResult result = MLMediaCodecDequeueOutputBuffer(codec, &info, c_NoTimeout, &index);
     if (result != MLResult_Ok) {
-        NIMB_LOG_ERROR("[%i] MLMediaCodecDequeueOutputBuffer returned %i", m_id, result);
+        if (!m_Abandon) {  // otherwise it was most likely our own flush
+            NIMB_LOG_ERROR("[%i] MLMediaCodecDequeueOutputBuffer returned %i", m_id, result);
+        }
         m_AudioWorker.Pause(c_Rest);
         return;
     }
@@ -47,12 +49,14 @@ void QuorObject::AudioIteration() {
         FinishAudio();
         m_AudioWorker.RequestSleep();
         m_audioOutputEOS = true;
-        ReportEndOfStream(m_videoOutputEOS);
+        ReportEndOfStream(m_videoOutputEOS || m_videoCodec == ML_INVALID_HANDLE);
     } else {
         const std::uint8_t* data = nullptr;
         std::size_t size = 0;
         if (MLMediaCodecGetOutputBufferPointer(codec, index, &data, &size) != MLResult_Ok) {
-            NIMB_LOG_ERROR("[%i] MLMediaCodecGetOutputBufferPointer failed", m_id);
+            if (!m_Abandon) {
+                NIMB_LOG_ERROR("[%i] MLMediaCodecGetOutputBufferPointer failed", m_id);
+            }
         } else {
             PlayAudio(data + std::min(info.offset, size), std::min(info.size, size - std::min(info.offset, size)));
         }

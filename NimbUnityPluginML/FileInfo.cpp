@@ -25,14 +25,8 @@ bool QuorObject::GetFileInfo(NimbFileInfo* info) {
     const double fileSizeMB = m_fileSize * c_BytesToMegabytes;
     info->fileSizeMB = static_cast<float>(fileSizeMB);
 
-    std::int64_t durationUs = 0;
-    MLHandle format = ML_INVALID_HANDLE;
-    if (MLMediaExtractorGetTrackFormat(m_extractor, 0, &format) == MLResult_Ok) {
-        MLMediaFormatGetKeyValueInt64(format, MLMediaFormat_Key_Duration, &durationUs);
-        MLMediaFormatDestroy(format);
-    }
-    info->duration = static_cast<std::int64_t>(static_cast<std::uint64_t>(durationUs) * 10);
-    info->bitrateMbps = static_cast<float>(fileSizeMB * 8 / (static_cast<double>(durationUs) / 1000000.0));
+    info->duration = static_cast<std::int64_t>(static_cast<std::uint64_t>(m_durationUs) * 10);
+    info->bitrateMbps = static_cast<float>(fileSizeMB * 8 / (static_cast<double>(m_durationUs) / 1000000.0));
 
     NIMB_LOG_INFO("[%i] texture size = %i, %i", m_id, m_textureWidth, m_textureHeight);
     NIMB_LOG_INFO("[%i] has audio = %i", m_id, info->hasAudio);

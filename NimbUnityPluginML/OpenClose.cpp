@@ -94,6 +94,13 @@ bool QuorObject::OpenMedia(const char* path) {
         return false;
     }
     StartWorkers();
+    // What the file before has left: its workers sleep.
+    m_Clock.Restart();
+    m_durationUs = 0;
+    m_VideoEndQueued = false;
+    m_AudioEndQueued = false;
+    m_EndReported = false;
+    m_endOfStream = false;
     return ConfigureTracks();
 }
 
@@ -118,6 +125,9 @@ bool QuorObject::ConfigureTracks() {
         char text[512] = {};
         MLMediaFormatObjectToString(format, text);
         NIMB_LOG_INFO("[%i] track %d format: %s", m_id, static_cast<int>(index), text);
+        if (index == 0) {
+            MLMediaFormatGetKeyValueInt64(format, MLMediaFormat_Key_Duration, &m_durationUs);
+        }
         char mime[64] = {};
         if (MLMediaFormatGetKeyString(format, MLMediaFormat_Key_Mime, mime) != MLResult_Ok) {
             NIMB_LOG_ERROR("[%i] no mime type", m_id);
@@ -174,9 +184,7 @@ bool QuorObject::ConfigureVideoTrack(MLHandle format, std::size_t index, const c
         return false;
     }
     m_MeshFrames.BeginFile();
-    m_Clock.Restart();
-    m_renderStart = -1;
-    m_EndReported = false;
+    m_renderStart = c_RenderStartUnset;
     m_videoOutputEOS = false;
     const std::lock_guard<std::mutex> lock(m_RenderMutex);
     m_textureFrameNumber = -1;
@@ -215,6 +223,9 @@ bool QuorObject::ConfigureAudioTrack(MLHandle format, std::size_t index, const c
         return false;
     }
     m_sound = sound;
+    if (const float scale = m_Clock.Scale(); scale != 1.0f) {
+        SetPitch(scale);  // the clock's scale outlives files and their sounds
+    }
     if (MLAudioStartSound(sound) != MLResult_Ok) {
         NIMB_LOG_ERROR("[%i] MLAudioStartSound failed", m_id);
         return false;

@@ -1,6 +1,7 @@
 // The scaled timeline: what time a sample has when the clock runs faster or slower than the file's.
 #pragma once
 
+#include <cmath>
 #include <cstdint>
 #include <mutex>
 
@@ -28,12 +29,23 @@ public:
         m_clockScale = scale;
     }
 
-    /// The file starts over: its time and the scaled one count from 0 again.
+    /// A file starts, or starts over: its time and the scaled one count from 0 again, and a scale set before the first
+    /// sample does not begin at a time of before. The scale stays.
     void Restart() {
         const std::lock_guard<std::mutex> lock(m_Mutex);
+        m_scaledSampleTime = 0;
+        m_rawSampleTime = 0;
         m_scaledOffset = 0;
         m_rawBase = 0;
     }
+
+    float Scale() {
+        const std::lock_guard<std::mutex> lock(m_Mutex);
+        return m_clockScale;
+    }
+
+    /// How long a stretch of the file takes at the present scale.
+    std::int64_t Scaled(std::int64_t length) { return Truncate(static_cast<float>(length) / std::fabs(Scale())); }
 
 private:
     static std::int64_t Truncate(float value) {

@@ -59,11 +59,12 @@ void QuorObject::PlaybackIteration() {
 
 void QuorObject::EndOfInput(std::int64_t scaledTime) {
     NIMB_LOG_INFO("[%i] input EOS", m_id);
-    if (!QueueEndOfStream(m_videoCodec, &m_VideoInput, scaledTime) ||
-        !QueueEndOfStream(m_audioCodec, &m_AudioInput, scaledTime)) {
+    if (!QueueEndOfStream(m_videoCodec, &m_VideoInput, &m_VideoEndQueued, scaledTime) ||
+        !QueueEndOfStream(m_audioCodec, &m_AudioInput, &m_AudioEndQueued, scaledTime)) {
         return;  // paused: the end is still to come
     }
-    if (m_openInfo.autoLoop == 0) {
+    const bool hasOutput = m_videoCodec != ML_INVALID_HANDLE || m_audioCodec != ML_INVALID_HANDLE;
+    if (m_openInfo.autoLoop == 0 || !hasOutput) {
         m_PlaybackWorker.RequestSleep();
         return;
     }
@@ -78,46 +79,56 @@ void QuorObject::EndOfInput(std::int64_t scaledTime) {
     if (m_audioCodec != ML_INVALID_HANDLE) {
         MLMediaCodecFlush(m_audioCodec);
     }
-    m_EndReported = false;
-    m_audioOutputEOS = false;
-    m_videoOutputEOS = false;
-    m_renderStart = -1;
-    m_Clock.Restart();
-    m_pendingRestart = true;
+    m_MeshFrames.BeginLoop();
+    StartOver();
     if (m_audioCodec != ML_INVALID_HANDLE) {
         FollowState(m_AudioWorker);
     }
-    FollowState(m_VideoWorker);
-}
-
-/// Waits until both output threads sleep because their streams ended, not because somebody paused them. False when the
-/// wait is to be given up.
-bool QuorObject::WaitForOutputEnd() {
-    const auto ended = [](Worker& worker, const std::atomic<bool>& outputEOS) {
-        return outputEOS && worker.IsAsleep();
-    };
-    for (;;) {
-        if (m_Abandon || m_PlaybackWorker.ExitRequested()) {
-            return false;
-        }
-        const bool hasAudio = m_audioCodec != ML_INVALID_HANDLE;
-        if (ended(m_VideoWorker, m_videoOutputEOS) && (!hasAudio || ended(m_AudioWorker, m_audioOutputEOS))) {
-            return true;
-        }
-        m_VideoWorker.WaitForChange();
+    if (m_videoCodec != ML_INVALID_HANDLE) {
+        FollowState(m_VideoWorker);
     }
 }
 
-/// Tries until the codec takes it, since without an end the output threads would never finish. Gives up when the player
-/// does not play any more: then false.
-bool QuorObject::QueueEndOfStream(MLHandle codec, std::int64_t* pIndex, std::int64_t scaledTime) {
-    if (codec == ML_INVALID_HANDLE) {
+/// Waits until the output threads sleep because their streams ended. False when the wait is given up: for a pause, too,
+/// after which it starts over.
+bool QuorObject::WaitForOutputEnd() {
+    const auto isGivenUp = [this] { return m_Abandon || m_PlaybackWorker.ExitRequested(); };
+    const auto isOver = [&] { return isGivenUp() || HasOutputEnded(); };
+    std::unique_lock<std::mutex> lock(m_OutputMutex);
+    // A pause does not notify, so the wait looks up now and then.
+    while (!m_OutputChanged.wait_for(lock, Worker::c_MaxNap, isOver)) {
+        if (m_PlaybackWorker.SleepRequested()) {
+            return false;
+        }
+    }
+    return !isGivenUp();
+}
+
+/// Whether the output threads sleep because their streams ended, not because somebody paused them.
+bool QuorObject::HasOutputEnded() {
+    const auto hasEnded = [](MLHandle codec, Worker& worker, const std::atomic<bool>& outputEOS) {
+        return codec == ML_INVALID_HANDLE || (outputEOS && worker.IsAsleep());
+    };
+    return hasEnded(m_videoCodec, m_VideoWorker, m_videoOutputEOS) &&
+           hasEnded(m_audioCodec, m_AudioWorker, m_audioOutputEOS);
+}
+
+void QuorObject::NotifyOutputEnd() {
+    const std::lock_guard<std::mutex> lock(m_OutputMutex);
+    m_OutputChanged.notify_all();
+}
+
+/// Once a pass. Tries until the codec takes it, since without an end the output threads would never finish. Gives up
+/// when the player does not play any more: then false.
+bool QuorObject::QueueEndOfStream(MLHandle codec, std::int64_t* pIndex, bool* pQueued, std::int64_t scaledTime) {
+    if (codec == ML_INVALID_HANDLE || *pQueued) {
         return true;
     }
     while (m_state == Playing && !m_PlaybackWorker.ExitRequested()) {
         if (DequeueInput(codec, pIndex) && MLMediaCodecQueueInputBuffer(codec, std::exchange(*pIndex, -1), 0, 0,
                                                                         static_cast<std::uint64_t>(scaledTime),
                                                                         MLMediaCodecBufferFlag_EOS) == MLResult_Ok) {
+            *pQueued = true;
             return true;
         }
         m_PlaybackWorker.Pause(c_Rest);
@@ -186,7 +197,7 @@ void QuorObject::FeedVideo(std::int64_t scaledTime) {
         if (size >= 1) {
             // Copied once, into the task, so that codec and mesh thread work on the sample side by side.
             auto sample = std::make_shared<std::vector<BYTE>>(buffer, buffer + size);
-            if (!m_MeshFrames.TakeSlot([this] { return m_Abandon || m_PlaybackWorker.ExitRequested(); })) {
+            if (!TakeMeshSlot()) {
                 return;
             }
             const std::int64_t timeStamp = MicrosecondsToNanoseconds(scaledTime);
@@ -197,4 +208,22 @@ void QuorObject::FeedVideo(std::int64_t scaledTime) {
         }
     }
     MLMediaExtractorAdvance(m_extractor);
+}
+
+/// Waits for a slot, as long as the player is not to stop. When the decoder takes samples and yields nothing, the
+/// meshes that wait for its pictures give theirs up one by one: with more pictures in a row that cannot be decoded than
+/// there are slots, or a decoder that wants more samples than that first, playback would otherwise stand still.
+bool QuorObject::TakeMeshSlot() {
+    bool wasFreed = false;
+    const auto isCancelled = [this] { return m_Abandon || m_PlaybackWorker.ExitRequested(); };
+    const bool taken = m_MeshFrames.TakeSlot(isCancelled, [&] {
+        if (IsPictureOverdue()) {
+            m_MeshFrames.DropFirst();
+            wasFreed = true;
+        }
+    });
+    if (taken && !wasFreed) {
+        DeferOverduePicture();
+    }
+    return taken;
 }

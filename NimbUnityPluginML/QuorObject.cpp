@@ -38,7 +38,7 @@ bool QuorObject::Play() {
         return false;
     }
     if (state == Paused) {
-        m_renderStart = -1;
+        m_renderStart = c_RenderStartUnset;
     }
     m_state = Playing;
     if (m_extractor == 0) {
@@ -46,7 +46,9 @@ bool QuorObject::Play() {
         return false;
     }
     m_PlaybackWorker.Wake();
-    m_VideoWorker.Wake();
+    if (m_videoCodec != ML_INVALID_HANDLE) {
+        m_VideoWorker.Wake();
+    }
     if (m_audioCodec != ML_INVALID_HANDLE) {
         m_AudioWorker.Wake();
     }
@@ -88,12 +90,20 @@ bool QuorObject::Rewind() {
         m_AudioBufferFilled = 0;  // what it holds is of before
     }
     m_Abandon = false;
+    StartOver();
+    return true;
+}
+
+/// For the file's start after a rewind or in a loop: the playback thread sleeps or is the caller, the others sleep.
+void QuorObject::StartOver() {
+    m_VideoEndQueued = false;
+    m_AudioEndQueued = false;
     m_EndReported = false;
     m_audioOutputEOS = false;
     m_videoOutputEOS = false;
-    m_renderStart = -1;
+    m_renderStart = c_RenderStartUnset;
+    m_Clock.Restart();
     m_pendingRestart = true;
-    return true;
 }
 
 /// Wakes the worker if the player plays and lets it sleep if not, whatever Play and Pause do meanwhile: they change the
@@ -132,6 +142,7 @@ void QuorObject::WaitForPlaybackSleep() {
     m_PlaybackWorker.WaitUntilAsleep([this] {
         ClearMeshFrames();
         FlushCodecs();
+        NotifyOutputEnd();
     });
 }
 
@@ -150,7 +161,13 @@ void QuorObject::FlushCodecs() {
 void QuorObject::SetClockScale(float scale) {
     NIMB_LOG_INFO("[%i] SetClockScale = %f", m_id, static_cast<double>(scale));
     m_Clock.SetScale(scale);
-    if (m_sound != ML_INVALID_HANDLE && MLAudioSetSoundPitch(m_sound, scale) != MLResult_Ok) {
+    if (m_sound != ML_INVALID_HANDLE) {
+        SetPitch(scale);
+    }
+}
+
+void QuorObject::SetPitch(float pitch) {
+    if (MLAudioSetSoundPitch(m_sound, pitch) != MLResult_Ok) {
         NIMB_LOG_INFO("[%i] MLAudioSetSoundPitch failed", m_id);  // deliberately not an error
     }
 }

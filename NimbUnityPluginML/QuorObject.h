@@ -28,6 +28,7 @@
 #include <EGL/egl.h>
 
 #include <atomic>
+#include <condition_variable>
 #include <memory>
 #include <mutex>
 #include <vector>
@@ -85,6 +86,8 @@ private:
     void ReleaseCodec(std::atomic<MLHandle>& codec, Worker& worker);
     void ReleaseSound();
     void WaitForPlaybackSleep();
+    void StartOver();
+    void SetPitch(float pitch);
     void FlushCodecs();
     bool ReadFileAttributes(NimbFileInfo* info, bool* pFailed);
 
@@ -92,15 +95,18 @@ private:
     void FollowState(Worker& worker);
     void SleepAtEnd(Worker& worker, const std::atomic<bool>& outputEOS);
     void ReportEndOfStream(bool hasOtherEnded);
+    void NotifyOutputEnd();
 
     // Playback thread.
     void PlaybackThreadFunc();
     void PlaybackIteration();
     void EndOfInput(std::int64_t scaledTime);
     bool WaitForOutputEnd();
-    bool QueueEndOfStream(MLHandle codec, std::int64_t* pIndex, std::int64_t scaledTime);
+    bool HasOutputEnded();
+    bool QueueEndOfStream(MLHandle codec, std::int64_t* pIndex, bool* pQueued, std::int64_t scaledTime);
     void FeedAudio(std::int64_t scaledTime);
     void FeedVideo(std::int64_t scaledTime);
+    bool TakeMeshSlot();
     bool DequeueInput(MLHandle codec, std::int64_t* pIndex);
     bool ReadSample(MLHandle codec, std::int64_t* pIndex, std::uint8_t** ppBuffer, std::int64_t* pSize);
 
@@ -114,6 +120,8 @@ private:
     void VideoThreadFunc();
     void VideoIteration();
     void PaceVideo(std::int64_t time);
+    bool IsPictureOverdue() const;
+    void DeferOverduePicture();
     void AudioThreadFunc();
     void AudioIteration();
     void PlayAudio(const BYTE* data, std::size_t size);
@@ -138,6 +146,7 @@ private:
     std::uint32_t m_fileSize = 0;
     std::int32_t m_textureWidth = 0;
     std::int32_t m_textureHeight = 0;
+    std::int64_t m_durationUs = 0;  // of the first track
 
     // Platform handles: made and destroyed by the script thread, used by it and by the workers. A stale one is refused
     // by the platform.
@@ -153,9 +162,12 @@ private:
     std::atomic<bool> m_endOfStream{false};
     std::atomic<bool> m_pendingRestart{false};
     std::atomic<bool> m_computeNormals{true};
-    std::atomic<bool> m_Abandon{false};          // Rewind or Close waits for the workers: give up what you wait for
-    std::atomic<std::int64_t> m_renderStart{0};  // monotonic nanoseconds at which time zero is shown; -1: not yet known
-    std::atomic<std::uint32_t> m_framesAvailable{0};  // rendered texture frames not yet taken
+    std::atomic<bool> m_Abandon{false};  // Rewind or Close waits for the workers: give up what you wait for
+    static constexpr std::int64_t c_RenderStartUnset = -1;
+    std::atomic<std::int64_t> m_renderStart{0};  // monotonic nanoseconds at which time zero is shown
+    static constexpr std::int64_t c_NoPictureAwaited = 0;
+    std::atomic<std::int64_t> m_PictureAwaitedSince{c_NoPictureAwaited};  // monotonic nanoseconds, see IsPictureOverdue
+    std::atomic<std::uint32_t> m_framesAvailable{0};                      // rendered texture frames not yet taken
 
     // Locked by themselves.
     PlaybackClock m_Clock;
@@ -174,6 +186,11 @@ private:
     MLHandle m_RenderCodec = ML_INVALID_HANDLE;  // m_videoCodec, or none while a file is opened or closed
     std::int64_t m_textureFrameNumber = -1;      // of the texture frame last taken
 
+    // For the playback thread's wait for the end of the output: whoever changes what HasOutputEnded looks at notifies
+    // under the mutex.
+    std::mutex m_OutputMutex;
+    std::condition_variable m_OutputChanged;
+
     // The engine's objects, under m_UnityMutex.
     struct UnityBuffers {
         unsigned int vertexBuffer = 0;
@@ -191,6 +208,10 @@ private:
     // Playback thread: input buffers in hand, -1 when there is none.
     std::int64_t m_VideoInput = -1;
     std::int64_t m_AudioInput = -1;
+
+    // Playback thread, and the script thread while that sleeps: whether the codec was told of the end of this pass.
+    bool m_VideoEndQueued = false;
+    bool m_AudioEndQueued = false;
 
     // Audio thread, and the script thread while that sleeps: the output buffer being filled.
     MLAudioBuffer m_AudioBuffer{};
@@ -211,7 +232,7 @@ private:
 
     // Last, so that everything above exists while they run.
     Worker m_PlaybackWorker;
-    Worker m_VideoWorker;
-    Worker m_AudioWorker;
+    Worker m_VideoWorker{[this] { NotifyOutputEnd(); }};
+    Worker m_AudioWorker{[this] { NotifyOutputEnd(); }};
     std::thread m_MeshThread;
 };

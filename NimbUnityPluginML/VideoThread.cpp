@@ -2,12 +2,19 @@
 #include "NimbUnityPluginML/Log.h"
 #include "NimbUnityPluginML/QuorObject.h"
 
+#include <algorithm>
 #include <ctime>
 
 namespace {
 
 constexpr std::int64_t c_NoTimeout = -1;
 constexpr std::int64_t c_NanosecondsPerMillisecond = 1000000;
+
+/// No two frames of a file are further apart. At slow speeds the gap is as much longer.
+constexpr std::int64_t c_LongestGapUs = 3600 * std::int64_t{1000000};
+
+/// How long a decoder may take samples and yield nothing before it counts as stuck.
+constexpr std::int64_t c_Patience = 1000000000;
 
 /// How long the thread rests when the codec refuses, so that a refusal does not keep a processor busy.
 constexpr std::chrono::milliseconds c_Rest{10};
@@ -23,6 +30,10 @@ std::int64_t WrappingAdd(std::int64_t a, std::int64_t b) {
     return static_cast<std::int64_t>(static_cast<std::uint64_t>(a) + static_cast<std::uint64_t>(b));
 }
 
+std::int64_t WrappingSubtract(std::int64_t a, std::int64_t b) {
+    return static_cast<std::int64_t>(static_cast<std::uint64_t>(a) - static_cast<std::uint64_t>(b));
+}
+
 std::int64_t ToNanoseconds(std::int64_t microseconds) {
     return static_cast<std::int64_t>(static_cast<std::uint64_t>(microseconds) * 1000u);
 }
@@ -33,7 +44,10 @@ void QuorObject::VideoThreadFunc() {
     NIMB_LOG_INFO("[%i] Video thread starting", m_id);
     while (!m_VideoWorker.ExitRequested()) {
         m_VideoWorker.SleepWhileRequested([this] { NIMB_LOG_INFO("[%i] Video thread sleeping", m_id); },
-                                          [this] { NIMB_LOG_INFO("[%i] Video thread is awake", m_id); });
+                                          [this] {
+                                              NIMB_LOG_INFO("[%i] Video thread is awake", m_id);
+                                              m_PictureAwaitedSince = c_NoPictureAwaited;
+                                          });
         if (!m_VideoWorker.ExitRequested()) {
             VideoIteration();
         }
@@ -49,9 +63,14 @@ void QuorObject::VideoIteration() {
     const MLHandle codec = m_videoCodec;
     MLMediaCodecBufferInfo info{};
     std::int64_t index = -1;
+    if (m_PictureAwaitedSince == c_NoPictureAwaited) {
+        m_PictureAwaitedSince = MonotonicNanoseconds();
+    }
     const MLResult result = MLMediaCodecDequeueOutputBuffer(codec, &info, c_NoTimeout, &index);
     if (result != MLResult_Ok) {
-        NIMB_LOG_WARNING("[%i] video codec: unexpected info code: %zd", m_id, static_cast<std::ptrdiff_t>(result));
+        if (!m_Abandon) {  // otherwise it was most likely our own flush
+            NIMB_LOG_WARNING("[%i] video codec: unexpected info code: %zd", m_id, static_cast<std::ptrdiff_t>(result));
+        }
         m_VideoWorker.Pause(c_Rest);
         return;
     }
@@ -59,6 +78,7 @@ void QuorObject::VideoIteration() {
         m_VideoWorker.Pause(std::chrono::milliseconds(1));  // format or buffers changed: nothing to show yet
         return;
     }
+    m_PictureAwaitedSince = c_NoPictureAwaited;
     if ((info.flags & MLMediaCodecBufferFlag_EOS) != 0) {
         NIMB_LOG_INFO("[%i] Video output EOS", m_id);
         m_videoOutputEOS = true;
@@ -71,17 +91,38 @@ void QuorObject::VideoIteration() {
     MLMediaCodecReleaseOutputBuffer(codec, index, info.size != 0);
 }
 
-/// Waits until a frame with this time is due. The first one after a start or restart sets the clock. A request to sleep
-/// ends the wait: the frame in hand is then shown early.
+/// Waits until a frame with this time is due. The first one after a start or restart sets the clock, and so does one
+/// that is further from being due, or further past it, than frames ever lie apart: a change of scale between two
+/// samples whose times do not ascend, as those of picture and sound need not, puts the later one at any time at all. A
+/// request to sleep ends the wait: the frame in hand is then shown early.
 void QuorObject::PaceVideo(std::int64_t time) {
     const std::int64_t now = MonotonicNanoseconds();
-    if (m_renderStart < 0) {
-        m_renderStart = WrappingAdd(now, -ToNanoseconds(time));
+    const std::int64_t start = m_renderStart;
+    const std::int64_t delay = WrappingSubtract(WrappingAdd(start, ToNanoseconds(time)), now);
+    const std::int64_t limit = ToNanoseconds(std::min(m_Clock.Scaled(c_LongestGapUs), INT64_MAX / 1000));
+    if (start == c_RenderStartUnset || delay > limit || delay < -limit) {
+        const std::int64_t newStart = WrappingSubtract(now, ToNanoseconds(time));
+        m_renderStart = newStart != c_RenderStartUnset ? newStart : newStart + 1;
         NIMB_LOG_INFO("[%i] renderstart = %li", m_id, static_cast<long>(m_renderStart));
         return;
     }
-    const std::int64_t delay = WrappingAdd(WrappingAdd(m_renderStart, ToNanoseconds(time)), -now);
     if (delay >= c_NanosecondsPerMillisecond) {
         m_VideoWorker.Pause(std::chrono::milliseconds(delay / c_NanosecondsPerMillisecond));
+    }
+}
+
+/// Whether the decoder, with samples in hand, has kept the video thread waiting so long that it must be taken to want
+/// more of them. Not while pictures wait for render events, or for their time.
+bool QuorObject::IsPictureOverdue() const {
+    const std::int64_t since = m_PictureAwaitedSince;
+    return m_state == Playing && m_framesAvailable == 0 && since != c_NoPictureAwaited &&
+           MonotonicNanoseconds() - since >= c_Patience;
+}
+
+/// The decoder gets one more sample, and time to work on it.
+void QuorObject::DeferOverduePicture() {
+    std::int64_t since = m_PictureAwaitedSince;
+    if (since != c_NoPictureAwaited) {
+        m_PictureAwaitedSince.compare_exchange_strong(since, MonotonicNanoseconds());
     }
 }

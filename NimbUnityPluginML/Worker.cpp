@@ -45,7 +45,7 @@ void Worker::SleepWhileRequested(const std::function<void()>& onSleep, const std
         return;
     }
     onSleep();
-    for (;;) {
+    for (bool isNew = true;; isNew = false) {
         {
             // Tested and cleared under one lock: whoever asks for sleep and then sees `m_Sleeping` can rely on it.
             const std::lock_guard<std::mutex> lock(m_SleepMutex);
@@ -54,7 +54,10 @@ void Worker::SleepWhileRequested(const std::function<void()>& onSleep, const std
                 break;
             }
         }
-        m_SleepChanged.notify_all();
+        if (isNew) {
+            m_SleepChanged.notify_all();
+            m_OnAsleep();
+        }
         std::unique_lock<std::mutex> lock(m_WakeMutex);
         m_WakeChanged.wait_for(lock, c_MaxNap, [this] { return !m_SleepRequest; });
     }
@@ -78,9 +81,4 @@ bool Worker::Pause(std::chrono::nanoseconds time) {
 bool Worker::IsAsleep() {
     const std::lock_guard<std::mutex> lock(m_SleepMutex);
     return m_Sleeping && m_SleepRequest;
-}
-
-void Worker::WaitForChange() {
-    std::unique_lock<std::mutex> lock(m_SleepMutex);
-    m_SleepChanged.wait_for(lock, c_Slice, [this] { return m_Sleeping && m_SleepRequest; });
 }

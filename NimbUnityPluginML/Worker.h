@@ -12,10 +12,14 @@
 #include <functional>
 #include <mutex>
 #include <thread>
+#include <utility>
 
 class Worker {
 public:
     static constexpr std::chrono::milliseconds c_MaxNap{50};
+
+    /// `onAsleep`: called on the worker's thread each time that it has fallen asleep.
+    explicit Worker(std::function<void()> onAsleep = [] {}) : m_OnAsleep(std::move(onAsleep)) {}
 
     // ---- The script thread's side (RequestSleep and Wake: any thread) ----
 
@@ -54,10 +58,8 @@ public:
     /// Whether the worker sleeps now, and would go on sleeping. Any thread.
     bool IsAsleep();
 
-    /// Waits a few milliseconds, or until the worker falls asleep. Any thread.
-    void WaitForChange();
-
 private:
+    const std::function<void()> m_OnAsleep;
     std::thread m_Thread;
     std::atomic<bool> m_ExitRequest{false};
     std::atomic<bool> m_SleepRequest{true};

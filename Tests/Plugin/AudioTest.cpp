@@ -72,6 +72,18 @@ TEST_F(AudioTest, ARewindBeginsWithTheFirstByte) {
     EXPECT_EQ(Fake::PlayedSound(), Padded(SoundOf(m_Clip)));
 }
 
+TEST_F(AudioTest, AFileWithoutVideoIsHeardAndEndsAndLoops) {
+    Fake::Clip clip = m_Clip;
+    clip.tracks[0].mime = "text/plain";
+    for (const bool autoLoop : {false, true}) {
+        Fake::ForgetPlayedSound();
+        Playback playback(clip, autoLoop);
+        EXPECT_TRUE(playback.UntilEnd());
+        EXPECT_TRUE(playback.Until([&] { return Fake::PlayedSound().size() >= (autoLoop ? 3u : 1u) * 36000; }));
+    }
+    EXPECT_EQ(LoggedWith("unexpected info code"), 0);
+}
+
 TEST_F(AudioTest, ABufferThatCannotBeReadIsLoggedAndSkipped) {
     Fake::Fail("MLMediaCodecGetOutputBufferPointer", MLResult_UnspecifiedFailure, 1, 1);
     const Fake::Clip clip = MakeClip({12, 1000, 4, 4096});

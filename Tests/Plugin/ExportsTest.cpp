@@ -146,6 +146,8 @@ TEST_F(ExportsTest, VolumeAndPitchReachTheSound) {
     EXPECT_EQ(Fake::Volume(), 0.25f);
     SetClockScale(player.Id(), 2.0f);
     EXPECT_EQ(Fake::Pitch(), 2.0f);
+    ASSERT_TRUE(player.Open(loud));
+    EXPECT_EQ(Fake::Pitch(), 2.0f);  // of a new sound
     EXPECT_EQ(player.Logged(MLLogLevel_Info, "SetClockScale = 2.000000"), 1);
     EXPECT_EQ(LoggedWith("failed"), 0);
 
@@ -235,6 +237,9 @@ TEST(PlaybackClockTest, AChangeOfScaleMakesNoJump) {
     EXPECT_EQ(clock.Map(30001), 35000);
     clock.Restart();
     EXPECT_EQ(clock.Map(100), 200);
+    clock.Restart();
+    clock.SetScale(2.0f);  // before the first sample: not from the times of before the restart on
+    EXPECT_EQ(clock.Map(100), 50);
 }
 
 TEST(PlaybackClockTest, TimesGoThroughSinglePrecisionAndSaturate) {

@@ -321,8 +321,8 @@ private:
         } else if (m_Media == Media::Audio) {
             m_Pcm.insert(m_Pcm.end(), unit.bytes.begin(), unit.bytes.end());
             EmitSound(unit.timeUs, Fake::TheScript().audioChunk);
-        } else {
-            m_Outputs.push_back({unit.number, ReadPicture(unit.bytes), unit.timeUs, 0, {}});
+        } else if (const std::uint32_t picture = ReadPicture(unit.bytes); picture >= Fake::TheScript().undecodable) {
+            m_Outputs.push_back({unit.number, picture, unit.timeUs, 0, {}});
         }
     }
 

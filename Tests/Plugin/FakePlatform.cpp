@@ -135,6 +135,7 @@ void Reset() {
     script.audioChunk = 0;
     script.soundBufferBytes = 0;
     script.soundRefusals = 0;
+    script.undecodable = 0;
     ForgetPlayedSound();
     ClearLog();
     SetLogLevel(MLLogLevel_Info);

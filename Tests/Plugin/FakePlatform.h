@@ -75,6 +75,7 @@ struct Script {
     std::atomic<std::size_t> audioChunk{0};          ///< bytes of a decoded audio buffer; 0: as the sample
     std::atomic<std::uint32_t> soundBufferBytes{0};  ///< instead of the size asked for; 0: that
     std::atomic<int> soundRefusals{0};               ///< before each buffer of the output stream
+    std::atomic<std::uint32_t> undecodable{0};       ///< pictures below this number are taken in and do not come out
     std::atomic<bool> repeatFrameNumber{false};      ///< GetFrameNumber goes on saying what it said last
 };
 Script& TheScript();

@@ -19,6 +19,7 @@ std::atomic<float> g_Pitch{1.0f};
 class Sound : public Fake::Object {
 public:
     explicit Sound(std::uint32_t size) : Object(Fake::Kind::Sound) {
+        g_Pitch = 1.0f;
         for (Fake::Bytes& buffer : m_Buffers) {
             buffer.resize(size);
         }
