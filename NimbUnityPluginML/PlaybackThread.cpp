@@ -89,17 +89,14 @@ void QuorObject::EndOfInput(std::int64_t scaledTime) {
     }
 }
 
-/// Waits until the output threads sleep because their streams ended. False when the wait is given up: for a pause, too,
-/// after which it starts over.
+/// Waits until the output threads sleep because their streams ended, through pauses, too. False when the wait is to be
+/// given up.
 bool QuorObject::WaitForOutputEnd() {
     const auto isGivenUp = [this] { return m_Abandon || m_PlaybackWorker.ExitRequested(); };
     const auto isOver = [&] { return isGivenUp() || HasOutputEnded(); };
     std::unique_lock<std::mutex> lock(m_OutputMutex);
-    // A pause does not notify, so the wait looks up now and then.
     while (!m_OutputChanged.wait_for(lock, Worker::c_MaxNap, isOver)) {
-        if (m_PlaybackWorker.SleepRequested()) {
-            return false;
-        }
+        // A worker that is woken and told to sleep again before it has noticed does not notify.
     }
     return !isGivenUp();
 }
