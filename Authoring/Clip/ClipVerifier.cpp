@@ -143,6 +143,9 @@ void Verifier::CheckTracks() {
             } else if (i != c_AudioTrack) {
                 Report("track-layout", {}, {}, "the audio is track " + std::to_string(i) + "; players take track 1");
             }
+            if (track.codec != "aac") {
+                Report("audio-format", {}, {}, name + " is " + track.codec + ", not AAC");
+            }
             if (track.sampleRate != c_SampleRate || track.channels != c_Channels) {
                 Report("audio-format", {}, {},
                        name + " has " + std::to_string(track.sampleRate) + " samples a second and " +

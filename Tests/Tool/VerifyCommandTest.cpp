@@ -265,6 +265,7 @@ TEST_F(VerifyCommand, TracksThatThePlayerCannotTakeAreNamed) {
     Expect(Convert("-map 0:0 -map 0:1 -map 0:1 -c copy"), {{"track-layout", -1, "track 2 is a further audio"}, noAtom});
     Expect(Convert("-c:v copy -c:a aac -ar 44100 -ac 1"),
            {{"audio-format", -1, "44100 samples a second and 1"}, noAtom});
+    Expect(Convert("-c:v copy -c:a libmp3lame"), {{"audio-format", -1, "track 1 is mp3, not AAC"}, noAtom});
 
     const Json reordered = Verify(Convert("-an -c:v libx264 -bf 2 -x264-params b-adapt=0"));
     const auto isKind = [](const char* kind) {
