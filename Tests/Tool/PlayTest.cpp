@@ -268,6 +268,16 @@ TEST_F(PlayCommand, HeadlessPlaybackReportsEveryPass) {
     const int shown = ReportedCount(result.out, "frames shown"), dropped = ReportedCount(result.out, "frames dropped");
     EXPECT_EQ(shown + dropped, 2 * c_FrameCount) << result.out;
     EXPECT_GT(shown, c_FrameCount);
+    EXPECT_EQ(ReportedCount(result.out, "wanted rate"), 30);
+    EXPECT_GE(ReportedCount(result.out, "frames late"), 0);
+
+    // Sixty render events a second cannot keep up with 480 frames.
+    const std::string tooMuch = m_Clip + " --headless --speed 16 --size 64x64 ";
+    for (const auto& [options, status] : {std::pair("", 0), {"--strict", 1}}) {
+        const ToolResult slow = Play(tooMuch + options);
+        EXPECT_EQ(slow.status, status) << slow.err;
+        EXPECT_NE(slow.err.find("could not keep up"), std::string::npos) << slow.out << slow.err;
+    }
 }
 
 TEST_F(PlayCommand, WhatCannotBeDoneIsSaid) {
@@ -319,29 +329,47 @@ TEST(PlayParts, ScaledTimesNameTheirFramesOrNone) {
     EXPECT_EQ(NimbTool::FrameAtTime(index, INT64_MAX, 2), std::nullopt);
 }
 
-TEST(PlayParts, ReportCountsGapsOfNumbersButNotPauses) {
+TEST(PlayParts, ReportCountsGapsAndLateFramesButNotPauses) {
     using namespace std::chrono_literals;
-    NimbTool::Report report(10);
+    NimbTool::ClipIndex index;
+    index.rateNumerator = 20;
+    for (int frame = 0; frame < 10; ++frame) {
+        index.times.push_back(frame * 50000);
+    }
+    NimbTool::Report report(index);
     const NimbTool::Report::Clock::time_point start{};
-    report.OnStart(true);
+    report.OnStart(true, 0.5f);
     report.OnFrame(1, start);
     report.OnFrame(2, start + 100ms);
     report.OnFrame(5, start + 400ms);
-    report.OnStart(false);
+    report.OnStart(false, 0.5f);
     report.OnFrame(6, start + 9s);
     report.OnFrame(7, start + 9100ms);
     report.OnEnd();
     EXPECT_EQ(report.Shown(), 5);
     EXPECT_EQ(report.Dropped(), 1 + 2 + 2);
+    EXPECT_EQ(report.Late(), 0);
     EXPECT_DOUBLE_EQ(report.LongestGap(), 0.3);
     EXPECT_DOUBLE_EQ(report.MeanRate(), 3 / 0.5);
+    EXPECT_DOUBLE_EQ(report.WantedRate(), 10);
+    EXPECT_FALSE(report.HasKeptUp());
     // From a frame of unknown number on, nothing is said of the rest of a pass.
-    report.OnStart(true);
+    report.OnStart(true, 1);
     report.OnFrame(0, start + 20s);
     report.OnFrame(std::nullopt, start + 20100ms);
-    report.OnFrame(9, start + 20200ms);
+    report.OnFrame(9, start + 21s);
     report.OnEnd();
     EXPECT_EQ(report.Dropped(), 5);
+
+    // Frame 0 came late itself; 3 is a frame and a render event behind the soonest, 4 a little more, 5 a little less.
+    NimbTool::Report second(index);
+    second.OnStart(true, 1);
+    int number = 0;
+    for (const auto time : {30ms, 50ms, 100ms, 215ms, 268ms, 300ms, 310ms, 350ms, 400ms, 450ms}) {
+        second.OnFrame(number++, start + time);
+    }
+    EXPECT_EQ(second.Late(), 1);
+    EXPECT_FALSE(second.HasKeptUp());
 }
 
 }  // namespace

@@ -166,6 +166,7 @@ Command AddPlay(CLI::App& app) {
     Arguments& a = *arguments;
     sub->add_option("clip", a.play.clip, "the clip, an .mp4 file")->required();
     sub->add_flag("--headless", a.play.headless, "play without a window, and report how it went");
+    sub->add_flag("--strict", a.play.strict, "exit status 1 when playback could not keep up")->needs("--headless");
     sub->add_option("--speed", a.play.speed, "1 is the clip's own")
         ->check(CLI::Range(0.05, 16.0))
         ->capture_default_str();

@@ -29,7 +29,7 @@ public:
           m_Playback(m_Session.Open(options.speed, options.sound)),
           m_Camera(m_Session.CameraFor(m_Playback->FileInfo(), options.views,
                                        static_cast<float>(options.width) / static_cast<float>(options.height))),
-          m_Report(m_Session.Index().FrameCount()) {
+          m_Report(m_Session.Index()) {
         m_Session.RenderThread().Run(
             [&] { m_Framebuffer = std::make_unique<Framebuffer>(options.width, options.height); });
     }
@@ -44,7 +44,7 @@ public:
                                          static_cast<std::size_t>(m_Options.passes));
         bool hasEnded = true;
         for (int pass = 0; hasEnded && (m_Options.passes == 0 || pass < m_Options.passes); ++pass) {
-            m_Report.OnStart(true);
+            m_Report.OnStart(true, m_Options.speed);
             if (pass == 0) {
                 m_Playback->Play();
             } else {
@@ -106,9 +106,15 @@ private:
             std::fprintf(stderr, "nimb: %s: meshes are larger than the clip says, and are shown in part\n",
                          m_Options.clip.c_str());
         }
+        if (!m_Report.HasKeptUp()) {
+            std::fprintf(stderr, "nimb: %s: playback could not keep up: of %d frames %d were dropped, %d came late\n",
+                         m_Options.clip.c_str(), m_Report.Shown() + m_Report.Dropped(), m_Report.Dropped(),
+                         m_Report.Late());
+        }
         const bool isWhole = hasEnded || InterruptGuard::IsInterrupted();
         const bool isSound = !m_Playback->HasOversizedFrames() && !m_Session.Index().firstWithoutMesh;
-        return isWhole && isSound && m_Report.Shown() > 0 ? c_ExitOk : c_ExitProblem;
+        const bool isFastEnough = !m_Options.strict || m_Report.HasKeptUp();
+        return isWhole && isSound && isFastEnough && m_Report.Shown() > 0 ? c_ExitOk : c_ExitProblem;
     }
 
     const PlayOptions& m_Options;

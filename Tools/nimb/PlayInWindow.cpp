@@ -52,14 +52,14 @@ public:
                   ParseView("back"),     ParseView("left"),  ParseView("top")},
           m_Appearance(options.appearance),
           m_PassesLeft(options.passes),
-          m_Report(m_Session.Index().FrameCount()) {
+          m_Report(m_Session.Index()) {
         ResetCamera();
     }
 
     int Run() {
         const auto refresh = std::chrono::microseconds(1000000 / m_Window.RefreshRate());
         m_Playback->Play();
-        m_Report.OnStart(true);
+        m_Report.OnStart(true, m_Playback->Speed());
         for (Clock::time_point next = Clock::now(); !m_Quit;) {
             Obey(m_Window.Poll());
             Advance();
@@ -149,13 +149,13 @@ private:
             m_Playback->Pause();
         } else {
             m_Playback->Play();
-            m_Report.OnStart(false);
+            m_Report.OnStart(false, m_Playback->Speed());
         }
     }
 
     void Restart() {
         m_Playback->Restart();
-        m_Report.OnStart(true);
+        m_Report.OnStart(true, m_Playback->Speed());
         m_HasEnded = false;
     }
 

@@ -12,6 +12,7 @@ namespace NimbTool {
 struct PlayOptions {
     std::string clip;
     bool headless = false;
+    bool strict = false;  ///< headless playback that cannot keep up is a problem
     int width = 1280;
     int height = 720;
     std::vector<View> views;  ///< at least one

@@ -1,6 +1,8 @@
 // What a run of playback was like.
 #pragma once
 
+#include "Tools/nimb/Viewer/ClipIndex.h"
+
 #include <chrono>
 #include <optional>
 #include <string>
@@ -12,10 +14,12 @@ class Report {
 public:
     using Clock = std::chrono::steady_clock;
 
-    explicit Report(int framesInPass) : m_FramesInPass(framesInPass) {}
+    /// Keeps a reference.
+    explicit Report(const ClipIndex& index) : m_Index(index) {}
 
-    /// A pass begins, or playback goes on after a pause: the time until the next frame is no gap.
-    void OnStart(bool isNewPass);
+    /// A pass begins, or playback goes on after a pause: the time until the next frame is no gap. `speed`: 1 is the
+    /// clip's own.
+    void OnStart(bool isNewPass, float speed);
     void OnFrame(std::optional<int> number, Clock::time_point now);
     /// A render event that left the frame as it was.
     void OnRepeat() { ++m_Repeated; }
@@ -25,6 +29,12 @@ public:
     int Shown() const noexcept { return m_Shown; }
     int Dropped() const noexcept { return m_Dropped; }
     int Repeated() const noexcept { return m_Repeated; }
+    /// Frames that came later than the next one's turn: by more than a frame's duration and a render event, measured
+    /// from the frame that came soonest since the start.
+    int Late() const noexcept { return m_Late; }
+    /// All but one frame in twenty came, and in time.
+    bool HasKeptUp() const noexcept { return (m_Dropped + m_Late) * 20 <= m_Shown + m_Dropped; }
+    double WantedRate() const noexcept { return m_Index.FrameRate() * m_Speed; }
     double MeanRate() const noexcept;  ///< frames per second between frames, without gaps of pauses; 0 when unknown
     double LongestGap() const noexcept { return m_LongestGap; }  ///< seconds
 
@@ -32,12 +42,17 @@ public:
     std::string Text() const;
 
 private:
-    int m_FramesInPass;
+    void CountIfLate(int number, Clock::time_point now);
+
+    const ClipIndex& m_Index;
+    double m_Speed = 1;
     int m_Shown = 0;
     int m_Dropped = 0;
     int m_Repeated = 0;
     int m_NextNumber = 0;
     bool m_IsCounting = true;  ///< no frame without a number came in this pass
+    int m_Late = 0;
+    std::optional<double> m_SoonestStart;  ///< seconds: when the pass began, as far as the frames so far tell
     std::optional<Clock::time_point> m_Last;
     int m_Intervals = 0;
     double m_Seconds = 0;
