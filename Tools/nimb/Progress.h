@@ -1,4 +1,4 @@
-// Progress of long work: rate and time left on a terminal, nothing elsewhere.
+// Progress of long work on a terminal: rate and time left. Nothing elsewhere.
 #pragma once
 
 #include <chrono>
@@ -7,7 +7,8 @@
 
 namespace NimbTool {
 
-/// One line on standard error that is rewritten a few times a second, and cleared at the end. Belongs to one thread.
+/// One line on standard error that is rewritten a few times a second, and cleared at the end; on a terminal that cannot
+/// do that, a line every ten seconds. Belongs to one thread.
 class Progress {
 public:
     /// `what`: "Encoding", for instance. `total`: frames in all; 0 when unknown.
@@ -22,14 +23,17 @@ public:
     void Clear();
 
 private:
+    std::string Line(std::size_t done) const;
+
     using Clock = std::chrono::steady_clock;
 
     std::string m_What;
     std::size_t m_Total;
-    bool m_Enabled;
-    bool m_Shown = false;
+    bool m_IsTerminal;
+    bool m_CanRewrite;
+    bool m_Shown = false;  ///< there is a line to clear
     Clock::time_point m_Start;
-    Clock::time_point m_Last;
+    Clock::time_point m_Next;  ///< when to show the next line
 };
 
 }  // namespace NimbTool
