@@ -11,7 +11,7 @@
 #include <algorithm>
 #include <atomic>
 #include <cmath>
-#include <filesystem>
+#include <memory>
 #include <stdexcept>
 #include <utility>
 
@@ -84,17 +84,22 @@ private:
     std::size_t m_Written = 0;
 };
 
-void Count(const EncodedFrame& frame, EncodeReport& report) {
-    report.keyFrames += frame.isKeyFrame ? 1 : 0;
-    report.maxVertices = std::max(report.maxVertices, frame.numVertices);
-    report.maxIndices = std::max(report.maxIndices, frame.numIndices);
-    report.meshBytes += frame.bytes.size();
-    if (frame.maxError > report.maxError) {
-        report.maxError = frame.maxError;
-        report.maxErrorFrame = report.frames;
+/// What frames have added up to so far.
+struct Written {
+    FileAttributes attributes;
+    EncodeReport report;
+
+    std::size_t Frames() const { return attributes.frameCount; }
+    void Count(const EncodedFrame& frame) {
+        attributes.maxVertexCount = std::max(attributes.maxVertexCount, frame.numVertices);
+        attributes.maxIndexCount = std::max(attributes.maxIndexCount, frame.numIndices);
+        if (frame.maxError > report.maxError) {
+            report.maxError = frame.maxError;
+            report.maxErrorFrame = Frames();
+        }
+        ++attributes.frameCount;
     }
-    ++report.frames;
-}
+};
 
 ClipVideoOptions VideoOptions(const EncodeOptions& options, const PictureSize& size, const FrameRate& rate) {
     ClipVideoOptions video = options.video;
@@ -106,52 +111,76 @@ ClipVideoOptions VideoOptions(const EncodeOptions& options, const PictureSize& s
     return video;
 }
 
-FileAttributes AttributesOf(const ClipPlan& plan, const EncodeReport& report, bool normals) {
-    FileAttributes attributes;
-    attributes.frameCount = static_cast<UINT32>(report.frames);
-    attributes.maxVertexCount = report.maxVertices;
-    attributes.maxIndexCount = report.maxIndices;
-    attributes.bboxMin = {plan.box.min.x, plan.box.min.y, plan.box.min.z};
-    attributes.bboxMax = {plan.box.max.x, plan.box.max.y, plan.box.max.z};
-    attributes.hasVertexNormals = normals ? 1u : 0u;
-    return attributes;
+std::size_t ThreadsOf(const EncodeOptions& options) {
+    return options.threads == 0 ? DefaultThreads() : options.threads;
 }
 
-/// What the threads work on.
+/// All that is decided before the first frame is encoded. Stays where it is: its parts refer to each other.
 struct Work {
-    const SubMeshes& subMeshes;
-    const ClipPlan& plan;
-    const AtlasPictures& pictures;
-    std::vector<PlacedSubMesh> placed;
-    ClipOptions meshOptions;
-    std::size_t threads;
+    Work(const MeshSource& source, const EncodeOptions& options, const EncodeProgress& progress)
+        : rate(RateOf(source)),
+          threads(ThreadsOf(options)),
+          subMeshes(source, options.normals),
+          plan(PlanClip(subMeshes,
+                        {static_cast<std::size_t>(options.video.keyFrameInterval), options.maxError, threads},
+                        [&progress](std::size_t done) { progress(EncodeStep::Examine, done); })),
+          pictures(subMeshes, CheckedSubMeshes(plan, options), options.atlasLimit) {}
+    Work(const Work&) = delete;
+    Work& operator=(const Work&) = delete;
+
+    ClipExamination Examination() const {
+        return {
+            subMeshes.Source().FrameCount(), rate.Value(), plan.subMeshes.size(), plan.maxFaces, plan.segments.size(),
+            pictures.Layout().size,          plan.box,     plan.errorLimit};
+    }
+
+    const FrameRate rate;
+    const std::size_t threads;
+    const SubMeshes subMeshes;
+    const ClipPlan plan;
+    const AtlasPictures pictures;
+
+private:
+    static const std::vector<std::size_t>& CheckedSubMeshes(const ClipPlan& plan, const EncodeOptions& options) {
+        if (WantsStrips(options) && plan.subMeshes.size() > 1) {
+            throw std::invalid_argument("strips are for clips of one texture; this one has " +
+                                        std::to_string(plan.subMeshes.size()));
+        }
+        return plan.subMeshes;
+    }
 };
 
+/// The frames' pictures, in order, a few ahead of those that are taken.
+using Pictures = OrderedTasks<std::shared_ptr<const Image>>;
+std::unique_ptr<Pictures> StartPictures(const Work& work) {
+    const std::size_t threads = std::min<std::size_t>(work.threads, 4);
+    return std::make_unique<Pictures>(
+        "nimb atlas", work.subMeshes.Source().FrameCount(), threads, threads + 1,
+        [&work](std::size_t frame, const std::atomic<bool>&) { return work.pictures.Picture(frame); });
+}
+
 /// Encodes all frames and hands them to the writer in order.
-void WriteFrames(const Work& work, SoundTrack& sound, Mp4Writer& writer, EncodeReport& report,
-                 const EncodeProgress& progress) {
+void WriteFrames(const Work& work, const ClipOptions& meshOptions, SoundTrack& sound, Mp4Writer& writer,
+                 Written& written, const EncodeProgress& progress) {
     const std::vector<Segment>& segments = work.plan.segments;
+    const std::vector<PlacedSubMesh> placed = PlaceSubMeshes(work.plan.subMeshes, work.pictures.Layout());
     std::atomic<std::size_t> meshesDone{0};
     OrderedTasks<std::vector<EncodedFrame>> meshes("nimb mesh", segments.size(), work.threads, work.threads + 2,
                                                    [&](std::size_t i, const std::atomic<bool>& stop) {
-                                                       std::vector<EncodedFrame> frames =
-                                                           EncodeClipSegment(work.subMeshes, work.placed, segments[i],
-                                                                             work.meshOptions, stop);
+                                                       std::vector<EncodedFrame> frames = EncodeClipSegment(
+                                                           work.subMeshes, placed, segments[i], meshOptions, stop);
                                                        meshesDone += frames.size();
                                                        return frames;
                                                    });
-    const std::size_t pictureThreads = std::min<std::size_t>(work.threads, 4);
-    OrderedTasks<std::shared_ptr<const Image>> pictures(
-        "nimb atlas", work.subMeshes.Source().FrameCount(), pictureThreads, pictureThreads + 1,
-        [&](std::size_t frame, const std::atomic<bool>&) { return work.pictures.Picture(frame); });
+    const std::unique_ptr<Pictures> pictures = StartPictures(work);
     // A frame is half done when its mesh is encoded.
-    const auto tell = [&] { progress(EncodeStep::Encode, (meshesDone + report.frames) / 2); };
+    const auto tell = [&] { progress(EncodeStep::Encode, (meshesDone + written.Frames()) / 2); };
     for (std::size_t i = 0; i < segments.size(); ++i) {
         for (const EncodedFrame& frame : meshes.Next(tell)) {
-            const std::shared_ptr<const Image> picture = pictures.Next(tell);
+            const std::shared_ptr<const Image> picture = pictures->Next(tell);
             writer.AddFrame(picture->rgba.data(), picture->width * 4, frame.bytes);
-            Count(frame, report);
-            sound.AddUpTo(report.frames, writer);
+            written.Count(frame);
+            sound.AddUpTo(written.Frames(), writer);
             tell();
         }
     }
@@ -159,44 +188,33 @@ void WriteFrames(const Work& work, SoundTrack& sound, Mp4Writer& writer, EncodeR
 
 }  // namespace
 
+ClipExamination ExamineClip(const MeshSource& source, const EncodeOptions& options, const EncodeProgress& progress) {
+    CheckOptions(options);
+    const Work work(source, options, progress);
+    const std::unique_ptr<Pictures> pictures = StartPictures(work);
+    for (std::size_t frame = 0; frame < source.FrameCount(); ++frame) {
+        pictures->Next([&] { progress(EncodeStep::ExaminePictures, frame); });
+    }
+    return work.Examination();
+}
+
 EncodeReport EncodeClip(const MeshSource& source, SoundSource* audio, const std::string& path,
                         const EncodeOptions& options, const EncodeProgress& progress) {
     CheckOptions(options);
-    const FrameRate rate = RateOf(source);
-    const std::size_t threads = options.threads == 0 ? DefaultThreads() : options.threads;
-    const auto interval = static_cast<std::size_t>(options.video.keyFrameInterval);
-    const SubMeshes subMeshes(source, options.normals);
-    const ClipPlan plan = PlanClip(subMeshes, {interval, options.maxError, threads},
-                                   [&progress](std::size_t done) { progress(EncodeStep::Examine, done); });
-    if (WantsStrips(options) && plan.subMeshes.size() > 1) {
-        throw std::invalid_argument("strips are for clips of one texture; this one has " +
-                                    std::to_string(plan.subMeshes.size()));
-    }
-    const AtlasPictures pictures(subMeshes, plan.subMeshes, options.atlasLimit);
-
-    EncodeReport report;
-    report.subMeshes = plan.subMeshes.size();
-    report.atlas = pictures.Layout().size;
-    report.frameRate = rate.Value();
-    report.errorLimit = plan.errorLimit;
-    report.maxFaces = plan.maxFaces;
-    Mp4Writer writer(path, VideoOptions(options, report.atlas, rate),
+    const Work work(source, options, progress);
+    Mp4Writer writer(path, VideoOptions(options, work.pictures.Layout().size, work.rate),
                      audio != nullptr ? std::optional(options.audio) : std::nullopt);
-    SoundTrack sound(audio, report.frameRate);
-    const Work work = {subMeshes,
-                       plan,
-                       pictures,
-                       PlaceSubMeshes(plan.subMeshes, pictures.Layout()),
-                       MeshOptions(options, plan.errorLimit),
-                       threads};
-    WriteFrames(work, sound, writer, report, progress);
-    writer.Finish(AttributesOf(plan, report, options.normals));
-
-    std::error_code ignored;
-    report.fileBytes = std::filesystem::file_size(path, ignored);
-    report.videoBytes = writer.VideoBytes();
-    report.damagedAudioPackets = audio != nullptr ? audio->DamagedPackets() : 0;
-    return report;
+    SoundTrack sound(audio, work.rate.Value());
+    Written written;
+    WriteFrames(work, MeshOptions(options, work.plan.errorLimit), sound, writer, written, progress);
+    const Box& box = work.plan.box;
+    written.attributes.bboxMin = {box.min.x, box.min.y, box.min.z};
+    written.attributes.bboxMax = {box.max.x, box.max.y, box.max.z};
+    written.attributes.hasVertexNormals = options.normals ? 1u : 0u;
+    writer.Finish(written.attributes);
+    written.report.clip = work.Examination();
+    written.report.damagedAudioPackets = audio != nullptr ? audio->DamagedPackets() : 0;
+    return written.report;
 }
 
 }  // namespace Authoring

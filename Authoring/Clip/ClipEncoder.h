@@ -8,11 +8,11 @@
 #include "Authoring/Clip/ClipError.h"
 #include "Authoring/Clip/ClipOptions.h"
 #include "Authoring/FrameOptions.h"
+#include "Authoring/Mesh.h"
 #include "Authoring/MeshSource.h"
 #include "Authoring/SoundSource.h"
 
 #include <cstddef>
-#include <cstdint>
 #include <functional>
 #include <optional>
 #include <string>
@@ -31,28 +31,33 @@ struct EncodeOptions {
     std::size_t threads = 0;             ///< 0: one for each core
 };
 
-enum class EncodeStep { Examine, Encode };
+enum class EncodeStep { Examine, ExaminePictures, Encode };
 
 /// Called in the caller's thread about ten times a second. What it throws ends the run: that is how to cancel one.
 using EncodeProgress = std::function<void(EncodeStep step, std::size_t framesDone)>;
 
-struct EncodeReport {
+/// What is known of a clip before any of it is encoded.
+struct ClipExamination {
     std::size_t frames = 0;
-    std::size_t keyFrames = 0;  ///< frames that build on no other; the rest have at least one delta-coded sub-mesh
-    std::size_t subMeshes = 0;
-    PictureSize atlas;
-    UINT32 maxVertices = 0;    ///< of any decoded frame
-    UINT32 maxIndices = 0;     ///< likewise
-    std::size_t maxFaces = 0;  ///< of any of the source's frames
     double frameRate = 0;
+    std::size_t subMeshes = 0;
+    std::size_t maxFaces = 0;   ///< of any of the source's frames
+    std::size_t keyFrames = 0;  ///< the fewest that the surface and the key frame interval allow
+    PictureSize atlas;
+    Box box;  ///< of all frames
     double errorLimit = 0;
+};
+
+/// Of the finished file, InspectClip tells the rest.
+struct EncodeReport {
+    ClipExamination clip;
     double maxError = 0;  ///< largest distance of a decoded position from the source's
     std::size_t maxErrorFrame = 0;
-    std::uint64_t meshBytes = 0;
-    std::uint64_t videoBytes = 0;
-    std::uint64_t fileBytes = 0;
     std::size_t damagedAudioPackets = 0;
 };
+
+/// Loads every mesh and picture of the source once, and checks them as EncodeClip does; what it throws, too.
+ClipExamination ExamineClip(const MeshSource& source, const EncodeOptions& options, const EncodeProgress& progress);
 
 /// Writes the clip of all frames of `source` to `path`, which may exist; it is replaced when the new file is complete.
 /// `audio` may be null. Sound starts with the first frame; it is cut, or continued by silence, to the clip's length.

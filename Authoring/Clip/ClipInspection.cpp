@@ -49,9 +49,12 @@ void Count(const FrameFacts& facts, ClipSummary& summary) {
     if (!facts.HasMesh()) {
         return;
     }
+    summary.keyFrames += facts.layout.IsKeyFrame() ? 1 : 0;
+    summary.maxSubMeshes = std::max(summary.maxSubMeshes, facts.layout.parts.size());
     const CStreamingMeshHeader& header = facts.layout.header;
     summary.vertices += header.m_numVertices;
     summary.maxVertices = std::max(summary.maxVertices, header.m_numVertices);
+    summary.maxFaces = std::max(summary.maxFaces, header.m_numFaces);
     summary.maxIndices = std::max(summary.maxIndices, header.m_numIndices);
     summary.box = summary.box ? Union(*summary.box, BoxOf(header)) : BoxOf(header);
     for (const MeshPart& part : facts.layout.parts) {

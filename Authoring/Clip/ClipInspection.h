@@ -55,12 +55,15 @@ struct ClipSummary {
     UINT64 audioBytes = 0;
     UINT64 OverheadBytes() const { return fileBytes - meshBytes - videoBytes - audioBytes; }  ///< index, atom, the rest
 
+    std::size_t keyFrames = 0;                   ///< frames that build on nothing, temporal ones among them
     std::array<Share, c_FrameKinds> kinds;       ///< meshes alone
     std::map<std::string, Share> vertexCodings;  ///< by name; each part of a temporal frame counts, sections alone
     std::map<std::string, Share> indexCodings;   ///< likewise, where there is an index section
     UINT64 vertices = 0;                         ///< of all frames together
     UINT32 maxVertices = 0;                      ///< of any frame
+    UINT32 maxFaces = 0;
     UINT32 maxIndices = 0;
+    std::size_t maxSubMeshes = 0;
     std::optional<Box> box;  ///< that holds the frames' boxes
 
     double BitsPerVertex() const {

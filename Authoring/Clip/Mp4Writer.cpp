@@ -60,7 +60,6 @@ public:
     }
 
     std::int64_t FrameCount() const { return m_Video.FrameCount(); }
-    std::uint64_t VideoBytes() const { return m_Video.CodedBytes(); }
 
 private:
     struct Closer {
@@ -173,7 +172,6 @@ void Mp4Writer::Finish(const std::optional<FileAttributes>& attributes) {
             throw ClipError(std::string("cannot be replaced: ") + std::strerror(errno));
         }
     });
-    m_VideoBytes = m_Container->VideoBytes();
     m_Container.reset();
 }
 

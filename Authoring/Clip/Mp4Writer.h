@@ -41,16 +41,12 @@ public:
     /// Completes the file and gives it its name. Players find no facts about a file without attributes.
     void Finish(const std::optional<FileAttributes>& attributes);
 
-    /// What the pictures take of the finished file, meshes not included.
-    std::uint64_t VideoBytes() const { return m_VideoBytes; }
-
 private:
     class Container;
 
     std::string m_Path;
     std::string m_TemporaryPath;
     std::size_t m_Width = 0;
-    std::uint64_t m_VideoBytes = 0;
     std::unique_ptr<Container> m_Container;  // null after Finish
 };
 

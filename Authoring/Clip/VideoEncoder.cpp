@@ -121,7 +121,6 @@ void VideoEncoder::Drain(const Sink& sink) {
         if (m_Packet->pts != oldest) {
             throw ClipError(std::string(c_Encoder) + ": frame " + std::to_string(oldest) + " came out of order");
         }
-        m_CodedBytes += static_cast<std::uint64_t>(m_Packet->size);
         const Bytes sample =
             MakeAvcSample(m_Packet->data, static_cast<std::size_t>(m_Packet->size), m_MeshUnits.front());
         m_MeshUnits.pop_front();

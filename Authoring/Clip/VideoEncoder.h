@@ -28,9 +28,6 @@ public:
 
     std::int64_t FrameCount() const { return m_FrameCount; }
 
-    /// Of the coded pictures that have come out so far, without meshes.
-    std::uint64_t CodedBytes() const { return m_CodedBytes; }
-
 private:
     void Drain(const Sink& sink);
 
@@ -41,7 +38,6 @@ private:
     Bytes m_Configuration;
     std::deque<Bytes> m_MeshUnits;  // of the pictures that the encoder holds back, oldest first
     std::int64_t m_FrameCount = 0;
-    std::uint64_t m_CodedBytes = 0;
 };
 
 }  // namespace Authoring

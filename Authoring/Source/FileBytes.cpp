@@ -1,6 +1,7 @@
 #include "Authoring/Source/FileBytes.h"
 
 #include "Authoring/MeshSource.h"
+#include "Authoring/Source/FileIdentity.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -17,6 +18,7 @@ std::vector<BYTE> ReadFileBytes(const std::string& path, const std::string& what
     if (file == nullptr) {
         throw fail(std::strerror(errno));
     }
+    OutputGuard::CheckInput(fileno(file.get()), path);
     std::vector<BYTE> bytes;
     std::error_code ignored;
     const auto expected = std::filesystem::file_size(path, ignored);

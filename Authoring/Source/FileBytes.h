@@ -10,7 +10,7 @@
 namespace Authoring {
 
 /// Throws InputError, naming the file, when it cannot be read. `what` says in the message what the file is wanted for,
-/// as in "the mesh".
+/// as in "the mesh". Every input file but sound is read here, so that none can be the output (see OutputGuard).
 std::vector<BYTE> ReadFileBytes(const std::string& path, const std::string& what);
 
 inline std::string_view AsText(const std::vector<BYTE>& bytes) {

@@ -244,6 +244,19 @@ void CheckGaps(const FileSequence& sequence, const Pattern& pattern, FileRange r
     }
 }
 
+/// Puts the files in order and numbers them.
+FileSequence Ordered(std::vector<std::string> paths, const FileKinds& kinds, const std::string& input,
+                     const std::string& what) {
+    std::sort(paths.begin(), paths.end(), NaturallyLess);
+    CheckKinds(paths, kinds, input, what);
+    FileSequence sequence;
+    sequence.paths = std::move(paths);
+    for (std::size_t i = 0; i < sequence.paths.size(); ++i) {
+        sequence.numbers.push_back(i);
+    }
+    return sequence;
+}
+
 bool IsPattern(const std::string& input) {
     std::error_code ignored;
     return input.find('%') != std::string::npos && !fs::exists(input, ignored);
@@ -291,12 +304,22 @@ FileSequence FindFiles(const std::string& input, const FileKinds& kinds, const s
     } else {
         throw InputError(input + ": no such file or folder");
     }
-    std::sort(sequence.paths.begin(), sequence.paths.end(), NaturallyLess);
-    CheckKinds(sequence.paths, kinds, input, what);
-    for (std::size_t i = 0; i < sequence.paths.size(); ++i) {
-        sequence.numbers.push_back(i);
+    return Ordered(std::move(sequence.paths), kinds, input, what);
+}
+
+FileSequence FindFiles(std::vector<std::string> paths, const FileKinds& kinds, const std::string& what) {
+    for (const std::string& path : paths) {
+        std::error_code error;
+        if (!fs::is_regular_file(path, error)) {
+            throw InputError(path +
+                             (fs::exists(path, error) ? ": one of several inputs must be a file" : ": no such file"));
+        }
     }
-    return sequence;
+    return Ordered(std::move(paths), kinds, "the files named", what);
+}
+
+bool IsOfKind(const std::string& path, const FileKinds& kinds) {
+    return KindOf(path, kinds) != kinds.size();
 }
 
 FileRange RangeOf(const FileSequence& sequence, const std::string& input, std::optional<std::size_t> first,

@@ -20,6 +20,12 @@ using FileKinds = std::vector<std::vector<std::string>>;
 /// `what` names in messages what is looked for, as in "mesh". Throws InputError.
 FileSequence FindFiles(const std::string& input, const FileKinds& kinds, const std::string& what);
 
+/// The same for files that are named one by one, in any order.
+FileSequence FindFiles(std::vector<std::string> paths, const FileKinds& kinds, const std::string& what);
+
+/// Whether the path ends as that of a file of any of the kinds.
+bool IsOfKind(const std::string& path, const FileKinds& kinds);
+
 /// Positions of the first file and behind the last that the range asks for. Throws InputError for a range that the
 /// sequence does not have, and for a gap inside it, naming the missing file.
 struct FileRange {

@@ -2,12 +2,18 @@
 
 namespace Authoring {
 
+const FileKinds& PictureKinds() {
+    static const FileKinds s_Kinds = {{"png"}, {"jpg", "jpeg"}, {"bmp"}, {"tga"}};
+    return s_Kinds;
+}
+
 FramePictures::FramePictures(const SourceOptions& options, std::size_t frames, FileRange range) {
     if (options.texture.empty()) {
         return;
     }
-    static const FileKinds s_Pictures = {{"png"}, {"jpg", "jpeg"}, {"bmp"}, {"tga"}};
-    const FileSequence pictures = FindFiles(options.texture, s_Pictures, "picture");
+    const FileSequence pictures = options.textureFiles.empty()
+                                      ? FindFiles(options.texture, PictureKinds(), "picture")
+                                      : FindFiles(options.textureFiles, PictureKinds(), "picture");
     if (pictures.paths.size() == 1) {
         m_Paths = pictures.paths;
         return;
@@ -27,6 +33,14 @@ SourceMaterial FramePictures::NamedFor(std::size_t frame) const {
     return look;
 }
 
+std::shared_ptr<const Image> FramePictures::Load(const SourceMaterial& look) {
+    try {
+        return m_Store->Get(look);
+    } catch (const InputError& error) {
+        throw AreNamed() ? error : InputError(std::string(error.what()) + "; --texture names another");
+    }
+}
+
 void FramePictures::SetMaterialCount(std::size_t count) {
     m_Store = std::make_unique<PictureStore>(count);
     m_Sizes.resize(count);
@@ -34,7 +48,7 @@ void FramePictures::SetMaterialCount(std::size_t count) {
 
 std::shared_ptr<const Image> FramePictures::Get(const SourceMaterial& look, std::size_t material,
                                                 const std::string& frameName) {
-    std::shared_ptr<const Image> image = m_Store->Get(look);
+    const std::shared_ptr<const Image> image = Load(look);
     const std::lock_guard<std::mutex> lock(m_Mutex);
     Size& size = m_Sizes[material];
     if (size.width == 0) {

@@ -12,6 +12,9 @@
 
 namespace Authoring {
 
+/// The formats of pictures that are read.
+const FileKinds& PictureKinds();
+
 /// Any thread.
 class FramePictures {
 public:
@@ -37,6 +40,8 @@ private:
         std::size_t width = 0;
         std::size_t height = 0;
     };
+
+    std::shared_ptr<const Image> Load(const SourceMaterial& look);
 
     std::vector<std::string> m_Paths;  ///< none, one for all frames, or one for each
     std::unique_ptr<PictureStore> m_Store;

@@ -38,7 +38,7 @@ SourceMaterial ReadGltfMaterial(const GltfFile& file, std::size_t index) {
         const std::size_t texture = IndexIn(surface["baseColorTexture"], "index");
         const Json& source = file.Element("textures", texture);
         if (!source.contains("source")) {
-            file.Fail("texture " + std::to_string(texture) + " has no picture in a format that is supported");
+            file.Fail("texture " + std::to_string(texture) + " has no picture in a format that is supported; --texture names another");
         }
         material.picture = file.ImageAt(IndexIn(source, "source"));
     }

@@ -1,6 +1,7 @@
 #include "Authoring/Source/MeshSources.h"
 
 #include "Authoring/Source/FileSequence.h"
+#include "Authoring/Source/FramePictures.h"
 #include "Authoring/Source/SourceFactories.h"
 
 #include <cmath>
@@ -17,7 +18,7 @@ std::unique_ptr<MeshSource> OpenMeshSource(const SourceOptions& options) {
     }
     std::error_code ignored;
     const std::string extension = ExtensionOf(options.input);
-    const bool isScene = extension == "gltf" || extension == "glb";
+    const bool isScene = (extension == "gltf" || extension == "glb") && options.inputFiles.empty();
     if (isScene && std::filesystem::is_regular_file(options.input, ignored)) {
         return OpenSceneSource(options);
     }
@@ -25,6 +26,10 @@ std::unique_ptr<MeshSource> OpenMeshSource(const SourceOptions& options) {
         throw InputError(options.input + ": an animation can only be chosen in a glTF scene");
     }
     return OpenSequenceSource(options);
+}
+
+bool IsPictureName(const std::string& path) {
+    return IsOfKind(path, PictureKinds());
 }
 
 }  // namespace Authoring

@@ -7,6 +7,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace Authoring {
 
@@ -23,9 +24,14 @@ struct SourceOptions {
     /// A numbered sequence must not have gaps.
     std::string input;
 
+    /// Empty, or the files of a sequence in any order, when they are named one by one; `input` is then what messages
+    /// call them.
+    std::vector<std::string> inputFiles;
+
     /// Empty: the pictures that the input names. Otherwise one picture, or a pattern, glob or folder of them, one for
     /// each frame; the whole mesh is then one material.
     std::string texture;
+    std::vector<std::string> textureFiles;  ///< as `inputFiles`
 
     double frameRate = 30;  ///< frames per second, above 0, at most 1000
 
@@ -53,5 +59,8 @@ struct SourceOptions {
 /// frames are kept in memory. Throws InputError; std::invalid_argument for options out of range, frames that there are
 /// not among them.
 std::unique_ptr<MeshSource> OpenMeshSource(const SourceOptions& options);
+
+/// Whether a path, a pattern or a glob means pictures, by its ending.
+bool IsPictureName(const std::string& path);
 
 }  // namespace Authoring

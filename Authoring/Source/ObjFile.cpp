@@ -271,7 +271,7 @@ private:
         part.mesh = MeshOfCorners(m_Arrays, group.corners);
         part.untextured = group.untextured;
         if (m_Materials == Materials::Read && !group.hasMaterial) {
-            throw InputError(m_Path + ": faces without a material, so there is no picture for them; name one");
+            throw InputError(m_Path + ": faces without a material, so there is no picture for them; --texture names one");
         }
         return part;
     }

@@ -149,7 +149,7 @@ public:
         : m_Path(path), m_Header(ReadPlyHeader(path, file)), m_Values(path, m_Header, file) {
         if (materials == Materials::Read) {
             if (m_Header.textureFiles.empty()) {
-                throw InputError(path + ": names no picture (no line \"comment TextureFile NAME\"); name one");
+                throw InputError(path + ": names no picture (no line \"comment TextureFile NAME\"); --texture names one");
             }
             for (const std::string& textureFile : m_Header.textureFiles) {
                 SourceMaterial material;

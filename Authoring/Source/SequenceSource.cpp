@@ -66,10 +66,17 @@ FileFrame ReadFrame(const std::string& path, const SourceOptions& options) {
     return frame;
 }
 
+const FileKinds& MeshKinds() {
+    static const FileKinds s_Kinds = {{"obj"}, {"ply"}, {"glb"}, {"gltf"}};
+    return s_Kinds;
+}
+
 class SequenceSource final : public MeshSource {
 public:
     explicit SequenceSource(const SourceOptions& options)
-        : SequenceSource(options, FindFiles(options.input, {{"obj"}, {"ply"}, {"glb"}, {"gltf"}}, "mesh file")) {}
+        : SequenceSource(options, options.inputFiles.empty()
+                                      ? FindFiles(options.input, MeshKinds(), "mesh file")
+                                      : FindFiles(options.inputFiles, MeshKinds(), "mesh file")) {}
 
     std::size_t FrameCount() const override { return m_Range.end - m_Range.begin; }
     double FrameRate() const override { return m_Options.frameRate; }

@@ -1,5 +1,6 @@
 // Whole clips: what players get is what went in.
 #include "Authoring/Clip/ClipEncoder.h"
+#include "Authoring/Clip/ClipInspection.h"
 
 #include "Authoring/AttributeAtom.h"
 #include "Authoring/Clip/ClipVerifier.h"
@@ -223,14 +224,14 @@ void ExpectFrame(const NimbTest::DecodedFrame& mesh, const Image& picture, const
 
 void ExpectClip(const std::string& path, const EncodeReport& report, const TestSource& source,
                 const TemporaryFolder& folder) {
-    const DecodedClip clip = DecodeClip(path, report.atlas.width, report.atlas.height, folder / "");
+    const DecodedClip clip = DecodeClip(path, report.clip.atlas.width, report.clip.atlas.height, folder / "");
     ASSERT_EQ(clip.meshes.size(), source.frames.size());
     ASSERT_EQ(clip.pictures.size(), source.frames.size());
     for (std::size_t i = 0; i < clip.meshes.size(); ++i) {
         SCOPED_TRACE("frame " + std::to_string(i));
         ExpectFrame(clip.meshes[i], clip.pictures[i], source.frames[i], report.maxError + 1e-9);
     }
-    EXPECT_LE(report.maxError, report.errorLimit);
+    EXPECT_LE(report.maxError, report.clip.errorLimit);
 }
 
 TEST(ClipEncoder, TwoMaterialsComeBackWithTheirColours) {
@@ -238,9 +239,11 @@ TEST(ClipEncoder, TwoMaterialsComeBackWithTheirColours) {
     const TestSource source = TwoSheets();
     const EncodeReport report = EncodeClip(source, nullptr, folder / "clip.mp4", FastOptions(), NoProgress);
     ExpectClip(folder / "clip.mp4", report, source, folder);
-    EXPECT_EQ(report.subMeshes, 2u);
+    EXPECT_EQ(report.clip.subMeshes, 2u);
     // Frame 9 has one sheet left, which goes on; in frame 10 the other one begins anew.
-    EXPECT_EQ(report.keyFrames, 2u) << "frames 0 and 6 alone: shuffling is no change of topology";
+    Authoring::ClipReader reader(folder / "clip.mp4");
+    EXPECT_EQ(Authoring::InspectClip(reader, [](const Authoring::FrameFacts&) {}).keyFrames, 2u)
+        << "frames 0 and 6 alone: shuffling is no change of topology";
 
     const std::vector<unsigned char> file = ReadFile(folder / "clip.mp4");
     Authoring::Box box{source.frames[0].parts[0].mesh.positions[0], source.frames[0].parts[0].mesh.positions[0]};
@@ -284,8 +287,8 @@ TEST(ClipEncoder, OneTextureIsTheWholePictureOfAPlainClip) {
     options.delta = Authoring::DeltaCoding::Golomb;
     options.indices = Authoring::IndexCoding::List2;
     const EncodeReport report = EncodeClip(source, nullptr, folder / "clip.mp4", options, NoProgress);
-    EXPECT_EQ(report.subMeshes, 1u);
-    EXPECT_TRUE((report.atlas == Authoring::PictureSize{92, 64}));
+    EXPECT_EQ(report.clip.subMeshes, 1u);
+    EXPECT_TRUE((report.clip.atlas == Authoring::PictureSize{92, 64}));
     const DecodedClip clip = DecodeClip(folder / "clip.mp4", 92, 64, folder / "");
     ASSERT_EQ(clip.meshes.size(), 12u);
     EXPECT_EQ(clip.meshes.back().hr, S_OK);
@@ -313,7 +316,8 @@ TEST(ClipEncoder, ThreadsDoNotChangeTheMeshes) {
     for (const std::size_t threads : {1u, 5u}) {
         options.threads = threads;
         const EncodeReport report = EncodeClip(source, nullptr, folder / "clip.mp4", options, NoProgress);
-        runs.push_back(DecodeClip(folder / "clip.mp4", report.atlas.width, report.atlas.height, folder / "").meshes);
+        runs.push_back(
+            DecodeClip(folder / "clip.mp4", report.clip.atlas.width, report.clip.atlas.height, folder / "").meshes);
     }
     EXPECT_TRUE(runs[0] == runs[1]);
 }

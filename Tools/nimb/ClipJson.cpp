@@ -1,5 +1,7 @@
 #include "Tools/nimb/ClipJson.h"
 
+#include <cstdio>
+
 namespace NimbTool {
 namespace {
 
@@ -117,6 +119,7 @@ Json ToJson(const ClipSummary& summary) {
         kinds[FrameKindName(static_cast<FrameKind>(i))] = ShareJson(summary.kinds[i]);
     }
     Json json = {{"frames", summary.frames},
+                 {"keyFrames", summary.keyFrames},
                  {"seconds", summary.seconds},
                  {"bytes",
                   {{"file", summary.fileBytes},
@@ -129,13 +132,31 @@ Json ToJson(const ClipSummary& summary) {
                  {"vertexCodings", SharesJson(summary.vertexCodings)},
                  {"indexCodings", SharesJson(summary.indexCodings)},
                  {"maxVertices", summary.maxVertices},
+                 {"maxFaces", summary.maxFaces},
                  {"maxIndices", summary.maxIndices},
+                 {"maxSubMeshes", summary.maxSubMeshes},
                  {"box", nullptr}};
     if (summary.box) {
-        const Box& box = *summary.box;
-        json["box"] = {{"min", {box.min.x, box.min.y, box.min.z}}, {"max", {box.max.x, box.max.y, box.max.z}}};
+        json["box"] = ToJson(*summary.box);
     }
     return json;
+}
+
+Json ToJson(const Box& box) {
+    return {{"min", {box.min.x, box.min.y, box.min.z}}, {"max", {box.max.x, box.max.y, box.max.z}}};
+}
+
+Json ToJson(const ClipReader& reader, const ClipAttributes& attributes) {
+    Json json = {{"file", reader.Path()}, {"tracks", Json::array()}, {"attributes", ToJson(attributes)}};
+    for (const ClipTrack& track : reader.Tracks()) {
+        json["tracks"].push_back(ToJson(track));
+    }
+    return json;
+}
+
+void Print(const Json& json) {
+    // Names of files and codecs are what they are.
+    std::printf("%s\n", json.dump(2, ' ', false, Json::error_handler_t::replace).c_str());
 }
 
 }  // namespace NimbTool

@@ -1,4 +1,4 @@
-// What `nimb info --json` prints; Docs/inspecting.md lists the keys.
+// What `nimb info --json` prints, and other commands in part; Docs/inspecting.md lists the keys.
 #pragma once
 
 #include "Authoring/Clip/ClipAttributes.h"
@@ -12,5 +12,12 @@ nlohmann::ordered_json ToJson(const Authoring::ClipTrack& track);
 nlohmann::ordered_json ToJson(const Authoring::ClipAttributes& attributes);
 nlohmann::ordered_json ToJson(const Authoring::FrameFacts& frame);
 nlohmann::ordered_json ToJson(const Authoring::ClipSummary& summary);
+nlohmann::ordered_json ToJson(const Authoring::Box& box);
+
+/// The file, its tracks and its attributes.
+nlohmann::ordered_json ToJson(const Authoring::ClipReader& reader, const Authoring::ClipAttributes& attributes);
+
+/// To standard output.
+void Print(const nlohmann::ordered_json& json);
 
 }  // namespace NimbTool

@@ -5,6 +5,7 @@
 #include "Tools/nimb/Commands.h"
 #include "Tools/nimb/EncodeRun.h"
 #include "Tools/nimb/ExitStatus.h"
+#include "Tools/nimb/Interrupt.h"
 #include "Tools/nimb/OutputFile.h"
 
 #include <memory>
@@ -26,10 +27,11 @@ struct Arguments {
 };
 
 int Demo(const Arguments& arguments) {
-    CheckOutput(arguments.output, arguments.overwrite);
+    CheckOutput(arguments.output, OutputKind::Clip, arguments.overwrite, {});
     const Authoring::Demo::DemoClip clip;
     Authoring::Demo::DemoSound sound;
-    RunEncoder(clip, &sound, arguments.output, {});
+    const InterruptGuard interrupt;
+    RunEncoder(clip, &sound, arguments.output, {}, RunOutput::Text);
     return c_ExitOk;
 }
 

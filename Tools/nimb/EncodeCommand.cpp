@@ -1,19 +1,23 @@
 // `nimb encode`: an animated scene or a sequence of mesh files to a clip.
 #include "Authoring/Clip/AudioReader.h"
 #include "Authoring/Clip/ClipEncoder.h"
+#include "Authoring/Source/FileIdentity.h"
 #include "Authoring/Source/MeshSources.h"
 #include "Tools/nimb/CommandLine.h"
 #include "Tools/nimb/Commands.h"
 #include "Tools/nimb/EncodeRun.h"
 #include "Tools/nimb/ExitStatus.h"
+#include "Tools/nimb/Interrupt.h"
 #include "Tools/nimb/OutputFile.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cstdio>
 #include <map>
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace NimbTool {
 namespace {
@@ -27,6 +31,8 @@ constexpr const char* c_Examples =
     "      the first animation of a scene, 30 frames a second\n"
     "  nimb encode 'scan/frame_%04d.obj' --texture 'scan/tex_%04d.png' --fps 25 --audio take3.wav -o take3.mp4\n"
     "      a capture: a mesh and a texture for each frame, and the sound that was recorded with it\n"
+    "  nimb encode scan/*.ply --texture tex/*.png --dry-run\n"
+    "      the same without quotes; only looks at all of it, and says what would come out\n"
     "  nimb encode scan/ --first 100 --last 399 --scale 0.01 --up z -o part.mp4\n"
     "      300 frames of a folder of files in centimetres with z up\n"
     "  nimb encode dancer.glb --atlas-size 1024 --quality 26 --max-error 0.001 -o small.mp4\n"
@@ -36,8 +42,12 @@ constexpr const char* c_Examples =
 struct Arguments {
     Authoring::SourceOptions source;
     Authoring::EncodeOptions encode;
+    std::vector<std::string> inputs;
     std::string output;
     bool overwrite = false;
+    bool dryRun = false;
+    bool json = false;
+    bool quiet = false;
     std::string audio;
     double audioStart = 0;
     std::string atlasSize;
@@ -83,10 +93,9 @@ Authoring::PictureSize ParseAtlasSize(const std::string& text) {
 }
 
 void AddInputOptions(CLI::App& sub, Arguments& a) {
-    sub.add_option(
-           "INPUT", a.source.input,
-           "a .gltf or .glb scene, an .obj or .ply file, a numbered sequence (frame_%04d.obj), a glob in quotes "
-           "('*.ply'), or a folder of such files")
+    sub.add_option("INPUT", a.inputs,
+                   "a .gltf or .glb scene, an .obj or .ply file, a numbered sequence (frame_%04d.obj), a glob "
+                   "('*.ply'), a folder of such files, or the files of a sequence one by one")
         ->required();
     sub.add_option("--fps", a.source.frameRate, "frames per second")
         ->check(CLI::Range(1.0, 1000.0))
@@ -160,6 +169,26 @@ void AddVideoOptions(CLI::App& sub, Arguments& a) {
         ->group("Video");
 }
 
+/// A shell that expands the patterns of meshes and pictures hands over files, all of which but the first picture are
+/// inputs to the command line. Their endings tell them apart.
+void SortInputs(Arguments& a) {
+    const auto firstPicture = std::stable_partition(
+        a.inputs.begin(), a.inputs.end(), [](const std::string& input) { return !Authoring::IsPictureName(input); });
+    std::vector<std::string> pictures(firstPicture, a.inputs.end());
+    a.inputs.erase(firstPicture, a.inputs.end());
+    if (a.inputs.empty() || (!pictures.empty() && a.source.texture.empty())) {
+        throw UsageError(pictures.front() + ": is a picture, not a mesh; --texture names pictures");
+    }
+    if (!pictures.empty()) {
+        pictures.insert(pictures.begin(), a.source.texture);
+        a.source.textureFiles = pictures;
+    }
+    a.source.input = a.inputs.front();
+    if (a.inputs.size() > 1) {
+        a.source.inputFiles = a.inputs;
+    }
+}
+
 /// What the options mean to the encoder, beyond what the command line filled in by itself.
 void Resolve(Arguments& a) {
     a.source.upAxis = a.up == "z" ? Authoring::UpAxis::Z : Authoring::UpAxis::Y;
@@ -174,19 +203,46 @@ void Resolve(Arguments& a) {
     }
 }
 
+/// That the clip can be written. What the inputs name in turn is looked at when it is read: see OutputGuard.
+void CheckClip(const Arguments& a) {
+    if (a.output.empty()) {
+        if (!a.dryRun) {
+            throw UsageError("-o is missing: the clip to write, an .mp4 file");
+        }
+        return;
+    }
+    std::vector<std::string> inputs = a.inputs;
+    inputs.insert(inputs.end(), a.source.textureFiles.begin(), a.source.textureFiles.end());
+    for (const std::string& input : {a.source.texture, a.audio}) {
+        if (!input.empty()) {
+            inputs.push_back(input);
+        }
+    }
+    CheckOutput(a.output, OutputKind::Clip, a.overwrite, inputs);
+}
+
 int Encode(Arguments& a) {
+    SortInputs(a);
     Resolve(a);
-    CheckOutput(a.output, a.overwrite);
+    CheckClip(a);
+    const RunOutput output = a.json ? RunOutput::Json : a.quiet ? RunOutput::Quiet : RunOutput::Text;
+    const InterruptGuard interrupt;
+    const Authoring::OutputGuard guard(a.output);
     try {
         const std::unique_ptr<Authoring::MeshSource> source = Authoring::OpenMeshSource(a.source);
         std::optional<Authoring::AudioReader> audio;
         if (!a.audio.empty()) {
             audio.emplace(a.audio, a.audioStart);
         }
-        const Authoring::EncodeReport report = RunEncoder(*source, audio ? &*audio : nullptr, a.output, a.encode);
-        if (report.damagedAudioPackets > 0) {
-            std::fprintf(stderr, "nimb: %s: %zu damaged packets of sound were left out\n", a.audio.c_str(),
-                         report.damagedAudioPackets);
+        if (a.dryRun) {
+            RunExamination(*source, a.source.input, a.encode, output);
+        } else {
+            const Authoring::EncodeReport report =
+                RunEncoder(*source, audio ? &*audio : nullptr, a.output, a.encode, output);
+            if (report.damagedAudioPackets > 0) {
+                std::fprintf(stderr, "nimb: %s: %zu damaged packets of sound were left out\n", a.audio.c_str(),
+                             report.damagedAudioPackets);
+            }
         }
         return c_ExitOk;
     } catch (const std::invalid_argument& error) {
@@ -202,8 +258,11 @@ Command AddEncode(CLI::App& app) {
     AddInputOptions(*sub, *arguments);
     AddMeshOptions(*sub, *arguments);
     AddVideoOptions(*sub, *arguments);
-    sub->add_option("-o,--output", arguments->output, "the clip to write, an .mp4 file")->required();
+    sub->add_option("-o,--output", arguments->output, "the clip to write, an .mp4 file");
     AddOverwrite(*sub, arguments->overwrite);
+    sub->add_flag("--dry-run", arguments->dryRun, "examine all of the input and write nothing; needs no -o");
+    CLI::Option* const json = sub->add_flag("--json", arguments->json, "print the summary as JSON, as nimb info does");
+    sub->add_flag("-q,--quiet", arguments->quiet, "print neither progress nor summary")->excludes(json);
     sub->add_option("-j,--threads", arguments->encode.threads, "threads to work with [one for each core]")
         ->check(CLI::Range(1, 256));
     sub->footer(c_Examples);

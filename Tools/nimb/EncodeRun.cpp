@@ -1,7 +1,10 @@
 #include "Tools/nimb/EncodeRun.h"
 
+#include "Tools/nimb/ClipJson.h"
+#include "Tools/nimb/ClipText.h"
 #include "Tools/nimb/Interrupt.h"
 #include "Tools/nimb/Progress.h"
+#include "Tools/nimb/StandardStreams.h"
 
 #include <chrono>
 #include <cstdio>
@@ -10,48 +13,118 @@
 namespace NimbTool {
 namespace {
 
+using Authoring::ClipExamination;
 using Authoring::EncodeReport;
 using Authoring::EncodeStep;
+using Json = nlohmann::ordered_json;
 
-void PrintSummary(const std::string& path, const EncodeReport& report, std::chrono::duration<double> elapsed) {
-    const auto frames = static_cast<double>(report.frames);
-    const double seconds = frames / report.frameRate;
-    const auto kilobits = [seconds](std::uint64_t bytes) { return static_cast<double>(bytes) * 8 / 1000 / seconds; };
-    std::printf("%s: %.0f bytes, %.0f kbit/s\n", path.c_str(), static_cast<double>(report.fileBytes),
-                kilobits(report.fileBytes));
-    std::printf("  frames    %zu (%zu key, %zu delta), %.5g a second, %.2f s\n", report.frames, report.keyFrames,
-                report.frames - report.keyFrames, report.frameRate, seconds);
-    std::printf("  geometry  up to %u vertices, %zu faces; sub-meshes: %zu\n", report.maxVertices, report.maxFaces,
-                report.subMeshes);
-    std::printf("  meshes    %.0f bytes, %.0f a frame, %.0f kbit/s\n", static_cast<double>(report.meshBytes),
-                static_cast<double>(report.meshBytes) / frames, kilobits(report.meshBytes));
-    std::printf("  video     %zu x %zu, %.0f bytes, %.0f kbit/s\n", report.atlas.width, report.atlas.height,
-                static_cast<double>(report.videoBytes), kilobits(report.videoBytes));
-    std::printf("  error     %.3g at most (frame %zu), limit %.3g\n", report.maxError, report.maxErrorFrame,
-                report.errorLimit);
-    std::printf("  time      %.1f s, %.1f frames/s\n", elapsed.count(), frames / elapsed.count());
+/// What the steps of a run call to tell how far they are, and to find out about Ctrl-C.
+class RunProgress {
+public:
+    RunProgress(std::size_t frames, RunOutput output) : m_Frames(frames), m_IsShown(output != RunOutput::Quiet) {}
+
+    void operator()(EncodeStep step, std::size_t framesDone) {
+        InterruptGuard::Check();
+        if (!m_IsShown) {
+            return;
+        }
+        if (m_Step != step) {
+            m_Step = step;
+            m_Progress.emplace(step == EncodeStep::Examine           ? "Examining"
+                               : step == EncodeStep::ExaminePictures ? "Looking at pictures"
+                                                                     : "Encoding",
+                               m_Frames);
+        }
+        m_Progress->Report(framesDone);
+    }
+
+private:
+    const std::size_t m_Frames;
+    const bool m_IsShown;
+    std::optional<EncodeStep> m_Step;
+    std::optional<Progress> m_Progress;
+};
+
+Json ErrorJson(const EncodeReport& report) {
+    return {{"max", report.maxError}, {"frame", report.maxErrorFrame}, {"limit", report.clip.errorLimit}};
+}
+
+/// The numbers are those that `nimb info` finds in the file.
+void PrintSummary(const std::string& clip, const EncodeReport& report, std::chrono::duration<double> elapsed,
+                  RunOutput output) {
+    Authoring::ClipReader reader(clip);
+    const Authoring::ClipSummary summary = Authoring::InspectClip(reader, [](const Authoring::FrameFacts&) {});
+    if (output == RunOutput::Json) {
+        Json json = ToJson(reader, Authoring::ReadClipAttributes(clip));
+        json["summary"] = ToJson(summary);
+        json["error"] = ErrorJson(report);
+        json["elapsedSeconds"] = elapsed.count();
+        Print(json);
+        return;
+    }
+    PrintClip(reader, summary);
+    std::printf("error        %.3g at most (frame %zu), limit %.3g\n", report.maxError, report.maxErrorFrame,
+                report.clip.errorLimit);
+    std::printf("time         %.1f s, %.1f frames/s\n", elapsed.count(),
+                static_cast<double>(summary.frames) / elapsed.count());
+    FlushRemarks();
+}
+
+void PrintExamination(const std::string& input, const ClipExamination& clip) {
+    std::printf("%s: %zu frames, %.5g a second, %.3f s; nothing was written\n", input.c_str(), clip.frames,
+                clip.frameRate, static_cast<double>(clip.frames) / clip.frameRate);
+    std::printf("surface      %zu faces at most; sub-meshes: %zu; key frames: %zu at least\n", clip.maxFaces,
+                clip.subMeshes, clip.keyFrames);
+    std::printf("box          (%g, %g, %g) to (%g, %g, %g)\n", static_cast<double>(clip.box.min.x),
+                static_cast<double>(clip.box.min.y), static_cast<double>(clip.box.min.z),
+                static_cast<double>(clip.box.max.x), static_cast<double>(clip.box.max.y),
+                static_cast<double>(clip.box.max.z));
+    std::printf("video        %zu x %zu\n", clip.atlas.width, clip.atlas.height);
+    std::printf("error        limit %.3g\n", clip.errorLimit);
+}
+
+Json ExaminationJson(const std::string& input, const ClipExamination& clip) {
+    return {{"input", input},
+            {"frames", clip.frames},
+            {"frameRate", clip.frameRate},
+            {"seconds", static_cast<double>(clip.frames) / clip.frameRate},
+            {"maxFaces", clip.maxFaces},
+            {"subMeshes", clip.subMeshes},
+            {"leastKeyFrames", clip.keyFrames},
+            {"box", ToJson(clip.box)},
+            {"width", clip.atlas.width},
+            {"height", clip.atlas.height},
+            {"error", {{"limit", clip.errorLimit}}}};
 }
 
 }  // namespace
 
-EncodeReport RunEncoder(const Authoring::MeshSource& source, Authoring::SoundSource* pSound, const std::string& output,
-                        const Authoring::EncodeOptions& options) {
-    const InterruptGuard interrupt;
+EncodeReport RunEncoder(const Authoring::MeshSource& source, Authoring::SoundSource* pSound, const std::string& clip,
+                        const Authoring::EncodeOptions& options, RunOutput output) {
     const auto start = std::chrono::steady_clock::now();
-    std::optional<EncodeStep> shown;
-    std::optional<Progress> progress;
-    const EncodeReport report =
-        Authoring::EncodeClip(source, pSound, output, options, [&](EncodeStep step, std::size_t framesDone) {
-            InterruptGuard::Check();
-            if (shown != step) {
-                shown = step;
-                progress.emplace(step == EncodeStep::Examine ? "Examining" : "Encoding", source.FrameCount());
-            }
-            progress->Report(framesDone);
-        });
-    progress.reset();
-    PrintSummary(output, report, std::chrono::steady_clock::now() - start);
+    EncodeReport report;
+    {
+        RunProgress progress(source.FrameCount(), output);
+        report = Authoring::EncodeClip(source, pSound, clip, options, std::ref(progress));
+    }
+    if (output != RunOutput::Quiet) {
+        PrintSummary(clip, report, std::chrono::steady_clock::now() - start, output);
+    }
     return report;
+}
+
+void RunExamination(const Authoring::MeshSource& source, const std::string& input,
+                    const Authoring::EncodeOptions& options, RunOutput output) {
+    ClipExamination clip;
+    {
+        RunProgress progress(source.FrameCount(), output);
+        clip = Authoring::ExamineClip(source, options, std::ref(progress));
+    }
+    if (output == RunOutput::Json) {
+        Print(ExaminationJson(input, clip));
+    } else if (output == RunOutput::Text) {
+        PrintExamination(input, clip);
+    }
 }
 
 }  // namespace NimbTool

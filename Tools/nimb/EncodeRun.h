@@ -7,9 +7,20 @@
 
 namespace NimbTool {
 
-/// EncodeClip, with progress on standard error and a summary on standard output. Throws what EncodeClip throws, and
-/// Interrupted; nothing is left of the file then. `pSound` may be null.
+/// What a run says of itself.
+enum class RunOutput {
+    Text,   ///< progress on standard error, a summary on standard output
+    Json,   ///< the same summary as JSON
+    Quiet,  ///< neither
+};
+
+/// EncodeClip, within an InterruptGuard. Throws what EncodeClip throws, and Interrupted; nothing is left of the file
+/// then. `pSound` may be null.
 Authoring::EncodeReport RunEncoder(const Authoring::MeshSource& source, Authoring::SoundSource* pSound,
-                                   const std::string& output, const Authoring::EncodeOptions& options);
+                                   const std::string& clip, const Authoring::EncodeOptions& options, RunOutput output);
+
+/// ExamineClip, likewise. `input`: what to call it.
+void RunExamination(const Authoring::MeshSource& source, const std::string& input,
+                    const Authoring::EncodeOptions& options, RunOutput output);
 
 }  // namespace NimbTool

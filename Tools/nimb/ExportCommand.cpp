@@ -7,6 +7,7 @@
 #include "Tools/nimb/Interrupt.h"
 #include "Tools/nimb/OutputFile.h"
 #include "Tools/nimb/Progress.h"
+#include "Tools/nimb/StandardStreams.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -60,7 +61,7 @@ std::string StemOf(std::size_t frame) {
 void CheckFolder(const Arguments& arguments, std::size_t frameCount) {
     for (std::size_t i = arguments.range.first; i < frameCount && i <= arguments.range.last; ++i) {
         for (const std::string& name : Authoring::ExportNames(arguments.Format(), StemOf(i))) {
-            CheckOutput((fs::path(arguments.folder) / name).string(), arguments.overwrite);
+            CheckReplaceable((fs::path(arguments.folder) / name).string(), arguments.overwrite, {arguments.clip});
         }
     }
 }
@@ -166,6 +167,7 @@ int Run(const Arguments& arguments) {
     writers.Finish();
     std::printf("%zu frames in %s%s\n", written, arguments.folder.c_str(),
                 lost == 0 ? "" : (", " + std::to_string(lost) + " left out").c_str());
+    FlushRemarks();
     return lost == 0 ? c_ExitOk : c_ExitProblem;
 }
 

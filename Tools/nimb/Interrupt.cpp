@@ -1,5 +1,6 @@
 #include "Tools/nimb/Interrupt.h"
 
+#include <algorithm>
 #include <csignal>
 #include <cstddef>
 #include <iterator>
@@ -7,7 +8,8 @@
 namespace NimbTool {
 namespace {
 
-constexpr int c_Signals[] = {SIGINT, SIGTERM, SIGHUP, SIGXFSZ};
+constexpr int c_Noted[] = {SIGINT, SIGTERM, SIGHUP};
+constexpr int c_Signals[] = {SIGINT, SIGTERM, SIGHUP, SIGXFSZ, SIGPIPE};
 volatile std::sig_atomic_t g_Signal = 0;
 
 void OnSignal(int signal) {
@@ -23,7 +25,8 @@ InterruptGuard::InterruptGuard() {
     for (std::size_t i = 0; i < std::size(c_Signals); ++i) {
         const int signal = c_Signals[i];
         struct sigaction action = {};
-        action.sa_handler = signal == SIGXFSZ ? SIG_IGN : OnSignal;
+        const bool isNoted = std::find(std::begin(c_Noted), std::end(c_Noted), signal) != std::end(c_Noted);
+        action.sa_handler = isNoted ? OnSignal : SIG_IGN;
         sigaction(signal, nullptr, &g_Previous[i]);
         // What the shell has told the program to ignore, as `nohup` does, stays ignored.
         if (g_Previous[i].sa_handler != SIG_IGN) {

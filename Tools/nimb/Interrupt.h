@@ -17,8 +17,8 @@ private:
     int m_Signal;
 };
 
-/// While one exists, an interrupt or a request to end is noted instead of ending the program, and a file that outgrows
-/// a limit of the system is an error of the write. At most one at a time.
+/// While one exists, an interrupt or a request to end is noted instead of ending the program; a file that outgrows a
+/// limit of the system, and a pipe that nobody reads any more, are errors of the write. At most one at a time.
 class InterruptGuard {
 public:
     InterruptGuard();

@@ -1,19 +1,26 @@
-// Outputs that appear whole or not at all.
+// Outputs that appear whole or not at all, and never in place of an input.
 #pragma once
 
 #include <string>
+#include <vector>
 
 namespace NimbTool {
 
-/// UsageError when the file exists and may not be overwritten; OutputError when it is a folder or a device, or when its
-/// folder does not exist.
-void CheckOutput(const std::string& path, bool overwrite);
+enum class OutputKind { Clip, Video, Picture };
+
+/// An output, before any work is put into it. UsageError when its name ends as that of another format does, when it is
+/// one of the `inputs` under whatever name, or when it exists and may not be overwritten; OutputError when it is a
+/// folder or a device, or when its folder does not exist.
+void CheckOutput(const std::string& path, OutputKind kind, bool overwrite, const std::vector<std::string>& inputs);
+
+/// The same for an output whose name the tool has chosen.
+void CheckReplaceable(const std::string& path, bool overwrite, const std::vector<std::string>& inputs);
 
 /// A file that is written under a temporary name beside its own. Commit gives it its name; without it, the destructor
 /// removes what was written.
 class OutputFile {
 public:
-    /// Checks as CheckOutput does.
+    /// Checks again what CheckReplaceable does: time has passed.
     OutputFile(std::string path, bool overwrite);
     ~OutputFile();
     OutputFile(const OutputFile&) = delete;

@@ -1,4 +1,5 @@
 // Snapshot, contact sheet and recording.
+#include "Authoring/Source/FileIdentity.h"
 #include "Authoring/Source/ImageFile.h"
 #include "Tools/nimb/ExitStatus.h"
 #include "Tools/nimb/Interrupt.h"
@@ -6,15 +7,20 @@
 #include "Tools/nimb/PlayModes.h"
 #include "Tools/nimb/PlaySession.h"
 #include "Tools/nimb/Progress.h"
+#include "Tools/nimb/StandardStreams.h"
 #include "Tools/nimb/Viewer/Capture.h"
 #include "Tools/nimb/Viewer/ContactSheet.h"
 #include "Tools/nimb/Viewer/Framebuffer.h"
 #include "Tools/nimb/Viewer/Recorder.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <numeric>
+#include <optional>
+#include <utility>
+#include <vector>
 
 namespace NimbTool {
 namespace {
@@ -173,14 +179,27 @@ void Record(PlaySession& session, Problems& problems) {
     std::printf("%s: %zu frames, %d x %d\n", options.recording.c_str(), count, options.width, options.height);
 }
 
+void CheckOutputs(const PlayOptions& options) {
+    std::vector<std::optional<Authoring::FileIdentity>> taken;
+    for (const auto& [output, kind] : {std::pair(options.snapshot, OutputKind::Picture),
+                                       {options.contactSheet, OutputKind::Picture},
+                                       {options.recording, OutputKind::Video}}) {
+        if (output.empty()) {
+            continue;
+        }
+        CheckOutput(output, kind, options.overwrite, {options.clip});
+        const auto identity = Authoring::IdentityOf(output);
+        if (std::find(taken.begin(), taken.end(), identity) != taken.end()) {
+            throw UsageError(output + ": is named for two outputs");
+        }
+        taken.push_back(identity);
+    }
+}
+
 }  // namespace
 
 int PlayIntoFiles(const PlayOptions& options) {
-    for (const std::string& output : {options.snapshot, options.contactSheet, options.recording}) {
-        if (!output.empty()) {
-            CheckOutput(output, options.overwrite);
-        }
-    }
+    CheckOutputs(options);
     // What the player warns of, frames passed over and ends before the end, is the way captures work.
     setenv("NIMB_LOG_LEVEL", "error", 0);
     const InterruptGuard interrupt;
@@ -195,6 +214,7 @@ int PlayIntoFiles(const PlayOptions& options) {
     if (!options.recording.empty()) {
         Record(session, problems);
     }
+    FlushRemarks();
     return session.Index().firstWithoutMesh ? c_ExitProblem : problems.Status();
 }
 

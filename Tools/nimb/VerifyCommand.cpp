@@ -1,6 +1,7 @@
 // `nimb verify`: decodes all of a clip and names what is wrong with it.
 #include "Authoring/Clip/ClipFrames.h"
 #include "Authoring/Clip/ClipVerifier.h"
+#include "Tools/nimb/ClipJson.h"
 #include "Tools/nimb/CommandLine.h"
 #include "Tools/nimb/Commands.h"
 #include "Tools/nimb/ExitStatus.h"
@@ -72,8 +73,7 @@ int Run(const Arguments& arguments) {
                            {"ok", result.problems == 0},
                            {"frames", result.frames},
                            {"problems", std::move(problems)}};
-        // Names of files and codecs are what they are.
-        std::printf("%s\n", json.dump(2, ' ', false, Json::error_handler_t::replace).c_str());
+        Print(json);
     } else if (result.problems == 0) {
         std::printf("ok, %zu frames\n", result.frames);
     } else {

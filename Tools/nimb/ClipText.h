@@ -1,0 +1,16 @@
+// What `nimb info` prints of a clip, and `nimb encode` of the one that it has made.
+#pragma once
+
+#include "Authoring/Clip/ClipAttributes.h"
+#include "Authoring/Clip/ClipInspection.h"
+
+namespace NimbTool {
+
+double Percent(UINT64 part, UINT64 whole);
+
+/// Size, tracks, and what takes how much of the file.
+void PrintClip(const Authoring::ClipReader& reader, const Authoring::ClipSummary& summary);
+
+void PrintAttributes(const Authoring::ClipAttributes& attributes);
+
+}  // namespace NimbTool

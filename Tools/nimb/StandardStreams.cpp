@@ -1,0 +1,28 @@
+#include "Tools/nimb/StandardStreams.h"
+
+#include <fcntl.h>
+#include <stdio_ext.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <initializer_list>
+
+namespace NimbTool {
+
+void OpenStandardStreams() {
+    for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+        if (fcntl(stream, F_GETFD) == -1) {
+            // The lowest number that is free, which is this stream's. What is open for the other direction fails.
+            static_cast<void>(open("/dev/null", stream == STDIN_FILENO ? O_WRONLY : O_RDONLY));
+        }
+    }
+}
+
+void FlushRemarks() {
+    if (std::fflush(stdout) != 0) {
+        __fpurge(stdout);
+    }
+    std::clearerr(stdout);
+}
+
+}  // namespace NimbTool
