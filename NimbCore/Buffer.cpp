@@ -21,16 +21,21 @@ HRESULT Buffer::QueryInterface(const _GUID& riid, void** ppv) {
     if (ppv == nullptr) {
         return E_POINTER;
     }
+    void* face = nullptr;
     if (riid == IID_INimbAttributesCore) {
-        *ppv = static_cast<INimbAttributesCore*>(this);
+        face = static_cast<INimbAttributesCore*>(this);
     } else if (riid == IID_INimbBuffer) {
-        *ppv = static_cast<INimbBuffer*>(this);
-    } else {
-        *ppv = nullptr;
-        return E_NOINTERFACE;
+        face = static_cast<INimbBuffer*>(this);
     }
-    AddRef();
-    return S_OK;
+    *ppv = nullptr;  // also of a buffer on its way out, which takes no new reference
+    return Nimb::GuardAssertions([&] {
+        if (face == nullptr) {
+            return E_NOINTERFACE;
+        }
+        AddRef();
+        *ppv = face;
+        return S_OK;
+    });
 }
 
 HRESULT Buffer::LockBuffer(NimbLockedMemory* pLockedMemory) {
@@ -95,10 +100,12 @@ HRESULT BufferAllocator::QueryInterface(const _GUID&, void** ppv) {
 }
 
 HRESULT BufferAllocator::AllocateBuffer(UINT32 size, UINT32, UINT32, INimbBuffer** ppBuffer) {
-    Buffer* const buffer = new Buffer(size);
-    *ppBuffer = buffer;
-    buffer->AddRef();
-    return S_OK;
+    return Nimb::GuardAssertions([&] {
+        auto buffer = std::make_unique<Buffer>(size);
+        buffer->AddRef();
+        *ppBuffer = buffer.release();
+        return S_OK;
+    });
 }
 
 HRESULT BufferAllocator::ReleaseBuffer(INimbBuffer* pBuffer) {

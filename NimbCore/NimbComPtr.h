@@ -87,10 +87,14 @@ public:
         return *this;
     }
     CComPtr& operator=(CComPtr&& other) noexcept {
-        // Taken before the old object goes, which may be the one that holds `other`.
-        T* const incoming = other.Detach();
-        this->Release();
-        this->p = incoming;
+        // As in Assign: nothing between two pointers to the same object, and the old one goes last. It may be the one
+        // that holds `other`, or look at this pointer on its way out.
+        if (this->p != other.p) {
+            T* const old = std::exchange(this->p, other.Detach());
+            if (old != nullptr) {
+                old->Release();
+            }
+        }
         return *this;
     }
 };

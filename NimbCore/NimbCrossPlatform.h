@@ -82,7 +82,7 @@ public:
     /// Copies min(cb, bytes left) bytes to `pv`, stores their number in `*pcbRead` (not null) and returns S_OK always.
     HRESULT Read(void* pv, UINT32 cb, UINT32* pcbRead) override;
 
-    /// Presentation time of the sample that the bytes came from, set by whoever extracted it (microseconds).
+    /// Presentation time of the sample that the bytes came from, set by whoever extracted it (nanoseconds).
     LONGLONG m_Time = 0;
 
 private:

@@ -214,7 +214,11 @@ TEST(ComPtr, HoldsReleasesAndHandsOver) {
         CComPtr<Probe> third(std::move(second));
         EXPECT_EQ(second.p, nullptr);
         first = std::move(third);
-        EXPECT_EQ(probe->AddRef(), 2u) << "moves change no count, assignment over the same object drops one";
+        EXPECT_EQ(third.p, probe) << "nothing happens between two pointers to the same object";
+        first = nullptr;
+        first = std::move(third);
+        EXPECT_EQ(third.p, nullptr);
+        EXPECT_EQ(probe->AddRef(), 2u) << "moves change no count";
         EXPECT_EQ(first.Detach(), probe);
         EXPECT_EQ(first.p, nullptr);
     }
@@ -228,11 +232,19 @@ TEST(ComPtr, HoldsReleasesAndHandsOver) {
 TEST(ComPtr, ExchangeKeepsWhatOnlyTheOldObjectHeldAlive) {
     struct Node : Probe {
         using Probe::Probe;
+        ~Node() override {
+            if (m_Holder != nullptr) {
+                EXPECT_NE(m_Holder->p, nullptr) << "the new object is there when the old one goes";
+                EXPECT_NE(m_Holder->p, this);
+            }
+        }
         CComPtr<Node> m_Next;
+        CComPtr<Node>* m_Holder = nullptr;
     };
     std::atomic<int> destroyed{0};
     CComPtr<Node> head(new Node(&destroyed));
     head->m_Next = new Node(&destroyed);
+    head->m_Holder = std::addressof(head);
     Node* const next = head->m_Next;
     head = next;
     EXPECT_EQ(head.p, next);
@@ -242,6 +254,7 @@ TEST(ComPtr, ExchangeKeepsWhatOnlyTheOldObjectHeldAlive) {
 
     head = new Node(&destroyed);
     head->m_Next = new Node(&destroyed);
+    head->m_Holder = std::addressof(head);
     head = std::move(head->m_Next);
     EXPECT_EQ(destroyed, 3);
     EXPECT_EQ(head->m_Next.p, nullptr);
