@@ -63,7 +63,7 @@ struct Bits {
 };
 
 inline std::optional<Bits> TakeBits(Cursor& in, UINT32 numBits) {
-    const auto words = in.Take((UINT64{numBits} + 31) / 32 * 4);
+    const auto words = in.Take(UINT64{(numBits + 31) / 32} * 4);  // the sum wraps
     return words ? std::optional<Bits>(Bits{*words}) : std::nullopt;
 }
 

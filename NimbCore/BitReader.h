@@ -7,6 +7,12 @@
 
 namespace Nimb {
 
+/// Words of a code stream of `numBits` bits. The sum wraps, as the format says: the 31 longest streams have no words,
+/// and whoever decodes one finds it overrun at its first bit.
+constexpr UINT32 CodeWords(UINT32 numBits) noexcept {
+    return (numBits + 31) >> 5;
+}
+
 /// Bits of 32-bit words, each read from bit 31 downwards, words in order: the streams of the vertex codecs.
 ///
 /// Holds up to 64 bits in a register, topped up word by word. Past the last word it delivers zeros and remembers how

@@ -3,6 +3,7 @@
 #include "NimbCore/Golomb.h"
 
 #include "Nimb/NimbAssert.h"
+#include "NimbCore/BitReader.h"
 #include "NimbCore/NimbMeshReader.h"
 
 #include <algorithm>
@@ -83,12 +84,15 @@ private:
 class GolombCursor {
 public:
     GolombCursor(const GolombStream& stream, const GolombCode& code) noexcept
-        : m_Words(stream.words), m_NumBits(stream.numBits), m_Code(code) {}
+        : m_Words(stream.words),
+          m_NumBits(stream.numBits),
+          m_WindowEnd(std::min<UINT64>(stream.numBits, UINT64{32} * Nimb::CodeWords(stream.numBits))),
+          m_Code(code) {}
 
     bool AtEnd() const noexcept { return m_Position >= m_NumBits; }
 
     /// Whether a window of 64 bits, words included that it starts in the middle of, ends before the stream does.
-    bool HasWindow() const noexcept { return m_Position + GolombCode::c_WindowBits <= m_NumBits; }
+    bool HasWindow() const noexcept { return m_Position + GolombCode::c_WindowBits <= m_WindowEnd; }
 
     /// Decodes a code from a window. Requires HasWindow.
     BYTE NextInWindow() {
@@ -124,7 +128,7 @@ public:
 private:
     UINT32 NextBit() {
         const UINT64 compressedDataIndex = m_Position >> 5;
-        const UINT64 compressedLen = (m_NumBits + 31) >> 5;
+        const UINT64 compressedLen = Nimb::CodeWords(m_NumBits);
         NIMB_ASSERT(compressedDataIndex < compressedLen);
         const UINT32 bit = (m_Words[compressedDataIndex] >> (31 - (m_Position & 31))) & 1;
         ++m_Position;
@@ -133,7 +137,8 @@ private:
 
     const unsigned int* m_Words;
     UINT64 m_Position = 0;
-    UINT64 m_NumBits;
+    UINT32 m_NumBits;
+    UINT64 m_WindowEnd;
     const GolombCode& m_Code;
 };
 
@@ -141,17 +146,19 @@ private:
 
 HRESULT CGolombDecompressor::Decompress(const unsigned int* compressed, unsigned int numBits, BYTE m, BYTE center,
                                         std::vector<BYTE>& out) {
-    out.clear();
-    const GolombStream stream{compressed, numBits, m, center};
-    const GolombCode code(stream);
-    GolombCursor cursor(stream, code);
-    while (!cursor.AtEnd()) {
-        if (out.size() == Nimb::c_MaxBufferBytes) {
-            return E_UNEXPECTED;
+    return Nimb::GuardAssertions([&] {
+        out.clear();
+        const GolombStream stream{compressed, numBits, m, center};
+        const GolombCode code(stream);
+        GolombCursor cursor(stream, code);
+        while (!cursor.AtEnd()) {
+            if (out.size() == Nimb::c_MaxBufferBytes) {
+                return E_UNEXPECTED;
+            }
+            out.push_back(cursor.NextAnywhere());
         }
-        out.push_back(cursor.NextAnywhere());
-    }
-    return S_OK;
+        return S_OK;
+    });
 }
 
 void CGolombDecompressor::DecompressInterleaved(const std::array<GolombStream, 3>& axes, std::size_t maxSymbols,

@@ -44,43 +44,46 @@ HRESULT ReadParameters(IStream* pStream, GolombParameters* p) {
 
 HRESULT CNimbMeshReader::ReadGolombCodedVertices(CNimbMeshReaderCtx* pCtx, IStream* pStream,
                                                  CStreamingMeshHeader* pHeader, INimbBuffer** ppBuffer) {
-    NIMB_ASSERT(ppBuffer);
-    *ppBuffer = nullptr;
+    return GuardAssertions([&] {
+        NIMB_ASSERT(ppBuffer);
+        *ppBuffer = nullptr;
 
-    CorrectionBox box;
-    HRESULT hr = ReadCorrectionBox(pStream, &box);
-    if (Failed(hr)) {
-        return hr;
-    }
-    GolombParameters parameters;
-    if (Failed(hr = ReadParameters(pStream, &parameters))) {
-        return hr;
-    }
-    std::vector<UINT32> words[3];
-    std::array<GolombStream, 3> axes;
-    for (std::size_t axis = 0; axis < 3; ++axis) {
-        const UINT32 numBits = parameters.numBits[axis];
-        if (Failed(hr = ReadCodeWords(pStream, numBits, words[axis]))) {
+        CorrectionBox box;
+        HRESULT hr = ReadCorrectionBox(pStream, &box);
+        if (Failed(hr)) {
             return hr;
         }
-        axes[axis] = {words[axis].data(), numBits, parameters.deltaMedian[axis], parameters.deltaCenter[axis]};
-    }
+        GolombParameters parameters;
+        if (Failed(hr = ReadParameters(pStream, &parameters))) {
+            return hr;
+        }
+        std::vector<UINT32> words[3];
+        std::array<GolombStream, 3> axes{};
+        std::array<std::size_t, 3> counts{};
+        for (std::size_t axis = 0; axis < 3; ++axis) {
+            const UINT32 numBits = parameters.numBits[axis];
+            if (Failed(hr = ReadCodeWords(pStream, numBits, words[axis]))) {
+                // An axis is decoded before the next is read, so a fault in the ones before this comes first.
+                CGolombDecompressor().DecompressInterleaved(axes, 0, nullptr, counts);
+                return hr;
+            }
+            axes[axis] = {words[axis].data(), numBits, parameters.deltaMedian[axis], parameters.deltaCenter[axis]};
+        }
 
-    // An axis may hold more bytes than there are vertices; the surplus is counted but not kept.
-    const std::size_t numVertices = pHeader->m_numVertices;
-    if (UINT64{3} * numVertices > c_MaxBufferBytes) {
-        return E_UNEXPECTED;
-    }
-    std::vector<BYTE> interleaved(3 * numVertices);
-    std::array<std::size_t, 3> counts{};
-    CGolombDecompressor().DecompressInterleaved(axes, numVertices, interleaved.data(), counts);
-    NIMB_ASSERT_MSG(counts[0] == counts[1] && counts[0] == counts[2],
-                    "len == decompressedDataSingleAxis[1].size() && len == decompressedDataSingleAxis[2].size()");
+        // An axis may hold more bytes than there are vertices; the surplus is counted but not kept. Neither is anything
+        // for a context that DecodeDeltas refuses, whatever vertices it claims.
+        const bool fits = pCtx->m_pPrevMesh != nullptr && pCtx->m_pPrevMesh->size() == pHeader->m_numVertices;
+        const std::size_t numVertices = fits ? pHeader->m_numVertices : 0;
+        std::vector<BYTE> interleaved(3 * numVertices);
+        CGolombDecompressor().DecompressInterleaved(axes, numVertices, interleaved.data(), counts);
+        NIMB_ASSERT_MSG(counts[0] == counts[1] && counts[0] == counts[2],
+                        "len == decompressedDataSingleAxis[1].size() && len == decompressedDataSingleAxis[2].size()");
 
-    const UINT32 deltasLen = static_cast<UINT32>(3 * std::min(counts[0], numVertices));
-    hr = DecodeDeltas(pCtx, pHeader, interleaved.data(), deltasLen, box.min[0], box.min[1], box.min[2], box.max[0],
-                      box.max[1], box.max[2], ppBuffer);
-    return Failed(hr) ? hr : ReadNormals(pStream, pHeader, *ppBuffer);
+        const UINT32 deltasLen = static_cast<UINT32>(3 * std::min(counts[0], numVertices));
+        hr = DecodeDeltas(pCtx, pHeader, interleaved.data(), deltasLen, box.min[0], box.min[1], box.min[2], box.max[0],
+                          box.max[1], box.max[2], ppBuffer);
+        return Failed(hr) ? hr : ReadNormals(pStream, pHeader, *ppBuffer);
+    });
 }
 
 }  // namespace Nimb

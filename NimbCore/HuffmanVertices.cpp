@@ -160,21 +160,36 @@ void WalkWords(std::vector<AxisWalk>& walks) {
 
 /// One axis of the section as read.
 struct HuffmanAxis {
+    UINT32 numBits = 0;
     std::vector<int> frequencies = std::vector<int>(256);
     std::vector<UINT32> words;
     HuffmanEncoding builder;
     HuffmanEncoding::TreeNode* root = nullptr;
 };
 
-/// Decodes all axes into `deltas`, where byte 3k + a is the k-th of axis a. False for streams that do not fit it.
-bool DecodeAxes(const HuffmanAxis (&axes)[3], const UINT32 (&numBits)[3], std::vector<BYTE>& deltas) {
+HRESULT ReadAxis(IStream* pStream, UINT32 numBits, HuffmanAxis& axis) {
+    axis.numBits = numBits;
+    UINT32 bytesRead = 0;
+    HRESULT hr = pStream->Read(axis.frequencies.data(), 1024, &bytesRead);
+    if (Failed(hr) || Failed(hr = ReadCodeWords(pStream, numBits, axis.words))) {
+        return hr;
+    }
+    axis.builder.BuildTree(axis.frequencies, &axis.root);
+    // A tree without an inner node gives no bit a meaning, and no word holds the bits of the longest streams.
+    const bool hasCodes = axis.root != nullptr && axis.root->left != nullptr && !axis.words.empty();
+    return numBits > 0 && !hasCodes ? E_UNEXPECTED : S_OK;
+}
+
+/// Decodes the first `count` axes into `deltas`, where byte 3k + a is the k-th of axis a. False for streams that do not
+/// fit it.
+bool DecodeAxes(const HuffmanAxis (&axes)[3], std::size_t count, std::vector<BYTE>& deltas) {
     std::vector<FlatTree> trees;
     std::vector<AxisWalk> walks;
-    trees.reserve(3);
-    for (std::size_t axis = 0; axis < 3; ++axis) {
-        if (numBits[axis] > 0) {
+    trees.reserve(count);
+    for (std::size_t axis = 0; axis < count; ++axis) {
+        if (axes[axis].numBits > 0) {
             trees.emplace_back(axes[axis].root);
-            walks.emplace_back(&trees.back(), axes[axis].words, numBits[axis], deltas, axis);
+            walks.emplace_back(&trees.back(), axes[axis].words, axes[axis].numBits, deltas, axis);
         }
     }
     WalkWords(walks);
@@ -185,51 +200,50 @@ bool DecodeAxes(const HuffmanAxis (&axes)[3], const UINT32 (&numBits)[3], std::v
 
 HRESULT CNimbMeshReader::ReadHuffmanCodedVertices(CNimbMeshReaderCtx* pCtx, IStream* pStream,
                                                   CStreamingMeshHeader* pHeader, INimbBuffer** ppBuffer) {
-    NIMB_ASSERT(ppBuffer);
-    *ppBuffer = nullptr;
+    return GuardAssertions([&] {
+        NIMB_ASSERT(ppBuffer);
+        *ppBuffer = nullptr;
 
-    float box[6] = {};
-    HRESULT hr = S_OK;
-    for (float& value : box) {
-        if (Failed(hr = ReadField(pStream, &value))) {
-            return hr;
+        float box[6] = {};
+        HRESULT hr = S_OK;
+        for (float& value : box) {
+            if (Failed(hr = ReadField(pStream, &value))) {
+                return hr;
+            }
         }
-    }
-    UINT32 numBits[3] = {};
-    for (UINT32& bits : numBits) {
-        UINT32 bytesRead = 0;
-        hr = ReadField(pStream, &bits, &bytesRead);
-        NIMB_ASSERT_MSG(Failed(hr) || bytesRead == sizeof(bits), "bytesRead == sizeof(numBits[i])");
+        UINT32 numBits[3] = {};
+        for (UINT32& bits : numBits) {
+            UINT32 bytesRead = 0;
+            hr = ReadField(pStream, &bits, &bytesRead);
+            NIMB_ASSERT_MSG(Failed(hr) || bytesRead == sizeof(bits), "bytesRead == sizeof(numBits[i])");
+            if (Failed(hr)) {
+                return hr;
+            }
+        }
+
+        const std::size_t numVertices = pHeader->m_numVertices;
+        if (UINT64{3} * numVertices > c_MaxBufferBytes) {
+            return E_UNEXPECTED;
+        }
+        std::vector<BYTE> deltas(3 * numVertices + FlatTree::c_LeafAdvance);
+        HuffmanAxis axes[3];
+        std::size_t numRead = 0;
+        for (; numRead < 3; ++numRead) {
+            if (Failed(hr = ReadAxis(pStream, numBits[numRead], axes[numRead]))) {
+                break;
+            }
+        }
+        // An axis is decoded before the next is read, so a fault in the ones before comes first.
+        if (!DecodeAxes(axes, numRead, deltas)) {
+            return E_UNEXPECTED;
+        }
         if (Failed(hr)) {
             return hr;
         }
-    }
-
-    const std::size_t numVertices = pHeader->m_numVertices;
-    if (UINT64{3} * numVertices > c_MaxBufferBytes) {
-        return E_UNEXPECTED;
-    }
-    std::vector<BYTE> deltas(3 * numVertices + FlatTree::c_LeafAdvance);
-    HuffmanAxis axes[3];
-    for (std::size_t axis = 0; axis < 3; ++axis) {
-        UINT32 bytesRead = 0;
-        if (Failed(hr = pStream->Read(axes[axis].frequencies.data(), 1024, &bytesRead)) ||
-            Failed(hr = ReadCodeWords(pStream, numBits[axis], axes[axis].words))) {
-            return hr;
-        }
-        axes[axis].builder.BuildTree(axes[axis].frequencies, &axes[axis].root);
-        // A tree without an inner node gives no bit a meaning.
-        const bool hasCodes = axes[axis].root != nullptr && axes[axis].root->left != nullptr;
-        if (numBits[axis] > 0 && !hasCodes) {
-            return E_UNEXPECTED;
-        }
-    }
-    if (!DecodeAxes(axes, numBits, deltas)) {
-        return E_UNEXPECTED;
-    }
-    hr = DecodeDeltas(pCtx, pHeader, deltas.data(), static_cast<UINT32>(3 * numVertices), box[0], box[1], box[2],
-                      box[3], box[4], box[5], ppBuffer);
-    return Failed(hr) ? hr : ReadNormals(pStream, pHeader, *ppBuffer);
+        hr = DecodeDeltas(pCtx, pHeader, deltas.data(), static_cast<UINT32>(3 * numVertices), box[0], box[1], box[2],
+                          box[3], box[4], box[5], ppBuffer);
+        return Failed(hr) ? hr : ReadNormals(pStream, pHeader, *ppBuffer);
+    });
 }
 
 }  // namespace Nimb

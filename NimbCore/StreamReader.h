@@ -2,6 +2,7 @@
 #pragma once
 
 #include "Nimb/NimbInterfaces.h"
+#include "NimbCore/BitReader.h"
 #include "NimbCore/NimbMeshReader.h"
 
 #include <algorithm>
@@ -55,9 +56,9 @@ HRESULT ReadBacked(IStream* pStream, UINT64 count, std::vector<T>& out) {
     return S_OK;
 }
 
-/// Reads the (numBits + 31) / 32 words of a code stream. E_UNEXPECTED when the stream does not back them.
+/// Reads the CodeWords(numBits) words of a code stream. E_UNEXPECTED when the stream does not back them.
 inline HRESULT ReadCodeWords(IStream* pStream, UINT32 numBits, std::vector<UINT32>& words) {
-    const UINT64 numWords = (UINT64{numBits} + 31) >> 5;
+    const UINT32 numWords = CodeWords(numBits);
     const HRESULT hr = ReadBacked(pStream, numWords, words);
     if (Failed(hr)) {
         return hr;
