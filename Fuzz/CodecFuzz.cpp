@@ -93,7 +93,7 @@ Outcome Run(Stage stage, const Setup& setup, const BYTE* data, std::size_t size,
     NimbTest::MemoryStream stream(data, size);
     NIMBCORE::CComPtr<INimbBuffer> buffer;
     Outcome outcome;
-    outcome.hr = Nimb::GuardAssertions([&] { return (reader.*stage)(&ctx, &stream, &header, &buffer); });
+    outcome.hr = (reader.*stage)(&ctx, &stream, &header, &buffer);
     if (Succeeded(outcome.hr)) {
         outcome.bytes = NimbTest::Contents<BYTE>(buffer);
         for (std::size_t i = 0; !c_IsIndexCodec && i < setup.count; ++i) {
@@ -117,7 +117,7 @@ Outcome RunNormals(const Setup& setup, const BYTE* data, std::size_t size, BYTE 
     buffer->LockBuffer(&memory);
     std::memset(memory.pData, 0x11, memory.cbMaxLength);
     Outcome outcome;
-    outcome.hr = Nimb::GuardAssertions([&] { return reader.ReadNormals(&stream, &header, buffer); });
+    outcome.hr = reader.ReadNormals(&stream, &header, buffer);
     outcome.bytes = NimbTest::Contents<BYTE>(buffer);
     return outcome;
 }

@@ -1,6 +1,6 @@
 // Any bytes as a sequence of frames through one reader: the first byte chooses the output layout, then each frame is
 // its length (two bytes, little-endian) and its bytes. Outcomes may not depend on what memory held before, and a key
-// frame behind them decodes as it should.
+// frame behind them decodes as it should, even with one in between that claims all the memory that contexts may have.
 #include "Nimb/NimbAssert.h"
 #include "Tests/TestSupport.h"
 
@@ -27,6 +27,16 @@ NimbTest::ByteVector KeyFrame() {
     return frame;
 }
 
+/// The header of a sub-mesh that is as large as it may be.
+NimbTest::ByteVector LargestClaim() {
+    NimbTest::ByteVector frame = KeyFrame();
+    const UINT32 fields[4] = {0xFFFFFFF0, static_cast<UINT32>((Nimb::c_MaxContextBytes - 512) / 53), 0, 0};
+    frame[1] |= NTarnStudioFormatFlags::c_HasSubMeshId;
+    frame.resize(28 + sizeof(fields));
+    std::memcpy(&frame[28], fields, sizeof(fields));
+    return frame;
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
@@ -47,6 +57,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         if (!(reader.Decode(frame) == again.Decode(frame))) {
             std::abort();
         }
+    }
+    if (Succeeded(reader.Decode(LargestClaim()).hr)) {
+        std::abort();
     }
     const NimbTest::ByteVector key = KeyFrame();
     const NimbTest::DecodedFrame last = reader.Decode(key);

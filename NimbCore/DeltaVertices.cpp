@@ -97,7 +97,8 @@ HRESULT DeltaFrameWriter::Begin(const NIMBCORE::CComPtr<INimbBufferAllocator>& p
     if ((vertexFormat & NTarnOutputFormat::c_Float) != 0) {
         EnsureFloatTexCoords(pCtx);
     }
-    return m_Output.Allocate(pAllocator, pHeader->m_numVertices, CNimbMeshReader::VertexStride(vertexFormat));
+    const UINT32 stride = CNimbMeshReader::VertexStride(vertexFormat);
+    return m_Output.Create(pAllocator, UINT64{stride} * pHeader->m_numVertices, stride);
 }
 
 void DeltaFrameWriter::Write(std::size_t first, std::size_t count, const __vector4* positions) {
@@ -156,34 +157,35 @@ HRESULT WriteDeltaFrame(const NIMBCORE::CComPtr<INimbBufferAllocator>& pAllocato
 HRESULT CNimbMeshReader::DecodeDeltas(CNimbMeshReaderCtx* pCtx, const CStreamingMeshHeader* pHeader, const BYTE* deltas,
                                       UINT32 deltasLen, float minX, float minY, float minZ, float maxX, float maxY,
                                       float maxZ, INimbBuffer** ppBuffer) {
-    CheckDeltaContext(pCtx, pHeader, ppBuffer);
-    *ppBuffer = nullptr;
-    const std::size_t numVertices = pCtx->m_pPrevMesh->size();
-    NIMB_ASSERT_MSG(UINT64{3} * numVertices <= deltasLen, "Mesh size doesn't match compressed size");
-
-    DeltaFrameWriter writer;
-    const HRESULT hr = writer.Begin(m_pBufferAllocator, m_VertexFormat, pCtx, pHeader);
-    if (Failed(hr)) {
-        return hr;
-    }
-
-    const CorrectionTable corrections(Float4::Of(minX, minY, minZ, 0.0f), Float4::Of(maxX, maxY, maxZ, 0.0f));
-    const __vector4* const previous = pCtx->m_pPrevMesh->data();
-    __vector4* const positions = NewPositions(pCtx)->data();
-    const bool hasOlder = pCtx->m_pPrevPrevMesh != nullptr;
-    for (std::size_t first = 0; first < numVertices; first += c_BlockVertices) {
-        const std::size_t count = std::min(c_BlockVertices, numVertices - first);
-        const BYTE* const block = deltas + 3 * first;
-        if (hasOlder) {
-            Extrapolate<true>(previous + first, block, corrections, count, positions + first);
-        } else {
-            Extrapolate<false>(previous + first, block, corrections, count, positions + first);
+    return GuardAssertions([&] {
+        CheckDeltaContext(pCtx, pHeader, ppBuffer);
+        *ppBuffer = nullptr;
+        DeltaFrameWriter writer;
+        const HRESULT hr = writer.Begin(m_pBufferAllocator, m_VertexFormat, pCtx, pHeader);
+        if (Failed(hr)) {
+            return hr;
         }
-        writer.Write(first, count, positions + first);
-    }
-    AdvanceHistory(pCtx);
-    *ppBuffer = writer.Finish();
-    return hr;
+        const std::size_t numVertices = pCtx->m_pPrevMesh->size();
+        NIMB_ASSERT_MSG(UINT64{3} * numVertices <= deltasLen, "Mesh size doesn't match compressed size");
+
+        const CorrectionTable corrections(Float4::Of(minX, minY, minZ, 0.0f), Float4::Of(maxX, maxY, maxZ, 0.0f));
+        const __vector4* const previous = pCtx->m_pPrevMesh->data();
+        __vector4* const positions = NewPositions(pCtx)->data();
+        const bool hasOlder = pCtx->m_pPrevPrevMesh != nullptr;
+        for (std::size_t first = 0; first < numVertices; first += c_BlockVertices) {
+            const std::size_t count = std::min(c_BlockVertices, numVertices - first);
+            const BYTE* const block = deltas + 3 * first;
+            if (hasOlder) {
+                Extrapolate<true>(previous + first, block, corrections, count, positions + first);
+            } else {
+                Extrapolate<false>(previous + first, block, corrections, count, positions + first);
+            }
+            writer.Write(first, count, positions + first);
+        }
+        AdvanceHistory(pCtx);
+        *ppBuffer = writer.Finish();
+        return hr;
+    });
 }
 
 }  // namespace Nimb

@@ -111,15 +111,15 @@ const BYTE* TakeShortTriangle(const BYTE* p, UINT32 (&index)[3]) noexcept {
 }
 
 HRESULT DecodeByteDeltaList(IStream* pStream, const CStreamingMeshHeader& header, BYTE* out, UINT outLen) {
-    if (UINT64{12} * header.m_numFaces > outLen) {
-        return E_UNEXPECTED;
-    }
-    ZeroUnwritten(out, UINT64{12} * header.m_numFaces, outLen);
     Staging staging;
     HRESULT hr = ReadField(pStream, &staging.remaining);
     if (Failed(hr)) {
         return hr;
     }
+    if (UINT64{12} * header.m_numFaces > outLen) {
+        return E_UNEXPECTED;
+    }
+    ZeroUnwritten(out, UINT64{12} * header.m_numFaces, outLen);
     UINT32 index[3] = {0, 0, 0};
     for (UINT32 face = 0; face < header.m_numFaces;) {
         if (staging.Left() < c_LongestTriangle && staging.remaining >= 1 && Failed(hr = staging.Refill(pStream))) {
@@ -250,30 +250,38 @@ HRESULT DecompressTriangleStrips(IStream* pStream, CStreamingMeshHeader* pHeader
 
 HRESULT CNimbMeshReader::ReadIndices(CNimbMeshReaderCtx* pCtx, IStream* pStream, CStreamingMeshHeader* pHeader,
                                      INimbBuffer** ppBuffer) {
-    NIMB_ASSERT(pHeader);
-    NIMB_ASSERT(pHeader->m_Version.v.m_VertexVersion == NTarnStudioVertexVersion::c_UnwrappedXYZUV);
-    NIMB_ASSERT(ppBuffer);
-    *ppBuffer = nullptr;
+    return GuardAssertions([&] {
+        NIMB_ASSERT(pHeader);
+        NIMB_ASSERT(pHeader->m_Version.v.m_VertexVersion == NTarnStudioVertexVersion::c_UnwrappedXYZUV);
+        NIMB_ASSERT(ppBuffer);
+        *ppBuffer = nullptr;
 
-    LockedBuffer output;
-    HRESULT hr = output.Allocate(m_pBufferAllocator, pHeader->m_numIndices, 4);
-    if (Failed(hr)) {
-        return hr;
-    }
-    // The flags byte as a whole decides between lists and strips, here and for the attribute.
-    const bool isList = pHeader->m_Version.v.m_FormatFlags != NTarnStudioFormatFlags::c_TriStrips;
-    NIMBCORE::CComPtr<INimbAttributesCore> pAttributes;
-    if (Succeeded(output.Get()->QueryInterface(IID_INimbAttributesCore, reinterpret_cast<void**>(&pAttributes)))) {
-        pAttributes->SetUINT32(NimbAttrib_UseTriList, isList ? 1 : 0);
-    }
+        // The product wraps at 32 bits, and the decoders stay inside what it leaves.
+        LockedBuffer output;
+        HRESULT hr = output.Allocate(m_pBufferAllocator, UINT32{4} * pHeader->m_numIndices, 4);
+        if (Failed(hr)) {
+            return hr;
+        }
+        // The flags byte as a whole decides between lists and strips, here and for the attribute.
+        const bool isList = pHeader->m_Version.v.m_FormatFlags != NTarnStudioFormatFlags::c_TriStrips;
+        NIMBCORE::CComPtr<INimbAttributesCore> pAttributes;
+        if (Succeeded(output.Get()->QueryInterface(IID_INimbAttributesCore, reinterpret_cast<void**>(&pAttributes)))) {
+            pAttributes->SetUINT32(NimbAttrib_UseTriList, isList ? 1 : 0);
+        }
+        if (Failed(hr = output.Lock())) {
+            return hr;
+        }
 
-    hr = (isList ? DecompressTriangleList : DecompressTriangleStrips)(pStream, pHeader, output.Data(), output.Size());
-    if (Failed(hr)) {
-        return hr;
-    }
-    pCtx->m_pIndexBuffer = output.Get();
-    *ppBuffer = output.Detach();
-    return S_OK;
+        hr = (isList ? DecompressTriangleList : DecompressTriangleStrips)(pStream, pHeader, output.Data(),
+                                                                          output.Size());
+        if (Failed(hr)) {
+            return hr;
+        }
+        pCtx->m_pIndexBuffer = output.Get();
+        pCtx->m_IndexBytes = output.Size();
+        *ppBuffer = output.Detach();
+        return S_OK;
+    });
 }
 
 }  // namespace Nimb

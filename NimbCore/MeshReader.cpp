@@ -12,13 +12,6 @@ namespace HeaderVersion = NTarnStudioMeshHeaderVersion;
 namespace VertexVersion = NTarnStudioVertexVersion;
 namespace FormatFlags = NTarnStudioFormatFlags;
 
-/// Memory that one context stands for: its arrays for `header`'s counts, its index buffer, and itself.
-UINT64 ContextCost(const CStreamingMeshHeader& header) {
-    constexpr UINT64 fixed = 512;
-    constexpr UINT64 perVertex = sizeof(SQuantisedVertex) + 2 * sizeof(__vector4) + sizeof(STexCoord) + sizeof(BYTE);
-    return fixed + perVertex * header.m_numVertices + UINT64{4} * header.m_numIndices;
-}
-
 /// Frame id of a header without one: frames at 30 per second, counted from 1. The 30 added before the division is
 /// deliberate. Hostile times wrap.
 UINT32 FrameIdFromTime(LONGLONG time) {
@@ -66,9 +59,10 @@ HRESULT CNimbMeshReader::ReadMeshChecked(IStream* pStream, LONGLONG time, INimbB
     }
     NIMBCORE::CComPtr<INimbBuffer> pVertexBuffer;
     NIMBCORE::CComPtr<INimbBuffer> pIndexBuffer;
+    UINT32 indexBytes = 0;
     hr = header.m_Version.v.m_MeshHeaderVersion == HeaderVersion::c_MeshHeaderVersion_Temporal
              ? ReadTemporalMesh(pStream, header, &pVertexBuffer, &pIndexBuffer)
-             : ReadSubMesh(pStream, header, &pVertexBuffer, &pIndexBuffer);
+             : ReadSubMesh(pStream, header, &pVertexBuffer, &pIndexBuffer, &indexBytes);
     if (Failed(hr)) {
         return hr;
     }
@@ -83,24 +77,27 @@ HRESULT CNimbMeshReader::ReadMeshChecked(IStream* pStream, LONGLONG time, INimbB
 }
 
 HRESULT CNimbMeshReader::ReadSubMesh(IStream* pStream, CStreamingMeshHeader& header, INimbBuffer** ppVertexBuffer,
-                                     INimbBuffer** ppIndexBuffer) {
+                                     INimbBuffer** ppIndexBuffer, UINT32* pIndexBytes) {
     NIMB_ASSERT(ppVertexBuffer);
     NIMB_ASSERT(ppIndexBuffer);
 
     const INT32 subMeshId = static_cast<INT32>(header.m_SubMeshId);
-    const auto it = m_Contexts.find(subMeshId);
-    const auto pCtx = it != m_Contexts.end() ? it->second : std::make_shared<CNimbMeshReaderCtx>();
-    CNimbMeshReaderCtx& ctx = *pCtx;
-    const bool isDelta = header.m_Version.v.m_MeshHeaderVersion == HeaderVersion::c_MeshHeaderVersion_DeltaFrame;
-    if (!AccountForContext(ctx, isDelta ? CStreamingMeshHeader{} : header)) {
-        return E_UNEXPECTED;
-    }
+    auto it = m_Contexts.find(subMeshId);
     if (it == m_Contexts.end()) {
-        m_Contexts.emplace(subMeshId, pCtx);
+        it = m_Contexts.emplace(subMeshId, std::make_shared<CNimbMeshReaderCtx>()).first;
     }
+    CNimbMeshReaderCtx& ctx = *it->second;
+    struct Settlement {
+        CNimbMeshReader& reader;
+        CNimbMeshReaderCtx& ctx;
+        ~Settlement() { reader.SettleContext(ctx); }
+    } const settlement{*this, ctx};
     ctx.m_InUse = true;
-    return isDelta ? ReadDeltaFrame(ctx, pStream, header, ppVertexBuffer, ppIndexBuffer)
-                   : ReadKeyFrame(ctx, pStream, header, ppVertexBuffer, ppIndexBuffer);
+    const bool isDelta = header.m_Version.v.m_MeshHeaderVersion == HeaderVersion::c_MeshHeaderVersion_DeltaFrame;
+    const HRESULT hr = isDelta ? ReadDeltaFrame(ctx, pStream, header, ppVertexBuffer, ppIndexBuffer)
+                               : ReadKeyFrame(ctx, pStream, header, ppVertexBuffer, ppIndexBuffer);
+    *pIndexBytes = ctx.m_IndexBytes;
+    return hr;
 }
 
 HRESULT CNimbMeshReader::ReadDeltaFrame(CNimbMeshReaderCtx& ctx, IStream* pStream, CStreamingMeshHeader& header,
@@ -108,6 +105,9 @@ HRESULT CNimbMeshReader::ReadDeltaFrame(CNimbMeshReaderCtx& ctx, IStream* pStrea
     header.m_numFaces = ctx.m_numFaces;
     header.m_numIndices = ctx.m_numIndices;
     header.m_numVertices = ctx.m_numVertices;
+    if (!RestoreContext(ctx)) {
+        return E_UNEXPECTED;
+    }
 
     HRESULT hr = E_UNEXPECTED;
     switch (header.m_Version.v.m_VertexVersion) {
@@ -132,14 +132,9 @@ HRESULT CNimbMeshReader::ReadDeltaFrame(CNimbMeshReaderCtx& ctx, IStream* pStrea
     if (Failed(hr)) {
         return hr;
     }
-    // The index buffer of the key frame itself, not a copy. After a key frame that failed half-way it may be of another
-    // size than the counts say.
-    NIMBCORE::CComPtr<INimbBuffer> pIndexBuffer = ctx.m_pIndexBuffer;
-    UINT32 size = 0;
-    if (pIndexBuffer != nullptr && (Failed(pIndexBuffer->GetSize(&size)) || size != UINT64{4} * ctx.m_numIndices)) {
-        return E_UNEXPECTED;
-    }
-    *ppIndexBuffer = pIndexBuffer.Detach();
+    // The index buffer of the key frame itself, not a copy. After a key frame that failed half-way it is, deliberately,
+    // the one before, whose size need not be what the counts say.
+    *ppIndexBuffer = NIMBCORE::CComPtr<INimbBuffer>(ctx.m_pIndexBuffer).Detach();
     return hr;
 }
 
@@ -149,6 +144,9 @@ HRESULT CNimbMeshReader::ReadKeyFrame(CNimbMeshReaderCtx& ctx, IStream* pStream,
     ctx.m_numVertices = header.m_numVertices;
     ctx.m_numFaces = header.m_numFaces;
     NIMB_ASSERT(header.m_Version.v.m_VertexVersion == NTarnStudioVertexVersion::c_UnwrappedXYZUV);
+    if (!MakeRoom(ctx, header.m_numVertices, UINT32{4} * header.m_numIndices)) {
+        return E_UNEXPECTED;
+    }
 
     if ((header.m_Version.v.m_FormatFlags & FormatFlags::c_IndicesFirst) != 0) {
         const HRESULT hr = ReadIndices(&ctx, pStream, &header, ppIndexBuffer);
@@ -156,21 +154,6 @@ HRESULT CNimbMeshReader::ReadKeyFrame(CNimbMeshReaderCtx& ctx, IStream* pStream,
     }
     const HRESULT hr = ReadVertices(&ctx, pStream, &header, ppVertexBuffer);
     return Failed(hr) ? hr : ReadIndices(&ctx, pStream, &header, ppIndexBuffer);
-}
-
-/// Keeps the books on what all contexts hold. A context's share never shrinks, like the storage behind it.
-bool CNimbMeshReader::AccountForContext(CNimbMeshReaderCtx& ctx, const CStreamingMeshHeader& header) {
-    const UINT64 cost = ContextCost(header);
-    if (cost <= ctx.m_AccountedBytes) {
-        return true;
-    }
-    const UINT64 others = m_ContextBytes - ctx.m_AccountedBytes;
-    if (cost > c_MaxContextBytes - others) {
-        return false;
-    }
-    m_ContextBytes = others + cost;
-    ctx.m_AccountedBytes = cost;
-    return true;
 }
 
 HRESULT CNimbMeshReader::SetAttributes(INimbBuffer* pBuffer, CStreamingMeshHeader* pHeader, bool hasNormals,
@@ -234,13 +217,13 @@ HRESULT CNimbMeshReader::BuildSingleQuadMesh(LONGLONG time, INimbBuffer** ppVert
 
     // 12-byte records whatever the vertex format says: consumers tell by the size.
     LockedBuffer indexOutput;
-    HRESULT hr = indexOutput.Allocate(m_pBufferAllocator, 12, 4);
+    HRESULT hr = indexOutput.Create(m_pBufferAllocator, sizeof(indices), 4);
     if (Failed(hr)) {
         return hr;
     }
     std::memcpy(indexOutput.Data(), indices, sizeof(indices));
     LockedBuffer vertexOutput;
-    if (Failed(hr = vertexOutput.Allocate(m_pBufferAllocator, 4, sizeof(SQuantisedVertex)))) {
+    if (Failed(hr = vertexOutput.Create(m_pBufferAllocator, sizeof(vertices), sizeof(SQuantisedVertex)))) {
         return hr;
     }
     std::memcpy(vertexOutput.Data(), vertices, sizeof(vertices));

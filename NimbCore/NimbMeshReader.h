@@ -1,8 +1,8 @@
 // The mesh reader: one frame's mesh payload in, a vertex buffer and an index buffer with their attributes out.
 //
 // The byte layout of everything read here is in Docs/format.md. NimbCore/*.cpp holds one stage a file: MeshHeader,
-// MeshReader (frame assembly), TemporalMesh, VertexStreams, DeltaVertices, HuffmanVertices, GolombVertices,
-// TransformDeltas, IndexStreams and Huffman.
+// MeshReader (frame assembly), MeshContexts, TemporalMesh, VertexStreams, DeltaVertices, HuffmanVertices,
+// GolombVertices, TransformDeltas, IndexStreams and Huffman.
 #pragma once
 
 #include "Nimb/NimbInterfaces.h"
@@ -127,8 +127,7 @@ namespace Nimb {
 /// No frame may make the reader allocate a buffer larger than this. A frame of 8 million float vertices fits.
 constexpr UINT32 c_MaxBufferBytes = 256u << 20;
 
-/// Nor may all sub-meshes together hold more than this between frames, so that a stream of ever new ids cannot exhaust
-/// memory.
+/// Nor may all sub-meshes together hold more than this, so that a stream of ever new ids cannot exhaust memory.
 constexpr UINT64 c_MaxContextBytes = 1024ull << 20;
 
 /// Affine map of the texture plane: u' = t0 u + t2 v + t4, v' = t1 u + t3 v + t5.
@@ -136,7 +135,7 @@ struct STransform {
     float t[6];
 };
 
-/// A position of the history; w is neither read nor written.
+/// A position of the history. w has no meaning: stores of four lanes leave anything in it.
 struct __vector4 {
     float x, y, z, w;
 };
@@ -166,7 +165,8 @@ struct CNimbMeshReaderCtx {
     /// Decoded since the last sweep of a temporal frame.
     bool m_InUse = false;
 
-    // The three arrays always have the same length: the vertex count of the newest vertex section of version 2.
+    // The three arrays have the same length: the vertex count of the newest vertex section of version 2, less the
+    // vertices that are folded.
     std::vector<SQuantisedVertex> m_QuantisedVertices;  // texture coordinates of delta frames come from here
     std::vector<__vector4> m_Positions;
     std::vector<__vector4> m_HistoryPositions;
@@ -182,8 +182,15 @@ struct CNimbMeshReaderCtx {
     /// Which transform each vertex follows (vertex version 5), kept until a frame replaces it or a key frame clears it.
     std::vector<BYTE> m_TransformIndices;
 
-    /// Index buffer of the last key frame, handed out again for every delta frame.
+    /// Index buffer of the last key frame, handed out again for every delta frame, and how much of it is indices: an
+    /// allocator may have given it more room.
     NIMBCORE::CComPtr<INimbBuffer> m_pIndexBuffer;
+    UINT32 m_IndexBytes = 0;
+
+    /// The newest vertex section of version 2 ended early. Its missing vertices are all alike, and between frames one
+    /// stands for this many more.
+    bool m_IsCutShort = false;
+    std::size_t m_FoldedVertices = 0;
 
     /// What this context counts for in the reader's total (c_MaxContextBytes).
     UINT64 m_AccountedBytes = 0;
@@ -191,9 +198,11 @@ struct CNimbMeshReaderCtx {
 
 /// Decodes the frames of one clip in order. Belongs to one thread; the buffers that it hands out are complete.
 ///
-/// Errors: a failing stream or allocator passes its status on. A structural violation is an assertion; in report mode
-/// ReadMesh then returns E_UNEXPECTED, and the next key frame decodes correctly. Sizes beyond c_MaxBufferBytes and
-/// counts that the stream cannot back are E_UNEXPECTED in both modes. std::bad_alloc passes through.
+/// Errors: a failing stream or allocator passes its status on, except where a decoder asserts that a read succeeds. A
+/// structural violation is an assertion; in report mode the operation then returns E_UNEXPECTED, and the next key frame
+/// decodes correctly. Of several faults the first in the order of decoding counts. Sizes beyond c_MaxBufferBytes or
+/// c_MaxContextBytes, and code words or transforms that the stream does not deliver, are E_UNEXPECTED in both modes;
+/// vertex records and raw indices that it does not deliver are zeros. std::bad_alloc passes through.
 class CNimbMeshReader {
 public:
     CNimbMeshReader() = default;
@@ -209,8 +218,7 @@ public:
     /// null.
     HRESULT ReadMesh(IStream* pStream, LONGLONG time, INimbBuffer** ppVertexBuffer, INimbBuffer** ppIndexBuffer);
 
-    // The stages of ReadMesh, public for tests and fuzzers. Violations inside them are not caught (see
-    // GuardAssertions).
+    // The stages of ReadMesh, public for tests and fuzzers. Errors as above.
     HRESULT ReadVertices(CNimbMeshReaderCtx* pCtx, IStream* pStream, CStreamingMeshHeader* pHeader,
                          INimbBuffer** ppBuffer);
     HRESULT ReadCompressedVertices(CNimbMeshReaderCtx* pCtx, IStream* pStream, CStreamingMeshHeader* pHeader,
@@ -237,7 +245,7 @@ public:
 private:
     HRESULT ReadMeshChecked(IStream* pStream, LONGLONG time, INimbBuffer** ppVertexBuffer, INimbBuffer** ppIndexBuffer);
     HRESULT ReadSubMesh(IStream* pStream, CStreamingMeshHeader& header, INimbBuffer** ppVertexBuffer,
-                        INimbBuffer** ppIndexBuffer);
+                        INimbBuffer** ppIndexBuffer, UINT32* pIndexBytes);
     HRESULT ReadKeyFrame(CNimbMeshReaderCtx& ctx, IStream* pStream, CStreamingMeshHeader& header,
                          INimbBuffer** ppVertexBuffer, INimbBuffer** ppIndexBuffer);
     HRESULT ReadDeltaFrame(CNimbMeshReaderCtx& ctx, IStream* pStream, CStreamingMeshHeader& header,
@@ -248,11 +256,15 @@ private:
     HRESULT BuildSingleQuadMesh(LONGLONG time, INimbBuffer** ppVertexBuffer, INimbBuffer** ppIndexBuffer);
     HRESULT SetAttributes(INimbBuffer* pBuffer, CStreamingMeshHeader* pHeader, bool hasNormals, LONGLONG time);
 
-    bool AccountForContext(CNimbMeshReaderCtx& ctx, const CStreamingMeshHeader& header);
+    using ContextMap = std::map<INT32, std::shared_ptr<CNimbMeshReaderCtx>>;
+    bool MakeRoom(const CNimbMeshReaderCtx& ctx, UINT64 numVertices, UINT64 indexBytes);
+    bool RestoreContext(CNimbMeshReaderCtx& ctx);
+    void SettleContext(CNimbMeshReaderCtx& ctx) noexcept;
+    ContextMap::iterator DropContext(ContextMap::iterator it);
     void SweepContexts();
 
     NIMBCORE::CComPtr<INimbBufferAllocator> m_pBufferAllocator;
-    std::map<INT32, std::shared_ptr<CNimbMeshReaderCtx>> m_Contexts;
+    ContextMap m_Contexts;
     UINT32 m_VertexFormat = 5;
     UINT64 m_ContextBytes = 0;
 };

@@ -6,6 +6,7 @@
 #include "NimbCore/StreamReader.h"
 #include "NimbCore/VertexMath.h"
 
+#include <algorithm>
 #include <cstring>
 
 namespace Nimb {
@@ -88,8 +89,8 @@ void SubMeshMerger::MergeVertex(const BYTE* in, const STransform& transform, con
     PlaceQuantisedTexCoords(transform, in + m_Stride - 4, m_pVertexData + m_Stride - 4);
 }
 
-HRESULT SubMeshMerger::MergeSubmesh(INimbBuffer* pVB, INimbBuffer* pIB, const CStreamingMeshHeader& subHeader,
-                                    const STransform& transform) {
+HRESULT SubMeshMerger::MergeSubmesh(INimbBuffer* pVB, INimbBuffer* pIB, UINT32 indexBytes,
+                                    const CStreamingMeshHeader& subHeader, const STransform& transform) {
     BYTE* const pVertexData = m_pVertexData;
     BYTE* const pIndexData = m_pIndexData;
     NIMB_ASSERT(pVB);
@@ -102,7 +103,7 @@ HRESULT SubMeshMerger::MergeSubmesh(INimbBuffer* pVB, INimbBuffer* pIB, const CS
     if (Failed(hr)) {
         return hr;
     }
-    const UINT32 indexCount = indices.Size() / 4;
+    const UINT32 indexCount = std::min(indices.Size(), indexBytes) / 4;
     NIMB_ASSERT_MSG(indexCount <= m_IndexCapacity, "false");
     UINT64 numIndices = m_NumIndices;
     for (UINT32 k = 0; k < indexCount; ++k) {
@@ -119,7 +120,7 @@ HRESULT SubMeshMerger::MergeSubmesh(INimbBuffer* pVB, INimbBuffer* pIB, const CS
         return hr;
     }
     const Box4 subBox(subHeader);
-    const UINT32 vertexCount = vertices.Size() / m_Stride;
+    const UINT32 vertexCount = std::min(vertices.Size() / m_Stride, subHeader.m_numVertices);
     UINT64 numVertices = m_NumVertices;
     const BYTE* in = vertices.Data();
     for (UINT32 i = 0; i < vertexCount; ++i, in += m_Stride, m_pVertexData += m_Stride) {
@@ -177,8 +178,10 @@ HRESULT CNimbMeshReader::ReadTemporalMesh(IStream* pStream, CStreamingMeshHeader
     }
     LockedBuffer indexOutput;
     LockedBuffer vertexOutput;
-    if (Failed(hr = indexOutput.Allocate(m_pBufferAllocator, header.m_numIndices, 4)) ||
-        Failed(hr = vertexOutput.Allocate(m_pBufferAllocator, header.m_numVertices, VertexStride(m_VertexFormat)))) {
+    const UINT32 stride = VertexStride(m_VertexFormat);
+    if (Failed(hr = indexOutput.Allocate(m_pBufferAllocator, UINT64{4} * header.m_numIndices, 4)) ||
+        Failed(hr = vertexOutput.Allocate(m_pBufferAllocator, UINT64{stride} * header.m_numVertices, stride)) ||
+        Failed(hr = indexOutput.Lock()) || Failed(hr = vertexOutput.Lock())) {
         return hr;
     }
 
@@ -190,8 +193,9 @@ HRESULT CNimbMeshReader::ReadTemporalMesh(IStream* pStream, CStreamingMeshHeader
         }
         NIMBCORE::CComPtr<INimbBuffer> pVertexBuffer;
         NIMBCORE::CComPtr<INimbBuffer> pIndexBuffer;
-        if (Failed(hr = ReadSubMesh(pStream, subHeader, &pVertexBuffer, &pIndexBuffer)) ||
-            Failed(hr = merger.MergeSubmesh(pVertexBuffer, pIndexBuffer, subHeader, transform))) {
+        UINT32 indexBytes = 0;
+        if (Failed(hr = ReadSubMesh(pStream, subHeader, &pVertexBuffer, &pIndexBuffer, &indexBytes)) ||
+            Failed(hr = merger.MergeSubmesh(pVertexBuffer, pIndexBuffer, indexBytes, subHeader, transform))) {
             return hr;
         }
     }
@@ -200,20 +204,6 @@ HRESULT CNimbMeshReader::ReadTemporalMesh(IStream* pStream, CStreamingMeshHeader
     *ppVertexBuffer = vertexOutput.Detach();
     *ppIndexBuffer = indexOutput.Detach();
     return S_OK;
-}
-
-/// Drops the contexts of sub-meshes that the temporal frame did not contain.
-void CNimbMeshReader::SweepContexts() {
-    for (auto it = m_Contexts.begin(); it != m_Contexts.end();) {
-        CNimbMeshReaderCtx& ctx = *it->second;
-        if (ctx.m_InUse) {
-            ctx.m_InUse = false;
-            ++it;
-        } else {
-            m_ContextBytes -= ctx.m_AccountedBytes;
-            it = m_Contexts.erase(it);
-        }
-    }
 }
 
 }  // namespace Nimb

@@ -23,8 +23,9 @@ public:
           m_IndexCapacity(indexOutput.Size() / 4) {}
 
     /// Appends one sub-mesh: indices shifted by the vertices before it, texture coordinates placed by `transform`,
-    /// quantised positions moved to the frame's box. Asserts that the frame's counts are not exceeded.
-    HRESULT MergeSubmesh(INimbBuffer* pVB, INimbBuffer* pIB, const CStreamingMeshHeader& subHeader,
+    /// quantised positions moved to the frame's box. Asserts that the frame's counts are not exceeded. `indexBytes`:
+    /// how much of `pIB` is indices, whatever room the allocator gave it.
+    HRESULT MergeSubmesh(INimbBuffer* pVB, INimbBuffer* pIB, UINT32 indexBytes, const CStreamingMeshHeader& subHeader,
                          const STransform& transform);
 
     /// Zeroes what no sub-mesh filled.

@@ -320,56 +320,60 @@ void Move(const Motion* motions, const BYTE* parts, const Correction* correction
 
 HRESULT CNimbMeshReader::ReadTransformDeltaVertices(CNimbMeshReaderCtx* pCtx, IStream* pStream,
                                                     CStreamingMeshHeader* pHeader, INimbBuffer** ppBuffer) {
-    CheckDeltaContext(pCtx, pHeader, ppBuffer);
-    *ppBuffer = nullptr;
+    return GuardAssertions([&] {
+        CheckDeltaContext(pCtx, pHeader, ppBuffer);
+        *ppBuffer = nullptr;
 
-    UINT32 numDeltas = 0;
-    UINT32 numBits = 0;
-    std::vector<UINT32> words;
-    HRESULT hr = S_OK;
-    if (Failed(hr = ReadField(pStream, &numDeltas))) {
-        return hr;
-    }
-    NIMB_ASSERT(numDeltas > 0);
-    if (numDeltas != pHeader->m_numVertices) {
-        return E_UNEXPECTED;
-    }
-    if (Failed(hr = ReadField(pStream, &numBits)) || Failed(hr = ReadCodeWords(pStream, numBits, words))) {
-        return hr;
-    }
-
-    Section section;
-    FieldReader fields(words);
-    if (!ParseSection(fields, numDeltas, *pCtx, section)) {
-        return E_UNEXPECTED;
-    }
-    DeltaFrameWriter writer;
-    if (Failed(hr = writer.Begin(m_pBufferAllocator, m_VertexFormat, pCtx, pHeader))) {
-        return hr;
-    }
-    if (!section.partsKept) {
-        pCtx->m_TransformIndices.swap(section.parts);
-    }
-
-    const BYTE* const parts = pCtx->m_TransformIndices.data();
-    const __vector4* const previous = pCtx->m_pPrevMesh->data();
-    __vector4* const positions = NewPositions(pCtx)->data();
-    const std::array<Motion, 256> motions = MakeMotions(section, pCtx->m_TransformIndices, previous);
-    const Float4 step = Float4::All(section.step);
-    const bool hasOlder = pCtx->m_pPrevPrevMesh != nullptr;
-    for (std::size_t first = 0; first < numDeltas; first += c_BlockVertices) {
-        const std::size_t count = std::min<std::size_t>(c_BlockVertices, numDeltas - first);
-        const Correction* const corrections = section.corrections.data() + first;
-        if (hasOlder) {
-            Move<true>(motions.data(), parts + first, corrections, step, previous + first, count, positions + first);
-        } else {
-            Move<false>(motions.data(), parts + first, corrections, step, previous + first, count, positions + first);
+        UINT32 numDeltas = 0;
+        UINT32 numBits = 0;
+        std::vector<UINT32> words;
+        HRESULT hr = S_OK;
+        if (Failed(hr = ReadField(pStream, &numDeltas))) {
+            return hr;
         }
-        writer.Write(first, count, positions + first);
-    }
-    AdvanceHistory(pCtx);
-    *ppBuffer = writer.Finish();
-    return ReadNormals(pStream, pHeader, *ppBuffer);
+        NIMB_ASSERT(numDeltas > 0);
+        if (numDeltas != pHeader->m_numVertices) {
+            return E_UNEXPECTED;
+        }
+        if (Failed(hr = ReadField(pStream, &numBits)) || Failed(hr = ReadCodeWords(pStream, numBits, words))) {
+            return hr;
+        }
+
+        Section section;
+        FieldReader fields(words);
+        if (!ParseSection(fields, numDeltas, *pCtx, section)) {
+            return E_UNEXPECTED;
+        }
+        DeltaFrameWriter writer;
+        if (Failed(hr = writer.Begin(m_pBufferAllocator, m_VertexFormat, pCtx, pHeader))) {
+            return hr;
+        }
+        if (!section.partsKept) {
+            pCtx->m_TransformIndices.swap(section.parts);
+        }
+
+        const BYTE* const parts = pCtx->m_TransformIndices.data();
+        const __vector4* const previous = pCtx->m_pPrevMesh->data();
+        __vector4* const positions = NewPositions(pCtx)->data();
+        const std::array<Motion, 256> motions = MakeMotions(section, pCtx->m_TransformIndices, previous);
+        const Float4 step = Float4::All(section.step);
+        const bool hasOlder = pCtx->m_pPrevPrevMesh != nullptr;
+        for (std::size_t first = 0; first < numDeltas; first += c_BlockVertices) {
+            const std::size_t count = std::min<std::size_t>(c_BlockVertices, numDeltas - first);
+            const Correction* const corrections = section.corrections.data() + first;
+            if (hasOlder) {
+                Move<true>(motions.data(), parts + first, corrections, step, previous + first, count,
+                           positions + first);
+            } else {
+                Move<false>(motions.data(), parts + first, corrections, step, previous + first, count,
+                            positions + first);
+            }
+            writer.Write(first, count, positions + first);
+        }
+        AdvanceHistory(pCtx);
+        *ppBuffer = writer.Finish();
+        return ReadNormals(pStream, pHeader, *ppBuffer);
+    });
 }
 
 }  // namespace Nimb

@@ -17,10 +17,11 @@ constexpr std::size_t c_NormalsRecord = 20;  // x, y, z, padding, nx, ny, nz, pa
 
 /// Reads `bytes` bytes to `destination` and zeroes what the stream does not deliver: a section that ends early is not
 /// an error, and its missing records are zeros.
-HRESULT ReadZeroFilled(IStream* pStream, BYTE* destination, UINT32 bytes) {
+HRESULT ReadZeroFilled(IStream* pStream, BYTE* destination, UINT32 bytes, bool* pIsCutShort) {
     UINT32 read = 0;
     const HRESULT hr = pStream->Read(destination, bytes, &read);
     std::memset(destination + read, 0, bytes - read);
+    *pIsCutShort = read < bytes;
     return hr;
 }
 
@@ -119,12 +120,12 @@ void WidenRecords(const BYTE* stored, std::size_t count, BYTE* out) {
 }
 
 /// Reads 20-byte records piece by piece and drops their normals.
-HRESULT ReadNarrowed(IStream* pStream, std::size_t count, BYTE* out) {
+HRESULT ReadNarrowed(IStream* pStream, std::size_t count, BYTE* out, bool* pIsCutShort) {
     std::array<BYTE, 256 * c_NormalsRecord> piece;
     HRESULT hr = S_OK;
     for (std::size_t first = 0; first < count && Succeeded(hr); first += 256) {
         const std::size_t records = std::min<std::size_t>(256, count - first);
-        hr = ReadZeroFilled(pStream, piece.data(), static_cast<UINT32>(records * c_NormalsRecord));
+        hr = ReadZeroFilled(pStream, piece.data(), static_cast<UINT32>(records * c_NormalsRecord), pIsCutShort);
         for (std::size_t i = 0; i < records; ++i, out += c_PlainRecord) {
             PlainRecord::Load(&piece[i * c_NormalsRecord], c_NormalsRecord).Store(out, c_PlainRecord);
         }
@@ -134,23 +135,25 @@ HRESULT ReadNarrowed(IStream* pStream, std::size_t count, BYTE* out) {
 
 /// Reads all stored records to the end of the output buffer, from where they are converted in place.
 HRESULT ReadToTail(IStream* pStream, const LockedBuffer& output, std::size_t count, std::size_t storedStride,
-                   const BYTE** ppStored) {
+                   const BYTE** ppStored, bool* pIsCutShort) {
     const UINT32 bytes = static_cast<UINT32>(count * storedStride);
     BYTE* const tail = output.Data() + (output.Size() - bytes);
     *ppStored = tail;
-    return ReadZeroFilled(pStream, tail, bytes);
+    return ReadZeroFilled(pStream, tail, bytes, pIsCutShort);
 }
 
 HRESULT ReadFloatRecords(CNimbMeshReaderCtx* pCtx, IStream* pStream, const CStreamingMeshHeader& header,
                          bool storedNormals, bool withNormals, const LockedBuffer& output) {
     const std::size_t count = header.m_numVertices;
     const BYTE* stored = nullptr;
-    const HRESULT hr = ReadToTail(pStream, output, count, storedNormals ? c_NormalsRecord : c_PlainRecord, &stored);
+    bool isCutShort = false;
+    const HRESULT hr =
+        ReadToTail(pStream, output, count, storedNormals ? c_NormalsRecord : c_PlainRecord, &stored, &isCutShort);
     if (Failed(hr)) {
         return hr;
     }
     const Box4 box(header);
-    ResizeContext(pCtx, count);
+    ResizeContext(pCtx, count, isCutShort);
     const auto decode = storedNormals
                             ? (withNormals ? &DecodeFloatRecords<true, true> : &DecodeFloatRecords<true, false>)
                             : (withNormals ? &DecodeFloatRecords<false, true> : &DecodeFloatRecords<false, false>);
@@ -162,82 +165,103 @@ HRESULT ReadQuantisedRecords(CNimbMeshReaderCtx* pCtx, IStream* pStream, const C
                              bool storedNormals, bool withNormals, const LockedBuffer& output) {
     const std::size_t count = header.m_numVertices;
     HRESULT hr = S_OK;
+    bool isCutShort = false;
     if (storedNormals == withNormals) {
-        hr = ReadZeroFilled(pStream, output.Data(), output.Size());
+        hr = ReadZeroFilled(pStream, output.Data(), output.Size(), &isCutShort);
     } else if (storedNormals) {
-        hr = ReadNarrowed(pStream, count, output.Data());
+        hr = ReadNarrowed(pStream, count, output.Data(), &isCutShort);
     } else {
         const BYTE* stored = nullptr;
-        hr = ReadToTail(pStream, output, count, c_PlainRecord, &stored);
+        hr = ReadToTail(pStream, output, count, c_PlainRecord, &stored, &isCutShort);
         WidenRecords(stored, count, output.Data());
     }
     if (Failed(hr)) {
         return hr;
     }
     const Box4 box(header);
-    ResizeContext(pCtx, count);
+    ResizeContext(pCtx, count, isCutShort);
     withNormals ? RememberQuantised<c_NormalsRecord>(pCtx, box, output.Data())
                 : RememberQuantised<c_PlainRecord>(pCtx, box, output.Data());
     return hr;
 }
 
+/// Gives an array `count` elements of any value. Storage stays from key frame to key frame while their sizes are alike,
+/// and goes when it is far too large.
+template <class T>
+void ResizeForOverwrite(std::vector<T>& array, std::size_t count) {
+    constexpr std::size_t sparePlaces = 65536;
+    if (count <= array.capacity() && array.capacity() <= 4 * count + sparePlaces) {
+        array.resize(count);
+    } else {
+        std::vector<T>().swap(array);  // first, so that old and new storage are not needed at once
+        array.resize(count);
+    }
+}
+
 }  // namespace
 
-void ResizeContext(CNimbMeshReaderCtx* pCtx, std::size_t numVertices) {
+void ResizeContext(CNimbMeshReaderCtx* pCtx, std::size_t numVertices, bool isCutShort) {
     // Without a previous mesh every delta frame is refused, so an exception between here and the end does no harm.
     pCtx->m_pPrevMesh = nullptr;
     pCtx->m_pPrevPrevMesh = nullptr;
-    pCtx->m_TexCoords.clear();
-    pCtx->m_TransformIndices.clear();
-    pCtx->m_QuantisedVertices.resize(numVertices);
-    pCtx->m_Positions.resize(numVertices);
-    pCtx->m_HistoryPositions.resize(numVertices);
+    pCtx->m_IsCutShort = isCutShort;
+    pCtx->m_FoldedVertices = 0;
+    std::vector<STexCoord>().swap(pCtx->m_TexCoords);
+    std::vector<BYTE>().swap(pCtx->m_TransformIndices);
+    ResizeForOverwrite(pCtx->m_QuantisedVertices, numVertices);
+    ResizeForOverwrite(pCtx->m_Positions, numVertices);
+    ResizeForOverwrite(pCtx->m_HistoryPositions, numVertices);
     pCtx->m_pPrevMesh = &pCtx->m_Positions;
 }
 
 HRESULT CNimbMeshReader::ReadVertices(CNimbMeshReaderCtx* pCtx, IStream* pStream, CStreamingMeshHeader* pHeader,
                                       INimbBuffer** ppBuffer) {
-    NIMB_ASSERT(pHeader);
-    NIMB_ASSERT(ppBuffer);
-    *ppBuffer = nullptr;
+    return GuardAssertions([&] {
+        NIMB_ASSERT(pHeader);
+        NIMB_ASSERT(ppBuffer);
+        *ppBuffer = nullptr;
 
-    LockedBuffer output;
-    HRESULT hr = output.Allocate(m_pBufferAllocator, pHeader->m_numVertices, VertexStride(m_VertexFormat));
-    if (Failed(hr)) {
+        LockedBuffer output;
+        const UINT32 stride = VertexStride(m_VertexFormat);
+        HRESULT hr = output.Create(m_pBufferAllocator, UINT64{stride} * pHeader->m_numVertices, stride);
+        if (Failed(hr)) {
+            return hr;
+        }
+        const bool storedNormals = (pHeader->m_Version.v.m_FormatFlags & NTarnStudioFormatFlags::c_HasNormals) != 0;
+        const bool withNormals = (m_VertexFormat & NTarnOutputFormat::c_Normals) != 0;
+        const bool asFloat = (m_VertexFormat & NTarnOutputFormat::c_Float) != 0;
+        hr = (asFloat ? ReadFloatRecords : ReadQuantisedRecords)(pCtx, pStream, *pHeader, storedNormals, withNormals,
+                                                                 output);
+        if (Failed(hr)) {
+            return hr;
+        }
+        *ppBuffer = output.Detach();
         return hr;
-    }
-    const bool storedNormals = (pHeader->m_Version.v.m_FormatFlags & NTarnStudioFormatFlags::c_HasNormals) != 0;
-    const bool withNormals = (m_VertexFormat & NTarnOutputFormat::c_Normals) != 0;
-    const bool asFloat = (m_VertexFormat & NTarnOutputFormat::c_Float) != 0;
-    hr = (asFloat ? ReadFloatRecords : ReadQuantisedRecords)(pCtx, pStream, *pHeader, storedNormals, withNormals,
-                                                             output);
-    if (Failed(hr)) {
-        return hr;
-    }
-    *ppBuffer = output.Detach();
-    return hr;
+    });
 }
 
 HRESULT CNimbMeshReader::ReadCompressedVertices(CNimbMeshReaderCtx* pCtx, IStream* pStream,
                                                 CStreamingMeshHeader* pHeader, INimbBuffer** ppBuffer) {
-    NIMB_ASSERT(ppBuffer);
-    *ppBuffer = nullptr;
+    return GuardAssertions([&] {
+        NIMB_ASSERT(ppBuffer);
+        *ppBuffer = nullptr;
 
-    // Here, unlike in the Golomb-coded stream, a failing status is as fatal as a short read of maxz.
-    CorrectionBox box;
-    const HRESULT boxStatus = ReadCorrectionBox(pStream, &box);
-    NIMB_ASSERT_MSG(Succeeded(boxStatus), "(((HRESULT)(hr)) >= 0) && bytesRead == sizeof(maxz)");
+        // Here, unlike in the Golomb-coded stream, a failing status is as fatal as a short read.
+        CorrectionBox box;
+        const HRESULT boxStatus = ReadCorrectionBox(pStream, &box);
+        NIMB_ASSERT_MSG(Succeeded(boxStatus), "(((HRESULT)(hr)) >= 0) && bytesRead == sizeof(maxz)");
 
-    const UINT64 numBytes = UINT64{3} * pHeader->m_numVertices;
-    std::vector<BYTE> deltas;
-    HRESULT hr = ReadBacked(pStream, numBytes, deltas);
-    if (Failed(hr)) {
-        return hr;
-    }
-    NIMB_ASSERT_MSG(deltas.size() == numBytes, "numBytes == bytesRead");
-    hr = DecodeDeltas(pCtx, pHeader, deltas.data(), static_cast<UINT32>(numBytes), box.min[0], box.min[1], box.min[2],
-                      box.max[0], box.max[1], box.max[2], ppBuffer);
-    return Failed(hr) ? hr : ReadNormals(pStream, pHeader, *ppBuffer);
+        const UINT64 numBytes = UINT64{3} * pHeader->m_numVertices;
+        if (numBytes > c_MaxBufferBytes) {
+            return E_UNEXPECTED;
+        }
+        std::vector<BYTE> deltas;
+        HRESULT hr = ReadBacked(pStream, numBytes, deltas);
+        NIMB_ASSERT_MSG(Succeeded(hr) && deltas.size() == numBytes, "numBytes == bytesRead");
+        hr = DecodeDeltas(pCtx, pHeader, deltas.data(), static_cast<UINT32>(numBytes), box.min[0], box.min[1],
+                          box.min[2], box.max[0], box.max[1], box.max[2], ppBuffer);
+        return Failed(hr) ? hr : ReadNormals(pStream, pHeader, *ppBuffer);
+    });
 }
 
 HRESULT ReadCorrectionBox(IStream* pStream, CorrectionBox* pBox) {
@@ -265,40 +289,42 @@ HRESULT ReadCorrectionBox(IStream* pStream, CorrectionBox* pBox) {
 }
 
 HRESULT CNimbMeshReader::ReadNormals(IStream* pStream, CStreamingMeshHeader* pHeader, INimbBuffer* pBuffer) {
-    if ((pHeader->m_Version.v.m_FormatFlags & NTarnStudioFormatFlags::c_HasNormals) == 0) {
-        return S_OK;
-    }
-    LockedBuffer output;
-    HRESULT hr = output.Open(pBuffer);
-    if (Failed(hr)) {
-        return hr;
-    }
-    const bool withNormals = (m_VertexFormat & NTarnOutputFormat::c_Normals) != 0;
-    const bool asFloat = (m_VertexFormat & NTarnOutputFormat::c_Float) != 0;
-    const UINT32 stride = VertexStride(m_VertexFormat);
-    const UINT32 numVertices = pHeader->m_numVertices;
-    NIMB_ASSERT_MSG(UINT64{numVertices} * stride <= output.Size(), "normals exceed the vertex buffer");
+    return GuardAssertions([&] {
+        if ((pHeader->m_Version.v.m_FormatFlags & NTarnStudioFormatFlags::c_HasNormals) == 0) {
+            return S_OK;
+        }
+        LockedBuffer output;
+        HRESULT hr = output.Open(pBuffer);
+        if (Failed(hr)) {
+            return hr;
+        }
+        const bool withNormals = (m_VertexFormat & NTarnOutputFormat::c_Normals) != 0;
+        const bool asFloat = (m_VertexFormat & NTarnOutputFormat::c_Float) != 0;
+        const UINT32 stride = VertexStride(m_VertexFormat);
+        const UINT32 numVertices = pHeader->m_numVertices;
+        NIMB_ASSERT_MSG(UINT64{numVertices} * stride <= output.Size(), "normals exceed the vertex buffer");
 
-    // A failing read does not stop the others: the status of the last vertex counts.
-    BYTE* out = output.Data();
-    for (UINT32 i = 0; i < numVertices; ++i, out += stride) {
-        std::uint16_t q[4] = {};
-        for (std::size_t component = 0; component < 3; ++component) {
-            const HRESULT status = ReadField(pStream, &q[component]);
-            hr = component == 0 || Succeeded(hr) ? status : hr;
+        // A failing read does not stop the others: the status of the last vertex counts.
+        BYTE* out = output.Data();
+        for (UINT32 i = 0; i < numVertices; ++i, out += stride) {
+            std::uint16_t q[4] = {};
+            for (std::size_t component = 0; component < 3; ++component) {
+                const HRESULT status = ReadField(pStream, &q[component]);
+                hr = component == 0 || Succeeded(hr) ? status : hr;
+            }
+            if (!withNormals) {
+                continue;
+            }
+            if (asFloat) {
+                float normal[4];
+                DequantiseNormal(ToFloat(LoadUint16x4(q))).Store(normal);
+                std::memcpy(out + 12, normal, 12);
+            } else {
+                std::memcpy(out + 8, q, sizeof(q));
+            }
         }
-        if (!withNormals) {
-            continue;
-        }
-        if (asFloat) {
-            float normal[4];
-            DequantiseNormal(ToFloat(LoadUint16x4(q))).Store(normal);
-            std::memcpy(out + 12, normal, 12);
-        } else {
-            std::memcpy(out + 8, q, sizeof(q));
-        }
-    }
-    return hr;
+        return hr;
+    });
 }
 
 }  // namespace Nimb

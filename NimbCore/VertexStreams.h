@@ -16,6 +16,7 @@ struct CorrectionBox {
 HRESULT ReadCorrectionBox(IStream* pStream, CorrectionBox* pBox);
 
 /// Gives the context's arrays `numVertices` records and makes the position array the previous mesh, without one before.
-void ResizeContext(CNimbMeshReaderCtx* pCtx, std::size_t numVertices);
+/// `isCutShort`: the stream did not deliver all of the records.
+void ResizeContext(CNimbMeshReaderCtx* pCtx, std::size_t numVertices, bool isCutShort);
 
 }  // namespace Nimb

@@ -1,5 +1,6 @@
 // Delta frames: prediction and history, and the plain, Huffman- and Golomb-coded ways to store their bytes.
 #include "NimbCore/Golomb.h"
+#include "Tests/TestSupport.h"
 #include "Tests/Wire.h"
 
 #include <gtest/gtest.h>
@@ -342,5 +343,47 @@ TEST(GolombVertices, DecodesAndRejects) {
               "bytesRead == sizeof(deltaMedian[i])");
     EXPECT_EQ(FailureOf(DeltaHeader(4).Floats({0, 0, 0, 1, 1}).U16(1)),
               "(((HRESULT)(hr)) >= 0) && bytesRead == sizeof(maxz)");
-    EXPECT_EQ(FailureOf(section({0xFFFFFFFF, 4, 4}).U32(0)), "");
+    // The count of words wraps, so the longest streams have none.
+    EXPECT_EQ(FailureOf(section({0xFFFFFFFF, 4, 4}).U32(0)), "compressedDataIndex < compressedLen");
+    EXPECT_EQ(FailureOf(section({0xFFFFFFE0, 4, 4}).U32(0)), "");
+    std::vector<BYTE> out;
+    const std::vector<UINT32> words{0};
+    for (const UINT32 numBits : {0xFFFFFFE1u, 0xFFFFFFFFu}) {
+        AssertionRecorder recorder;
+        EXPECT_EQ(CGolombDecompressor().Decompress(words.data(), numBits, 2, 0, out), E_UNEXPECTED);
+        EXPECT_EQ(AssertionRecorder::Text(), "compressedDataIndex < compressedLen");
+    }
+}
+
+TEST(DeltaVertices, OfSeveralFaultsTheFirstCounts) {
+    // The stream fails at read `failAt`, and buffers of a delta frame are refused with E_FAIL, or not.
+    const auto outcome = [](const Wire& wire, std::size_t failAt, bool buffers = true) {
+        Reader reader(13);
+        Frame frame;
+        EXPECT_EQ(reader.Read(KeyFrame(), &frame), S_OK);
+        NimbTest::PatternAllocator allocator(0, buffers ? 1000 : 0);
+        reader.reader.Initialize(&allocator, 13);
+        NimbTest::MemoryStream stream(wire.Data().data(), wire.Size(), failAt);
+        frame = Frame();
+        AssertionRecorder recorder;
+        const HRESULT hr = reader.reader.ReadMesh(&stream, 0, &frame.vertices, &frame.indices);
+        return std::make_pair(hr, AssertionRecorder::Text());
+    };
+    using Outcome = std::pair<HRESULT, std::string>;
+    constexpr std::size_t never = 1000, header = 3, box = 6, lengths = 3;
+    const Wire golomb = DeltaHeader(4).Floats({0, 0, 0, 255, 255, 255}).Bytes({1, 2, 3, 2, 2, 2});
+    const Wire tooShort = Wire(golomb).U32(2).U32(2).U32(2).U32(0).U32(0).U32(0);
+    EXPECT_EQ(outcome(tooShort, never), Outcome(E_UNEXPECTED, "Mesh size doesn't match compressed size"));
+    EXPECT_EQ(outcome(tooShort, never, false), Outcome(E_FAIL, "")) << "the buffer comes before the bytes";
+    // Each axis is decoded before the next is read.
+    const Wire overrun = Wire(golomb).U32(32).U32(64).U32(4).U32(0xFFFFFFFF).U32(0);
+    EXPECT_EQ(outcome(overrun, never), Outcome(E_UNEXPECTED, "compressedDataIndex < compressedLen"));
+    EXPECT_EQ(outcome(overrun, header + box + 6 + lengths), Outcome(E_FAIL, ""));
+    EXPECT_EQ(outcome(overrun, header + box + 6 + lengths + 1),
+              Outcome(E_UNEXPECTED, "compressedDataIndex < compressedLen"));
+    const Wire surplus = (HuffmanHead(3, 0, 0) += Frequencies({{5, 1}, {9, 1}})).U32(0);
+    EXPECT_EQ(outcome(surplus, header + box + lengths + 1), Outcome(E_FAIL, ""));
+    EXPECT_EQ(outcome(surplus, header + box + lengths + 2), Outcome(E_UNEXPECTED, ""));
+    // In plain sections a failing read is fatal.
+    EXPECT_EQ(outcome(PlainDelta({1, 2, 3, 4, 5, 6}), header + box), Outcome(E_UNEXPECTED, "numBytes == bytesRead"));
 }

@@ -208,8 +208,45 @@ TEST_P(HostileInput, EveryFailingRead) {
     }
 }
 
+TEST_P(HostileInput, AllocatorsThatRoundOrFallShort) {
+    FrameReader exact(subject.vertexFormat), rounding(subject.vertexFormat, 0xCD, c_LargestBuffer, 60);
+    for (const Bytes& frame : subject.after) {
+        const DecodedFrame wanted = exact.Decode(frame);
+        DecodedFrame got = rounding.Decode(frame);
+        ASSERT_EQ(got.hr, S_OK);
+        got.vertices.resize(wanted.vertices.size());
+        got.indices.resize(wanted.indices.size());
+        EXPECT_TRUE(got == wanted);
+    }
+    FrameReader smaller(subject.vertexFormat, 0xCD, c_LargestBuffer, -1);
+    EXPECT_EQ(smaller.Decode(subject.after[0]).hr, E_UNEXPECTED);
+}
+
 INSTANTIATE_TEST_SUITE_P(AllCodecs, HostileInput, testing::Range(std::size_t{0}, Subjects().size()),
                          [](const auto& subject) { return Subjects()[subject.param].name; });
+
+TEST(HostileKeyFrame, CutShortItIsFollowedLikeOneThatEndsInZeros) {
+    const Mesh mesh = MakeSheet(3, 2);
+    KeyFrameOptions key;
+    key.indicesFirst = true;
+    for (const auto coding : {DeltaCoding::Quantised, DeltaCoding::Plain, DeltaCoding::Golomb, DeltaCoding::Transform,
+                              DeltaCoding::Huffman}) {
+        const auto clip = EncodeClip(mesh, key, {Delta(coding), Delta(coding), Delta(coding)});
+        for (std::size_t missing = 1; missing <= 12 * mesh.positions.size(); ++missing) {
+            Bytes frame = clip[0];
+            frame.resize(frame.size() - missing);
+            FrameReader cut(13), padded(13);
+            const DecodedFrame first = cut.Decode(frame);
+            frame.resize(clip[0].size());
+            EXPECT_TRUE(first == padded.Decode(frame));
+            for (std::size_t i = 1; i < clip.size(); ++i) {
+                const DecodedFrame wanted = padded.Decode(clip[i]);
+                ASSERT_EQ(wanted.hr, S_OK);
+                ASSERT_TRUE(wanted == cut.Decode(clip[i])) << missing << " bytes missing, frame " << i;
+            }
+        }
+    }
+}
 
 TEST(HostileQuad, AFrameWithoutStreamIsTheQuadWhateverCameBefore) {
     const auto quad = [](Nimb::CNimbMeshReader& reader) {

@@ -1,5 +1,4 @@
 // Index sections, read as part of key frames without vertices.
-#include "NimbCore/IndexStreams.h"
 #include "Tests/Wire.h"
 
 #include <gtest/gtest.h>
@@ -159,25 +158,50 @@ TEST(IndexStream, MalformedSections) {
               std::string::npos);
 }
 
-TEST(IndexStream, HostileCountsAreRefused) {
-    // 3 x 0x55555556 wraps to 2 in 32 bits.
+TEST(IndexStream, HostileCountsStayInsideTheBuffer) {
+    // 3 x 0x55555556 wraps to 2 in 32 bits, also where old lists compute their index count.
     EXPECT_EQ(Decode(KeyFrame(c_List, 2, 0x55555556, 2) += ListSection({0, 1, 2, 3})).hr, E_UNEXPECTED);
-    EXPECT_EQ(Decode(KeyFrame(c_List, 2, 2, 5) += ListSection({0, 1, 2, 3, 0, 1, 2, 3})).hr, E_UNEXPECTED);
-    // 4 x 0x40000001 wraps to 4; so does the buffer size of old lists, whose index count is 3 x faces.
-    EXPECT_EQ(Decode(KeyFrame(c_Strip, 2, 0, 0x40000001) += StripSection({1, 1, 1, 1})).hr, E_UNEXPECTED);
     EXPECT_EQ(Decode(Wire().Version(19, 0, 1, 0).UnitBox().U32(0).U32(0x55555556) += ListSection({0, 1, 2, 3})).hr,
               E_UNEXPECTED);
+    EXPECT_EQ(Decode(KeyFrame(c_List, 2, 2, 5) += ListSection({0, 1, 2, 3, 0, 1, 2, 3})).hr, E_UNEXPECTED);
+    EXPECT_EQ(Decode(KeyFrame(c_List, 1, 0, 0x30000000)).hr, E_UNEXPECTED) << "3 GiB";
 
-    // The strip decoder by itself, given less room than the header claims.
-    AssertionRecorder recorder;
+    // The buffer's size wraps: 4 x 0x40000001 is room for one index, 4 x 0x40000003 for three.
+    constexpr UINT32 one = 0x40000001, three = 0x40000003;
+    EXPECT_EQ(Decode(KeyFrame(c_List, 1, 1, one).U32(7).U32(8)).indices, (Indices{7}));
+    EXPECT_EQ(Decode(KeyFrame(c_Strip, 1, 1, three).U32(7).U32(8).U32(9).U32(1)).indices, (Indices{7, 8, 9}));
+    EXPECT_EQ(Decode(KeyFrame(c_List, 2, 1, one) += ListSection({0, 1, 2, 3})).hr, E_UNEXPECTED);
+    EXPECT_EQ(Decode(KeyFrame(c_List, 2, 1, three) += ListSection({0, 1, 2, 3})).indices, (Indices{1, 2, 3}));
+    EXPECT_EQ(Decode(KeyFrame(c_List, 4, 1, one).U32(2).Bytes({0xF3, 0x20})).text,
+              "3 * meshFaces.size() * sizeof(UINT) <= ibLen");
+    EXPECT_EQ(Decode(KeyFrame(c_List, 4, 1, three).U32(2).Bytes({0xF3, 0x20})).indices.size(), 3u);
+    EXPECT_EQ(Decode(KeyFrame(c_Strip, 2, 0, one) += StripSection({1, 1, 1, 1})).text,
+              "DecompressTriangleStrips: Buffer overflow!! Unexpected.");
+}
+
+TEST(IndexStream, AFailingLockComesAfterTheAttribute) {
+    struct LockedOut final : INimbBuffer, INimbBufferAllocator {
+        HRESULT QueryInterface(const _GUID& riid, void** ppv) override { return inner->QueryInterface(riid, ppv); }
+        ULONG AddRef() override { return 1; }
+        ULONG Release() override { return 1; }
+        HRESULT LockBuffer(NimbLockedMemory*) override { return E_FAIL; }
+        HRESULT UnlockBuffer() override { return S_OK; }
+        HRESULT GetSize(UINT32* pSize) override { return inner->GetSize(pSize); }
+        HRESULT AllocateBuffer(UINT32, UINT32, UINT32, INimbBuffer** ppBuffer) override {
+            *ppBuffer = this;
+            return S_OK;
+        }
+        HRESULT ReleaseBuffer(INimbBuffer*) override { return S_OK; }
+        NIMBCORE::CComPtr<NimbCrossPlatform::Buffer> inner{new NimbCrossPlatform::Buffer(12)};
+    } lockedOut;
+    Nimb::CNimbMeshReader reader;
+    reader.Initialize(&lockedOut, 13);
+    Nimb::CNimbMeshReaderCtx ctx;
     CStreamingMeshHeader header;
-    header.m_Version.v.m_FormatFlags = c_Strip;
-    header.m_Version.v.m_IndexVersion = 2;
-    header.m_numIndices = 2;
-    BYTE room[4];
-    const NIMBCORE::CComPtr<IStream> stream = StripSection({1, 1, 1, 1}).Stream();
-    EXPECT_EQ(
-        Nimb::GuardAssertions([&] { return Nimb::DecompressTriangleStrips(stream, &header, room, sizeof(room)); }),
-        E_UNEXPECTED);
-    EXPECT_EQ(AssertionRecorder::Text(), "DecompressTriangleStrips: Buffer overflow!! Unexpected.");
+    const NIMBCORE::CComPtr<IStream> stream = KeyFrame(c_List, 1, 1, 3).Stream();
+    ASSERT_EQ(header.Read(stream), S_OK);
+    NIMBCORE::CComPtr<INimbBuffer> buffer;
+    EXPECT_EQ(reader.ReadIndices(&ctx, stream, &header, &buffer), E_FAIL);
+    EXPECT_EQ(Frame::Attribute(lockedOut.inner, NimbAttrib_UseTriList), 1u);
+    EXPECT_EQ(ctx.m_pIndexBuffer.p, nullptr);
 }

@@ -1,5 +1,6 @@
 // Frame assembly: attributes, contexts, temporal frames and their transforms, the quad of empty frames, and what a
 // reader does after a bad frame.
+#include "Tests/TestSupport.h"
 #include "Tests/Wire.h"
 
 #include <gtest/gtest.h>
@@ -258,36 +259,73 @@ TEST(MeshReader, RejectsKeyFramesOfOtherVertexVersions) {
     EXPECT_EQ(AssertionRecorder::Text(), "ppIndexBuffer");
     EXPECT_EQ(reader.reader.Initialize(nullptr, 13), E_UNEXPECTED);
     EXPECT_EQ(AssertionRecorder::Text(), "pBufferAllocator");
+    Nimb::CNimbMeshReaderCtx ctx;
+    CStreamingMeshHeader header;
+    header.m_Version.v.m_VertexVersion = 2;
+    for (const auto stage : {&CNimbMeshReader::ReadVertices, &CNimbMeshReader::ReadCompressedVertices,
+                             &CNimbMeshReader::ReadGolombCodedVertices, &CNimbMeshReader::ReadTransformDeltaVertices,
+                             &CNimbMeshReader::ReadHuffmanCodedVertices, &CNimbMeshReader::ReadIndices}) {
+        EXPECT_EQ((reader.reader.*stage)(&ctx, Wire().Stream(), &header, nullptr), E_UNEXPECTED);
+        EXPECT_EQ(AssertionRecorder::Text(), "ppBuffer");
+    }
     CNimbMeshReader uninitialised;
     NIMBCORE::CComPtr<INimbBuffer> indices;
     EXPECT_EQ(uninitialised.ReadMesh(nullptr, 0, &buffer, &indices), E_UNEXPECTED);
     EXPECT_EQ(AssertionRecorder::Text(), "p != __null");
 }
 
-TEST(MeshReader, DeltaAfterAHalfReadKeyFrameNeverMixesSizes) {
+TEST(MeshReader, DeltaAfterAHalfReadKeyFrameGetsTheIndicesBefore) {
     // The second key frame has other counts and fails in its index section.
     Reader reader(13);
-    Frame frame;
-    ASSERT_EQ(reader.Read(KeyTriangle(0), &frame), S_OK);
+    Frame key, frame;
+    ASSERT_EQ(reader.Read(KeyTriangle(0), &key), S_OK);
     AssertionRecorder recorder;
-    Wire bad = Wire().Version(2, 1 | c_IdFlag, 5, 2).UnitBox().U32(0).U32(3).U32(2).U32(6).Zeros(36);
+    const Wire bad = Wire().Version(2, 1 | c_IdFlag, 5, 2).UnitBox().U32(0).U32(3).U32(2).U32(6).Zeros(36);
     ASSERT_EQ(reader.Read(bad, &frame), E_UNEXPECTED);
-    EXPECT_EQ(reader.Read(StillDelta(0), &frame), E_UNEXPECTED);
+    ASSERT_EQ(reader.Read(StillDelta(0), &frame), S_OK);
+    EXPECT_EQ(frame.indices.p, key.indices.p);
+    EXPECT_EQ(frame.Attribute(NimbAttrib_NumIndices), 6u);
+    ASSERT_EQ(reader.Read(TemporalHead(1, 3, 1, 4).U8(0) += StillDelta(0), &frame), S_OK);
+    EXPECT_EQ(frame.Indices(), (std::vector<UINT32>{0, 1, 2, 0}));
     EXPECT_EQ(reader.Read(KeyTriangle(0), &frame), S_OK);
     EXPECT_EQ(reader.Read(StillDelta(0), &frame), S_OK);
 }
 
-TEST(MeshReader, EverNewSubMeshesCannotExhaustMemory) {
-    // Each key frame claims a context of about 150 MiB without a byte behind it.
-    Reader reader(5);
-    Frame frame;
-    int accepted = 0;
-    HRESULT hr = S_OK;
-    for (UINT32 id = 0; id < 50 && Succeeded(hr); ++id) {
-        hr = reader.Read(Wire().Version(2, 9, 5, 1).UnitBox().U32(id).U32(3000000).U32(0).U32(0), &frame);
-        accepted += Succeeded(hr) ? 1 : 0;
+TEST(MeshReader, OnlyWhatFramesLeaveBehindCountsForTheCeiling) {
+    // E_UNEXPECTED: beyond the ceiling. E_FAIL: below it, but too large for this allocator.
+    NimbTest::FrameReader reader(5);
+    AssertionRecorder recorder;
+    const auto claim = [&](UINT32 id, UINT64 vertices, unsigned indexVersion = 1) {
+        const UINT32 count = static_cast<UINT32>(vertices);
+        return reader.Decode(
+            Wire().Version(2, 1 | c_IdFlag, 5, indexVersion).UnitBox().U32(id).U32(count).U32(0).U32(0).Data());
+    };
+    constexpr UINT64 fixed = 512, perVertex = 53, most = (Nimb::c_MaxContextBytes - fixed) / perVertex;
+    EXPECT_EQ(claim(0, most + 1).hr, E_UNEXPECTED);
+    for (UINT32 id = 0; id < 20; ++id) {
+        EXPECT_EQ(claim(id, most).hr, E_FAIL) << "a refused frame costs the others nothing";
     }
-    EXPECT_EQ(hr, E_UNEXPECTED);
-    EXPECT_GE(accepted, 2);
-    EXPECT_LE(accepted, 8);
+    // One triangle, and no room for it any more beside the largest claim.
+    ASSERT_EQ(reader.Decode(KeyTriangle(7).Data()).hr, S_OK);
+    constexpr UINT64 rest = (Nimb::c_MaxContextBytes - 2 * fixed - 3 * perVertex - 12) / perVertex;
+    const auto expectRest = [&](const char* after) {
+        EXPECT_EQ(claim(8, rest + 1).hr, E_UNEXPECTED) << after;
+        EXPECT_EQ(claim(8, rest).hr, E_FAIL) << after;
+    };
+    expectRest("a key frame");
+    EXPECT_EQ(claim(7, most).hr, E_FAIL) << "it would replace the triangle";
+    expectRest("a refused frame of the same sub-mesh");
+    // A million vertices without a byte behind them: they decode, to zeros, and leave no more than one.
+    EXPECT_EQ(claim(7, 1000000, 5).hr, E_UNEXPECTED) << "refused in its index section";
+    EXPECT_EQ(claim(8, rest).hr, E_FAIL);
+    EXPECT_EQ(claim(7, 1000000).vertices.size(), 12000000u);
+    EXPECT_EQ(claim(8, rest).hr, E_FAIL);
+    const Wire records = Wire().Version(2, 1 | c_IdFlag, 6, 1).UnitBox().U32(7);
+    EXPECT_EQ(reader.Decode(records.Data()).vertices.size(), 12000000u) << "but the next frame has them all";
+    EXPECT_EQ(claim(8, rest).hr, E_FAIL);
+    // A million that are there stay until a small key frame, which gives the storage back.
+    ASSERT_EQ(reader.Decode(Wire(records).Zeros(12000000).Data()).hr, S_OK);
+    EXPECT_EQ(claim(8, rest).hr, E_UNEXPECTED);
+    ASSERT_EQ(reader.Decode(KeyTriangle(7).Data()).hr, S_OK);
+    expectRest("a small key frame");
 }

@@ -52,9 +52,11 @@ private:
 };
 
 /// Fills new buffers with a pattern, so that bytes which a decoder forgets show, and refuses sizes above a limit.
+/// Buffers have `extra` bytes more than they should.
 class PatternAllocator final : public INimbBufferAllocator {
 public:
-    explicit PatternAllocator(BYTE pattern, UINT32 largest = 16u << 20) : m_Pattern(pattern), m_Largest(largest) {}
+    explicit PatternAllocator(BYTE pattern, UINT32 largest = 16u << 20, INT32 extra = 0)
+        : m_Pattern(pattern), m_Largest(largest), m_Extra(extra) {}
 
     HRESULT QueryInterface(const _GUID&, void**) override { return E_NOINTERFACE; }
     ULONG AddRef() override { return 1; }
@@ -64,6 +66,7 @@ public:
         if (size > m_Largest) {
             return E_FAIL;
         }
+        size += static_cast<UINT32>(m_Extra);
         NIMBCORE::CComPtr<INimbBuffer> buffer(new NimbCrossPlatform::Buffer(size));
         NimbLockedMemory memory{};
         buffer->LockBuffer(&memory);
@@ -79,6 +82,7 @@ public:
 private:
     BYTE m_Pattern;
     UINT32 m_Largest;
+    INT32 m_Extra;
 };
 
 /// One decoded frame by value.
@@ -113,8 +117,9 @@ std::vector<T> Contents(INimbBuffer* buffer) {
 /// A reader with an allocator of its own.
 class FrameReader {
 public:
-    explicit FrameReader(UINT32 vertexFormat, BYTE pattern = 0xCD, UINT32 largestBuffer = 16u << 20)
-        : m_Allocator(pattern, largestBuffer) {
+    explicit FrameReader(UINT32 vertexFormat, BYTE pattern = 0xCD, UINT32 largestBuffer = 16u << 20,
+                         INT32 extraBytes = 0)
+        : m_Allocator(pattern, largestBuffer, extraBytes) {
         m_Reader.Initialize(&m_Allocator, vertexFormat);
     }
 

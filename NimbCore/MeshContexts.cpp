@@ -1,0 +1,133 @@
+// What the reader keeps of its sub-meshes between frames: how much it may be, and what is given back.
+//
+// Every frame settles the account of its context, however it ended: a context counts for the storage that it holds. A
+// frame that does not get past the ceiling, or fails otherwise, thus costs what it left behind and no more.
+//
+// Vertices that a stream does not deliver are zeros, so a few bytes can claim millions of them. They are all alike, and
+// between frames one stands for all (FoldTail). The next delta frame gets them back (UnfoldTail).
+#include "NimbCore/NimbMeshReader.h"
+
+#include <algorithm>
+#include <cstring>
+#include <iterator>
+#include <utility>
+
+namespace Nimb {
+namespace {
+
+bool SamePosition(const std::vector<__vector4>* positions, std::size_t a, std::size_t b) {
+    return positions == nullptr || std::memcmp(&(*positions)[a], &(*positions)[b], 3 * sizeof(float)) == 0;
+}
+
+/// Whether delta frames see the same in two vertices.
+bool SameVertex(const CNimbMeshReaderCtx& ctx, std::size_t a, std::size_t b) {
+    const SQuantisedVertex& recordA = ctx.m_QuantisedVertices[a];
+    const SQuantisedVertex& recordB = ctx.m_QuantisedVertices[b];
+    return recordA.u == recordB.u && recordA.v == recordB.v && SamePosition(ctx.m_pPrevMesh, a, b) &&
+           SamePosition(ctx.m_pPrevPrevMesh, a, b) &&
+           (ctx.m_TransformIndices.empty() || ctx.m_TransformIndices[a] == ctx.m_TransformIndices[b]);
+}
+
+template <class T>
+void Shorten(std::vector<T>& array, std::size_t count) noexcept {
+    array.resize(std::min(array.size(), count));
+    array.shrink_to_fit();
+}
+
+void FoldTail(CNimbMeshReaderCtx& ctx) noexcept {
+    const std::size_t count = ctx.m_Positions.size();
+    std::size_t kept = count;
+    while (kept > 1 && SameVertex(ctx, kept - 2, kept - 1)) {
+        --kept;
+    }
+    if (kept == count) {
+        return;
+    }
+    ctx.m_FoldedVertices += count - kept;
+    Shorten(ctx.m_QuantisedVertices, kept);
+    Shorten(ctx.m_Positions, kept);
+    Shorten(ctx.m_HistoryPositions, kept);
+    Shorten(ctx.m_TransformIndices, kept);
+    Shorten(ctx.m_TexCoords, 0);
+}
+
+template <class T>
+void Lengthen(std::vector<T>& array, std::size_t count) {
+    if (!array.empty()) {
+        array.resize(count, T(array.back()));
+    }
+}
+
+void UnfoldTail(CNimbMeshReaderCtx& ctx) {
+    const std::size_t count = ctx.m_Positions.size() + ctx.m_FoldedVertices;
+    // All storage first: without enough of it the context stays as it is.
+    ctx.m_QuantisedVertices.reserve(count);
+    ctx.m_Positions.reserve(count);
+    ctx.m_HistoryPositions.reserve(count);
+    ctx.m_TransformIndices.reserve(ctx.m_TransformIndices.empty() ? 0 : count);
+    Lengthen(ctx.m_QuantisedVertices, count);
+    Lengthen(ctx.m_Positions, count);
+    Lengthen(ctx.m_HistoryPositions, count);
+    Lengthen(ctx.m_TransformIndices, count);
+    ctx.m_FoldedVertices = 0;
+}
+
+/// Memory that a context stands for: its arrays, its index buffer, and itself.
+UINT64 ContextCost(UINT64 numVertices, UINT64 indexBytes) {
+    constexpr UINT64 fixed = 512;
+    constexpr UINT64 perVertex = sizeof(SQuantisedVertex) + 2 * sizeof(__vector4) + sizeof(STexCoord) + sizeof(BYTE);
+    return fixed + perVertex * numVertices + indexBytes;
+}
+
+}  // namespace
+
+/// Whether `ctx` may grow to these sizes. Contexts that no delta frame can use, since no index section of theirs was
+/// ever complete, make room for it.
+bool CNimbMeshReader::MakeRoom(const CNimbMeshReaderCtx& ctx, UINT64 numVertices, UINT64 indexBytes) {
+    const auto fits = [&] {
+        return m_ContextBytes - ctx.m_AccountedBytes + ContextCost(numVertices, indexBytes) <= c_MaxContextBytes;
+    };
+    for (auto it = m_Contexts.begin(); it != m_Contexts.end() && !fits();) {
+        const CNimbMeshReaderCtx& other = *it->second;
+        it = other.m_pIndexBuffer == nullptr && &other != &ctx ? DropContext(it) : std::next(it);
+    }
+    return fits();
+}
+
+/// Makes the arrays of a context complete. False when there is no room for them.
+bool CNimbMeshReader::RestoreContext(CNimbMeshReaderCtx& ctx) {
+    if (ctx.m_FoldedVertices == 0) {
+        return true;
+    }
+    if (!MakeRoom(ctx, ctx.m_Positions.size() + ctx.m_FoldedVertices, ctx.m_IndexBytes)) {
+        return false;
+    }
+    UnfoldTail(ctx);
+    return true;
+}
+
+/// Ends a frame of a context, whether it decoded or not.
+void CNimbMeshReader::SettleContext(CNimbMeshReaderCtx& ctx) noexcept {
+    if (ctx.m_IsCutShort && ctx.m_pPrevMesh != nullptr) {
+        FoldTail(ctx);
+    }
+    const std::size_t places =
+        std::max({ctx.m_QuantisedVertices.capacity(), ctx.m_Positions.capacity(), ctx.m_HistoryPositions.capacity()});
+    const UINT64 cost = ContextCost(places, ctx.m_IndexBytes);
+    m_ContextBytes += cost - ctx.m_AccountedBytes;
+    ctx.m_AccountedBytes = cost;
+}
+
+CNimbMeshReader::ContextMap::iterator CNimbMeshReader::DropContext(ContextMap::iterator it) {
+    m_ContextBytes -= it->second->m_AccountedBytes;
+    return m_Contexts.erase(it);
+}
+
+/// Drops the contexts of sub-meshes that the temporal frame did not contain.
+void CNimbMeshReader::SweepContexts() {
+    for (auto it = m_Contexts.begin(); it != m_Contexts.end();) {
+        it = std::exchange(it->second->m_InUse, false) ? std::next(it) : DropContext(it);
+    }
+}
+
+}  // namespace Nimb
