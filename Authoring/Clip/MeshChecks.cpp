@@ -83,6 +83,15 @@ void CheckParts(const MeshFrameLayout& layout, const ReportProblem& report) {
     }
 }
 
+/// They differ when a delta frame has the indices of an older key frame than its counts, and when the size of the
+/// buffer wraps.
+void CheckIndexCount(const DecodedMesh& mesh, const CStreamingMeshHeader& header, const ReportProblem& report) {
+    if (mesh.indexCount != header.m_numIndices) {
+        report("mesh-counts", "the frame says " + std::to_string(header.m_numIndices) + " indices, its buffer holds " +
+                                  std::to_string(mesh.indexCount));
+    }
+}
+
 void CheckIndices(const DecodedMesh& mesh, const ReportProblem& report) {
     std::size_t count = 0;
     std::size_t first = 0;
@@ -165,6 +174,7 @@ void CheckHeaders(const MeshFrameLayout& layout, const std::optional<FileAttribu
 }
 
 void CheckMesh(const DecodedMesh& mesh, const MeshFrameLayout& layout, const ReportProblem& report) {
+    CheckIndexCount(mesh, layout.header, report);
     CheckIndices(mesh, report);
     CheckVertices(
         mesh, c_NotANumber, "positions that are not numbers",

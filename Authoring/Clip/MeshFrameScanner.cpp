@@ -3,6 +3,7 @@
 
 #include "Authoring/Clip/AssertionCapture.h"
 #include "Authoring/Clip/MeshStream.h"
+#include "NimbCore/BitReader.h"
 
 #include <algorithm>
 #include <cstring>
@@ -24,7 +25,7 @@ constexpr BYTE c_AffineTransform = 1;
 constexpr UINT64 c_AffineBytes = 24;
 
 UINT64 WordBytes(UINT32 bits) {
-    return ((UINT64{bits} + 31) >> 5) * 4;
+    return UINT64{Nimb::CodeWords(bits)} * 4;
 }
 
 }  // namespace
@@ -111,7 +112,7 @@ void SkipIndices(Cursor& cursor, const CStreamingMeshHeader& header, bool isStri
     constexpr const char* what = "the index section";
     switch (header.m_Version.v.m_IndexVersion) {
         case IndexVersion::c_UncompressedIndices:
-            return cursor.Skip(UINT64{4} * header.m_numIndices, what);
+            return cursor.Skip(UINT32{4} * header.m_numIndices, what);  // wraps, as the buffer's size does
         case IndexVersion::c_FixedByteDeltaEncodedIndices: {
             const auto size = cursor.template Take<std::int64_t>(what);
             cursor.Skip(isStrip ? 4 : 0, what);

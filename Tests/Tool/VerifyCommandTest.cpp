@@ -148,6 +148,14 @@ TEST_F(VerifyCommand, DamagedMeshesAreNamedWithFrameAndByte) {
     encoder.KeyFrame(ClipTest::MakeNumberedMesh(0));
     const EncodedFrame delta = encoder.DeltaFrame(ClipTest::MakeNumberedMesh(1));
     Expect(MakeBad({delta, KeyFrames(2)[1]}), {{"mesh-key-missing", 0, "has had no key frame"}});
+
+    // A key frame of fewer indices that fails at its index section: what follows has the indices of the one before.
+    EncodedFrame half = KeyFrames(2)[1];
+    half.bytes[3] = 9;      // an index version that there is not
+    half.bytes[36] = 0x4F;  // 591 indices instead of 594
+    Expect(MakeBad({KeyFrames(1)[0], half, delta}), {{"mesh-damaged", 1, "Unexpected file version"},
+                                                     {"mesh-undefined", 2, "1 delta frames"},
+                                                     {"mesh-counts", 2, "says 591 indices, its buffer holds 594"}});
 }
 
 TEST_F(VerifyCommand, MeshesThatDecodeToNonsenseAreNamed) {
