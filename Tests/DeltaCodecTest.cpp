@@ -179,6 +179,23 @@ TEST(DeltaVertices, StoredNormalsFollowTheDeltas) {
     EXPECT_EQ(Positions(frame)[3], 1000.0f);
 }
 
+TEST(DeltaVertices, VerticesThatMeetGoOnByTheirOwnMotion) {
+    // Nothing of the records is there, so the three vertices start alike. The last two meet again on the way.
+    Reader reader(13);
+    Frame frame;
+    ASSERT_EQ(
+        reader.Read(Wire().Version(2, 1, 5, 1).Floats({0, 0, 0, 65535, 65535, 65535}).U32(3).U32(0).U32(0), &frame),
+        S_OK);
+    const float start = Positions(frame)[0];
+    ASSERT_EQ(reader.Read(PlainDelta({0, 0, 0, 10, 10, 10, 0, 0, 0}), &frame), S_OK);
+    ASSERT_EQ(reader.Read(PlainDelta({0, 0, 0, 0, 0, 0, 20, 20, 20}), &frame), S_OK);
+    ASSERT_EQ(reader.Read(PlainDelta({0, 0, 0, 0, 0, 0, 0, 0, 0}), &frame), S_OK);
+    const std::vector<float> p = Positions(frame);
+    EXPECT_EQ(p[0], start);
+    EXPECT_EQ(p[3], start + 30);
+    EXPECT_EQ(p[6], start + 40);
+}
+
 TEST(DeltaVertices, PlainSectionRejections) {
     EXPECT_EQ(FailureOf(DeltaHeader(3)), "bytesRead == sizeof(minx)");
     EXPECT_EQ(FailureOf(DeltaHeader(3).Floats({0, 0, 0})), "bytesRead == sizeof(maxx)");

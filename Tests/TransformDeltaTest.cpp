@@ -307,6 +307,50 @@ TEST(TransformDelta, KeptPartsAndExtrapolation) {
     EXPECT_TRUE(SameBits(decoder.Positions(), before));
 }
 
+TEST(TransformDelta, VerticesInOnePlaceKeepTheirParts) {
+    // Three vertices without a byte behind them, so all alike, of which the third gets a part of its own.
+    const auto frame = [](unsigned vertexVersion, unsigned headerVersion) {
+        return NimbTest::Wire().Version(vertexVersion, 1, headerVersion, 1).Floats({-9, -9, -9, 9, 9, 9});
+    };
+    const auto begin = [](bool keep) {
+        BitWriter bits = Begin(1.0f, keep, 2);
+        bits.Write(0, 14);  // shift and orders
+        bits.Write(0, 4);   // the first stands still
+        return bits;
+    };
+    BitWriter split = begin(false);
+    split.Write(0, 4);
+    for (int table = 0; table < 2; ++table) {  // of ranks and of lengths: symbols 0 and 1 as one bit each
+        split.Write(1, 8);
+        split.Write(0b111100010, 9);
+    }
+    split.Write(0b0110, 4);  // two vertices of part 0, one of part 1
+    WriteSingle(split, 0);
+    BitWriter move = begin(true);
+    move.Write(Kind_Translation, 2);
+    move.Write(0, 2);
+    for (const INT32 step : {1, 0, 0}) {
+        WriteGolombNumber(move, Zigzag(step), 0);
+    }
+    WriteSingle(move, 0);
+
+    NimbTest::FrameReader reader(13);
+    const NimbTest::DecodedFrame key = reader.Decode(frame(2, 5).U32(3).U32(0).U32(0).Data());
+    ASSERT_EQ(key.hr, S_OK);
+    const float x = key.Field<float>(0);
+    float third = x;
+    for (const BitWriter& bits : {split, move}) {
+        Bytes bytes = frame(5, 6).Data();
+        const Bytes section = Finish(bits, 3);
+        bytes.insert(bytes.end(), section.begin(), section.end());
+        const NimbTest::DecodedFrame decoded = reader.Decode(bytes);
+        ASSERT_EQ(decoded.hr, S_OK);
+        EXPECT_EQ(decoded.Field<float>(20), x) << "the second vertex";
+        EXPECT_EQ(decoded.Field<float>(40), third) << "the third";
+        third += 1;
+    }
+}
+
 TEST(TransformDelta, StoredNormalsFollowTheSection) {
     Bytes section = ShiftSquare();
     for (int i = 0; i < 12; ++i) {
