@@ -31,7 +31,7 @@ nimb_install_targets(NimbTargets NimbCoreAbort NimbCoreReport NimbAuthoring)
 
 if(TARGET NimbClip)
   nimb_install_headers(Authoring Atlas.h Image.h MeshSource.h SoundSource.h)
-  nimb_install_headers(Authoring/Clip AudioReader.h ClipEncoder.h ClipError.h ClipOptions.h Mp4Writer.h)
+  nimb_install_headers(Authoring/Clip AudioReader.h ClipEncoder.h ClipError.h ClipFrames.h ClipOptions.h Mp4Writer.h)
   set_target_properties(NimbClip PROPERTIES EXPORT_NAME Clip)
   nimb_install_targets(NimbClipTargets NimbClip)
 endif()

@@ -5,16 +5,42 @@ function(run)
   execute_process(COMMAND ${ARGN} COMMAND_ERROR_IS_FATAL ANY)
 endfunction()
 
+function(configure source build)
+  run("${CMAKE_COMMAND}" -S "${source}" -B "${build}" -G "${GENERATOR}" "-DCMAKE_PREFIX_PATH=${WORK}/moved"
+    "-DCMAKE_CXX_COMPILER=${COMPILER}" "-DCMAKE_CXX_FLAGS=${FLAGS}" "-DCMAKE_CXX_COMPILER_LAUNCHER=${LAUNCHER}"
+    -DCMAKE_BUILD_TYPE=Release ${ARGN})
+endfunction()
+
 file(REMOVE_RECURSE "${WORK}/first" "${WORK}/moved" "${WORK}/consumer")
 run("${CMAKE_COMMAND}" --install "${BUILD}" --prefix "${WORK}/first")
 file(RENAME "${WORK}/first" "${WORK}/moved")
 
-run("${CMAKE_COMMAND}" -S "${CONSUMER}" -B "${WORK}/consumer" -G "${GENERATOR}" "-DCMAKE_PREFIX_PATH=${WORK}/moved"
-  "-DCMAKE_CXX_COMPILER=${COMPILER}" "-DCMAKE_CXX_FLAGS=${FLAGS}" "-DCMAKE_CXX_COMPILER_LAUNCHER=${LAUNCHER}"
-  "-DCMAKE_BUILD_TYPE=Release" "-DCONSUMER_PLAYER=${PLAYER}"
-  "-DCONSUMER_ASSERT_MODE=${ASSERT_MODE}")
+configure("${CONSUMER}" "${WORK}/consumer" "-DCONSUMER_PLAYER=${PLAYER}" "-DCONSUMER_ASSERT_MODE=${ASSERT_MODE}")
 run("${CMAKE_COMMAND}" --build "${WORK}/consumer")
 run("${CMAKE_CTEST_COMMAND}" --test-dir "${WORK}/consumer" --output-on-failure --no-tests=error)
+
+# code_in_readme(<first words> <file>): writes the indented block of the README that begins so.
+function(code_in_readme first_words file)
+  file(READ "${README}" text)
+  string(FIND "${text}" "\n    ${first_words}" begin)
+  math(EXPR begin "${begin} + 1")
+  string(SUBSTRING "${text}" ${begin} -1 text)
+  string(REGEX MATCH "^(    [^\n]*\n|\n)+" block "${text}")
+  file(WRITE "${file}" "${block}")
+endfunction()
+
+# What the README shows compiles as it stands, and reads the clip that the consumer has written.
 if(PLAYER)
   run("${WORK}/moved/bin/nimb" --version)
+  set(example "${WORK}/readme")
+  file(REMOVE_RECURSE "${example}")
+  code_in_readme("cmake_minimum_required" "${example}/CMakeLists.txt")
+  code_in_readme("#include \"Authoring/" "${example}/my_program.cpp")
+  configure("${example}" "${example}/build")
+  run("${CMAKE_COMMAND}" --build "${example}/build")
+  execute_process(COMMAND "${example}/build/my_program" "${WORK}/consumer/consumer.mp4" OUTPUT_VARIABLE output
+    COMMAND_ERROR_IS_FATAL ANY)
+  if(NOT output STREQUAL "frame 0: 3 vertices, 1 triangles, a texture of 64 x 48\n")
+    message(FATAL_ERROR "The README's program says '${output}'")
+  endif()
 endif()
