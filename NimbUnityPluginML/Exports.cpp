@@ -1,6 +1,6 @@
-// The exported functions that scripts call: look the player up, one call, return.
+// The exported functions that scripts call: look the player up, one call, return. Nothing throws.
 #include "NimbUnityPluginML/Log.h"
-#include "NimbUnityPluginML/PlayerRegistry.h"
+#include "NimbUnityPluginML/PlayerCall.h"
 
 #include <cstddef>
 
@@ -42,106 +42,82 @@ static_assert(offsetof(NimbFrameInfo, textureHeight) == 72);
 static_assert(offsetof(NimbFrameInfo, endOfStream) == 76);
 static_assert(offsetof(NimbFrameInfo, isRepeatedFrame) == 77);
 
-namespace {
-
-PlayerRegistry::Pin FindSilently(int id) {
-    return PlayerRegistry::Instance().Find(id);
-}
-
-/// The player, or a line in the log that names the exported function.
-PlayerRegistry::Pin Find(int id, const char* function) {
-    PlayerRegistry::Pin player = FindSilently(id);
-    if (!player) {
-        NIMB_LOG_ERROR("%s: player object with id = %i not found", function, id);
-    }
-    return player;
-}
-
-}  // namespace
-
 extern "C" {
 
 int CreateQuorObject(void) {
-    PlayerRegistry& registry = PlayerRegistry::Instance();
-    const int id = registry.TakeId();
-    auto player = std::make_unique<QuorObject>(id);
-    NIMB_LOG_INFO("CreateQuorObject with id = %i", id);
-    if (!player->Initialize()) {
-        return -1;
-    }
-    registry.Add(id, std::move(player));
-    return id;
+    return Guarded("CreateQuorObject", -1, [] {
+        PlayerRegistry& registry = PlayerRegistry::Instance();
+        const int id = registry.TakeId();
+        auto player = std::make_unique<QuorObject>(id);
+        NIMB_LOG_INFO("CreateQuorObject with id = %i", id);
+        if (!player->Initialize()) {
+            return -1;
+        }
+        registry.Add(id, std::move(player));
+        return id;
+    });
 }
 
 uint8_t DestroyQuorObject(int id) {
-    if (!FindSilently(id)) {
-        NIMB_LOG_ERROR("DestroyQuorObject: player object with id = %i not found", id);
-        return 0;
-    }
-    NIMB_LOG_INFO("DestroyQuorObject: for with id = %i", id);
-    return PlayerRegistry::Instance().Destroy(id) ? 1 : 0;
+    const bool found = CallPlayer(id, "DestroyQuorObject", false, [id](QuorObject&) {
+        NIMB_LOG_INFO("DestroyQuorObject: for with id = %i", id);
+        return true;
+    });
+    return found && Guarded("DestroyQuorObject", false, [id] { return PlayerRegistry::Instance().Destroy(id); });
 }
 
 uint8_t OpenQuorObject(int id, const char* path, const NimbOpenInfo* info) {
-    const PlayerRegistry::Pin player = FindSilently(id);  // the one lookup that logs nothing
-    return player && player->Open(path, info) ? 1 : 0;
+    // The one lookup that logs nothing.
+    return CallSilently(id, "OpenQuorObject", false, [=](QuorObject& player) { return player.Open(path, info); });
 }
 
 uint8_t CloseQuorObject(int id) {
-    const PlayerRegistry::Pin player = Find(id, "CloseQuorObject");
-    return player && player->Close() ? 1 : 0;
+    return CallPlayer(id, "CloseQuorObject", false, [](QuorObject& player) { return player.Close(); });
 }
 
 uint8_t PlayQuorObject(int id) {
-    const PlayerRegistry::Pin player = Find(id, "PlayQuorObject");
-    return player && player->Play() ? 1 : 0;
+    return CallPlayer(id, "PlayQuorObject", false, [](QuorObject& player) { return player.Play(); });
 }
 
 uint8_t PauseQuorObject(int id) {
-    const PlayerRegistry::Pin player = Find(id, "PauseQuorObject");
-    return player && player->Pause() ? 1 : 0;
+    return CallPlayer(id, "PauseQuorObject", false, [](QuorObject& player) { return player.Pause(); });
 }
 
 uint8_t RewindQuorObject(int id) {
-    const PlayerRegistry::Pin player = Find(id, "RewindQuorObject");
-    return player && player->Rewind() ? 1 : 0;
+    return CallPlayer(id, "RewindQuorObject", false, [](QuorObject& player) { return player.Rewind(); });
 }
 
 void SetClockScale(int id, float scale) {
-    const PlayerRegistry::Pin player = Find(id, "SetClockScale");
-    if (player) {
-        player->SetClockScale(scale);
-    }
+    CallPlayer(id, "SetClockScale", false, [scale](QuorObject& player) {
+        player.SetClockScale(scale);
+        return true;
+    });
 }
 
 uint8_t SetAudioVolume(int id, float volume) {
-    const PlayerRegistry::Pin player = Find(id, "SetAudioVolume");
-    return player && player->SetAudioVolume(volume) ? 1 : 0;
+    return CallPlayer(id, "SetAudioVolume", false, [=](QuorObject& player) { return player.SetAudioVolume(volume); });
 }
 
 uint8_t GetQuorObjectFrameInfo(int id, NimbFrameInfo* info) {
-    const PlayerRegistry::Pin player = Find(id, "GetQuorObjectFrameInfo");
-    return player && player->GetFrameInfo(info) ? 1 : 0;
+    return CallPlayer(id, "GetQuorObjectFrameInfo", false,
+                      [=](QuorObject& player) { return player.GetFrameInfo(info); });
 }
 
 uint8_t GetQuorObjectFileInfo(int id, NimbFileInfo* info) {
-    const PlayerRegistry::Pin player = Find(id, "GetQuorObjectFileInfo");
-    return player && player->GetFileInfo(info) ? 1 : 0;
+    return CallPlayer(id, "GetQuorObjectFileInfo", false, [=](QuorObject& player) { return player.GetFileInfo(info); });
 }
 
 int GetQuorState(int id) {
-    const PlayerRegistry::Pin player = Find(id, "GetQuorState");
-    return player ? static_cast<int>(player->GetState()) : NimbState_NotFound;
+    return CallPlayer(id, "GetQuorState", int{NimbState_NotFound},
+                      [](QuorObject& player) { return int{player.GetState()}; });
 }
 
 uint8_t SetComputeNormals(int id, uint8_t computeNormals) {
-    const PlayerRegistry::Pin player = Find(id, "SetComputeNormals");
-    if (!player) {
-        return 0;
-    }
-    NIMB_LOG_INFO("[%i] SetComputeNormals called with computeNormals = %i", id, computeNormals != 0 ? 1 : 0);
-    player->SetComputeNormals(computeNormals != 0);
-    return 1;
+    return CallPlayer(id, "SetComputeNormals", false, [=](QuorObject& player) {
+        NIMB_LOG_INFO("[%i] SetComputeNormals called with computeNormals = %i", id, computeNormals != 0 ? 1 : 0);
+        player.SetComputeNormals(computeNormals != 0);
+        return true;
+    });
 }
 
 const char* getPlatformABI(void) {

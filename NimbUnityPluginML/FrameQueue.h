@@ -50,6 +50,9 @@ public:
     bool TakeSlot(
         const std::function<bool()>& cancelled, const std::function<void()>& stillWaiting = [] {});
 
+    /// For a sample that did not get to the mesh thread.
+    void GiveSlotBack() { ReturnSlots(1); }
+
     /// The ticket of samples taken now.
     Ticket CurrentTicket();
 

@@ -5,38 +5,30 @@
 
 #include <new>
 
-void QuorObject::MeshThreadFunc() {
+void QuorObject::MeshThreadFunc(UINT32 vertexFormat) {
     NIMB_LOG_INFO("[%i] Mesh thread starting", m_id);
-    // Fixed for the thread's life: frames that later settings do not agree with are converted by the upload.
-    const UINT32 vertexFormat = m_computeNormals ? 0x0D : 0x0F;
     NIMB_LOG_INFO("[%i] using nimb vertex format = 0x%x", m_id, vertexFormat);
-    {
-        const NIMBCORE::CComPtr<INimbBufferAllocator> allocator(new NimbCrossPlatform::BufferAllocator);
-        m_meshReader.Initialize(allocator, vertexFormat);
-        ConcurrentQueue::Task task;
-        while (m_MeshTasks.Dequeue(&task)) {
-            task();
-            task = nullptr;  // lets go of the sample before the next wait
-        }
-        m_framesAvailable = 0;
-        ClearMeshFrames();
-        CleanupGraphicsResources();
-        NIMB_LOG_INFO("[%i] mesh thread exiting", m_id);
+    ConcurrentQueue::Task task;
+    while (m_MeshTasks.Dequeue(&task)) {
+        task();
+        task = nullptr;  // lets go of the sample before the next wait
     }
+    m_framesAvailable = 0;
+    ClearMeshFrames();
+    CleanupGraphicsResources();
+    NIMB_LOG_INFO("[%i] mesh thread exiting", m_id);
 }
 
 void QuorObject::DecodeSample(const std::vector<BYTE>& sample, std::int64_t timeStamp, FrameQueue::Ticket ticket) {
-    std::shared_ptr<MeshFrame> frame;
     try {
-        frame = ReadMeshFrame(sample, timeStamp, ticket);
+        if (std::shared_ptr<MeshFrame> frame = ReadMeshFrame(sample, timeStamp, ticket)) {
+            m_MeshFrames.Push(std::move(frame), ticket);
+            return;
+        }
     } catch (const std::bad_alloc&) {
         NIMB_LOG_ERROR("[%i] out of memory: mesh frame dropped", m_id);
     }
-    if (frame != nullptr) {
-        m_MeshFrames.Push(std::move(frame), ticket);
-    } else {
-        m_MeshFrames.CountLost(ticket);
-    }
+    m_MeshFrames.CountLost(ticket);
 }
 
 /// Decodes the mesh of one sample. Null when it is dropped; a payload that cannot be decoded is not logged here.

@@ -105,9 +105,17 @@ void QuorObject::ShowFrame(MLHandle nativeBuffer, const FrameQueue::Matched& mat
     }
     CopyTexture(m_Gl.program, reinterpret_cast<void*>(static_cast<std::uintptr_t>(nativeBuffer)), unity.texture,
                 unity.textureWidth, unity.textureHeight);
-    if (matched.isFirstTake) {
+    if (!matched.isFirstTake) {
+        return;
+    }
+    try {
         matched.frame->CopyToGLBuffers(
             unity.vertexBuffer, unity.indexBuffer, static_cast<unsigned int>(std::max(unity.indexBufferSize, 0)),
             static_cast<unsigned int>(std::max(unity.vertexBufferSize, 0)), m_computeNormals, copyIndices);
+    } catch (...) {
+        // The indices may be on their way still: the next frame must not count on them.
+        const std::lock_guard<std::mutex> lock(m_UnityMutex);
+        m_lastIndexBuffer.Release();
+        throw;
     }
 }

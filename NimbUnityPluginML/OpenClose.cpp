@@ -1,5 +1,6 @@
 // Opening a file: its tail, its tracks, the workers. Closing it: everything in reverse, whatever the workers are doing.
 #include "Nimb/FileUri.h"
+#include "NimbCore/NimbCrossPlatform.h"
 #include "NimbUnityPluginML/Log.h"
 #include "NimbUnityPluginML/QuorObject.h"
 
@@ -7,7 +8,8 @@
 
 #include <cstdio>
 #include <cstring>
-#include <limits>
+#include <exception>
+#include <memory>
 
 namespace {
 
@@ -61,7 +63,13 @@ bool QuorObject::Open(const char* path, const NimbOpenInfo* info) {
     }
     ReadFileTail(file.get());
 
-    if (!OpenMedia(path)) {
+    bool opened = false;
+    try {
+        opened = OpenMedia(path);
+    } catch (const std::exception& error) {  // out of memory, or of threads
+        NIMB_LOG_ERROR("[%i] QuorObject::Open: %s", m_id, error.what());
+    }
+    if (!opened) {
         // The state stays as it was, and so that the next Open finds nothing in its way, what was made goes again.
         ReleaseMedia();
         return false;
@@ -104,9 +112,14 @@ bool QuorObject::OpenMedia(const char* path) {
     return ConfigureTracks();
 }
 
+/// Starts those that do not exist. When it throws, those that it started sleep, and the next Open starts the rest.
 void QuorObject::StartWorkers() {
     if (!m_MeshThread.joinable()) {
-        m_MeshThread = std::thread([this] { MeshThreadFunc(); });
+        // Fixed for the thread's life: frames that later settings do not agree with are converted by the upload.
+        const UINT32 vertexFormat = m_computeNormals ? 0x0D : 0x0F;
+        const NIMBCORE::CComPtr<INimbBufferAllocator> allocator(new NimbCrossPlatform::BufferAllocator);
+        m_meshReader.Initialize(allocator, vertexFormat);
+        m_MeshThread = std::thread([this, vertexFormat] { MeshThreadFunc(vertexFormat); });
         pthread_setname_np(m_MeshThread.native_handle(), "NimbMesh");
     }
     m_PlaybackWorker.RequestSleep();

@@ -2,6 +2,7 @@
 #include "NimbUnityPluginML/Log.h"
 #include "NimbUnityPluginML/QuorObject.h"
 
+#include <new>
 #include <utility>
 
 namespace {
@@ -13,6 +14,9 @@ constexpr std::int64_t c_NoTimeout = -1;
 
 /// How long the thread rests when there is nothing that it could do or wait for.
 constexpr std::chrono::milliseconds c_Rest{10};
+
+/// The same when there is no memory for a sample, before it is tried again.
+constexpr std::chrono::milliseconds c_MemoryRest{50};
 
 /// Wraps as the clock's times do.
 std::int64_t MicrosecondsToNanoseconds(std::int64_t time) {
@@ -26,8 +30,14 @@ void QuorObject::PlaybackThreadFunc() {
     while (!m_PlaybackWorker.ExitRequested()) {
         m_PlaybackWorker.SleepWhileRequested([this] { NIMB_LOG_INFO("[%i] Playback thread sleeping", m_id); },
                                              [this] { NIMB_LOG_INFO("[%i] Playback thread is awake", m_id); });
-        if (!m_PlaybackWorker.ExitRequested()) {
+        if (m_PlaybackWorker.ExitRequested()) {
+            break;
+        }
+        try {
             PlaybackIteration();
+        } catch (const std::bad_alloc&) {
+            NIMB_LOG_ERROR("[%i] out of memory: the sample waits", m_id);
+            m_PlaybackWorker.Pause(c_MemoryRest);
         }
     }
     NIMB_LOG_INFO("[%i] playback thread exiting", m_id);
@@ -199,7 +209,12 @@ void QuorObject::FeedVideo(std::int64_t scaledTime) {
             }
             const std::int64_t timeStamp = MicrosecondsToNanoseconds(scaledTime);
             const FrameQueue::Ticket ticket = m_MeshFrames.CurrentTicket();
-            m_MeshTasks.Enqueue([this, sample, timeStamp, ticket] { DecodeSample(*sample, timeStamp, ticket); });
+            try {
+                m_MeshTasks.Enqueue([this, sample, timeStamp, ticket] { DecodeSample(*sample, timeStamp, ticket); });
+            } catch (...) {
+                m_MeshFrames.GiveSlotBack();
+                throw;
+            }
             MLMediaCodecQueueInputBuffer(m_videoCodec, std::exchange(m_VideoInput, -1), 0,
                                          static_cast<std::size_t>(size), static_cast<std::uint64_t>(scaledTime), 0);
         }

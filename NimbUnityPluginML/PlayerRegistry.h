@@ -36,7 +36,7 @@ public:
         Pin& operator=(Pin&&) = delete;
 
         explicit operator bool() const noexcept { return m_Entry != nullptr; }
-        QuorObject* operator->() const noexcept { return m_Entry->player.get(); }
+        QuorObject& operator*() const noexcept { return *m_Entry->player; }
 
     private:
         PlayerRegistry* m_pRegistry = nullptr;

@@ -111,7 +111,7 @@ private:
     bool ReadSample(MLHandle codec, std::int64_t* pIndex, std::uint8_t** ppBuffer, std::int64_t* pSize);
 
     // Mesh thread.
-    void MeshThreadFunc();
+    void MeshThreadFunc(UINT32 vertexFormat);
     void DecodeSample(const std::vector<BYTE>& sample, std::int64_t timeStamp, FrameQueue::Ticket ticket);
     std::shared_ptr<MeshFrame> ReadMeshFrame(const std::vector<BYTE>& sample, std::int64_t timeStamp,
                                              FrameQueue::Ticket ticket);
@@ -227,7 +227,7 @@ private:
     };
     GlResources m_Gl;
 
-    // Mesh thread.
+    // Mesh thread; initialised before it starts.
     Nimb::CNimbMeshReader m_meshReader;
 
     // Last, so that everything above exists while they run.

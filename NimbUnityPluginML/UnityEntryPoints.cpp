@@ -1,7 +1,6 @@
 // What the engine itself calls: load, graphics device, render events; and the handing over of its GL objects.
-#include "Nimb/NimbAssert.h"
 #include "NimbUnityPluginML/Log.h"
-#include "NimbUnityPluginML/PlayerRegistry.h"
+#include "NimbUnityPluginML/PlayerCall.h"
 
 #include <EGL/egl.h>
 #include <GLES3/gl3.h>
@@ -51,21 +50,18 @@ NimbRenderEventFunc GetUnityRenderModeEventFunc(void) {
 }
 
 void OnUnityRenderModeEvent(int eventId) {
-    const PlayerRegistry::Pin player = PlayerRegistry::Instance().Find(eventId);
-    if (player) {
-        Nimb::GuardAssertions([&] {
-            player->OnUnityRender(g_UnityContext);
-            return S_OK;
-        });
-    }
+    CallSilently(eventId, "OnUnityRenderModeEvent", false, [](QuorObject& player) {
+        player.OnUnityRender(g_UnityContext);
+        return true;
+    });
 }
 
 int SetUnityBuffers(int id, void* texture, int width, int height, void* vertexBuffer, int vertexBufferSize,
                     void* indexBuffer, int indexBufferSize) {
-    const PlayerRegistry::Pin player = PlayerRegistry::Instance().Find(id);
-    return player ? player->SetUnityBuffers(vertexBuffer, vertexBufferSize, indexBuffer, indexBufferSize, texture,
-                                            width, height)
-                  : 0;
+    return CallSilently(id, "SetUnityBuffers", 0, [=](QuorObject& player) {
+        return player.SetUnityBuffers(vertexBuffer, vertexBufferSize, indexBuffer, indexBufferSize, texture, width,
+                                      height);
+    });
 }
 
 }  // extern "C"

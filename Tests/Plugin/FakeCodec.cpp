@@ -290,6 +290,7 @@ private:
     }
 
     void Run() {
+        const Fake::Inside inside;
         Lock lock(m_Mutex);
         while (!m_Dead) {
             if (!m_Due.empty() && m_Due.front() <= Clock::now()) {
