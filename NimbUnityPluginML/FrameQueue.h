@@ -74,7 +74,7 @@ public:
 
     /// Moves on to the frame that belongs to the texture frame with this number, as far as the queue goes. With
     /// `*pPendingRestart` set, frames of before the restart are discarded first, and the flag is cleared if there were
-    /// any. Not for a texture of before the pass, which a codec may still hold after a rewind: all of the pass would be
+    /// any. Not for a texture of before the pass, as a codec may still hold after a rewind: all of the pass would be
     /// far ahead of it.
     Matched Match(std::int64_t textureFrameNumber, std::atomic<bool>* pPendingRestart);
 
@@ -82,8 +82,9 @@ public:
     /// without a slot no further texture frame would come, and without one nobody would take them from the queue.
     void DropPassed(std::int64_t textureFrameNumber);
 
-    /// The texture frame that was to come next is gone: a platform may drop at a flush what nobody acquired. When no
-    /// slot is free, the first queued frame gives its own back, for the same reason. Playback thread, too.
+    /// The texture frame that was to come next is gone: a platform may drop at a flush what nobody acquired, and a
+    /// decoder may yield nothing. When no slot is free, the first queued frame gives its own back, for the same reason.
+    /// Playback thread, too.
     void DropFirst();
 
     // ---- Script thread ----

@@ -43,11 +43,12 @@ std::int64_t ToNanoseconds(std::int64_t microseconds) {
 void QuorObject::VideoThreadFunc() {
     NIMB_LOG_INFO("[%i] Video thread starting", m_id);
     while (!m_VideoWorker.ExitRequested()) {
-        m_VideoWorker.SleepWhileRequested([this] { NIMB_LOG_INFO("[%i] Video thread sleeping", m_id); },
-                                          [this] {
-                                              NIMB_LOG_INFO("[%i] Video thread is awake", m_id);
-                                              m_PictureAwaitedSince = c_NoPictureAwaited;
-                                          });
+        m_VideoWorker.SleepWhileRequested(
+            [this] {
+                NIMB_LOG_INFO("[%i] Video thread sleeping", m_id);
+                m_PictureAwaitedSince = c_NoPictureAwaited;
+            },
+            [this] { NIMB_LOG_INFO("[%i] Video thread is awake", m_id); });
         if (!m_VideoWorker.ExitRequested()) {
             VideoIteration();
         }
