@@ -112,8 +112,8 @@ void Player::Delete(const Objects& objects) {
     glDeleteBuffers(1, &objects.indexBuffer);
 }
 
-void Player::Render() {
-    m_RenderThread.Run([this] { OnRender(); });
+void Player::PostRender() {
+    m_RenderThread.Post([this] { OnRender(); });
 }
 
 void Player::OnRender() const {

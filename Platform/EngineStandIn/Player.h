@@ -49,8 +49,8 @@ public:
     const BufferSizes& Sizes() const noexcept { return m_Sizes; }
     static BufferSizes SizesFor(const NimbFileInfo& info);
 
-    /// Issues a render event and waits for it.
-    void Render();
+    /// Issues a render event and does not wait for it, as the engine does: calls that follow may fall into it.
+    void PostRender();
 
     // ---- Render thread ----
 

@@ -26,10 +26,10 @@ RenderThread::~RenderThread() {
     m_Thread.join();
 }
 
-void RenderThread::Post(std::function<void()> task) {
+void RenderThread::Post(std::function<void()> function) {
     {
         const std::lock_guard<std::mutex> lock(m_Mutex);
-        m_Tasks.push_back(std::move(task));
+        m_Tasks.push_back(std::move(function));
     }
     m_Changed.notify_one();
 }

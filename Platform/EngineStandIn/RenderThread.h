@@ -14,7 +14,7 @@
 
 namespace EngineStandIn {
 
-/// Any thread may call Run and SetFrame, except that Run may not be called on the render thread.
+/// Any thread may call Run, Post and SetFrame, except that Run may not be called on the render thread.
 class RenderThread {
 public:
     /// Waits for the context. Throws what `makeContext` throws.
@@ -34,12 +34,14 @@ public:
         return result.get();
     }
 
+    /// Runs the function on the render thread, after those that came before, and does not wait for it.
+    void Post(std::function<void()> function);
+
     /// From now on renders frames on its own: calls `frame` every `interval`, between the functions that are run. None
     /// stops that, and has stopped it when SetFrame returns.
     void SetFrame(std::function<void()> frame, std::chrono::microseconds interval = {});
 
 private:
-    void Post(std::function<void()> task);
     void Loop(const GlContextFactory& makeContext, std::promise<void>& started);
 
     std::mutex m_Mutex;  // guards the next three

@@ -73,6 +73,7 @@ public:
     void Run() {
         Open();
         for (int step = 0; step < 12; ++step) {
+            m_Player->PostRender();  // the call falls into an event or next to one
             Step();
             m_Watcher->Pass(Below(20));
         }
