@@ -94,9 +94,9 @@ bool CNimbMeshReader::MakeRoom(const CNimbMeshReaderCtx& ctx, UINT64 numVertices
     return fits();
 }
 
-/// Makes the arrays of a context complete. False when there is no room for them.
+/// Makes the arrays of a context complete. False when there is no room for them, or for a new context.
 bool CNimbMeshReader::RestoreContext(CNimbMeshReaderCtx& ctx) {
-    if (ctx.m_FoldedVertices == 0) {
+    if (ctx.m_FoldedVertices == 0 && ctx.m_AccountedBytes != 0) {
         return true;
     }
     if (!MakeRoom(ctx, ctx.m_Positions.size() + ctx.m_FoldedVertices, ctx.m_IndexBytes)) {
