@@ -39,29 +39,17 @@ struct Fault {
 };
 Fault g_Allocation, g_Thread;
 
-void* Allocate(std::size_t size) noexcept {
-    return g_Allocation.FailsNow() ? nullptr : std::malloc(size != 0 ? size : 1);
-}
-
-void* AllocateOrThrow(std::size_t size) {
-    void* const memory = Allocate(size);
-    return memory != nullptr ? memory : throw std::bad_alloc();
-}
-
 }  // namespace
 
-// clang-format off
-void* operator new(std::size_t size) { return AllocateOrThrow(size); }
-void* operator new[](std::size_t size) { return AllocateOrThrow(size); }
-void* operator new(std::size_t size, const std::nothrow_t&) noexcept { return Allocate(size); }
-void* operator new[](std::size_t size, const std::nothrow_t&) noexcept { return Allocate(size); }
-void operator delete(void* memory) noexcept { std::free(memory); }
-void operator delete[](void* memory) noexcept { std::free(memory); }
-void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
-void operator delete[](void* memory, std::size_t) noexcept { std::free(memory); }
-// clang-format on
-
 extern "C" {
+
+// The linker puts __wrap_X where the program calls X: operator new and operator new[].
+// clang-format off
+void* __real__Znwm(std::size_t size);
+void* __real__Znam(std::size_t size);
+void* __wrap__Znwm(std::size_t size) { return g_Allocation.FailsNow() ? throw std::bad_alloc() : __real__Znwm(size); }
+void* __wrap__Znam(std::size_t size) { return g_Allocation.FailsNow() ? throw std::bad_alloc() : __real__Znam(size); }
+// clang-format on
 
 using ThreadFunction = void* (*)(void*);
 using CreateThread = int(pthread_t*, const pthread_attr_t*, ThreadFunction, void*);
