@@ -105,20 +105,6 @@ TEST_F(FrameQueueTest, APendingRestartDiscardsWhatIsMoreThanTenAway) {
     EXPECT_EQ(MatchNumber(105), 105);
     EXPECT_EQ(MatchNumber(107), 400);  // without a restart pending, far ahead is kept
     EXPECT_EQ(m_Last.discarded, 0u);
-
-    // A texture of before the rewind says nothing about the meshes of after it.
-    m_Queue.Clear();
-    const auto takeNumber = [&] { return *m_Queue.TakeNumber(m_Queue.CurrentTicket()); };
-    while (takeNumber() < 119) {
-    }
-    m_Queue.BeginPass();
-    m_PendingRestart = true;
-    EXPECT_EQ(MatchNumber(100), -1);
-    Push({takeNumber(), takeNumber(), takeNumber()});
-    for (const std::int64_t texture : {100, 101, 119, 120}) {
-        EXPECT_EQ(MatchNumber(texture), 120);
-        EXPECT_EQ(m_Last.queued, 2u);
-    }
 }
 
 TEST_F(FrameQueueTest, NumbersAreComparedUnsigned) {
