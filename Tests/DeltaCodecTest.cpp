@@ -375,10 +375,10 @@ TEST(GolombVertices, DecodesAndRejects) {
 TEST(DeltaVertices, OfSeveralFaultsTheFirstCounts) {
     // The stream fails at read `failAt`, and buffers of a delta frame are refused with E_FAIL, or not.
     const auto outcome = [](const Wire& wire, std::size_t failAt, bool buffers = true) {
+        NimbTest::PatternAllocator allocator(0, buffers ? 1000 : 0);
         Reader reader(13);
         Frame frame;
         EXPECT_EQ(reader.Read(KeyFrame(), &frame), S_OK);
-        NimbTest::PatternAllocator allocator(0, buffers ? 1000 : 0);
         reader.reader.Initialize(&allocator, 13);
         NimbTest::MemoryStream stream(wire.Data().data(), wire.Size(), failAt);
         frame = Frame();
