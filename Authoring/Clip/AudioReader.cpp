@@ -62,6 +62,13 @@ public:
 
     std::size_t DamagedPackets() const { return m_DamagedPackets; }
 
+    std::optional<double> Silence() {
+        while (m_Waiting.empty() && !m_AtEnd) {
+            DecodeMore();
+        }
+        return m_Waiting.empty() ? std::nullopt : std::optional(static_cast<double>(m_Silence) / c_ClipSampleRate);
+    }
+
 private:
     void Check(int result, const std::string& what) const {
         try {
@@ -200,6 +207,10 @@ std::size_t AudioReader::Read(float* samples, std::size_t frameCount) {
 
 std::size_t AudioReader::DamagedPackets() const {
     return m_Decoder->DamagedPackets();
+}
+
+std::optional<double> AudioReader::Silence() {
+    return m_Decoder->Silence();
 }
 
 }  // namespace Authoring

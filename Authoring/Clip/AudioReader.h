@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <memory>
+#include <optional>
 #include <string>
 
 namespace Authoring {
@@ -23,6 +24,10 @@ public:
     std::size_t Read(float* samples, std::size_t frameCount) override;
 
     std::size_t DamagedPackets() const override;
+
+    /// Seconds of silence before the first sound; none when the sound is over before it begins. To be asked before the
+    /// first Read; decodes up to there. Throws as Read does.
+    std::optional<double> Silence();
 
 private:
     class Decoder;

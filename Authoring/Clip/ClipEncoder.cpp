@@ -121,9 +121,10 @@ struct Work {
         : rate(RateOf(source)),
           threads(ThreadsOf(options)),
           subMeshes(source, options.normals),
-          plan(PlanClip(subMeshes,
-                        {static_cast<std::size_t>(options.video.keyFrameInterval), options.maxError, threads},
-                        [&progress](std::size_t done) { progress(EncodeStep::Examine, done); })),
+          plan(PlanClip(
+              subMeshes,
+              {static_cast<std::size_t>(options.video.keyFrameInterval), options.maxError, threads, options.pWarnings},
+              [&progress](std::size_t done) { progress(EncodeStep::Examine, done); })),
           pictures(subMeshes, CheckedSubMeshes(plan, options), options.atlasLimit) {}
     Work(const Work&) = delete;
     Work& operator=(const Work&) = delete;

@@ -11,6 +11,7 @@
 #include "Authoring/Mesh.h"
 #include "Authoring/MeshSource.h"
 #include "Authoring/SoundSource.h"
+#include "Authoring/Warnings.h"
 
 #include <cstddef>
 #include <functional>
@@ -29,6 +30,7 @@ struct EncodeOptions {
     bool normals = false;                ///< store the source's normals
     std::optional<double> maxError;      ///< of positions, in the source's units; none: see PlanOptions
     std::size_t threads = 0;             ///< 0: one for each core
+    Warnings* pWarnings = nullptr;       ///< may be null; see PlanOptions
 };
 
 enum class EncodeStep { Examine, ExaminePictures, Encode };

@@ -77,19 +77,26 @@ std::string RoundedUp(double value) {
     return text;
 }
 
-double ChooseLimit(const std::optional<double>& wanted, const Box& box, double possible,
-                   const std::string& worstFrame) {
-    if (!wanted) {
-        return std::max({Diagonal(box) / 10000, possible, 1e-12});
+double ChooseLimit(const PlanOptions& options, const Box& box, double possible, const std::string& worstFrame) {
+    char text[160];
+    if (!options.errorLimit) {
+        const double usual = std::max(Diagonal(box) / 10000, 1e-12);
+        if (usual < possible && options.pWarnings != nullptr) {
+            std::snprintf(text, sizeof(text),
+                          "positions are so far from the origin that single precision cannot keep the usual error "
+                          "limit of %.3g; it is %s instead",
+                          usual, RoundedUp(possible).c_str());
+            options.pWarnings->Add(text, worstFrame);
+        }
+        return std::max(usual, possible);
     }
-    if (*wanted < possible) {
-        char given[32];
-        std::snprintf(given, sizeof(given), "%g", *wanted);
-        throw std::invalid_argument(std::string("an error limit of ") + given +
+    if (*options.errorLimit < possible) {
+        std::snprintf(text, sizeof(text), "%g", *options.errorLimit);
+        throw std::invalid_argument(std::string("an error limit of ") + text +
                                     " cannot be kept: key frames store positions in 16 bits, which allows " +
                                     RoundedUp(possible) + " (" + worstFrame + ")");
     }
-    return *wanted;
+    return *options.errorLimit;
 }
 
 }  // namespace
@@ -139,7 +146,7 @@ ClipPlan PlanClip(const SubMeshes& subMeshes, const PlanOptions& options,
             plan.subMeshes.push_back(i);
         }
     }
-    plan.errorLimit = ChooseLimit(options.errorLimit, plan.box, possible, subMeshes.Source().FrameName(worst));
+    plan.errorLimit = ChooseLimit(options, plan.box, possible, subMeshes.Source().FrameName(worst));
     return plan;
 }
 

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "Authoring/Clip/SubMeshes.h"
+#include "Authoring/Warnings.h"
 
 #include <cstddef>
 #include <functional>
@@ -28,6 +29,7 @@ struct PlanOptions {
     std::size_t keyFrameInterval = 30;  ///< at least 1
     std::optional<double> errorLimit;   ///< none: 1/10000 of the diagonal of the clip's box
     std::size_t threads = 1;
+    Warnings* pWarnings = nullptr;  ///< may be null; gets word of a default limit that had to be widened
 };
 
 /// Loads every frame once, on several threads, and checks it: what is wrong with the input shows before work is put

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "Authoring/MeshSource.h"
+#include "Authoring/Warnings.h"
 
 #include <cstddef>
 #include <memory>
@@ -29,7 +30,8 @@ struct SourceOptions {
     std::vector<std::string> inputFiles;
 
     /// Empty: the pictures that the input names. Otherwise one picture, or a pattern, glob or folder of them, one for
-    /// each frame; the whole mesh is then one material.
+    /// each frame: with the frame's number where files of both have numbers, otherwise in order. The whole mesh is then
+    /// one material.
     std::string texture;
     std::vector<std::string> textureFiles;  ///< as `inputFiles`
 
@@ -45,15 +47,24 @@ struct SourceOptions {
 
     /// Name or index of a scene's animation; empty: the first one.
     std::string animation;
+
+    /// Names of meshes to leave out: of a scene's meshes or of the nodes that show them, or of an OBJ file's objects or
+    /// groups. A name that a file does not have is an error.
+    std::vector<std::string> skipMeshes;
+
+    /// What the input has that frames do not, as far as frames and pictures have been loaded. May be null; otherwise it
+    /// has to outlive the source.
+    Warnings* pWarnings = nullptr;
 };
 
 /// An animation lasts from time 0 to its last key; its frames are at n / frameRate, round(duration x frameRate) of
 /// them, at least one. The moment of the last key is thus no frame of its own: in a loop it is the first one again.
 ///
 /// Meshes of one material become one part. Its normals are empty unless all of it has normals in the input. Vertices
-/// that no face uses, faces without an area of their own (a vertex twice), points, lines and vertex colours are left
-/// out. Texture coordinates outside [0, 1] are brought inside by whole periods, triangle by triangle; a triangle that
-/// reaches across the picture's edge is an error. (A glTF texture that is not repeated is clamped instead.)
+/// that no face uses, faces without an area of their own (a vertex twice), points and lines are left out. Vertex
+/// colours are painted into a picture where there is none, for which the surface is cut. Texture coordinates outside
+/// [0, 1] are brought inside by whole periods, triangle by triangle; a triangle that reaches across the picture's edge
+/// is an error. (A glTF texture that is not repeated is clamped instead.)
 ///
 /// Whether files exist, the first frame and its pictures are checked here, everything else when a frame is loaded. Few
 /// frames are kept in memory. Throws InputError; std::invalid_argument for options out of range, frames that there are

@@ -41,6 +41,9 @@ protected:
         for (BYTE& value : image.rgba) {
             value = static_cast<BYTE>(random.Next());
         }
+        for (std::size_t i = 3; i < image.rgba.size(); i += 4) {
+            image.rgba[i] = 255;
+        }
         Authoring::WritePng(folder / name, image);
     }
 
@@ -230,6 +233,28 @@ TEST_F(EncodeCommand, BadInputIsNamed) {
     ExpectFailure(Encode("--audio " + (folder / "body.mtl")), 3, {"body.mtl"});
     ExpectFailure(Encode("--audio " + (folder / "body.png")), 3, {"body.png: there is no sound"});
     ExpectFailure(RunNimb("encode " + (folder / "nothing.glb") + " -o " + (folder / "clip.mp4")), 3, {"nothing.glb"});
+}
+
+TEST_F(EncodeCommand, WhatIsDroppedIsAWarningAndStrictMakesItAnError) {
+    WriteSequence(3);
+    ASSERT_EQ(RunCommand("ffmpeg -v error -y -f lavfi -i sine=frequency=1000:sample_rate=44100:duration=0.5 " +
+                         (folder / "tone.flac"))
+                  .status,
+              0);
+    const std::string late = "--preset ultrafast --audio " + (folder / "tone.flac") + " --audio-start 2 ";
+    ExpectFailure(Encode(late + "--strict"), 3, {"tone.flac: the sound ends before --audio-start 2", "--strict"});
+    std::string far = ObjText(1);
+    for (std::size_t at = 0; (at = far.find("\nv ", at)) != std::string::npos; at += 3) {
+        far.replace(at, 3, "\nv 3000");
+    }
+    for (int frame = 0; frame < 3; ++frame) {
+        WriteFrame(frame, far);
+    }
+    const ToolResult result = Encode(late);
+    EXPECT_EQ(result.status, 0) << result.err;
+    EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 2) << result.err;
+    EXPECT_NE(result.err.find("usual error limit of 0.000141; it is 0.00"), std::string::npos) << result.err;
+    EXPECT_EQ(Encode("-y --preset ultrafast --max-error 0.02 --strict").err, "") << "asked for";
 }
 
 TEST_F(EncodeCommand, WrongUsageIsRefused) {

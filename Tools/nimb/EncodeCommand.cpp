@@ -57,6 +57,7 @@ struct Arguments {
     std::string index = "auto";
     std::string up = "y";
     std::optional<double> maxError;
+    bool strict = false;
 };
 
 const std::map<std::string, DeltaCoding> c_Deltas = {{"plain", DeltaCoding::Plain},
@@ -121,6 +122,8 @@ void AddInputOptions(CLI::App& sub, Arguments& a) {
         ->group("Input");
     sub.add_option("--audio-start", a.audioStart, "leave out so many seconds of the sound first")
         ->check(CLI::Range(0.0, 86400.0))
+        ->group("Input");
+    sub.add_flag("--strict", a.strict, "fail where a warning says what the clip does not keep of its input")
         ->group("Input");
 }
 
@@ -221,6 +224,19 @@ void CheckClip(const Arguments& a) {
     CheckOutput(a.output, OutputKind::Clip, a.overwrite, inputs);
 }
 
+void WarnOfSilentClip(const Arguments& a, Authoring::AudioReader& audio, const Authoring::MeshSource& source,
+                      Authoring::Warnings& warnings) {
+    const std::optional<double> silence = audio.Silence();
+    char text[96];
+    if (!silence) {
+        std::snprintf(text, sizeof text, "the sound ends before --audio-start %g; the clip is silent", a.audioStart);
+        warnings.Add(text, a.audio);
+    } else if (*silence >= static_cast<double>(source.FrameCount()) / source.FrameRate()) {
+        std::snprintf(text, sizeof text, "the sound begins after %.3g s, when the clip is over", *silence);
+        warnings.Add(text, a.audio);
+    }
+}
+
 int Encode(Arguments& a) {
     SortInputs(a);
     Resolve(a);
@@ -228,17 +244,21 @@ int Encode(Arguments& a) {
     const RunOutput output = a.json ? RunOutput::Json : a.quiet ? RunOutput::Quiet : RunOutput::Text;
     const InterruptGuard interrupt;
     const Authoring::OutputGuard guard(a.output);
+    Authoring::Warnings warnings;
+    a.source.pWarnings = &warnings;
+    a.encode.pWarnings = &warnings;
     try {
         const std::unique_ptr<Authoring::MeshSource> source = Authoring::OpenMeshSource(a.source);
         std::optional<Authoring::AudioReader> audio;
         if (!a.audio.empty()) {
             audio.emplace(a.audio, a.audioStart);
+            WarnOfSilentClip(a, *audio, *source, warnings);
         }
         if (a.dryRun) {
-            RunExamination(*source, a.source.input, a.encode, output);
+            RunExamination(*source, a.source.input, a.encode, output, a.strict);
         } else {
             const Authoring::EncodeReport report =
-                RunEncoder(*source, audio ? &*audio : nullptr, a.output, a.encode, output);
+                RunEncoder(*source, audio ? &*audio : nullptr, a.output, a.encode, output, a.strict);
             if (report.damagedAudioPackets > 0) {
                 std::fprintf(stderr, "nimb: %s: %zu damaged packets of sound were left out\n", a.audio.c_str(),
                              report.damagedAudioPackets);

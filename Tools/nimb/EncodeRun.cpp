@@ -18,13 +18,32 @@ using Authoring::EncodeReport;
 using Authoring::EncodeStep;
 using Json = nlohmann::ordered_json;
 
+void TellWarnings(Authoring::Warnings& warnings, bool strict) {
+    for (const std::string& text : warnings.TakeNew()) {
+        std::fprintf(stderr, "nimb: warning: %s\n", text.c_str());
+    }
+    if (strict) {
+        throw Authoring::InputError("--strict: a warning is an error");
+    }
+}
+
 /// What the steps of a run call to tell how far they are, and to find out about Ctrl-C.
 class RunProgress {
 public:
-    RunProgress(std::size_t frames, RunOutput output) : m_Frames(frames), m_IsShown(output != RunOutput::Quiet) {}
+    RunProgress(std::size_t frames, const Authoring::EncodeOptions& options, const Authoring::SoundSource* pSound,
+                RunOutput output, bool strict)
+        : m_Frames(frames),
+          m_pWarnings(options.pWarnings),
+          m_pSound(pSound),
+          m_IsShown(output != RunOutput::Quiet),
+          m_IsStrict(strict) {}
 
     void operator()(EncodeStep step, std::size_t framesDone) {
         InterruptGuard::Check();
+        // By the end of the examination each kind of warning knows all its places.
+        if (step != EncodeStep::Examine) {
+            Warn();
+        }
         if (!m_IsShown) {
             return;
         }
@@ -38,9 +57,25 @@ public:
         m_Progress->Report(framesDone);
     }
 
+    /// What has not been said yet.
+    void Warn() {
+        if (m_pWarnings != nullptr && m_pWarnings->HasNew()) {
+            if (m_Progress) {
+                m_Progress->Clear();
+            }
+            TellWarnings(*m_pWarnings, m_IsStrict);
+        }
+        if (m_IsStrict && m_pSound != nullptr && m_pSound->DamagedPackets() > 0) {
+            throw Authoring::InputError("--strict: the sound has damaged packets");
+        }
+    }
+
 private:
     const std::size_t m_Frames;
+    Authoring::Warnings* const m_pWarnings;
+    const Authoring::SoundSource* const m_pSound;
     const bool m_IsShown;
+    const bool m_IsStrict;
     std::optional<EncodeStep> m_Step;
     std::optional<Progress> m_Progress;
 };
@@ -100,11 +135,11 @@ Json ExaminationJson(const std::string& input, const ClipExamination& clip) {
 }  // namespace
 
 EncodeReport RunEncoder(const Authoring::MeshSource& source, Authoring::SoundSource* pSound, const std::string& clip,
-                        const Authoring::EncodeOptions& options, RunOutput output) {
+                        const Authoring::EncodeOptions& options, RunOutput output, bool strict) {
     const auto start = std::chrono::steady_clock::now();
     EncodeReport report;
     {
-        RunProgress progress(source.FrameCount(), output);
+        RunProgress progress(source.FrameCount(), options, pSound, output, strict);
         report = Authoring::EncodeClip(source, pSound, clip, options, std::ref(progress));
     }
     if (output != RunOutput::Quiet) {
@@ -114,11 +149,12 @@ EncodeReport RunEncoder(const Authoring::MeshSource& source, Authoring::SoundSou
 }
 
 void RunExamination(const Authoring::MeshSource& source, const std::string& input,
-                    const Authoring::EncodeOptions& options, RunOutput output) {
+                    const Authoring::EncodeOptions& options, RunOutput output, bool strict) {
     ClipExamination clip;
     {
-        RunProgress progress(source.FrameCount(), output);
+        RunProgress progress(source.FrameCount(), options, nullptr, output, strict);
         clip = Authoring::ExamineClip(source, options, std::ref(progress));
+        progress.Warn();
     }
     if (output == RunOutput::Json) {
         Print(ExaminationJson(input, clip));

@@ -15,12 +15,14 @@ enum class RunOutput {
 };
 
 /// EncodeClip, within an InterruptGuard. Throws what EncodeClip throws, and Interrupted; nothing is left of the file
-/// then. `pSound` may be null.
+/// then. `pSound` may be null. Prints the warnings that `options` collects, however quiet the run; with `strict` they
+/// are an InputError, and so are damaged packets of sound.
 Authoring::EncodeReport RunEncoder(const Authoring::MeshSource& source, Authoring::SoundSource* pSound,
-                                   const std::string& clip, const Authoring::EncodeOptions& options, RunOutput output);
+                                   const std::string& clip, const Authoring::EncodeOptions& options, RunOutput output,
+                                   bool strict = false);
 
 /// ExamineClip, likewise. `input`: what to call it.
 void RunExamination(const Authoring::MeshSource& source, const std::string& input,
-                    const Authoring::EncodeOptions& options, RunOutput output);
+                    const Authoring::EncodeOptions& options, RunOutput output, bool strict);
 
 }  // namespace NimbTool
