@@ -151,7 +151,7 @@ std::optional<std::vector<Corner>> Triangulate(const std::vector<Corner>& polygo
     return triangles;
 }
 
-Mesh MeshOfCorners(const CornerArrays& arrays, const std::vector<Corner>& corners) {
+Mesh MeshOfCorners(const CornerArrays& arrays, const std::vector<Corner>& corners, std::vector<UINT32>& origin) {
     const auto all = [&](UINT32 Corner::*index) {
         return std::all_of(corners.begin(), corners.end(),
                            [&](const Corner& corner) { return corner.*index != Corner::c_None; });
@@ -159,6 +159,7 @@ Mesh MeshOfCorners(const CornerArrays& arrays, const std::vector<Corner>& corner
     const bool hasTexCoords = all(&Corner::texCoord);
     const bool hasNormals = all(&Corner::normal);
     Mesh mesh;
+    origin.clear();
     std::unordered_map<VertexKey, UINT32, KeyHash> vertices;
     vertices.reserve(corners.size() / 4);
     std::vector<UINT32> indices;
@@ -170,6 +171,7 @@ Mesh MeshOfCorners(const CornerArrays& arrays, const std::vector<Corner>& corner
         const auto [vertex, isNew] = vertices.try_emplace(key, static_cast<UINT32>(mesh.positions.size()));
         if (isNew) {
             mesh.positions.push_back(arrays.positions[corner.position]);
+            origin.push_back(corner.position);
             if (hasTexCoords) {
                 mesh.texCoords.push_back(uv);
             }

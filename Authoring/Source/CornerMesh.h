@@ -2,6 +2,7 @@
 #pragma once
 
 #include "Authoring/Mesh.h"
+#include "Authoring/Source/Painting.h"
 
 #include <optional>
 #include <vector>
@@ -19,6 +20,7 @@ struct Corner {
 
 struct CornerArrays {
     std::vector<Vec3> positions;
+    std::vector<Colour> colours;  ///< of positions; empty, or up to the last position that has one
     std::vector<Vec2> texCoords;
     std::vector<Vec3> normals;
 };
@@ -28,7 +30,8 @@ struct CornerArrays {
 std::optional<std::vector<Corner>> Triangulate(const std::vector<Corner>& polygon, const std::vector<Vec3>& positions);
 
 /// One vertex for all corners of one position index, equal texture coordinates and equal normals, in the order of first
-/// use. `corners` are triangles. Texture coordinates or normals that one corner lacks are empty in the mesh.
-Mesh MeshOfCorners(const CornerArrays& arrays, const std::vector<Corner>& corners);
+/// use. `corners` are triangles. Texture coordinates or normals that one corner lacks are empty in the mesh. `origin`
+/// gets the position index of each vertex.
+Mesh MeshOfCorners(const CornerArrays& arrays, const std::vector<Corner>& corners, std::vector<UINT32>& origin);
 
 }  // namespace Authoring

@@ -287,7 +287,9 @@ FileSequence FindFiles(const std::string& input, const FileKinds& kinds, const s
     }
     if (fs::is_directory(input, error)) {
         for (const fs::path& file : FilesIn(input)) {
-            if (KindOf(file.string(), kinds) != kinds.size()) {
+            const bool isHidden =
+                file.filename().string().front() == '.';  // "._scan.obj" is how macOS keeps attributes
+            if (!isHidden && KindOf(file.string(), kinds) != kinds.size()) {
                 sequence.paths.push_back(file.string());
             }
         }
@@ -320,6 +322,10 @@ FileSequence FindFiles(std::vector<std::string> paths, const FileKinds& kinds, c
 
 bool IsOfKind(const std::string& path, const FileKinds& kinds) {
     return KindOf(path, kinds) != kinds.size();
+}
+
+std::optional<std::vector<std::size_t>> NumbersInNames(const FileSequence& sequence, const std::string& input) {
+    return IsPattern(input) ? sequence.numbers : NumbersIn(sequence.paths);
 }
 
 FileRange RangeOf(const FileSequence& sequence, const std::string& input, std::optional<std::size_t> first,

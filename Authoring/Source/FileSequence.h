@@ -16,7 +16,9 @@ struct FileSequence {
 /// Kinds of files by their extensions; the first of a kind's extensions names it.
 using FileKinds = std::vector<std::vector<std::string>>;
 
-/// The files that `input` means, in order. From folders only those of a kind of `kinds`; all must be of one kind.
+/// The files that `input` means, in order. From folders only those of a kind of `kinds`, and none that are hidden
+/// (named
+/// ".*"); all must be of one kind.
 /// `what` names in messages what is looked for, as in "mesh". Throws InputError.
 FileSequence FindFiles(const std::string& input, const FileKinds& kinds, const std::string& what);
 
@@ -34,6 +36,10 @@ struct FileRange {
 };
 FileRange RangeOf(const FileSequence& sequence, const std::string& input, std::optional<std::size_t> first,
                   std::optional<std::size_t> last);
+
+/// The numbers that tell the files' names apart, for each file of what FindFiles(`input`) found; none when names differ
+/// in anything else.
+std::optional<std::vector<std::size_t>> NumbersInNames(const FileSequence& sequence, const std::string& input);
 
 /// Lower-case extension without its dot.
 std::string ExtensionOf(const std::string& path);

@@ -18,9 +18,12 @@ const FileKinds& PictureKinds();
 /// Any thread.
 class FramePictures {
 public:
-    /// `frames` is the number of frames that the whole input has, of which `range` is taken. Throws InputError when the
-    /// number of pictures is another one.
-    FramePictures(const SourceOptions& options, std::size_t frames, FileRange range);
+    /// `range` is what is taken of the `frames` frames of the whole input, and `numbers` those in the names of their
+    /// files, if they have any. Where pictures have numbers, too, each frame gets the picture of its number; otherwise
+    /// there must be one for each frame of the input, or of the range. Throws InputError for pictures that are missing
+    /// or too many.
+    FramePictures(const SourceOptions& options, std::size_t frames, FileRange range,
+                  const std::optional<std::vector<std::size_t>>& numbers);
 
     /// Whether the caller named pictures.
     bool AreNamed() const { return !m_Paths.empty(); }
@@ -43,6 +46,8 @@ private:
 
     std::shared_ptr<const Image> Load(const SourceMaterial& look);
 
+    const std::string m_Input;
+    Warnings* const m_pWarnings;
     std::vector<std::string> m_Paths;  ///< none, one for all frames, or one for each
     std::unique_ptr<PictureStore> m_Store;
     std::mutex m_Mutex;

@@ -29,6 +29,8 @@ SourceMaterial ReadGltfMaterial(const GltfFile& file, std::size_t index) {
     }
     const Json& object = file.Element("materials", index);
     material.name = object.value("name", "material " + std::to_string(index));
+    const bool isOpaque = object.value("alphaMode", "OPAQUE") == "OPAQUE";
+    material.transparency = isOpaque ? Transparency::None : Transparency::ByAlpha;
     const Json surface = object.value("pbrMetallicRoughness", Json::object());
     std::array<double, 4> colour{1, 1, 1, 1};
     ReadNumbers(surface, "baseColorFactor", colour);
@@ -38,7 +40,8 @@ SourceMaterial ReadGltfMaterial(const GltfFile& file, std::size_t index) {
         const std::size_t texture = IndexIn(surface["baseColorTexture"], "index");
         const Json& source = file.Element("textures", texture);
         if (!source.contains("source")) {
-            file.Fail("texture " + std::to_string(texture) + " has no picture in a format that is supported; --texture names another");
+            file.Fail("texture " + std::to_string(texture) +
+                      " has no picture in a format that is supported; --texture names another");
         }
         material.picture = file.ImageAt(IndexIn(source, "source"));
     }

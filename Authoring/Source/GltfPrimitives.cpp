@@ -2,6 +2,8 @@
 
 #include "Authoring/Source/GltfMaterial.h"
 
+#include <algorithm>
+
 namespace Authoring {
 namespace {
 
@@ -33,8 +35,9 @@ bool FacesOf(const std::vector<UINT32>& indices, std::size_t mode, std::vector<T
 class PrimitiveReader {
 public:
     /// `vertices` counts what has been read so far; `name` is for messages.
-    PrimitiveReader(const GltfFile& file, Materials materials, std::string name, std::size_t& vertices)
-        : m_File(file), m_Materials(materials), m_Name(std::move(name)), m_Vertices(vertices) {}
+    PrimitiveReader(const GltfFile& file, Materials materials, Warnings* pWarnings, std::string name,
+                    std::size_t& vertices)
+        : m_File(file), m_Materials(materials), m_pWarnings(pWarnings), m_Name(std::move(name)), m_Vertices(vertices) {}
 
     /// False when there are no triangles.
     bool Read(const Json& object, ScenePrimitive& primitive) {
@@ -97,10 +100,37 @@ private:
         return indices;
     }
 
+    /// RGB or RGBA, in linear light.
+    std::vector<Colour> ColoursAt(const Json& attributes, std::size_t vertices) const {
+        const std::size_t accessor = IndexIn(attributes, "COLOR_0");
+        const std::string type = m_File.Element("accessors", accessor).value("type", "");
+        const std::size_t width = type == "VEC3" ? 3 : 4;
+        const std::vector<double> numbers = m_File.Numbers(accessor, width == 3 ? "VEC3" : "VEC4");
+        CheckCount(numbers.size() / width, vertices, "COLOR_0");
+        std::vector<Colour> colours(vertices, c_White);
+        for (std::size_t i = 0; i < numbers.size(); ++i) {
+            colours[i / width][i % width] = static_cast<float>(std::clamp(numbers[i], 0.0, 1.0));
+        }
+        return colours;
+    }
+
     void ReadSurface(const Json& attributes, std::size_t vertices, const std::vector<TarnMeshFace>& faces,
                      ScenePrimitive& primitive) const {
         const bool isTextured =
             m_Materials == Materials::Ignore || ReadGltfMaterial(m_File, primitive.material).picture.has_value();
+        if (attributes.contains("COLOR_0")) {
+            const std::vector<Colour> colours = ColoursAt(attributes, vertices);
+            if (!isTextured) {
+                primitive.painted = SurfaceOf(faces, colours);
+                primitive.surface = {primitive.painted->charts.origin, {}, primitive.painted->charts.faces};
+                return;
+            }
+            const bool areWhite =
+                std::all_of(colours.begin(), colours.end(), [](const Colour& colour) { return colour == c_White; });
+            if (!areWhite && m_pWarnings != nullptr) {
+                m_pWarnings->Add(c_DroppedColours, m_File.Path() + ": " + m_Name);
+            }
+        }
         const TextureUse use = ReadTextureUse(m_File, primitive.material);
         const std::string key = "TEXCOORD_" + std::to_string(use.set);
         std::vector<Vec2> texCoords(vertices, Vec2{0.5F, 0.5F});
@@ -114,8 +144,9 @@ private:
             Fail("no texture coordinates (" + key + ")");
         }
         const WrapModes clamp{Wrap::Clamp, Wrap::Clamp};
-        primitive.surface =
-            FitIntoPicture(texCoords, faces, isTextured ? use.wrap : clamp, m_File.Path() + ": " + m_Name);
+        primitive.surface = FitIntoPicture(texCoords, faces, isTextured ? use.wrap : clamp, [&](std::size_t face) {
+            return m_File.Path() + ": " + m_Name + ", triangle " + std::to_string(face);
+        });
     }
 
     void ReadTargets(const Json& object, std::size_t vertices, ScenePrimitive& primitive) const {
@@ -159,6 +190,7 @@ private:
 
     const GltfFile& m_File;
     const Materials m_Materials;
+    Warnings* const m_pWarnings;
     const std::string m_Name;
     std::size_t& m_Vertices;
 };
@@ -172,7 +204,7 @@ const std::vector<std::size_t>& GltfPrimitives::PrimitivesOf(std::size_t mesh) {
         for (std::size_t i = 0; i < list.size(); ++i) {
             const std::string name = "mesh " + std::to_string(mesh) + ", primitive " + std::to_string(i);
             ScenePrimitive primitive;
-            if (PrimitiveReader(m_File, m_Materials, name, m_Vertices).Read(list.at(i), primitive)) {
+            if (PrimitiveReader(m_File, m_Materials, m_pWarnings, name, m_Vertices).Read(list.at(i), primitive)) {
                 entry->second.push_back(m_Primitives.size());
                 m_Primitives.push_back(std::move(primitive));
             }

@@ -4,6 +4,7 @@
 #include "Authoring/Source/GltfFile.h"
 #include "Authoring/Source/LoadedMesh.h"
 #include "Authoring/Source/Scene.h"
+#include "Authoring/Warnings.h"
 
 #include <cstddef>
 #include <map>
@@ -17,8 +18,10 @@ public:
     /// Of all that is read, and of all instances; without a limit a small file could claim, or repeat, any number.
     static constexpr std::size_t c_MaxVertices = std::size_t{1} << 26;
 
-    GltfPrimitives(const GltfFile& file, Materials materials, std::vector<ScenePrimitive>& primitives)
-        : m_File(file), m_Materials(materials), m_Primitives(primitives) {}
+    /// `pWarnings` may be null.
+    GltfPrimitives(const GltfFile& file, Materials materials, Warnings* pWarnings,
+                   std::vector<ScenePrimitive>& primitives)
+        : m_File(file), m_Materials(materials), m_pWarnings(pWarnings), m_Primitives(primitives) {}
 
     /// Places in the list of a mesh's primitives, without those that have no triangles. `material` of a primitive is a
     /// number of the file's list, or the length of that list for the default material.
@@ -27,6 +30,7 @@ public:
 private:
     const GltfFile& m_File;
     const Materials m_Materials;
+    Warnings* const m_pWarnings;
     std::vector<ScenePrimitive>& m_Primitives;
     std::map<std::size_t, std::vector<std::size_t>> m_Meshes;
     std::size_t m_Vertices = 0;

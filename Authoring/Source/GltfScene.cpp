@@ -1,12 +1,15 @@
 #include "Authoring/Source/GltfScene.h"
 
 #include "Authoring/MeshSource.h"
+#include "Authoring/Source/GltfExtensions.h"
 #include "Authoring/Source/GltfFile.h"
 #include "Authoring/Source/GltfMaterial.h"
 #include "Authoring/Source/GltfPrimitives.h"
+#include "Authoring/Source/SkippedNames.h"
 #include "Authoring/Source/TextScan.h"
 
 #include <algorithm>
+#include <iterator>
 #include <map>
 #include <set>
 
@@ -24,33 +27,24 @@ Matrix MatrixOf(const double* columns) {
     return m;
 }
 
-void CheckExtensions(const GltfFile& file) {
-    static const std::set<std::string> s_Supported = {"KHR_texture_transform", "KHR_mesh_quantization"};
-    if (file.Root().contains("extensionsRequired")) {
-        for (const Json& name : file.Root()["extensionsRequired"]) {
-            // What only changes how light falls on a material does not matter; one of these replaces its colour.
-            const auto text = name.get<std::string>();
-            if (s_Supported.count(text) == 0 &&
-                (text.compare(0, 14, "KHR_materials_") != 0 || text == "KHR_materials_pbrSpecularGlossiness")) {
-                file.Fail("requires the glTF extension " + text + ", which is not supported");
-            }
-        }
-    }
-}
-
 class SceneReader {
 public:
-    SceneReader(const std::string& path, Materials materials)
-        : m_File(path), m_Materials(materials), m_Primitives(m_File, materials, m_Scene.primitives) {}
+    SceneReader(const std::string& path, Materials materials, const SourceOptions& options)
+        : m_File(path),
+          m_Materials(materials),
+          m_pWarnings(options.pWarnings),
+          m_Skipped(options.skipMeshes),
+          m_Primitives(m_File, materials, m_pWarnings, m_Scene.primitives) {}
 
     Scene Read(const std::optional<std::string>& animation) {
-        CheckExtensions(m_File);
+        CheckExtensions(m_File, m_pWarnings);
         ReadNodes();
         OrderNodes();
         ReadSkins();
         for (const std::size_t node : VisibleNodes()) {
             AddInstances(node);
         }
+        m_Skipped.Check(m_File.Path());
         if (m_Scene.instances.empty()) {
             m_File.Fail("no triangles in its scene");
         }
@@ -131,15 +125,19 @@ private:
         if (m_File.Count("scenes") == 0) {
             return m_Scene.order;
         }
-        std::set<std::size_t> roots;
+        std::set<std::size_t> seen;
         std::vector<std::size_t> nodes;
         const Json& scene = m_File.Element("scenes", IndexIn(m_File.Root(), "scene", 0));
         for (const Json& root : scene.value("nodes", Json::array())) {
             const std::size_t node = NodeIndex(root);
-            if (m_Scene.nodes[node].parent != c_NoNode || !roots.insert(node).second) {
-                m_File.Fail("node " + root.dump() + " is no root of the scene");
+            if (m_Scene.nodes[node].parent != c_NoNode && m_pWarnings != nullptr) {
+                m_pWarnings->Add("a node with a parent is listed as a root of the scene; it stays with its parent",
+                                 m_File.Path() + ": node " + root.dump());
             }
-            AppendTree({node}, nodes);
+            std::vector<std::size_t> tree;
+            AppendTree({node}, tree);
+            std::copy_if(tree.begin(), tree.end(), std::back_inserter(nodes),
+                         [&](std::size_t n) { return seen.insert(n).second; });
         }
         return nodes;
     }
@@ -167,7 +165,7 @@ private:
 
     void AddInstances(std::size_t node) {
         const Json& object = m_File.Element("nodes", node);
-        if (!object.contains("mesh")) {
+        if (!object.contains("mesh") || IsSkipped(object)) {
             return;
         }
         for (const std::size_t p : m_Primitives.PrimitivesOf(IndexIn(object, "mesh"))) {
@@ -190,6 +188,11 @@ private:
             }
             m_Scene.instances.push_back(instance);
         }
+    }
+
+    bool IsSkipped(const Json& node) {
+        const bool byNode = m_Skipped.Contains(node.value("name", ""));
+        return m_Skipped.Contains(m_File.Element("meshes", IndexIn(node, "mesh")).value("name", "")) || byNode;
     }
 
     /// From the file's materials to those that are used.
@@ -281,15 +284,18 @@ private:
     Scene m_Scene;
     const GltfFile m_File;
     const Materials m_Materials;
+    Warnings* const m_pWarnings;
+    SkippedNames m_Skipped;
     GltfPrimitives m_Primitives;
     std::size_t m_Vertices = 0;
 };
 
 }  // namespace
 
-Scene ReadGltfScene(const std::string& path, const std::optional<std::string>& animation, Materials materials) {
+Scene ReadGltfScene(const std::string& path, const std::optional<std::string>& animation, Materials materials,
+                    const SourceOptions& options) {
     try {
-        return SceneReader(path, materials).Read(animation);
+        return SceneReader(path, materials, options).Read(animation);
     } catch (const Json::exception& e) {
         throw InputError(path + ": " + e.what());
     } catch (const std::out_of_range& e) {

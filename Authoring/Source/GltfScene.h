@@ -2,6 +2,7 @@
 #pragma once
 
 #include "Authoring/Source/LoadedMesh.h"
+#include "Authoring/Source/MeshSources.h"
 #include "Authoring/Source/Scene.h"
 
 #include <optional>
@@ -10,7 +11,9 @@
 namespace Authoring {
 
 /// The file's default scene with one animation, named by its name or its index; empty: the first one, if there is any;
-/// std::nullopt: none. With Materials::Ignore the scene has one material without a picture. Throws InputError.
-Scene ReadGltfScene(const std::string& path, const std::optional<std::string>& animation, Materials materials);
+/// std::nullopt: none. With Materials::Ignore the scene has one material without a picture. Of `options` only the names
+/// to skip and the warnings count. Vertex colours are not painted yet (PaintScene). Throws InputError.
+Scene ReadGltfScene(const std::string& path, const std::optional<std::string>& animation, Materials materials,
+                    const SourceOptions& options);
 
 }  // namespace Authoring

@@ -1,25 +1,61 @@
 #include "Authoring/Source/LoadedMesh.h"
 
 #include "Authoring/MeshSource.h"
+#include "Authoring/Source/TextureSpace.h"
 
 namespace Authoring {
 
-Mesh Finish(const LoadedPart& part, bool hasPicture, const std::string& name) {
+LoadedPart PartOf(const CornerArrays& arrays, std::vector<Corner> corners, bool hasPicture) {
+    LoadedPart part;
+    const bool isPainted = !hasPicture && !arrays.colours.empty();
+    if (isPainted) {
+        for (Corner& corner : corners) {
+            corner.texCoord = Corner::c_None;
+        }
+    }
+    std::vector<UINT32> origin;
+    part.mesh = MeshOfCorners(arrays, corners, origin);
+    for (std::size_t i = 0; i < origin.size() && !arrays.colours.empty(); ++i) {
+        const Colour colour = origin[i] < arrays.colours.size() ? arrays.colours[origin[i]] : c_White;
+        part.dropsColours = part.dropsColours || (hasPicture && colour != c_White);
+        if (isPainted) {
+            part.colours.push_back(colour);
+        }
+    }
+    return part;
+}
+
+Mesh Finish(const LoadedPart& part, bool hasPicture) {
     const Mesh& mesh = part.mesh;
     const bool isTextured = !mesh.texCoords.empty();
     if (!isTextured && hasPicture) {
         throw InputError(part.untextured);
     }
-    const WrapModes wrap = hasPicture ? part.wrap : WrapModes{Wrap::Clamp, Wrap::Clamp};
+    const Wrap mode = hasPicture ? Wrap::Repeat : Wrap::Clamp;
     const std::vector<Vec2> centre(isTextured ? 0 : mesh.positions.size(), Vec2{0.5F, 0.5F});
-    Surface surface = FitIntoPicture(isTextured ? mesh.texCoords : centre, mesh.faces, wrap, name);
+    Surface surface = FitIntoPicture(isTextured ? mesh.texCoords : centre, mesh.faces, {mode, mode},
+                                     [&](std::size_t face) { return part.place + std::to_string(part.rows[face]); });
     Mesh finished;
     finished.positions = Gather(mesh.positions, surface.origin);
     if (!mesh.normals.empty()) {
         finished.normals = Gather(mesh.normals, surface.origin);
     }
+    for (Vec2& texCoord : surface.texCoords) {
+        texCoord.v = 1 - texCoord.v;
+    }
     finished.texCoords = std::move(surface.texCoords);
     finished.faces = std::move(surface.faces);
+    return finished;
+}
+
+Mesh FinishPainted(const Mesh& mesh, PaintedSurface surface) {
+    Mesh finished;
+    finished.positions = Gather(mesh.positions, surface.charts.origin);
+    if (!mesh.normals.empty()) {
+        finished.normals = Gather(mesh.normals, surface.charts.origin);
+    }
+    finished.texCoords = std::move(surface.texCoords);
+    finished.faces = std::move(surface.charts.faces);
     return finished;
 }
 

@@ -2,8 +2,8 @@
 #pragma once
 
 #include "Authoring/Mesh.h"
+#include "Authoring/Source/CornerMesh.h"
 #include "Authoring/Source/SourceMaterial.h"
-#include "Authoring/Source/TextureSpace.h"
 
 #include <cstddef>
 #include <string>
@@ -11,12 +11,16 @@
 
 namespace Authoring {
 
-/// The triangles of one material. Texture coordinates as in SourcePart, but not yet inside [0, 1].
+/// The triangles of one material. Texture coordinates are the file's own: v grows upwards, and they need not be inside
+/// [0, 1].
 struct LoadedPart {
     std::size_t material = 0;
     Mesh mesh;
-    WrapModes wrap;
-    std::string untextured;  ///< empty, or why `mesh.texCoords` is empty: a message that names the place
+    std::string untextured;       ///< empty, or why `mesh.texCoords` is empty: a message that names the place
+    std::vector<UINT32> rows;     ///< for each triangle, its line or its number in the file
+    std::string place;            ///< what comes before such a number in messages, as in "a.obj:"
+    std::vector<Colour> colours;  ///< to be painted: empty, or one for each vertex
+    bool dropsColours = false;    ///< has colours other than white, and also a picture, which is what counts
 };
 
 struct LoadedMesh {
@@ -27,9 +31,18 @@ struct LoadedMesh {
 /// Whether a reader should look for the pictures that a file names; when not, it need not find them.
 enum class Materials { Read, Ignore };
 
-/// The mesh with texture coordinates inside [0, 1] and without what no triangle needs. Without texture coordinates
+/// The part made of the triangles `corners`: its mesh, and its colours if the file has any and there is no picture.
+LoadedPart PartOf(const CornerArrays& arrays, std::vector<Corner> corners, bool hasPicture);
+
+/// The mesh with texture coordinates as in SourcePart and without what no triangle needs. Without texture coordinates
 /// (`part.untextured`) all vertices get the picture's centre, unless `hasPicture`; then it throws InputError.
-Mesh Finish(const LoadedPart& part, bool hasPicture, const std::string& name);
+Mesh Finish(const LoadedPart& part, bool hasPicture);
+
+/// The mesh, cut as the surface is, which is painted already.
+Mesh FinishPainted(const Mesh& mesh, PaintedSurface surface);
+
+/// What is warned of where colours are not kept.
+constexpr const char* c_DroppedColours = "vertex colours are ignored, since there is a texture";
 
 /// Appends a mesh. The result has normals if both have.
 void Append(Mesh& mesh, const Mesh& tail);

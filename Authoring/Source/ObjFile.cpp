@@ -5,8 +5,10 @@
 #include "Authoring/Source/FileBytes.h"
 #include "Authoring/Source/Narrow.h"
 #include "Authoring/Source/PictureStore.h"
+#include "Authoring/Source/SkippedNames.h"
 #include "Authoring/Source/TextScan.h"
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstdint>
@@ -19,7 +21,7 @@ namespace {
 /// Logical lines of a text: comments gone, lines that end in a backslash joined.
 class Lines {
 public:
-    Lines(const std::string& path, std::string_view text) : m_Path(path), m_Rest(text) {}
+    Lines(const std::string& path, std::string_view text) : m_Path(path), m_Rest(WithoutByteOrderMark(text)) {}
 
     bool Next(std::string_view& line) {
         m_Line += m_Extra + 1;
@@ -42,6 +44,8 @@ public:
     }
 
     std::string Place() const { return m_Path + ":" + std::to_string(m_Line); }
+
+    std::size_t Number() const { return m_Line; }
 
     [[noreturn]] void Fail(const std::string& text) const { throw InputError(Place() + ": " + text); }
 
@@ -108,7 +112,7 @@ void ReadMaterialLibrary(const std::string& path, Library& library) {
             material->name = name;
             continue;
         }
-        if (word != "Kd" && word != "map_Kd") {
+        if (word != "Kd" && word != "map_Kd" && word != "d" && word != "Tr" && word != "map_d") {
             continue;
         }
         if (material == nullptr) {
@@ -117,6 +121,15 @@ void ReadMaterialLibrary(const std::string& path, Library& library) {
         if (word == "map_Kd") {
             material->picture = Picture{PathBeside(path, MapFile(line, lines)), nullptr};
             material->colour = {1, 1, 1, 1};
+        } else if (word == "d" || word == "Tr") {
+            std::string_view value = TakeWord(line);
+            value = value == "-halo" ? TakeWord(line) : value;
+            double number = 0;
+            if (ParseNumber(value, number) && (word == "d" ? number < 1 : number > 0 && number < 1)) {
+                material->transparency = Transparency::Always;
+            }
+        } else if (word == "map_d") {
+            material->transparency = Transparency::Always;
         } else if (!material->picture) {
             const std::array<float, 3> kd = TakeFloats<3>(line, lines, "Kd");
             material->colour = {LinearOf(kd[0]), LinearOf(kd[1]), LinearOf(kd[2]), 1};
@@ -126,18 +139,20 @@ void ReadMaterialLibrary(const std::string& path, Library& library) {
 
 class ObjReader {
 public:
-    ObjReader(const std::string& path, std::string_view text, Materials materials)
-        : m_Path(path), m_Lines(path, text), m_Materials(materials) {}
+    ObjReader(const std::string& path, std::string_view text, Materials materials, SkippedNames& skipped)
+        : m_Path(path), m_Lines(path, text), m_Materials(materials), m_Skipped(skipped) {}
 
     LoadedMesh Read() {
         for (std::string_view line; m_Lines.Next(line);) {
             ReadLine(line);
         }
+        m_Skipped.Check(m_Path);
+        FinishColours();
         LoadedMesh mesh;
-        for (const Group& group : m_Groups) {
+        for (Group& group : m_Groups) {
             if (!group.corners.empty()) {
                 mesh.materials.push_back(group.material);
-                mesh.parts.push_back(PartOf(group, mesh.parts.size()));
+                mesh.parts.push_back(FinishGroup(group, mesh.parts.size()));
             }
         }
         if (mesh.parts.empty()) {
@@ -151,6 +166,7 @@ private:
         SourceMaterial material;
         bool hasMaterial = false;
         std::vector<Corner> corners;
+        std::vector<UINT32> lines;  ///< for each triangle
         std::string untextured;
     };
 
@@ -159,18 +175,58 @@ private:
         if (word == "v") {
             const auto [x, y, z] = TakeFloats<3>(line, m_Lines, "a position");
             m_Arrays.positions.push_back({x, y, z});
+            ReadColour(line);
         } else if (word == "vt") {
             const auto [u, v] = TakeFloats<2>(line, m_Lines, "a texture coordinate");
-            m_Arrays.texCoords.push_back({u, 1 - v});
+            m_Arrays.texCoords.push_back({u, v});
         } else if (word == "vn") {
             const auto [x, y, z] = TakeFloats<3>(line, m_Lines, "a normal");
             m_Arrays.normals.push_back({x, y, z});
         } else if (word == "f") {
             ReadFace(line);
+        } else if (word == "o") {
+            m_IsObjectSkipped = m_Skipped.Contains(std::string(WithoutBlanksAround(line)));
+            m_IsGroupSkipped = false;
+        } else if (word == "g") {
+            ReadGroupNames(line);
         } else if (word == "usemtl") {
             UseMaterial(std::string(WithoutBlanksAround(line)));
         } else if (word == "mtllib" && m_Materials == Materials::Read) {
             ReadLibrary(line);
+        }
+    }
+
+    /// What many scanners' software appends to a position: red, green and blue.
+    void ReadColour(std::string_view line) {
+        for (int i = 0; i < 3; ++i) {
+            TakeWord(line);
+        }
+        const std::string_view colour = line;
+        TakeWord(line);
+        TakeWord(line);
+        if (!TakeWord(line).empty()) {
+            const auto [red, green, blue] = TakeFloats<3>(colour, m_Lines, "a vertex colour");
+            m_MaxColour = std::max({m_MaxColour, red, green, blue});
+            m_Arrays.colours.resize(m_Arrays.positions.size() - 1, {-1, -1, -1, 1});
+            m_Arrays.colours.push_back({std::max(red, 0.0F), std::max(green, 0.0F), std::max(blue, 0.0F), 1});
+        }
+    }
+
+    /// From sRGB, of which some files have fractions, others whole numbers up to 255; vertices without one are white.
+    void FinishColours() {
+        const float full = m_MaxColour > 1 ? 255 : 1;
+        for (Colour& colour : m_Arrays.colours) {
+            for (std::size_t i = 0; i < 3; ++i) {
+                colour[i] = colour[i] < 0 ? 1 : LinearOf(std::min(colour[i] / full, 1.0F));
+            }
+        }
+    }
+
+    void ReadGroupNames(std::string_view line) {
+        m_IsGroupSkipped = false;
+        for (std::string_view name = TakeWord(line); !name.empty(); name = TakeWord(line)) {
+            const bool isSkipped = m_Skipped.Contains(std::string(name));
+            m_IsGroupSkipped = m_IsGroupSkipped || isSkipped;
         }
     }
 
@@ -211,6 +267,9 @@ private:
         if (polygon.size() < 3) {
             m_Lines.Fail("a face needs three corners or more");
         }
+        if (m_IsObjectSkipped || m_IsGroupSkipped) {
+            return;
+        }
         const std::optional<std::vector<Corner>> triangles = Triangulate(polygon, m_Arrays.positions);
         if (!triangles) {
             m_Lines.Fail("a concave face with " + std::to_string(polygon.size()) + " corners is too large");
@@ -221,6 +280,7 @@ private:
         }
         Group& group = m_Groups[m_Current];
         group.corners.insert(group.corners.end(), triangles->begin(), triangles->end());
+        group.lines.resize(group.corners.size() / 3, static_cast<UINT32>(m_Lines.Number()));
         if (group.untextured.empty() && !triangles->empty()) {
             for (const Corner& corner : polygon) {
                 if (corner.texCoord == Corner::c_None) {
@@ -265,14 +325,17 @@ private:
         return static_cast<UINT32>(index > 0 ? index - 1 : signedCount + index);
     }
 
-    LoadedPart PartOf(const Group& group, std::size_t material) const {
-        LoadedPart part;
-        part.material = material;
-        part.mesh = MeshOfCorners(m_Arrays, group.corners);
-        part.untextured = group.untextured;
-        if (m_Materials == Materials::Read && !group.hasMaterial) {
-            throw InputError(m_Path + ": faces without a material, so there is no picture for them; --texture names one");
+    LoadedPart FinishGroup(Group& group, std::size_t material) const {
+        if (m_Materials == Materials::Read && !group.hasMaterial && m_Arrays.colours.empty()) {
+            throw InputError(m_Path +
+                             ": faces without a material, so there is no picture for them; --texture names one");
         }
+        const bool hasPicture = m_Materials == Materials::Ignore || group.material.picture.has_value();
+        LoadedPart part = PartOf(m_Arrays, std::move(group.corners), hasPicture);
+        part.material = material;
+        part.untextured = group.untextured;
+        part.rows = std::move(group.lines);
+        part.place = m_Path + ":";
         return part;
     }
 
@@ -281,7 +344,11 @@ private:
     const std::string& m_Path;
     Lines m_Lines;
     const Materials m_Materials;
+    SkippedNames& m_Skipped;
+    bool m_IsObjectSkipped = false;
+    bool m_IsGroupSkipped = false;
     CornerArrays m_Arrays;
+    float m_MaxColour = 0;
     Library m_Library;
     std::vector<Group> m_Groups;
     std::map<std::string, std::size_t> m_GroupOf;
@@ -290,9 +357,9 @@ private:
 
 }  // namespace
 
-LoadedMesh ReadObj(const std::string& path, Materials materials) {
+LoadedMesh ReadObj(const std::string& path, Materials materials, SkippedNames& skipped) {
     const std::vector<BYTE> bytes = ReadFileBytes(path, "the mesh");
-    return ObjReader(path, AsText(bytes), materials).Read();
+    return ObjReader(path, AsText(bytes), materials, skipped).Read();
 }
 
 }  // namespace Authoring

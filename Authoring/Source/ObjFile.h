@@ -5,14 +5,17 @@
 #pragma once
 
 #include "Authoring/Source/LoadedMesh.h"
+#include "Authoring/Source/SkippedNames.h"
 
 #include <string>
 
 namespace Authoring {
 
-/// Polygons are cut into triangles; groups and objects are merged by material; points, lines, curves and smoothing
-/// groups are ignored. Of materials it reads Kd and map_Kd (which replaces Kd), options of map_Kd that leave the
-/// picture as it is included. Throws InputError, naming the file and the line.
-LoadedMesh ReadObj(const std::string& path, Materials materials);
+/// Polygons are cut into triangles; groups and objects are merged by material, those that are skipped left out; points,
+/// lines, curves and smoothing groups are ignored. Of materials it reads Kd and map_Kd (which replaces Kd), options of
+/// map_Kd that leave the picture as it is included. Colours after a vertex's position (which replace Kd, and are
+/// replaced by map_Kd) are sRGB, from 0 to 1, or to 255 if any in the file is above 1. Throws InputError, naming the
+/// file and the line.
+LoadedMesh ReadObj(const std::string& path, Materials materials, SkippedNames& skipped);
 
 }  // namespace Authoring

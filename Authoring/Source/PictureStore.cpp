@@ -38,7 +38,28 @@ void Multiply(Image& image, const Colour& colour) {
     }
 }
 
+bool HasAlpha(const Image& image) {
+    for (std::size_t i = 3; i < image.rgba.size(); i += 4) {
+        if (image.rgba[i] != 255) {
+            return true;
+        }
+    }
+    return false;
+}
+
+template <class T>
+void AppendBytes(const std::vector<T>& values, std::string& bytes) {
+    bytes.append(reinterpret_cast<const char*>(values.data()), values.size() * sizeof(T));
+}
+
 std::string KeyOf(const SourceMaterial& material) {
+    if (material.painting) {
+        std::string key = "painting:" + std::to_string(material.painting->size.width) + "x" +
+                          std::to_string(material.painting->size.height) + ":";
+        AppendBytes(material.painting->vertices, key);
+        AppendBytes(material.painting->faces, key);
+        return key;
+    }
     std::string key(reinterpret_cast<const char*>(material.colour.data()), sizeof material.colour);
     if (material.picture) {
         // Embedded pictures by their content: every file of a sequence may embed the same one.
@@ -49,6 +70,9 @@ std::string KeyOf(const SourceMaterial& material) {
 }
 
 Image Load(const SourceMaterial& material) {
+    if (material.painting) {
+        return Draw(*material.painting);
+    }
     if (!material.picture) {
         return ColourPicture(material.colour);
     }
@@ -63,8 +87,14 @@ Image Load(const SourceMaterial& material) {
 
 }  // namespace
 
-std::shared_ptr<const Image> PictureStore::Get(const SourceMaterial& material) {
-    return m_Images.Get(KeyOf(material), [&] { return Load(material); });
+std::shared_ptr<const Image> PictureStore::Get(const SourceMaterial& material, bool& isTransparent) {
+    const std::shared_ptr<const Loaded> loaded = m_Images.Get(KeyOf(material), [&] {
+        Image image = Load(material);
+        const bool hasAlpha = HasAlpha(image);
+        return Loaded{std::move(image), hasAlpha};
+    });
+    isTransparent = isTransparent || loaded->isTransparent;
+    return {loaded, &loaded->image};
 }
 
 float LinearOf(float encoded) {

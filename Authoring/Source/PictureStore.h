@@ -17,11 +17,16 @@ public:
     explicit PictureStore(std::size_t materials) : m_Images(2 * materials + 4) {}
 
     /// The material's picture times its colour, or a small picture of the colour. The same pointer for the same
-    /// content as long as it is kept. Throws InputError.
-    std::shared_ptr<const Image> Get(const SourceMaterial& material);
+    /// content as long as it is kept. Sets `isTransparent` if it has an alpha below 1. Throws InputError.
+    std::shared_ptr<const Image> Get(const SourceMaterial& material, bool& isTransparent);
 
 private:
-    LoadingCache<std::string, Image> m_Images;
+    struct Loaded {
+        Image image;
+        bool isTransparent = false;
+    };
+
+    LoadingCache<std::string, Loaded> m_Images;
 };
 
 /// An 8-bit sRGB value in linear light, 0 to 1, and back.

@@ -4,6 +4,7 @@
 #include "Authoring/Source/CornerMesh.h"
 #include "Authoring/Source/FileBytes.h"
 #include "Authoring/Source/Narrow.h"
+#include "Authoring/Source/PictureStore.h"
 #include "Authoring/Source/PlyHeader.h"
 #include "Authoring/Source/TextScan.h"
 
@@ -94,12 +95,15 @@ public:
 
     [[noreturn]] void Fail(const std::string& text) const { throw InputError(Place() + ": " + text); }
 
-    std::string Place() const {
-        if (m_Format == PlyFormat::Text) {
-            return m_Path + ":" + std::to_string(m_Line);
-        }
-        return m_Path + ": " + m_Element->name + " " + std::to_string(m_Row);
+    /// The number of the row's line, or in a binary file of the row.
+    UINT32 RowNumber() const { return static_cast<UINT32>(m_Format == PlyFormat::Text ? m_Line : m_Row); }
+
+    /// What comes before such a number.
+    std::string PlaceIn(const std::string& element) const {
+        return m_Path + (m_Format == PlyFormat::Text ? ":" : ": " + element + " ");
     }
+
+    std::string Place() const { return PlaceIn(m_Element->name) + std::to_string(RowNumber()); }
 
 private:
     [[noreturn]] void FailAtEnd() const {
@@ -147,10 +151,8 @@ class PlyReader {
 public:
     PlyReader(const std::string& path, std::string_view file, Materials materials)
         : m_Path(path), m_Header(ReadPlyHeader(path, file)), m_Values(path, m_Header, file) {
-        if (materials == Materials::Read) {
-            if (m_Header.textureFiles.empty()) {
-                throw InputError(path + ": names no picture (no line \"comment TextureFile NAME\"); --texture names one");
-            }
+        m_HasPicture = materials == Materials::Ignore || !m_Header.textureFiles.empty();
+        if (m_HasPicture && materials == Materials::Read) {
             for (const std::string& textureFile : m_Header.textureFiles) {
                 SourceMaterial material;
                 material.name = "texture " + std::to_string(m_Materials.size());
@@ -160,8 +162,9 @@ public:
         } else {
             m_Materials.resize(1);
         }
-        m_MayChooseMaterial = materials == Materials::Read;
+        m_MayChooseMaterial = m_HasPicture && materials == Materials::Read;
         m_Corners.resize(m_Materials.size());
+        m_Rows.resize(m_Materials.size());
     }
 
     LoadedMesh Read() {
@@ -178,13 +181,22 @@ public:
                 m_Values.EndRow();
             }
         }
+        if (!m_HasPicture && m_Arrays.colours.empty()) {
+            throw InputError(m_Path +
+                             ": names no picture (no line \"comment TextureFile NAME\") and has no vertex colours; "
+                             "--texture names one");
+        }
         LoadedMesh mesh;
         for (std::size_t i = 0; i < m_Materials.size(); ++i) {
             if (!m_Corners[i].empty()) {
-                LoadedPart part;
+                LoadedPart part = PartOf(m_Arrays, std::move(m_Corners[i]), m_HasPicture);
                 part.material = mesh.materials.size();
-                part.mesh = MeshOfCorners(m_Arrays, m_Corners[i]);
                 part.untextured = m_Untextured;
+                part.rows = std::move(m_Rows[i]);
+                part.place = m_Values.PlaceIn("face");
+                if (m_HasAlpha && !m_HasPicture) {
+                    m_Materials[i].transparency = Transparency::Always;
+                }
                 mesh.materials.push_back(m_Materials[i]);
                 mesh.parts.push_back(std::move(part));
             }
@@ -205,13 +217,17 @@ private:
                       FindProperty(e, {"ny"}),
                       FindProperty(e, {"nz"}),
                       FindProperty(e, {"u", "s", "texture_u"}),
-                      FindProperty(e, {"v", "t", "texture_v"})} {}
+                      FindProperty(e, {"v", "t", "texture_v"}),
+                      FindProperty(e, {"red", "diffuse_red", "r"}),
+                      FindProperty(e, {"green", "diffuse_green", "g"}),
+                      FindProperty(e, {"blue", "diffuse_blue", "b"}),
+                      FindProperty(e, {"alpha", "a"})} {}
 
         bool Has(std::size_t first, std::size_t last) const {
             return std::find(columns + first, columns + last, c_NoProperty) == columns + last;
         }
 
-        std::size_t columns[8];
+        std::size_t columns[12];
     };
 
     void SkipValues(const PlyProperty& property) {
@@ -253,6 +269,38 @@ private:
         if (m_VertexColumns->Has(6, 8)) {
             AddTexCoord(m_Scalars[m_VertexColumns->columns[6]], m_Scalars[m_VertexColumns->columns[7]]);
         }
+        if (m_VertexColumns->Has(8, 11)) {
+            AddColour(element);
+        }
+    }
+
+    void AddColour(const PlyElement& element) {
+        Colour colour = c_White;
+        for (std::size_t i = 0; i < (m_VertexColumns->Has(11, 12) ? 4U : 3U); ++i) {
+            const std::size_t column = m_VertexColumns->columns[8 + i];
+            const float value = m_Scalars[column] / FullOf(element.properties[column].type);
+            if (!std::isfinite(value)) {
+                m_Values.Fail("a vertex colour is not a finite number");
+            }
+            colour[i] = std::clamp(value, 0.0F, 1.0F);
+            colour[i] = i == 3 ? colour[i] : LinearOf(colour[i]);
+        }
+        m_HasAlpha = m_HasAlpha || colour[3] < 1;
+        m_Arrays.colours.push_back(colour);
+    }
+
+    /// What stands for a colour's full value.
+    static float FullOf(PlyType type) {
+        switch (type) {
+            case PlyType::Float:
+            case PlyType::Double:
+                return 1;
+            case PlyType::Int8:
+            case PlyType::UInt8:
+                return 255;
+            default:
+                return 65535;
+        }
     }
 
     Vec3 Vector(std::size_t first, const char* what) const {
@@ -268,7 +316,7 @@ private:
         if (!std::isfinite(u) || !std::isfinite(v)) {
             m_Values.Fail("a texture coordinate is not a finite number");
         }
-        m_Arrays.texCoords.push_back({u, 1 - v});
+        m_Arrays.texCoords.push_back({u, v});
         return static_cast<UINT32>(m_Arrays.texCoords.size() - 1);
     }
 
@@ -332,6 +380,7 @@ private:
             m_Untextured = m_Values.Place() + ": a face without texture coordinates";
         }
         m_Corners[material].insert(m_Corners[material].end(), triangles->begin(), triangles->end());
+        m_Rows[material].resize(m_Corners[material].size() / 3, m_Values.RowNumber());
     }
 
     const std::string& m_Path;
@@ -341,6 +390,9 @@ private:
     bool m_MayChooseMaterial = false;
     CornerArrays m_Arrays;
     std::vector<std::vector<Corner>> m_Corners;  ///< for each material
+    std::vector<std::vector<UINT32>> m_Rows;     ///< likewise: where the triangles are in the file
+    bool m_HasPicture = false;
+    bool m_HasAlpha = false;
     std::string m_Untextured;
 
     const PlyElement* m_VertexElement = nullptr;

@@ -10,7 +10,8 @@ namespace {
 
 class HeaderReader {
 public:
-    HeaderReader(const std::string& path, std::string_view file) : m_Path(path), m_Size(file.size()), m_Rest(file) {}
+    HeaderReader(const std::string& path, std::string_view file)
+        : m_Path(path), m_Size(file.size()), m_Rest(WithoutByteOrderMark(file)) {}
 
     PlyHeader Read() {
         if (NextLine() != "ply") {

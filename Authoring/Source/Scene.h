@@ -38,6 +38,7 @@ struct MorphTarget {
 struct ScenePrimitive {
     std::size_t material = 0;
     Surface surface;
+    std::optional<PaintedSurface> painted;  ///< until the scene is painted; `surface` has no texture coordinates then
     std::vector<Vec3> positions;
     std::vector<Vec3> normals;  ///< or empty
     std::vector<MorphTarget> targets;

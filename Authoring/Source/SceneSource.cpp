@@ -2,6 +2,7 @@
 #include "Authoring/Source/FramePictures.h"
 #include "Authoring/Source/GltfScene.h"
 #include "Authoring/Source/Placement.h"
+#include "Authoring/Source/ScenePaint.h"
 #include "Authoring/Source/ScenePose.h"
 #include "Authoring/Source/SourceFactories.h"
 
@@ -38,14 +39,22 @@ FileRange RangeOfScene(const SourceOptions& options, std::size_t frames) {
     return {first, last + 1};
 }
 
+Scene ReadScene(const SourceOptions& options) {
+    Scene scene = ReadGltfScene(options.input, options.animation,
+                                options.texture.empty() ? Materials::Read : Materials::Ignore, options);
+    PaintScene(scene, options.input, [](const std::vector<SourceMaterial>&, std::size_t, bool hasColours) {
+        return hasColours ? std::nullopt : std::optional(c_NotPainted);
+    });
+    return scene;
+}
+
 class SceneSource final : public MeshSource {
 public:
     explicit SceneSource(const SourceOptions& options)
         : m_Options(options),
-          m_Scene(ReadGltfScene(options.input, options.animation,
-                                options.texture.empty() ? Materials::Read : Materials::Ignore)),
+          m_Scene(ReadScene(options)),
           m_Range(RangeOfScene(options, FramesOf(m_Scene, options))),
-          m_Pictures(options, FramesOf(m_Scene, options), m_Range) {
+          m_Pictures(options, FramesOf(m_Scene, options), m_Range, std::nullopt) {
         m_Pictures.SetMaterialCount(m_Scene.materials.size());
         for (std::size_t material = 0; material < MaterialCount(); ++material) {
             Texture(0, material);

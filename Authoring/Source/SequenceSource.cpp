@@ -6,6 +6,7 @@
 #include "Authoring/Source/ObjFile.h"
 #include "Authoring/Source/Placement.h"
 #include "Authoring/Source/PlyFile.h"
+#include "Authoring/Source/ScenePaint.h"
 #include "Authoring/Source/ScenePose.h"
 #include "Authoring/Source/SourceFactories.h"
 
@@ -24,21 +25,44 @@ struct FileFrame {
     std::vector<SourcePart> parts;  ///< `material` is a place in `materials`
 };
 
-FileFrame ReadScene(const std::string& path, Materials materials) {
-    Scene scene = ReadGltfScene(path, std::nullopt, materials);
+FileFrame ReadScene(const std::string& path, Materials materials, const SourceOptions& options,
+                    const PaintSizeOf& sizeOf) {
+    Scene scene = ReadGltfScene(path, std::nullopt, materials, options);
+    PaintScene(scene, path, sizeOf);
     return {scene.materials, PoseAt(scene, 0).parts};
 }
 
-FileFrame ReadMesh(const std::string& path, Materials materials) {
-    const LoadedMesh loaded = ExtensionOf(path) == "obj" ? ReadObj(path, materials) : ReadPly(path, materials);
-    FileFrame frame;
-    frame.materials = loaded.materials;
-    for (const LoadedPart& part : loaded.parts) {
-        const SourceMaterial& look = loaded.materials[part.material];
-        const bool hasPicture = materials == Materials::Ignore || look.picture.has_value();
-        const std::string name = look.name.empty() ? path : path + ": material '" + look.name + "'";
-        frame.parts.push_back({part.material, Finish(part, hasPicture, name)});
+FileFrame ReadMesh(const std::string& path, Materials materials, const SourceOptions& options,
+                   const PaintSizeOf& sizeOf) {
+    SkippedNames skipped(options.skipMeshes);
+    LoadedMesh loaded;
+    if (ExtensionOf(path) == "obj") {
+        loaded = ReadObj(path, materials, skipped);
+    } else {
+        skipped.Check(path);
+        loaded = ReadPly(path, materials);
     }
+    FileFrame frame;
+    for (LoadedPart& part : loaded.parts) {
+        SourceMaterial& look = loaded.materials[part.material];
+        if (part.dropsColours && options.pWarnings != nullptr) {
+            options.pWarnings->Add(c_DroppedColours, path);
+        }
+        const bool hasPicture = materials == Materials::Ignore || look.picture.has_value();
+        const std::optional<PictureSize> size =
+            hasPicture ? c_NotPainted : sizeOf(loaded.materials, part.material, !part.colours.empty());
+        if (size == c_NotPainted) {
+            frame.parts.push_back({part.material, Finish(part, hasPicture)});
+            continue;
+        }
+        if (part.colours.empty()) {
+            part.colours.assign(part.mesh.positions.size(), look.colour);
+        }
+        PaintedSurface surface = SurfaceOf(part.mesh.faces, part.colours);
+        look.painting = std::make_shared<const Painting>(Paint({&surface}, c_White, size, path));
+        frame.parts.push_back({part.material, FinishPainted(part.mesh, std::move(surface))});
+    }
+    frame.materials = loaded.materials;
     return frame;
 }
 
@@ -52,11 +76,11 @@ void MergeParts(FileFrame& frame) {
     frame.materials.resize(1);
 }
 
-FileFrame ReadFrame(const std::string& path, const SourceOptions& options) {
+FileFrame ReadFrame(const std::string& path, const SourceOptions& options, const PaintSizeOf& sizeOf) {
     const Materials materials = options.texture.empty() ? Materials::Read : Materials::Ignore;
     const std::string extension = ExtensionOf(path);
-    FileFrame frame =
-        extension == "glb" || extension == "gltf" ? ReadScene(path, materials) : ReadMesh(path, materials);
+    FileFrame frame = extension == "glb" || extension == "gltf" ? ReadScene(path, materials, options, sizeOf)
+                                                                : ReadMesh(path, materials, options, sizeOf);
     if (materials == Materials::Ignore) {
         MergeParts(frame);
     }
@@ -86,7 +110,7 @@ public:
 
     SourceFrame Frame(std::size_t frame) const override {
         const std::shared_ptr<const FileFrame> loaded = Load(frame);
-        const std::vector<std::size_t> materials = MaterialsOf(*loaded, frame);
+        const std::vector<std::size_t> materials = MaterialsOf(loaded->materials, frame);
         std::map<std::size_t, Mesh> meshes;
         for (const SourcePart& part : loaded->parts) {
             meshes[materials[part.material]] = part.mesh;
@@ -106,7 +130,7 @@ public:
             return m_Pictures.Get(m_Pictures.NamedFor(frame), material, FrameName(frame));
         }
         const std::shared_ptr<const FileFrame> loaded = Load(frame);
-        const std::vector<std::size_t> materials = MaterialsOf(*loaded, frame);
+        const std::vector<std::size_t> materials = MaterialsOf(loaded->materials, frame);
         for (std::size_t i = 0; i < materials.size(); ++i) {
             if (materials[i] == material) {
                 return m_Pictures.Get(loaded->materials[i], material, FrameName(frame));
@@ -121,10 +145,11 @@ private:
         : m_Options(options),
           m_Files(std::move(files)),
           m_Range(RangeOf(m_Files, options.input, options.firstFrame, options.lastFrame)),
-          m_Pictures(options, m_Files.paths.size(), m_Range),
+          m_Pictures(options, m_Files.paths.size(), m_Range, NumbersInNames(m_Files, options.input)),
           m_Frames(c_CachedFrames) {
         for (const SourceMaterial& material : Load(0)->materials) {
             m_MaterialNames.push_back(material.name);
+            m_PaintSizes.push_back(material.painting ? material.painting->size : c_NotPainted);
         }
         m_Pictures.SetMaterialCount(m_MaterialNames.size());
         for (std::size_t material = 0; material < m_MaterialNames.size(); ++material) {
@@ -133,12 +158,30 @@ private:
     }
 
     std::shared_ptr<const FileFrame> Load(std::size_t frame) const {
-        return m_Frames.Get(frame, [&] { return ReadFrame(FrameName(frame), m_Options); });
+        return m_Frames.Get(frame, [&] {
+            return ReadFrame(FrameName(frame), m_Options,
+                             [&](const std::vector<SourceMaterial>& materials, std::size_t material, bool hasColours) {
+                                 return PaintSize(materials, material, hasColours, frame);
+                             });
+        });
+    }
+
+    /// Pictures keep the size that they have in the first frame, which may choose it.
+    std::optional<PictureSize> PaintSize(const std::vector<SourceMaterial>& materials, std::size_t material,
+                                         bool hasColours, std::size_t frame) const {
+        if (frame == 0) {
+            return hasColours ? std::nullopt : std::optional(c_NotPainted);
+        }
+        const PictureSize size = m_PaintSizes.at(MaterialsOf(materials, frame)[material]);
+        if (hasColours && size == c_NotPainted) {
+            throw InputError(FrameName(frame) + ": has vertex colours, unlike the first frame");
+        }
+        return size;
     }
 
     /// Which of the first frame's materials those of another frame are: by their names, or by their order when names
     /// differ but not their number, as where each file's material is named after the file.
-    std::vector<std::size_t> MaterialsOf(const FileFrame& loaded, std::size_t frame) const {
+    std::vector<std::size_t> MaterialsOf(const std::vector<SourceMaterial>& looks, std::size_t frame) const {
         std::map<std::string, std::size_t> byName;
         for (std::size_t i = 0; i < m_MaterialNames.size(); ++i) {
             byName.emplace(m_MaterialNames[i], i);
@@ -146,18 +189,18 @@ private:
         std::map<std::size_t, std::size_t> found;  // material -> place in the frame
         std::vector<std::size_t> materials;
         std::string unknown;
-        for (std::size_t i = 0; i < loaded.materials.size(); ++i) {
-            const auto known = byName.find(loaded.materials[i].name);
+        for (std::size_t i = 0; i < looks.size(); ++i) {
+            const auto known = byName.find(looks[i].name);
             if (known == byName.end() || !found.emplace(known->second, i).second) {
-                unknown = loaded.materials[i].name;
+                unknown = looks[i].name;
                 break;
             }
             materials.push_back(known->second);
         }
-        if (materials.size() == loaded.materials.size()) {
+        if (materials.size() == looks.size()) {
             return materials;
         }
-        if (loaded.materials.size() != m_MaterialNames.size()) {
+        if (looks.size() != m_MaterialNames.size()) {
             throw InputError(FrameName(frame) + ": the first frame has no material '" + unknown + "'");
         }
         materials.clear();
@@ -171,6 +214,7 @@ private:
     const FileSequence m_Files;
     const FileRange m_Range;
     std::vector<std::string> m_MaterialNames;
+    std::vector<PictureSize> m_PaintSizes;  ///< for each material, that of the first frame's painting
     mutable FramePictures m_Pictures;
     mutable LoadingCache<std::size_t, FileFrame> m_Frames;
 };

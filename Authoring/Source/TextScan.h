@@ -33,6 +33,11 @@ inline std::string_view TakeLine(std::string_view& text) {
     return !line.empty() && line.back() == '\r' ? line.substr(0, line.size() - 1) : line;
 }
 
+/// Editors on Windows begin UTF-8 files with one.
+inline std::string_view WithoutByteOrderMark(std::string_view text) {
+    return text.substr(0, 3) == "\xEF\xBB\xBF" ? text.substr(3) : text;
+}
+
 inline std::string_view WithoutBlanksAround(std::string_view text) {
     while (!text.empty() && IsBlank(text.front())) {
         text.remove_prefix(1);

@@ -29,9 +29,9 @@ float InPicture(float value, float period, Wrap wrap) {
     return wrap == Wrap::Mirror && std::fmod(period, 2.0F) != 0 ? 1 - inside : inside;
 }
 
-[[noreturn]] void FailAcrossEdge(const std::array<Vec2, 3>& corners, const std::string& name) {
+[[noreturn]] void FailAcrossEdge(const std::array<Vec2, 3>& corners, const std::string& place) {
     std::ostringstream text;
-    text << name << ": a triangle reaches across the edge of the picture, which cannot repeat inside a clip; its"
+    text << place << ": a triangle reaches across the edge of the picture, which cannot repeat inside a clip; its"
          << " texture coordinates are";
     for (const Vec2& corner : corners) {
         text << " (" << corner.u << ", " << corner.v << ")";
@@ -42,10 +42,12 @@ float InPicture(float value, float period, Wrap wrap) {
 /// Vertices by origin and period; the first period that an input vertex is seen in keeps the vertex's place.
 class Builder {
 public:
-    Builder(const std::vector<Vec2>& texCoords, WrapModes wrap, const std::string& name)
-        : m_Input(texCoords), m_Wrap(wrap), m_Name(name), m_Periods(texCoords.size()), m_Used(texCoords.size()) {}
+    using PlaceOf = std::function<std::string(std::size_t face)>;
 
-    void Add(const TarnMeshFace& face) {
+    Builder(const std::vector<Vec2>& texCoords, WrapModes wrap, const PlaceOf& placeOf)
+        : m_Input(texCoords), m_Wrap(wrap), m_PlaceOf(placeOf), m_Periods(texCoords.size()), m_Used(texCoords.size()) {}
+
+    void Add(const TarnMeshFace& face, std::size_t number) {
         const UINT32* v = face.v;
         if (v[0] == v[1] || v[1] == v[2] || v[2] == v[0]) {
             return;
@@ -53,13 +55,13 @@ public:
         const std::array<Vec2, 3> corners{m_Input[v[0]], m_Input[v[1]], m_Input[v[2]]};
         for (const Vec2& corner : corners) {
             if (!std::isfinite(corner.u) || !std::isfinite(corner.v)) {
-                throw InputError(m_Name + ": a texture coordinate is not a finite number");
+                throw InputError(m_PlaceOf(number) + ": a texture coordinate is not a finite number");
             }
         }
         Vec2 period{0, 0};
         if ((m_Wrap.u != Wrap::Clamp && !FindPeriod({corners[0].u, corners[1].u, corners[2].u}, period.u)) ||
             (m_Wrap.v != Wrap::Clamp && !FindPeriod({corners[0].v, corners[1].v, corners[2].v}, period.v))) {
-            FailAcrossEdge(corners, m_Name);
+            FailAcrossEdge(corners, m_PlaceOf(number));
         }
         m_Faces.push_back({{VertexIn(v[0], period), VertexIn(v[1], period), VertexIn(v[2], period)}});
     }
@@ -114,7 +116,7 @@ private:
 
     const std::vector<Vec2>& m_Input;
     const WrapModes m_Wrap;
-    const std::string& m_Name;
+    const PlaceOf& m_PlaceOf;
     std::vector<Vec2> m_Periods;
     std::vector<bool> m_Used;
     std::vector<Split> m_Splits;
@@ -125,10 +127,10 @@ private:
 }  // namespace
 
 Surface FitIntoPicture(const std::vector<Vec2>& texCoords, const std::vector<TarnMeshFace>& faces, WrapModes wrap,
-                       const std::string& name) {
-    Builder builder(texCoords, wrap, name);
-    for (const TarnMeshFace& face : faces) {
-        builder.Add(face);
+                       const std::function<std::string(std::size_t face)>& placeOf) {
+    Builder builder(texCoords, wrap, placeOf);
+    for (std::size_t i = 0; i < faces.size(); ++i) {
+        builder.Add(faces[i], i);
     }
     return builder.Finish();
 }

@@ -3,6 +3,7 @@
 
 #include "Authoring/Mesh.h"
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -25,10 +26,11 @@ struct Surface {
 
 /// Leaves out faces that have a vertex twice and vertices without a face, and brings texture coordinates into [0, 1].
 /// Vertices keep their order. A vertex whose triangles lie in different periods of a repeated picture becomes several;
-/// those are at the end. Throws InputError, beginning with `name`, for texture coordinates that are not finite and for
-/// a triangle that reaches across the picture's edge by more than 1/256 of it. Faces must index `texCoords`.
+/// those are at the end. Throws InputError, beginning with the face's place in the input, for texture coordinates that
+/// are not finite and for a triangle that reaches across the picture's edge by more than 1/256 of it. Faces must index
+/// `texCoords`.
 Surface FitIntoPicture(const std::vector<Vec2>& texCoords, const std::vector<TarnMeshFace>& faces, WrapModes wrap,
-                       const std::string& name);
+                       const std::function<std::string(std::size_t face)>& placeOf);
 
 template <class Value>
 std::vector<Value> Gather(const std::vector<Value>& values, const std::vector<UINT32>& origin) {

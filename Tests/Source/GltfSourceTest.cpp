@@ -173,6 +173,51 @@ TEST_F(GltfSourceTest, AFileOfASequenceIsAFrameInItsRestPose) {
     EXPECT_EQ(FirstX(Options("s/f%d.glb")), "1000 2000 ");
 }
 
+TEST_F(GltfSourceTest, WhatDoesNotChangeTheSurfaceIsSkippedWithAWarning) {
+    GltfBuilder builder;
+    const std::size_t mesh = builder.Triangle();
+    builder.root["meshes"][mesh]["name"] = "body";
+    builder.Append("nodes", {{"mesh", mesh}, {"children", {1}}, {"translation", {5, 0, 0}}});
+    builder.Append("nodes", {{"mesh", mesh}, {"name", "prop"}});
+    builder.Append("nodes", {{"extensions", {{"KHR_lights_punctual", {{"light", 0}}}}}});
+    builder.Append("scenes", {{"nodes", {0, 1, 2}}});
+    builder.root["extensionsRequired"] = {"KHR_lights_punctual", "KHR_materials_unlit"};
+    Warnings warnings;
+    SourceOptions options = WriteScene(builder);
+    options.pWarnings = &warnings;
+    EXPECT_EQ(CornersOf(OnlyMesh(options)), "(5 0 0)(6 0 0)(5 1 0) (5 0 0)(6 0 0)(5 1 0) ")
+        << "once each, with the parent's transform";
+    const std::string file = PathOf("a.glb");
+    EXPECT_EQ(warnings.TakeNew(),
+              (std::vector<std::string>{file + ": the glTF extension KHR_lights_punctual is ignored",
+                                        file + ": node 1: a node with a parent is listed as a root of the scene; it "
+                                               "stays with its parent"}));
+    options.skipMeshes = {"prop"};
+    EXPECT_EQ(OnlyMesh(options).faces.size(), 1U);
+    options.skipMeshes = {"prop", "body"};
+    ExpectContains(ErrorOf(options), "no triangles");
+    options.skipMeshes = {"bodies"};
+    ExpectContains(ErrorOf(options), "a.glb: has no mesh 'bodies' to skip; its meshes are 'body', 'prop'");
+    builder.root["animations"] = {
+        {{"channels",
+          {{{"sampler", 0},
+            {"target",
+             {{"path", "pointer"},
+              {"extensions", {{"KHR_animation_pointer", {{"pointer", "/nodes/0/translation"}}}}}}}}}},
+         {"samplers", Json::array()}}};
+    ExpectContains(ErrorOfScene(builder), "animation 0 moves nodes by");
+    builder.root["extensionsRequired"] = {"KHR_draco_mesh_compression"};
+    ExpectContains(ErrorOfScene(builder), "export the scene without mesh compression");
+
+    WritePicture("t.png", 2, 0);
+    Write("a.obj", "v 0 0 0\nv 1 0 0\nv 0 1 0\nvt 0 0\no body\nf 1/1 2/1 3/1\no floor\ng a b\nf 3/1 2/1 1/1\n");
+    options = Options("a.obj", "t.png");
+    for (const char* const name : {"floor", "b"}) {
+        options.skipMeshes = {name};
+        EXPECT_EQ(CornersOf(OnlyMesh(options)), "(0 0 0)(1 0 0)(0 1 0) ") << name;
+    }
+}
+
 TEST_F(GltfSourceTest, BrokenScenesAreRefused) {
     GltfBuilder good;
     const std::size_t mesh = good.Triangle();

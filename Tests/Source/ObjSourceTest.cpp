@@ -13,10 +13,12 @@ const std::string c_Square = "v 0 0 0\nv 1 0 0\nv 1 1 0\nv 0 1 0\nvt 0 0\nvt 1 0
 TEST_F(ObjSourceTest, PolygonsIndicesAndMaterialsAreReadAndVIsFlipped) {
     WritePicture("pictures/skin 1.png", 4, 200);
     Write("m.mtl",
-          "newmtl skin\r\nKd 0 0 0\r\nmap_Kd -clamp on -bm 0.5 pictures\\skin 1.png\r\nnewmtl red\nKd 1 0 0\n");
+          "\xEF\xBB\xBFnewmtl skin\r\nKd 0 0 0\r\nmap_Kd -clamp on -bm 0.5 pictures\\skin 1.png\r\nnewmtl red\nKd 1 0 "
+          "0\n");
     Write("a.obj",
-          "# square, then the same with indices from the end, in another material, then in the first again\n"
-          "mtllib m.mtl\no thing\n" +
+          "\xEF\xBB\xBFmtllib m.mtl\n# square, then the same with indices from the end, in another material, then in "
+          "the first again\n"
+          "o thing\n" +
               c_Square +
               "vn 0 0 1\nusemtl skin\nf 1/1/1 2/2/1 \\\n 3/3/1 4/4/1\nusemtl red\nl 1 2\nf -4//1 -3//1 -2//1\n"
               "usemtl skin\nf 1/1/1 1/1/1 2/2/1\nf 4/4/1 3/3/1 2/2/1\n");
@@ -60,8 +62,10 @@ TEST_F(ObjSourceTest, RepeatedTexturesAreBroughtInsideByTriangle) {
           "f 1/1 2/2 3/3\nf 2/2 4/5 2/4\nf 2/2 4/5 3/4\n");
     EXPECT_EQ(CornersOf(OnlyMesh(Options("a.obj", "t.png")), true),
               "(0 0 0|0.5 1)(1 0 0|1 1)(0 1 0|0.5 0) (1 0 0|0 1)(1 1 0|0.5 0)(0 1 0|0 1) ");
-    Write("b.obj", c_Square + "vt 1.5 0\nf 1/1 2/5 3/3\n");
-    ExpectContains(ErrorOf(Options("b.obj", "t.png")), "b.obj: a triangle reaches across the edge of the picture");
+    Write("b.obj", c_Square + "vt 1.5 0.25\nf 1/1 2/2 3/3\nf 1/1 2/5 3/3\n");
+    const std::string error = ErrorOf(Options("b.obj", "t.png"));
+    ExpectContains(error, "b.obj:11: a triangle reaches across the edge of the picture");
+    ExpectContains(error, "(0, 0) (1.5, 0.25) (1, 1)");
 }
 
 TEST_F(ObjSourceTest, ErrorsNameFileAndLine) {

@@ -34,6 +34,7 @@ TEST_F(SequenceTest, PatternsGlobsAndFoldersMeanFilesInOrder) {
     }
     Write("scan/f008.obj.txt", "not a mesh");
     Write("scan/notes.txt", "not a mesh");
+    Write("scan/._f9.obj", "what macOS leaves");
     EXPECT_EQ(FirstPositions(Options("scan", "t.png")), "8 9 10 11 ");
     EXPECT_EQ(FirstPositions(Options("scan/f?.obj", "t.png")), "8 9 ");
     SourceOptions options = Options("scan/f%d.obj", "t.png");
@@ -75,9 +76,10 @@ TEST_F(SequenceTest, MissingAndMixedFilesAreNamed) {
     ExpectContains(ErrorOf(Options("none_%x.obj")), "a pattern needs a number");
 }
 
-TEST_F(SequenceTest, EachFrameHasItsPicture) {
+TEST_F(SequenceTest, EachFrameHasThePictureOfItsNumber) {
     for (const int i : {1, 2, 3}) {
         WriteMesh("m" + std::to_string(i) + ".obj", i);
+        WriteMesh("names/" + std::string(static_cast<std::size_t>(i), 'm') + ".obj", i);
         WritePicture("p" + std::to_string(i) + ".png", 4, static_cast<BYTE>(10 * i));
     }
     SourceOptions options = Options("m%d.obj", "p%d.png");
@@ -88,14 +90,19 @@ TEST_F(SequenceTest, EachFrameHasItsPicture) {
     EXPECT_EQ(source->Texture(1, 0), source->Texture(1, 0));
     const std::unique_ptr<MeshSource> same = OpenMeshSource(Options("m%d.obj", "p1.png"));
     EXPECT_EQ(same->Texture(0, 0), same->Texture(2, 0)) << "one picture for all frames is one pointer";
+    EXPECT_EQ(OpenMeshSource(Options("names", "p%d.png"))->Texture(2, 0)->rgba[0], 30) << "by order without numbers";
 
+    ExpectContains(ErrorOf(Options("m?.obj", "p[13].png")), "there is no picture 2");
+    WritePicture("p4.png", 4, 0);
+    ExpectContains(ErrorOf(Options("m%d.obj", "p%d.png")), "p4.png: " + PathOf("m%d.obj") + " has no frame 4");
+    ExpectContains(ErrorOf(Options("names", "p%d.png")), "4 pictures for the 3 frames");
+    options.lastFrame = 3;
+    EXPECT_EQ(ErrorOf(options), "") << "beside the range nothing matters";
     WritePicture("p3.png", 8, 0);
-    ExpectContains(ErrorOf(Options("m%d.obj", "p%d.png")),
+    ExpectContains(ErrorOf(options),
                    "p3.png: the picture of " + PathOf("m3.obj") + " is 8x8, that of the first frame 4x4");
     Write("p3.png", "no picture");
-    ExpectContains(ErrorOf(Options("m%d.obj", "p%d.png")), "p3.png: not a picture that can be read");
-    WritePicture("p4.png", 4, 0);
-    ExpectContains(ErrorOf(Options("m%d.obj", "p%d.png")), "4 pictures for the 3 frames");
+    ExpectContains(ErrorOf(options), "p3.png: not a picture that can be read");
 }
 
 TEST_F(SequenceTest, MaterialsOfLaterFramesAreThoseOfTheFirst) {

@@ -110,6 +110,12 @@ void AddInputOptions(CLI::App& sub, Arguments& a) {
         ->group("Input");
     sub.add_option("--animation", a.source.animation, "name or number of a scene's animation [the first]")
         ->group("Input");
+    sub.add_option("--skip-mesh", a.source.skipMeshes,
+                   "leave out what has this name: a mesh or node of a scene, an object or group of an OBJ file; may be "
+                   "given several times")
+        ->expected(1)
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
+        ->group("Input");
     sub.add_option("--up", a.up, "the input's upward axis")
         ->check(CLI::IsMember({"y", "z"}))
         ->capture_default_str()

@@ -1,0 +1,26 @@
+// Which meshes of a file to leave out.
+#pragma once
+
+#include <set>
+#include <string>
+#include <vector>
+
+namespace Authoring {
+
+/// For one file.
+class SkippedNames {
+public:
+    explicit SkippedNames(const std::vector<std::string>& names) : m_Names(names.begin(), names.end()) {}
+
+    /// Whether what has this name is to be left out. Remembers the name.
+    bool Contains(const std::string& name);
+
+    /// Throws InputError, beginning with `path`, if the file has none of one of the names; lists those that it has.
+    void Check(const std::string& path) const;
+
+private:
+    const std::set<std::string> m_Names;
+    std::set<std::string> m_Known;
+};
+
+}  // namespace Authoring
