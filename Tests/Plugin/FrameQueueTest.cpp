@@ -164,32 +164,6 @@ TEST_F(FrameQueueTest, AWaitForASlotEndsWhenOneIsFreeOrTheWaitIsCancelled) {
 
 // ---- Workers ----
 
-TEST(WorkerTest, AWakeUpAtAnyMomentIsNotLost) {
-    Worker worker;
-    std::atomic<int> rounds{0};
-    worker.Start("TestWorker", [&] {
-        while (!worker.ExitRequested()) {
-            worker.SleepWhileRequested([] {}, [] {});
-            ++rounds;
-            worker.RequestSleep();
-        }
-    });
-    for (int i = 0; i < 2000; ++i) {
-        const int before = rounds;
-        const auto start = Clock::now();
-        worker.Wake();
-        while (rounds == before) {
-            // A wake-up between test and wait, and one that the worker's own request overtakes, may take a nap each.
-            if (Clock::now() - start > 5s) {
-                FAIL() << "lost in round " << i;
-            }
-            worker.Wake();
-            std::this_thread::yield();
-        }
-    }
-    worker.Join();
-}
-
 TEST(WorkerTest, SleepIsAnnouncedOnceAndReportedUntilWoken) {
     Worker worker;
     std::atomic<int> slept{0}, awoke{0};
