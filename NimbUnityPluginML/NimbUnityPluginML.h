@@ -3,8 +3,8 @@
  * A player is addressed by an integer id. All functions of the first two groups belong to one thread (the script
  * thread); the functions behind the render events belong to the engine's render thread, with its EGL context current.
  * Calls into a player return within a bounded time, whatever its worker threads are doing. Booleans are one byte, 0 or
- * 1; records have the platform's natural alignment, and their sizes are part of the interface. Nothing here throws: a call
- * that runs out of memory or of threads fails, the log says so, and the player can be used further.
+ * 1; records have the platform's natural alignment, and their sizes are part of the interface. Nothing here throws: a
+ * call that runs out of memory or of threads fails, the log says so, and the player can be used further.
  *
  * Usual order:
  *   UnityPluginLoad, UnitySetGraphicsDevice        by the engine, at load
