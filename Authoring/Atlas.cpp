@@ -12,7 +12,7 @@
 #include <stdexcept>
 #include <string>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 namespace {
 
 constexpr std::size_t c_Margin = 4;  // on each side of a texture
@@ -218,4 +218,4 @@ std::array<float, 6> SlotTransform(const AtlasLayout& layout, std::size_t slot) 
     return SolveTransform(wanted).value();
 }
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

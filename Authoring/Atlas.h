@@ -11,7 +11,7 @@
 #include <cstddef>
 #include <vector>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 
 struct PictureSize {
     std::size_t width = 0;
@@ -54,4 +54,4 @@ Image ComposeAtlas(const AtlasLayout& layout, const std::vector<const Image*>& t
 /// The stored coefficients that carry a texture's coordinates to its slot.
 std::array<float, 6> SlotTransform(const AtlasLayout& layout, std::size_t slot);
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

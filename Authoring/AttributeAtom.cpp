@@ -14,7 +14,7 @@
 #include <cstdio>
 #include <cstring>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 namespace {
 
 // Property-variant codes.
@@ -110,4 +110,4 @@ std::vector<BYTE> WriteAttributeAtom(const FileAttributes& attributes, AtomForm 
     return std::move(atom).Finish();
 }
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

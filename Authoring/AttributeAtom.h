@@ -8,7 +8,7 @@
 #include <optional>
 #include <vector>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 
 /// What a player reports about a file before it has decoded any frame of it.
 struct FileAttributes {
@@ -31,4 +31,4 @@ constexpr std::size_t c_AttributeAtomWindow = 1024;
 /// The complete box, size and type included.
 std::vector<BYTE> WriteAttributeAtom(const FileAttributes& attributes, AtomForm form = AtomForm::Plain);
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

@@ -3,7 +3,7 @@
 
 #include "Authoring/ByteWriter.h"
 
-namespace Authoring {
+namespace Nimb::Authoring {
 
 class BitWriter {
 public:
@@ -44,4 +44,4 @@ private:
     UINT32 m_NumBits = 0;
 };
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

@@ -7,7 +7,7 @@
 #include <type_traits>
 #include <vector>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 
 using Bytes = std::vector<BYTE>;
 
@@ -47,4 +47,4 @@ private:
     Bytes m_Bytes;
 };
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

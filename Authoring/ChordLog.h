@@ -5,7 +5,7 @@
 
 #include <cstring>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 
 /// Binary logarithm by chords between powers of two: the same on every machine, and fast. For normal positive numbers.
 inline double ChordLog2(double value) {
@@ -14,4 +14,4 @@ inline double ChordLog2(double value) {
     return static_cast<double>(bits) * 0x1p-52 - 1023.0;
 }
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

@@ -6,7 +6,7 @@
 #include <cmath>
 #include <stdexcept>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 namespace {
 
 namespace VertexVersion = NTarnStudioVertexVersion;
@@ -81,4 +81,4 @@ double DecodeAndMeasure(const Bytes& section, CStreamingMeshHeader header, const
     return largest;
 }
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

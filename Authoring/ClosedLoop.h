@@ -5,7 +5,7 @@
 #include "Authoring/Mesh.h"
 #include "NimbCore/NimbMeshReader.h"
 
-namespace Authoring {
+namespace Nimb::Authoring {
 
 /// Decodes a vertex section, normals included, into a context and returns the largest distance between what a player
 /// shows and `targets`. The vertex version of `header` says which decoder; its vertex count is taken from `targets`.
@@ -13,4 +13,4 @@ namespace Authoring {
 double DecodeAndMeasure(const Bytes& section, CStreamingMeshHeader header, const std::vector<Vec3>& targets,
                         Nimb::CNimbMeshReaderCtx& ctx);
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

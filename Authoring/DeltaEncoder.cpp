@@ -8,7 +8,7 @@
 #include <limits>
 #include <stdexcept>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 namespace {
 
 using Histogram = std::array<std::size_t, 256>;
@@ -374,4 +374,4 @@ Bytes WriteHuffmanDeltas(const DeltaCorrections& original) {
     return out.Take();
 }
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

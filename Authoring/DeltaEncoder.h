@@ -6,7 +6,7 @@
 #include "Authoring/Mesh.h"
 #include "NimbCore/NimbMeshReader.h"
 
-namespace Authoring {
+namespace Nimb::Authoring {
 
 /// The decoder's position histories before the frame, unclamped, as its context holds them.
 struct DeltaHistory {
@@ -44,4 +44,4 @@ Bytes WritePlainDeltas(const DeltaCorrections& corrections);
 Bytes WriteGolombDeltas(const DeltaCorrections& corrections);
 Bytes WriteHuffmanDeltas(const DeltaCorrections& corrections);
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <stdexcept>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 namespace {
 
 namespace VertexVersion = NTarnStudioVertexVersion;
@@ -111,4 +111,4 @@ DeltaSection ChooseDeltaSection(const Nimb::CNimbMeshReaderCtx& ctx, TransformDe
     return PickSmallest(EncodeAll(history, transformDeltas, ordered, options.maxError), options.maxError);
 }
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

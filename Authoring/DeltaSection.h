@@ -7,7 +7,7 @@
 
 #include <optional>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 
 struct DeltaSection {
     BYTE vertexVersion = 0;
@@ -21,4 +21,4 @@ struct DeltaSection {
 DeltaSection ChooseDeltaSection(const Nimb::CNimbMeshReaderCtx& ctx, TransformDeltaEncoder& transformDeltas,
                                 const Mesh& ordered, const Box& box, const DeltaFrameOptions& options);
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

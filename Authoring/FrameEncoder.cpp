@@ -11,7 +11,7 @@
 #include <numeric>
 #include <stdexcept>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 namespace {
 
 namespace HeaderVersion = NTarnStudioMeshHeaderVersion;
@@ -427,4 +427,4 @@ void FrameEncoder::SweepStates() {
     }
 }
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

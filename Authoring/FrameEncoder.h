@@ -15,7 +15,7 @@
 #include <optional>
 #include <vector>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 
 struct EncodedFrame {
     Bytes bytes;
@@ -117,4 +117,4 @@ private:
     std::size_t m_FramesSinceAllKeys = 0;  // of NextTemporalFrame
 };
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

@@ -2,7 +2,7 @@
 
 #include <stdexcept>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 
 void SetBox(CStreamingMeshHeader& header, const Box& box) {
     header.m_BBoxMin[0] = box.min.x;
@@ -48,4 +48,4 @@ void WriteFrameHeader(const CStreamingMeshHeader& header, ByteWriter& out) {
     }
 }
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

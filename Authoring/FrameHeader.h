@@ -5,7 +5,7 @@
 #include "Authoring/Mesh.h"
 #include "NimbCore/NimbMeshReader.h"
 
-namespace Authoring {
+namespace Nimb::Authoring {
 
 /// Appends the fields that the header's own version and flags call for. Versions 5, 6 and 7; std::invalid_argument for
 /// any other, since readers convert or refuse those.
@@ -13,4 +13,4 @@ void WriteFrameHeader(const CStreamingMeshHeader& header, ByteWriter& out);
 
 void SetBox(CStreamingMeshHeader& header, const Box& box);
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

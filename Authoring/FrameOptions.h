@@ -5,7 +5,7 @@
 
 #include <optional>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 
 enum class IndexCoding { List1, List2, EdgeBreaker, Strips1, Strips2 };
 
@@ -39,4 +39,4 @@ struct DeltaFrameOptions : FrameOptions {
                           ///< allow (Transform needs a limit)
 };
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

@@ -6,7 +6,7 @@
 #include <cstddef>
 #include <vector>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 
 /// 8-bit RGBA, not premultiplied; rows from top to bottom without gaps.
 struct Image {
@@ -21,4 +21,4 @@ struct Image {
     const BYTE* Pixel(std::size_t x, std::size_t y) const { return &rgba[(y * width + x) * 4]; }
 };
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

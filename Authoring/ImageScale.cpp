@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 namespace {
 
 constexpr std::size_t c_Channels = 4;
@@ -73,4 +73,4 @@ Image ScaleImage(const Image& image, std::size_t width, std::size_t height) {
     return out;
 }
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

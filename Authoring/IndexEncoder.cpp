@@ -4,7 +4,7 @@
 #include <array>
 #include <limits>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 namespace {
 
 /// Bytes of the shortest two's complement form.
@@ -225,4 +225,4 @@ std::vector<TarnMeshFace> FacesOfStrip(const std::vector<UINT32>& strip) {
     return faces;
 }
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

@@ -7,7 +7,7 @@
 
 #include <vector>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 
 /// Version 1: 32-bit indices as they are. Serves lists and strips alike.
 Bytes WriteRawIndices(const std::vector<UINT32>& indices);
@@ -38,4 +38,4 @@ std::vector<TarnMeshFace> FacesOfStrip(const std::vector<UINT32>& strip);
 /// Lists as the indices that they are.
 std::vector<UINT32> FlattenFaces(const std::vector<TarnMeshFace>& faces);
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

@@ -5,7 +5,7 @@
 #include <cmath>
 #include <cstddef>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 
 /// Normal equations of `N` unknowns with `Rhs` right-hand sides: sums of weight x row x row and weight x row x value.
 template <std::size_t N, std::size_t Rhs>
@@ -63,4 +63,4 @@ private:
     std::array<std::array<double, Rhs>, N> m_Values{};
 };
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

@@ -6,7 +6,7 @@
 #include <algorithm>
 #include <vector>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 
 struct Vec2 {
     float u, v;
@@ -47,4 +47,4 @@ inline Box BoundingBox(const std::vector<Vec3>& positions) {
     return box;
 }
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

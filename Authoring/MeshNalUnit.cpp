@@ -13,7 +13,7 @@
 #include <limits>
 #include <stdexcept>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 namespace {
 
 constexpr BYTE c_StartCode[] = {0x00, 0x00, 0x01};
@@ -85,4 +85,4 @@ std::vector<BYTE> WriteMeshNalUnit(const BYTE* meshFrame, std::size_t size, NalF
     return unit;
 }
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

@@ -6,7 +6,7 @@
 #include <cstddef>
 #include <vector>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 
 enum class NalFraming {
     AnnexB,  ///< begins with the start code 00 00 01
@@ -18,4 +18,4 @@ enum class NalFraming {
 /// std::length_error when the escaped payload does not fit the unit's signed 32-bit size field.
 std::vector<BYTE> WriteMeshNalUnit(const BYTE* meshFrame, std::size_t size, NalFraming framing);
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

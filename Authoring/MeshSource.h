@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 
 /// What is wrong with an input. The text names the file and, where there is one, the line or the frame.
 class InputError : public std::runtime_error {
@@ -50,4 +50,4 @@ public:
     virtual std::shared_ptr<const Image> Texture(std::size_t frame, std::size_t material) const = 0;
 };
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

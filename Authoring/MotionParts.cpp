@@ -14,7 +14,7 @@
 #include <limits>
 #include <numeric>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 namespace {
 
 using Nimb::Float4;
@@ -345,4 +345,4 @@ std::vector<PartMap> FindParts(const std::vector<const std::vector<Vec3>*>& pose
     return Search(poses, search).Run();
 }
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

@@ -5,7 +5,7 @@
 
 #include <vector>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 
 /// The part of each vertex: at most 64 of them, numbered from 0 without gaps.
 using PartMap = std::vector<BYTE>;
@@ -23,4 +23,4 @@ struct PartSearch {
 /// many as it found worth having; a single one when few suffice. Deterministic.
 std::vector<PartMap> FindParts(const std::vector<const std::vector<Vec3>*>& poses, const PartSearch& search);
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

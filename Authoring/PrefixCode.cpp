@@ -5,7 +5,7 @@
 
 #include <algorithm>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 
 using namespace Nimb::TransformDeltas;
 
@@ -131,4 +131,4 @@ UINT64 PrefixCodedBits(const std::vector<UINT32>& counts) {
     return bits;
 }
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

@@ -7,7 +7,7 @@
 
 #include <vector>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 
 /// Exponential Golomb code of the section's plain numbers: p ones and a zero, then p + order bits.
 void WriteGolombNumber(BitWriter& out, UINT32 value, UINT32 order);
@@ -32,4 +32,4 @@ private:
 /// What the best code for these counts comes to: its table and all counted symbols.
 UINT64 PrefixCodedBits(const std::vector<UINT32>& counts);
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

@@ -9,7 +9,7 @@
 #include <algorithm>
 #include <stdexcept>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 namespace {
 
 namespace VertexVersion = NTarnStudioVertexVersion;
@@ -225,4 +225,4 @@ std::vector<EncodedFrame> EncodeSegment(const std::vector<ClipMoment>& moments, 
     return segment.TakeBest();
 }
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

@@ -6,7 +6,7 @@
 
 #include <vector>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 
 /// All sub-meshes at one moment.
 using ClipMoment = std::vector<ClipSubMesh>;
@@ -19,4 +19,4 @@ using ClipMoment = std::vector<ClipSubMesh>;
 /// have been asked for. std::invalid_argument for meshes and options that cannot be encoded.
 std::vector<EncodedFrame> EncodeSegment(const std::vector<ClipMoment>& moments, const ClipOptions& options);
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

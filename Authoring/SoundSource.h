@@ -3,7 +3,7 @@
 
 #include <cstddef>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 
 /// 48000 samples a second, stereo. Belongs to one thread.
 class SoundSource {
@@ -18,4 +18,4 @@ public:
     virtual std::size_t DamagedPackets() const { return 0; }
 };
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

@@ -2,7 +2,7 @@
 
 #include <cmath>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 
 Nimb::STransform PlaceInAtlas(float scaleU, float scaleV, float offsetU, float offsetV) {
     return {{scaleU, 0.0f, 0.0f, scaleV, offsetU, (1.0f - scaleV) - offsetV}};
@@ -46,4 +46,4 @@ std::optional<std::array<float, 6>> SolveTransform(const Nimb::STransform& wante
     return m;
 }
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

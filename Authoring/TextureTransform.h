@@ -10,7 +10,7 @@
 #include <array>
 #include <optional>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 
 /// The t that maps a sub-mesh's texture coordinates into the atlas by u' = offsetU + scaleU u, v' = offsetV + scaleV v.
 /// (The reader applies t to 1 - v and turns the result back.)
@@ -23,4 +23,4 @@ Nimb::STransform TransformOf(const std::array<float, 6>& m);
 /// t3 is zero.
 std::optional<std::array<float, 6>> SolveTransform(const Nimb::STransform& wanted);
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

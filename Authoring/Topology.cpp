@@ -6,7 +6,7 @@
 #include <algorithm>
 #include <numeric>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 
 bool IsStrips(IndexCoding coding) {
     return coding == IndexCoding::Strips1 || coding == IndexCoding::Strips2;
@@ -108,4 +108,4 @@ Topology ChooseTopology(const Mesh& mesh, const TopologyChoice& choice) {
     return best;
 }
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

@@ -8,7 +8,7 @@
 #include <optional>
 #include <vector>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 
 struct Topology {
     IndexCoding coding = IndexCoding::List1;
@@ -39,4 +39,4 @@ struct TopologyChoice {
 /// none.
 Topology ChooseTopology(const Mesh& mesh, const TopologyChoice& choice);
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

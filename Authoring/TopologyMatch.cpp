@@ -14,7 +14,7 @@
 #include <unordered_map>
 #include <utility>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 namespace {
 
 // Twice the step of the coordinates in a clip: more cannot be told from rounding.
@@ -399,4 +399,4 @@ std::optional<Mesh> InTopologyOf(const Mesh& reference, const Mesh& mesh) {
     return Matcher(reference, mesh).Match();
 }
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

@@ -5,7 +5,7 @@
 
 #include <optional>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 
 /// `mesh` with the vertices and faces of `reference`, as a delta frame needs it: positions and normals are those of
 /// `mesh`, texture coordinates and faces those of `reference`. None when the two are not the same surface: the same
@@ -19,4 +19,4 @@ namespace Authoring {
 /// numbers that are not finite.
 std::optional<Mesh> InTopologyOf(const Mesh& reference, const Mesh& mesh);
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

@@ -10,7 +10,7 @@
 #include <optional>
 #include <stdexcept>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 
 using namespace Nimb::TransformDeltas;
 using Nimb::__vector4;
@@ -299,4 +299,4 @@ std::vector<PartMap> TransformDeltaEncoder::Candidates(double tolerance, std::si
     return FindParts(poses, {tolerance, runBits, maxParts});
 }
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

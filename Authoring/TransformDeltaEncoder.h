@@ -9,7 +9,7 @@
 
 #include <vector>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 
 struct TransformDeltaOptions {
     double maxError = 0.0005;  ///< largest distance of a decoded position from its target that is good enough
@@ -59,4 +59,4 @@ private:
     std::size_t m_NextSearch = 2;  // poses seen when looking for parts is next worth the time
 };
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

@@ -11,7 +11,7 @@
 #include <algorithm>
 #include <cmath>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 
 using namespace Nimb::TransformDeltas;
 using Nimb::Float4;
@@ -352,4 +352,4 @@ FittedTransform FitTransform(const PartSamples& samples, const FitPrecision& pre
     return Fitter(samples, precision, chosen.extrapolation).Fit(chosen.kind);
 }
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

@@ -6,7 +6,7 @@
 
 #include <vector>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 
 /// How precisely transforms are stored and what counts as a hit.
 struct FitPrecision {
@@ -37,4 +37,4 @@ FittedTransform FitTransform(const PartSamples& samples, const FitPrecision& pre
 /// Estimated bits of a vertex's correction when its prediction is off by this distance, squared.
 double CorrectionBits(double squaredDistance, const FitPrecision& precision);
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

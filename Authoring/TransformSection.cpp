@@ -7,7 +7,7 @@
 #include <array>
 #include <numeric>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 
 using namespace Nimb::TransformDeltas;
 
@@ -345,4 +345,4 @@ WrittenTransformSection WriteTransformSection(const TransformSection& section) {
     return {out.Take(), bits.NumBits(), partsBits};
 }
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

@@ -7,7 +7,7 @@
 
 #include <vector>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 
 /// What a section says. Without transforms all parts stand still; `parts` are written when they are not kept and there
 /// are at least two transforms, and are smaller than the number of transforms then.
@@ -28,4 +28,4 @@ struct WrittenTransformSection {
 
 WrittenTransformSection WriteTransformSection(const TransformSection& section);
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

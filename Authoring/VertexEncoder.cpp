@@ -3,7 +3,7 @@
 #include <cmath>
 #include <stdexcept>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 namespace {
 
 constexpr float c_LargestCoordinate = 1e18f;  // extents and their products with 65535 stay far from overflow
@@ -121,4 +121,4 @@ void WriteNormalBlock(const std::vector<Vec3>& normals, ByteWriter& out) {
     }
 }
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

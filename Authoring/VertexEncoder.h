@@ -5,7 +5,7 @@
 #include "Authoring/Mesh.h"
 #include "NimbCore/NimbMeshReader.h"
 
-namespace Authoring {
+namespace Nimb::Authoring {
 
 /// std::invalid_argument unless the arrays fit together, faces stay inside the vertices and every number is finite and
 /// no larger than 1e18.
@@ -19,4 +19,4 @@ void WriteVertexRecords(const Mesh& mesh, const Box& box, bool withNormals, Byte
 /// Three unsigned 16-bit components a vertex.
 void WriteNormalBlock(const std::vector<Vec3>& normals, ByteWriter& out);
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 namespace {
 
 bool IsBefore(const std::string& a, const std::string& b) {
@@ -43,4 +43,4 @@ std::vector<std::string> Warnings::TakeNew() {
     return texts;
 }
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

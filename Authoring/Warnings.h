@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 
 /// Many frames lack the same thing: it is said once, with the number of places. Any thread.
 class Warnings {
@@ -30,4 +30,4 @@ private:
     std::vector<Kind> m_Kinds;
 };
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

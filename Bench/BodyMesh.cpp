@@ -8,9 +8,9 @@
 namespace Bench {
 namespace {
 
-using Authoring::Mesh;
-using Authoring::Vec2;
-using Authoring::Vec3;
+using Nimb::Authoring::Mesh;
+using Nimb::Authoring::Vec2;
+using Nimb::Authoring::Vec3;
 
 constexpr double c_Pi = 3.14159265358979323846;
 

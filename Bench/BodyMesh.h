@@ -14,9 +14,9 @@ constexpr std::size_t c_BodyVertices = 30000;
 constexpr std::size_t c_BodyFaces = 55000;
 
 /// The figure `seconds` into its walk. Topology, vertex order and texture coordinates do not depend on the time.
-Authoring::Mesh MakeBody(double seconds);
+Nimb::Authoring::Mesh MakeBody(double seconds);
 
 /// `count` consecutive frames at 30 frames a second.
-std::vector<Authoring::Mesh> MakeBodyClip(std::size_t count);
+std::vector<Nimb::Authoring::Mesh> MakeBodyClip(std::size_t count);
 
 }  // namespace Bench

@@ -119,7 +119,7 @@ Bytes MakeVideoSample(const Bytes& frame) {
         random = random * 1664525u + 1013904223u;
         sample.push_back(static_cast<BYTE>(random >> 24 | 1));  // never zero: coded pictures hardly ever are
     }
-    const Bytes unit = Authoring::WriteMeshNalUnit(frame.data(), frame.size(), Authoring::NalFraming::AnnexB);
+    const Bytes unit = Nimb::Authoring::WriteMeshNalUnit(frame.data(), frame.size(), Nimb::Authoring::NalFraming::AnnexB);
     sample.insert(sample.end(), unit.begin(), unit.end());
     return sample;
 }

@@ -8,7 +8,7 @@ namespace {
 void EncodeKey(benchmark::State& state, const Subject& subject) {
     std::size_t bytes = 0;
     for (auto _ : state) {
-        bytes = Authoring::FrameEncoder().KeyFrame(subject.frames[0]).bytes.size();
+        bytes = Nimb::Authoring::FrameEncoder().KeyFrame(subject.frames[0]).bytes.size();
     }
     Report(state, subject.Vertices(), subject.Vertices() * 20 + subject.Faces() * 12, bytes);
 }
@@ -16,17 +16,17 @@ void EncodeKey(benchmark::State& state, const Subject& subject) {
 /// An iteration is a frame: the time is the mean of the clip's frames.
 void EncodeClipFrames(benchmark::State& state, const Subject& subject, std::optional<DeltaCoding> coding) {
     constexpr std::size_t interval = 30;
-    Authoring::ClipOptions options;
+    Nimb::Authoring::ClipOptions options;
     options.delta = coding;
     options.maxError = PeerPositionError(subject.frames[0]);
-    std::vector<Authoring::ClipMoment> moments;
+    std::vector<Nimb::Authoring::ClipMoment> moments;
     for (std::size_t i = 0; i < std::min(interval, subject.frames.size()); ++i) {
         moments.push_back({{&subject.frames[i], 0, std::nullopt, false}});
     }
     std::size_t bytes = 0;
     while (state.KeepRunningBatch(static_cast<std::int64_t>(moments.size()))) {
         bytes = 0;
-        for (const Authoring::EncodedFrame& frame : Authoring::EncodeSegment(moments, options)) {
+        for (const Nimb::Authoring::EncodedFrame& frame : Nimb::Authoring::EncodeSegment(moments, options)) {
             bytes += frame.bytes.size();
         }
     }

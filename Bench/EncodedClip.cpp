@@ -15,8 +15,8 @@
 namespace Bench {
 namespace {
 
-using Authoring::Mesh;
-using Authoring::Vec3;
+using Nimb::Authoring::Mesh;
+using Nimb::Authoring::Vec3;
 
 /// Area-weighted vertex normals.
 std::vector<Vec3> MakeNormals(const Mesh& mesh) {
@@ -39,13 +39,13 @@ std::vector<Vec3> MakeNormals(const Mesh& mesh) {
 
 Bytes MakeKeyFrame(const Subject& subject, IndexCoding coding, bool normals) {
     Mesh mesh = subject.frames[0];
-    Authoring::KeyFrameOptions options;
+    Nimb::Authoring::KeyFrameOptions options;
     options.indices = coding;
     options.normals = normals;
     if (normals) {
         mesh.normals = MakeNormals(mesh);
     }
-    return Authoring::FrameEncoder().KeyFrame(mesh, options).bytes;
+    return Nimb::Authoring::FrameEncoder().KeyFrame(mesh, options).bytes;
 }
 
 BYTE VertexVersionOf(DeltaCoding coding) {
@@ -64,17 +64,17 @@ BYTE VertexVersionOf(DeltaCoding coding) {
 }
 
 EncodedClip MakeClip(const Subject& subject, DeltaCoding coding) {
-    Authoring::FrameEncoder encoder;
-    Authoring::KeyFrameOptions key;
+    Nimb::Authoring::FrameEncoder encoder;
+    Nimb::Authoring::KeyFrameOptions key;
     key.indices = IndexCoding::List2;  // keeps the vertices as they are, so that counts stay comparable
-    Authoring::DeltaFrameOptions delta;
+    Nimb::Authoring::DeltaFrameOptions delta;
     delta.coding = coding;
     delta.maxError = PeerPositionError(subject.frames[0]);
     EncodedClip clip;
     clip.wantedError = delta.maxError;
     clip.frames.push_back(encoder.KeyFrame(subject.frames[0], key).bytes);
     for (std::size_t i = 1; i < subject.frames.size(); ++i) {
-        Authoring::EncodedFrame frame = encoder.DeltaFrame(subject.frames[i], delta);
+        Nimb::Authoring::EncodedFrame frame = encoder.DeltaFrame(subject.frames[i], delta);
         if (frame.isKeyFrame || frame.vertexVersion != VertexVersionOf(coding)) {
             throw std::runtime_error(subject.name + ": frame " + std::to_string(i) + " came out as vertex version " +
                                      std::to_string(frame.vertexVersion));
@@ -88,7 +88,7 @@ EncodedClip MakeClip(const Subject& subject, DeltaCoding coding) {
 }  // namespace
 
 double PeerPositionError(const Mesh& mesh) {
-    const Authoring::Box box = Authoring::BoundingBox(mesh.positions);
+    const Nimb::Authoring::Box box = Nimb::Authoring::BoundingBox(mesh.positions);
     const float extent = std::max({box.max.x - box.min.x, box.max.y - box.min.y, box.max.z - box.min.z});
     return static_cast<double>(extent) / ((1 << c_PeerPositionBits) - 1) / 2;
 }

@@ -10,9 +10,9 @@
 
 namespace Bench {
 
-using Authoring::Bytes;
-using Authoring::DeltaCoding;
-using Authoring::IndexCoding;
+using Nimb::Authoring::Bytes;
+using Nimb::Authoring::DeltaCoding;
+using Nimb::Authoring::IndexCoding;
 
 constexpr std::pair<const char*, IndexCoding> c_IndexCodings[] = {{"List1", IndexCoding::List1},
                                                                   {"List2", IndexCoding::List2},
@@ -30,7 +30,7 @@ constexpr std::pair<const char*, UINT32> c_Layouts[] = {
     {"int16", 5}, {"int16-normals", 7}, {"float", 13}, {"float-normals", 15}};
 
 /// The largest error that rounding to the peers' grid makes on one axis.
-double PeerPositionError(const Authoring::Mesh& mesh);
+double PeerPositionError(const Nimb::Authoring::Mesh& mesh);
 
 /// One key frame of the clip's first mesh. With `normals`, records carry normals.
 const Bytes& EncodeKeyFrame(const Subject& subject, IndexCoding coding, bool normals);

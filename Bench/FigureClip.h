@@ -10,6 +10,6 @@ namespace Bench {
 
 /// The first material's mesh of a scene in its first animation, at 30 frames a second. Throws std::runtime_error,
 /// naming the file, when there is none.
-std::vector<Authoring::Mesh> LoadFigureClip(const std::string& path);
+std::vector<Nimb::Authoring::Mesh> LoadFigureClip(const std::string& path);
 
 }  // namespace Bench

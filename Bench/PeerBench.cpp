@@ -13,7 +13,7 @@
 namespace Bench {
 namespace {
 
-using Authoring::Mesh;
+using Nimb::Authoring::Mesh;
 
 /// What a decoded mesh amounts to as flat float vertices and 32-bit indices.
 std::size_t FloatOutputBytes(const Subject& subject) {

@@ -10,7 +10,7 @@
 
 namespace Bench {
 
-std::unique_ptr<draco::Mesh> MakeDracoMesh(const Authoring::Mesh& mesh) {
+std::unique_ptr<draco::Mesh> MakeDracoMesh(const Nimb::Authoring::Mesh& mesh) {
     draco::TriangleSoupMeshBuilder builder;
     builder.Start(static_cast<int>(mesh.faces.size()));
     const int position = builder.AddAttribute(draco::GeometryAttribute::POSITION, 3, draco::DT_FLOAT32);
@@ -67,16 +67,16 @@ draco::EncoderBuffer EncodeWithDraco(const draco::Mesh& mesh, int speed, double 
     return buffer;
 }
 
-OptimisedMesh OptimiseForMeshoptimizer(const Authoring::Mesh& mesh) {
+OptimisedMesh OptimiseForMeshoptimizer(const Nimb::Authoring::Mesh& mesh) {
     OptimisedMesh result;
     result.indices.resize(mesh.faces.size() * 3);
     std::memcpy(result.indices.data(), mesh.faces.data(), result.indices.size() * sizeof(unsigned));
     meshopt_optimizeVertexCache(result.indices.data(), result.indices.data(), result.indices.size(),
                                 mesh.positions.size());
 
-    Authoring::ByteWriter writer;
-    Authoring::WriteVertexRecords(mesh, Authoring::BoundingBox(mesh.positions), false, writer);
-    const Authoring::Bytes records = writer.Take();
+    Nimb::Authoring::ByteWriter writer;
+    Nimb::Authoring::WriteVertexRecords(mesh, Nimb::Authoring::BoundingBox(mesh.positions), false, writer);
+    const Nimb::Authoring::Bytes records = writer.Take();
     result.records.resize(records.size());
     result.vertices = meshopt_optimizeVertexFetch(result.records.data(), result.indices.data(), result.indices.size(),
                                                   records.data(), mesh.positions.size(), c_RecordBytes);

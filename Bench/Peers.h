@@ -18,7 +18,7 @@ constexpr int c_PeerTexCoordBits = 10;
 constexpr int c_DracoDefaultSpeed = 3;
 
 /// Corners with equal attributes become one point, and equal positions one value, as Draco's own file readers do it.
-std::unique_ptr<draco::Mesh> MakeDracoMesh(const Authoring::Mesh& mesh);
+std::unique_ptr<draco::Mesh> MakeDracoMesh(const Nimb::Authoring::Mesh& mesh);
 
 /// Empty when Draco refuses the mesh. `positionStep`: quantise positions to multiples of it instead of to
 /// c_PeerPositionBits.
@@ -33,7 +33,7 @@ struct OptimisedMesh {
 
 constexpr std::size_t c_RecordBytes = 12;
 
-OptimisedMesh OptimiseForMeshoptimizer(const Authoring::Mesh& mesh);
+OptimisedMesh OptimiseForMeshoptimizer(const Nimb::Authoring::Mesh& mesh);
 std::vector<BYTE> EncodeVertices(const OptimisedMesh& mesh);
 std::vector<BYTE> EncodeIndices(const OptimisedMesh& mesh);
 

@@ -13,7 +13,7 @@
 
 namespace {
 
-using Authoring::FileAttributes;
+using Nimb::Authoring::FileAttributes;
 using Bytes = std::vector<BYTE>;
 
 const _GUID* const c_Ids[] = {&NimbAttrib_FrameCount,      &NimbAttrib_MaxVertexCount, &NimbAttrib_MaxIndexCount,
@@ -98,9 +98,9 @@ Contents Expected(const FileAttributes& attributes) {
     return contents;
 }
 
-void CheckRoundTrip(const FileAttributes& attributes, Authoring::AtomForm form, const Bytes& around, std::size_t cut) {
-    const Bytes atom = Authoring::WriteAttributeAtom(attributes, form);
-    Require(atom.size() <= Authoring::c_AttributeAtomWindow);
+void CheckRoundTrip(const FileAttributes& attributes, Nimb::Authoring::AtomForm form, const Bytes& around, std::size_t cut) {
+    const Bytes atom = Nimb::Authoring::WriteAttributeAtom(attributes, form);
+    Require(atom.size() <= Nimb::Authoring::c_AttributeAtomWindow);
     const Contents expected = Expected(attributes);
 
     // A brace may begin a name, and a name in front of the atom, behind other bytes that read "Xtra", would win; one
@@ -139,9 +139,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     if (size > c_AttributeBytes + 2) {
         const std::size_t cut = static_cast<std::size_t>(data[0] << 8 | data[1]);
         const Bytes around(data + 2 + c_AttributeBytes, data + size);
-        for (const Authoring::AtomForm form : {Authoring::AtomForm::Plain, Authoring::AtomForm::Wrapped}) {
+        for (const Nimb::Authoring::AtomForm form : {Nimb::Authoring::AtomForm::Plain, Nimb::Authoring::AtomForm::Wrapped}) {
             CheckRoundTrip(TakeAttributes(data + 2), form, around, cut);
-            CheckDamaged(Authoring::WriteAttributeAtom(TakeAttributes(data + 2), form), around);
+            CheckDamaged(Nimb::Authoring::WriteAttributeAtom(TakeAttributes(data + 2), form), around);
         }
     }
     return 0;

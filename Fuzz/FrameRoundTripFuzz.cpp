@@ -9,7 +9,7 @@
 
 namespace {
 
-using namespace Authoring;
+using namespace Nimb::Authoring;
 
 class Input {
 public:

@@ -36,12 +36,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const Bytes frame(data + 1 + beforeSize, end - behindSize);
     const Bytes behind(end - behindSize, end);
 
-    const Bytes unit = Authoring::WriteMeshNalUnit(frame.data(), frame.size(), Authoring::NalFraming::AnnexB);
+    const Bytes unit = Nimb::Authoring::WriteMeshNalUnit(frame.data(), frame.size(), Nimb::Authoring::NalFraming::AnnexB);
     Require(!NimbTest::ContainsStartCode(unit.data() + 1, unit.data() + unit.size()));
     Require(unit.back() != 0);
     Require(NimbTest::ReadMeshFrame(Join({}, unit, behind)) == frame);
 
-    const Bytes bare = Authoring::WriteMeshNalUnit(frame.data(), frame.size(), Authoring::NalFraming::Bare);
+    const Bytes bare = Nimb::Authoring::WriteMeshNalUnit(frame.data(), frame.size(), Nimb::Authoring::NalFraming::Bare);
     Require(Join({0, 0, 1}, bare, {}) == unit);
     // A start code before the unit could only be that of a rejected candidate, whose jump may hide the unit.
     if (!NimbTest::ContainsStartCode(before.data(), before.data() + before.size())) {

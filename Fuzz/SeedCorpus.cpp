@@ -18,7 +18,7 @@
 
 namespace {
 
-using namespace Authoring;
+using namespace Nimb::Authoring;
 
 class CorpusWriter {
 public:

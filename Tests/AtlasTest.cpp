@@ -10,11 +10,11 @@
 
 namespace {
 
-using Authoring::AtlasLayout;
-using Authoring::AtlasSlot;
-using Authoring::Image;
-using Authoring::LayOutAtlas;
-using Authoring::PictureSize;
+using Nimb::Authoring::AtlasLayout;
+using Nimb::Authoring::AtlasSlot;
+using Nimb::Authoring::Image;
+using Nimb::Authoring::LayOutAtlas;
+using Nimb::Authoring::PictureSize;
 using NimbTest::Random;
 
 constexpr std::size_t c_Margin = 4;
@@ -40,7 +40,7 @@ void ExpectSound(const AtlasLayout& layout, const PictureSize& limit) {
             EXPECT_TRUE(Disjoint(slot, layout.slots[j])) << i << " and " << j;
         }
         // The reader's placement of the texture's far corner, in pixels.
-        const Nimb::STransform t = Authoring::TransformOf(Authoring::SlotTransform(layout, i));
+        const Nimb::STransform t = Nimb::Authoring::TransformOf(Nimb::Authoring::SlotTransform(layout, i));
         const float u = t.t[4] + (1.0f * t.t[0] + 0.0f * t.t[2]);
         const float v = 1.0f - (t.t[5] + (1.0f * t.t[1] + 0.0f * t.t[3]));
         EXPECT_NEAR(u * static_cast<float>(layout.size.width), static_cast<float>(slot.x + slot.width), 0.01);
@@ -58,7 +58,7 @@ TEST(Atlas, TexturesOfAllSizesArePackedApart) {
             area += (texture.width + 15) * (texture.height + 15);
         }
         const AtlasLayout layout = LayOutAtlas(textures);
-        ExpectSound(layout, Authoring::c_LargestAtlas);
+        ExpectSound(layout, Nimb::Authoring::c_LargestAtlas);
         for (std::size_t i = 0; i < textures.size(); ++i) {
             EXPECT_TRUE((textures[i] == PictureSize{layout.slots[i].width, layout.slots[i].height})) << "not scaled";
         }
@@ -92,7 +92,7 @@ TEST(Atlas, MarginsRepeatTheTexturesEdges) {
         }
     }
     const AtlasLayout layout = LayOutAtlas({{20, 12}, {7, 30}});
-    const Image atlas = Authoring::ComposeAtlas(layout, {&red, &blue});
+    const Image atlas = Nimb::Authoring::ComposeAtlas(layout, {&red, &blue});
     const AtlasSlot& r = layout.slots[0];
     for (std::size_t x = r.x - c_Margin; x < r.x + 20 + c_Margin; ++x) {
         const std::size_t column = std::min<std::size_t>(std::max(x, r.x) - r.x, 19);
@@ -109,7 +109,7 @@ TEST(ImageScale, PixelsAreMeansOfWhatTheyCover) {
     for (std::size_t i = 0; i < image.rgba.size(); ++i) {
         image.rgba[i] = i % 4 == 0 ? static_cast<BYTE>(i / 4 % 2 * 255) : static_cast<BYTE>(i / 4 % 300 / 2);
     }
-    const Image scaled = Authoring::ScaleImage(image, 110, 3);
+    const Image scaled = Nimb::Authoring::ScaleImage(image, 110, 3);
     for (std::size_t x = 0; x < 110; ++x) {
         EXPECT_NEAR(scaled.Pixel(x, 1)[0], 127.5, 48) << "stripes of single pixels become grey";
         EXPECT_NEAR(scaled.Pixel(x, 2)[1], (static_cast<double>(x) + 0.5) * 300 / 110 / 2, 1) << "ramps stay in place";

@@ -18,9 +18,9 @@
 
 namespace {
 
-using Authoring::AtomForm;
-using Authoring::FileAttributes;
-using Authoring::WriteAttributeAtom;
+using Nimb::Authoring::AtomForm;
+using Nimb::Authoring::FileAttributes;
+using Nimb::Authoring::WriteAttributeAtom;
 using NIMBCORE::CComPtr;
 using NimbCrossPlatform::Buffer;
 using NimbCrossPlatform::IsValidStreamingURL;
@@ -113,8 +113,8 @@ TEST(AttributeAtom, ComesBackBitForBit) {
                 attributes.hasVertexNormals.reset();
             }
             const Bytes atom = WriteAttributeAtom(attributes, form);
-            ASSERT_LE(atom.size(), Authoring::c_AttributeAtomWindow);
-            Bytes window(Authoring::c_AttributeAtomWindow - atom.size(), 'X');
+            ASSERT_LE(atom.size(), Nimb::Authoring::c_AttributeAtomWindow);
+            Bytes window(Nimb::Authoring::c_AttributeAtomWindow - atom.size(), 'X');
             window.insert(window.end(), atom.begin(), atom.end());
             for (const Bytes& data : {atom, window}) {
                 const ReadResult result = Read(data);

@@ -11,7 +11,7 @@
 #include <cmath>
 #include <stdexcept>
 
-using namespace Authoring;
+using namespace Nimb::Authoring;
 using NimbTest::MakeSheet;
 using NimbTest::MemoryStream;
 using NimbTest::Random;

@@ -10,7 +10,7 @@
 #include <numeric>
 #include <stdexcept>
 
-using namespace Authoring;
+using namespace Nimb::Authoring;
 using NimbTest::DecodedFrame;
 using NimbTest::Distance;
 using NimbTest::ErrorOf;

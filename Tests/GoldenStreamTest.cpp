@@ -14,7 +14,7 @@
 #include <cstdio>
 #include <string>
 
-using namespace Authoring;
+using namespace Nimb::Authoring;
 using NimbTest::DecodedFrame;
 using NimbTest::FrameReader;
 using NimbTest::MakeSheet;

@@ -10,7 +10,7 @@
 
 #include <string>
 
-using namespace Authoring;
+using namespace Nimb::Authoring;
 using NimbTest::DecodedFrame;
 using NimbTest::FrameReader;
 using NimbTest::MakeSheet;

@@ -10,8 +10,8 @@
 
 namespace {
 
-using Authoring::NalFraming;
-using Authoring::WriteMeshNalUnit;
+using Nimb::Authoring::NalFraming;
+using Nimb::Authoring::WriteMeshNalUnit;
 using NimbCrossPlatform::FindCompressedMesh;
 using NimbTest::Bytes;
 using NimbTest::ModelMeshFrame;

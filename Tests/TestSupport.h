@@ -146,12 +146,12 @@ private:
     Nimb::CNimbMeshReader m_Reader;
 };
 
-inline Authoring::Vec3 PositionOf(const DecodedFrame& frame, std::size_t vertex, std::size_t stride) {
+inline Nimb::Authoring::Vec3 PositionOf(const DecodedFrame& frame, std::size_t vertex, std::size_t stride) {
     return {frame.Field<float>(vertex * stride), frame.Field<float>(vertex * stride + 4),
             frame.Field<float>(vertex * stride + 8)};
 }
 
-inline double Distance(const Authoring::Vec3& a, const Authoring::Vec3& b) {
+inline double Distance(const Nimb::Authoring::Vec3& a, const Nimb::Authoring::Vec3& b) {
     const double dx = static_cast<double>(a.x) - b.x, dy = static_cast<double>(a.y) - b.y;
     const double dz = static_cast<double>(a.z) - b.z;
     return std::sqrt(dx * dx + dy * dy + dz * dz);
@@ -159,7 +159,7 @@ inline double Distance(const Authoring::Vec3& a, const Authoring::Vec3& b) {
 
 /// Largest distance between the float positions of a frame and those of the mesh that it was made from, where decoded
 /// vertex i stands for vertex order[i]; infinite when the frame has another number of vertices.
-inline double ErrorOf(const DecodedFrame& frame, std::size_t stride, const Authoring::Mesh& mesh,
+inline double ErrorOf(const DecodedFrame& frame, std::size_t stride, const Nimb::Authoring::Mesh& mesh,
                       const std::vector<UINT32>& order) {
     if (frame.vertices.size() != order.size() * stride) {
         return std::numeric_limits<double>::infinity();
@@ -203,9 +203,9 @@ private:
 };
 
 /// A bumpy sheet of columns x rows vertices with normals, made of integers alone so that it is the same everywhere.
-inline Authoring::Mesh MakeSheet(UINT32 columns, UINT32 rows, UINT32 seed = 1) {
+inline Nimb::Authoring::Mesh MakeSheet(UINT32 columns, UINT32 rows, UINT32 seed = 1) {
     Random random(seed);
-    Authoring::Mesh mesh;
+    Nimb::Authoring::Mesh mesh;
     for (UINT32 r = 0; r < rows; ++r) {
         for (UINT32 c = 0; c < columns; ++c) {
             mesh.positions.push_back({static_cast<float>(c) / 8, static_cast<float>(r) / 8, random.Signed() / 16});
@@ -224,11 +224,11 @@ inline Authoring::Mesh MakeSheet(UINT32 columns, UINT32 rows, UINT32 seed = 1) {
 }
 
 /// The mesh `frame` frames later: it drifts, shears back and forth, and ripples.
-inline Authoring::Mesh Moved(Authoring::Mesh mesh, UINT32 frame) {
+inline Nimb::Authoring::Mesh Moved(Nimb::Authoring::Mesh mesh, UINT32 frame) {
     Random random(frame + 77);
     const float drift = static_cast<float>(frame) / 256;
     const float swing = static_cast<float>(frame % 16 < 8 ? frame % 8 : 8 - frame % 8) / 128;
-    for (Authoring::Vec3& p : mesh.positions) {
+    for (Nimb::Authoring::Vec3& p : mesh.positions) {
         p = {p.x + drift + swing * p.y, p.y - drift / 2, p.z + random.Signed() / 1024};
     }
     return mesh;

@@ -12,7 +12,7 @@
 #include <cmath>
 #include <numeric>
 
-using namespace Authoring;
+using namespace Nimb::Authoring;
 using namespace Nimb::TransformDeltas;
 using Nimb::__vector4;
 

@@ -1,6 +1,6 @@
 #include "Authoring/Clip/AssertionCapture.h"
 
-namespace Authoring {
+namespace Nimb::Authoring {
 namespace {
 
 thread_local std::string* t_Text = nullptr;
@@ -22,4 +22,4 @@ AssertionCapture::~AssertionCapture() {
     Nimb::SetAssertionSink(m_Before);
 }
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

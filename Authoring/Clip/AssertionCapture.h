@@ -5,7 +5,7 @@
 
 #include <string>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 
 /// While it lives, the checks that fail on its thread are kept; those of other threads are lost. One at a time in the
 /// whole process, since the core has one place to report to.
@@ -24,4 +24,4 @@ private:
     Nimb::AssertionSink m_Before;
 };
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

@@ -2,7 +2,7 @@
 
 #include <utility>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 
 AtlasPictures::AtlasPictures(const SubMeshes& source, std::vector<std::size_t> subMeshes, const PictureSize& limit)
     : m_Source(source), m_SubMeshes(std::move(subMeshes)) {
@@ -55,4 +55,4 @@ std::shared_ptr<const Image> AtlasPictures::Picture(std::size_t frame) const {
     }
 }
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

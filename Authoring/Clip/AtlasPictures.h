@@ -9,7 +9,7 @@
 #include <mutex>
 #include <vector>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 
 /// Any thread may ask for pictures, several at once. Textures that stay the same are composed once.
 class AtlasPictures {
@@ -37,4 +37,4 @@ private:
     mutable std::shared_future<std::shared_ptr<const Image>> m_Picture;
 };
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

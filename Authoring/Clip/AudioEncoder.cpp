@@ -1,6 +1,6 @@
 #include "Authoring/Clip/AudioEncoder.h"
 
-namespace Authoring {
+namespace Nimb::Authoring {
 namespace {
 
 constexpr const char* c_Encoder = "AAC encoder";
@@ -77,4 +77,4 @@ void AudioEncoder::Drain(const Sink& sink) {
     }
 }
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

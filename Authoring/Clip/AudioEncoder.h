@@ -8,7 +8,7 @@
 #include <functional>
 #include <vector>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 
 constexpr int c_ClipSampleRate = 48000;
 constexpr int c_ClipChannels = 2;
@@ -36,4 +36,4 @@ private:
     std::int64_t m_Time = 0;
 };
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

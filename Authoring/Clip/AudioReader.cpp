@@ -9,7 +9,7 @@
 #include <optional>
 #include <vector>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 namespace {
 
 /// What a resampler is made for.
@@ -213,4 +213,4 @@ std::optional<double> AudioReader::Silence() {
     return m_Decoder->Silence();
 }
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

@@ -8,7 +8,7 @@
 #include <optional>
 #include <string>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 
 /// Belongs to one thread. The best of the file's sound tracks is read; other channel counts are mixed to stereo.
 class AudioReader : public SoundSource {
@@ -35,4 +35,4 @@ private:
     std::unique_ptr<Decoder> m_Decoder;
 };
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

@@ -2,7 +2,7 @@
 
 #include <new>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 
 int OpenAvFile(const std::string& path, const AVInputFormat* format, int flags,
                std::initializer_list<std::pair<const char*, const char*>> options, AvInputPtr& context) {
@@ -29,4 +29,4 @@ std::string AvText(int result) {
     return text;
 }
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

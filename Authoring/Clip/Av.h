@@ -23,7 +23,7 @@ extern "C" {
 }
 #pragma GCC diagnostic pop
 
-namespace Authoring {
+namespace Nimb::Authoring {
 
 struct AvDeleter {
     void operator()(AVCodecContext* p) const noexcept { avcodec_free_context(&p); }
@@ -71,4 +71,4 @@ AvPtr<T> CheckAllocated(T* pObject) {
     return AvPtr<T>(pObject);
 }
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

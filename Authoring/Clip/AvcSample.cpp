@@ -5,7 +5,7 @@
 #include <stdexcept>
 #include <vector>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 namespace {
 
 constexpr std::size_t c_StartCodeBytes = 3;
@@ -92,4 +92,4 @@ Bytes MakeAvcConfiguration(const BYTE* byteStream, std::size_t size) {
     return out.Take();
 }
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

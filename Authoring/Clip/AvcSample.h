@@ -5,7 +5,7 @@
 
 #include <cstddef>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 
 /// One coded picture, given as a byte stream with start codes, as a sample with 4-byte lengths. `meshUnit`, in bare
 /// framing, goes before the picture's first slice, where decoders pass over it; empty: none.
@@ -15,4 +15,4 @@ Bytes MakeAvcSample(const BYTE* byteStream, std::size_t size, const Bytes& meshU
 /// std::invalid_argument when one is missing.
 Bytes MakeAvcConfiguration(const BYTE* byteStream, std::size_t size);
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

@@ -13,7 +13,7 @@
 #include <fstream>
 #include <string_view>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 namespace {
 
 /// While it lives, what is printed on standard output goes to a file of no name.
@@ -133,4 +133,4 @@ ClipAttributes ReadClipAttributes(const std::string& path) {
     return result;
 }
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

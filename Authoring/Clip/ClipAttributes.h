@@ -6,7 +6,7 @@
 #include <optional>
 #include <string>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 
 struct ClipAttributes {
     std::optional<FileAttributes> values;  ///< none: players know nothing of the file
@@ -18,4 +18,4 @@ struct ClipAttributes {
 /// other thread should print meanwhile.
 ClipAttributes ReadClipAttributes(const std::string& path);
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

@@ -15,7 +15,7 @@
 #include <stdexcept>
 #include <utility>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 namespace {
 
 FrameRate RateOf(const MeshSource& source) {
@@ -218,4 +218,4 @@ EncodeReport EncodeClip(const MeshSource& source, SoundSource* audio, const std:
     return written.report;
 }
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

@@ -18,7 +18,7 @@
 #include <optional>
 #include <string>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 
 struct EncodeOptions {
     ClipVideoOptions video;  ///< size, frame rate and threads are filled in; the key frame interval is the meshes' too
@@ -70,4 +70,4 @@ ClipExamination ExamineClip(const MeshSource& source, const EncodeOptions& optio
 EncodeReport EncodeClip(const MeshSource& source, SoundSource* audio, const std::string& path,
                         const EncodeOptions& options, const EncodeProgress& progress);
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

@@ -3,7 +3,7 @@
 
 #include <stdexcept>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 
 /// The text names the file, where in it, and what the library or the system said.
 class ClipError : public std::runtime_error {
@@ -11,4 +11,4 @@ public:
     using std::runtime_error::runtime_error;
 };
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

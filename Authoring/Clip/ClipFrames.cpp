@@ -10,7 +10,7 @@
 #include <map>
 #include <utility>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 namespace {
 
 /// Pictures that a decoder of H.264 keeps at most before it puts out the first of them.
@@ -185,4 +185,4 @@ std::size_t CountClipFrames(const std::string& path) {
     return reader.Tracks()[VideoTrackOf(reader)].sampleCount;
 }
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

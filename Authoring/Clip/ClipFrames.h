@@ -8,7 +8,7 @@
 #include <functional>
 #include <string>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 
 struct ClipFrame {
     std::size_t number = 0;
@@ -29,4 +29,4 @@ void ReadClipFrames(const std::string& path, const FrameRange& range, const std:
 /// Number of frames that the file's index lists. Throws InputError as above.
 std::size_t CountClipFrames(const std::string& path);
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 namespace {
 
 FrameKind KindOf(const SampleMesh& mesh, const MeshFrameLayout& layout) {
@@ -99,4 +99,4 @@ ClipSummary InspectClip(ClipReader& reader, const std::function<void(const Frame
     return summary;
 }
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

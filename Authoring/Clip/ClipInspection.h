@@ -12,7 +12,7 @@
 #include <optional>
 #include <string>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 
 enum class FrameKind {
     Empty,    ///< no mesh that the locator finds
@@ -74,4 +74,4 @@ struct ClipSummary {
 /// Reads the clip to its end. Throws InputError when it has no video.
 ClipSummary InspectClip(ClipReader& reader, const std::function<void(const FrameFacts&)>& onFrame);
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

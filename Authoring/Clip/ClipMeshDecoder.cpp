@@ -4,7 +4,7 @@
 #include "Authoring/Clip/MeshStream.h"
 #include "NimbCore/NimbCrossPlatform.h"
 
-namespace Authoring {
+namespace Nimb::Authoring {
 namespace {
 
 constexpr UINT32 c_FloatWithNormals = 15;  // as the player asks for
@@ -45,4 +45,4 @@ DecodedMesh ClipMeshDecoder::Decode(const Bytes& frame, std::int64_t time) {
     return mesh;
 }
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

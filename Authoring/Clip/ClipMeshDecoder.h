@@ -6,7 +6,7 @@
 
 #include <string>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 
 struct DecodedVertex {
     float position[3];
@@ -40,4 +40,4 @@ private:
     Nimb::CNimbMeshReader m_Reader;
 };
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

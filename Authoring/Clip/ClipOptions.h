@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <string>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 
 /// H.264, 4:2:0, without reordered frames.
 struct ClipVideoOptions {
@@ -24,4 +24,4 @@ struct ClipAudioOptions {
     std::int64_t bitRate = 160000;
 };
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

@@ -6,7 +6,7 @@
 #include <cstring>
 #include <optional>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 namespace {
 
 /// One track's decoder, on the thread that calls it.
@@ -80,7 +80,7 @@ public:
         if (context == nullptr) {
             throw InputError("pictures of pixel format " + std::to_string(from.format) + " cannot be converted");
         }
-        NimbDesktop::SetColoursOf(from, *context);
+        Desktop::SetColoursOf(from, *context);
         // The conversion writes whole vectors, past a row's end: its rows are longer than the picture's.
         constexpr std::size_t vectorBytes = 64;
         Image image(static_cast<std::size_t>(from.width), static_cast<std::size_t>(from.height));
@@ -159,4 +159,4 @@ std::string ClipSound::Decode(const ClipSample& sample) {
     return m_Decoder->Decode(&sample, [](const AVFrame&) {});
 }
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

@@ -8,7 +8,7 @@
 #include <memory>
 #include <string>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 
 struct ClipPicture {
     std::size_t number = 0;  ///< of the sample that it came from
@@ -54,4 +54,4 @@ private:
     std::unique_ptr<Decoder> m_Decoder;
 };
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

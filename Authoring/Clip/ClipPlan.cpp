@@ -9,7 +9,7 @@
 #include <stdexcept>
 #include <string>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 namespace {
 
 /// Frames that one task looks at. Each task loads one more, the one before its first.
@@ -150,4 +150,4 @@ ClipPlan PlanClip(const SubMeshes& subMeshes, const PlanOptions& options,
     return plan;
 }
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

@@ -9,7 +9,7 @@
 #include <optional>
 #include <vector>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 
 /// Consecutive frames that are coded without knowledge of any others. The first is a key frame.
 struct Segment {
@@ -40,4 +40,4 @@ struct PlanOptions {
 ClipPlan PlanClip(const SubMeshes& subMeshes, const PlanOptions& options,
                   const std::function<void(std::size_t)>& progress);
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

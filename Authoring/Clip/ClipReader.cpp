@@ -4,7 +4,7 @@
 
 #include <algorithm>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 namespace {
 
 constexpr AVRational c_Microseconds = {1, 1000000};
@@ -218,4 +218,4 @@ void SilenceAvLog() {
     av_log_set_level(AV_LOG_QUIET);
 }
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

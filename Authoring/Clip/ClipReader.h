@@ -13,7 +13,7 @@
 
 struct AVCodecParameters;
 
-namespace Authoring {
+namespace Nimb::Authoring {
 
 struct ClipTrack {
     enum class Kind { Video, Audio, Other };
@@ -91,4 +91,4 @@ private:
 /// wrong with a clip, and where.
 void SilenceAvLog();
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

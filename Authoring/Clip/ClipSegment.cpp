@@ -13,7 +13,7 @@
 #include <string>
 #include <utility>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 namespace {
 
 /// One frame's meshes, by sub-mesh of the clip; those that do not occur in it have no faces.
@@ -131,4 +131,4 @@ std::vector<EncodedFrame> EncodeClipSegment(const SubMeshes& source, const std::
     }
 }
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

@@ -10,7 +10,7 @@
 #include <optional>
 #include <vector>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 
 /// A sub-mesh of the clip and its place in the atlas.
 struct PlacedSubMesh {
@@ -27,4 +27,4 @@ std::vector<EncodedFrame> EncodeClipSegment(const SubMeshes& source, const std::
                                             const Segment& segment, const ClipOptions& options,
                                             const std::atomic<bool>& stop);
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

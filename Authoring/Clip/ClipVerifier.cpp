@@ -12,7 +12,7 @@
 #include <memory>
 #include <vector>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 namespace {
 
 // What the player expects of the file's tracks.
@@ -414,4 +414,4 @@ VerifyResult VerifyClip(const std::string& path, const std::function<void(const 
     return Verifier(path, onProblem).Run(onProgress);
 }
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

@@ -7,7 +7,7 @@
 #include <optional>
 #include <string>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 
 struct ClipProblem {
     std::string kind;                  ///< one of the names that Docs/inspecting.md lists
@@ -26,4 +26,4 @@ struct VerifyResult {
 VerifyResult VerifyClip(const std::string& path, const std::function<void(const ClipProblem&)>& onProblem,
                         const std::function<void(std::size_t)>& onProgress);
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

@@ -9,7 +9,7 @@
 #include <filesystem>
 #include <fstream>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 namespace {
 
 constexpr std::size_t c_MaxBoxes = 4096;
@@ -78,4 +78,4 @@ FileBoxes ReadFileBoxes(const std::string& path) {
     return result;
 }
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 
 struct FileBox {
     std::string type;   ///< four characters, those that are not printable as '?'; empty: the rest of the file is no box
@@ -25,4 +25,4 @@ struct FileBoxes {
 /// Throws InputError, naming the file, when it cannot be read.
 FileBoxes ReadFileBoxes(const std::string& path);
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 
 FrameRate ExactFrameRate(double rate, double tolerance) {
     const auto whole = static_cast<int>(std::lround(rate));
@@ -18,4 +18,4 @@ FrameRate ExactFrameRate(double rate, double tolerance) {
     return {std::max(1, static_cast<int>(std::lround(rate * 1000))), 1000};
 }
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

@@ -1,7 +1,7 @@
 // Frame rates as files have them: fractions.
 #pragma once
 
-namespace Authoring {
+namespace Nimb::Authoring {
 
 struct FrameRate {
     int numerator;
@@ -14,4 +14,4 @@ struct FrameRate {
 /// television, 29.97 being 30000/1001, and so on; other rates are taken to a thousandth.
 FrameRate ExactFrameRate(double rate, double tolerance = 1e-6);
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

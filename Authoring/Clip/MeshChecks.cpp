@@ -4,7 +4,7 @@
 #include <cmath>
 #include <cstdio>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 namespace {
 
 constexpr const char* c_Axes = "xyz";
@@ -194,4 +194,4 @@ void CheckMesh(const DecodedMesh& mesh, const MeshFrameLayout& layout, const Rep
         report);
 }
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

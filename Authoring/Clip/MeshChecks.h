@@ -9,7 +9,7 @@
 #include <optional>
 #include <string>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 
 /// Kinds of problems that make a mesh useless to programs other than the player.
 constexpr char c_IndexRange[] = "index-range";
@@ -24,4 +24,4 @@ void CheckHeaders(const MeshFrameLayout& layout, const std::optional<FileAttribu
 /// Indices, positions, texture coordinates and normals.
 void CheckMesh(const DecodedMesh& mesh, const MeshFrameLayout& layout, const ReportProblem& report);
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

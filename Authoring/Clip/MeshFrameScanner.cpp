@@ -10,7 +10,7 @@
 #include <iterator>
 #include <utility>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 namespace {
 
 namespace HeaderVersion = NTarnStudioMeshHeaderVersion;
@@ -255,4 +255,4 @@ std::string IndexCodingName(BYTE indexVersion, bool isStrip) {
     }
 }
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

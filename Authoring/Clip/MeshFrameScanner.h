@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 
 /// One sub-frame of a temporal frame, or all of another frame.
 struct MeshPart {
@@ -58,4 +58,4 @@ std::string VertexCodingName(BYTE vertexVersion);
 /// "raw", "list deltas", "strip deltas", "EdgeBreaker".
 std::string IndexCodingName(BYTE indexVersion, bool isStrip);
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

@@ -6,7 +6,7 @@
 
 #include <algorithm>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 
 /// Does not own the bytes. Lives on the heap, in a CComPtr.
 class MeshStream final : public IStream, public Nimb::CNimbRefCount {
@@ -41,4 +41,4 @@ private:
     UINT64 m_Missing = 0;
 };
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

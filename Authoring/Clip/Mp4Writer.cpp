@@ -11,7 +11,7 @@
 #include <cstring>
 #include <vector>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 
 /// The container and the encoders of what goes into it.
 class Mp4Writer::Container {
@@ -175,4 +175,4 @@ void Mp4Writer::Finish(const std::optional<FileAttributes>& attributes) {
     m_Container.reset();
 }
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

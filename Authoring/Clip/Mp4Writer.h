@@ -16,7 +16,7 @@
 #include <optional>
 #include <string>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 
 /// Belongs to one thread. After an exception of any method but for std::invalid_argument, only the destructor is left.
 class Mp4Writer {
@@ -50,4 +50,4 @@ private:
     std::unique_ptr<Container> m_Container;  // null after Finish
 };
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

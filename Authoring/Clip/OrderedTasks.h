@@ -17,7 +17,7 @@
 #include <utility>
 #include <vector>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 
 /// Threads to work with when the caller does not care.
 inline std::size_t DefaultThreads() {
@@ -129,4 +129,4 @@ private:
     std::vector<std::thread> m_Threads;
 };
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

@@ -6,7 +6,7 @@
 
 #include <cstring>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 namespace {
 
 // Offsets from the NAL header; Authoring/MeshNalUnit.cpp writes it.
@@ -68,4 +68,4 @@ SampleMesh FindMesh(const ClipSample& sample) {
     return mesh;
 }
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

@@ -3,7 +3,7 @@
 
 #include "Authoring/Clip/ClipReader.h"
 
-namespace Authoring {
+namespace Nimb::Authoring {
 
 struct SampleMesh {
     std::optional<Bytes> frame;    ///< what the core's locator delivers; none: players lose the frame
@@ -17,4 +17,4 @@ struct SampleMesh {
 
 SampleMesh FindMesh(const ClipSample& sample);
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

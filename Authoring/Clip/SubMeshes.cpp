@@ -6,7 +6,7 @@
 #include <stdexcept>
 #include <string>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 namespace {
 
 /// Exporters' rounding; what is this little outside is clamped when it is quantised.
@@ -117,4 +117,4 @@ std::shared_ptr<const Image> SubMeshes::Texture(std::size_t frame, std::size_t s
     return picture;
 }
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

@@ -8,7 +8,7 @@
 #include <memory>
 #include <vector>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 
 /// Materials that show the same picture in the first frame share a sub-mesh, so that the picture is in the atlas once.
 /// Any thread may call the functions.
@@ -40,4 +40,4 @@ private:
     std::vector<std::size_t> m_Widths, m_Heights;       // by sub-mesh
 };
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

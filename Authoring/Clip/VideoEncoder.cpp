@@ -4,7 +4,7 @@
 #include <stdexcept>
 #include <utility>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 namespace {
 
 constexpr int c_MinSize = 16;
@@ -135,4 +135,4 @@ void VideoEncoder::Drain(const Sink& sink) {
     }
 }
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

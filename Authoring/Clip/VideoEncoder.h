@@ -9,7 +9,7 @@
 #include <deque>
 #include <functional>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 
 class VideoEncoder {
 public:
@@ -40,4 +40,4 @@ private:
     std::int64_t m_FrameCount = 0;
 };
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

@@ -1,6 +1,6 @@
 #include "Authoring/Demo/Choreography.h"
 
-namespace Authoring::Demo {
+namespace Nimb::Authoring::Demo {
 
 namespace {
 
@@ -184,4 +184,4 @@ Pose PoseAt(double seconds) {
     return pose;
 }
 
-}  // namespace Authoring::Demo
+}  // namespace Nimb::Authoring::Demo

@@ -7,7 +7,7 @@
 #include <array>
 #include <cstddef>
 
-namespace Authoring::Demo {
+namespace Nimb::Authoring::Demo {
 
 constexpr double c_SecondsPerBeat = 0.5;
 constexpr std::size_t c_BeatsPerLoop = 6;
@@ -58,4 +58,4 @@ Pose RestPose();
 /// Repeats every c_BeatsPerLoop beats.
 Pose PoseAt(double seconds);
 
-}  // namespace Authoring::Demo
+}  // namespace Nimb::Authoring::Demo

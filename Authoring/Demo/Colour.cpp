@@ -4,7 +4,7 @@
 
 #include <array>
 
-namespace Authoring::Demo {
+namespace Nimb::Authoring::Demo {
 
 namespace {
 
@@ -116,4 +116,4 @@ Colour Lit(const Colour& colour, const Spot& spot, double gloss, std::size_t occ
     return colour * (ambient + direct + back) + Colour{1, 0.98, 0.94} * gleam;
 }
 
-}  // namespace Authoring::Demo
+}  // namespace Nimb::Authoring::Demo

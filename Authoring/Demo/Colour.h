@@ -6,7 +6,7 @@
 
 #include <cstdint>
 
-namespace Authoring::Demo {
+namespace Nimb::Authoring::Demo {
 
 /// Linear light; 1 is white.
 struct Colour {
@@ -58,4 +58,4 @@ enum Occluder : std::size_t {
     c_NoOccluder = FootMass + 2
 };
 
-}  // namespace Authoring::Demo
+}  // namespace Nimb::Authoring::Demo

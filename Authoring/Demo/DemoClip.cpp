@@ -2,7 +2,7 @@
 
 #include "Authoring/Demo/Pictures.h"
 
-namespace Authoring::Demo {
+namespace Nimb::Authoring::Demo {
 
 namespace {
 
@@ -65,4 +65,4 @@ std::shared_ptr<const Image> DemoClip::Texture(std::size_t frame, std::size_t ma
     return painted;
 }
 
-}  // namespace Authoring::Demo
+}  // namespace Nimb::Authoring::Demo

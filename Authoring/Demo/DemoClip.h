@@ -9,7 +9,7 @@
 #include <mutex>
 #include <utility>
 
-namespace Authoring::Demo {
+namespace Nimb::Authoring::Demo {
 
 /// 90 frames at 30 per second; the last is followed by the first. Every frame has the same vertices and faces. The
 /// counter on the juggler's chest shows the frame's number.
@@ -34,4 +34,4 @@ private:
     mutable std::map<std::pair<std::size_t, std::size_t>, std::weak_ptr<const Image>> m_Animated;
 };
 
-}  // namespace Authoring::Demo
+}  // namespace Nimb::Authoring::Demo

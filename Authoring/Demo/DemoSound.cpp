@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <random>
 
-namespace Authoring::Demo {
+namespace Nimb::Authoring::Demo {
 
 namespace {
 
@@ -149,4 +149,4 @@ std::size_t DemoSound::Read(float* samples, std::size_t frameCount) {
     return count;
 }
 
-}  // namespace Authoring::Demo
+}  // namespace Nimb::Authoring::Demo

@@ -5,7 +5,7 @@
 
 #include <vector>
 
-namespace Authoring::Demo {
+namespace Nimb::Authoring::Demo {
 
 /// As long as the clip. What still rings at the end goes on at the beginning, so that the tune repeats without a seam.
 /// Peaks at -12 dB of full scale.
@@ -20,4 +20,4 @@ private:
     std::size_t m_Position = 0;    // in m_Samples
 };
 
-}  // namespace Authoring::Demo
+}  // namespace Nimb::Authoring::Demo

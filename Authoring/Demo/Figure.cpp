@@ -3,7 +3,7 @@
 #include <array>
 #include <stdexcept>
 
-namespace Authoring::Demo {
+namespace Nimb::Authoring::Demo {
 
 namespace {
 
@@ -531,4 +531,4 @@ Image Figure::Paint(Material material) const {
     return image;
 }
 
-}  // namespace Authoring::Demo
+}  // namespace Nimb::Authoring::Demo

@@ -8,7 +8,7 @@
 #include <functional>
 #include <vector>
 
-namespace Authoring::Demo {
+namespace Nimb::Authoring::Demo {
 
 enum Material : std::size_t { Shell, Hoses, Scarf, Toys, Display, Stage, c_MaterialCount };
 
@@ -55,4 +55,4 @@ private:
     SourceFrame m_Template;                           // of the resting figure
 };
 
-}  // namespace Authoring::Demo
+}  // namespace Nimb::Authoring::Demo

@@ -4,7 +4,7 @@
 
 #include <array>
 
-namespace Authoring::Demo {
+namespace Nimb::Authoring::Demo {
 
 namespace {
 
@@ -254,4 +254,4 @@ Image StagePicture(const Pose& pose) {
     return image;
 }
 
-}  // namespace Authoring::Demo
+}  // namespace Nimb::Authoring::Demo

@@ -6,7 +6,7 @@
 
 #include <cstddef>
 
-namespace Authoring::Demo {
+namespace Nimb::Authoring::Demo {
 
 /// `number` is what the counter on the chest shows, below 1000.
 Image DisplayPicture(const Pose& pose, std::size_t number);
@@ -14,4 +14,4 @@ Image DisplayPicture(const Pose& pose, std::size_t number);
 /// Lights that go around with the beat, and the shadows of what is above.
 Image StagePicture(const Pose& pose);
 
-}  // namespace Authoring::Demo
+}  // namespace Nimb::Authoring::Demo

@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <cmath>
 
-namespace Authoring::Demo {
+namespace Nimb::Authoring::Demo {
 
 constexpr double c_Pi = 3.14159265358979323846;
 
@@ -90,4 +90,4 @@ inline Transform About(const Point& pivot, const Transform& m) {
     return Moved(pivot) * m * Moved(-pivot);
 }
 
-}  // namespace Authoring::Demo
+}  // namespace Nimb::Authoring::Demo

@@ -1,6 +1,6 @@
 #include "Authoring/Demo/Surface.h"
 
-namespace Authoring::Demo {
+namespace Nimb::Authoring::Demo {
 
 namespace {
 
@@ -113,4 +113,4 @@ std::function<Point(double)> Bezier(const Point& a, const Point& b, const Point&
     };
 }
 
-}  // namespace Authoring::Demo
+}  // namespace Nimb::Authoring::Demo

@@ -9,7 +9,7 @@
 #include <cstddef>
 #include <functional>
 
-namespace Authoring::Demo {
+namespace Nimb::Authoring::Demo {
 
 /// (along, around), each from 0 to 1, to a point.
 using Shape = std::function<Point(double, double)>;
@@ -64,4 +64,4 @@ private:
 /// Cubic, by its four control points.
 std::function<Point(double)> Bezier(const Point& a, const Point& b, const Point& c, const Point& d);
 
-}  // namespace Authoring::Demo
+}  // namespace Nimb::Authoring::Demo

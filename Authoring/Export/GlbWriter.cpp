@@ -6,7 +6,7 @@
 #include <nlohmann/json.hpp>
 #include <stdexcept>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 namespace {
 
 using Json = nlohmann::json;
@@ -161,4 +161,4 @@ Bytes WriteGlb(const Mesh& mesh, const Bytes& png) {
     return Join(scene.dump(), buffer.Take());
 }
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

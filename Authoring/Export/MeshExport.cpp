@@ -5,7 +5,7 @@
 
 #include <utility>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 
 std::vector<std::string> ExportNames(MeshFormat format, const std::string& stem) {
     switch (format) {
@@ -32,4 +32,4 @@ std::vector<ExportedFile> ExportMesh(MeshFormat format, const std::string& stem,
     }
 }
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 
 enum class MeshFormat {
     Obj,  ///< text; with a material file and a PNG beside it
@@ -31,4 +31,4 @@ std::vector<std::string> ExportNames(MeshFormat format, const std::string& stem)
 std::vector<ExportedFile> ExportMesh(MeshFormat format, const std::string& stem, const Mesh& mesh,
                                      const Image& texture);
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

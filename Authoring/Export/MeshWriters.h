@@ -6,7 +6,7 @@
 
 #include <string>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 
 /// `materialFile`: the .mtl that is to be named.
 Bytes WriteObj(const Mesh& mesh, const std::string& materialFile);
@@ -18,4 +18,4 @@ Bytes WritePly(const Mesh& mesh, const std::string& textureFile);
 /// `png`: goes into the file as it is.
 Bytes WriteGlb(const Mesh& mesh, const Bytes& png);
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

@@ -3,7 +3,7 @@
 
 #include <charconv>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 namespace {
 
 class TextWriter {
@@ -66,4 +66,4 @@ Bytes WriteMtl(const std::string& textureFile) {
         .Take();
 }
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

@@ -1,7 +1,7 @@
 // Binary little-endian PLY with texture coordinates at the vertices, as s and t.
 #include "Authoring/Export/MeshWriters.h"
 
-namespace Authoring {
+namespace Nimb::Authoring {
 namespace {
 
 std::string Header(const Mesh& mesh, const std::string& textureFile) {
@@ -44,4 +44,4 @@ Bytes WritePly(const Mesh& mesh, const std::string& textureFile) {
     return out.Take();
 }
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

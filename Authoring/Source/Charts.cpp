@@ -4,7 +4,7 @@
 #include <array>
 #include <tuple>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 namespace {
 
 constexpr UINT32 c_None = 0xFFFFFFFF;
@@ -225,4 +225,4 @@ Charts Collapse(const std::vector<TarnMeshFace>& faces) {
     return charts;
 }
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

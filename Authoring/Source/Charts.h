@@ -19,7 +19,7 @@
 
 #include <vector>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 
 struct LatticePoint {
     int x = 0, y = 0;
@@ -46,4 +46,4 @@ Charts Unfold(const std::vector<TarnMeshFace>& faces);
 /// All of the surface at one point, as its only chart: for a surface of one colour, which needs no cuts.
 Charts Collapse(const std::vector<TarnMeshFace>& faces);
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

@@ -5,7 +5,7 @@
 #include <cstring>
 #include <unordered_map>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 namespace {
 
 constexpr std::size_t c_MaxConcaveCorners = 256;
@@ -187,4 +187,4 @@ Mesh MeshOfCorners(const CornerArrays& arrays, const std::vector<Corner>& corner
     return mesh;
 }
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

@@ -7,7 +7,7 @@
 #include <optional>
 #include <vector>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 
 /// Corner of a polygon: indices into the arrays of a file.
 struct Corner {
@@ -34,4 +34,4 @@ std::optional<std::vector<Corner>> Triangulate(const std::vector<Corner>& polygo
 /// gets the position index of each vertex.
 Mesh MeshOfCorners(const CornerArrays& arrays, const std::vector<Corner>& corners, std::vector<UINT32>& origin);
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

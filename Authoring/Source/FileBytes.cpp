@@ -10,7 +10,7 @@
 #include <filesystem>
 #include <memory>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 
 std::vector<BYTE> ReadFileBytes(const std::string& path, const std::string& what) {
     const auto fail = [&](const char* reason) { return InputError(path + ": " + what + " cannot be read: " + reason); };
@@ -42,4 +42,4 @@ std::string PathBeside(const std::string& file, std::string name) {
     return (std::filesystem::path(file).parent_path() / name).string();
 }
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

@@ -7,7 +7,7 @@
 #include <string_view>
 #include <vector>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 
 /// Throws InputError, naming the file, when it cannot be read. `what` says in the message what the file is wanted for,
 /// as in "the mesh". Every input file but sound is read here, so that none can be the output (see OutputGuard).
@@ -20,4 +20,4 @@ inline std::string_view AsText(const std::vector<BYTE>& bytes) {
 /// The path of a file that another file names: relative to that one's folder. Backslashes count as slashes.
 std::string PathBeside(const std::string& file, std::string name);
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

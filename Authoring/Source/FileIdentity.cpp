@@ -5,7 +5,7 @@
 #include <filesystem>
 #include <stdexcept>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 namespace {
 
 std::string g_GuardedPath;
@@ -42,4 +42,4 @@ void OutputGuard::CheckInput(int file, const std::string& path) {
     }
 }
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

@@ -6,7 +6,7 @@
 #include <optional>
 #include <string>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 
 /// A file as the system knows it: the same through links and however its path is written.
 struct FileIdentity {
@@ -35,4 +35,4 @@ public:
     static void CheckInput(int file, const std::string& path);
 };
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

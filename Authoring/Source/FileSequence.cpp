@@ -11,7 +11,7 @@
 #include <stdexcept>
 #include <string_view>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 namespace {
 
 namespace fs = std::filesystem;
@@ -351,4 +351,4 @@ FileRange RangeOf(const FileSequence& sequence, const std::string& input, std::o
     return range;
 }
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

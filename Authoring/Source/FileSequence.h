@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 
 struct FileSequence {
     std::vector<std::string> paths;    ///< never empty
@@ -44,4 +44,4 @@ std::optional<std::vector<std::size_t>> NumbersInNames(const FileSequence& seque
 /// Lower-case extension without its dot.
 std::string ExtensionOf(const std::string& path);
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

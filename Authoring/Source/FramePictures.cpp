@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <map>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 
 namespace {
 
@@ -117,4 +117,4 @@ std::shared_ptr<const Image> FramePictures::Get(const SourceMaterial& look, std:
     return image;
 }
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

@@ -10,7 +10,7 @@
 #include <optional>
 #include <vector>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 
 /// The formats of pictures that are read.
 const FileKinds& PictureKinds();
@@ -54,4 +54,4 @@ private:
     std::vector<Size> m_Sizes;  ///< for each material, what it had when first asked for
 };
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

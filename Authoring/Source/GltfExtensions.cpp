@@ -4,7 +4,7 @@
 #include <set>
 #include <string>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 namespace {
 
 bool IsSupported(const std::string& name) {
@@ -92,4 +92,4 @@ void CheckExtensions(const GltfFile& file, Warnings* pWarnings) {
     CheckPointers(file);
 }
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

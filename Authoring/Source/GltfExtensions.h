@@ -4,10 +4,10 @@
 #include "Authoring/Source/GltfFile.h"
 #include "Authoring/Warnings.h"
 
-namespace Authoring {
+namespace Nimb::Authoring {
 
 /// Those that change neither the surface nor its colours are ignored with a warning, and so are those that a file can
 /// do without. `pWarnings` may be null. Fails where the file requires another one.
 void CheckExtensions(const GltfFile& file, Warnings* pWarnings);
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

@@ -12,7 +12,7 @@
 #include <map>
 #include <string_view>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 namespace {
 
 // Accessors may claim elements that no buffer backs, all zero: bounded, so that a small file cannot take all memory.
@@ -333,4 +333,4 @@ Picture GltfFile::ImageAt(std::size_t index) const {
     return {PathBeside(m_Path, DecodePercent(uri)), nullptr};
 }
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 
 using Json = nlohmann::json;
 
@@ -86,4 +86,4 @@ bool ReadNumbers(const Json& object, const char* key, std::array<double, N>& val
     return true;
 }
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <cmath>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 namespace {
 
 Wrap WrapOf(const Json& sampler, const char* key) {
@@ -72,4 +72,4 @@ TextureUse ReadTextureUse(const GltfFile& file, std::size_t index) {
     return use;
 }
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

@@ -9,7 +9,7 @@
 #include <array>
 #include <cstddef>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 
 /// Where a material finds its picture: which of the vertices' texture coordinates, and what becomes of them.
 struct TextureUse {
@@ -26,4 +26,4 @@ struct TextureUse {
 SourceMaterial ReadGltfMaterial(const GltfFile& file, std::size_t index);
 TextureUse ReadTextureUse(const GltfFile& file, std::size_t index);
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

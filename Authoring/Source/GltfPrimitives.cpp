@@ -4,7 +4,7 @@
 
 #include <algorithm>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 namespace {
 
 std::vector<Vec3> Vectors(const std::vector<double>& numbers) {
@@ -213,4 +213,4 @@ const std::vector<std::size_t>& GltfPrimitives::PrimitivesOf(std::size_t mesh) {
     return entry->second;
 }
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

@@ -10,7 +10,7 @@
 #include <map>
 #include <vector>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 
 /// Appends primitives of meshes to a list, each once. Throws as GltfFile does.
 class GltfPrimitives {
@@ -36,4 +36,4 @@ private:
     std::size_t m_Vertices = 0;
 };
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

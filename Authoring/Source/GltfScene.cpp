@@ -13,7 +13,7 @@
 #include <map>
 #include <set>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 namespace {
 
 /// Columns of four, as glTF has them.
@@ -303,4 +303,4 @@ Scene ReadGltfScene(const std::string& path, const std::optional<std::string>& a
     }
 }
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

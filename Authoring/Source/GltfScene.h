@@ -8,7 +8,7 @@
 #include <optional>
 #include <string>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 
 /// The file's default scene with one animation, named by its name or its index; empty: the first one, if there is any;
 /// std::nullopt: none. With Materials::Ignore the scene has one material without a picture. Of `options` only the names
@@ -16,4 +16,4 @@ namespace Authoring {
 Scene ReadGltfScene(const std::string& path, const std::optional<std::string>& animation, Materials materials,
                     const SourceOptions& options);
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

@@ -10,7 +10,7 @@
 #include <cstring>
 #include <memory>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 
 Image DecodeImage(const BYTE* bytes, std::size_t size, const std::string& name) {
     if (size > INT_MAX) {
@@ -72,4 +72,4 @@ std::vector<BYTE> EncodePng(const Image& image) {
     return bytes;
 }
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 
 /// PNG, JPEG, BMP or TGA. Throws InputError, naming the file, when it cannot be read or is not a picture.
 Image ReadImage(const std::string& path);
@@ -22,4 +22,4 @@ void WritePng(const std::string& path, const Image& image);
 /// many pictures.
 std::vector<BYTE> EncodePng(const Image& image);
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

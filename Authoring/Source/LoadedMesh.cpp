@@ -3,7 +3,7 @@
 #include "Authoring/MeshSource.h"
 #include "Authoring/Source/TextureSpace.h"
 
-namespace Authoring {
+namespace Nimb::Authoring {
 
 LoadedPart PartOf(const CornerArrays& arrays, std::vector<Corner> corners, bool hasPicture) {
     LoadedPart part;
@@ -73,4 +73,4 @@ void Append(Mesh& mesh, const Mesh& tail) {
     }
 }
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 
 /// The triangles of one material. Texture coordinates are the file's own: v grows upwards, and they need not be inside
 /// [0, 1].
@@ -47,4 +47,4 @@ constexpr const char* c_DroppedColours = "vertex colours are ignored, since ther
 /// Appends a mesh. The result has normals if both have.
 void Append(Mesh& mesh, const Mesh& tail);
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

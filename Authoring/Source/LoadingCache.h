@@ -8,7 +8,7 @@
 #include <memory>
 #include <mutex>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 
 /// Any thread may call Get, several at once: those that want one value wait for the one that loads it. A value that
 /// could not be loaded is tried again the next time.
@@ -72,4 +72,4 @@ private:
     std::uint64_t m_Uses = 0;
 };
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

@@ -7,7 +7,7 @@
 #include <cmath>
 #include <filesystem>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 
 std::unique_ptr<MeshSource> OpenMeshSource(const SourceOptions& options) {
     if (!(options.frameRate > 0 && options.frameRate <= 1000)) {
@@ -32,4 +32,4 @@ bool IsPictureName(const std::string& path) {
     return IsOfKind(path, PictureKinds());
 }
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

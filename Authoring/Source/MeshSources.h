@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 
 /// Which axis of the input points up. Z: (x, y, z) becomes (x, z, -y).
 enum class UpAxis { Y, Z };
@@ -74,4 +74,4 @@ std::unique_ptr<MeshSource> OpenMeshSource(const SourceOptions& options);
 /// Whether a path, a pattern or a glob means pictures, by its ending.
 bool IsPictureName(const std::string& path);
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

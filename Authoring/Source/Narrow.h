@@ -4,7 +4,7 @@
 #include <cmath>
 #include <limits>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 
 /// Infinite beyond the range of float, where the conversion alone would be undefined.
 inline float Narrowed(double value) {
@@ -12,4 +12,4 @@ inline float Narrowed(double value) {
     return isBeyond ? (value > 0 ? 1.0F : -1.0F) * std::numeric_limits<float>::infinity() : static_cast<float>(value);
 }
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

@@ -15,7 +15,7 @@
 #include <map>
 #include <string_view>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 namespace {
 
 /// Logical lines of a text: comments gone, lines that end in a backslash joined.
@@ -362,4 +362,4 @@ LoadedMesh ReadObj(const std::string& path, Materials materials, SkippedNames& s
     return ObjReader(path, AsText(bytes), materials, skipped).Read();
 }
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

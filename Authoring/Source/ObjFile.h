@@ -9,7 +9,7 @@
 
 #include <string>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 
 /// Polygons are cut into triangles; groups and objects are merged by material, those that are skipped left out; points,
 /// lines, curves and smoothing groups are ignored. Of materials it reads Kd and map_Kd (which replaces Kd), options of
@@ -18,4 +18,4 @@ namespace Authoring {
 /// file and the line.
 LoadedMesh ReadObj(const std::string& path, Materials materials, SkippedNames& skipped);
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

@@ -9,7 +9,7 @@
 #include <cstdint>
 #include <numeric>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 namespace {
 
 constexpr std::size_t c_Margin = 2;
@@ -268,4 +268,4 @@ Image Draw(const Painting& painting) {
     return image;
 }
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 
 /// RGBA in linear light, 0 to 1.
 using Colour = std::array<float, 4>;
@@ -57,4 +57,4 @@ Painting Paint(const std::vector<PaintedSurface*>& surfaces, const Colour& tint,
 /// with halved colour resolution mixes charts.
 Image Draw(const Painting& painting);
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

@@ -6,7 +6,7 @@
 #include <algorithm>
 #include <cmath>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 namespace {
 
 // Large enough for the subsampled colours and the block filters of video.
@@ -105,4 +105,4 @@ float EncodedOf(float linear) {
     return linear <= 0.0031308F ? linear * 12.92F : 1.055F * std::pow(linear, 1 / 2.4F) - 0.055F;
 }
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

@@ -8,7 +8,7 @@
 #include <memory>
 #include <string>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 
 /// Keeps the last used pictures. Any thread.
 class PictureStore {
@@ -33,4 +33,4 @@ private:
 float LinearOf(float encoded);
 float EncodedOf(float linear);
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

@@ -4,7 +4,7 @@
 
 #include <cmath>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 
 void Place(Mesh& mesh, const SourceOptions& options, const std::string& name) {
     const auto turned = [&](const Vec3& v) { return options.upAxis == UpAxis::Z ? Vec3{v.x, v.z, -v.y} : v; };
@@ -21,4 +21,4 @@ void Place(Mesh& mesh, const SourceOptions& options, const std::string& name) {
     }
 }
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

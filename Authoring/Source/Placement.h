@@ -4,10 +4,10 @@
 #include "Authoring/MeshSource.h"
 #include "Authoring/Source/MeshSources.h"
 
-namespace Authoring {
+namespace Nimb::Authoring {
 
 /// Turns and scales positions and turns normals. Throws InputError, beginning with `name`, for positions that leave the
 /// range of float.
 void Place(Mesh& mesh, const SourceOptions& options, const std::string& name);
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

@@ -15,7 +15,7 @@
 #include <cstring>
 #include <string_view>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 namespace {
 
 constexpr std::size_t c_NoProperty = SIZE_MAX;
@@ -409,4 +409,4 @@ LoadedMesh ReadPly(const std::string& path, Materials materials) {
     return PlyReader(path, AsText(bytes), materials).Read();
 }
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

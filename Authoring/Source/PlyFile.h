@@ -8,7 +8,7 @@
 
 #include <string>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 
 /// Texture coordinates are the vertices' (u, v), (s, t) or (texture_u, texture_v), or the faces' list "texcoord", which
 /// has a pair for each corner. Pictures are those of the "comment TextureFile NAME" lines, chosen by the faces'
@@ -16,4 +16,4 @@ namespace Authoring {
 /// vertex or face.
 LoadedMesh ReadPly(const std::string& path, Materials materials);
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

@@ -5,7 +5,7 @@
 
 #include <map>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 namespace {
 
 class HeaderReader {
@@ -126,4 +126,4 @@ PlyHeader ReadPlyHeader(const std::string& path, std::string_view file) {
     return HeaderReader(path, file).Read();
 }
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

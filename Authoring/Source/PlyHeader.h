@@ -7,7 +7,7 @@
 #include <string_view>
 #include <vector>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 
 enum class PlyFormat { Text, LittleEndian, BigEndian };
 
@@ -36,4 +36,4 @@ struct PlyHeader {
 /// Throws InputError, naming `path` and the line.
 PlyHeader ReadPlyHeader(const std::string& path, std::string_view file);
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

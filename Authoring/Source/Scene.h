@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 
 constexpr std::size_t c_NoNode = SIZE_MAX;
 
@@ -82,4 +82,4 @@ struct Scene {
     double duration = 0;             ///< seconds; 0 without an animation
 };
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

@@ -5,7 +5,7 @@
 #include <memory>
 #include <utility>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 namespace {
 
 bool HasAlpha(const PaintedSurface& surface) {
@@ -57,4 +57,4 @@ void PaintScene(Scene& scene, const std::string& name, const PaintSizeOf& sizeOf
     }
 }
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

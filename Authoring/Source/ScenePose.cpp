@@ -6,7 +6,7 @@
 #include <algorithm>
 #include <cmath>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 namespace {
 
 using Vector = std::array<double, 3>;
@@ -241,4 +241,4 @@ SourceFrame PoseAt(const Scene& scene, double time) {
     return frame;
 }
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

@@ -11,7 +11,7 @@
 #include <cstdio>
 #include <stdexcept>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 namespace {
 
 constexpr double c_MaxFrames = 1e7;
@@ -100,4 +100,4 @@ std::unique_ptr<MeshSource> OpenSceneSource(const SourceOptions& options) {
     return std::make_unique<SceneSource>(options);
 }
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

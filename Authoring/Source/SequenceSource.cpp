@@ -13,7 +13,7 @@
 #include <map>
 #include <stdexcept>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 namespace {
 
 // A frame is asked for as a mesh and again for its pictures, by a few threads.
@@ -225,4 +225,4 @@ std::unique_ptr<MeshSource> OpenSequenceSource(const SourceOptions& options) {
     return std::make_unique<SequenceSource>(options);
 }
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

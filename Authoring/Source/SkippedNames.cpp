@@ -2,7 +2,7 @@
 
 #include "Authoring/MeshSource.h"
 
-namespace Authoring {
+namespace Nimb::Authoring {
 
 bool SkippedNames::Contains(const std::string& name) {
     if (!m_Names.empty() && !name.empty()) {
@@ -25,4 +25,4 @@ void SkippedNames::Check(const std::string& path) const {
     }
 }
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

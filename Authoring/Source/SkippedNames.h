@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 
 /// For one file.
 class SkippedNames {
@@ -23,4 +23,4 @@ private:
     std::set<std::string> m_Known;
 };
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

@@ -5,9 +5,9 @@
 
 #include <memory>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 
 std::unique_ptr<MeshSource> OpenSceneSource(const SourceOptions& options);
 std::unique_ptr<MeshSource> OpenSequenceSource(const SourceOptions& options);
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 
 /// A picture that nobody has decoded yet.
 struct Picture {
@@ -36,4 +36,4 @@ using PaintSizeOf = std::function<std::optional<PictureSize>(const std::vector<S
 
 constexpr PictureSize c_NotPainted = {0, 0};
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

@@ -4,7 +4,7 @@
 #include <charconv>
 #include <string_view>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 
 constexpr bool IsBlank(char c) {
     return c == ' ' || c == '\t' || c == '\r' || c == '\v' || c == '\f';
@@ -58,4 +58,4 @@ bool ParseNumber(std::string_view word, Number& number) {
     return error == std::errc() && end == word.data() + word.size();
 }
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

@@ -8,7 +8,7 @@
 #include <sstream>
 #include <tuple>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 namespace {
 
 // How far a triangle may overshoot the picture: rounding, and charts packed up to the very edge.
@@ -135,4 +135,4 @@ Surface FitIntoPicture(const std::vector<Vec2>& texCoords, const std::vector<Tar
     return builder.Finish();
 }
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-namespace Authoring {
+namespace Nimb::Authoring {
 
 /// What texture coordinates outside [0, 1] mean.
 enum class Wrap { Repeat, Mirror, Clamp };
@@ -42,4 +42,4 @@ std::vector<Value> Gather(const std::vector<Value>& values, const std::vector<UI
     return gathered;
 }
 
-}  // namespace Authoring
+}  // namespace Nimb::Authoring

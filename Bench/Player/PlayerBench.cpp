@@ -64,20 +64,20 @@ private:
 };
 
 void MakeClip(const std::string& path) {
-    Authoring::ClipVideoOptions video;
+    Nimb::Authoring::ClipVideoOptions video;
     video.width = video.height = c_AtlasSize;
     video.frameRateNumerator = c_FrameRate;
     video.preset = "veryfast";
-    Authoring::Mp4Writer writer(path, video);
-    Authoring::FrameEncoder encoder;
-    Authoring::ClipOptions options;
+    Nimb::Authoring::Mp4Writer writer(path, video);
+    Nimb::Authoring::FrameEncoder encoder;
+    Nimb::Authoring::ClipOptions options;
     options.maxError = 0.0005;
-    Authoring::FileAttributes attributes;
+    Nimb::Authoring::FileAttributes attributes;
     std::vector<BYTE> picture(static_cast<std::size_t>(c_AtlasSize) * c_AtlasSize * 4, 128);
     std::size_t meshBytes = 0;
     int keyFrames = 0;
-    for (const Authoring::Mesh& mesh : Bench::MakeBodyClip(c_FrameCount)) {
-        const Authoring::EncodedFrame frame = encoder.NextFrame(mesh, options);
+    for (const Nimb::Authoring::Mesh& mesh : Bench::MakeBodyClip(c_FrameCount)) {
+        const Nimb::Authoring::EncodedFrame frame = encoder.NextFrame(mesh, options);
         for (std::size_t i = 0; i < picture.size(); i += 61) {
             picture[i] = static_cast<BYTE>(picture[i] * 5 + 1);
         }
@@ -148,8 +148,8 @@ void RunStages(const std::string& path, UINT32 vertexFormat, bool isPrinted, Upl
     }
 }
 
-void BenchStages(const std::string& path, EngineStandIn::RenderThread& renderThread,
-                 const EngineStandIn::Player& player) {
+void BenchStages(const std::string& path, Nimb::EngineStandIn::RenderThread& renderThread,
+                 const Nimb::EngineStandIn::Player& player) {
     renderThread.Run([&] {
         const auto& gl = player.GlObjects();
         const auto vertexCount = static_cast<unsigned int>(player.Sizes().vertexCount);
@@ -171,14 +171,14 @@ void BenchStages(const std::string& path, EngineStandIn::RenderThread& renderThr
 }
 
 /// Plays the clip once, with a render event every few milliseconds, and times the events that brought a new frame.
-void BenchEvents(const EngineStandIn::PluginLibrary& plugin, EngineStandIn::RenderThread& renderThread,
+void BenchEvents(const Nimb::EngineStandIn::PluginLibrary& plugin, Nimb::EngineStandIn::RenderThread& renderThread,
                  const std::string& path, bool hasTexture, bool computeNormals, const char* name) {
-    EngineStandIn::Player player(plugin, renderThread);
+    Nimb::EngineStandIn::Player player(plugin, renderThread);
     plugin->SetComputeNormals(player.Id(), computeNormals);
     if (!player.Open(path)) {
         throw std::runtime_error("the clip cannot be opened");
     }
-    EngineStandIn::BufferSizes sizes = EngineStandIn::Player::SizesFor(player.FileInfo());
+    Nimb::EngineStandIn::BufferSizes sizes = Nimb::EngineStandIn::Player::SizesFor(player.FileInfo());
     player.CreateBuffers(sizes);
     if (!hasTexture) {
         const auto pointer = [](unsigned int glName) { return reinterpret_cast<void*>(std::uintptr_t{glName}); };
@@ -225,12 +225,12 @@ void Run() {
     const std::string path = folder + "/clip.mp4";
     MakeClip(path);
 
-    const EngineStandIn::PluginLibrary plugin(NIMB_PLUGIN_FILE);
-    EngineStandIn::RenderThread renderThread;
-    EngineStandIn::StartPlugin(plugin, renderThread);
+    const Nimb::EngineStandIn::PluginLibrary plugin(NIMB_PLUGIN_FILE);
+    Nimb::EngineStandIn::RenderThread renderThread;
+    Nimb::EngineStandIn::StartPlugin(plugin, renderThread);
     std::printf("| Microseconds a frame | Median | 95th of 100 | Largest |\n|---|---:|---:|---:|\n");
     {
-        EngineStandIn::Player player(plugin, renderThread);
+        Nimb::EngineStandIn::Player player(plugin, renderThread);
         player.Open(path);
         player.CreateBuffers();
         BenchStages(path, renderThread, player);

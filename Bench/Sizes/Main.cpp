@@ -13,7 +13,7 @@
 
 namespace {
 
-using namespace Authoring;
+using namespace Nimb::Authoring;
 
 constexpr std::size_t c_KeyInterval = 30;
 constexpr std::size_t c_BodyFrames = 60;

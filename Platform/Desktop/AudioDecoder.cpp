@@ -3,7 +3,7 @@
 #include "Decoder.h"
 #include "Log.h"
 
-namespace NimbDesktop {
+namespace Nimb::Desktop {
 namespace {
 
 constexpr int c_SampleRate = 48000;
@@ -121,4 +121,4 @@ std::unique_ptr<Decoder> MakeAudioDecoder(AvPtr<AVCodecContext> context) {
     return std::make_unique<AudioDecoder>(std::move(context));
 }
 
-}  // namespace NimbDesktop
+}  // namespace Nimb::Desktop

@@ -10,7 +10,7 @@
 #include <mutex>
 #include <thread>
 
-namespace NimbDesktop {
+namespace Nimb::Desktop {
 namespace {
 
 class Sound;
@@ -75,9 +75,9 @@ private:
 };
 
 }  // namespace
-}  // namespace NimbDesktop
+}  // namespace Nimb::Desktop
 
-using namespace NimbDesktop;
+using namespace Nimb::Desktop;
 
 MLResult MLAudioCreateSoundWithOutputStream(const MLAudioBufferFormat* format, uint32_t buffer_size,
                                             MLAudioBufferCallback callback, void* context, MLHandle* out_sound) {

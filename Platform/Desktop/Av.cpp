@@ -6,7 +6,7 @@
 #include <cstdarg>
 #include <mutex>
 
-namespace NimbDesktop {
+namespace Nimb::Desktop {
 namespace {
 
 // One level milder than they see themselves: a damaged picture is an error to a decoder, but the player goes on.
@@ -45,4 +45,4 @@ void RouteAvLog() {
     std::call_once(once, [] { av_log_set_callback(ForwardMessage); });
 }
 
-}  // namespace NimbDesktop
+}  // namespace Nimb::Desktop

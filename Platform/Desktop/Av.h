@@ -13,7 +13,7 @@ extern "C" {
 #include <new>
 #include <string>
 
-namespace NimbDesktop {
+namespace Nimb::Desktop {
 
 struct AvDeleter {
     void operator()(AVFormatContext* p) const { avformat_close_input(&p); }
@@ -44,4 +44,4 @@ std::string AvErrorText(int error);
 /// From the first call on, the media libraries' messages go into the platform's log.
 void RouteAvLog();
 
-}  // namespace NimbDesktop
+}  // namespace Nimb::Desktop

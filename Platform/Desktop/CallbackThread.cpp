@@ -5,7 +5,7 @@
 
 #include <utility>
 
-namespace NimbDesktop {
+namespace Nimb::Desktop {
 
 CallbackThread::CallbackThread() : m_State(std::make_shared<State>()), m_Thread([state = m_State] { Run(state); }) {}
 
@@ -60,4 +60,4 @@ void CallbackThread::Run(const std::shared_ptr<State>& state) {
     }
 }
 
-}  // namespace NimbDesktop
+}  // namespace Nimb::Desktop

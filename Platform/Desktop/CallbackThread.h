@@ -9,7 +9,7 @@
 #include <mutex>
 #include <thread>
 
-namespace NimbDesktop {
+namespace Nimb::Desktop {
 
 class CallbackThread {
 public:
@@ -40,4 +40,4 @@ private:
     std::thread m_Thread;
 };
 
-}  // namespace NimbDesktop
+}  // namespace Nimb::Desktop

@@ -10,7 +10,7 @@
 #include <utility>
 #include <vector>
 
-namespace NimbDesktop {
+namespace Nimb::Desktop {
 namespace {
 
 using Clock = std::chrono::steady_clock;
@@ -96,4 +96,4 @@ std::unique_ptr<SoundDevice> SoundDevice::Open(const Format& format, Render rend
     return device != nullptr ? std::move(device) : OpenClockDevice(format, std::move(render));
 }
 
-}  // namespace NimbDesktop
+}  // namespace Nimb::Desktop

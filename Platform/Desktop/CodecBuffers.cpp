@@ -6,7 +6,7 @@
 #include <cstring>
 #include <utility>
 
-namespace NimbDesktop {
+namespace Nimb::Desktop {
 namespace {
 
 constexpr size_t c_MaxReadyOutputs = 4;
@@ -240,4 +240,4 @@ bool CodecBuffers::Deliver(uint64_t epoch, DecodedBuffer buffer) {
     return true;
 }
 
-}  // namespace NimbDesktop
+}  // namespace Nimb::Desktop

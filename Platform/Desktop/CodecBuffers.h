@@ -21,7 +21,7 @@
 #include <mutex>
 #include <vector>
 
-namespace NimbDesktop {
+namespace Nimb::Desktop {
 
 class CodecBuffers {
 public:
@@ -101,4 +101,4 @@ private:
     std::map<int64_t, DecodedBuffer> m_Lapsed;  // held by the client when their epoch ended
 };
 
-}  // namespace NimbDesktop
+}  // namespace Nimb::Desktop

@@ -6,7 +6,7 @@
 #include <algorithm>
 #include <thread>
 
-namespace NimbDesktop {
+namespace Nimb::Desktop {
 namespace {
 
 constexpr int c_MaxThreads = 4;
@@ -121,4 +121,4 @@ bool Decoder::Receive(const Sink& sink) {
     return true;
 }
 
-}  // namespace NimbDesktop
+}  // namespace Nimb::Desktop

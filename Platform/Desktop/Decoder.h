@@ -13,7 +13,7 @@
 #include <memory>
 #include <vector>
 
-namespace NimbDesktop {
+namespace Nimb::Desktop {
 
 /// What the codec's client dequeues.
 struct DecodedBuffer {
@@ -62,4 +62,4 @@ private:
 std::unique_ptr<Decoder> MakeVideoDecoder(AvPtr<AVCodecContext> context);
 std::unique_ptr<Decoder> MakeAudioDecoder(AvPtr<AVCodecContext> context);
 
-}  // namespace NimbDesktop
+}  // namespace Nimb::Desktop

@@ -16,8 +16,8 @@
 #include <array>
 #include <cstddef>
 
-using NimbDesktop::HandleTable;
-using NimbDesktop::VideoFrame;
+using Nimb::Desktop::HandleTable;
+using Nimb::Desktop::VideoFrame;
 
 namespace {
 

@@ -7,7 +7,7 @@ extern "C" {
 #include <libswscale/swscale.h>
 }
 
-namespace NimbDesktop {
+namespace Nimb::Desktop {
 
 inline int ColourMatrixOf(const AVFrame& frame) {
     // From this height on video that does not say which colours it means is taken for high definition.
@@ -48,4 +48,4 @@ inline void SetColoursOf(const AVFrame& frame, SwsContext& conversion) {
                              sws_getCoefficients(SWS_CS_DEFAULT), 1, 0, unity, unity);
 }
 
-}  // namespace NimbDesktop
+}  // namespace Nimb::Desktop

@@ -3,7 +3,7 @@
 
 #include <utility>
 
-namespace NimbDesktop {
+namespace Nimb::Desktop {
 namespace {
 
 constexpr size_t c_NoSlot = ~size_t{0};
@@ -66,4 +66,4 @@ bool HandleTable::Erase(MLHandle handle) {
     return true;
 }
 
-}  // namespace NimbDesktop
+}  // namespace Nimb::Desktop

@@ -11,7 +11,7 @@
 #include <mutex>
 #include <vector>
 
-namespace NimbDesktop {
+namespace Nimb::Desktop {
 
 class Object {
 public:
@@ -56,4 +56,4 @@ private:
     std::vector<uint32_t> m_Free;
 };
 
-}  // namespace NimbDesktop
+}  // namespace Nimb::Desktop

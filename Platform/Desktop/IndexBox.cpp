@@ -5,7 +5,7 @@
 #include <cstring>
 #include <fstream>
 
-namespace NimbDesktop {
+namespace Nimb::Desktop {
 namespace {
 
 // Files have a handful; one that has more is not walked to its end.
@@ -51,4 +51,4 @@ bool IsIndexWhole(const std::string& path) {
     return true;
 }
 
-}  // namespace NimbDesktop
+}  // namespace Nimb::Desktop

@@ -3,10 +3,10 @@
 
 #include <string>
 
-namespace NimbDesktop {
+namespace Nimb::Desktop {
 
 /// False when the file ends inside its index: libavformat would take what is there for everything, and leave out
 /// tracks or give samples wrong times. True when there is no index to be seen, which libavformat then says.
 bool IsIndexWhole(const std::string& path);
 
-}  // namespace NimbDesktop
+}  // namespace Nimb::Desktop

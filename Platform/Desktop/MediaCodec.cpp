@@ -8,7 +8,7 @@
 #include <exception>
 #include <utility>
 
-namespace NimbDesktop {
+namespace Nimb::Desktop {
 namespace {
 
 // Enough for the interleaving of common files: a second of one track may have to be passed before the other one's next
@@ -191,4 +191,4 @@ void MediaCodec::DecodeOne(CodecBuffers::Input& input) {
     }
 }
 
-}  // namespace NimbDesktop
+}  // namespace Nimb::Desktop

@@ -14,7 +14,7 @@
 #include <mutex>
 #include <thread>
 
-namespace NimbDesktop {
+namespace Nimb::Desktop {
 
 class MediaCodec final : public Object {
 public:
@@ -70,4 +70,4 @@ private:
     CallbackThread m_CallbackThread;
 };
 
-}  // namespace NimbDesktop
+}  // namespace Nimb::Desktop

@@ -6,7 +6,7 @@
 
 #include <ml_media_codec.h>
 
-using namespace NimbDesktop;
+using namespace Nimb::Desktop;
 
 namespace {
 

@@ -11,7 +11,7 @@
 #include <algorithm>
 #include <cstring>
 
-namespace NimbDesktop {
+namespace Nimb::Desktop {
 namespace {
 
 constexpr AVRational c_Microseconds = {1, 1000000};
@@ -362,4 +362,4 @@ MLResult MediaExtractor::ReadSample(uint8_t* buffer, size_t bufferSize, size_t o
     return MLResult_Ok;
 }
 
-}  // namespace NimbDesktop
+}  // namespace Nimb::Desktop

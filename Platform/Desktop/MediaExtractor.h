@@ -16,7 +16,7 @@
 
 #include <ml_media_extractor.h>
 
-namespace NimbDesktop {
+namespace Nimb::Desktop {
 
 class MediaExtractor final : public Object {
 public:
@@ -61,4 +61,4 @@ private:
     Position m_Position = Position::Unread;
 };
 
-}  // namespace NimbDesktop
+}  // namespace Nimb::Desktop

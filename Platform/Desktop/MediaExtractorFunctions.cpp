@@ -6,7 +6,7 @@
 
 #include <utility>
 
-using namespace NimbDesktop;
+using namespace Nimb::Desktop;
 
 MLResult MLMediaExtractorCreate(MLHandle* out_handle) {
     return PublicCall([&]() -> MLResult {

@@ -13,7 +13,7 @@ MLMediaFormatKey MLMediaFormat_Key_Width = "width";
 MLMediaFormatKey MLMediaFormat_Key_Height = "height";
 MLMediaFormatKey MLMediaFormat_Key_Duration = "durationUs";
 
-namespace NimbDesktop {
+namespace Nimb::Desktop {
 namespace {
 
 constexpr size_t c_MaxKeyString = 64;
@@ -55,9 +55,9 @@ std::string MediaFormat::ToText() const {
     return text + "}";
 }
 
-}  // namespace NimbDesktop
+}  // namespace Nimb::Desktop
 
-using namespace NimbDesktop;
+using namespace Nimb::Desktop;
 
 MLResult MLMediaFormatGetKeyString(MLHandle format, MLMediaFormatKey key, char* out_string) {
     return GetValue<std::string>(format, key, out_string,

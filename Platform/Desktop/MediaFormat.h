@@ -9,7 +9,7 @@
 #include <variant>
 #include <vector>
 
-namespace NimbDesktop {
+namespace Nimb::Desktop {
 
 /// Unchanging once it is in the handle table, so any thread may read it.
 class MediaFormat final : public Object {
@@ -38,4 +38,4 @@ private:
     std::vector<std::pair<std::string, Value>> m_Values;
 };
 
-}  // namespace NimbDesktop
+}  // namespace Nimb::Desktop

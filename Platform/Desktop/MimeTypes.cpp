@@ -1,7 +1,7 @@
 // MIME types: the table of those that have a name of their own; all others are "kind/x-name of the codec".
 #include "MimeTypes.h"
 
-namespace NimbDesktop {
+namespace Nimb::Desktop {
 namespace {
 
 struct Coding {
@@ -86,4 +86,4 @@ const char* ByteStreamFilterOf(AVCodecID codec) {
     return coding != nullptr ? coding->byteStreamFilter : nullptr;
 }
 
-}  // namespace NimbDesktop
+}  // namespace Nimb::Desktop

@@ -5,7 +5,7 @@
 
 #include <string>
 
-namespace NimbDesktop {
+namespace Nimb::Desktop {
 
 /// Never empty: tracks of unknown codings have a type too.
 std::string MimeTypeOf(const AVCodecParameters& parameters);
@@ -16,4 +16,4 @@ AVCodecID CodecOfMimeType(const std::string& mimeType);
 /// The filter that makes this coding's samples byte streams with start codes, or null where there is none.
 const char* ByteStreamFilterOf(AVCodecID codec);
 
-}  // namespace NimbDesktop
+}  // namespace Nimb::Desktop

@@ -6,7 +6,7 @@
 #include <new>
 #include <utility>
 
-namespace NimbDesktop {
+namespace Nimb::Desktop {
 
 template <class Body>
 MLResult PublicCall(Body&& body) noexcept {
@@ -28,4 +28,4 @@ MLResult CallOn(MLHandle handle, Body&& body) noexcept {
     });
 }
 
-}  // namespace NimbDesktop
+}  // namespace Nimb::Desktop

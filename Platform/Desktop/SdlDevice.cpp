@@ -8,7 +8,7 @@
 #include <mutex>
 #include <utility>
 
-namespace NimbDesktop {
+namespace Nimb::Desktop {
 namespace {
 
 // Frames that the device asks for at a time: 10 ms at 48000 a second, half of what the player hands over.
@@ -113,4 +113,4 @@ std::unique_ptr<SoundDevice> OpenSdlDevice(const SoundDevice::Format& format, co
     return device;
 }
 
-}  // namespace NimbDesktop
+}  // namespace Nimb::Desktop

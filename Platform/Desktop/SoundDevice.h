@@ -7,7 +7,7 @@
 #include <functional>
 #include <memory>
 
-namespace NimbDesktop {
+namespace Nimb::Desktop {
 
 class SoundDevice {
 public:
@@ -31,4 +31,4 @@ public:
 std::unique_ptr<SoundDevice> OpenSdlDevice(const SoundDevice::Format& format, const SoundDevice::Render& render);
 std::unique_ptr<SoundDevice> OpenClockDevice(const SoundDevice::Format& format, SoundDevice::Render render);
 
-}  // namespace NimbDesktop
+}  // namespace Nimb::Desktop

@@ -5,7 +5,7 @@
 #include <cmath>
 #include <cstring>
 
-namespace NimbDesktop {
+namespace Nimb::Desktop {
 namespace {
 
 constexpr float c_FullScale = 32768.0f;
@@ -154,4 +154,4 @@ int SoundStream::Play(uint8_t* out, size_t frameCount) {
     return played;
 }
 
-}  // namespace NimbDesktop
+}  // namespace Nimb::Desktop

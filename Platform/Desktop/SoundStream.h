@@ -12,7 +12,7 @@
 #include <mutex>
 #include <vector>
 
-namespace NimbDesktop {
+namespace Nimb::Desktop {
 
 class SoundStream {
 public:
@@ -64,4 +64,4 @@ private:
     double m_Phase = 1.0;  // how far the stream is past it; from 1 on the next frame is due
 };
 
-}  // namespace NimbDesktop
+}  // namespace Nimb::Desktop

@@ -3,7 +3,7 @@
 
 #include <utility>
 
-namespace NimbDesktop {
+namespace Nimb::Desktop {
 
 void SurfaceQueue::Configure() {
     const std::lock_guard<std::mutex> lock(m_Mutex);
@@ -65,4 +65,4 @@ void SurfaceQueue::Close() {
     m_Acquired.clear();
 }
 
-}  // namespace NimbDesktop
+}  // namespace Nimb::Desktop

@@ -9,7 +9,7 @@
 #include <mutex>
 #include <set>
 
-namespace NimbDesktop {
+namespace Nimb::Desktop {
 
 class SurfaceQueue {
 public:
@@ -38,4 +38,4 @@ private:
     uint64_t m_LastNumber = 0;
 };
 
-}  // namespace NimbDesktop
+}  // namespace Nimb::Desktop

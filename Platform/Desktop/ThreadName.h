@@ -3,11 +3,11 @@
 
 #include <pthread.h>
 
-namespace NimbDesktop {
+namespace Nimb::Desktop {
 
 /// At most 15 characters.
 inline void NameThisThread(const char* name) {
     pthread_setname_np(pthread_self(), name);
 }
 
-}  // namespace NimbDesktop
+}  // namespace Nimb::Desktop

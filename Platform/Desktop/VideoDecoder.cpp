@@ -3,7 +3,7 @@
 #include "FrameColours.h"
 #include "Log.h"
 
-namespace NimbDesktop {
+namespace Nimb::Desktop {
 namespace {
 
 class VideoDecoder final : public Decoder {
@@ -55,4 +55,4 @@ std::unique_ptr<Decoder> MakeVideoDecoder(AvPtr<AVCodecContext> context) {
     return std::make_unique<VideoDecoder>(std::move(context));
 }
 
-}  // namespace NimbDesktop
+}  // namespace Nimb::Desktop

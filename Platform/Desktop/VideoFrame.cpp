@@ -3,7 +3,7 @@
 
 #include <utility>
 
-namespace NimbDesktop {
+namespace Nimb::Desktop {
 namespace {
 
 constexpr size_t c_BytesPerPixel = 4;
@@ -60,4 +60,4 @@ void VideoFramePool::Return(std::unique_ptr<VideoFrame> frame) noexcept {
     }
 }
 
-}  // namespace NimbDesktop
+}  // namespace Nimb::Desktop

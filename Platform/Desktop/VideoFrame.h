@@ -8,7 +8,7 @@
 #include <mutex>
 #include <vector>
 
-namespace NimbDesktop {
+namespace Nimb::Desktop {
 
 /// RGBA, 8 bits each, the top row first. Unchanging once the decoder has filled it.
 class VideoFrame final : public Object {
@@ -41,4 +41,4 @@ private:
     std::vector<std::unique_ptr<VideoFrame>> m_Spare;
 };
 
-}  // namespace NimbDesktop
+}  // namespace Nimb::Desktop

@@ -4,7 +4,7 @@
 #include <sstream>
 #include <stdexcept>
 
-namespace EngineStandIn {
+namespace Nimb::EngineStandIn {
 namespace {
 
 void Check(bool good, const char* what) {
@@ -130,4 +130,4 @@ std::unique_ptr<GlContext> MakeWindowContext(EGLNativeWindowType window) {
     return std::make_unique<WindowContext>(window);
 }
 
-}  // namespace EngineStandIn
+}  // namespace Nimb::EngineStandIn

@@ -6,7 +6,7 @@
 #include <functional>
 #include <memory>
 
-namespace EngineStandIn {
+namespace Nimb::EngineStandIn {
 
 /// Made, used and destroyed on the render thread; current there for as long as it exists.
 class GlContext {
@@ -27,4 +27,4 @@ std::unique_ptr<GlContext> MakeSurfacelessContext();
 /// that the default display, which the plug-in asks for, is the one that the window is on.
 std::unique_ptr<GlContext> MakeWindowContext(EGLNativeWindowType window);
 
-}  // namespace EngineStandIn
+}  // namespace Nimb::EngineStandIn

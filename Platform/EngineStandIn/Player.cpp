@@ -6,7 +6,7 @@
 #include <cstring>
 #include <stdexcept>
 
-namespace EngineStandIn {
+namespace Nimb::EngineStandIn {
 namespace {
 
 constexpr int c_DeviceTypeGles3 = 11;  // the engine's number for OpenGL ES 3
@@ -143,4 +143,4 @@ std::vector<std::uint32_t> Player::ReadIndices() const {
     return ReadBuffer<std::uint32_t>(m_Objects.indexBuffer, m_Sizes.indexCount);
 }
 
-}  // namespace EngineStandIn
+}  // namespace Nimb::EngineStandIn

@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-namespace EngineStandIn {
+namespace Nimb::EngineStandIn {
 
 struct Vertex {
     float x, y, z;
@@ -83,4 +83,4 @@ private:
     Objects m_Objects;  // changed on the render thread
 };
 
-}  // namespace EngineStandIn
+}  // namespace Nimb::EngineStandIn

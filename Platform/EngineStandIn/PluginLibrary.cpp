@@ -4,7 +4,7 @@
 
 #include <stdexcept>
 
-namespace EngineStandIn {
+namespace Nimb::EngineStandIn {
 namespace {
 
 template <class Function>
@@ -35,4 +35,4 @@ PluginLibrary::~PluginLibrary() {
     dlclose(m_Library);
 }
 
-}  // namespace EngineStandIn
+}  // namespace Nimb::EngineStandIn

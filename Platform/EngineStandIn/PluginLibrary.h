@@ -5,7 +5,7 @@
 
 #include <string>
 
-namespace EngineStandIn {
+namespace Nimb::EngineStandIn {
 
 /// Every exported function, under its exported name.
 struct PluginFunctions {
@@ -56,4 +56,4 @@ private:
     PluginFunctions m_Functions;
 };
 
-}  // namespace EngineStandIn
+}  // namespace Nimb::EngineStandIn

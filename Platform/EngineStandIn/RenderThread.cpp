@@ -2,7 +2,7 @@
 
 #include <pthread.h>
 
-namespace EngineStandIn {
+namespace Nimb::EngineStandIn {
 
 RenderThread::RenderThread(GlContextFactory makeContext) {
     std::promise<void> started;
@@ -79,4 +79,4 @@ void RenderThread::Loop(const GlContextFactory& makeContext, std::promise<void>&
     }
 }
 
-}  // namespace EngineStandIn
+}  // namespace Nimb::EngineStandIn

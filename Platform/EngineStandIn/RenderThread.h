@@ -12,7 +12,7 @@
 #include <thread>
 #include <utility>
 
-namespace EngineStandIn {
+namespace Nimb::EngineStandIn {
 
 /// Any thread may call Run, Post and SetFrame, except that Run may not be called on the render thread.
 class RenderThread {
@@ -57,4 +57,4 @@ private:
     std::thread m_Thread;
 };
 
-}  // namespace EngineStandIn
+}  // namespace Nimb::EngineStandIn

@@ -19,7 +19,7 @@ unsigned CellsOf(int number) {
 }
 
 /// The triangles that are there, without the degenerate ones behind them.
-std::vector<std::uint32_t> UsedIndices(const EngineStandIn::Player& player) {
+std::vector<std::uint32_t> UsedIndices(const Nimb::EngineStandIn::Player& player) {
     const std::vector<std::uint32_t> all = player.ReadIndices();
     std::vector<std::uint32_t> used;
     for (std::size_t i = 0; i + 2 < all.size(); i += 3) {
@@ -50,8 +50,8 @@ std::vector<std::uint8_t> PaintNumber(int number, int width, int height) {
     return pixels;
 }
 
-Authoring::Mesh MakeNumberedMesh(int number, int columns, int rows) {
-    Authoring::Mesh mesh;
+Nimb::Authoring::Mesh MakeNumberedMesh(int number, int columns, int rows) {
+    Nimb::Authoring::Mesh mesh;
     for (int row = 0; row < rows; ++row) {
         for (int column = 0; column < columns; ++column) {
             const float u = static_cast<float>(column) / static_cast<float>(columns - 1);
@@ -72,7 +72,7 @@ Authoring::Mesh MakeNumberedMesh(int number, int columns, int rows) {
     return mesh;
 }
 
-int ReadPictureNumber(const EngineStandIn::Player& player) {
+int ReadPictureNumber(const Nimb::EngineStandIn::Player& player) {
     const int width = player.Sizes().textureWidth, height = player.Sizes().textureHeight;
     if (width == 0) {
         return c_Nothing;  // no objects yet
@@ -95,12 +95,12 @@ int ReadPictureNumber(const EngineStandIn::Player& player) {
     return isBlack ? c_Nothing : cells == CellsOf(number) ? number : c_Garbled;
 }
 
-int ReadMeshNumber(const EngineStandIn::Player& player) {
+int ReadMeshNumber(const Nimb::EngineStandIn::Player& player) {
     const std::vector<std::uint32_t> indices = UsedIndices(player);
     if (indices.empty()) {
         return c_Nothing;
     }
-    const std::vector<EngineStandIn::Vertex> vertices = player.ReadVertices();
+    const std::vector<Nimb::EngineStandIn::Vertex> vertices = player.ReadVertices();
     float smallest = static_cast<float>(c_MaxFrameNumber);
     for (const std::uint32_t index : indices) {
         if (index >= vertices.size()) {
@@ -110,7 +110,7 @@ int ReadMeshNumber(const EngineStandIn::Player& player) {
     }
     const float number = std::round(smallest);
     for (const std::uint32_t index : indices) {
-        const EngineStandIn::Vertex& vertex = vertices[index];
+        const Nimb::EngineStandIn::Vertex& vertex = vertices[index];
         if (!IsNear(vertex.x, number + c_SheetWidth * vertex.u) || !IsNear(vertex.y, vertex.v) ||
             !IsNear(vertex.z, 0)) {
             return c_Garbled;
@@ -119,15 +119,15 @@ int ReadMeshNumber(const EngineStandIn::Player& player) {
     return static_cast<int>(number);
 }
 
-Authoring::Vec3 ReadNormal(const EngineStandIn::Player& player) {
-    const std::vector<EngineStandIn::Vertex> vertices = player.ReadVertices();
+Nimb::Authoring::Vec3 ReadNormal(const Nimb::EngineStandIn::Player& player) {
+    const std::vector<Nimb::EngineStandIn::Vertex> vertices = player.ReadVertices();
     const std::vector<std::uint32_t> indices = UsedIndices(player);
     if (indices.empty() || indices.front() >= vertices.size()) {
         return {};
     }
-    const EngineStandIn::Vertex first = vertices[indices.front()];
+    const Nimb::EngineStandIn::Vertex first = vertices[indices.front()];
     for (const std::uint32_t index : indices) {
-        const EngineStandIn::Vertex& vertex = vertices.at(index);
+        const Nimb::EngineStandIn::Vertex& vertex = vertices.at(index);
         if (!IsNear(vertex.nx, first.nx) || !IsNear(vertex.ny, first.ny) || !IsNear(vertex.nz, first.nz)) {
             return {};
         }

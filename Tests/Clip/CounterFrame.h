@@ -17,7 +17,7 @@ namespace ClipTest {
 constexpr int c_MaxFrameNumber = 4095;
 
 /// Stored normals of the sheet; its faces' own is (0, 0, 1).
-constexpr Authoring::Vec3 c_StoredNormal{0.6f, 0.0f, 0.8f};
+constexpr Nimb::Authoring::Vec3 c_StoredNormal{0.6f, 0.0f, 0.8f};
 
 enum : int {
     c_Nothing = -1,  ///< as it was before the first frame
@@ -28,13 +28,13 @@ enum : int {
 std::vector<std::uint8_t> PaintNumber(int number, int width, int height);
 
 /// The sheet of frame `number` with `columns` x `rows` vertices.
-Authoring::Mesh MakeNumberedMesh(int number, int columns = 12, int rows = 10);
+Nimb::Authoring::Mesh MakeNumberedMesh(int number, int columns = 12, int rows = 10);
 
 /// What the player's objects hold. Render thread.
-int ReadPictureNumber(const EngineStandIn::Player& player);
-int ReadMeshNumber(const EngineStandIn::Player& player);
+int ReadPictureNumber(const Nimb::EngineStandIn::Player& player);
+int ReadMeshNumber(const Nimb::EngineStandIn::Player& player);
 
 /// The normal that all vertices of the sheet have; garbled normals give (0, 0, 0). Render thread.
-Authoring::Vec3 ReadNormal(const EngineStandIn::Player& player);
+Nimb::Authoring::Vec3 ReadNormal(const Nimb::EngineStandIn::Player& player);
 
 }  // namespace ClipTest

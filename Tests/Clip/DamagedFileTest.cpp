@@ -11,7 +11,7 @@
 namespace ClipTest {
 namespace {
 
-using EngineStandIn::Player;
+using Nimb::EngineStandIn::Player;
 
 class DamagedFileTest : public testing::Test {
 protected:
@@ -71,9 +71,9 @@ TEST_F(DamagedFileTest, WhatIsNoMovieIsRefusedWithItsLine) {
 
 TEST_F(DamagedFileTest, FilesCutAnywhereAreRefusedOrPlayToTheirEnd) {
     const std::vector<unsigned char> good = ReadFile(m_Good);
-    Authoring::FileAttributes attributes;
+    Nimb::Authoring::FileAttributes attributes;
     attributes.hasVertexNormals = 0;
-    const std::size_t atomSize = Authoring::WriteAttributeAtom(attributes).size();
+    const std::size_t atomSize = Nimb::Authoring::WriteAttributeAtom(attributes).size();
     for (std::size_t i = 0; i < 24; ++i) {
         const std::size_t size = (good.size() - atomSize - 1) * i / 23;
         EXPECT_FALSE(m_Player.Open(Bad({good.begin(), good.begin() + static_cast<std::ptrdiff_t>(size)}))) << size;

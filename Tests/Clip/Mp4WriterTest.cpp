@@ -17,11 +17,11 @@
 namespace ClipTest {
 namespace {
 
-using Authoring::Bytes;
-using Authoring::ClipAudioOptions;
-using Authoring::ClipError;
-using Authoring::ClipVideoOptions;
-using Authoring::Mp4Writer;
+using Nimb::Authoring::Bytes;
+using Nimb::Authoring::ClipAudioOptions;
+using Nimb::Authoring::ClipError;
+using Nimb::Authoring::ClipVideoOptions;
+using Nimb::Authoring::Mp4Writer;
 
 ClipVideoOptions Size(int width, int height) {
     ClipVideoOptions options;
@@ -84,7 +84,7 @@ TEST(Mp4Writer, EveryMeshComesBackAndOrdinaryPlayersPlayTheFile) {
             AddPicture(writer, static_cast<int>(i), options, meshes[i]);
         }
         EXPECT_FALSE(std::filesystem::exists(path)) << "before it is complete";
-        writer.Finish(Authoring::FileAttributes{60, 1, 2, {}, {}, {}});
+        writer.Finish(Nimb::Authoring::FileAttributes{60, 1, 2, {}, {}, {}});
     }
     EXPECT_EQ(RunCommand("ffmpeg -v error -i " + path + " -map 0:0 -c copy -bsf:v h264_mp4toannexb -f h264 " +
                          (folder / "stream.h264"))

@@ -12,9 +12,9 @@
 namespace ClipTest {
 namespace {
 
-using Authoring::DeltaCoding;
-using Authoring::IndexCoding;
-using EngineStandIn::Player;
+using Nimb::Authoring::DeltaCoding;
+using Nimb::Authoring::IndexCoding;
+using Nimb::EngineStandIn::Player;
 
 class PlaybackTest : public testing::Test {
 protected:
@@ -264,14 +264,14 @@ TEST_F(PlaybackTest, NormalsAreComputedOrTheFramesOwn) {
         EXPECT_TRUE(m_Engine.plugin->PlayQuorObject(player.Id()));
         const auto readNormal = [&] { return m_Engine.renderThread.Run([&] { return ReadNormal(player); }); };
         ASSERT_TRUE(watcher.WaitForShown(5));
-        const Authoring::Vec3 normal = readNormal();
+        const Nimb::Authoring::Vec3 normal = readNormal();
         EXPECT_NEAR(normal.x, isComputed ? 0 : c_StoredNormal.x, 0.02);
         EXPECT_NEAR(normal.z, isComputed ? 1 : c_StoredNormal.z, 0.02);
 
         // Frames decoded for the other setting are converted: computed from stored is exact, stored from none is zero.
         m_Engine.plugin->SetComputeNormals(player.Id(), !isComputed);
         ExpectInOrder(PlayToEnd(watcher).shown, 20);
-        const Authoring::Vec3 converted = readNormal();
+        const Nimb::Authoring::Vec3 converted = readNormal();
         EXPECT_NEAR(converted.x, 0, 0.02);
         EXPECT_NEAR(converted.z, isComputed ? 0 : 1, 0.02);
     }

@@ -17,7 +17,7 @@
 namespace ClipTest {
 namespace {
 
-using EngineStandIn::Player;
+using Nimb::EngineStandIn::Player;
 
 int FromEnvironment(const char* name, int otherwise) {
     const char* const value = std::getenv(name);
@@ -103,14 +103,14 @@ private:
     }
 
     void Close() {
-        const EngineStandIn::PluginLibrary& plugin = Engine::Instance().plugin;
+        const Nimb::EngineStandIn::PluginLibrary& plugin = Engine::Instance().plugin;
         EXPECT_TRUE(m_Watch("CloseQuorObject", [&] { return plugin->CloseQuorObject(m_Player->Id()); }));
         EXPECT_EQ(plugin->GetQuorState(m_Player->Id()), NimbState_Closed);
         m_HasFile = false;
     }
 
     void Step() {
-        const EngineStandIn::PluginLibrary& plugin = Engine::Instance().plugin;
+        const Nimb::EngineStandIn::PluginLibrary& plugin = Engine::Instance().plugin;
         const int id = m_Player->Id();
         switch (Below(12)) {
             case 0:

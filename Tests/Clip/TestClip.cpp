@@ -16,7 +16,7 @@
 namespace ClipTest {
 namespace {
 
-using Authoring::EncodedFrame;
+using Nimb::Authoring::EncodedFrame;
 
 /// Meshes of consecutive frames in the recipe's codings, and what the file says about them.
 class MeshTrack {
@@ -25,24 +25,24 @@ public:
         m_Key.indices = recipe.indices;
         m_Key.normals = recipe.storeNormals;
         m_Delta.normals = recipe.storeNormals;
-        m_Delta.coding = recipe.delta.value_or(Authoring::DeltaCoding::Plain);
+        m_Delta.coding = recipe.delta.value_or(Nimb::Authoring::DeltaCoding::Plain);
         m_Delta.maxError = 0.002;
         m_Attributes.hasVertexNormals = recipe.storeNormals ? 1 : 0;
     }
 
-    Authoring::Bytes Encode(int number) {
+    Nimb::Authoring::Bytes Encode(int number) {
         const bool isKey = !m_Recipe.delta || number % m_Recipe.meshKeyInterval == 0;
-        const Authoring::Mesh mesh = MakeNumberedMesh(number, m_Recipe.meshColumns, m_Recipe.meshRows);
+        const Nimb::Authoring::Mesh mesh = MakeNumberedMesh(number, m_Recipe.meshColumns, m_Recipe.meshRows);
         EncodedFrame frame = isKey ? m_Encoder.KeyFrame(mesh, m_Key) : m_Encoder.DeltaFrame(mesh, m_Delta);
         Count(frame);
         return std::move(frame.bytes);
     }
 
-    const Authoring::FileAttributes& Attributes() const { return m_Attributes; }
+    const Nimb::Authoring::FileAttributes& Attributes() const { return m_Attributes; }
 
 private:
     void Count(const EncodedFrame& frame) {
-        m_Box = m_Attributes.frameCount == 0 ? frame.box : Authoring::Union(m_Box, frame.box);
+        m_Box = m_Attributes.frameCount == 0 ? frame.box : Nimb::Authoring::Union(m_Box, frame.box);
         ++m_Attributes.frameCount;
         m_Attributes.maxVertexCount = std::max(m_Attributes.maxVertexCount, frame.numVertices);
         m_Attributes.maxIndexCount = std::max(m_Attributes.maxIndexCount, frame.numIndices);
@@ -51,11 +51,11 @@ private:
     }
 
     const ClipRecipe& m_Recipe;
-    Authoring::FrameEncoder m_Encoder;
-    Authoring::KeyFrameOptions m_Key;
-    Authoring::DeltaFrameOptions m_Delta;
-    Authoring::FileAttributes m_Attributes;
-    Authoring::Box m_Box;
+    Nimb::Authoring::FrameEncoder m_Encoder;
+    Nimb::Authoring::KeyFrameOptions m_Key;
+    Nimb::Authoring::DeltaFrameOptions m_Delta;
+    Nimb::Authoring::FileAttributes m_Attributes;
+    Nimb::Authoring::Box m_Box;
 };
 
 std::vector<float> MakeTone(double seconds) {
@@ -84,20 +84,20 @@ TemporaryFolder::~TemporaryFolder() {
 }
 
 void MakeClip(const std::string& path, const ClipRecipe& recipe) {
-    Authoring::ClipVideoOptions video;
+    Nimb::Authoring::ClipVideoOptions video;
     video.width = recipe.width;
     video.height = recipe.height;
     video.frameRateNumerator = recipe.frameRate;
     video.keyFrameInterval = recipe.pictureKeyInterval;
     video.preset = "veryfast";
-    std::optional<Authoring::ClipAudioOptions> audio;
+    std::optional<Nimb::Authoring::ClipAudioOptions> audio;
     if (recipe.audioSeconds > 0) {
         audio.emplace();
     }
-    Authoring::Mp4Writer writer(path, video, audio);
+    Nimb::Authoring::Mp4Writer writer(path, video, audio);
     MeshTrack meshes(recipe);
     for (int number = 0; number < recipe.frameCount; ++number) {
-        Authoring::Bytes mesh = meshes.Encode(number);
+        Nimb::Authoring::Bytes mesh = meshes.Encode(number);
         if (recipe.damage) {
             recipe.damage(number, mesh);
         }

@@ -30,15 +30,15 @@ struct ClipRecipe {
     int frameCount = 30;
     int pictureKeyInterval = 10;
     int meshKeyInterval = 8;
-    Authoring::IndexCoding indices = Authoring::IndexCoding::EdgeBreaker;
-    std::optional<Authoring::DeltaCoding> delta = Authoring::DeltaCoding::Smallest;  ///< none: all are key frames
+    Nimb::Authoring::IndexCoding indices = Nimb::Authoring::IndexCoding::EdgeBreaker;
+    std::optional<Nimb::Authoring::DeltaCoding> delta = Nimb::Authoring::DeltaCoding::Smallest;  ///< none: all are key frames
     int meshColumns = 12;
     int meshRows = 10;
     bool storeNormals = false;
     double audioSeconds = 0;
     bool hasAttributes = true;
     /// May change or clear the mesh that goes into the file, not those that later frames are predicted from.
-    std::function<void(int number, Authoring::Bytes& mesh)> damage;
+    std::function<void(int number, Nimb::Authoring::Bytes& mesh)> damage;
 
     double Seconds() const { return static_cast<double>(frameCount) / frameRate; }
 };

@@ -25,7 +25,7 @@ void SendReportsTo(std::intptr_t fd) {
 }  // namespace
 
 Engine::Engine() : plugin(NIMB_PLUGIN_FILE) {
-    EngineStandIn::StartPlugin(plugin, renderThread);
+    Nimb::EngineStandIn::StartPlugin(plugin, renderThread);
 }
 
 Engine& Engine::Instance() {
@@ -85,7 +85,7 @@ int LogCapture::Count(const std::string& text) const {
     return count;
 }
 
-Watcher::Watcher(EngineStandIn::Player& player, std::chrono::microseconds interval) : m_Player(player) {
+Watcher::Watcher(Nimb::EngineStandIn::Player& player, std::chrono::microseconds interval) : m_Player(player) {
     Engine::Instance().AddFrame(
         this, [this] { OnFrame(); }, interval);
 }

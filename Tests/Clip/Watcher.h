@@ -24,8 +24,8 @@ using Clock = std::chrono::steady_clock;
 class Engine {
 public:
     Engine();
-    EngineStandIn::PluginLibrary plugin;
-    EngineStandIn::RenderThread renderThread;
+    Nimb::EngineStandIn::PluginLibrary plugin;
+    Nimb::EngineStandIn::RenderThread renderThread;
 
     static Engine& Instance();
 
@@ -65,7 +65,7 @@ public:
         std::string firstMismatch;
     };
 
-    explicit Watcher(EngineStandIn::Player& player, std::chrono::microseconds interval = std::chrono::milliseconds(2));
+    explicit Watcher(Nimb::EngineStandIn::Player& player, std::chrono::microseconds interval = std::chrono::milliseconds(2));
     ~Watcher();
     Watcher(const Watcher&) = delete;
     Watcher& operator=(const Watcher&) = delete;
@@ -86,7 +86,7 @@ public:
 private:
     void OnFrame();
 
-    EngineStandIn::Player& m_Player;
+    Nimb::EngineStandIn::Player& m_Player;
     mutable std::mutex m_Mutex;  // guards the next two
     std::condition_variable m_Changed;
     Seen m_Seen;

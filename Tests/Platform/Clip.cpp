@@ -22,8 +22,8 @@ extern "C" {
 namespace NimbTest {
 namespace {
 
-using NimbDesktop::AvPtr;
-using NimbDesktop::Owned;
+using Nimb::Desktop::AvPtr;
+using Nimb::Desktop::Owned;
 
 constexpr int c_Columns = 4;
 constexpr int c_Rows = 3;  // of squares, one for each bit; a red strip of the same height comes below

@@ -28,7 +28,7 @@ class FrameReader {
 public:
     FrameReader() {
         setenv("LP_NUM_THREADS", "0", 1);  // ThreadSanitizer cannot see how the renderer's own threads agree
-        m_Context = EngineStandIn::MakeSurfacelessContext();
+        m_Context = Nimb::EngineStandIn::MakeSurfacelessContext();
         m_Display = eglGetCurrentDisplay();
         m_Program = LinkProgram();
     }
@@ -104,7 +104,7 @@ private:
     }
 
     EGLDisplay m_Display = EGL_NO_DISPLAY;
-    std::unique_ptr<EngineStandIn::GlContext> m_Context;
+    std::unique_ptr<Nimb::EngineStandIn::GlContext> m_Context;
     GLuint m_Program = 0;
 };
 

@@ -18,7 +18,7 @@ namespace NimbTest {
 namespace {
 
 using namespace std::chrono_literals;
-using NimbDesktop::SoundStream;
+using Nimb::Desktop::SoundStream;
 
 constexpr MLAudioBufferFormat c_Format = {2, 48000, 16, 16, MLAudioSampleFormat_Int, 0};
 constexpr uint32_t c_BufferSize = 4096;

@@ -17,23 +17,23 @@
 namespace PluginTest {
 namespace {
 
-Authoring::Mesh MeshOf(std::size_t frame) {
-    Authoring::Mesh mesh = NimbTest::MakeSheet(3, 3);
-    for (Authoring::Vec3& position : mesh.positions) {
+Nimb::Authoring::Mesh MeshOf(std::size_t frame) {
+    Nimb::Authoring::Mesh mesh = NimbTest::MakeSheet(3, 3);
+    for (Nimb::Authoring::Vec3& position : mesh.positions) {
         position.x += static_cast<float>(frame);
     }
     return mesh;
 }
 
-Authoring::Bytes EncodeMesh(Authoring::FrameEncoder& encoder, std::size_t frame, const ClipOptions& options) {
-    const Authoring::Mesh mesh = MeshOf(frame);
+Nimb::Authoring::Bytes EncodeMesh(Nimb::Authoring::FrameEncoder& encoder, std::size_t frame, const ClipOptions& options) {
+    const Nimb::Authoring::Mesh mesh = MeshOf(frame);
     if (options.deltaFrames && frame > 0) {
-        Authoring::DeltaFrameOptions delta;
+        Nimb::Authoring::DeltaFrameOptions delta;
         delta.frameId = static_cast<UINT32>(frame);
-        delta.coding = Authoring::DeltaCoding::Huffman;
+        delta.coding = Nimb::Authoring::DeltaCoding::Huffman;
         return encoder.DeltaFrame(mesh, delta).bytes;
     }
-    Authoring::KeyFrameOptions key;
+    Nimb::Authoring::KeyFrameOptions key;
     key.frameId = static_cast<UINT32>(frame);
     return encoder.KeyFrame(mesh, key).bytes;
 }
@@ -52,18 +52,18 @@ Fake::Clip MakeClip(const ClipOptions& options) {
     if (options.audioSamples > 0) {
         clip.tracks.push_back({"audio/mp4a-latm", 0, 0, duration});
     }
-    Authoring::FrameEncoder encoder;
+    Nimb::Authoring::FrameEncoder encoder;
     std::size_t audio = 0;
     std::uint32_t counter = 0;
     for (std::size_t frame = 0; frame < options.frames; ++frame) {
         const std::int64_t time = static_cast<std::int64_t>(frame) * options.intervalUs;
         Fake::Bytes unit;
         if (options.withoutMesh.count(frame) == 0) {
-            Authoring::Bytes mesh = EncodeMesh(encoder, frame, options);
+            Nimb::Authoring::Bytes mesh = EncodeMesh(encoder, frame, options);
             if (options.damagedMesh.count(frame) != 0) {
                 mesh.resize(mesh.size() / 2);
             }
-            unit = Authoring::WriteMeshNalUnit(mesh.data(), mesh.size(), Authoring::NalFraming::AnnexB);
+            unit = Nimb::Authoring::WriteMeshNalUnit(mesh.data(), mesh.size(), Nimb::Authoring::NalFraming::AnnexB);
         }
         clip.samples.push_back({0, time, Fake::MakeVideoSample(static_cast<std::uint32_t>(frame), unit)});
         for (; audio * options.frames < (frame + 1) * options.audioSamples; ++audio) {
@@ -88,7 +88,7 @@ Fake::Bytes SoundOf(const Fake::Clip& clip) {
 }
 
 Fake::Bytes TailWithAtom() {
-    const std::vector<BYTE> atom = Authoring::WriteAttributeAtom({});
+    const std::vector<BYTE> atom = Nimb::Authoring::WriteAttributeAtom({});
     Fake::Bytes contents(2048 + atom.size());
     std::copy(atom.begin(), atom.end(), contents.end() - static_cast<std::ptrdiff_t>(atom.size()));
     return contents;

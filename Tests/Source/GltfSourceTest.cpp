@@ -5,7 +5,7 @@
 #include <fstream>
 #include <iterator>
 
-using namespace Authoring;
+using namespace Nimb::Authoring;
 
 namespace {
 

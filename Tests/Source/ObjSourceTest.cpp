@@ -1,6 +1,6 @@
 #include "SourceTest.h"
 
-using namespace Authoring;
+using namespace Nimb::Authoring;
 
 namespace {
 

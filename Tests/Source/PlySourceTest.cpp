@@ -2,7 +2,7 @@
 
 #include <cstring>
 
-using namespace Authoring;
+using namespace Nimb::Authoring;
 
 namespace {
 

@@ -3,7 +3,7 @@
 #include <cmath>
 #include <thread>
 
-using namespace Authoring;
+using namespace Nimb::Authoring;
 
 namespace {
 

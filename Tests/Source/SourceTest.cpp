@@ -9,7 +9,7 @@
 #include <sstream>
 #include <stdexcept>
 
-using namespace Authoring;
+using namespace Nimb::Authoring;
 
 SourceTest::SourceTest() {
     std::string name = (std::filesystem::temp_directory_path() / "nimb-source-XXXXXX").string();

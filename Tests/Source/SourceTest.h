@@ -19,20 +19,20 @@ protected:
 
     std::string PathOf(const std::string& name) const { return m_Folder + "/" + name; }
 
-    Authoring::SourceOptions Options(const std::string& name, const std::string& texture = "") const;
+    Nimb::Authoring::SourceOptions Options(const std::string& name, const std::string& texture = "") const;
 
     /// All frames of an input with all their pictures; what is wrong with it, or "" when it loads.
-    static std::string ErrorOf(const Authoring::SourceOptions& options);
+    static std::string ErrorOf(const Nimb::Authoring::SourceOptions& options);
 
 private:
     std::string m_Folder;
 };
 
 /// The frame's only mesh.
-Authoring::Mesh OnlyMesh(const Authoring::SourceOptions& options, std::size_t frame = 0);
+Nimb::Authoring::Mesh OnlyMesh(const Nimb::Authoring::SourceOptions& options, std::size_t frame = 0);
 
 /// "(x y z)" of each corner in turn, face by face, with texture coordinates as "(x y z|u v)".
-std::string CornersOf(const Authoring::Mesh& mesh, bool withTexCoords = false);
+std::string CornersOf(const Nimb::Authoring::Mesh& mesh, bool withTexCoords = false);
 
 /// Expects `text` to contain `part`, and shows both when it does not.
 void ExpectContains(const std::string& text, const std::string& part);

@@ -7,7 +7,7 @@
 #include <numeric>
 #include <random>
 
-using namespace Authoring;
+using namespace Nimb::Authoring;
 
 namespace {
 

@@ -8,7 +8,7 @@
 #include <cmath>
 #include <cstring>
 
-using namespace Authoring;
+using namespace Nimb::Authoring;
 
 namespace {
 

@@ -16,30 +16,30 @@
 namespace ToolTest {
 namespace {
 
-using Authoring::EncodeClip;
-using Authoring::EncodeOptions;
-using Authoring::EncodeReport;
-using Authoring::EncodeStep;
-using Authoring::Image;
-using Authoring::Mesh;
-using Authoring::Vec2;
-using Authoring::Vec3;
+using Nimb::Authoring::EncodeClip;
+using Nimb::Authoring::EncodeOptions;
+using Nimb::Authoring::EncodeReport;
+using Nimb::Authoring::EncodeStep;
+using Nimb::Authoring::Image;
+using Nimb::Authoring::Mesh;
+using Nimb::Authoring::Vec2;
+using Nimb::Authoring::Vec3;
 
 /// Frames in memory.
-class TestSource final : public Authoring::MeshSource {
+class TestSource final : public Nimb::Authoring::MeshSource {
 public:
     std::size_t FrameCount() const override { return frames.size(); }
     double FrameRate() const override { return rate; }
     std::size_t MaterialCount() const override { return textures.front().size(); }
     std::string MaterialName(std::size_t material) const override { return "material" + std::to_string(material); }
     std::string FrameName(std::size_t frame) const override { return "frame" + std::to_string(frame); }
-    Authoring::SourceFrame Frame(std::size_t frame) const override { return frames.at(frame); }
+    Nimb::Authoring::SourceFrame Frame(std::size_t frame) const override { return frames.at(frame); }
     std::shared_ptr<const Image> Texture(std::size_t frame, std::size_t material) const override {
         return textures.at(std::min(frame, textures.size() - 1)).at(material);
     }
 
     double rate = 25;
-    std::vector<Authoring::SourceFrame> frames;
+    std::vector<Nimb::Authoring::SourceFrame> frames;
     std::vector<std::vector<std::shared_ptr<const Image>>> textures;  // by frame, the last one stays; by material
 };
 
@@ -136,9 +136,9 @@ struct Nearest {
     Vec2 texCoord{};
 };
 
-Nearest NearestTo(const Vec3& position, const Authoring::SourceFrame& frame) {
+Nearest NearestTo(const Vec3& position, const Nimb::Authoring::SourceFrame& frame) {
     Nearest nearest;
-    for (const Authoring::SourcePart& part : frame.parts) {
+    for (const Nimb::Authoring::SourcePart& part : frame.parts) {
         for (std::size_t i = 0; i < part.mesh.positions.size(); ++i) {
             const double distance = NimbTest::Distance(position, part.mesh.positions[i]);
             if (distance < nearest.distance) {
@@ -180,9 +180,9 @@ std::array<int, 3> CornerKey(std::size_t material, const Vec2& t) {
             static_cast<int>(std::lround(t.v * 1000))};
 }
 
-std::vector<FaceKey> FacesOf(const Authoring::SourceFrame& frame) {
+std::vector<FaceKey> FacesOf(const Nimb::Authoring::SourceFrame& frame) {
     std::vector<FaceKey> faces;
-    for (const Authoring::SourcePart& part : frame.parts) {
+    for (const Nimb::Authoring::SourcePart& part : frame.parts) {
         for (const TarnMeshFace& face : part.mesh.faces) {
             std::array<std::array<int, 3>, 3> corners;
             for (std::size_t k = 0; k < 3; ++k) {
@@ -197,7 +197,7 @@ std::vector<FaceKey> FacesOf(const Authoring::SourceFrame& frame) {
 
 /// Positions are within the limit, the picture has the source's colour where a vertex's texture coordinates point, and
 /// faces join the same vertices in the same sense.
-void ExpectFrame(const NimbTest::DecodedFrame& mesh, const Image& picture, const Authoring::SourceFrame& source,
+void ExpectFrame(const NimbTest::DecodedFrame& mesh, const Image& picture, const Nimb::Authoring::SourceFrame& source,
                  double limit) {
     ASSERT_EQ(mesh.hr, S_OK);
     std::vector<std::array<int, 3>> keys;
@@ -241,22 +241,22 @@ TEST(ClipEncoder, TwoMaterialsComeBackWithTheirColours) {
     ExpectClip(folder / "clip.mp4", report, source, folder);
     EXPECT_EQ(report.clip.subMeshes, 2u);
     // Frame 9 has one sheet left, which goes on; in frame 10 the other one begins anew.
-    Authoring::ClipReader reader(folder / "clip.mp4");
-    EXPECT_EQ(Authoring::InspectClip(reader, [](const Authoring::FrameFacts&) {}).keyFrames, 2u)
+    Nimb::Authoring::ClipReader reader(folder / "clip.mp4");
+    EXPECT_EQ(Nimb::Authoring::InspectClip(reader, [](const Nimb::Authoring::FrameFacts&) {}).keyFrames, 2u)
         << "frames 0 and 6 alone: shuffling is no change of topology";
 
     const std::vector<unsigned char> file = ReadFile(folder / "clip.mp4");
-    Authoring::Box box{source.frames[0].parts[0].mesh.positions[0], source.frames[0].parts[0].mesh.positions[0]};
+    Nimb::Authoring::Box box{source.frames[0].parts[0].mesh.positions[0], source.frames[0].parts[0].mesh.positions[0]};
     UINT32 faces = 0;
-    for (const Authoring::SourceFrame& frame : source.frames) {
+    for (const Nimb::Authoring::SourceFrame& frame : source.frames) {
         UINT32 count = 0;
-        for (const Authoring::SourcePart& part : frame.parts) {
-            box = Union(box, Authoring::BoundingBox(part.mesh.positions));
+        for (const Nimb::Authoring::SourcePart& part : frame.parts) {
+            box = Union(box, Nimb::Authoring::BoundingBox(part.mesh.positions));
             count += static_cast<UINT32>(part.mesh.faces.size());
         }
         faces = std::max(faces, count);
     }
-    const auto atom = Authoring::WriteAttributeAtom(
+    const auto atom = Nimb::Authoring::WriteAttributeAtom(
         {12, 9 * 5 + 5 * 8, faces * 3, {box.min.x, box.min.y, box.min.z}, {box.max.x, box.max.y, box.max.z}, 0u});
     ASSERT_GT(file.size(), atom.size());
     EXPECT_TRUE(std::equal(atom.rbegin(), atom.rend(), file.rbegin()));
@@ -271,9 +271,9 @@ TEST(ClipEncoder, OneTextureIsTheWholePictureOfAPlainClip) {
     for (std::size_t frame = 0; frame < source.frames.size(); ++frame) {
         const auto picture = Paint(0, 91, 64);
         source.textures.push_back({picture, picture});
-        for (Authoring::SourcePart& part : source.frames[frame].parts) {
+        for (Nimb::Authoring::SourcePart& part : source.frames[frame].parts) {
             part.material = 0;
-            for (Authoring::Vec3& position : part.mesh.positions) {
+            for (Nimb::Authoring::Vec3& position : part.mesh.positions) {
                 position.x += 10;
             }
         }
@@ -284,23 +284,23 @@ TEST(ClipEncoder, OneTextureIsTheWholePictureOfAPlainClip) {
     source.frames.back().parts.clear();
     EncodeOptions options = FastOptions();
     options.maxError = 0.002;
-    options.delta = Authoring::DeltaCoding::Golomb;
-    options.indices = Authoring::IndexCoding::List2;
+    options.delta = Nimb::Authoring::DeltaCoding::Golomb;
+    options.indices = Nimb::Authoring::IndexCoding::List2;
     const EncodeReport report = EncodeClip(source, nullptr, folder / "clip.mp4", options, NoProgress);
     EXPECT_EQ(report.clip.subMeshes, 1u);
-    EXPECT_TRUE((report.clip.atlas == Authoring::PictureSize{92, 64}));
+    EXPECT_TRUE((report.clip.atlas == Nimb::Authoring::PictureSize{92, 64}));
     const DecodedClip clip = DecodeClip(folder / "clip.mp4", 92, 64, folder / "");
     ASSERT_EQ(clip.meshes.size(), 12u);
     EXPECT_EQ(clip.meshes.back().hr, S_OK);
     EXPECT_EQ(clip.meshes.back().vertices.size(), 0u);
     EXPECT_LE(report.maxError, 0.002);
     EXPECT_GT(report.maxError, 0.0) << "a limit is there to be used";
-    Authoring::VerifyClip(
+    Nimb::Authoring::VerifyClip(
         folder / "clip.mp4",
-        [](const Authoring::ClipProblem& problem) { ADD_FAILURE() << problem.kind << ": " << problem.text; },
+        [](const Nimb::Authoring::ClipProblem& problem) { ADD_FAILURE() << problem.kind << ": " << problem.text; },
         [](std::size_t) {});
     for (std::size_t i = 0; i < 11; ++i) {
-        for (Authoring::SourcePart& part : source.frames[i].parts) {
+        for (Nimb::Authoring::SourcePart& part : source.frames[i].parts) {
             part.material = 0;
         }
         ExpectFrame(clip.meshes[i], clip.pictures[i], source.frames[i], report.maxError + 1e-9);
@@ -328,7 +328,7 @@ TEST(ClipEncoder, BadSourcesAreNamed) {
         try {
             EncodeClip(source, nullptr, folder / "clip.mp4", FastOptions(), NoProgress);
             FAIL() << text;
-        } catch (const Authoring::InputError& error) {
+        } catch (const Nimb::Authoring::InputError& error) {
             EXPECT_NE(std::string(error.what()).find(text), std::string::npos) << error.what();
         }
         EXPECT_TRUE(FilesIn(folder / "").empty());
@@ -372,7 +372,7 @@ TEST(ClipEncoder, OptionsThatCannotBeAreRefused) {
     options.maxError = 1e-6;
     expectRefused(options, "which allows ");
     options = FastOptions();
-    options.indices = Authoring::IndexCoding::Strips2;
+    options.indices = Nimb::Authoring::IndexCoding::Strips2;
     expectRefused(options, "strips");
     options = FastOptions();
     options.atlasLimit = {100, 101};

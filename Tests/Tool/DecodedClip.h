@@ -13,7 +13,7 @@ constexpr std::size_t c_RecordBytes = 20;  ///< of decoded vertices: x, y, z, u,
 
 struct DecodedClip {
     std::vector<NimbTest::DecodedFrame> meshes;
-    std::vector<Authoring::Image> pictures;
+    std::vector<Nimb::Authoring::Image> pictures;
 };
 
 /// `folder`: for intermediate files.

@@ -13,11 +13,11 @@
 
 namespace {
 
-using Authoring::Image;
-using Authoring::Mesh;
-using Authoring::Vec3;
-using Authoring::Demo::DemoClip;
-using Authoring::Demo::Point;
+using Nimb::Authoring::Image;
+using Nimb::Authoring::Mesh;
+using Nimb::Authoring::Vec3;
+using Nimb::Authoring::Demo::DemoClip;
+using Nimb::Authoring::Demo::Point;
 using Index = std::size_t;
 
 const DemoClip& Clip() {
@@ -167,13 +167,13 @@ TEST(DemoFigure, LoopsWithoutAJump) {
     EXPECT_GT(LargestStep(0, 1), 0.01);
     // The lights change most on a beat, and the loop begins with one.
     const auto change = [](std::size_t from, std::size_t to) {
-        return Difference(*Clip().Texture(from, Authoring::Demo::Stage), *Clip().Texture(to, Authoring::Demo::Stage));
+        return Difference(*Clip().Texture(from, Nimb::Authoring::Demo::Stage), *Clip().Texture(to, Nimb::Authoring::Demo::Stage));
     };
     EXPECT_LE(change(89, 0), 1.1 * change(44, 45));
 }
 
 TEST(DemoFigure, StandsOnTheGroundWithoutSliding) {
-    const auto meshOf = [](std::size_t frame) { return Clip().Frame(frame).parts[Authoring::Demo::Shell].mesh; };
+    const auto meshOf = [](std::size_t frame) { return Clip().Frame(frame).parts[Nimb::Authoring::Demo::Shell].mesh; };
     Mesh previous = meshOf(89);
     for (std::size_t frame = 0; frame < 90; ++frame) {
         Mesh mesh = meshOf(frame);
@@ -195,7 +195,7 @@ TEST(DemoFigure, PicturesAreTheSameEveryTimeAndFollowTheFrame) {
     for (Index material = 0; material < Clip().MaterialCount(); ++material) {
         SCOPED_TRACE(Clip().MaterialName(material));
         const auto a = Clip().Texture(20, material), b = Clip().Texture(21, material);
-        const bool animated = material == Authoring::Demo::Display || material == Authoring::Demo::Stage;
+        const bool animated = material == Nimb::Authoring::Demo::Display || material == Nimb::Authoring::Demo::Stage;
         EXPECT_EQ(a == b, !animated);
         EXPECT_EQ(a->rgba == b->rgba, !animated);
         EXPECT_EQ(a, Clip().Texture(20, material));
@@ -204,7 +204,7 @@ TEST(DemoFigure, PicturesAreTheSameEveryTimeAndFollowTheFrame) {
 }
 
 TEST(DemoSound, IsAsLongAsTheClipAndLoopsWithoutAClick) {
-    Authoring::Demo::DemoSound sound;
+    Nimb::Authoring::Demo::DemoSound sound;
     std::vector<float> samples(2 * 200000);
     ASSERT_EQ(sound.Read(samples.data(), 1000), 1000u);
     ASSERT_EQ(sound.Read(samples.data() + 2000, 199000), 143000u);

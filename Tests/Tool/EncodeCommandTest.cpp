@@ -36,7 +36,7 @@ protected:
     }
 
     void WriteTexture(const std::string& name, std::size_t size) {
-        Authoring::Image image(size, size);
+        Nimb::Authoring::Image image(size, size);
         NimbTest::Random random(1);
         for (BYTE& value : image.rgba) {
             value = static_cast<BYTE>(random.Next());
@@ -44,7 +44,7 @@ protected:
         for (std::size_t i = 3; i < image.rgba.size(); i += 4) {
             image.rgba[i] = 255;
         }
-        Authoring::WritePng(folder / name, image);
+        Nimb::Authoring::WritePng(folder / name, image);
     }
 
     /// A square that rises.

@@ -32,18 +32,18 @@ protected:
     }
 };
 
-Authoring::Image TextureOf(const aiScene& scene, const std::string& folder) {
+Nimb::Authoring::Image TextureOf(const aiScene& scene, const std::string& folder) {
     const aiMaterial& material = *scene.mMaterials[scene.mMeshes[0]->mMaterialIndex];
     aiString name;
     EXPECT_EQ(material.GetTexture(aiTextureType_DIFFUSE, 0, &name), aiReturn_SUCCESS);
     const aiTexture* const embedded = scene.GetEmbeddedTexture(name.C_Str());
     if (embedded != nullptr) {
-        return Authoring::DecodeImage(reinterpret_cast<const BYTE*>(embedded->pcData), embedded->mWidth, "embedded");
+        return Nimb::Authoring::DecodeImage(reinterpret_cast<const BYTE*>(embedded->pcData), embedded->mWidth, "embedded");
     }
-    return Authoring::ReadImage(folder + "/" + name.C_Str());
+    return Nimb::Authoring::ReadImage(folder + "/" + name.C_Str());
 }
 
-void ExpectPicture(const Authoring::Image& image, int number) {
+void ExpectPicture(const Nimb::Authoring::Image& image, int number) {
     ASSERT_EQ(image.width, std::size_t{c_Size});
     ASSERT_EQ(image.height, std::size_t{c_Size});
     const std::vector<std::uint8_t> painted = ClipTest::PaintNumber(number, c_Size, c_Size);
@@ -109,10 +109,10 @@ TEST_F(ExportCommand, EveryFormatHoldsMeshAndTextureAndCanBeEncodedAgain) {
 }
 
 TEST_F(ExportCommand, StripsAndSubMeshesBecomeTriangles) {
-    Authoring::FrameEncoder encoder;
-    Authoring::KeyFrameOptions strips;
-    strips.indices = Authoring::IndexCoding::Strips2;
-    const Authoring::EncodedFrame strip = encoder.KeyFrame(ClipTest::MakeNumberedMesh(0), strips);
+    Nimb::Authoring::FrameEncoder encoder;
+    Nimb::Authoring::KeyFrameOptions strips;
+    strips.indices = Nimb::Authoring::IndexCoding::Strips2;
+    const Nimb::Authoring::EncodedFrame strip = encoder.KeyFrame(ClipTest::MakeNumberedMesh(0), strips);
     WriteMeshClip(m_Clip, {strip, EncodeTemporal(encoder, 1, false)});
     ASSERT_EQ(Export("--format ply").status, 0);
     Assimp::Importer importer;
@@ -147,7 +147,7 @@ TEST_F(ExportCommand, FailuresLeaveNoHalfFrameAndSayWhatIsWrong) {
     ClipTest::ClipRecipe recipe;
     recipe.frameCount = 6;
     recipe.delta = std::nullopt;
-    recipe.damage = [](int number, Authoring::Bytes& mesh) {
+    recipe.damage = [](int number, Nimb::Authoring::Bytes& mesh) {
         if (number == 2) {
             mesh.resize(50);
         } else if (number == 4) {

@@ -23,11 +23,11 @@ protected:
 TEST_F(InfoCommand, NumbersAddUpAndAreThoseOfTheFile) {
     ClipTest::ClipRecipe recipe;
     recipe.frameCount = 20;
-    recipe.delta = Authoring::DeltaCoding::Golomb;
+    recipe.delta = Nimb::Authoring::DeltaCoding::Golomb;
     recipe.storeNormals = true;
     recipe.audioSeconds = 0.5;
     std::vector<std::size_t> meshBytes;
-    recipe.damage = [&](int number, Authoring::Bytes& mesh) {
+    recipe.damage = [&](int number, Nimb::Authoring::Bytes& mesh) {
         if (number == 11) {
             mesh.clear();
         } else if (number == 13) {
@@ -92,7 +92,7 @@ TEST_F(InfoCommand, NumbersAddUpAndAreThoseOfTheFile) {
 }
 
 TEST_F(InfoCommand, TemporalFramesListTheirSubMeshes) {
-    Authoring::FrameEncoder encoder;
+    Nimb::Authoring::FrameEncoder encoder;
     WriteMeshClip(m_Clip, {EncodeTemporal(encoder, 0, false), EncodeTemporal(encoder, 1, true)});
     const Json frames = Json::parse(RunNimb("info --json --frames " + m_Clip).out)["frames"];
     for (const Json& frame : frames) {
@@ -108,7 +108,7 @@ TEST_F(InfoCommand, TemporalFramesListTheirSubMeshes) {
 
 TEST_F(InfoCommand, ThePlotShowsEveryKindAndIsNotOverwritten) {
     ClipTest::ClipRecipe recipe;
-    recipe.damage = [](int number, Authoring::Bytes& mesh) {
+    recipe.damage = [](int number, Nimb::Authoring::Bytes& mesh) {
         if (number == 4) {
             mesh.clear();
         }
@@ -116,7 +116,7 @@ TEST_F(InfoCommand, ThePlotShowsEveryKindAndIsNotOverwritten) {
     ClipTest::MakeClip(m_Clip, recipe);
     const std::string plot = m_Folder / "plot.png";
     ASSERT_EQ(RunNimb("info --plot " + plot + " " + m_Clip).status, 0);
-    const Authoring::Image image = Authoring::ReadImage(plot);
+    const Nimb::Authoring::Image image = Nimb::Authoring::ReadImage(plot);
     std::set<std::array<BYTE, 3>> colours;
     for (std::size_t i = 0; i < image.rgba.size(); i += 4) {
         colours.insert({image.rgba[i], image.rgba[i + 1], image.rgba[i + 2]});

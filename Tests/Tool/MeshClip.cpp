@@ -8,13 +8,13 @@
 
 namespace ToolTest {
 
-using Authoring::EncodedFrame;
+using Nimb::Authoring::EncodedFrame;
 
-Authoring::FileAttributes AttributesOf(const std::vector<EncodedFrame>& frames) {
-    Authoring::FileAttributes attributes;
-    Authoring::Box box = frames.front().box;
+Nimb::Authoring::FileAttributes AttributesOf(const std::vector<EncodedFrame>& frames) {
+    Nimb::Authoring::FileAttributes attributes;
+    Nimb::Authoring::Box box = frames.front().box;
     for (const EncodedFrame& frame : frames) {
-        box = Authoring::Union(box, frame.box);
+        box = Nimb::Authoring::Union(box, frame.box);
         attributes.maxVertexCount = std::max(attributes.maxVertexCount, frame.numVertices);
         attributes.maxIndexCount = std::max(attributes.maxIndexCount, frame.numIndices);
     }
@@ -26,11 +26,11 @@ Authoring::FileAttributes AttributesOf(const std::vector<EncodedFrame>& frames) 
 
 void WriteMeshClip(const std::string& path, const std::vector<EncodedFrame>& frames) {
     constexpr int size = 64;
-    Authoring::ClipVideoOptions video;
+    Nimb::Authoring::ClipVideoOptions video;
     video.width = size;
     video.height = size;
     video.preset = "veryfast";
-    Authoring::Mp4Writer writer(path, video);
+    Nimb::Authoring::Mp4Writer writer(path, video);
     for (std::size_t i = 0; i < frames.size(); ++i) {
         const auto pixels = ClipTest::PaintNumber(static_cast<int>(i), size, size);
         writer.AddFrame(pixels.data(), size * 4, frames[i].bytes);
@@ -50,16 +50,16 @@ std::vector<std::size_t> MeshOffsets(const std::vector<unsigned char>& file) {
     }
 }
 
-EncodedFrame EncodeTemporal(Authoring::FrameEncoder& encoder, int number, bool isDelta) {
-    const Authoring::Mesh meshes[] = {ClipTest::MakeNumberedMesh(number), ClipTest::MakeNumberedMesh(number, 5, 4)};
-    std::vector<Authoring::SubFrame> parts(2);
+EncodedFrame EncodeTemporal(Nimb::Authoring::FrameEncoder& encoder, int number, bool isDelta) {
+    const Nimb::Authoring::Mesh meshes[] = {ClipTest::MakeNumberedMesh(number), ClipTest::MakeNumberedMesh(number, 5, 4)};
+    std::vector<Nimb::Authoring::SubFrame> parts(2);
     for (UINT32 i = 0; i < 2; ++i) {
         parts[i].mesh = &meshes[i];
         parts[i].key.subMeshId = i + 1;
         if (isDelta) {
             parts[i].delta.emplace();
             parts[i].delta->subMeshId = i + 1;
-            parts[i].delta->coding = Authoring::DeltaCoding::Plain;
+            parts[i].delta->coding = Nimb::Authoring::DeltaCoding::Plain;
         }
     }
     return encoder.TemporalFrame(parts);

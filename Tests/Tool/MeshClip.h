@@ -10,15 +10,15 @@
 namespace ToolTest {
 
 /// Frames of 64 x 64 with numbered pictures.
-void WriteMeshClip(const std::string& path, const std::vector<Authoring::EncodedFrame>& frames);
+void WriteMeshClip(const std::string& path, const std::vector<Nimb::Authoring::EncodedFrame>& frames);
 
 /// What the atom of a clip of these frames should say.
-Authoring::FileAttributes AttributesOf(const std::vector<Authoring::EncodedFrame>& frames);
+Nimb::Authoring::FileAttributes AttributesOf(const std::vector<Nimb::Authoring::EncodedFrame>& frames);
 
 /// Offsets of the NAL headers of all mesh units in a file, ascending.
 std::vector<std::size_t> MeshOffsets(const std::vector<unsigned char>& file);
 
 /// Two sheets as one temporal frame: a key frame, or deltas to it.
-Authoring::EncodedFrame EncodeTemporal(Authoring::FrameEncoder& encoder, int number, bool isDelta);
+Nimb::Authoring::EncodedFrame EncodeTemporal(Nimb::Authoring::FrameEncoder& encoder, int number, bool isDelta);
 
 }  // namespace ToolTest

@@ -19,9 +19,9 @@
 namespace ToolTest {
 namespace {
 
-using Authoring::Image;
-using Authoring::Mesh;
-using Authoring::Vec3;
+using Nimb::Authoring::Image;
+using Nimb::Authoring::Mesh;
+using Nimb::Authoring::Vec3;
 
 constexpr int c_FrameCount = 20;
 constexpr int c_CellSize = 64;  // of a side's picture in the texture
@@ -29,7 +29,7 @@ constexpr int c_CellSize = 64;  // of a side's picture in the texture
 struct Side {
     const char* view;
     Vec3 left, right;  ///< lower corners as seen from outside, whose upper ones are at y = 1
-    NimbTool::Colour colour;
+    Nimb::Tool::Colour colour;
 };
 constexpr float c_H = 0.5f;
 const Side c_Sides[] = {{"front", {-c_H, 0, c_H}, {c_H, 0, c_H}, {230, 30, 30, 255}},
@@ -48,7 +48,7 @@ Image PaintTexture(int frame) {
     Image image(c_CellSize * c_SideCount, c_CellSize);
     for (std::size_t y = 0; y < image.height; ++y) {
         for (std::size_t x = 0; x < image.width; ++x) {
-            const NimbTool::Colour& colour = c_Sides[x / c_CellSize].colour;
+            const Nimb::Tool::Colour& colour = c_Sides[x / c_CellSize].colour;
             const bool isLeft = x % c_CellSize < c_CellSize / 2, isUpper = y < c_CellSize / 2;
             for (std::size_t i = 0; i < 3; ++i) {
                 const int value = isUpper ? colour[i] / (isLeft ? 1 : 2) : LevelOf(frame);
@@ -81,20 +81,20 @@ Mesh MakeWalls(bool isInsideOut) {
 struct CubeClip {
     bool isInsideOut = false;
     double audioSeconds = 0;
-    std::function<void(int number, Authoring::Bytes& mesh)> damage;
+    std::function<void(int number, Nimb::Authoring::Bytes& mesh)> damage;
 };
 
 void MakeCubeClip(const std::string& path, const CubeClip& recipe = {}) {
-    Authoring::ClipVideoOptions video;
+    Nimb::Authoring::ClipVideoOptions video;
     video.width = c_CellSize * static_cast<int>(c_SideCount);
     video.height = c_CellSize;
     video.quality = 5;
-    Authoring::Mp4Writer writer(path, video,
-                                recipe.audioSeconds > 0 ? std::optional(Authoring::ClipAudioOptions()) : std::nullopt);
-    Authoring::FrameEncoder encoder;
-    Authoring::FileAttributes attributes;
+    Nimb::Authoring::Mp4Writer writer(path, video,
+                                recipe.audioSeconds > 0 ? std::optional(Nimb::Authoring::ClipAudioOptions()) : std::nullopt);
+    Nimb::Authoring::FrameEncoder encoder;
+    Nimb::Authoring::FileAttributes attributes;
     for (int number = 0; number < c_FrameCount; ++number) {
-        Authoring::EncodedFrame frame = encoder.KeyFrame(MakeWalls(recipe.isInsideOut));
+        Nimb::Authoring::EncodedFrame frame = encoder.KeyFrame(MakeWalls(recipe.isInsideOut));
         if (recipe.damage) {
             recipe.damage(number, frame.bytes);
         }
@@ -113,7 +113,7 @@ void MakeCubeClip(const std::string& path, const CubeClip& recipe = {}) {
     writer.Finish(attributes);
 }
 
-void ExpectColour(const Image& image, std::size_t x, std::size_t y, const NimbTool::Colour& expected, int tolerance) {
+void ExpectColour(const Image& image, std::size_t x, std::size_t y, const Nimb::Tool::Colour& expected, int tolerance) {
     for (std::size_t i = 0; i < 4; ++i) {
         EXPECT_NEAR(image.Pixel(x, y)[i], expected[i], tolerance) << "channel " << i << " at " << x << ", " << y;
     }
@@ -122,7 +122,7 @@ void ExpectColour(const Image& image, std::size_t x, std::size_t y, const NimbTo
 /// What one wall looks like that is seen head on in the picture's middle.
 void ExpectWall(const Image& image, std::size_t left, std::size_t top, std::size_t size, const Side& side, int frame) {
     const std::size_t low = size * 3 / 8, high = size * 5 / 8;  // well inside each quarter
-    const NimbTool::Colour& c = side.colour;
+    const Nimb::Tool::Colour& c = side.colour;
     const auto half = [](BYTE value) { return static_cast<BYTE>(value / 2); };
     const auto level = static_cast<BYTE>(LevelOf(frame));
     ExpectColour(image, left + low, top + low, c, 12);
@@ -153,10 +153,10 @@ TEST_F(PlayCommand, ContactSheetShowsEverySideOfEveryFrameTheRightWayUp) {
     const ToolResult result =
         Play(Clip() + " --contact-sheet " + output + " --views front,right,back,left --columns 7 --cell 64x64");
     ASSERT_EQ(result.status, 0) << result.err;
-    const Image sheet = Authoring::ReadImage(output);
-    const std::vector<int> frames = NimbTool::SpreadFrames(c_FrameCount, 7);
+    const Image sheet = Nimb::Authoring::ReadImage(output);
+    const std::vector<int> frames = Nimb::Tool::SpreadFrames(c_FrameCount, 7);
     EXPECT_EQ(frames, (std::vector<int>{0, 3, 6, 10, 13, 16, 19}));
-    const NimbTool::ContactSheet layout(frames, std::vector<NimbTool::View>(c_SideCount), 64, 64, 30);
+    const Nimb::Tool::ContactSheet layout(frames, std::vector<Nimb::Tool::View>(c_SideCount), 64, 64, 30);
     ASSERT_EQ(sheet.width, layout.Picture().width);
     for (std::size_t row = 0; row < c_SideCount; ++row) {
         for (std::size_t column = 0; column < frames.size(); ++column) {
@@ -174,7 +174,7 @@ TEST_F(PlayCommand, SnapshotIsOfTheMomentAskedFor) {
         const ToolResult result =
             Play(clip + " -y --size 96x96 --background none --snapshot " + output + " " + arguments);
         ASSERT_EQ(result.status, 0) << result.err;
-        const Image image = Authoring::ReadImage(output);
+        const Image image = Nimb::Authoring::ReadImage(output);
         ExpectWall(image, 0, 0, 96, c_Sides[0], frame);
         ExpectColour(image, 1, 1, {0, 0, 0, 0}, 0);
     }
@@ -187,11 +187,11 @@ TEST_F(PlayCommand, WindingErrorsShowWhenAskedFor) {
     recipe.isInsideOut = true;
     const std::string common = Clip(recipe) + " -y --size 64x64 --at 0 --snapshot " + output + " --back-faces ";
     ASSERT_EQ(Play(common + "show").status, 0);
-    ExpectWall(Authoring::ReadImage(output), 0, 0, 64, c_Sides[0], 0);
+    ExpectWall(Nimb::Authoring::ReadImage(output), 0, 0, 64, c_Sides[0], 0);
     ASSERT_EQ(Play(common + "mark").status, 0);
-    ExpectColour(Authoring::ReadImage(output), 32, 32, {255, 0, 255, 255}, 0);
+    ExpectColour(Nimb::Authoring::ReadImage(output), 32, 32, {255, 0, 255, 255}, 0);
     ASSERT_EQ(Play(common + "cull --background '#102030'").status, 0);
-    ExpectColour(Authoring::ReadImage(output), 32, 32, {0x10, 0x20, 0x30, 255}, 0);
+    ExpectColour(Nimb::Authoring::ReadImage(output), 32, 32, {0x10, 0x20, 0x30, 255}, 0);
 }
 
 /// Grey levels of a recorded video, where the front wall says which frame it is.
@@ -217,7 +217,7 @@ TEST_F(PlayCommand, RecordingHasEveryFrameOnceAndTheSound) {
         expected.push_back(number);
     }
     EXPECT_EQ(RecordedFrames(output, 128, m_Folder / ""), expected);
-    const Authoring::ClipReader reader(output);
+    const Nimb::Authoring::ClipReader reader(output);
     ASSERT_EQ(reader.Tracks().size(), 2u);
     EXPECT_NEAR(reader.Tracks()[0].Rate(), 30, 0.01);
     EXPECT_NEAR(reader.Tracks()[1].seconds, 0.6, 0.05);
@@ -225,7 +225,7 @@ TEST_F(PlayCommand, RecordingHasEveryFrameOnceAndTheSound) {
 
 TEST_F(PlayCommand, AFrameWithoutAMeshIsReportedAndNotMistakenForAnother) {
     CubeClip recipe;
-    recipe.damage = [](int number, Authoring::Bytes& mesh) {
+    recipe.damage = [](int number, Nimb::Authoring::Bytes& mesh) {
         if (number == 6) {
             mesh.resize(mesh.size() / 2);
         }
@@ -243,7 +243,7 @@ TEST_F(PlayCommand, AFrameWithoutAMeshIsReportedAndNotMistakenForAnother) {
     EXPECT_FALSE(std::filesystem::exists(picture));
 
     // Without any mesh in the sample, the player pairs all later meshes with the wrong pictures.
-    recipe.damage = [](int number, Authoring::Bytes& mesh) {
+    recipe.damage = [](int number, Nimb::Authoring::Bytes& mesh) {
         if (number == 6) {
             mesh.clear();
         }
@@ -313,7 +313,7 @@ TEST_F(PlayCommand, WhatCannotBeDoneIsSaid) {
 }
 
 TEST(PlayParts, ScaledTimesNameTheirFramesOrNone) {
-    NimbTool::ClipIndex index;
+    Nimb::Tool::ClipIndex index;
     for (int frame = 0; frame < 2000; ++frame) {
         index.times.push_back(static_cast<std::int64_t>(frame) * 1001000 / 30);
     }
@@ -322,22 +322,22 @@ TEST(PlayParts, ScaledTimesNameTheirFramesOrNone) {
             // As the player's clock computes it.
             const auto raw = index.times[static_cast<std::size_t>(frame)];
             const auto scaled = static_cast<std::int64_t>(static_cast<float>(raw) / speed);
-            EXPECT_EQ(NimbTool::FrameAtTime(index, scaled, static_cast<double>(speed)), frame) << speed;
+            EXPECT_EQ(Nimb::Tool::FrameAtTime(index, scaled, static_cast<double>(speed)), frame) << speed;
         }
     }
-    EXPECT_EQ(NimbTool::FrameAtTime(index, 16000, 1), std::nullopt);
-    EXPECT_EQ(NimbTool::FrameAtTime(index, INT64_MAX, 2), std::nullopt);
+    EXPECT_EQ(Nimb::Tool::FrameAtTime(index, 16000, 1), std::nullopt);
+    EXPECT_EQ(Nimb::Tool::FrameAtTime(index, INT64_MAX, 2), std::nullopt);
 }
 
 TEST(PlayParts, ReportCountsGapsAndLateFramesButNotPauses) {
     using namespace std::chrono_literals;
-    NimbTool::ClipIndex index;
+    Nimb::Tool::ClipIndex index;
     index.rateNumerator = 20;
     for (int frame = 0; frame < 10; ++frame) {
         index.times.push_back(frame * 50000);
     }
-    NimbTool::Report report(index);
-    const NimbTool::Report::Clock::time_point start{};
+    Nimb::Tool::Report report(index);
+    const Nimb::Tool::Report::Clock::time_point start{};
     report.OnStart(true, 0.5f);
     report.OnFrame(1, start);
     report.OnFrame(2, start + 100ms);
@@ -362,7 +362,7 @@ TEST(PlayParts, ReportCountsGapsAndLateFramesButNotPauses) {
     EXPECT_EQ(report.Dropped(), 5);
 
     // Frame 0 came late itself; 3 is a frame and a render event behind the soonest, 4 a little more, 5 a little less.
-    NimbTool::Report second(index);
+    Nimb::Tool::Report second(index);
     second.OnStart(true, 1);
     int number = 0;
     for (const auto time : {30ms, 50ms, 100ms, 215ms, 268ms, 300ms, 310ms, 350ms, 400ms, 450ms}) {

@@ -13,9 +13,9 @@
 namespace ToolTest {
 namespace {
 
-using Authoring::Bytes;
-using Authoring::EncodedFrame;
-using Authoring::FrameEncoder;
+using Nimb::Authoring::Bytes;
+using Nimb::Authoring::EncodedFrame;
+using Nimb::Authoring::FrameEncoder;
 using Json = nlohmann::json;
 
 struct Expected {
@@ -81,7 +81,7 @@ ClipTest::ClipRecipe Recipe(int frames) {
     return recipe;
 }
 
-std::vector<EncodedFrame> KeyFrames(int count, const Authoring::KeyFrameOptions& options = {}) {
+std::vector<EncodedFrame> KeyFrames(int count, const Nimb::Authoring::KeyFrameOptions& options = {}) {
     FrameEncoder encoder;
     std::vector<EncodedFrame> frames;
     for (int i = 0; i < count; ++i) {
@@ -95,8 +95,8 @@ void PutFloat(Bytes& frame, std::size_t offset, float value) {
 }
 
 TEST_F(VerifyCommand, GoodClipsOfEveryCodingHaveNoProblem) {
-    using Authoring::DeltaCoding;
-    using Authoring::IndexCoding;
+    using Nimb::Authoring::DeltaCoding;
+    using Nimb::Authoring::IndexCoding;
     ClipTest::ClipRecipe recipe = Recipe(12);
     recipe.audioSeconds = 0.4;
     recipe.storeNormals = true;
@@ -107,7 +107,7 @@ TEST_F(VerifyCommand, GoodClipsOfEveryCodingHaveNoProblem) {
         EXPECT_EQ(RunNimb("verify " + m_Clip).out, "ok, 12 frames\n") << static_cast<int>(delta);
     }
     for (const auto indices : {IndexCoding::List1, IndexCoding::List2, IndexCoding::Strips1, IndexCoding::Strips2}) {
-        Authoring::KeyFrameOptions options;
+        Nimb::Authoring::KeyFrameOptions options;
         options.indices = indices;
         EXPECT_EQ(Verify(MakeBad(KeyFrames(3, options))), Json::array()) << static_cast<int>(indices);
     }
@@ -117,7 +117,7 @@ TEST_F(VerifyCommand, GoodClipsOfEveryCodingHaveNoProblem) {
 
 TEST_F(VerifyCommand, DamagedMeshesAreNamedWithFrameAndByte) {
     ClipTest::ClipRecipe recipe = Recipe(24);  // key frames 0, 8, 16
-    recipe.delta = Authoring::DeltaCoding::Plain;
+    recipe.delta = Nimb::Authoring::DeltaCoding::Plain;
     recipe.damage = [](int number, Bytes& mesh) {
         if (number == 3) {
             mesh.clear();
@@ -161,8 +161,8 @@ TEST_F(VerifyCommand, DamagedMeshesAreNamedWithFrameAndByte) {
 TEST_F(VerifyCommand, MeshesThatDecodeToNonsenseAreNamed) {
     constexpr std::size_t boxMin = 4, boxMax = 16;  // in the frame header
     std::vector<EncodedFrame> frames = KeyFrames(6, [] {
-        Authoring::KeyFrameOptions options;
-        options.indices = Authoring::IndexCoding::List1;
+        Nimb::Authoring::KeyFrameOptions options;
+        options.indices = Nimb::Authoring::IndexCoding::List1;
         return options;
     }());
     PutFloat(frames[1].bytes, boxMax + 8, -1.0f);                                    // z from 0 to -1
@@ -177,7 +177,7 @@ TEST_F(VerifyCommand, MeshesThatDecodeToNonsenseAreNamed) {
 
     std::vector<EncodedFrame> numbered;
     for (const UINT32 id : {7u, 8u, 8u, 0u}) {
-        Authoring::KeyFrameOptions options;
+        Nimb::Authoring::KeyFrameOptions options;
         if (id != 0) {
             options.frameId = id;
         }
@@ -222,7 +222,7 @@ TEST_F(VerifyCommand, AtomsThatDoNotFitAreNamed) {
 
 TEST_F(VerifyCommand, SamplesThatAreDamagedAreNamed) {
     ClipTest::ClipRecipe recipe = Recipe(6);
-    recipe.delta = Authoring::DeltaCoding::Plain;
+    recipe.delta = Nimb::Authoring::DeltaCoding::Plain;
     ClipTest::MakeClip(m_Clip, recipe);
     const std::vector<unsigned char> good = ReadFile(m_Clip);
     const Json frame = Json::parse(RunNimb("info --json --frames " + m_Clip).out)["frames"][2];

@@ -16,11 +16,11 @@
 
 namespace {
 
-using EngineStandIn::Player;
+using Nimb::EngineStandIn::Player;
 
 struct Engine {
-    EngineStandIn::PluginLibrary plugin{"libNimbUnityPluginML.so"};
-    EngineStandIn::RenderThread renderThread;
+    Nimb::EngineStandIn::PluginLibrary plugin{"libNimbUnityPluginML.so"};
+    Nimb::EngineStandIn::RenderThread renderThread;
 };
 
 Engine& GetEngine() {

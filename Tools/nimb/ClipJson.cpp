@@ -2,11 +2,11 @@
 
 #include <cstdio>
 
-namespace NimbTool {
+namespace Nimb::Tool {
 namespace {
 
 using Json = nlohmann::ordered_json;
-using namespace Authoring;
+using namespace Nimb::Authoring;
 
 template <class Bound>
 Json BoxJson(const Bound& min, const Bound& max) {
@@ -159,4 +159,4 @@ void Print(const Json& json) {
     std::printf("%s\n", json.dump(2, ' ', false, Json::error_handler_t::replace).c_str());
 }
 
-}  // namespace NimbTool
+}  // namespace Nimb::Tool

@@ -6,7 +6,7 @@
 
 #include <nlohmann/json.hpp>
 
-namespace NimbTool {
+namespace Nimb::Tool {
 
 nlohmann::ordered_json ToJson(const Authoring::ClipTrack& track);
 nlohmann::ordered_json ToJson(const Authoring::ClipAttributes& attributes);
@@ -20,4 +20,4 @@ nlohmann::ordered_json ToJson(const Authoring::ClipReader& reader, const Authori
 /// To standard output.
 void Print(const nlohmann::ordered_json& json);
 
-}  // namespace NimbTool
+}  // namespace Nimb::Tool

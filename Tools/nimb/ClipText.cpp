@@ -3,9 +3,9 @@
 #include <cstdio>
 #include <string>
 
-namespace NimbTool {
+namespace Nimb::Tool {
 
-using namespace Authoring;
+using namespace Nimb::Authoring;
 
 namespace {
 
@@ -102,4 +102,4 @@ void PrintAttributes(const ClipAttributes& attributes) {
                 v.bboxMax[0], v.bboxMax[1], v.bboxMax[2]);
 }
 
-}  // namespace NimbTool
+}  // namespace Nimb::Tool

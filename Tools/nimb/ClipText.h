@@ -4,7 +4,7 @@
 #include "Authoring/Clip/ClipAttributes.h"
 #include "Authoring/Clip/ClipInspection.h"
 
-namespace NimbTool {
+namespace Nimb::Tool {
 
 double Percent(UINT64 part, UINT64 whole);
 
@@ -13,4 +13,4 @@ void PrintClip(const Authoring::ClipReader& reader, const Authoring::ClipSummary
 
 void PrintAttributes(const Authoring::ClipAttributes& attributes);
 
-}  // namespace NimbTool
+}  // namespace Nimb::Tool

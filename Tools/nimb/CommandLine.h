@@ -10,7 +10,7 @@
 #include <cmath>
 #include <string>
 
-namespace NimbTool {
+namespace Nimb::Tool {
 
 /// For values that have no largest one worth telling.
 inline CLI::Validator AboveZero() {
@@ -28,4 +28,4 @@ inline void AddOverwrite(CLI::App& command, bool& overwrite) {
     command.add_flag("-y,--overwrite", overwrite, "overwrite outputs that exist");
 }
 
-}  // namespace NimbTool
+}  // namespace Nimb::Tool

@@ -1,6 +1,6 @@
 // The commands of `nimb`. Each adds its options and its examples to the command line; the returned function runs it.
 //
-// A command returns an ExitStatus and throws UsageError, Authoring::InputError, OutputError or Authoring::ClipError;
+// A command returns an ExitStatus and throws UsageError, Nimb::Authoring::InputError, OutputError or Nimb::Authoring::ClipError;
 // Main.cpp turns these into a message on standard error and a status. Results go to standard output, everything else
 // to standard error.
 #pragma once
@@ -11,7 +11,7 @@ namespace CLI {
 class App;
 }
 
-namespace NimbTool {
+namespace Nimb::Tool {
 
 struct Command {
     CLI::App* app;
@@ -25,4 +25,4 @@ Command AddVerify(CLI::App& app);
 Command AddExport(CLI::App& app);
 Command AddDemo(CLI::App& app);
 
-}  // namespace NimbTool
+}  // namespace Nimb::Tool

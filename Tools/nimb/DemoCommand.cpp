@@ -11,7 +11,7 @@
 #include <memory>
 #include <string>
 
-namespace NimbTool {
+namespace Nimb::Tool {
 namespace {
 
 constexpr const char* c_Examples =
@@ -47,4 +47,4 @@ Command AddDemo(CLI::App& app) {
     return {sub, [arguments] { return Demo(*arguments); }};
 }
 
-}  // namespace NimbTool
+}  // namespace Nimb::Tool

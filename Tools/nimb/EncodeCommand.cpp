@@ -19,7 +19,7 @@
 #include <string>
 #include <vector>
 
-namespace NimbTool {
+namespace Nimb::Tool {
 namespace {
 
 using Authoring::DeltaCoding;
@@ -295,4 +295,4 @@ Command AddEncode(CLI::App& app) {
     return {sub, [arguments] { return Encode(*arguments); }};
 }
 
-}  // namespace NimbTool
+}  // namespace Nimb::Tool

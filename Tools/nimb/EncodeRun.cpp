@@ -10,7 +10,7 @@
 #include <cstdio>
 #include <optional>
 
-namespace NimbTool {
+namespace Nimb::Tool {
 namespace {
 
 using Authoring::ClipExamination;
@@ -163,4 +163,4 @@ void RunExamination(const Authoring::MeshSource& source, const std::string& inpu
     }
 }
 
-}  // namespace NimbTool
+}  // namespace Nimb::Tool

@@ -5,7 +5,7 @@
 
 #include <string>
 
-namespace NimbTool {
+namespace Nimb::Tool {
 
 /// What a run says of itself.
 enum class RunOutput {
@@ -25,4 +25,4 @@ Authoring::EncodeReport RunEncoder(const Authoring::MeshSource& source, Authorin
 void RunExamination(const Authoring::MeshSource& source, const std::string& input,
                     const Authoring::EncodeOptions& options, RunOutput output, bool strict);
 
-}  // namespace NimbTool
+}  // namespace Nimb::Tool

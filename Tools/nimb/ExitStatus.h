@@ -3,7 +3,7 @@
 
 #include <stdexcept>
 
-namespace NimbTool {
+namespace Nimb::Tool {
 
 enum ExitStatus {
     c_ExitOk = 0,
@@ -23,4 +23,4 @@ public:
     using std::runtime_error::runtime_error;
 };
 
-}  // namespace NimbTool
+}  // namespace Nimb::Tool

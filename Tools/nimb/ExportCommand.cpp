@@ -20,7 +20,7 @@
 #include <string>
 #include <thread>
 
-namespace NimbTool {
+namespace Nimb::Tool {
 namespace {
 
 namespace fs = std::filesystem;
@@ -189,4 +189,4 @@ Command AddExport(CLI::App& app) {
     return {sub, [arguments] { return Run(*arguments); }};
 }
 
-}  // namespace NimbTool
+}  // namespace Nimb::Tool

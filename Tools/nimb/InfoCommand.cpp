@@ -13,10 +13,10 @@
 #include <memory>
 #include <string>
 
-namespace NimbTool {
+namespace Nimb::Tool {
 namespace {
 
-using namespace Authoring;
+using namespace Nimb::Authoring;
 using Json = nlohmann::ordered_json;
 
 constexpr const char* c_Examples =
@@ -158,4 +158,4 @@ Command AddInfo(CLI::App& app) {
     return {sub, [arguments] { return Run(*arguments); }};
 }
 
-}  // namespace NimbTool
+}  // namespace Nimb::Tool

@@ -5,7 +5,7 @@
 #include <cstddef>
 #include <iterator>
 
-namespace NimbTool {
+namespace Nimb::Tool {
 namespace {
 
 constexpr int c_Noted[] = {SIGINT, SIGTERM, SIGHUP};
@@ -51,4 +51,4 @@ void InterruptGuard::Check() {
     }
 }
 
-}  // namespace NimbTool
+}  // namespace Nimb::Tool

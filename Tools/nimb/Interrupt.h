@@ -3,7 +3,7 @@
 
 #include "Tools/nimb/ExitStatus.h"
 
-namespace NimbTool {
+namespace Nimb::Tool {
 
 class Interrupted : public OutputError {
 public:
@@ -31,4 +31,4 @@ public:
     static void Check();
 };
 
-}  // namespace NimbTool
+}  // namespace Nimb::Tool

@@ -21,31 +21,31 @@ int Fail(const char* text, int status) {
     return status;
 }
 
-int Run(const NimbTool::Command& command) {
+int Run(const Nimb::Tool::Command& command) {
     try {
         const int status = command.run();
         if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
-            return Fail("standard output cannot be written", NimbTool::c_ExitOutput);
+            return Fail("standard output cannot be written", Nimb::Tool::c_ExitOutput);
         }
         return status;
-    } catch (const NimbTool::UsageError& e) {
-        return Fail(e.what(), NimbTool::c_ExitUsage);
-    } catch (const Authoring::InputError& e) {
-        return Fail(e.what(), NimbTool::c_ExitInput);
-    } catch (const NimbTool::Interrupted& e) {
+    } catch (const Nimb::Tool::UsageError& e) {
+        return Fail(e.what(), Nimb::Tool::c_ExitUsage);
+    } catch (const Nimb::Authoring::InputError& e) {
+        return Fail(e.what(), Nimb::Tool::c_ExitInput);
+    } catch (const Nimb::Tool::Interrupted& e) {
         return Fail(e.what(), e.Status());
-    } catch (const NimbTool::OutputError& e) {
-        return Fail(e.what(), NimbTool::c_ExitOutput);
-    } catch (const Authoring::ClipError& e) {
-        return Fail(e.what(), NimbTool::c_ExitOutput);
+    } catch (const Nimb::Tool::OutputError& e) {
+        return Fail(e.what(), Nimb::Tool::c_ExitOutput);
+    } catch (const Nimb::Authoring::ClipError& e) {
+        return Fail(e.what(), Nimb::Tool::c_ExitOutput);
     } catch (const std::bad_alloc&) {
-        return Fail("out of memory", NimbTool::c_ExitInput);
+        return Fail("out of memory", Nimb::Tool::c_ExitInput);
     } catch (const std::exception& e) {
-        return Fail(e.what(), NimbTool::c_ExitInput);
+        return Fail(e.what(), Nimb::Tool::c_ExitInput);
     }
 }
 
-using Commands = std::vector<NimbTool::Command>;
+using Commands = std::vector<Nimb::Tool::Command>;
 
 /// How many letters have to be added, left out, changed or swapped with the next one.
 std::size_t EditDistance(const std::string& a, const std::string& b) {
@@ -66,21 +66,21 @@ std::size_t EditDistance(const std::string& a, const std::string& b) {
     return cost[a.size()][b.size()];
 }
 
-const NimbTool::Command* Find(const Commands& commands, const std::string& name) {
-    const auto found = std::find_if(commands.begin(), commands.end(), [&name](const NimbTool::Command& command) {
+const Nimb::Tool::Command* Find(const Commands& commands, const std::string& name) {
+    const auto found = std::find_if(commands.begin(), commands.end(), [&name](const Nimb::Tool::Command& command) {
         return command.app->get_name() == name;
     });
     return found == commands.end() ? nullptr : &*found;
 }
 
 int FailUnknown(const Commands& commands, const std::string& name) {
-    const auto distance = [&name](const NimbTool::Command& command) {
+    const auto distance = [&name](const Nimb::Tool::Command& command) {
         return EditDistance(name, command.app->get_name());
     };
     const auto nearest = std::min_element(commands.begin(), commands.end(),
                                           [&](const auto& a, const auto& b) { return distance(a) < distance(b); });
     std::string all;
-    for (const NimbTool::Command& command : commands) {
+    for (const Nimb::Tool::Command& command : commands) {
         all += (all.empty() ? "" : ", ") + command.app->get_name();
     }
     return Fail(
@@ -89,23 +89,23 @@ int FailUnknown(const Commands& commands, const std::string& name) {
                                                                : ".") +
          "\n  Commands: " + all + "; `nimb help COMMAND` shows a command's options.")
             .c_str(),
-        NimbTool::c_ExitUsage);
+        Nimb::Tool::c_ExitUsage);
 }
 
 /// `nimb help`, `nimb help COMMAND`.
 int Help(const CLI::App& app, const Commands& commands, const char* name) {
-    const NimbTool::Command* const command = name != nullptr ? Find(commands, name) : nullptr;
+    const Nimb::Tool::Command* const command = name != nullptr ? Find(commands, name) : nullptr;
     if (name != nullptr && command == nullptr) {
         return FailUnknown(commands, name);
     }
     std::fputs((command != nullptr ? command->app->help(app.get_name()) : app.help()).c_str(), stdout);
-    return NimbTool::c_ExitOk;
+    return Nimb::Tool::c_ExitOk;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-    NimbTool::OpenStandardStreams();
+    Nimb::Tool::OpenStandardStreams();
     CLI::App app(
         "Makes, plays, inspects, verifies and takes apart volumetric clips: MP4 files whose every frame is a\n"
         "textured triangle mesh.",
@@ -115,8 +115,8 @@ int main(int argc, char** argv) {
     app.footer(
         "Exit status: 0 ok, 1 a problem was found, 2 usage, 3 input, 4 output.\n"
         "`nimb help COMMAND` shows a command's options, with examples.");
-    const Commands commands = {NimbTool::AddEncode(app), NimbTool::AddPlay(app),   NimbTool::AddInfo(app),
-                               NimbTool::AddVerify(app), NimbTool::AddExport(app), NimbTool::AddDemo(app)};
+    const Commands commands = {Nimb::Tool::AddEncode(app), Nimb::Tool::AddPlay(app),   Nimb::Tool::AddInfo(app),
+                               Nimb::Tool::AddVerify(app), Nimb::Tool::AddExport(app), Nimb::Tool::AddDemo(app)};
     const std::string first = argc > 1 ? argv[1] : "";
     if (first == "help") {
         return Help(app, commands, argc > 2 ? argv[2] : nullptr);
@@ -127,14 +127,14 @@ int main(int argc, char** argv) {
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& e) {
-        return app.exit(e) == 0 ? NimbTool::c_ExitOk : NimbTool::c_ExitUsage;
+        return app.exit(e) == 0 ? Nimb::Tool::c_ExitOk : Nimb::Tool::c_ExitUsage;
     }
-    Authoring::SilenceAvLog();
-    for (const NimbTool::Command& command : commands) {
+    Nimb::Authoring::SilenceAvLog();
+    for (const Nimb::Tool::Command& command : commands) {
         if (command.app->parsed()) {
             return Run(command);
         }
     }
     std::fputs(app.help().c_str(), stderr);
-    return NimbTool::c_ExitUsage;
+    return Nimb::Tool::c_ExitUsage;
 }

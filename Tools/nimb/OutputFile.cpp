@@ -14,7 +14,7 @@
 
 namespace fs = std::filesystem;
 
-namespace NimbTool {
+namespace Nimb::Tool {
 
 namespace {
 
@@ -104,4 +104,4 @@ void OutputFile::Commit() {
     m_Committed = true;
 }
 
-}  // namespace NimbTool
+}  // namespace Nimb::Tool

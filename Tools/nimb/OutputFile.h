@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-namespace NimbTool {
+namespace Nimb::Tool {
 
 enum class OutputKind { Clip, Video, Picture };
 
@@ -37,4 +37,4 @@ private:
     bool m_Committed = false;
 };
 
-}  // namespace NimbTool
+}  // namespace Nimb::Tool

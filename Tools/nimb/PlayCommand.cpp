@@ -9,7 +9,7 @@
 #include <memory>
 #include <string>
 
-namespace NimbTool {
+namespace Nimb::Tool {
 namespace {
 
 constexpr const char* c_Examples =
@@ -181,4 +181,4 @@ Command AddPlay(CLI::App& app) {
     return {sub, [arguments] { return Play(*arguments); }};
 }
 
-}  // namespace NimbTool
+}  // namespace Nimb::Tool

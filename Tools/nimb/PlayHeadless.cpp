@@ -13,7 +13,7 @@
 #include <cstdio>
 #include <thread>
 
-namespace NimbTool {
+namespace Nimb::Tool {
 namespace {
 
 constexpr std::chrono::microseconds c_Refresh{1000000 / 60};
@@ -133,4 +133,4 @@ int PlayHeadless(const PlayOptions& options) {
     return Run(options).Play();
 }
 
-}  // namespace NimbTool
+}  // namespace Nimb::Tool

@@ -17,7 +17,7 @@
 #include <filesystem>
 #include <thread>
 
-namespace NimbTool {
+namespace Nimb::Tool {
 namespace {
 
 using Clock = Report::Clock;
@@ -267,4 +267,4 @@ int PlayInWindow(const PlayOptions& options) {
     return Viewer(options, window).Run();
 }
 
-}  // namespace NimbTool
+}  // namespace Nimb::Tool

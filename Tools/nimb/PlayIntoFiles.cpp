@@ -22,7 +22,7 @@
 #include <utility>
 #include <vector>
 
-namespace NimbTool {
+namespace Nimb::Tool {
 namespace {
 
 using Authoring::Image;
@@ -218,4 +218,4 @@ int PlayIntoFiles(const PlayOptions& options) {
     return session.Index().firstWithoutMesh ? c_ExitProblem : problems.Status();
 }
 
-}  // namespace NimbTool
+}  // namespace Nimb::Tool

@@ -3,7 +3,7 @@
 
 #include "Tools/nimb/PlayOptions.h"
 
-namespace NimbTool {
+namespace Nimb::Tool {
 
 /// In a window, until its user has seen enough.
 int PlayInWindow(const PlayOptions& options);
@@ -14,4 +14,4 @@ int PlayHeadless(const PlayOptions& options);
 /// Writes the pictures and the video that were asked for, drawn offscreen.
 int PlayIntoFiles(const PlayOptions& options);
 
-}  // namespace NimbTool
+}  // namespace Nimb::Tool

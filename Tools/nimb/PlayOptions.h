@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-namespace NimbTool {
+namespace Nimb::Tool {
 
 struct PlayOptions {
     std::string clip;
@@ -36,4 +36,4 @@ struct PlayOptions {
     bool IsCapture() const { return !snapshot.empty() || !contactSheet.empty() || !recording.empty(); }
 };
 
-}  // namespace NimbTool
+}  // namespace Nimb::Tool

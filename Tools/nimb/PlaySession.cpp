@@ -6,7 +6,7 @@
 #include <cmath>
 #include <cstdio>
 
-namespace NimbTool {
+namespace Nimb::Tool {
 namespace {
 
 constexpr double c_Turn = 2 * 3.14159265358979;
@@ -44,7 +44,7 @@ PlaySession::PlaySession(const PlayOptions& options, const EngineStandIn::GlCont
                      options.clip.c_str(), *m_Index.firstWithoutMesh);
     }
     EngineStandIn::StartPlugin(*m_Plugin, *m_RenderThread);
-    m_RenderThread->Run([this] { m_Renderer = std::make_unique<NimbTool::Renderer>(); });
+    m_RenderThread->Run([this] { m_Renderer = std::make_unique<Tool::Renderer>(); });
 }
 
 PlaySession::~PlaySession() {
@@ -78,4 +78,4 @@ float PlaySession::TurnAt(int frame) const {
     return static_cast<float>(std::fmod(m_Options.turns * frame / m_Index.FrameCount(), 1.0) * c_Turn);
 }
 
-}  // namespace NimbTool
+}  // namespace Nimb::Tool

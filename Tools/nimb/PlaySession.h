@@ -9,7 +9,7 @@
 
 #include <memory>
 
-namespace NimbTool {
+namespace Nimb::Tool {
 
 class PlaySession {
 public:
@@ -33,14 +33,14 @@ public:
 
     EngineStandIn::RenderThread& RenderThread() noexcept { return *m_RenderThread; }
     /// Render thread.
-    NimbTool::Renderer& Renderer() noexcept { return *m_Renderer; }
+    Tool::Renderer& Renderer() noexcept { return *m_Renderer; }
 
 private:
     PlayOptions m_Options;
     ClipIndex m_Index;
     std::unique_ptr<EngineStandIn::PluginLibrary> m_Plugin;
     std::unique_ptr<EngineStandIn::RenderThread> m_RenderThread;
-    std::unique_ptr<NimbTool::Renderer> m_Renderer;
+    std::unique_ptr<Tool::Renderer> m_Renderer;
 };
 
-}  // namespace NimbTool
+}  // namespace Nimb::Tool

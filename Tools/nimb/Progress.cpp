@@ -7,7 +7,7 @@
 #include <cstring>
 #include <utility>
 
-namespace NimbTool {
+namespace Nimb::Tool {
 
 namespace {
 
@@ -81,4 +81,4 @@ std::string Progress::Line(std::size_t done) const {
     return line;
 }
 
-}  // namespace NimbTool
+}  // namespace Nimb::Tool

@@ -5,7 +5,7 @@
 #include <cstddef>
 #include <string>
 
-namespace NimbTool {
+namespace Nimb::Tool {
 
 /// One line on standard error that is rewritten a few times a second, and cleared at the end; on a terminal that cannot
 /// do that, a line every ten seconds. Belongs to one thread.
@@ -36,4 +36,4 @@ private:
     Clock::time_point m_Next;  ///< when to show the next line
 };
 
-}  // namespace NimbTool
+}  // namespace Nimb::Tool

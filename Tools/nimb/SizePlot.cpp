@@ -6,7 +6,7 @@
 #include <cmath>
 #include <cstdio>
 
-namespace NimbTool {
+namespace Nimb::Tool {
 namespace {
 
 using Authoring::FrameKind;
@@ -222,4 +222,4 @@ Image PlotFrameSizes(const std::string& title, const std::vector<PlotFrame>& fra
     return image;
 }
 
-}  // namespace NimbTool
+}  // namespace Nimb::Tool

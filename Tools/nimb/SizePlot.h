@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-namespace NimbTool {
+namespace Nimb::Tool {
 
 struct PlotFrame {
     double seconds = 0;
@@ -21,4 +21,4 @@ struct PlotFrame {
 /// column shows the largest of its frames. When key frames dwarf the others, these are shown a second time, larger.
 Authoring::Image PlotFrameSizes(const std::string& title, const std::vector<PlotFrame>& frames);
 
-}  // namespace NimbTool
+}  // namespace Nimb::Tool

@@ -7,7 +7,7 @@
 #include <cstdio>
 #include <initializer_list>
 
-namespace NimbTool {
+namespace Nimb::Tool {
 
 void OpenStandardStreams() {
     for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
@@ -25,4 +25,4 @@ void FlushRemarks() {
     std::clearerr(stdout);
 }
 
-}  // namespace NimbTool
+}  // namespace Nimb::Tool

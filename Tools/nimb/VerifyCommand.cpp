@@ -12,7 +12,7 @@
 #include <nlohmann/json.hpp>
 #include <string>
 
-namespace NimbTool {
+namespace Nimb::Tool {
 namespace {
 
 using Authoring::ClipProblem;
@@ -93,4 +93,4 @@ Command AddVerify(CLI::App& app) {
     return {sub, [arguments] { return Run(*arguments); }};
 }
 
-}  // namespace NimbTool
+}  // namespace Nimb::Tool

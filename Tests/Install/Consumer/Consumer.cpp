@@ -19,11 +19,11 @@ int main(int, char** argv) {
         return 1;
     }
 
-    const Authoring::Mesh mesh{{{0, 0, 0}, {1, 0, 0}, {0, 2, 0}}, {{0, 0}, {1, 0}, {0, 1}}, {}, {{0, 1, 2}}};
-    Authoring::FrameEncoder encoder;
-    const Authoring::EncodedFrame frame = encoder.KeyFrame(mesh);
+    const Nimb::Authoring::Mesh mesh{{{0, 0, 0}, {1, 0, 0}, {0, 2, 0}}, {{0, 0}, {1, 0}, {0, 1}}, {}, {{0, 1, 2}}};
+    Nimb::Authoring::FrameEncoder encoder;
+    const Nimb::Authoring::EncodedFrame frame = encoder.KeyFrame(mesh);
     const auto sample =
-        Authoring::WriteMeshNalUnit(frame.bytes.data(), frame.bytes.size(), Authoring::NalFraming::AnnexB);
+        Nimb::Authoring::WriteMeshNalUnit(frame.bytes.data(), frame.bytes.size(), Nimb::Authoring::NalFraming::AnnexB);
 
     const NIMBCORE::CComPtr<IStream> stream(NimbCrossPlatform::FindCompressedMesh(sample.data(), sample.size()));
     const NIMBCORE::CComPtr<INimbBufferAllocator> allocator(new NimbCrossPlatform::BufferAllocator);

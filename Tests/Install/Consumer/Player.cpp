@@ -7,15 +7,15 @@
 #include <vector>
 
 int main() {
-    Authoring::ClipVideoOptions video;
+    Nimb::Authoring::ClipVideoOptions video;
     video.width = 64;
     video.height = 48;
     const std::vector<BYTE> picture(64 * 48 * 4, 128);
-    const Authoring::Mesh mesh{{{0, 0, 0}, {1, 0, 0}, {0, 2, 0}}, {{0, 0}, {1, 0}, {0, 1}}, {}, {{0, 1, 2}}};
-    Authoring::FrameEncoder encoder;
-    Authoring::Mp4Writer writer("consumer.mp4", video);
+    const Nimb::Authoring::Mesh mesh{{{0, 0, 0}, {1, 0, 0}, {0, 2, 0}}, {{0, 0}, {1, 0}, {0, 1}}, {}, {{0, 1, 2}}};
+    Nimb::Authoring::FrameEncoder encoder;
+    Nimb::Authoring::Mp4Writer writer("consumer.mp4", video);
     writer.AddFrame(picture.data(), 64 * 4, encoder.KeyFrame(mesh).bytes);
-    Authoring::FileAttributes attributes;
+    Nimb::Authoring::FileAttributes attributes;
     attributes.frameCount = 1;
     writer.Finish(attributes);
 

@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-namespace NimbTool {
+namespace Nimb::Tool {
 namespace {
 
 constexpr char c_First = ' ';
@@ -54,4 +54,4 @@ bool IsGlyphDot(char character, std::size_t x, std::size_t y) {
     return ((c_Columns[shown - c_First][x] >> y) & 1) != 0;
 }
 
-}  // namespace NimbTool
+}  // namespace Nimb::Tool

@@ -3,7 +3,7 @@
 
 #include <cstddef>
 
-namespace NimbTool {
+namespace Nimb::Tool {
 
 constexpr std::size_t c_GlyphWidth = 5;
 constexpr std::size_t c_GlyphHeight = 9;
@@ -12,4 +12,4 @@ constexpr std::size_t c_GlyphHeight = 9;
 /// look like '?'.
 bool IsGlyphDot(char character, std::size_t x, std::size_t y);
 
-}  // namespace NimbTool
+}  // namespace Nimb::Tool

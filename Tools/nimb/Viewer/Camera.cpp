@@ -6,7 +6,7 @@
 #include <cmath>
 #include <cstdlib>
 
-namespace NimbTool {
+namespace Nimb::Tool {
 namespace {
 
 using Authoring::Vec3;
@@ -114,4 +114,4 @@ void Zoom(Camera& camera, float steps) {
     camera.distance = std::clamp(camera.distance * std::pow(0.9f, steps), camera.reach * 0.05f, camera.reach * 50);
 }
 
-}  // namespace NimbTool
+}  // namespace Nimb::Tool

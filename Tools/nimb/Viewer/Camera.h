@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-namespace NimbTool {
+namespace Nimb::Tool {
 
 /// Column-major, as GL takes it.
 using Matrix = std::array<float, 16>;
@@ -46,4 +46,4 @@ void Orbit(Camera& camera, float dx, float dy);
 void Pan(Camera& camera, float dx, float dy);
 void Zoom(Camera& camera, float steps);
 
-}  // namespace NimbTool
+}  // namespace Nimb::Tool

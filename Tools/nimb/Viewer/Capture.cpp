@@ -3,7 +3,7 @@
 #include <stdexcept>
 #include <thread>
 
-namespace NimbTool {
+namespace Nimb::Tool {
 namespace {
 
 using Clock = std::chrono::steady_clock;
@@ -87,4 +87,4 @@ void CaptureFrames(const OpenClip& open, const std::vector<int>& wanted,
     }
 }
 
-}  // namespace NimbTool
+}  // namespace Nimb::Tool

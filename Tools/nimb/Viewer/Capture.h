@@ -11,7 +11,7 @@
 #include <memory>
 #include <vector>
 
-namespace NimbTool {
+namespace Nimb::Tool {
 
 /// A clip that is open, at the given speed, and not yet playing.
 using OpenClip = std::function<std::unique_ptr<Playback>(float speed)>;
@@ -23,4 +23,4 @@ void CaptureFrames(const OpenClip& open, const std::vector<int>& wanted,
                    const std::function<void(const Playback&, int number)>& take,
                    const std::function<void(int number)>& miss);
 
-}  // namespace NimbTool
+}  // namespace Nimb::Tool

@@ -10,7 +10,7 @@
 #include <cmath>
 #include <cstdlib>
 
-namespace NimbTool {
+namespace Nimb::Tool {
 namespace {
 
 /// Rates that are taken from times, which files round.
@@ -99,4 +99,4 @@ int ParseMoment(const ClipIndex& index, const std::string& text) {
     return static_cast<int>(frame);
 }
 
-}  // namespace NimbTool
+}  // namespace Nimb::Tool

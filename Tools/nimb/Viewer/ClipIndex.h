@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-namespace NimbTool {
+namespace Nimb::Tool {
 
 struct ClipIndex {
     std::vector<std::int64_t> times;  ///< microseconds, a frame each, in file order
@@ -34,4 +34,4 @@ std::optional<int> FrameAtTime(const ClipIndex& index, std::int64_t scaledTime, 
 /// lies beyond the end.
 int ParseMoment(const ClipIndex& index, const std::string& text);
 
-}  // namespace NimbTool
+}  // namespace Nimb::Tool

@@ -3,7 +3,7 @@
 #include <cstdio>
 #include <utility>
 
-namespace NimbTool {
+namespace Nimb::Tool {
 namespace {
 
 constexpr std::size_t c_Gap = 4;
@@ -82,4 +82,4 @@ void ContactSheet::SetMissing(std::size_t column) {
     }
 }
 
-}  // namespace NimbTool
+}  // namespace Nimb::Tool

@@ -7,7 +7,7 @@
 
 #include <vector>
 
-namespace NimbTool {
+namespace Nimb::Tool {
 
 /// `count` of the frames 0 to frameCount - 1, evenly spread, the first and the last among them; all when there are no
 /// more than that. One: the middle.
@@ -38,4 +38,4 @@ private:
     Authoring::Image m_Image;
 };
 
-}  // namespace NimbTool
+}  // namespace Nimb::Tool

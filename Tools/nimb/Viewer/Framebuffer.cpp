@@ -9,7 +9,7 @@
 
 #include <string>
 
-namespace NimbTool {
+namespace Nimb::Tool {
 namespace {
 
 constexpr GLint c_Samples = 4;
@@ -85,4 +85,4 @@ Authoring::Image Framebuffer::Read() const {
     return image;
 }
 
-}  // namespace NimbTool
+}  // namespace Nimb::Tool

@@ -3,7 +3,7 @@
 
 #include "Authoring/Image.h"
 
-namespace NimbTool {
+namespace Nimb::Tool {
 
 /// Throws OutputError, naming the call, when GL reports an error.
 void CheckGl(const char* what);
@@ -32,4 +32,4 @@ private:
     unsigned int m_Buffers[3] = {};
 };
 
-}  // namespace NimbTool
+}  // namespace Nimb::Tool

@@ -10,7 +10,7 @@
 
 namespace fs = std::filesystem;
 
-namespace NimbTool {
+namespace Nimb::Tool {
 
 std::string FindPlugin() {
     const char* const chosen = std::getenv("NIMB_PLUGIN");
@@ -111,4 +111,4 @@ bool Playback::StepOnRenderThread() {
     return hasDrawn != GL_FALSE;
 }
 
-}  // namespace NimbTool
+}  // namespace Nimb::Tool

@@ -10,7 +10,7 @@
 #include <optional>
 #include <string>
 
-namespace NimbTool {
+namespace Nimb::Tool {
 
 /// The plug-in's file: $NIMB_PLUGIN, or lib/nimb/libNimbUnityPluginML.so beside the folder of this program.
 std::string FindPlugin();
@@ -79,4 +79,4 @@ private:
     int m_EventsAfterEnd = 0;
 };
 
-}  // namespace NimbTool
+}  // namespace Nimb::Tool

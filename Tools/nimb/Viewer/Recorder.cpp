@@ -5,7 +5,7 @@
 #include <optional>
 #include <vector>
 
-namespace NimbTool {
+namespace Nimb::Tool {
 namespace {
 
 Authoring::ClipVideoOptions VideoOptions(const Recorder::Options& options) {
@@ -43,4 +43,4 @@ void Recorder::Finish() {
     m_Writer.Finish(std::nullopt);
 }
 
-}  // namespace NimbTool
+}  // namespace Nimb::Tool

@@ -6,7 +6,7 @@
 
 #include <string>
 
-namespace NimbTool {
+namespace Nimb::Tool {
 
 /// H.264 in MP4, with the sound of a clip. The file appears, whole, with Finish.
 class Recorder {
@@ -31,4 +31,4 @@ private:
     Authoring::Mp4Writer m_Writer;
 };
 
-}  // namespace NimbTool
+}  // namespace Nimb::Tool

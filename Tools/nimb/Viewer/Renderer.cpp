@@ -11,7 +11,7 @@
 
 #include <string>
 
-namespace NimbTool {
+namespace Nimb::Tool {
 namespace {
 
 using EngineStandIn::Player;
@@ -284,4 +284,4 @@ void Renderer::DrawOverlay(const Authoring::Image& picture, int x, int y, int wi
     CheckGl("overlay");
 }
 
-}  // namespace NimbTool
+}  // namespace Nimb::Tool

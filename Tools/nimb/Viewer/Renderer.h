@@ -8,7 +8,7 @@
 #include <cstdint>
 #include <vector>
 
-namespace NimbTool {
+namespace Nimb::Tool {
 
 enum class BackFaces {
     Show,
@@ -64,4 +64,4 @@ private:
     unsigned int m_OverlayTexture = 0;
 };
 
-}  // namespace NimbTool
+}  // namespace Nimb::Tool

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cstdio>
 
-namespace NimbTool {
+namespace Nimb::Tool {
 
 namespace {
 
@@ -75,4 +75,4 @@ std::string Report::Text() const {
     return text;
 }
 
-}  // namespace NimbTool
+}  // namespace Nimb::Tool

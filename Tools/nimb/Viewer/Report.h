@@ -7,7 +7,7 @@
 #include <optional>
 #include <string>
 
-namespace NimbTool {
+namespace Nimb::Tool {
 
 /// Counts frames over any number of passes through the clip. Times are of a steady clock.
 class Report {
@@ -59,4 +59,4 @@ private:
     double m_LongestGap = 0;
 };
 
-}  // namespace NimbTool
+}  // namespace Nimb::Tool

@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <sstream>
 
-namespace NimbTool {
+namespace Nimb::Tool {
 namespace {
 
 constexpr std::size_t c_Advance = c_GlyphWidth + 1;
@@ -74,4 +74,4 @@ void Paste(Authoring::Image& image, std::size_t x, std::size_t y, const Authorin
     }
 }
 
-}  // namespace NimbTool
+}  // namespace Nimb::Tool

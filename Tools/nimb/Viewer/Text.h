@@ -6,7 +6,7 @@
 #include <array>
 #include <string>
 
-namespace NimbTool {
+namespace Nimb::Tool {
 
 using Colour = std::array<BYTE, 4>;  ///< RGBA, not premultiplied
 
@@ -36,4 +36,4 @@ void FillRectangle(Authoring::Image& image, std::size_t x, std::size_t y, std::s
 /// Copies `picture` to (x, y); what does not fit is cut off.
 void Paste(Authoring::Image& image, std::size_t x, std::size_t y, const Authoring::Image& picture);
 
-}  // namespace NimbTool
+}  // namespace Nimb::Tool

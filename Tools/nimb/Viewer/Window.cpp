@@ -7,7 +7,7 @@
 
 #include <cstdlib>
 
-namespace NimbTool {
+namespace Nimb::Tool {
 namespace {
 
 struct Key {
@@ -149,4 +149,4 @@ Input Window::Poll() {
     return input;
 }
 
-}  // namespace NimbTool
+}  // namespace Nimb::Tool

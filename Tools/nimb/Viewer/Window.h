@@ -6,7 +6,7 @@
 
 struct SDL_Window;
 
-namespace NimbTool {
+namespace Nimb::Tool {
 
 enum class Action {
     Quit,
@@ -63,4 +63,4 @@ private:
     SDL_Window* m_Window = nullptr;
 };
 
-}  // namespace NimbTool
+}  // namespace Nimb::Tool
