@@ -6,7 +6,7 @@
 // noise of a capture, so that motion between frames is not purely affine. The same arguments give the same mesh.
 #pragma once
 
-#include "Authoring/Mesh.h"
+#include "Authoring/Codec/Mesh.h"
 
 namespace Bench {
 

@@ -1,7 +1,7 @@
 // The stages of a frame by themselves: vertex streams, index streams, and finding the payload in a video sample.
 #include "Bench/EncodedClip.h"
 
-#include "Authoring/MeshNalUnit.h"
+#include "Authoring/Codec/MeshPayload.h"
 #include "NimbCore/NimbCrossPlatform.h"
 
 namespace Bench {

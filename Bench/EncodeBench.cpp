@@ -1,5 +1,5 @@
 // Encoding: key frames, and clips of a key frame and the delta frames after it, on one core.
-#include "Authoring/SegmentEncoder.h"
+#include "Authoring/Frame/SegmentEncoder.h"
 #include "Bench/EncodedClip.h"
 
 namespace Bench {

@@ -1,7 +1,7 @@
 // Frames in every coding of this project, encoded once for the whole run and decoded many times.
 #pragma once
 
-#include "Authoring/FrameEncoder.h"
+#include "Authoring/Frame/FrameEncoder.h"
 #include "Bench/Subject.h"
 #include "NimbCore/NimbMeshReader.h"
 

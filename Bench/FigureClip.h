@@ -1,7 +1,7 @@
 // The animated figure of a glTF file, sampled into frames of constant topology.
 #pragma once
 
-#include "Authoring/Mesh.h"
+#include "Authoring/Codec/Mesh.h"
 
 #include <string>
 #include <vector>

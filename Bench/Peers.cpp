@@ -1,6 +1,6 @@
 #include "Bench/Peers.h"
 
-#include "Authoring/VertexEncoder.h"
+#include "Authoring/Codec/VertexStreams.h"
 
 #include <draco/mesh/triangle_soup_mesh_builder.h>
 #include <meshoptimizer.h>

@@ -1,7 +1,7 @@
 // Other mesh compressors, used as their documentation recommends.
 #pragma once
 
-#include "Authoring/Mesh.h"
+#include "Authoring/Codec/Mesh.h"
 
 #include <draco/compression/encode.h>
 

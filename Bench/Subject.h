@@ -1,7 +1,7 @@
 // What the benchmarks decode: a clip of one figure, and how benchmarks of it are named and registered.
 #pragma once
 
-#include "Authoring/Mesh.h"
+#include "Authoring/Codec/Mesh.h"
 
 #include <benchmark/benchmark.h>
 

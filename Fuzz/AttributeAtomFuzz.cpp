@@ -1,7 +1,7 @@
 // Any bytes as a file's end: reading is repeatable, what it calls complete is complete, and nothing of it depends on
 // what stands in front of the atom. And any bytes as attributes: what is written comes back bit for bit, from between
 // other bytes, and never with wrong values when the end is cut off.
-#include "Authoring/AttributeAtom.h"
+#include "Authoring/Codec/XtraAttributes.h"
 #include "NimbCore/NimbComPtr.h"
 #include "NimbCore/NimbCrossPlatform.h"
 

@@ -5,7 +5,7 @@
 // result, or a refusal exactly where the model has none.
 #include "Fuzz/CodecModel.h"
 #include "Nimb/NimbAssert.h"
-#include "Tests/TestSupport.h"
+#include "Tests/Support/TestSupport.h"
 
 #include <cstdlib>
 

@@ -1,6 +1,6 @@
 // Any bytes as an EdgeBreaker stream: it decodes to one face per operation code, or fails where the bit-by-bit rule
 // says that the data ends. Whatever decodes can be encoded again.
-#include "Tests/EdgeBreakerModel.h"
+#include "Tests/Support/EdgeBreakerModel.h"
 
 #include <cstdlib>
 

@@ -1,6 +1,6 @@
 // Any list of triangles through the EdgeBreaker encoder and back. The first byte says among how many vertices the
 // others choose: few of them make surfaces that touch, cross and repeat themselves.
-#include "Tests/EdgeBreakerModel.h"
+#include "Tests/Support/EdgeBreakerModel.h"
 
 #include <cstdio>
 #include <cstdlib>

@@ -1,8 +1,8 @@
 // Any bytes as a mesh frame: the unit around it holds no start code, does not end in a zero byte, and gives the frame
 // back from among other units, in both framings. The first byte of the input says how many bytes go before the unit and
 // how many behind.
-#include "Authoring/MeshNalUnit.h"
-#include "Tests/MeshPayloadModel.h"
+#include "Authoring/Codec/MeshPayload.h"
+#include "Tests/Support/MeshPayloadModel.h"
 
 #include <cstdlib>
 

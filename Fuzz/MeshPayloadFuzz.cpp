@@ -1,5 +1,5 @@
 // Any bytes as a video sample: FindCompressedMesh finds what the step-by-step rule of the format finds, byte for byte.
-#include "Tests/MeshPayloadModel.h"
+#include "Tests/Support/MeshPayloadModel.h"
 
 #include <cstdlib>
 

@@ -2,7 +2,7 @@
 // its length (two bytes, little-endian) and its bytes. Outcomes may not depend on what memory held before, and a key
 // frame behind them decodes as it should, even with one in between that claims all the memory that contexts may have.
 #include "Nimb/NimbAssert.h"
-#include "Tests/TestSupport.h"
+#include "Tests/Support/TestSupport.h"
 
 #include <cstdlib>
 

@@ -1,14 +1,14 @@
 // Writes a folder of seeds for each fuzz target: seed_corpus OUTDIR makes OUTDIR/<target>/<file>. Seeds are valid
 // inputs, so that a fuzzer starts behind the first checks; short ones, so that it stays fast.
-#include "Authoring/AttributeAtom.h"
-#include "Authoring/DeltaEncoder.h"
-#include "Authoring/FrameEncoder.h"
-#include "Authoring/IndexEncoder.h"
-#include "Authoring/MeshNalUnit.h"
-#include "Authoring/TextureTransform.h"
-#include "Authoring/TransformDeltaEncoder.h"
-#include "Authoring/VertexEncoder.h"
-#include "Tests/TestSupport.h"
+#include "Authoring/Codec/XtraAttributes.h"
+#include "Authoring/Codec/DeltaVertices.h"
+#include "Authoring/Frame/FrameEncoder.h"
+#include "Authoring/Codec/IndexStreams.h"
+#include "Authoring/Codec/MeshPayload.h"
+#include "Authoring/Codec/TextureTransform.h"
+#include "Authoring/Codec/TransformDeltas.h"
+#include "Authoring/Codec/VertexStreams.h"
+#include "Tests/Support/TestSupport.h"
 
 #include <cstdio>
 #include <filesystem>

@@ -4,9 +4,9 @@
 // in OBJ and PLY, at its top in glTF as in Mesh.
 #pragma once
 
-#include "Authoring/ByteWriter.h"
-#include "Authoring/Image.h"
-#include "Authoring/Mesh.h"
+#include "Authoring/Codec/ByteWriter.h"
+#include "Authoring/Scene/Image.h"
+#include "Authoring/Codec/Mesh.h"
 
 #include <string>
 #include <vector>

@@ -1,8 +1,8 @@
 // The writers behind MeshExport.h, one a format.
 #pragma once
 
-#include "Authoring/ByteWriter.h"
-#include "Authoring/Mesh.h"
+#include "Authoring/Codec/ByteWriter.h"
+#include "Authoring/Codec/Mesh.h"
 
 #include <string>
 

@@ -14,8 +14,8 @@
 // keeps it.
 #pragma once
 
-#include "Authoring/Atlas.h"
-#include "Authoring/Mesh.h"
+#include "Authoring/Scene/Atlas.h"
+#include "Authoring/Codec/Mesh.h"
 
 #include <vector>
 

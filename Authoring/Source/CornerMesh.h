@@ -1,7 +1,7 @@
 // From polygons whose corners have attributes of their own to triangles of vertices.
 #pragma once
 
-#include "Authoring/Mesh.h"
+#include "Authoring/Codec/Mesh.h"
 #include "Authoring/Source/Painting.h"
 
 #include <optional>

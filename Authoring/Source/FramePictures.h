@@ -1,7 +1,7 @@
 // The pictures that the caller names in place of those of the input, and the sizes of all of them.
 #pragma once
 
-#include "Authoring/Image.h"
+#include "Authoring/Scene/Image.h"
 #include "Authoring/Source/FileSequence.h"
 #include "Authoring/Source/MeshSources.h"
 #include "Authoring/Source/PictureStore.h"

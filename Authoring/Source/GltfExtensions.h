@@ -2,7 +2,7 @@
 #pragma once
 
 #include "Authoring/Source/GltfFile.h"
-#include "Authoring/Warnings.h"
+#include "Authoring/Scene/Warnings.h"
 
 namespace Nimb::Authoring {
 

@@ -1,6 +1,6 @@
 #include "Authoring/Source/GltfFile.h"
 
-#include "Authoring/MeshSource.h"
+#include "Authoring/Scene/MeshSource.h"
 #include "Authoring/Source/FileBytes.h"
 
 #include <algorithm>

@@ -1,7 +1,7 @@
 // Materials of glTF files.
 #pragma once
 
-#include "Authoring/Mesh.h"
+#include "Authoring/Codec/Mesh.h"
 #include "Authoring/Source/GltfFile.h"
 #include "Authoring/Source/SourceMaterial.h"
 #include "Authoring/Source/TextureSpace.h"

@@ -4,7 +4,7 @@
 #include "Authoring/Source/GltfFile.h"
 #include "Authoring/Source/LoadedMesh.h"
 #include "Authoring/Source/Scene.h"
-#include "Authoring/Warnings.h"
+#include "Authoring/Scene/Warnings.h"
 
 #include <cstddef>
 #include <map>

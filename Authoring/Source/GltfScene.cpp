@@ -1,6 +1,6 @@
 #include "Authoring/Source/GltfScene.h"
 
-#include "Authoring/MeshSource.h"
+#include "Authoring/Scene/MeshSource.h"
 #include "Authoring/Source/GltfExtensions.h"
 #include "Authoring/Source/GltfFile.h"
 #include "Authoring/Source/GltfMaterial.h"

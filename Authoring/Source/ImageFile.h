@@ -1,7 +1,7 @@
 // Pictures in files.
 #pragma once
 
-#include "Authoring/Image.h"
+#include "Authoring/Scene/Image.h"
 
 #include <cstddef>
 #include <string>

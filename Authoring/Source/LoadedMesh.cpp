@@ -1,6 +1,6 @@
 #include "Authoring/Source/LoadedMesh.h"
 
-#include "Authoring/MeshSource.h"
+#include "Authoring/Scene/MeshSource.h"
 #include "Authoring/Source/TextureSpace.h"
 
 namespace Nimb::Authoring {

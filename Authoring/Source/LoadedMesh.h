@@ -1,7 +1,7 @@
 // One mesh file as its reader hands it over.
 #pragma once
 
-#include "Authoring/Mesh.h"
+#include "Authoring/Codec/Mesh.h"
 #include "Authoring/Source/CornerMesh.h"
 #include "Authoring/Source/SourceMaterial.h"
 

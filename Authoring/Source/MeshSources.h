@@ -1,8 +1,8 @@
 // Opens what a clip can be made of: a scene in a glTF file, or a sequence of OBJ, PLY or glTF files.
 #pragma once
 
-#include "Authoring/MeshSource.h"
-#include "Authoring/Warnings.h"
+#include "Authoring/Scene/MeshSource.h"
+#include "Authoring/Scene/Warnings.h"
 
 #include <cstddef>
 #include <memory>

@@ -1,6 +1,6 @@
 #include "Authoring/Source/ObjFile.h"
 
-#include "Authoring/MeshSource.h"
+#include "Authoring/Scene/MeshSource.h"
 #include "Authoring/Source/CornerMesh.h"
 #include "Authoring/Source/FileBytes.h"
 #include "Authoring/Source/Narrow.h"

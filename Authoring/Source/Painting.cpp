@@ -1,6 +1,6 @@
 #include "Authoring/Source/Painting.h"
 
-#include "Authoring/MeshSource.h"
+#include "Authoring/Scene/MeshSource.h"
 #include "Authoring/Source/PictureStore.h"
 #include "Authoring/Source/TextureSpace.h"
 

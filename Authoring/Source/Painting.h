@@ -1,7 +1,7 @@
 // Pictures for surfaces that have colours at their vertices in place of a texture.
 #pragma once
 
-#include "Authoring/Image.h"
+#include "Authoring/Scene/Image.h"
 #include "Authoring/Source/Charts.h"
 
 #include <array>

@@ -1,7 +1,7 @@
 // The pictures of materials, decoded.
 #pragma once
 
-#include "Authoring/Image.h"
+#include "Authoring/Scene/Image.h"
 #include "Authoring/Source/LoadingCache.h"
 #include "Authoring/Source/SourceMaterial.h"
 

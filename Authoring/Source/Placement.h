@@ -1,7 +1,7 @@
 // From the input's axes and units to a clip's.
 #pragma once
 
-#include "Authoring/MeshSource.h"
+#include "Authoring/Scene/MeshSource.h"
 #include "Authoring/Source/MeshSources.h"
 
 namespace Nimb::Authoring {

@@ -1,6 +1,6 @@
 #include "Authoring/Source/PlyHeader.h"
 
-#include "Authoring/MeshSource.h"
+#include "Authoring/Scene/MeshSource.h"
 #include "Authoring/Source/TextScan.h"
 
 #include <map>

@@ -1,7 +1,7 @@
 // A glTF scene: nodes, what hangs on them, and how they move.
 #pragma once
 
-#include "Authoring/Mesh.h"
+#include "Authoring/Codec/Mesh.h"
 #include "Authoring/Source/SourceMaterial.h"
 #include "Authoring/Source/TextureSpace.h"
 

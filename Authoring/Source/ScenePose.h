@@ -1,7 +1,7 @@
 // A scene at one moment.
 #pragma once
 
-#include "Authoring/MeshSource.h"
+#include "Authoring/Scene/MeshSource.h"
 #include "Authoring/Source/Scene.h"
 
 namespace Nimb::Authoring {

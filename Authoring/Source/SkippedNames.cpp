@@ -1,6 +1,6 @@
 #include "Authoring/Source/SkippedNames.h"
 
-#include "Authoring/MeshSource.h"
+#include "Authoring/Scene/MeshSource.h"
 
 namespace Nimb::Authoring {
 

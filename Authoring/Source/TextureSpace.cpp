@@ -1,6 +1,6 @@
 #include "Authoring/Source/TextureSpace.h"
 
-#include "Authoring/MeshSource.h"
+#include "Authoring/Scene/MeshSource.h"
 
 #include <array>
 #include <cmath>

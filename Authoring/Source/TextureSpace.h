@@ -1,7 +1,7 @@
 // Which vertices a textured surface needs, and texture coordinates that lie inside the picture.
 #pragma once
 
-#include "Authoring/Mesh.h"
+#include "Authoring/Codec/Mesh.h"
 
 #include <functional>
 #include <string>

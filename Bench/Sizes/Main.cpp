@@ -1,6 +1,6 @@
 // Prints, as Markdown, how large clips are in every choice of codings and with other mesh compressors, and how long the
 // automatic choice takes. An argument names a glTF file with an animated figure to add to the procedural body.
-#include "Authoring/SegmentEncoder.h"
+#include "Authoring/Frame/SegmentEncoder.h"
 #include "Bench/BodyMesh.h"
 #include "Bench/EncodedClip.h"
 #include "Bench/FigureClip.h"

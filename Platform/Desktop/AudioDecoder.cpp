@@ -1,7 +1,7 @@
 // Sound: decoded, and brought to the one form in which the codec gives it, whatever the track has: interleaved 16-bit
 // samples of 2 channels, 48000 a second.
-#include "Decoder.h"
-#include "Log.h"
+#include "Platform/Desktop/Decoder.h"
+#include "Platform/Desktop/Log.h"
 
 namespace Nimb::Desktop {
 namespace {
@@ -35,7 +35,7 @@ private:
 
 class AudioDecoder final : public Decoder {
 public:
-    explicit AudioDecoder(AvPtr<AVCodecContext> context) : Decoder(std::move(context)) {}
+    explicit AudioDecoder(Media::AvPtr<AVCodecContext> context) : Decoder(std::move(context)) {}
 
     void Reset() override {
         Decoder::Reset();
@@ -82,7 +82,7 @@ private:
             result = swr_init(context);
         }
         if (result < 0) {
-            NIMB_PLATFORM_LOG(MLLogLevel_Error, "sound cannot be resampled: %s", AvErrorText(result).c_str());
+            NIMB_PLATFORM_LOG(MLLogLevel_Error, "sound cannot be resampled: %s", Media::AvText(result).c_str());
             m_Resampler.reset();
         }
     }
@@ -107,7 +107,7 @@ private:
         return sink(std::move(buffer));
     }
 
-    AvPtr<SwrContext> m_Resampler;  // for input of this form:
+    Media::AvPtr<SwrContext> m_Resampler;  // for input of this form:
     int m_InputRate = 0;
     int m_InputFormat = AV_SAMPLE_FMT_NONE;
     ChannelLayout m_InputLayout;
@@ -117,7 +117,7 @@ private:
 
 }  // namespace
 
-std::unique_ptr<Decoder> MakeAudioDecoder(AvPtr<AVCodecContext> context) {
+std::unique_ptr<Decoder> MakeAudioDecoder(Media::AvPtr<AVCodecContext> context) {
     return std::make_unique<AudioDecoder>(std::move(context));
 }
 

@@ -1,7 +1,7 @@
 // Sounds, and the audio functions.
-#include "PublicCall.h"
-#include "SoundDevice.h"
-#include "SoundStream.h"
+#include "Platform/Desktop/PublicCall.h"
+#include "Platform/Desktop/SoundDevice.h"
+#include "Platform/Desktop/SoundStream.h"
 
 #include <ml_audio.h>
 

@@ -1,7 +1,7 @@
 // The queue of callbacks and the thread that makes them.
-#include "CallbackThread.h"
+#include "Platform/Desktop/CallbackThread.h"
 
-#include "ThreadName.h"
+#include "Platform/Desktop/ThreadName.h"
 
 #include <utility>
 

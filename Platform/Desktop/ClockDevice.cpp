@@ -1,6 +1,6 @@
 // Sound without a device: consumed and thrown away at the pace of the monotonic clock.
-#include "SoundDevice.h"
-#include "ThreadName.h"
+#include "Platform/Desktop/SoundDevice.h"
+#include "Platform/Desktop/ThreadName.h"
 
 #include <algorithm>
 #include <chrono>

@@ -1,5 +1,5 @@
 // The monitor between a codec's client and its decoding thread.
-#include "CodecBuffers.h"
+#include "Platform/Desktop/CodecBuffers.h"
 
 #include <algorithm>
 #include <chrono>
@@ -14,8 +14,8 @@ constexpr int64_t c_NoBuffer = -1;
 // A day: far enough, and no clock overflows.
 constexpr int64_t c_MaxTimeoutUs = int64_t{24} * 3600 * 1000000;
 
-AvPtr<AVPacket> CopyToPacket(const uint8_t* data, size_t size) {
-    AvPtr<AVPacket> packet = Owned(av_packet_alloc());
+Media::AvPtr<AVPacket> CopyToPacket(const uint8_t* data, size_t size) {
+    Media::AvPtr<AVPacket> packet = Media::Owned(av_packet_alloc());
     if (av_new_packet(packet.get(), static_cast<int>(size)) < 0) {
         throw std::bad_alloc();
     }

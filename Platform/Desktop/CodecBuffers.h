@@ -9,8 +9,8 @@
 // be reading or writing it when another thread flushes.
 #pragma once
 
-#include "Av.h"
-#include "Decoder.h"
+#include "Media/Av.h"
+#include "Platform/Desktop/Decoder.h"
 
 #include <ml_media_codec.h>
 
@@ -50,7 +50,7 @@ public:
 
     struct Input {
         uint64_t epoch = 0;
-        AvPtr<AVPacket> packet;  // null when empty
+        Media::AvPtr<AVPacket> packet;  // null when empty
         uint64_t number = 0;     // of access units, 1 for the first since Configure; 0: not one
         int64_t timeUs = 0;
         bool endOfStream = false;

@@ -1,7 +1,7 @@
 // What decoding pictures and decoding sound have in common: opening, feeding, collecting.
-#include "Decoder.h"
+#include "Platform/Desktop/Decoder.h"
 
-#include "Log.h"
+#include "Platform/Desktop/Log.h"
 
 #include <algorithm>
 #include <thread>
@@ -16,8 +16,8 @@ constexpr size_t c_MaxUnitsInside = 64;
 // Errors in a row after which a decoder that still has not asked for input is left alone.
 constexpr int c_MaxErrors = 32;
 
-AvPtr<AVCodecContext> OpenContext(const AVCodec& codec, const MediaFormat& format) {
-    AvPtr<AVCodecContext> context = Owned(avcodec_alloc_context3(&codec));
+Media::AvPtr<AVCodecContext> OpenContext(const AVCodec& codec, const MediaFormat& format) {
+    Media::AvPtr<AVCodecContext> context = Media::Owned(avcodec_alloc_context3(&codec));
     int result = avcodec_parameters_to_context(context.get(), format.parameters.get());
     // Threads that share a picture add no delay. A thread for each picture would hold back as many pictures as there
     // are threads, and the player, which has only a few frames under way, would wait for them for ever.
@@ -29,7 +29,7 @@ AvPtr<AVCodecContext> OpenContext(const AVCodec& codec, const MediaFormat& forma
         result = avcodec_open2(context.get(), &codec, nullptr);
     }
     if (result < 0) {
-        NIMB_PLATFORM_LOG(MLLogLevel_Error, "cannot open the decoder %s: %s", codec.name, AvErrorText(result).c_str());
+        NIMB_PLATFORM_LOG(MLLogLevel_Error, "cannot open the decoder %s: %s", codec.name, Media::AvText(result).c_str());
         return nullptr;
     }
     return context;
@@ -42,7 +42,7 @@ std::unique_ptr<Decoder> Decoder::Create(const AVCodec& codec, const MediaFormat
         NIMB_PLATFORM_LOG(MLLogLevel_Error, "the decoder %s does not fit the format", codec.name);
         return nullptr;
     }
-    AvPtr<AVCodecContext> context = OpenContext(codec, format);
+    Media::AvPtr<AVCodecContext> context = OpenContext(codec, format);
     if (context == nullptr) {
         return nullptr;
     }
@@ -50,7 +50,7 @@ std::unique_ptr<Decoder> Decoder::Create(const AVCodec& codec, const MediaFormat
                                             : MakeAudioDecoder(std::move(context));
 }
 
-Decoder::Decoder(AvPtr<AVCodecContext> context) : m_Context(std::move(context)), m_Frame(Owned(av_frame_alloc())) {}
+Decoder::Decoder(Media::AvPtr<AVCodecContext> context) : m_Context(std::move(context)), m_Frame(Media::Owned(av_frame_alloc())) {}
 
 void Decoder::Decode(AVPacket& unit, uint64_t number, int64_t timeUs, const Sink& sink) {
     m_Times[number] = timeUs;
@@ -65,7 +65,7 @@ void Decoder::Decode(AVPacket& unit, uint64_t number, int64_t timeUs, const Sink
     }
     if (result < 0) {
         NIMB_PLATFORM_LOG(MLLogLevel_Warning, "access unit %llu is damaged: %s",
-                          static_cast<unsigned long long>(number), AvErrorText(result).c_str());
+                          static_cast<unsigned long long>(number), Media::AvText(result).c_str());
     }
     Receive(sink);
 }

@@ -4,9 +4,9 @@
 // its unit whatever the library lost, delayed or reordered.
 #pragma once
 
-#include "Av.h"
-#include "MediaFormat.h"
-#include "VideoFrame.h"
+#include "Media/Av.h"
+#include "Platform/Desktop/MediaFormat.h"
+#include "Platform/Desktop/VideoFrame.h"
 
 #include <functional>
 #include <map>
@@ -45,7 +45,7 @@ public:
     virtual void Reset();
 
 protected:
-    explicit Decoder(AvPtr<AVCodecContext> context);
+    explicit Decoder(Media::AvPtr<AVCodecContext> context);
 
     /// `timeUs` is null when the library does not say which unit this comes from.
     virtual bool OnFrame(const AVFrame& frame, uint64_t number, const int64_t* timeUs, const Sink& sink) = 0;
@@ -54,12 +54,12 @@ protected:
 private:
     bool Receive(const Sink& sink);
 
-    const AvPtr<AVCodecContext> m_Context;
-    const AvPtr<AVFrame> m_Frame;
+    const Media::AvPtr<AVCodecContext> m_Context;
+    const Media::AvPtr<AVFrame> m_Frame;
     std::map<uint64_t, int64_t> m_Times;  // of the units that went in and did not come out
 };
 
-std::unique_ptr<Decoder> MakeVideoDecoder(AvPtr<AVCodecContext> context);
-std::unique_ptr<Decoder> MakeAudioDecoder(AvPtr<AVCodecContext> context);
+std::unique_ptr<Decoder> MakeVideoDecoder(Media::AvPtr<AVCodecContext> context);
+std::unique_ptr<Decoder> MakeAudioDecoder(Media::AvPtr<AVCodecContext> context);
 
 }  // namespace Nimb::Desktop

@@ -1,5 +1,5 @@
 // The handle table: generation in the upper half of a handle, slot in the lower.
-#include "HandleTable.h"
+#include "Platform/Desktop/HandleTable.h"
 
 #include <utility>
 

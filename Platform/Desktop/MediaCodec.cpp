@@ -1,8 +1,9 @@
 // The codec's life and its decoding thread.
-#include "MediaCodec.h"
+#include "Platform/Desktop/MediaCodec.h"
 
-#include "Log.h"
-#include "ThreadName.h"
+#include "Platform/Desktop/AvLog.h"
+#include "Platform/Desktop/Log.h"
+#include "Platform/Desktop/ThreadName.h"
 
 #include <chrono>
 #include <exception>

@@ -1,12 +1,12 @@
 // A codec: its states, its decoding thread, and what connects buffers, decoder and surface.
 #pragma once
 
-#include "CallbackThread.h"
-#include "CodecBuffers.h"
-#include "Decoder.h"
-#include "HandleTable.h"
-#include "MediaFormat.h"
-#include "SurfaceQueue.h"
+#include "Platform/Desktop/CallbackThread.h"
+#include "Platform/Desktop/CodecBuffers.h"
+#include "Platform/Desktop/Decoder.h"
+#include "Platform/Desktop/HandleTable.h"
+#include "Platform/Desktop/MediaFormat.h"
+#include "Platform/Desktop/SurfaceQueue.h"
 
 #include <ml_media_codec.h>
 

@@ -1,8 +1,8 @@
 // The codec functions.
-#include "Log.h"
-#include "MediaCodec.h"
-#include "MimeTypes.h"
-#include "PublicCall.h"
+#include "Platform/Desktop/Log.h"
+#include "Platform/Desktop/MediaCodec.h"
+#include "Platform/Desktop/MimeTypes.h"
+#include "Platform/Desktop/PublicCall.h"
 
 #include <ml_media_codec.h>
 

@@ -1,10 +1,11 @@
 // The extractor over libavformat's MP4 reader.
-#include "MediaExtractor.h"
+#include "Platform/Desktop/MediaExtractor.h"
 
-#include "IndexBox.h"
-#include "Log.h"
-#include "MimeTypes.h"
+#include "Media/FileBoxes.h"
 #include "Nimb/FileUri.h"
+#include "Platform/Desktop/AvLog.h"
+#include "Platform/Desktop/Log.h"
+#include "Platform/Desktop/MimeTypes.h"
 
 #include <ml_media_format.h>
 
@@ -23,11 +24,6 @@ constexpr size_t c_MinVideoSampleSize = size_t{256} << 10;
 constexpr size_t c_MinAudioSampleSize = size_t{64} << 10;
 // Beyond this a sample is no frame but damage.
 constexpr size_t c_MaxSampleSize = size_t{256} << 20;
-
-struct OpenOptions {
-    ~OpenOptions() { av_dict_free(&dictionary); }
-    AVDictionary* dictionary = nullptr;
-};
 
 // By how much a sample grows at most on its way to a byte stream: parameter sets come in front, and start codes take
 // the place of lengths, which may be shorter.
@@ -83,24 +79,16 @@ int MediaExtractor::IsAborted(void* self) {
     return static_cast<MediaExtractor*>(self)->m_Aborted ? 1 : 0;
 }
 
-AvPtr<AVFormatContext> MediaExtractor::OpenContext(const std::string& path) {
-    AvPtr<AVFormatContext> context = Owned(avformat_alloc_context());
-    context->interrupt_callback = {IsAborted, this};
+Media::AvPtr<AVFormatContext> MediaExtractor::OpenContext(const std::string& path) {
+    Media::AvPtr<AVFormatContext> context;
     // Samples are wanted as the file has them: nothing is to be parsed, nor made up.
-    context->flags |= AVFMT_FLAG_NOPARSE | AVFMT_FLAG_NOFILLIN | AVFMT_FLAG_DISCARD_CORRUPT;
-    OpenOptions options;
-    av_dict_set(&options.dictionary, "protocol_whitelist", "file", 0);
-    av_dict_set(&options.dictionary, "ignore_editlist", "1", 0);
-
-    // A context that could not be opened is freed by the call that could not.
-    AVFormatContext* opened = context.release();
-    const int result =
-        avformat_open_input(&opened, ("file:" + path).c_str(), av_find_input_format("mp4"), &options.dictionary);
+    const int result = Media::OpenAvFile(path, av_find_input_format("mp4"),
+                                         AVFMT_FLAG_NOPARSE | AVFMT_FLAG_NOFILLIN | AVFMT_FLAG_DISCARD_CORRUPT,
+                                         {{"ignore_editlist", "1"}}, context, {IsAborted, this});
     if (result < 0) {
-        NIMB_PLATFORM_LOG(MLLogLevel_Warning, "cannot open %s: %s", path.c_str(), AvErrorText(result).c_str());
-        return nullptr;
+        NIMB_PLATFORM_LOG(MLLogLevel_Warning, "cannot open %s: %s", path.c_str(), Media::AvText(result).c_str());
     }
-    return AvPtr<AVFormatContext>(opened);
+    return context;
 }
 
 MediaExtractor::Track MediaExtractor::OpenTrack(AVStream* stream) {
@@ -122,7 +110,7 @@ MediaExtractor::Track MediaExtractor::OpenTrack(AVStream* stream) {
         result = av_bsf_init(filter);
     }
     if (result < 0) {
-        NIMB_PLATFORM_LOG(MLLogLevel_Error, "track %d is damaged: %s", stream->index, AvErrorText(result).c_str());
+        NIMB_PLATFORM_LOG(MLLogLevel_Error, "track %d is damaged: %s", stream->index, Media::AvText(result).c_str());
         track.usable = false;
         track.filter.reset();
     }
@@ -137,11 +125,11 @@ MLResult MediaExtractor::SetDataSource(const std::string& uri) {
         NIMB_PLATFORM_LOG(MLLogLevel_Warning, "not a path or a file URI: %s", uri.c_str());
         return MLResult_UnspecifiedFailure;
     }
-    if (!IsIndexWhole(path)) {
+    if (!Media::IsIndexWhole(path)) {
         NIMB_PLATFORM_LOG(MLLogLevel_Warning, "cannot open %s: it ends inside its index", path.c_str());
         return MLResult_UnspecifiedFailure;
     }
-    AvPtr<AVFormatContext> context = OpenContext(path);
+    Media::AvPtr<AVFormatContext> context = OpenContext(path);
     if (context == nullptr) {
         return MLResult_UnspecifiedFailure;
     }
@@ -153,7 +141,7 @@ MLResult MediaExtractor::SetDataSource(const std::string& uri) {
             tracks.push_back(OpenTrack(stream));
         }
     }
-    m_Packet = Owned(av_packet_alloc());
+    m_Packet = Media::Owned(av_packet_alloc());
     m_Tracks = std::move(tracks);
     m_Context = std::move(context);
     m_Position = Position::Unread;
@@ -193,7 +181,7 @@ std::shared_ptr<MediaFormat> MediaExtractor::TrackFormat(size_t index) {
     const Track& track = m_Tracks[index];
     auto format = std::make_shared<MediaFormat>();
     // The filter's parameter sets are in the form in which its samples are.
-    format->parameters = Owned(avcodec_parameters_alloc());
+    format->parameters = Media::Owned(avcodec_parameters_alloc());
     const AVCodecParameters* const parameters =
         track.filter != nullptr ? track.filter->par_out : track.stream->codecpar;
     if (avcodec_parameters_copy(format->parameters.get(), parameters) < 0) {
@@ -257,7 +245,7 @@ MLResult MediaExtractor::SeekTo(int64_t timeUs, MLMediaSeekMode mode) {
     const int flags = AVSEEK_FLAG_BACKWARD | (mode == MLMediaSeekMode_Closest ? AVSEEK_FLAG_ANY : 0);
     const int result = av_seek_frame(m_Context.get(), reference->stream->index, target, flags);
     if (result < 0) {
-        NIMB_PLATFORM_LOG(MLLogLevel_Warning, "cannot seek: %s", AvErrorText(result).c_str());
+        NIMB_PLATFORM_LOG(MLLogLevel_Warning, "cannot seek: %s", Media::AvText(result).c_str());
         return MLResult_UnspecifiedFailure;
     }
     for (Track& track : m_Tracks) {
@@ -285,7 +273,7 @@ bool MediaExtractor::ReadNext() {
         int result = av_read_frame(m_Context.get(), m_Packet.get());
         if (result < 0) {
             if (result != AVERROR_EOF) {
-                NIMB_PLATFORM_LOG(MLLogLevel_Warning, "the input ends early: %s", AvErrorText(result).c_str());
+                NIMB_PLATFORM_LOG(MLLogLevel_Warning, "the input ends early: %s", Media::AvText(result).c_str());
             }
             return false;
         }
@@ -304,7 +292,7 @@ bool MediaExtractor::ReadNext() {
         if (result >= 0) {
             return true;
         }
-        NIMB_PLATFORM_LOG(MLLogLevel_Warning, "a damaged sample is left out: %s", AvErrorText(result).c_str());
+        NIMB_PLATFORM_LOG(MLLogLevel_Warning, "a damaged sample is left out: %s", Media::AvText(result).c_str());
     }
 }
 

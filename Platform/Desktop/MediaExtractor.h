@@ -5,9 +5,9 @@
 // ones after each seek to the start.
 #pragma once
 
-#include "Av.h"
-#include "HandleTable.h"
-#include "MediaFormat.h"
+#include "Media/Av.h"
+#include "Platform/Desktop/HandleTable.h"
+#include "Platform/Desktop/MediaFormat.h"
 
 #include <atomic>
 #include <mutex>
@@ -38,12 +38,12 @@ private:
         AVStream* stream = nullptr;  // the context's
         bool usable = true;
         bool selected = false;
-        AvPtr<AVBSFContext> filter;  // to byte streams, where samples are none
+        Media::AvPtr<AVBSFContext> filter;  // to byte streams, where samples are none
     };
     enum class Position { Unread, AtSample, AtEnd };
 
     static int IsAborted(void* self);
-    AvPtr<AVFormatContext> OpenContext(const std::string& path);
+    Media::AvPtr<AVFormatContext> OpenContext(const std::string& path);
     static Track OpenTrack(AVStream* stream);
     size_t MaxSampleSize(const Track& track) const;
     const Track* SeekReference() const;
@@ -55,9 +55,9 @@ private:
     std::atomic<bool> m_Aborted{false};
 
     std::mutex m_Mutex;  // guards all below
-    AvPtr<AVFormatContext> m_Context;
+    Media::AvPtr<AVFormatContext> m_Context;
     std::vector<Track> m_Tracks;
-    AvPtr<AVPacket> m_Packet;  // the current sample when m_Position is AtSample
+    Media::AvPtr<AVPacket> m_Packet;  // the current sample when m_Position is AtSample
     Position m_Position = Position::Unread;
 };
 

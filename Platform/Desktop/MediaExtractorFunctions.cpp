@@ -1,6 +1,6 @@
 // The extractor functions.
-#include "MediaExtractor.h"
-#include "PublicCall.h"
+#include "Platform/Desktop/MediaExtractor.h"
+#include "Platform/Desktop/PublicCall.h"
 
 #include <ml_media_extractor.h>
 

@@ -1,7 +1,7 @@
 // The format functions.
-#include "MediaFormat.h"
+#include "Platform/Desktop/MediaFormat.h"
 
-#include "PublicCall.h"
+#include "Platform/Desktop/PublicCall.h"
 
 #include <ml_media_format.h>
 

@@ -1,8 +1,8 @@
 // The description of a track: what the format functions tell, and what a decoder needs to know besides.
 #pragma once
 
-#include "Av.h"
-#include "HandleTable.h"
+#include "Media/Av.h"
+#include "Platform/Desktop/HandleTable.h"
 
 #include <string>
 #include <utility>
@@ -31,7 +31,7 @@ public:
 
     std::string ToText() const;
 
-    AvPtr<AVCodecParameters> parameters;  // of the samples as the extractor delivers them
+    Media::AvPtr<AVCodecParameters> parameters;  // of the samples as the extractor delivers them
     size_t maxSampleSize = 0;
 
 private:

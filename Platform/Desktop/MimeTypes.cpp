@@ -1,5 +1,5 @@
 // MIME types: the table of those that have a name of their own; all others are "kind/x-name of the codec".
-#include "MimeTypes.h"
+#include "Platform/Desktop/MimeTypes.h"
 
 namespace Nimb::Desktop {
 namespace {

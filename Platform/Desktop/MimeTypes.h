@@ -1,7 +1,7 @@
 // Names of codings: MIME types on the platform's side, codec ids on the libraries'.
 #pragma once
 
-#include "Av.h"
+#include "Media/Av.h"
 
 #include <string>
 

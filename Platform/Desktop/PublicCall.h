@@ -1,7 +1,7 @@
 // What every exported function does first and last: look the handle up, and let no exception out.
 #pragma once
 
-#include "HandleTable.h"
+#include "Platform/Desktop/HandleTable.h"
 
 #include <new>
 #include <utility>

@@ -1,6 +1,6 @@
 // Sound through SDL.
-#include "Log.h"
-#include "SoundDevice.h"
+#include "Platform/Desktop/Log.h"
+#include "Platform/Desktop/SoundDevice.h"
 
 #include <SDL.h>
 #include <dlfcn.h>

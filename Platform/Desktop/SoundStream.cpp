@@ -1,5 +1,5 @@
 // The double buffer, and playing from it at any speed.
-#include "SoundStream.h"
+#include "Platform/Desktop/SoundStream.h"
 
 #include <algorithm>
 #include <cmath>

@@ -1,5 +1,5 @@
 // Rendered and acquired frames.
-#include "SurfaceQueue.h"
+#include "Platform/Desktop/SurfaceQueue.h"
 
 #include <utility>
 

@@ -1,8 +1,8 @@
 // A codec's surface: rendered frames, until they are acquired, and acquired ones, until they are released.
 #pragma once
 
-#include "HandleTable.h"
-#include "VideoFrame.h"
+#include "Platform/Desktop/HandleTable.h"
+#include "Platform/Desktop/VideoFrame.h"
 
 #include <deque>
 #include <memory>

@@ -1,14 +1,14 @@
 // Pictures: decoded, and converted to RGBA once.
-#include "Decoder.h"
-#include "FrameColours.h"
-#include "Log.h"
+#include "Media/RgbaConverter.h"
+#include "Platform/Desktop/Decoder.h"
+#include "Platform/Desktop/Log.h"
 
 namespace Nimb::Desktop {
 namespace {
 
 class VideoDecoder final : public Decoder {
 public:
-    explicit VideoDecoder(AvPtr<AVCodecContext> context)
+    explicit VideoDecoder(Media::AvPtr<AVCodecContext> context)
         : Decoder(std::move(context)), m_Pool(std::make_shared<VideoFramePool>()) {}
 
 protected:
@@ -17,7 +17,8 @@ protected:
             return true;  // a second picture of one unit, or of one given up: there is no mesh for it
         }
         std::shared_ptr<VideoFrame> converted = m_Pool->Take(frame.width, frame.height);
-        if (!Convert(frame, *converted)) {
+        if (!m_Converter.Convert(frame, converted->pixels.get(), converted->stride)) {
+            NIMB_PLATFORM_LOG(MLLogLevel_Error, "pictures of pixel format %d cannot be shown", frame.format);
             return true;
         }
         converted->number = number;
@@ -30,28 +31,13 @@ protected:
     void OnDrained(const Sink&) override {}
 
 private:
-    bool Convert(const AVFrame& from, VideoFrame& to) {
-        SwsContext* const context = sws_getCachedContext(m_Converter.release(), from.width, from.height,
-                                                         static_cast<AVPixelFormat>(from.format), to.width, to.height,
-                                                         AV_PIX_FMT_RGBA, SWS_BILINEAR, nullptr, nullptr, nullptr);
-        m_Converter.reset(context);
-        if (context == nullptr) {
-            NIMB_PLATFORM_LOG(MLLogLevel_Error, "pictures of pixel format %d cannot be shown", from.format);
-            return false;
-        }
-        SetColoursOf(from, *context);
-        uint8_t* const planes[4] = {to.pixels.get(), nullptr, nullptr, nullptr};
-        const int strides[4] = {static_cast<int>(to.stride), 0, 0, 0};
-        return sws_scale(context, from.data, from.linesize, 0, from.height, planes, strides) == to.height;
-    }
-
     const std::shared_ptr<VideoFramePool> m_Pool;
-    AvPtr<SwsContext> m_Converter;
+    Media::RgbaConverter m_Converter{false};
 };
 
 }  // namespace
 
-std::unique_ptr<Decoder> MakeVideoDecoder(AvPtr<AVCodecContext> context) {
+std::unique_ptr<Decoder> MakeVideoDecoder(Media::AvPtr<AVCodecContext> context) {
     return std::make_unique<VideoDecoder>(std::move(context));
 }
 

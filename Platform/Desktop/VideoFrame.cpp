@@ -1,28 +1,22 @@
 // Frames and their reuse.
-#include "VideoFrame.h"
+#include "Platform/Desktop/VideoFrame.h"
+
+#include "Media/RgbaConverter.h"
 
 #include <utility>
 
 namespace Nimb::Desktop {
 namespace {
 
-constexpr size_t c_BytesPerPixel = 4;
-// The conversion writes whole vectors, past a row's end and past the last row's.
-constexpr size_t c_VectorSize = 64;
 constexpr size_t c_MaxSpareFrames = 3;
-
-size_t StrideOf(int width) {
-    const size_t rowSize = static_cast<size_t>(width) * c_BytesPerPixel;
-    return (rowSize + c_VectorSize - 1) / c_VectorSize * c_VectorSize;
-}
 
 }  // namespace
 
 VideoFrame::VideoFrame(int frameWidth, int frameHeight)
     : width(frameWidth),
       height(frameHeight),
-      stride(StrideOf(frameWidth)),
-      pixels(Owned(static_cast<uint8_t*>(av_malloc(Size() + c_VectorSize)))) {}
+      stride(Media::RgbaConverter::StrideOf(frameWidth)),
+      pixels(Media::Owned(static_cast<uint8_t*>(av_malloc(Size() + Media::RgbaConverter::c_Margin)))) {}
 
 VideoFramePool::VideoFramePool() {
     m_Spare.reserve(c_MaxSpareFrames);

@@ -1,8 +1,8 @@
 // A decoded picture: what the platform hands out as a native buffer.
 #pragma once
 
-#include "Av.h"
-#include "HandleTable.h"
+#include "Media/Av.h"
+#include "Platform/Desktop/HandleTable.h"
 
 #include <memory>
 #include <mutex>
@@ -21,7 +21,7 @@ public:
     const int width;
     const int height;
     const size_t stride;  // bytes; a multiple of 4, at least 4 x width
-    const AvPtr<uint8_t> pixels;
+    const Media::AvPtr<uint8_t> pixels;
     uint64_t number = 0;  // of the access unit it was decoded from, 1 for the first since Configure
 };
 

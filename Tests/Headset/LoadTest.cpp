@@ -1,6 +1,6 @@
 // The built library itself, as a process loads it: this program is linked against it and has the scripted platform,
 // whose functions stand before the stand-ins' that the library was linked with.
-#include "Tests/Plugin/PluginTest.h"
+#include "Tests/NimbUnityPluginML/PluginTest.h"
 
 #include <filesystem>
 #include <fstream>

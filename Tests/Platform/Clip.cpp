@@ -1,7 +1,7 @@
 // Encoding, painting and muxing of the test clips.
-#include "Clip.h"
+#include "Tests/Platform/Clip.h"
 
-#include "Platform/Desktop/Av.h"
+#include "Media/Av.h"
 
 #include <gtest/gtest.h>
 #include <unistd.h>
@@ -22,8 +22,7 @@ extern "C" {
 namespace NimbTest {
 namespace {
 
-using Nimb::Desktop::AvPtr;
-using Nimb::Desktop::Owned;
+namespace Media = Nimb::Media;
 
 constexpr int c_Columns = 4;
 constexpr int c_Rows = 3;  // of squares, one for each bit; a red strip of the same height comes below
@@ -77,9 +76,9 @@ void Paint(AVFrame& frame, int number) {
     }
 }
 
-AvPtr<AVCodecContext> OpenVideoEncoder(const ClipOptions& options) {
+Media::AvPtr<AVCodecContext> OpenVideoEncoder(const ClipOptions& options) {
     const AVCodec* const codec = avcodec_find_encoder_by_name("libx264");
-    AvPtr<AVCodecContext> encoder = Owned(avcodec_alloc_context3(codec));
+    Media::AvPtr<AVCodecContext> encoder = Media::Owned(avcodec_alloc_context3(codec));
     encoder->width = options.width;
     encoder->height = options.height;
     encoder->pix_fmt = AV_PIX_FMT_YUV420P;
@@ -95,9 +94,9 @@ AvPtr<AVCodecContext> OpenVideoEncoder(const ClipOptions& options) {
     return encoder;
 }
 
-AvPtr<AVCodecContext> OpenAudioEncoder(const ClipOptions& options) {
+Media::AvPtr<AVCodecContext> OpenAudioEncoder(const ClipOptions& options) {
     const AVCodec* const codec = avcodec_find_encoder(AV_CODEC_ID_AAC);
-    AvPtr<AVCodecContext> encoder = Owned(avcodec_alloc_context3(codec));
+    Media::AvPtr<AVCodecContext> encoder = Media::Owned(avcodec_alloc_context3(codec));
     encoder->sample_rate = options.sampleRate;
     encoder->sample_fmt = AV_SAMPLE_FMT_FLTP;
     encoder->time_base = {1, options.sampleRate};
@@ -149,10 +148,10 @@ private:
 
     // Takes all packets that the encoder has; a null frame: all there will be.
     void Encode(AVCodecContext& encoder, const AVFrame* frame, int stream,
-                const std::function<AvPtr<AVPacket>(AvPtr<AVPacket>)>& change) {
+                const std::function<Media::AvPtr<AVPacket>(Media::AvPtr<AVPacket>)>& change) {
         Check(avcodec_send_frame(&encoder, frame), "encode");
         for (;;) {
-            AvPtr<AVPacket> packet = Owned(av_packet_alloc());
+            Media::AvPtr<AVPacket> packet = Media::Owned(av_packet_alloc());
             if (avcodec_receive_packet(&encoder, packet.get()) < 0) {
                 return;
             }
@@ -165,13 +164,13 @@ private:
     }
 
     // The sample with its private unit, in front of the picture or behind it.
-    AvPtr<AVPacket> AddPrivateUnit(AvPtr<AVPacket> packet) const {
+    Media::AvPtr<AVPacket> AddPrivateUnit(Media::AvPtr<AVPacket> packet) const {
         packet->duration = 1;
         const std::vector<uint8_t>& unit = m_Clip.privateUnits.at(static_cast<size_t>(packet->pts));
         std::vector<uint8_t> bytes = {0, 0, 0, 1};  // the muxer puts lengths in place of start codes
         bytes.insert(bytes.end(), unit.begin(), unit.end());
         bytes.insert(packet->pts % 2 == 0 ? bytes.end() : bytes.begin(), packet->data, packet->data + packet->size);
-        AvPtr<AVPacket> extended = Owned(av_packet_alloc());
+        Media::AvPtr<AVPacket> extended = Media::Owned(av_packet_alloc());
         Check(av_new_packet(extended.get(), static_cast<int>(bytes.size())), "packet");
         std::memcpy(extended->data, bytes.data(), bytes.size());
         Check(av_packet_copy_props(extended.get(), packet.get()), "packet");
@@ -179,10 +178,10 @@ private:
     }
 
     void WriteVideo() {
-        const auto change = [this](AvPtr<AVPacket> packet) { return AddPrivateUnit(std::move(packet)); };
+        const auto change = [this](Media::AvPtr<AVPacket> packet) { return AddPrivateUnit(std::move(packet)); };
         for (int i = 0; i < m_Options.frameCount; ++i) {
             m_Clip.privateUnits.push_back(MakePrivateUnit(i));
-            AvPtr<AVFrame> frame = Owned(av_frame_alloc());
+            Media::AvPtr<AVFrame> frame = Media::Owned(av_frame_alloc());
             frame->format = AV_PIX_FMT_YUV420P;
             frame->width = m_Options.width;
             frame->height = m_Options.height;
@@ -195,10 +194,10 @@ private:
     }
 
     void WriteAudio() {
-        const auto change = [](AvPtr<AVPacket> packet) { return packet; };
+        const auto change = [](Media::AvPtr<AVPacket> packet) { return packet; };
         const int64_t total = int64_t{m_Options.sampleRate} * m_Options.frameCount / m_Options.framesPerSecond;
         for (int64_t at = 0; at < total; at += m_Audio->frame_size) {
-            AvPtr<AVFrame> frame = Owned(av_frame_alloc());
+            Media::AvPtr<AVFrame> frame = Media::Owned(av_frame_alloc());
             frame->format = m_Audio->sample_fmt;
             frame->nb_samples = m_Audio->frame_size;
             frame->pts = at;
@@ -224,8 +223,8 @@ private:
     const ClipOptions m_Options;
     Clip m_Clip;
     std::unique_ptr<AVFormatContext, MuxerDeleter> m_Muxer;
-    AvPtr<AVCodecContext> m_Video;
-    AvPtr<AVCodecContext> m_Audio;
+    Media::AvPtr<AVCodecContext> m_Video;
+    Media::AvPtr<AVCodecContext> m_Audio;
 };
 
 }  // namespace

@@ -1,6 +1,6 @@
 // The codec: every frame under its number and with its picture, whatever is flushed, stopped, damaged or misused.
-#include "Clip.h"
-#include "Platform.h"
+#include "Tests/Platform/Clip.h"
+#include "Tests/Platform/Platform.h"
 
 #include <gtest/gtest.h>
 

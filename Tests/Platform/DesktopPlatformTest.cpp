@@ -1,6 +1,6 @@
 // What holds for the platform as a whole: handles of nothing, handles used and destroyed at once, and the log.
-#include "Clip.h"
-#include "Platform.h"
+#include "Tests/Platform/Clip.h"
+#include "Tests/Platform/Platform.h"
 
 #include <ml_audio.h>
 #include <ml_logging.h>

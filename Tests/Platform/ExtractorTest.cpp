@@ -1,6 +1,6 @@
 // The extractor: every byte of every sample in file order, seeking, and files that are not what they should be.
-#include "Clip.h"
-#include "Platform.h"
+#include "Tests/Platform/Clip.h"
+#include "Tests/Platform/Platform.h"
 
 #include <gtest/gtest.h>
 

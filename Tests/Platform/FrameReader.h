@@ -2,7 +2,7 @@
 // in a context without a display.
 #pragma once
 
-#include "Platform/EngineStandIn/GlContext.h"
+#include "EngineStandIn/GlContext.h"
 
 #include <ml_types.h>
 

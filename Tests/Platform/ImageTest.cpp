@@ -1,6 +1,6 @@
 // Images of frames: who keeps the pixels, what happens to the caller's GL state, and buffers that are no frames.
-#include "Clip.h"
-#include "Platform.h"
+#include "Tests/Platform/Clip.h"
+#include "Tests/Platform/Platform.h"
 
 #include <gtest/gtest.h>
 

@@ -1,5 +1,5 @@
 // Sounds: every sample once and in order, speed, volume and pace, on SDL's devices and without any.
-#include "Clip.h"
+#include "Tests/Platform/Clip.h"
 #include "Platform/Desktop/SoundStream.h"
 
 #include <ml_audio.h>

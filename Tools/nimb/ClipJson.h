@@ -1,8 +1,8 @@
 // What `nimb info --json` prints, and other commands in part; Docs/inspecting.md lists the keys.
 #pragma once
 
-#include "Authoring/Clip/ClipAttributes.h"
-#include "Authoring/Clip/ClipInspection.h"
+#include "Clip/Read/ClipAttributes.h"
+#include "Clip/Read/ClipInspection.h"
 
 #include <nlohmann/json.hpp>
 

@@ -1,8 +1,8 @@
 // What `nimb info` prints of a clip, and `nimb encode` of the one that it has made.
 #pragma once
 
-#include "Authoring/Clip/ClipAttributes.h"
-#include "Authoring/Clip/ClipInspection.h"
+#include "Clip/Read/ClipAttributes.h"
+#include "Clip/Read/ClipInspection.h"
 
 namespace Nimb::Tool {
 

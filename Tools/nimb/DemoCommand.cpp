@@ -1,6 +1,6 @@
 // `nimb demo`: the built-in clip.
-#include "Authoring/Demo/DemoClip.h"
-#include "Authoring/Demo/DemoSound.h"
+#include "Demo/DemoClip.h"
+#include "Demo/DemoSound.h"
 #include "Tools/nimb/CommandLine.h"
 #include "Tools/nimb/Commands.h"
 #include "Tools/nimb/EncodeRun.h"

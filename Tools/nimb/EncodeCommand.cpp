@@ -1,6 +1,6 @@
 // `nimb encode`: an animated scene or a sequence of mesh files to a clip.
-#include "Authoring/Clip/AudioReader.h"
-#include "Authoring/Clip/ClipEncoder.h"
+#include "Clip/Write/AudioReader.h"
+#include "Clip/Write/ClipEncoder.h"
 #include "Authoring/Source/FileIdentity.h"
 #include "Authoring/Source/MeshSources.h"
 #include "Tools/nimb/CommandLine.h"

@@ -1,7 +1,7 @@
 // An encoder run as the shell sees it: progress, Ctrl-C, and what came out.
 #pragma once
 
-#include "Authoring/Clip/ClipEncoder.h"
+#include "Clip/Write/ClipEncoder.h"
 
 #include <string>
 

@@ -1,5 +1,5 @@
 // `nimb export`: the frames of a clip as mesh files with their textures.
-#include "Authoring/Clip/ClipFrames.h"
+#include "Clip/Read/ClipFrames.h"
 #include "Authoring/Export/MeshExport.h"
 #include "Tools/nimb/CommandLine.h"
 #include "Tools/nimb/Commands.h"

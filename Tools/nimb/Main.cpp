@@ -1,7 +1,7 @@
 // `nimb`: makes, plays, inspects, verifies and takes apart volumetric clips.
-#include "Authoring/Clip/ClipError.h"
-#include "Authoring/Clip/ClipReader.h"
-#include "Authoring/MeshSource.h"
+#include "Clip/Write/ClipError.h"
+#include "Clip/Read/ClipReader.h"
+#include "Authoring/Scene/MeshSource.h"
 #include "Tools/nimb/CommandLine.h"
 #include "Tools/nimb/Commands.h"
 #include "Tools/nimb/ExitStatus.h"

@@ -1,6 +1,6 @@
 #include "Tools/nimb/PlaySession.h"
 
-#include "Authoring/MeshSource.h"
+#include "Authoring/Scene/MeshSource.h"
 #include "Tools/nimb/ExitStatus.h"
 
 #include <cmath>

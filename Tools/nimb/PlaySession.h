@@ -1,8 +1,8 @@
 // What every way of playing a clip works with: the plug-in, the engine's render thread, the clip.
 #pragma once
 
-#include "Platform/EngineStandIn/PluginLibrary.h"
-#include "Platform/EngineStandIn/RenderThread.h"
+#include "EngineStandIn/PluginLibrary.h"
+#include "EngineStandIn/RenderThread.h"
 #include "Tools/nimb/PlayOptions.h"
 #include "Tools/nimb/Viewer/ClipIndex.h"
 #include "Tools/nimb/Viewer/Playback.h"

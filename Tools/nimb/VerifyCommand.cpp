@@ -1,6 +1,6 @@
 // `nimb verify`: decodes all of a clip and names what is wrong with it.
-#include "Authoring/Clip/ClipFrames.h"
-#include "Authoring/Clip/ClipVerifier.h"
+#include "Clip/Read/ClipFrames.h"
+#include "Clip/Read/ClipVerifier.h"
 #include "Tools/nimb/ClipJson.h"
 #include "Tools/nimb/CommandLine.h"
 #include "Tools/nimb/Commands.h"

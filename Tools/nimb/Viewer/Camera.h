@@ -1,7 +1,7 @@
 // Where a clip is looked at from. Right-handed, y up; the front of a clip is what is seen from +z.
 #pragma once
 
-#include "Authoring/Mesh.h"
+#include "Authoring/Codec/Mesh.h"
 
 #include <array>
 #include <string>

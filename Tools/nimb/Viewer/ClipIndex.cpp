@@ -1,7 +1,7 @@
 #include "Tools/nimb/Viewer/ClipIndex.h"
 
-#include "Authoring/Clip/ClipReader.h"
-#include "Authoring/Clip/FrameRate.h"
+#include "Clip/Read/ClipReader.h"
+#include "Clip/Write/FrameRate.h"
 #include "NimbCore/NimbComPtr.h"
 #include "NimbCore/NimbCrossPlatform.h"
 #include "Tools/nimb/ExitStatus.h"

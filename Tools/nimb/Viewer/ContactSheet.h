@@ -1,7 +1,7 @@
 // A sheet of small pictures: a row for each view, a column for each frame, the frame's number over it.
 #pragma once
 
-#include "Authoring/Image.h"
+#include "Authoring/Scene/Image.h"
 #include "Tools/nimb/Viewer/Camera.h"
 #include "Tools/nimb/Viewer/Text.h"
 

@@ -1,7 +1,7 @@
 // Drawing that no window shows: a multisampled picture with depth, and reading it back.
 #pragma once
 
-#include "Authoring/Image.h"
+#include "Authoring/Scene/Image.h"
 
 namespace Nimb::Tool {
 

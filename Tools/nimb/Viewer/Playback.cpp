@@ -1,6 +1,6 @@
 #include "Tools/nimb/Viewer/Playback.h"
 
-#include "Authoring/MeshSource.h"
+#include "Authoring/Scene/MeshSource.h"
 
 #include <GLES3/gl3.h>
 

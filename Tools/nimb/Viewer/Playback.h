@@ -2,7 +2,7 @@
 // objects.
 #pragma once
 
-#include "Platform/EngineStandIn/Player.h"
+#include "EngineStandIn/Player.h"
 #include "Tools/nimb/Viewer/ClipIndex.h"
 
 #include <chrono>

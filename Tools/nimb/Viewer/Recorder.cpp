@@ -1,6 +1,6 @@
 #include "Tools/nimb/Viewer/Recorder.h"
 
-#include "Authoring/Clip/AudioReader.h"
+#include "Clip/Write/AudioReader.h"
 
 #include <optional>
 #include <vector>

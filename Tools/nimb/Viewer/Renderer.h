@@ -1,7 +1,7 @@
 // Draws the frame that is in the engine's objects.
 #pragma once
 
-#include "Platform/EngineStandIn/Player.h"
+#include "EngineStandIn/Player.h"
 #include "Tools/nimb/Viewer/Camera.h"
 #include "Tools/nimb/Viewer/Text.h"
 

@@ -1,7 +1,7 @@
 // Text and rectangles in pictures.
 #pragma once
 
-#include "Authoring/Image.h"
+#include "Authoring/Scene/Image.h"
 
 #include <array>
 #include <string>

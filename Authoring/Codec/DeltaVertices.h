@@ -1,0 +1,47 @@
+// Delta frames as three correction bytes a vertex, in three storages: plain (vertex version 3), Golomb-coded (4) and
+// Huffman-coded (7). NimbCore/DeltaVertices.cpp, GolombVertices.cpp and HuffmanVertices.cpp read them.
+#pragma once
+
+#include "Authoring/Codec/ByteWriter.h"
+#include "Authoring/Codec/Mesh.h"
+#include "NimbCore/NimbMeshReader.h"
+
+namespace Nimb::Authoring {
+
+/// The decoder's position histories before the frame, unclamped, as its context holds them.
+struct DeltaHistory {
+    const std::vector<Nimb::__vector4>* previous = nullptr;
+    const std::vector<Nimb::__vector4>* older = nullptr;  ///< null when the frame before was a key frame
+};
+
+DeltaHistory HistoryOf(const Nimb::CNimbMeshReaderCtx& ctx);
+
+/// What all three storages carry.
+struct DeltaCorrections {
+    float min[3] = {};
+    float max[3] = {};
+    Bytes bytes;          ///< three a vertex
+    double maxError = 0;  ///< largest distance of a decoded position from its target, before clamping to a box
+};
+
+/// Quantises what the decoder's prediction misses, each byte rounded to the value that decodes nearest to the target.
+/// `maxError` is the distance that is good enough: steps are made that wide and no finer, since coarse steps make small
+/// numbers and short codes. Where corrections span more than 255 such steps, or with `maxError` 0, the bytes span
+/// exactly the corrections, and the result's own `maxError` tells how far off that is. std::invalid_argument when the
+/// counts of history and targets differ.
+DeltaCorrections QuantiseCorrections(const DeltaHistory& history, const std::vector<Vec3>& targets, double maxError);
+
+/// On how many axes corrections differ by more than a step, so that no one byte serves all vertices.
+std::size_t CountVaryingAxes(const DeltaHistory& history, const std::vector<Vec3>& targets, double maxError);
+
+// Bytes in front of the codes. Huffman's contain the three tables.
+constexpr std::size_t c_PlainPrologueBytes = 24;
+constexpr std::size_t c_GolombPrologueBytes = 24 + 3 * 6;
+constexpr std::size_t c_HuffmanPrologueBytes = 24 + 3 * (4 + 1024);
+
+// The vertex section of one frame, without normals.
+Bytes WritePlainDeltas(const DeltaCorrections& corrections);
+Bytes WriteGolombDeltas(const DeltaCorrections& corrections);
+Bytes WriteHuffmanDeltas(const DeltaCorrections& corrections);
+
+}  // namespace Nimb::Authoring

@@ -1,0 +1,24 @@
+// The vertex section of a delta frame, in the coding that was asked for or in the one that suits the frame.
+#pragma once
+
+#include "Authoring/Frame/FrameOptions.h"
+#include "Authoring/Codec/TransformDeltas.h"
+#include "NimbCore/NimbMeshReader.h"
+
+#include <optional>
+
+namespace Nimb::Authoring {
+
+struct DeltaSection {
+    BYTE vertexVersion = 0;
+    Bytes bytes;                                ///< without normals, except in records
+    double maxError = 0;                        ///< before clamping to a box; of records 0
+    std::optional<TransformDeltas> transforms;  ///< of version 5, to be accepted when the section is used
+};
+
+/// Encodes the positions of `ordered`, whose vertices are in decoded order. DeltaCoding::Smallest takes the smallest
+/// coding that meets the limit; where none does, the one nearest to it.
+DeltaSection ChooseDeltaSection(const Nimb::CNimbMeshReaderCtx& ctx, TransformDeltaEncoder& transformDeltas,
+                                const Mesh& ordered, const Box& box, const DeltaFrameOptions& options);
+
+}  // namespace Nimb::Authoring

@@ -1,0 +1,77 @@
+// What a clip consists of, frame by frame and in all, without decoding its meshes and pictures.
+#pragma once
+
+#include "Clip/Read/ClipReader.h"
+#include "Clip/Read/MeshFrameScanner.h"
+#include "Clip/Read/SampleMesh.h"
+#include "Authoring/Codec/Mesh.h"
+
+#include <array>
+#include <functional>
+#include <map>
+#include <optional>
+#include <string>
+
+namespace Nimb::Authoring {
+
+enum class FrameKind {
+    Empty,    ///< no mesh that the locator finds
+    Damaged,  ///< a mesh whose sections cannot be told apart
+    Key,
+    Delta,
+    Temporal,
+};
+constexpr std::size_t c_FrameKinds = 5;
+
+/// "empty", "damaged", "key", "delta", "temporal".
+const char* FrameKindName(FrameKind kind);
+
+struct FrameFacts {
+    std::size_t number = 0;
+    double seconds = 0;
+    UINT64 offset = 0;  ///< of the sample in the file
+    bool isKeyPicture = false;
+    FrameKind kind = FrameKind::Empty;
+    UINT64 meshOffset = 0;  ///< of the mesh unit in the file
+    UINT64 meshBytes = 0;   ///< of the sample: the mesh unit with the length before it
+    UINT64 videoBytes = 0;  ///< the sample's other bytes
+    MeshFrameLayout layout;
+
+    bool HasMesh() const { return kind >= FrameKind::Key; }
+};
+
+/// Frames and what they take in the file.
+struct Share {
+    std::size_t frames = 0;
+    UINT64 bytes = 0;
+};
+
+struct ClipSummary {
+    std::size_t frames = 0;
+    double seconds = 0;
+    UINT64 fileBytes = 0;
+    UINT64 meshBytes = 0;
+    UINT64 videoBytes = 0;
+    UINT64 audioBytes = 0;
+    UINT64 OverheadBytes() const { return fileBytes - meshBytes - videoBytes - audioBytes; }  ///< index, atom, the rest
+
+    std::size_t keyFrames = 0;                   ///< frames that build on nothing, temporal ones among them
+    std::array<Share, c_FrameKinds> kinds;       ///< meshes alone
+    std::map<std::string, Share> vertexCodings;  ///< by name; each part of a temporal frame counts, sections alone
+    std::map<std::string, Share> indexCodings;   ///< likewise, where there is an index section
+    UINT64 vertices = 0;                         ///< of all frames together
+    UINT32 maxVertices = 0;                      ///< of any frame
+    UINT32 maxFaces = 0;
+    UINT32 maxIndices = 0;
+    std::size_t maxSubMeshes = 0;
+    std::optional<Box> box;  ///< that holds the frames' boxes
+
+    double BitsPerVertex() const {
+        return vertices != 0 ? 8.0 * static_cast<double>(meshBytes) / static_cast<double>(vertices) : 0;
+    }
+};
+
+/// Reads the clip to its end. Throws InputError when it has no video.
+ClipSummary InspectClip(ClipReader& reader, const std::function<void(const FrameFacts&)>& onFrame);
+
+}  // namespace Nimb::Authoring

@@ -1,0 +1,258 @@
+// Every section tells its size in its first fields, given the number of vertices.
+#include "Clip/Read/MeshFrameScanner.h"
+
+#include "Clip/Read/AssertionCapture.h"
+#include "Clip/Read/MeshStream.h"
+#include "NimbCore/BitReader.h"
+
+#include <algorithm>
+#include <cstring>
+#include <iterator>
+#include <utility>
+
+namespace Nimb::Authoring {
+namespace {
+
+namespace HeaderVersion = NTarnStudioMeshHeaderVersion;
+namespace VertexVersion = NTarnStudioVertexVersion;
+namespace IndexVersion = NTarnStudioIndexVersion;
+namespace FormatFlags = NTarnStudioFormatFlags;
+
+constexpr UINT64 c_CorrectionBoxBytes = 24;
+constexpr UINT64 c_FrequencyTableBytes = 1024;
+constexpr UINT64 c_NormalBytes = 6;
+constexpr BYTE c_AffineTransform = 1;
+constexpr UINT64 c_AffineBytes = 24;
+
+UINT64 WordBytes(UINT32 bits) {
+    return UINT64{Nimb::CodeWords(bits)} * 4;
+}
+
+}  // namespace
+
+/// A place in the frame. What is behind the frame's end is zero, and remembered as a failure.
+class MeshFrameScanner::Cursor {
+public:
+    explicit Cursor(const Bytes& bytes) : m_Bytes(bytes) {}
+
+    const Bytes& Frame() const { return m_Bytes; }
+    std::size_t Position() const { return m_Position; }
+    bool IsAtEnd() const { return m_Position == m_Bytes.size(); }
+    const std::string& Problem() const { return m_Problem; }
+
+    void Fail(const std::string& problem) {
+        if (m_Problem.empty()) {
+            m_Problem = problem;
+        }
+    }
+
+    void Skip(UINT64 count, const char* what) {
+        const UINT64 left = m_Bytes.size() - m_Position;
+        if (count > left) {
+            Fail(std::string(what) + " needs " + std::to_string(count) + " bytes where " + std::to_string(left) +
+                 " are left");
+            count = left;
+        }
+        m_Position += static_cast<std::size_t>(count);
+    }
+
+    template <class T>
+    T Take(const char* what) {
+        T value{};
+        const std::size_t begin = m_Position;
+        Skip(sizeof(T), what);
+        std::memcpy(&value, m_Bytes.data() + begin, m_Position - begin);
+        return value;
+    }
+
+private:
+    const Bytes& m_Bytes;
+    std::size_t m_Position = 0;
+    std::string m_Problem;
+};
+
+namespace {
+
+/// Without the normals behind deltas.
+template <class Cursor>
+void SkipVertices(Cursor& cursor, const CStreamingMeshHeader& header, bool hasNormals) {
+    constexpr const char* what = "the vertex section";
+    const UINT64 count = header.m_numVertices;
+    switch (header.m_Version.v.m_VertexVersion) {
+        case VertexVersion::c_UnwrappedXYZUV:
+            return cursor.Skip(count * (hasNormals ? 20 : 12), what);
+        case VertexVersion::c_CompressedDeltas:
+            return cursor.Skip(c_CorrectionBoxBytes + 3 * count, what);
+        case VertexVersion::c_GolombDeltas: {
+            cursor.Skip(c_CorrectionBoxBytes + 6, what);
+            UINT64 bytes = 0;
+            for (int axis = 0; axis < 3; ++axis) {
+                bytes += WordBytes(cursor.template Take<UINT32>(what));
+            }
+            return cursor.Skip(bytes, what);
+        }
+        case VertexVersion::c_TransformDeltas:
+            cursor.Skip(4, what);
+            return cursor.Skip(WordBytes(cursor.template Take<UINT32>(what)), what);
+        case VertexVersion::c_HuffmanDeltas: {
+            cursor.Skip(c_CorrectionBoxBytes, what);
+            UINT64 bytes = 3 * c_FrequencyTableBytes;
+            for (int axis = 0; axis < 3; ++axis) {
+                bytes += WordBytes(cursor.template Take<UINT32>(what));
+            }
+            return cursor.Skip(bytes, what);
+        }
+        default:
+            return cursor.Fail("there is no vertex version " + std::to_string(header.m_Version.v.m_VertexVersion));
+    }
+}
+
+template <class Cursor>
+void SkipIndices(Cursor& cursor, const CStreamingMeshHeader& header, bool isStrip) {
+    constexpr const char* what = "the index section";
+    switch (header.m_Version.v.m_IndexVersion) {
+        case IndexVersion::c_UncompressedIndices:
+            return cursor.Skip(UINT32{4} * header.m_numIndices, what);  // wraps, as the buffer's size does
+        case IndexVersion::c_FixedByteDeltaEncodedIndices: {
+            const auto size = cursor.template Take<std::int64_t>(what);
+            cursor.Skip(isStrip ? 4 : 0, what);
+            return cursor.Skip(size > 0 ? static_cast<UINT64>(size) : 0, what);
+        }
+        case IndexVersion::c_EdgeBreakerIndices:
+            return cursor.Skip(cursor.template Take<UINT32>(what), what);
+        default:
+            return cursor.Fail("there is no index version " + std::to_string(header.m_Version.v.m_IndexVersion));
+    }
+}
+
+}  // namespace
+
+bool MeshFrameLayout::IsKeyFrame() const {
+    return std::none_of(parts.begin(), parts.end(), [](const MeshPart& part) { return part.isDelta; });
+}
+
+bool MeshFrameLayout::HasNormals() const {
+    return std::any_of(parts.begin(), parts.end(), [](const MeshPart& part) { return part.hasNormals; });
+}
+
+bool MeshFrameScanner::ScanHeader(Cursor& cursor, CStreamingMeshHeader& header) {
+    const NIMBCORE::CComPtr<MeshStream> stream(new MeshStream(cursor.Frame(), cursor.Position()));
+    const AssertionCapture assertions;
+    if (Failed(header.Read(stream))) {
+        cursor.Fail(assertions.Text());
+        return false;
+    }
+    cursor.Skip(stream->Position() - cursor.Position(), "the header");
+    if (stream->Missing() != 0) {
+        cursor.Fail("the header is cut short");
+    }
+    return cursor.Problem().empty();
+}
+
+bool MeshFrameScanner::ScanPart(Cursor& cursor, const CStreamingMeshHeader& header, MeshPart& part) {
+    const BYTE flags = header.m_Version.v.m_FormatFlags;
+    part.header = header;
+    part.isDelta = header.m_Version.v.m_MeshHeaderVersion == HeaderVersion::c_MeshHeaderVersion_DeltaFrame;
+    part.hasNormals = (flags & FormatFlags::c_HasNormals) != 0;
+    part.hasKeyFrame = !part.isDelta || m_SubMeshes.count(header.m_SubMeshId) != 0;
+
+    SubMesh& subMesh = m_SubMeshes[header.m_SubMeshId];
+    if (part.isDelta) {
+        part.header.m_numVertices = subMesh.numVertices;
+        part.header.m_numFaces = subMesh.numFaces;
+        part.header.m_numIndices = subMesh.numIndices;
+    } else {
+        subMesh = {header.m_numVertices, header.m_numFaces, header.m_numIndices, flags == FormatFlags::c_TriStrips,
+                   true};
+    }
+    subMesh.isInUse = true;
+    part.isStrip = subMesh.isStrip;
+    if (!part.hasKeyFrame) {
+        m_SubMeshes.erase(header.m_SubMeshId);
+        cursor.Fail("a delta frame of sub-mesh " + std::to_string(header.m_SubMeshId) + ", which has had no key frame");
+        return false;
+    }
+
+    const auto skip = [&](UINT64& bytes, auto&& section) {
+        const std::size_t begin = cursor.Position();
+        section();
+        bytes = cursor.Position() - begin;
+    };
+    const auto skipIndices = [&] { SkipIndices(cursor, part.header, part.isStrip); };
+    const bool isIndicesFirst = (flags & FormatFlags::c_IndicesFirst) != 0;
+    if (!part.isDelta && isIndicesFirst) {
+        skip(part.indexBytes, skipIndices);
+    }
+    skip(part.vertexBytes, [&] { SkipVertices(cursor, part.header, part.hasNormals); });
+    if (part.hasNormals && header.m_Version.v.m_VertexVersion != VertexVersion::c_UnwrappedXYZUV) {
+        skip(part.normalBytes, [&] { cursor.Skip(c_NormalBytes * part.header.m_numVertices, "the normals"); });
+    }
+    if (!part.isDelta && !isIndicesFirst) {
+        skip(part.indexBytes, skipIndices);
+    }
+    return cursor.Problem().empty();
+}
+
+MeshFrameLayout MeshFrameScanner::Scan(const Bytes& frame) {
+    MeshFrameLayout layout;
+    Cursor cursor(frame);
+    bool isWhole = ScanHeader(cursor, layout.header);
+    layout.isTemporal = layout.header.m_Version.v.m_MeshHeaderVersion == HeaderVersion::c_MeshHeaderVersion_Temporal;
+    if (isWhole && !layout.isTemporal) {
+        layout.parts.emplace_back();
+        ScanPart(cursor, layout.header, layout.parts.back());
+        layout.header = layout.parts.back().header;
+    } else if (isWhole) {
+        for (UINT32 i = 0; isWhole && i < layout.header.m_numTransforms; ++i) {
+            const BYTE kind = cursor.Take<BYTE>("a texture transform");
+            cursor.Skip(kind == c_AffineTransform ? c_AffineBytes : 0, "a texture transform");
+            isWhole = cursor.Problem().empty();
+        }
+        for (UINT32 i = 0; isWhole && i < layout.header.m_numTransforms; ++i) {
+            CStreamingMeshHeader header;
+            isWhole = ScanHeader(cursor, header);
+            if (isWhole) {
+                layout.parts.emplace_back();
+                isWhole = ScanPart(cursor, header, layout.parts.back());
+            }
+        }
+        // As the reader does: a temporal frame that was decoded to its end forgets the sub-meshes that were not used.
+        for (auto it = m_SubMeshes.begin(); isWhole && it != m_SubMeshes.end();) {
+            it = std::exchange(it->second.isInUse, false) ? std::next(it) : m_SubMeshes.erase(it);
+        }
+    }
+    layout.problem = cursor.Problem();
+    return layout;
+}
+
+std::string VertexCodingName(BYTE vertexVersion) {
+    switch (vertexVersion) {
+        case VertexVersion::c_UnwrappedXYZUV:
+            return "records";
+        case VertexVersion::c_CompressedDeltas:
+            return "plain";
+        case VertexVersion::c_GolombDeltas:
+            return "Golomb";
+        case VertexVersion::c_TransformDeltas:
+            return "transform";
+        case VertexVersion::c_HuffmanDeltas:
+            return "Huffman";
+        default:
+            return "unknown";
+    }
+}
+
+std::string IndexCodingName(BYTE indexVersion, bool isStrip) {
+    switch (indexVersion) {
+        case IndexVersion::c_UncompressedIndices:
+            return "raw";
+        case IndexVersion::c_FixedByteDeltaEncodedIndices:
+            return isStrip ? "strip deltas" : "list deltas";
+        case IndexVersion::c_EdgeBreakerIndices:
+            return "EdgeBreaker";
+        default:
+            return "unknown";
+    }
+}
+
+}  // namespace Nimb::Authoring

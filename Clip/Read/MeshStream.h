@@ -1,0 +1,44 @@
+// A mesh frame in memory as the stream that the core reads from, which knows afterwards what was read.
+#pragma once
+
+#include "Authoring/Codec/ByteWriter.h"
+#include "Nimb/NimbRefCount.h"
+
+#include <algorithm>
+
+namespace Nimb::Authoring {
+
+/// Does not own the bytes. Lives on the heap, in a CComPtr.
+class MeshStream final : public IStream, public Nimb::CNimbRefCount {
+public:
+    explicit MeshStream(const Bytes& bytes, std::size_t position = 0) : m_Bytes(bytes), m_Position(position) {}
+
+    HRESULT QueryInterface(const _GUID&, void** ppv) override {
+        *ppv = nullptr;
+        return E_NOINTERFACE;
+    }
+    ULONG AddRef() override { return CNimbRefCount::AddRef(); }
+    ULONG Release() override { return CNimbRefCount::Release(); }
+
+    HRESULT Read(void* pv, UINT32 cb, UINT32* pcbRead) override {
+        const auto count = static_cast<UINT32>(std::min<std::size_t>(cb, m_Bytes.size() - m_Position));
+        if (count != 0) {
+            std::memcpy(pv, m_Bytes.data() + m_Position, count);
+        }
+        m_Position += count;
+        m_Missing += cb - count;
+        *pcbRead = count;
+        return S_OK;
+    }
+
+    std::size_t Position() const { return m_Position; }
+    std::size_t Unread() const { return m_Bytes.size() - m_Position; }
+    UINT64 Missing() const { return m_Missing; }  ///< bytes that were asked for behind the end
+
+private:
+    const Bytes& m_Bytes;
+    std::size_t m_Position;
+    UINT64 m_Missing = 0;
+};
+
+}  // namespace Nimb::Authoring

@@ -1,0 +1,221 @@
+#include "Clip/Write/ClipEncoder.h"
+
+#include "Clip/Write/AtlasPictures.h"
+#include "Clip/Write/AudioEncoder.h"
+#include "Clip/Write/ClipPlan.h"
+#include "Clip/Write/ClipSegment.h"
+#include "Clip/Write/FrameRate.h"
+#include "Clip/Write/Mp4Writer.h"
+#include "Clip/Write/OrderedTasks.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cmath>
+#include <memory>
+#include <stdexcept>
+#include <utility>
+
+namespace Nimb::Authoring {
+namespace {
+
+FrameRate RateOf(const MeshSource& source) {
+    const double rate = source.FrameRate();
+    if (!(rate > 0 && rate <= 1000)) {
+        throw std::invalid_argument("a frame rate is above 0 and at most 1000");
+    }
+    return ExactFrameRate(rate);
+}
+
+std::vector<PlacedSubMesh> PlaceSubMeshes(const std::vector<std::size_t>& subMeshes, const AtlasLayout& layout) {
+    std::vector<PlacedSubMesh> placed;
+    for (std::size_t i = 0; i < subMeshes.size(); ++i) {
+        placed.push_back({subMeshes[i], std::nullopt});
+        if (!layout.IsWhole()) {
+            placed.back().transform = SlotTransform(layout, i);
+        }
+    }
+    return placed;
+}
+
+bool WantsStrips(const EncodeOptions& options) {
+    return options.indices == IndexCoding::Strips1 || options.indices == IndexCoding::Strips2;
+}
+
+void CheckOptions(const EncodeOptions& options) {
+    if (options.video.keyFrameInterval < 1) {
+        throw std::invalid_argument("a key frame interval is at least 1");
+    }
+    if (WantsStrips(options) && options.normals) {
+        throw std::invalid_argument("strip frames have no room for normals");
+    }
+}
+
+ClipOptions MeshOptions(const EncodeOptions& options, double errorLimit) {
+    ClipOptions out;
+    out.frame.normals = options.normals;
+    out.indices = options.indices;
+    out.delta = options.delta;
+    out.maxError = errorLimit;
+    out.keyFrameInterval = options.deltaFrames ? static_cast<std::size_t>(options.video.keyFrameInterval) : 1;
+    return out;
+}
+
+/// Gives the writer as much sound as there are frames.
+class SoundTrack {
+public:
+    SoundTrack(SoundSource* reader, double frameRate) : m_Reader(reader), m_FrameRate(frameRate) {}
+
+    void AddUpTo(std::size_t frames, Mp4Writer& writer) {
+        if (m_Reader == nullptr) {
+            return;
+        }
+        const auto end =
+            static_cast<std::size_t>(std::llround(static_cast<double>(frames) / m_FrameRate * c_ClipSampleRate));
+        const std::size_t count = end - m_Written;
+        std::vector<float> samples(count * c_ClipChannels);  // silence where the sound has ended
+        m_Reader->Read(samples.data(), count);
+        writer.AddAudio(samples.data(), count);
+        m_Written = end;
+    }
+
+private:
+    SoundSource* const m_Reader;
+    const double m_FrameRate;
+    std::size_t m_Written = 0;
+};
+
+/// What frames have added up to so far.
+struct Written {
+    FileAttributes attributes;
+    EncodeReport report;
+
+    std::size_t Frames() const { return attributes.frameCount; }
+    void Count(const EncodedFrame& frame) {
+        attributes.maxVertexCount = std::max(attributes.maxVertexCount, frame.numVertices);
+        attributes.maxIndexCount = std::max(attributes.maxIndexCount, frame.numIndices);
+        if (frame.maxError > report.maxError) {
+            report.maxError = frame.maxError;
+            report.maxErrorFrame = Frames();
+        }
+        ++attributes.frameCount;
+    }
+};
+
+ClipVideoOptions VideoOptions(const EncodeOptions& options, const PictureSize& size, const FrameRate& rate) {
+    ClipVideoOptions video = options.video;
+    video.width = static_cast<int>(size.width);
+    video.height = static_cast<int>(size.height);
+    video.frameRateNumerator = rate.numerator;
+    video.frameRateDenominator = rate.denominator;
+    video.threads = static_cast<int>(options.threads);
+    return video;
+}
+
+std::size_t ThreadsOf(const EncodeOptions& options) {
+    return options.threads == 0 ? DefaultThreads() : options.threads;
+}
+
+/// All that is decided before the first frame is encoded. Stays where it is: its parts refer to each other.
+struct Work {
+    Work(const MeshSource& source, const EncodeOptions& options, const EncodeProgress& progress)
+        : rate(RateOf(source)),
+          threads(ThreadsOf(options)),
+          subMeshes(source, options.normals),
+          plan(PlanClip(
+              subMeshes,
+              {static_cast<std::size_t>(options.video.keyFrameInterval), options.maxError, threads, options.pWarnings},
+              [&progress](std::size_t done) { progress(EncodeStep::Examine, done); })),
+          pictures(subMeshes, CheckedSubMeshes(plan, options), options.atlasLimit) {}
+    Work(const Work&) = delete;
+    Work& operator=(const Work&) = delete;
+
+    ClipExamination Examination() const {
+        return {
+            subMeshes.Source().FrameCount(), rate.Value(), plan.subMeshes.size(), plan.maxFaces, plan.segments.size(),
+            pictures.Layout().size,          plan.box,     plan.errorLimit};
+    }
+
+    const FrameRate rate;
+    const std::size_t threads;
+    const SubMeshes subMeshes;
+    const ClipPlan plan;
+    const AtlasPictures pictures;
+
+private:
+    static const std::vector<std::size_t>& CheckedSubMeshes(const ClipPlan& plan, const EncodeOptions& options) {
+        if (WantsStrips(options) && plan.subMeshes.size() > 1) {
+            throw std::invalid_argument("strips are for clips of one texture; this one has " +
+                                        std::to_string(plan.subMeshes.size()));
+        }
+        return plan.subMeshes;
+    }
+};
+
+/// The frames' pictures, in order, a few ahead of those that are taken.
+using Pictures = OrderedTasks<std::shared_ptr<const Image>>;
+std::unique_ptr<Pictures> StartPictures(const Work& work) {
+    const std::size_t threads = std::min<std::size_t>(work.threads, 4);
+    return std::make_unique<Pictures>(
+        "nimb atlas", work.subMeshes.Source().FrameCount(), threads, threads + 1,
+        [&work](std::size_t frame, const std::atomic<bool>&) { return work.pictures.Picture(frame); });
+}
+
+/// Encodes all frames and hands them to the writer in order.
+void WriteFrames(const Work& work, const ClipOptions& meshOptions, SoundTrack& sound, Mp4Writer& writer,
+                 Written& written, const EncodeProgress& progress) {
+    const std::vector<Segment>& segments = work.plan.segments;
+    const std::vector<PlacedSubMesh> placed = PlaceSubMeshes(work.plan.subMeshes, work.pictures.Layout());
+    std::atomic<std::size_t> meshesDone{0};
+    OrderedTasks<std::vector<EncodedFrame>> meshes("nimb mesh", segments.size(), work.threads, work.threads + 2,
+                                                   [&](std::size_t i, const std::atomic<bool>& stop) {
+                                                       std::vector<EncodedFrame> frames = EncodeClipSegment(
+                                                           work.subMeshes, placed, segments[i], meshOptions, stop);
+                                                       meshesDone += frames.size();
+                                                       return frames;
+                                                   });
+    const std::unique_ptr<Pictures> pictures = StartPictures(work);
+    // A frame is half done when its mesh is encoded.
+    const auto tell = [&] { progress(EncodeStep::Encode, (meshesDone + written.Frames()) / 2); };
+    for (std::size_t i = 0; i < segments.size(); ++i) {
+        for (const EncodedFrame& frame : meshes.Next(tell)) {
+            const std::shared_ptr<const Image> picture = pictures->Next(tell);
+            writer.AddFrame(picture->rgba.data(), picture->width * 4, frame.bytes);
+            written.Count(frame);
+            sound.AddUpTo(written.Frames(), writer);
+            tell();
+        }
+    }
+}
+
+}  // namespace
+
+ClipExamination ExamineClip(const MeshSource& source, const EncodeOptions& options, const EncodeProgress& progress) {
+    CheckOptions(options);
+    const Work work(source, options, progress);
+    const std::unique_ptr<Pictures> pictures = StartPictures(work);
+    for (std::size_t frame = 0; frame < source.FrameCount(); ++frame) {
+        pictures->Next([&] { progress(EncodeStep::ExaminePictures, frame); });
+    }
+    return work.Examination();
+}
+
+EncodeReport EncodeClip(const MeshSource& source, SoundSource* audio, const std::string& path,
+                        const EncodeOptions& options, const EncodeProgress& progress) {
+    CheckOptions(options);
+    const Work work(source, options, progress);
+    Mp4Writer writer(path, VideoOptions(options, work.pictures.Layout().size, work.rate),
+                     audio != nullptr ? std::optional(options.audio) : std::nullopt);
+    SoundTrack sound(audio, work.rate.Value());
+    Written written;
+    WriteFrames(work, MeshOptions(options, work.plan.errorLimit), sound, writer, written, progress);
+    const Box& box = work.plan.box;
+    written.attributes.bboxMin = {box.min.x, box.min.y, box.min.z};
+    written.attributes.bboxMax = {box.max.x, box.max.y, box.max.z};
+    written.attributes.hasVertexNormals = options.normals ? 1u : 0u;
+    writer.Finish(written.attributes);
+    written.report.clip = work.Examination();
+    written.report.damagedAudioPackets = audio != nullptr ? audio->DamagedPackets() : 0;
+    return written.report;
+}
+
+}  // namespace Nimb::Authoring

@@ -1,0 +1,73 @@
+// A whole clip, from the frames of a source to the finished file.
+//
+// Meshes are encoded in segments on all cores, pictures are prepared beside them, and the file is written in order
+// meanwhile. Neither the clip's meshes nor its pictures are ever in memory all at once.
+#pragma once
+
+#include "Authoring/Scene/Atlas.h"
+#include "Clip/Write/ClipError.h"
+#include "Clip/Write/ClipOptions.h"
+#include "Authoring/Frame/FrameOptions.h"
+#include "Authoring/Codec/Mesh.h"
+#include "Authoring/Scene/MeshSource.h"
+#include "Authoring/Scene/SoundSource.h"
+#include "Authoring/Scene/Warnings.h"
+
+#include <cstddef>
+#include <functional>
+#include <optional>
+#include <string>
+
+namespace Nimb::Authoring {
+
+struct EncodeOptions {
+    ClipVideoOptions video;  ///< size, frame rate and threads are filled in; the key frame interval is the meshes' too
+    ClipAudioOptions audio;
+    PictureSize atlasLimit = c_LargestAtlas;
+    std::optional<IndexCoding> indices;  ///< none: the smallest
+    std::optional<DeltaCoding> delta;    ///< none: the smallest
+    bool deltaFrames = true;             ///< false: key frames alone
+    bool normals = false;                ///< store the source's normals
+    std::optional<double> maxError;      ///< of positions, in the source's units; none: see PlanOptions
+    std::size_t threads = 0;             ///< 0: one for each core
+    Warnings* pWarnings = nullptr;       ///< may be null; see PlanOptions
+};
+
+enum class EncodeStep { Examine, ExaminePictures, Encode };
+
+/// Called in the caller's thread about ten times a second. What it throws ends the run: that is how to cancel one.
+using EncodeProgress = std::function<void(EncodeStep step, std::size_t framesDone)>;
+
+/// What is known of a clip before any of it is encoded.
+struct ClipExamination {
+    std::size_t frames = 0;
+    double frameRate = 0;
+    std::size_t subMeshes = 0;
+    std::size_t maxFaces = 0;   ///< of any of the source's frames
+    std::size_t keyFrames = 0;  ///< the fewest that the surface and the key frame interval allow
+    PictureSize atlas;
+    Box box;  ///< of all frames
+    double errorLimit = 0;
+};
+
+/// Of the finished file, InspectClip tells the rest.
+struct EncodeReport {
+    ClipExamination clip;
+    double maxError = 0;  ///< largest distance of a decoded position from the source's
+    std::size_t maxErrorFrame = 0;
+    std::size_t damagedAudioPackets = 0;
+};
+
+/// Loads every mesh and picture of the source once, and checks them as EncodeClip does; what it throws, too.
+ClipExamination ExamineClip(const MeshSource& source, const EncodeOptions& options, const EncodeProgress& progress);
+
+/// Writes the clip of all frames of `source` to `path`, which may exist; it is replaced when the new file is complete.
+/// `audio` may be null. Sound starts with the first frame; it is cut, or continued by silence, to the clip's length.
+///
+/// Throws InputError for what is wrong with source or sound, ClipError for what is wrong with the output, and
+/// std::invalid_argument for options that cannot be, an error limit out of reach among them. Nothing is left of the
+/// file then.
+EncodeReport EncodeClip(const MeshSource& source, SoundSource* audio, const std::string& path,
+                        const EncodeOptions& options, const EncodeProgress& progress);
+
+}  // namespace Nimb::Authoring

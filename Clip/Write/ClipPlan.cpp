@@ -1,0 +1,153 @@
+#include "Clip/Write/ClipPlan.h"
+
+#include "Clip/Write/OrderedTasks.h"
+#include "Authoring/Scene/TopologyMatch.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <stdexcept>
+#include <string>
+
+namespace Nimb::Authoring {
+namespace {
+
+/// Frames that one task looks at. Each task loads one more, the one before its first.
+constexpr std::size_t c_BlockFrames = 16;
+
+struct FrameFacts {
+    std::vector<bool> present;  // by sub-mesh
+    std::optional<Box> box;     // none: the frame is empty
+    double keyFrameError = 0;   // at most, of any sub-mesh
+    std::size_t faces = 0;
+    bool continuesNothing = true;  // no sub-mesh has the topology that it has in the frame before
+};
+
+double Diagonal(const Box& box) {
+    return std::hypot(static_cast<double>(box.max.x) - box.min.x, static_cast<double>(box.max.y) - box.min.y,
+                      static_cast<double>(box.max.z) - box.min.z);
+}
+
+/// Half a step of 16 bits on each axis, and what single precision adds when it is decoded.
+double KeyFrameError(const Box& box) {
+    const auto axis = [](double min, double max) {
+        constexpr double rounding = 4.0 / (1 << 24);
+        return (max - min) / (2 * 65535) + std::max(std::abs(min), std::abs(max)) * rounding;
+    };
+    return std::hypot(axis(box.min.x, box.max.x), axis(box.min.y, box.max.y), axis(box.min.z, box.max.z));
+}
+
+FrameFacts FactsOf(const std::vector<Mesh>& meshes, const std::vector<Mesh>& before) {
+    FrameFacts facts;
+    facts.present.resize(meshes.size());
+    for (std::size_t i = 0; i < meshes.size(); ++i) {
+        if (meshes[i].faces.empty()) {
+            continue;
+        }
+        const Box box = BoundingBox(meshes[i].positions);
+        facts.present[i] = true;
+        facts.faces += meshes[i].faces.size();
+        facts.box = facts.box ? Union(*facts.box, box) : box;
+        facts.keyFrameError = std::max(facts.keyFrameError, KeyFrameError(box));
+        if (facts.continuesNothing && !before.empty() && !before[i].faces.empty()) {
+            facts.continuesNothing = !InTopologyOf(before[i], meshes[i]);
+        }
+    }
+    return facts;
+}
+
+std::vector<FrameFacts> FactsOfBlock(const SubMeshes& subMeshes, std::size_t block, const std::atomic<bool>& stop) {
+    const std::size_t first = block * c_BlockFrames;
+    const std::size_t end = std::min(first + c_BlockFrames, subMeshes.Source().FrameCount());
+    std::vector<FrameFacts> facts;
+    std::vector<Mesh> before = first == 0 ? std::vector<Mesh>() : subMeshes.Load(first - 1);
+    for (std::size_t frame = first; frame < end && !stop; ++frame) {
+        std::vector<Mesh> meshes = subMeshes.Load(frame);
+        facts.push_back(FactsOf(meshes, before));
+        before = std::move(meshes);
+    }
+    return facts;
+}
+
+/// A number with three digits, rounded up so that it is still a limit that can be kept.
+std::string RoundedUp(double value) {
+    const double unit = std::pow(10.0, std::floor(std::log10(value)) - 2);
+    char text[32];
+    std::snprintf(text, sizeof(text), "%.3g", std::ceil(value / unit) * unit);
+    return text;
+}
+
+double ChooseLimit(const PlanOptions& options, const Box& box, double possible, const std::string& worstFrame) {
+    char text[160];
+    if (!options.errorLimit) {
+        const double usual = std::max(Diagonal(box) / 10000, 1e-12);
+        if (usual < possible && options.pWarnings != nullptr) {
+            std::snprintf(text, sizeof(text),
+                          "positions are so far from the origin that single precision cannot keep the usual error "
+                          "limit of %.3g; it is %s instead",
+                          usual, RoundedUp(possible).c_str());
+            options.pWarnings->Add(text, worstFrame);
+        }
+        return std::max(usual, possible);
+    }
+    if (*options.errorLimit < possible) {
+        std::snprintf(text, sizeof(text), "%g", *options.errorLimit);
+        throw std::invalid_argument(std::string("an error limit of ") + text +
+                                    " cannot be kept: key frames store positions in 16 bits, which allows " +
+                                    RoundedUp(possible) + " (" + worstFrame + ")");
+    }
+    return *options.errorLimit;
+}
+
+}  // namespace
+
+ClipPlan PlanClip(const SubMeshes& subMeshes, const PlanOptions& options,
+                  const std::function<void(std::size_t)>& progress) {
+    const std::size_t frameCount = subMeshes.Source().FrameCount();
+    const std::size_t blocks = (frameCount + c_BlockFrames - 1) / c_BlockFrames;
+    OrderedTasks<std::vector<FrameFacts>> tasks("nimb examine", blocks, options.threads, 2 * options.threads,
+                                                [&subMeshes](std::size_t block, const std::atomic<bool>& stop) {
+                                                    return FactsOfBlock(subMeshes, block, stop);
+                                                });
+    ClipPlan plan;
+    std::optional<Box> box;
+    std::vector<bool> present(subMeshes.Count());
+    double possible = 0;
+    std::size_t worst = 0;
+    std::size_t frame = 0;
+    for (std::size_t block = 0; block < blocks; ++block) {
+        for (const FrameFacts& facts : tasks.Next([&] { progress(frame); })) {
+            if (plan.segments.empty() || facts.continuesNothing ||
+                plan.segments.back().count == options.keyFrameInterval) {
+                plan.segments.push_back({frame, 0});
+            }
+            ++plan.segments.back().count;
+            for (std::size_t i = 0; i < present.size(); ++i) {
+                present[i] = present[i] || facts.present[i];
+            }
+            if (facts.box) {
+                box = box ? Union(*box, *facts.box) : *facts.box;
+            }
+            plan.maxFaces = std::max(plan.maxFaces, facts.faces);
+            if (facts.keyFrameError > possible) {
+                possible = facts.keyFrameError;
+                worst = frame;
+            }
+            ++frame;
+        }
+        progress(frame);
+    }
+    if (!box) {
+        throw InputError(subMeshes.Source().FrameName(0) + ": neither this frame nor any other has a triangle");
+    }
+    plan.box = *box;
+    for (std::size_t i = 0; i < present.size(); ++i) {
+        if (present[i]) {
+            plan.subMeshes.push_back(i);
+        }
+    }
+    plan.errorLimit = ChooseLimit(options, plan.box, possible, subMeshes.Source().FrameName(worst));
+    return plan;
+}
+
+}  // namespace Nimb::Authoring

@@ -1,0 +1,43 @@
+// What has to be known of all frames of a clip before the first one is coded.
+#pragma once
+
+#include "Clip/Write/SubMeshes.h"
+#include "Authoring/Scene/Warnings.h"
+
+#include <cstddef>
+#include <functional>
+#include <optional>
+#include <vector>
+
+namespace Nimb::Authoring {
+
+/// Consecutive frames that are coded without knowledge of any others. The first is a key frame.
+struct Segment {
+    std::size_t first = 0;
+    std::size_t count = 0;
+};
+
+struct ClipPlan {
+    Box box;                             ///< of all frames
+    double errorLimit = 0;               ///< above 0
+    std::size_t maxFaces = 0;            ///< of any frame
+    std::vector<std::size_t> subMeshes;  ///< those that occur in any frame, at least one
+    std::vector<Segment> segments;
+};
+
+struct PlanOptions {
+    std::size_t keyFrameInterval = 30;  ///< at least 1
+    std::optional<double> errorLimit;   ///< none: 1/10000 of the diagonal of the clip's box
+    std::size_t threads = 1;
+    Warnings* pWarnings = nullptr;  ///< may be null; gets word of a default limit that had to be widened
+};
+
+/// Loads every frame once, on several threads, and checks it: what is wrong with the input shows before work is put
+/// into it. Segments end where the interval is over, and where all sub-meshes change their topology at once.
+/// `progress`, called in the caller's thread now and then, gets the number of frames seen and may throw.
+///
+/// Throws InputError; std::invalid_argument for an error limit below what a key frame's 16-bit positions can keep.
+ClipPlan PlanClip(const SubMeshes& subMeshes, const PlanOptions& options,
+                  const std::function<void(std::size_t)>& progress);
+
+}  // namespace Nimb::Authoring

@@ -1,0 +1,30 @@
+// The frames of one segment, from the source to checked frame bytes.
+#pragma once
+
+#include "Authoring/Scene/Atlas.h"
+#include "Clip/Write/ClipPlan.h"
+#include "Authoring/Frame/FrameEncoder.h"
+
+#include <array>
+#include <atomic>
+#include <optional>
+#include <vector>
+
+namespace Nimb::Authoring {
+
+/// A sub-mesh of the clip and its place in the atlas.
+struct PlacedSubMesh {
+    std::size_t subMesh = 0;                        ///< its number in SubMeshes
+    std::optional<std::array<float, 6>> transform;  ///< none: it is the only one, and frames are plain
+};
+
+/// Loads and encodes the frames of a segment, and decodes them again with a player's reader. Any number of threads may
+/// each encode a segment. Returns early, with fewer frames, when `stop` is set.
+///
+/// Throws InputError for frames that cannot be encoded, std::logic_error when a frame does not come back as it was or
+/// misses the limit.
+std::vector<EncodedFrame> EncodeClipSegment(const SubMeshes& source, const std::vector<PlacedSubMesh>& subMeshes,
+                                            const Segment& segment, const ClipOptions& options,
+                                            const std::atomic<bool>& stop);
+
+}  // namespace Nimb::Authoring

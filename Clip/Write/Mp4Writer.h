@@ -1,0 +1,53 @@
+// Writes a clip: an MP4 file whose first track is H.264 video with a mesh in each sample, whose second is AAC sound if
+// there is any, and which ends with the attribute atom. Ordinary players play it as the plain video of its textures.
+//
+// The file grows under another name beside its own and gets its own when it is complete: a run that is interrupted
+// leaves no half file under the name asked for, and a writer that is destroyed before Finish leaves nothing at all.
+#pragma once
+
+#include "Authoring/Codec/XtraAttributes.h"
+#include "Authoring/Codec/ByteWriter.h"
+#include "Clip/Write/ClipError.h"
+#include "Clip/Write/ClipOptions.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace Nimb::Authoring {
+
+/// Belongs to one thread. After an exception of any method but for std::invalid_argument, only the destructor is left.
+class Mp4Writer {
+public:
+    /// Sound is announced here and may turn out to be empty. An existing file is replaced, by Finish. Throws
+    /// std::invalid_argument for options that cannot be, ClipError when the file or an encoder cannot be opened.
+    Mp4Writer(const std::string& path, const ClipVideoOptions& video,
+              const std::optional<ClipAudioOptions>& audio = std::nullopt);
+    ~Mp4Writer();
+    Mp4Writer(const Mp4Writer&) = delete;
+    Mp4Writer& operator=(const Mp4Writer&) = delete;
+
+    /// The next frame: its texture, rows from top to bottom and `stride` bytes apart, and its encoded mesh. Without a
+    /// mesh (empty) the sample has no mesh unit, and players lose that frame.
+    void AddFrame(const BYTE* rgba, std::size_t stride, const Bytes& mesh);
+
+    /// The next stretch of sound: interleaved stereo, 48000 frames a second, from time 0 on. It may come before,
+    /// between or after the frames; what has no counterpart on the other track yet is kept in memory.
+    void AddAudio(const float* samples, std::size_t frameCount);
+    void AddAudio(const std::int16_t* samples, std::size_t frameCount);
+
+    /// Completes the file and gives it its name. Players find no facts about a file without attributes.
+    void Finish(const std::optional<FileAttributes>& attributes);
+
+private:
+    class Container;
+
+    std::string m_Path;
+    std::string m_TemporaryPath;
+    std::size_t m_Width = 0;
+    std::unique_ptr<Container> m_Container;  // null after Finish
+};
+
+}  // namespace Nimb::Authoring

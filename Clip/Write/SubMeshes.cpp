@@ -1,0 +1,120 @@
+#include "Clip/Write/SubMeshes.h"
+
+#include "Authoring/Codec/VertexStreams.h"
+
+#include <algorithm>
+#include <stdexcept>
+#include <string>
+
+namespace Nimb::Authoring {
+namespace {
+
+/// Exporters' rounding; what is this little outside is clamped when it is quantised.
+constexpr float c_TexCoordTolerance = 1e-3f;
+
+bool IsInside(float value) {
+    return value >= -c_TexCoordTolerance && value <= 1 + c_TexCoordTolerance;
+}
+
+std::string SizeText(std::size_t width, std::size_t height) {
+    return std::to_string(width) + " x " + std::to_string(height);
+}
+
+void Append(const Mesh& part, bool normals, Mesh& mesh) {
+    const auto base = static_cast<UINT32>(mesh.positions.size());
+    mesh.positions.insert(mesh.positions.end(), part.positions.begin(), part.positions.end());
+    mesh.texCoords.insert(mesh.texCoords.end(), part.texCoords.begin(), part.texCoords.end());
+    if (normals) {
+        mesh.normals.insert(mesh.normals.end(), part.normals.begin(), part.normals.end());
+    }
+    mesh.faces.reserve(mesh.faces.size() + part.faces.size());
+    for (const TarnMeshFace& face : part.faces) {
+        mesh.faces.push_back({{face.v[0] + base, face.v[1] + base, face.v[2] + base}});
+    }
+}
+
+}  // namespace
+
+SubMeshes::SubMeshes(const MeshSource& source, bool normals) : m_Source(source), m_Normals(normals) {
+    if (source.FrameCount() == 0 || source.MaterialCount() == 0) {
+        throw InputError("the input has no frames");
+    }
+    std::vector<std::shared_ptr<const Image>> pictures;
+    for (std::size_t material = 0; material < source.MaterialCount(); ++material) {
+        std::shared_ptr<const Image> picture = source.Texture(0, material);
+        const auto known = std::find(pictures.begin(), pictures.end(), picture);
+        const auto subMesh = static_cast<std::size_t>(known - pictures.begin());
+        if (known == pictures.end()) {
+            if (picture->width == 0 || picture->height == 0) {
+                throw InputError(source.FrameName(0) + ": the texture of material " + source.MaterialName(material) +
+                                 " is empty");
+            }
+            m_Widths.push_back(picture->width);
+            m_Heights.push_back(picture->height);
+            m_Materials.emplace_back();
+            pictures.push_back(std::move(picture));
+        }
+        m_Materials[subMesh].push_back(material);
+        m_SubMeshOf.push_back(subMesh);
+    }
+}
+
+void SubMeshes::Check(const SourcePart& part, std::size_t frame) const {
+    const auto fail = [&](const std::string& what) {
+        const std::string material = m_Source.MaterialName(part.material);
+        throw InputError(m_Source.FrameName(frame) + (material.empty() ? "" : ", material " + material) + ": " + what);
+    };
+    const Mesh& mesh = part.mesh;
+    if (mesh.texCoords.empty() && !mesh.positions.empty()) {
+        fail("there are no texture coordinates");
+    }
+    try {
+        CheckMesh(mesh);
+    } catch (const std::invalid_argument& error) {
+        fail(error.what());
+    }
+    if (m_Normals && mesh.normals.size() != mesh.positions.size()) {
+        fail("normals are to be stored, but there are none");
+    }
+    for (std::size_t i = 0; i < mesh.texCoords.size(); ++i) {
+        const Vec2& t = mesh.texCoords[i];
+        if (!IsInside(t.u) || !IsInside(t.v)) {
+            fail("vertex " + std::to_string(i) + " has the texture coordinates (" + std::to_string(t.u) + ", " +
+                 std::to_string(t.v) + "), outside the texture");
+        }
+    }
+}
+
+std::vector<Mesh> SubMeshes::Load(std::size_t frame) const {
+    const SourceFrame loaded = m_Source.Frame(frame);
+    std::vector<Mesh> meshes(Count());
+    for (const SourcePart& part : loaded.parts) {
+        Check(part, frame);
+        if (!part.mesh.faces.empty()) {
+            Append(part.mesh, m_Normals, meshes[m_SubMeshOf.at(part.material)]);
+        }
+    }
+    return meshes;
+}
+
+std::shared_ptr<const Image> SubMeshes::Texture(std::size_t frame, std::size_t subMesh) const {
+    const std::vector<std::size_t>& materials = m_Materials[subMesh];
+    std::shared_ptr<const Image> picture = m_Source.Texture(frame, materials.front());
+    const auto fail = [&](std::size_t material, const std::string& what) {
+        throw InputError(m_Source.FrameName(frame) + ": the texture of material " + m_Source.MaterialName(material) +
+                         " " + what);
+    };
+    if (picture->width != m_Widths[subMesh] || picture->height != m_Heights[subMesh]) {
+        fail(materials.front(), "has " + SizeText(picture->width, picture->height) + " pixels, in the first frame " +
+                                    SizeText(m_Widths[subMesh], m_Heights[subMesh]));
+    }
+    for (const std::size_t material : materials) {
+        if (m_Source.Texture(frame, material) != picture) {
+            fail(material, "differs from that of " + m_Source.MaterialName(materials.front()) +
+                               ", which is the same in the first frame");
+        }
+    }
+    return picture;
+}
+
+}  // namespace Nimb::Authoring

@@ -1,0 +1,140 @@
+#include "Clip/Write/VideoEncoder.h"
+
+#include "Clip/Write/CheckAv.h"
+
+#include <cstring>
+#include <stdexcept>
+#include <utility>
+
+namespace Nimb::Authoring {
+namespace {
+
+constexpr int c_MinSize = 16;
+constexpr int c_MaxSize = 4096;
+constexpr const char* c_Encoder = "libx264";
+
+void CheckOptions(const ClipVideoOptions& options) {
+    for (const int size : {options.width, options.height}) {
+        if (size < c_MinSize || size > c_MaxSize || size % 2 != 0) {
+            throw std::invalid_argument("a picture of " + std::to_string(options.width) + " x " +
+                                        std::to_string(options.height) +
+                                        " cannot be stored: sizes are even, from 16 to 4096");
+        }
+    }
+    if (options.frameRateNumerator <= 0 || options.frameRateDenominator <= 0 || options.keyFrameInterval <= 0) {
+        throw std::invalid_argument("frame rate and key frame interval of a clip are positive");
+    }
+}
+
+Media::AvPtr<AVCodecContext> OpenEncoder(const ClipVideoOptions& options) {
+    const AVCodec* const codec = avcodec_find_encoder_by_name(c_Encoder);
+    if (codec == nullptr) {
+        throw ClipError(std::string(c_Encoder) + ": FFmpeg was built without it");
+    }
+    Media::AvPtr<AVCodecContext> context = Media::Owned(avcodec_alloc_context3(codec));
+    context->width = options.width;
+    context->height = options.height;
+    context->pix_fmt = AV_PIX_FMT_YUV420P;
+    context->time_base = {options.frameRateDenominator, options.frameRateNumerator};
+    context->framerate = {options.frameRateNumerator, options.frameRateDenominator};
+    context->gop_size = options.keyFrameInterval;
+    context->max_b_frames = 0;  // a player matches pictures and meshes by their order
+    context->thread_count = options.threads;
+    context->log_level_offset = c_QuietLogOffset;
+    context->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
+    context->color_range = AVCOL_RANGE_MPEG;
+    context->colorspace = AVCOL_SPC_BT709;
+    context->color_primaries = AVCOL_PRI_BT709;
+    context->color_trc = AVCOL_TRC_BT709;
+    if (options.bitRate > 0) {
+        context->bit_rate = options.bitRate;
+    } else {
+        CheckAv(av_opt_set_double(context->priv_data, "crf", options.quality, 0), c_Encoder);
+    }
+    CheckAv(av_opt_set(context->priv_data, "preset", options.preset.c_str(), 0), c_Encoder);
+    CheckAv(avcodec_open2(context.get(), codec, nullptr), c_Encoder);
+    return context;
+}
+
+Media::AvPtr<SwsContext> OpenConverter(const ClipVideoOptions& options) {
+    Media::AvPtr<SwsContext> converter =
+        Media::Owned(sws_getContext(options.width, options.height, AV_PIX_FMT_RGBA, options.width, options.height,
+                                      AV_PIX_FMT_YUV420P, SWS_BILINEAR | SWS_ACCURATE_RND, nullptr, nullptr, nullptr));
+    constexpr int unity = 1 << 16;
+    sws_setColorspaceDetails(converter.get(), sws_getCoefficients(SWS_CS_DEFAULT), 1,
+                             sws_getCoefficients(SWS_CS_ITU709), 0, 0, unity, unity);
+    return converter;
+}
+
+}  // namespace
+
+VideoEncoder::VideoEncoder(const ClipVideoOptions& options) {
+    CheckOptions(options);
+    m_Context = OpenEncoder(options);
+    m_Converter = OpenConverter(options);
+    m_Packet = Media::Owned(av_packet_alloc());
+    m_Picture = Media::Owned(av_frame_alloc());
+    m_Picture->format = m_Context->pix_fmt;
+    m_Picture->width = m_Context->width;
+    m_Picture->height = m_Context->height;
+    CheckAv(av_frame_get_buffer(m_Picture.get(), 0), "picture");
+    m_Configuration = MakeAvcConfiguration(m_Context->extradata, static_cast<std::size_t>(m_Context->extradata_size));
+}
+
+void VideoEncoder::Describe(AVCodecParameters& parameters) const {
+    CheckAv(avcodec_parameters_from_context(&parameters, m_Context.get()), c_Encoder);
+    // Samples are stored with lengths, so their description is, too.
+    av_freep(&parameters.extradata);
+    parameters.extradata =
+        static_cast<std::uint8_t*>(av_mallocz(m_Configuration.size() + AV_INPUT_BUFFER_PADDING_SIZE));
+    if (parameters.extradata == nullptr) {
+        throw std::bad_alloc();
+    }
+    std::memcpy(parameters.extradata, m_Configuration.data(), m_Configuration.size());
+    parameters.extradata_size = static_cast<int>(m_Configuration.size());
+}
+
+void VideoEncoder::Encode(const BYTE* rgba, std::size_t stride, Bytes meshUnit, const Sink& sink) {
+    CheckAv(av_frame_make_writable(m_Picture.get()), "picture");
+    const BYTE* const planes[4] = {rgba, nullptr, nullptr, nullptr};
+    const int strides[4] = {static_cast<int>(stride), 0, 0, 0};
+    CheckAv(sws_scale(m_Converter.get(), planes, strides, 0, m_Picture->height, m_Picture->data, m_Picture->linesize),
+            "picture");
+    m_Picture->pts = m_FrameCount;
+    CheckAv(avcodec_send_frame(m_Context.get(), m_Picture.get()), c_Encoder);
+    m_MeshUnits.push_back(std::move(meshUnit));
+    ++m_FrameCount;
+    Drain(sink);
+}
+
+void VideoEncoder::Finish(const Sink& sink) {
+    CheckAv(avcodec_send_frame(m_Context.get(), nullptr), c_Encoder);
+    Drain(sink);
+}
+
+void VideoEncoder::Drain(const Sink& sink) {
+    for (;;) {
+        const int result = avcodec_receive_packet(m_Context.get(), m_Packet.get());
+        if (result == AVERROR(EAGAIN) || result == AVERROR_EOF) {
+            return;
+        }
+        CheckAv(result, c_Encoder);
+        const std::int64_t oldest = m_FrameCount - static_cast<std::int64_t>(m_MeshUnits.size());
+        if (m_Packet->pts != oldest) {
+            throw ClipError(std::string(c_Encoder) + ": frame " + std::to_string(oldest) + " came out of order");
+        }
+        const Bytes sample =
+            MakeAvcSample(m_Packet->data, static_cast<std::size_t>(m_Packet->size), m_MeshUnits.front());
+        m_MeshUnits.pop_front();
+
+        const Media::AvPtr<AVPacket> packet = Media::Owned(av_packet_alloc());
+        CheckAv(av_new_packet(packet.get(), static_cast<int>(sample.size())), "sample");
+        std::memcpy(packet->data, sample.data(), sample.size());
+        CheckAv(av_packet_copy_props(packet.get(), m_Packet.get()), "sample");
+        packet->duration = 1;
+        av_packet_unref(m_Packet.get());
+        sink(*packet);
+    }
+}
+
+}  // namespace Nimb::Authoring

@@ -1,0 +1,43 @@
+// Pictures to H.264 samples, each with the mesh of its frame.
+#pragma once
+
+#include "Media/Av.h"
+#include "Clip/Write/AvcSample.h"
+#include "Clip/Write/ClipOptions.h"
+
+#include <cstdint>
+#include <deque>
+#include <functional>
+
+namespace Nimb::Authoring {
+
+class VideoEncoder {
+public:
+    /// Takes a sample, in the order of the frames; times in units of TimeBase().
+    using Sink = std::function<void(AVPacket&)>;
+
+    /// Throws std::invalid_argument for sizes and rates that cannot be, ClipError when the encoder does not open.
+    explicit VideoEncoder(const ClipVideoOptions& options);
+
+    void Describe(AVCodecParameters& parameters) const;
+    AVRational TimeBase() const { return m_Context->time_base; }
+
+    /// `rgba`: rows from top to bottom, `stride` bytes apart. `meshUnit` in bare framing; empty: none.
+    void Encode(const BYTE* rgba, std::size_t stride, Bytes meshUnit, const Sink& sink);
+    void Finish(const Sink& sink);
+
+    std::int64_t FrameCount() const { return m_FrameCount; }
+
+private:
+    void Drain(const Sink& sink);
+
+    Media::AvPtr<AVCodecContext> m_Context;
+    Media::AvPtr<SwsContext> m_Converter;
+    Media::AvPtr<AVFrame> m_Picture;
+    Media::AvPtr<AVPacket> m_Packet;
+    Bytes m_Configuration;
+    std::deque<Bytes> m_MeshUnits;  // of the pictures that the encoder holds back, oldest first
+    std::int64_t m_FrameCount = 0;
+};
+
+}  // namespace Nimb::Authoring

@@ -1,0 +1,23 @@
+// The tune that the juggler dances to: a waltz of two bars, synthesised.
+#pragma once
+
+#include "Authoring/Scene/SoundSource.h"
+
+#include <vector>
+
+namespace Nimb::Authoring::Demo {
+
+/// As long as the clip. What still rings at the end goes on at the beginning, so that the tune repeats without a seam.
+/// Peaks at -12 dB of full scale.
+class DemoSound : public SoundSource {
+public:
+    DemoSound();
+
+    std::size_t Read(float* samples, std::size_t frameCount) override;
+
+private:
+    std::vector<float> m_Samples;  // interleaved
+    std::size_t m_Position = 0;    // in m_Samples
+};
+
+}  // namespace Nimb::Authoring::Demo

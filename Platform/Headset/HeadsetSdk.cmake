@@ -1,0 +1,22 @@
+# NimbPlatformHeadset from an SDK's folder.
+set(sdk_libraries "${NIMB_MLSDK}/${NIMB_MLSDK_LIB}")
+foreach(part IN ITEMS LOGGING MEDIA_EXTRACTOR MEDIA_FORMAT MEDIA_CODEC AUDIO EGL GLES)
+  set(file "${sdk_libraries}/lib${NIMB_ML_${part}_LIBRARY}.so")
+  if(NOT EXISTS "${file}")
+    message(FATAL_ERROR "The SDK has no '${file}': set NIMB_MLSDK_LIB (the folder in the SDK) or NIMB_ML_${part}_LIBRARY "
+                        "(the library's name, without 'lib' and '.so')")
+  endif()
+  target_link_libraries(NimbPlatformHeadset INTERFACE "${file}")
+  list(APPEND platform_files "${file}")
+endforeach()
+set_property(GLOBAL PROPERTY NIMB_HEADSET_LIBRARIES "${platform_files}")
+
+if(NIMB_MLSDK_INCLUDE)
+  set(sdk_headers "${NIMB_MLSDK}/${NIMB_MLSDK_INCLUDE}")
+  if(NOT EXISTS "${sdk_headers}/ml_media_codec.h")
+    message(FATAL_ERROR "The SDK has no '${sdk_headers}/ml_media_codec.h': set NIMB_MLSDK_INCLUDE")
+  endif()
+  target_include_directories(NimbPlatformHeaders SYSTEM INTERFACE "${sdk_headers}")
+else()
+  target_include_directories(NimbPlatformHeaders INTERFACE ../Interface)
+endif()

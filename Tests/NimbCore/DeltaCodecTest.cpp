@@ -1,0 +1,406 @@
+// Delta frames: prediction and history, and the plain, Huffman- and Golomb-coded ways to store their bytes.
+#include "NimbCore/Golomb.h"
+#include "Tests/Support/TestSupport.h"
+#include "Tests/Support/Wire.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+using Nimb::CNimbMeshReader;
+using Nimb::CNimbMeshReaderCtx;
+using NimbTest::AssertionRecorder;
+using NimbTest::Frame;
+using NimbTest::Reader;
+using NimbTest::Wire;
+
+namespace {
+
+/// Key frame of two vertices in the box (0,0,0)-(65535,65535,65535), where quantised steps are one unit, and no faces.
+Wire KeyFrame() {
+    return Wire()
+        .Version(2, 1, 5, 1)
+        .Floats({0, 0, 0, 65535, 65535, 65535})
+        .U32(2)
+        .U32(0)
+        .U32(0)
+        .Vertex(100 - 32768, 200 - 32768, 300 - 32768, -32768, 32767)
+        .Vertex(1000 - 32768, 2000 - 32768, 3000 - 32768, 0, 1);
+}
+
+Wire DeltaHeader(unsigned vertexVersion, unsigned flags = 1) {
+    return Wire().Version(vertexVersion, flags, 6, 2).Floats({0, 0, 0, 65535, 65535, 65535});
+}
+
+/// A plain delta frame whose byte b stands for b units on every axis.
+Wire PlainDelta(std::initializer_list<unsigned> bytes) {
+    return DeltaHeader(3).Floats({0, 0, 0, 255, 255, 255}).Bytes(bytes);
+}
+
+std::vector<float> Positions(const Frame& frame) {
+    const std::vector<float> floats = frame.Floats();
+    std::vector<float> positions;
+    for (std::size_t i = 0; i < floats.size(); i += 5) {
+        positions.insert(positions.end(), {floats[i], floats[i + 1], floats[i + 2]});
+    }
+    return positions;
+}
+
+std::string FailureOf(const Wire& wire, HRESULT expected = E_UNEXPECTED) {
+    AssertionRecorder recorder;
+    Reader reader(13);
+    Frame frame;
+    EXPECT_EQ(reader.Read(KeyFrame(), &frame), S_OK);
+    EXPECT_EQ(reader.Read(wire, &frame), expected);
+    const std::string text = AssertionRecorder::Text();
+    EXPECT_EQ(reader.Read(KeyFrame(), &frame), S_OK) << "the next key frame must decode";
+    return text;
+}
+
+constexpr UINT32 c_NoBits = 0;
+
+/// A Huffman section with one-leaf tables: every byte of axis a is 0, whatever its symbol.
+Wire HuffmanHead(UINT32 x, UINT32 y, UINT32 z) {
+    return DeltaHeader(7).Floats({0, 0, 0, 255, 255, 255}).U32(x).U32(y).U32(z);
+}
+
+Wire Frequencies(std::initializer_list<std::pair<std::size_t, INT32>> entries) {
+    std::vector<INT32> table(256);
+    for (const auto& entry : entries) {
+        table[entry.first] = entry.second;
+    }
+    Wire wire;
+    for (const INT32 value : table) {
+        wire.U32(static_cast<UINT32>(value));
+    }
+    return wire;
+}
+
+std::vector<BYTE> Golomb(std::initializer_list<UINT32> words, UINT32 numBits, BYTE m, BYTE center) {
+    std::vector<BYTE> out{99};
+    const std::vector<UINT32> copy(words);
+    EXPECT_EQ(CGolombDecompressor().Decompress(copy.data(), numBits, m, center, out), S_OK);
+    return out;
+}
+
+}  // namespace
+
+TEST(DeltaVertices, ExtrapolatesFromTheSecondFrameOn) {
+    Reader reader(13);
+    Frame frame;
+    ASSERT_EQ(reader.Read(KeyFrame(), &frame), S_OK);
+    ASSERT_EQ(reader.Read(PlainDelta({1, 2, 3, 0, 0, 255}), &frame), S_OK);
+    EXPECT_EQ(Positions(frame), (std::vector<float>{101, 202, 303, 1000, 2000, 3255}));
+    // Without corrections the motion of the last step goes on.
+    ASSERT_EQ(reader.Read(PlainDelta({0, 0, 0, 0, 0, 0}), &frame), S_OK);
+    EXPECT_EQ(Positions(frame), (std::vector<float>{102, 204, 306, 1000, 2000, 3510}));
+    ASSERT_EQ(reader.Read(PlainDelta({10, 0, 0, 0, 0, 0}), &frame), S_OK);
+    EXPECT_EQ(Positions(frame), (std::vector<float>{113, 206, 309, 1000, 2000, 3765}));
+    // A key frame starts over: no motion is predicted after it.
+    ASSERT_EQ(reader.Read(KeyFrame(), &frame), S_OK);
+    ASSERT_EQ(reader.Read(PlainDelta({0, 0, 0, 0, 0, 0}), &frame), S_OK);
+    EXPECT_EQ(Positions(frame), (std::vector<float>{100, 200, 300, 1000, 2000, 3000}));
+}
+
+TEST(DeltaVertices, OutputIsClampedHistoryIsNot) {
+    Reader reader(13);
+    Frame frame;
+    ASSERT_EQ(reader.Read(KeyFrame(), &frame), S_OK);
+    const Wire outside = DeltaHeader(3).Floats({-200, 0, 0, 0, 0, 0}).Bytes({0, 0, 0, 0, 0, 0});
+    ASSERT_EQ(reader.Read(outside, &frame), S_OK);
+    EXPECT_EQ(Positions(frame)[0], 0.0f);
+    const Wire still = DeltaHeader(3).Floats({300, 0, 0, 300, 0, 0}).Bytes({0, 0, 0, 0, 0, 0});
+    ASSERT_EQ(reader.Read(still, &frame), S_OK);
+    EXPECT_EQ(Positions(frame)[0], 0.0f);  // -100 - 200 + 300: the history went on from -100, not from 0
+    EXPECT_EQ(Positions(frame)[3], 900.0f);
+}
+
+TEST(DeltaVertices, LayoutsOfDeltaFrames) {
+    const struct {
+        UINT32 format;
+        std::size_t stride;
+    } layouts[] = {{5, 12}, {7, 20}, {13, 20}, {15, 32}};
+    for (const auto& layout : layouts) {
+        Reader reader(layout.format);
+        Frame key, frame;
+        ASSERT_EQ(reader.Read(KeyFrame(), &key), S_OK);
+        ASSERT_EQ(reader.Read(PlainDelta({1, 2, 3, 0, 0, 255}), &frame), S_OK);
+        const std::vector<BYTE> keyBytes = Frame::Read<BYTE>(key.vertices);
+        const std::vector<BYTE> bytes = Frame::Read<BYTE>(frame.vertices);
+        ASSERT_EQ(bytes.size(), 2 * layout.stride);
+        const bool isFloat = (layout.format & 8) != 0;
+        const std::size_t positionBytes = isFloat ? 12 : 6;
+        const std::size_t texCoordBytes = isFloat ? 8 : 4;
+        for (std::size_t i = 0; i < 2; ++i) {
+            const BYTE* const record = &bytes[i * layout.stride];
+            const BYTE* const end = record + layout.stride;
+            EXPECT_TRUE(std::equal(end - texCoordBytes, end, &keyBytes[(i + 1) * layout.stride - texCoordBytes]));
+            EXPECT_TRUE(std::all_of(record + positionBytes, end - texCoordBytes, [](BYTE b) { return b == 0; }));
+        }
+        if (isFloat) {
+            EXPECT_EQ(frame.Floats()[0], 101.0f);
+        } else {
+            EXPECT_EQ(frame.Words()[0], 101 - 32768);
+            EXPECT_EQ(frame.Words()[layout.stride / 2 + 2], 3255 - 32768);
+        }
+        // The index buffer is the key frame's own.
+        EXPECT_EQ(frame.indices.p, key.indices.p);
+        EXPECT_EQ(frame.Attribute(NimbAttrib_IsKeyFrame), 0u);
+        EXPECT_EQ(frame.Attribute(NimbAttrib_NumVertices), 2u);
+    }
+}
+
+TEST(DeltaVertices, StoredNormalsFollowTheDeltas) {
+    const Wire delta = DeltaHeader(3, 0x21)
+                           .Floats({0, 0, 0, 255, 255, 255})
+                           .Bytes({0, 0, 0, 0, 0, 0})
+                           .U16(0)
+                           .U16(65535)
+                           .U16(1)
+                           .U16(2)
+                           .U16(3)
+                           .U16(4);
+    Frame frame;
+    Reader floats(15);
+    ASSERT_EQ(floats.Read(KeyFrame(), &frame), S_OK);
+    ASSERT_EQ(floats.Read(delta, &frame), S_OK);
+    const std::vector<float> f = frame.Floats();
+    EXPECT_EQ((std::vector<float>{f[0], f[3], f[4], f[6], f[11]}),
+              (std::vector<float>{100, -1, 1, 0, 2.0f / 65535.0f + 2.0f / 65535.0f - 1.0f}));
+    Reader words(7);
+    ASSERT_EQ(words.Read(KeyFrame(), &frame), S_OK);
+    ASSERT_EQ(words.Read(delta, &frame), S_OK);
+    const std::vector<std::int16_t> w = frame.Words();
+    EXPECT_EQ((std::vector<std::int16_t>{w[4], w[5], w[6], w[7], w[14], w[15], w[16]}),
+              (std::vector<std::int16_t>{0, -1, 1, 0, 2, 3, 4}));
+    Reader without(13);
+    ASSERT_EQ(without.Read(KeyFrame(), &frame), S_OK);
+    ASSERT_EQ(without.Read(delta, &frame), S_OK);
+    EXPECT_EQ(Positions(frame)[3], 1000.0f);
+}
+
+TEST(DeltaVertices, VerticesThatMeetGoOnByTheirOwnMotion) {
+    // Nothing of the records is there, so the three vertices start alike. The last two meet again on the way.
+    Reader reader(13);
+    Frame frame;
+    ASSERT_EQ(
+        reader.Read(Wire().Version(2, 1, 5, 1).Floats({0, 0, 0, 65535, 65535, 65535}).U32(3).U32(0).U32(0), &frame),
+        S_OK);
+    const float start = Positions(frame)[0];
+    ASSERT_EQ(reader.Read(PlainDelta({0, 0, 0, 10, 10, 10, 0, 0, 0}), &frame), S_OK);
+    ASSERT_EQ(reader.Read(PlainDelta({0, 0, 0, 0, 0, 0, 20, 20, 20}), &frame), S_OK);
+    ASSERT_EQ(reader.Read(PlainDelta({0, 0, 0, 0, 0, 0, 0, 0, 0}), &frame), S_OK);
+    const std::vector<float> p = Positions(frame);
+    EXPECT_EQ(p[0], start);
+    EXPECT_EQ(p[3], start + 30);
+    EXPECT_EQ(p[6], start + 40);
+}
+
+TEST(DeltaVertices, PlainSectionRejections) {
+    EXPECT_EQ(FailureOf(DeltaHeader(3)), "bytesRead == sizeof(minx)");
+    EXPECT_EQ(FailureOf(DeltaHeader(3).Floats({0, 0, 0})), "bytesRead == sizeof(maxx)");
+    EXPECT_EQ(FailureOf(DeltaHeader(3).Floats({0, 0, 0, 1, 1}).U16(0)),
+              "(((HRESULT)(hr)) >= 0) && bytesRead == sizeof(maxz)");
+    EXPECT_EQ(FailureOf(PlainDelta({1, 2, 3, 4, 5})), "numBytes == bytesRead");
+    EXPECT_EQ(FailureOf(DeltaHeader(6).UnitBox()), "Unsupported vertex format");
+
+    AssertionRecorder recorder;
+    Reader reader(13);
+    Frame frame;
+    EXPECT_EQ(reader.Read(PlainDelta({}), &frame), E_UNEXPECTED);
+    EXPECT_EQ(AssertionRecorder::Text(), "pCtx->m_pPrevMesh");
+}
+
+TEST(HuffmanTree, TiesGoAsTheFormatSays) {
+    std::vector<int> frequencies{1, 1, 1, 1, -5, 0, 2};
+    std::vector<HuffmanCode> codes;
+    HuffmanEncoding encoding;
+    encoding.BuildTable(frequencies, codes);
+    ASSERT_EQ(codes.size(), 257u);
+    // Worked by hand: the heap pairs 0 with 2, then 1 with 3, then (0, 2) with 6.
+    const struct {
+        std::size_t symbol;
+        INT32 numbits;
+        UINT32 code;
+    } expected[] = {{0, 3, 0b100}, {1, 2, 0b00}, {2, 3, 0b101}, {3, 2, 0b01}, {6, 2, 0b11}, {4, 0, 0}, {5, 0, 0}};
+    for (const auto& e : expected) {
+        EXPECT_EQ(codes[e.symbol].numbits, e.numbits) << e.symbol;
+        EXPECT_EQ(codes[e.symbol].code, e.code) << e.symbol;
+    }
+}
+
+TEST(HuffmanVertices, DecodesAxisByAxis) {
+    Reader reader(13);
+    Frame frame;
+    ASSERT_EQ(reader.Read(KeyFrame(), &frame), S_OK);
+    // x: 5 is left (0) and 9 right (1); y: no bits, all 0; z: three symbols, the most frequent with one bit.
+    Wire wire = HuffmanHead(2, c_NoBits, 3);
+    wire += Frequencies({{5, 1}, {9, 2}});
+    wire.U32(0x40000000);  // 5, 9
+    wire += Frequencies({{77, 3}});
+    wire += Frequencies({{1, 1}, {2, 1}, {200, 5}});
+    wire.U32(0xA0000000);  // 1, then 01
+    ASSERT_EQ(reader.Read(wire, &frame), S_OK);
+    const std::vector<float> p = Positions(frame);
+    EXPECT_EQ(p[0], 105.0f);
+    EXPECT_EQ(p[3], 1009.0f);
+    EXPECT_EQ(p[1], 200.0f);
+    EXPECT_EQ(p[2], 500.0f);
+    EXPECT_EQ(p[5], 3002.0f);
+}
+
+TEST(HuffmanVertices, FewerSymbolsThanVerticesLeaveZeros) {
+    Reader reader(13);
+    Frame frame;
+    ASSERT_EQ(reader.Read(KeyFrame(), &frame), S_OK);
+    Wire wire = HuffmanHead(1, c_NoBits, c_NoBits);
+    wire += Frequencies({{5, 1}, {9, 1}});
+    wire.U32(0) += Frequencies({});
+    wire += Frequencies({});
+    ASSERT_EQ(reader.Read(wire, &frame), S_OK);
+    EXPECT_EQ(Positions(frame)[0], 105.0f);
+    EXPECT_EQ(Positions(frame)[3], 1000.0f);
+}
+
+TEST(HuffmanVertices, Rejections) {
+    const Wire two = Frequencies({{5, 1}, {9, 1}});
+    const Wire none = Frequencies({});
+    EXPECT_EQ(FailureOf(DeltaHeader(7).Floats({0, 0, 0, 1, 1, 1}).U32(1).U16(0)), "bytesRead == sizeof(numBits[i])");
+    // More symbols than vertices, a one-leaf and an empty tree with bits, and words that the stream does not hold.
+    EXPECT_EQ(FailureOf((((HuffmanHead(3, 0, 0) += two).U32(0) += none) += none)), "");
+    EXPECT_EQ(FailureOf((((HuffmanHead(1, 0, 0) += Frequencies({{5, 1}})).U32(0) += none) += none)), "");
+    EXPECT_EQ(FailureOf((((HuffmanHead(1, 0, 0) += none).U32(0) += none) += none)), "");
+    EXPECT_EQ(FailureOf((HuffmanHead(33, 0, 0) += two).U32(0)), "");
+    EXPECT_EQ(FailureOf((HuffmanHead(0xFFFFFFFF, 0, 0) += two).U32(0)), "");
+}
+
+TEST(GolombCode, DecodesEachParameterRule) {
+    using Bytes = std::vector<BYTE>;
+    EXPECT_EQ(Golomb({}, 0, 4, 7), (Bytes{}));
+    // m = 1 reads one extra bit after the quotient: 0|0, 0|1, 10|0, 110|1 stand for 0, 1, 1, 3.
+    EXPECT_EQ(Golomb({0b00011001101u << 21}, 11, 1, 100), (Bytes{100, 99, 99, 98}));
+    // m = 2: quotient and one bit. 0|0, 0|1, 10|0, 10|1 stand for 0, 1, 2, 3.
+    EXPECT_EQ(Golomb({0b0001100101u << 22}, 10, 2, 250), (Bytes{250, 249, 251, 248}));
+    // m = 3: 0|0 is 0, 0|1|0 is 1, 0|1|1 is 2, 10|1|1 is 5.
+    EXPECT_EQ(Golomb({0b000100111011u << 20}, 12, 3, 10), (Bytes{10, 9, 11, 7}));
+    // m = 4: 0|0|0 to 0|1|1 are 0 to 3; 110|1|0 is 10.
+    EXPECT_EQ(Golomb({0b00000101001111010u << 15}, 17, 4, 250), (Bytes{250, 249, 251, 248, 255}));
+    // m = 0 stands for the centre with every code.
+    EXPECT_EQ(Golomb({0b0101100u << 25}, 7, 0, 42), (Bytes{42, 42, 42, 42}));
+    // The centre wraps.
+    EXPECT_EQ(Golomb({0b11111111110u << 21 | 0}, 12, 2, 250), (Bytes{4}));
+}
+
+TEST(GolombCode, LongStreamsEqualTheBitByBitRule) {
+    // Every code is read from a window in the middle of a long stream and bit by bit in a stream of its own.
+    for (const BYTE m : {BYTE{0}, BYTE{1}, BYTE{2}, BYTE{3}, BYTE{5}, BYTE{8}, BYTE{37}, BYTE{255}}) {
+        std::vector<UINT32> words;
+        UINT32 state = 12345u + m;
+        for (int i = 0; i < 400; ++i) {
+            state = state * 1664525u + 1013904223u;
+            words.push_back(i % 37 == 5 ? 0xFFFFFFFFu : state);  // some very long quotients
+        }
+        words.back() = 0;  // ends every code
+        constexpr UINT32 numBits = 400 * 32 - 16;
+        std::vector<BYTE> whole;
+        ASSERT_EQ(CGolombDecompressor().Decompress(words.data(), numBits, m, 9, whole), S_OK);
+
+        std::vector<BYTE> pieces;
+        std::size_t position = 0;
+        const auto bit = [&](std::size_t i) { return (words[i >> 5] >> (31 - (i & 31))) & 1; };
+        UINT32 b = 0;
+        while ((1u << b) < m) {
+            ++b;
+        }
+        while (position < numBits) {
+            UINT32 q = 0, r = 0;
+            while (bit(position++) != 0) {
+                ++q;
+            }
+            for (UINT32 i = 1; i < b; ++i) {
+                r = 2 * r + bit(position++);
+            }
+            const UINT32 u = (1u << b) - m;
+            const UINT32 value = r >= u ? q * m - u + 2 * r + bit(position++) : q * m + r;
+            const INT32 s = static_cast<INT32>(value ^ (0u - (value & 1))) / 2;
+            pieces.push_back(static_cast<BYTE>(9 + s));
+        }
+        ASSERT_EQ(whole, pieces) << "m = " << int{m};
+    }
+}
+
+TEST(GolombVertices, DecodesAndRejects) {
+    const auto section = [](std::initializer_list<UINT32> numBits) {
+        Wire wire = DeltaHeader(4).Floats({0, 0, 0, 255, 255, 255}).Bytes({10, 20, 30, 2, 2, 2});
+        for (const UINT32 bits : numBits) {
+            wire.U32(bits);
+        }
+        return wire;
+    };
+    Reader reader(13);
+    Frame frame;
+    ASSERT_EQ(reader.Read(KeyFrame(), &frame), S_OK);
+    // m = 2; the codes are 00 (0), 01 (-1) and 100 (+1).
+    ASSERT_EQ(reader.Read(section({4, 5, 4}).U32(0x10000000).U32(0x60000000).U32(0), &frame), S_OK);
+    EXPECT_EQ(Positions(frame), (std::vector<float>{110, 219, 330, 1009, 2021, 3030}));
+
+    // Surplus symbols are ignored as long as all axes have as many.
+    ASSERT_EQ(reader.Read(KeyFrame(), &frame), S_OK);
+    ASSERT_EQ(reader.Read(section({6, 6, 6}).U32(0).U32(0).U32(0), &frame), S_OK);
+    EXPECT_EQ(Positions(frame)[5], 3030.0f);
+
+    EXPECT_EQ(FailureOf(section({4, 6, 4}).U32(0).U32(0).U32(0)),
+              "len == decompressedDataSingleAxis[1].size() && len == decompressedDataSingleAxis[2].size()");
+    EXPECT_EQ(FailureOf(section({2, 2, 2}).U32(0).U32(0).U32(0)), "Mesh size doesn't match compressed size");
+    EXPECT_EQ(FailureOf(section({32, 4, 4}).U32(0xFFFFFFFF).U32(0).U32(0)), "compressedDataIndex < compressedLen");
+    EXPECT_EQ(FailureOf(section({4, 4}).U16(0)), "bytesRead == sizeof(numBits[i])");
+    EXPECT_EQ(FailureOf(DeltaHeader(4).Floats({0, 0, 0, 1, 1, 1}).Bytes({1, 2})),
+              "bytesRead == sizeof(deltaCenter[i])");
+    EXPECT_EQ(FailureOf(DeltaHeader(4).Floats({0, 0, 0, 1, 1, 1}).Bytes({1, 2, 3, 4})),
+              "bytesRead == sizeof(deltaMedian[i])");
+    EXPECT_EQ(FailureOf(DeltaHeader(4).Floats({0, 0, 0, 1, 1}).U16(1)),
+              "(((HRESULT)(hr)) >= 0) && bytesRead == sizeof(maxz)");
+    // The count of words wraps, so the longest streams have none.
+    EXPECT_EQ(FailureOf(section({0xFFFFFFFF, 4, 4}).U32(0)), "compressedDataIndex < compressedLen");
+    EXPECT_EQ(FailureOf(section({0xFFFFFFE0, 4, 4}).U32(0)), "");
+    std::vector<BYTE> out;
+    const std::vector<UINT32> words{0};
+    for (const UINT32 numBits : {0xFFFFFFE1u, 0xFFFFFFFFu}) {
+        AssertionRecorder recorder;
+        EXPECT_EQ(CGolombDecompressor().Decompress(words.data(), numBits, 2, 0, out), E_UNEXPECTED);
+        EXPECT_EQ(AssertionRecorder::Text(), "compressedDataIndex < compressedLen");
+    }
+}
+
+TEST(DeltaVertices, OfSeveralFaultsTheFirstCounts) {
+    // The stream fails at read `failAt`, and buffers of a delta frame are refused with E_FAIL, or not.
+    const auto outcome = [](const Wire& wire, std::size_t failAt, bool buffers = true) {
+        NimbTest::PatternAllocator allocator(0, buffers ? 1000 : 0);
+        Reader reader(13);
+        Frame frame;
+        EXPECT_EQ(reader.Read(KeyFrame(), &frame), S_OK);
+        reader.reader.Initialize(&allocator, 13);
+        NimbTest::MemoryStream stream(wire.Data().data(), wire.Size(), failAt);
+        frame = Frame();
+        AssertionRecorder recorder;
+        const HRESULT hr = reader.reader.ReadMesh(&stream, 0, &frame.vertices, &frame.indices);
+        return std::make_pair(hr, AssertionRecorder::Text());
+    };
+    using Outcome = std::pair<HRESULT, std::string>;
+    constexpr std::size_t never = 1000, header = 3, box = 6, lengths = 3;
+    const Wire golomb = DeltaHeader(4).Floats({0, 0, 0, 255, 255, 255}).Bytes({1, 2, 3, 2, 2, 2});
+    const Wire tooShort = Wire(golomb).U32(2).U32(2).U32(2).U32(0).U32(0).U32(0);
+    EXPECT_EQ(outcome(tooShort, never), Outcome(E_UNEXPECTED, "Mesh size doesn't match compressed size"));
+    EXPECT_EQ(outcome(tooShort, never, false), Outcome(E_FAIL, "")) << "the buffer comes before the bytes";
+    // Each axis is decoded before the next is read.
+    const Wire overrun = Wire(golomb).U32(32).U32(64).U32(4).U32(0xFFFFFFFF).U32(0);
+    EXPECT_EQ(outcome(overrun, never), Outcome(E_UNEXPECTED, "compressedDataIndex < compressedLen"));
+    EXPECT_EQ(outcome(overrun, header + box + 6 + lengths), Outcome(E_FAIL, ""));
+    EXPECT_EQ(outcome(overrun, header + box + 6 + lengths + 1),
+              Outcome(E_UNEXPECTED, "compressedDataIndex < compressedLen"));
+    const Wire surplus = (HuffmanHead(3, 0, 0) += Frequencies({{5, 1}, {9, 1}})).U32(0);
+    EXPECT_EQ(outcome(surplus, header + box + lengths + 1), Outcome(E_FAIL, ""));
+    EXPECT_EQ(outcome(surplus, header + box + lengths + 2), Outcome(E_UNEXPECTED, ""));
+    // In plain sections a failing read is fatal.
+    EXPECT_EQ(outcome(PlainDelta({1, 2, 3, 4, 5, 6}), header + box), Outcome(E_UNEXPECTED, "numBytes == bytesRead"));
+}

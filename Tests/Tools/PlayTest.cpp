@@ -1,0 +1,376 @@
+// `nimb play` on a clip in whose pictures everything can be told apart: sides, up and down, left and right, frames.
+#include "Clip/Read/ClipReader.h"
+#include "Clip/Write/Mp4Writer.h"
+#include "Authoring/Frame/FrameEncoder.h"
+#include "Authoring/Source/ImageFile.h"
+#include "Tests/Tools/ToolTest.h"
+#include "Tools/nimb/ExitStatus.h"
+#include "Tools/nimb/Viewer/ClipIndex.h"
+#include "Tools/nimb/Viewer/ContactSheet.h"
+#include "Tools/nimb/Viewer/Renderer.h"
+#include "Tools/nimb/Viewer/Report.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <functional>
+
+namespace ToolTest {
+namespace {
+
+using Nimb::Authoring::Image;
+using Nimb::Authoring::Mesh;
+using Nimb::Authoring::Vec3;
+
+constexpr int c_FrameCount = 20;
+constexpr int c_CellSize = 64;  // of a side's picture in the texture
+
+struct Side {
+    const char* view;
+    Vec3 left, right;  ///< lower corners as seen from outside, whose upper ones are at y = 1
+    Nimb::Tool::Colour colour;
+};
+constexpr float c_H = 0.5f;
+const Side c_Sides[] = {{"front", {-c_H, 0, c_H}, {c_H, 0, c_H}, {230, 30, 30, 255}},
+                        {"right", {c_H, 0, c_H}, {c_H, 0, -c_H}, {30, 200, 30, 255}},
+                        {"back", {c_H, 0, -c_H}, {-c_H, 0, -c_H}, {40, 60, 240, 255}},
+                        {"left", {-c_H, 0, -c_H}, {-c_H, 0, c_H}, {220, 210, 20, 255}}};
+constexpr std::size_t c_SideCount = std::size(c_Sides);
+
+int LevelOf(int frame) {
+    return 30 + frame * 10;
+}
+
+/// A cell for each side: its colour in the upper left quarter, half as bright to the right of that; the lower half is
+/// grey and says which frame it is.
+Image PaintTexture(int frame) {
+    Image image(c_CellSize * c_SideCount, c_CellSize);
+    for (std::size_t y = 0; y < image.height; ++y) {
+        for (std::size_t x = 0; x < image.width; ++x) {
+            const Nimb::Tool::Colour& colour = c_Sides[x / c_CellSize].colour;
+            const bool isLeft = x % c_CellSize < c_CellSize / 2, isUpper = y < c_CellSize / 2;
+            for (std::size_t i = 0; i < 3; ++i) {
+                const int value = isUpper ? colour[i] / (isLeft ? 1 : 2) : LevelOf(frame);
+                image.Pixel(x, y)[i] = static_cast<BYTE>(value);
+            }
+            image.Pixel(x, y)[3] = 255;
+        }
+    }
+    return image;
+}
+
+/// Four walls of a cube that stands on the ground. `isInsideOut` turns the front's triangles around.
+Mesh MakeWalls(bool isInsideOut) {
+    Mesh mesh;
+    for (std::size_t side = 0; side < c_SideCount; ++side) {
+        const Vec3 &a = c_Sides[side].left, &b = c_Sides[side].right;
+        const float u0 = static_cast<float>(side) / c_SideCount, u1 = static_cast<float>(side + 1) / c_SideCount;
+        const auto first = static_cast<UINT32>(mesh.positions.size());
+        mesh.positions.insert(mesh.positions.end(), {a, b, {b.x, 1, b.z}, {a.x, 1, a.z}});
+        mesh.texCoords.insert(mesh.texCoords.end(), {{u0, 1}, {u1, 1}, {u1, 0}, {u0, 0}});
+        if (isInsideOut && side == 0) {
+            mesh.faces.insert(mesh.faces.end(), {{{first, first + 2, first + 1}}, {{first, first + 3, first + 2}}});
+        } else {
+            mesh.faces.insert(mesh.faces.end(), {{{first, first + 1, first + 2}}, {{first, first + 2, first + 3}}});
+        }
+    }
+    return mesh;
+}
+
+struct CubeClip {
+    bool isInsideOut = false;
+    double audioSeconds = 0;
+    std::function<void(int number, Nimb::Authoring::Bytes& mesh)> damage;
+};
+
+void MakeCubeClip(const std::string& path, const CubeClip& recipe = {}) {
+    Nimb::Authoring::ClipVideoOptions video;
+    video.width = c_CellSize * static_cast<int>(c_SideCount);
+    video.height = c_CellSize;
+    video.quality = 5;
+    Nimb::Authoring::Mp4Writer writer(path, video,
+                                recipe.audioSeconds > 0 ? std::optional(Nimb::Authoring::ClipAudioOptions()) : std::nullopt);
+    Nimb::Authoring::FrameEncoder encoder;
+    Nimb::Authoring::FileAttributes attributes;
+    for (int number = 0; number < c_FrameCount; ++number) {
+        Nimb::Authoring::EncodedFrame frame = encoder.KeyFrame(MakeWalls(recipe.isInsideOut));
+        if (recipe.damage) {
+            recipe.damage(number, frame.bytes);
+        }
+        const Image texture = PaintTexture(number);
+        writer.AddFrame(texture.rgba.data(), texture.width * 4, frame.bytes);
+        attributes.maxVertexCount = std::max(attributes.maxVertexCount, frame.numVertices);
+        attributes.maxIndexCount = std::max(attributes.maxIndexCount, frame.numIndices);
+    }
+    if (recipe.audioSeconds > 0) {
+        const std::vector<float> silence(static_cast<std::size_t>(recipe.audioSeconds * 48000) * 2);
+        writer.AddAudio(silence.data(), silence.size() / 2);
+    }
+    attributes.frameCount = c_FrameCount;
+    attributes.bboxMin = {-c_H, 0, -c_H};
+    attributes.bboxMax = {c_H, 1, c_H};
+    writer.Finish(attributes);
+}
+
+void ExpectColour(const Image& image, std::size_t x, std::size_t y, const Nimb::Tool::Colour& expected, int tolerance) {
+    for (std::size_t i = 0; i < 4; ++i) {
+        EXPECT_NEAR(image.Pixel(x, y)[i], expected[i], tolerance) << "channel " << i << " at " << x << ", " << y;
+    }
+}
+
+/// What one wall looks like that is seen head on in the picture's middle.
+void ExpectWall(const Image& image, std::size_t left, std::size_t top, std::size_t size, const Side& side, int frame) {
+    const std::size_t low = size * 3 / 8, high = size * 5 / 8;  // well inside each quarter
+    const Nimb::Tool::Colour& c = side.colour;
+    const auto half = [](BYTE value) { return static_cast<BYTE>(value / 2); };
+    const auto level = static_cast<BYTE>(LevelOf(frame));
+    ExpectColour(image, left + low, top + low, c, 12);
+    ExpectColour(image, left + high, top + low, {half(c[0]), half(c[1]), half(c[2]), 255}, 12);
+    ExpectColour(image, left + low, top + high, {level, level, level, 255}, 4);
+    ExpectColour(image, left + high, top + high, {level, level, level, 255}, 4);
+}
+
+class PlayCommand : public testing::Test {
+protected:
+    static void SetUpTestSuite() { unsetenv("DISPLAY"); }
+
+    static ToolResult Play(const std::string& arguments, const std::string& before = "") {
+        return RunNimb("play " + arguments, before);
+    }
+    std::string Clip(const CubeClip& recipe = {}) const {
+        MakeCubeClip(m_Clip, recipe);
+        return m_Clip;
+    }
+
+    TemporaryFolder m_Folder;
+    const std::string m_Clip = m_Folder / "clip.mp4";
+    const std::string m_Output = m_Folder / "output";
+};
+
+TEST_F(PlayCommand, ContactSheetShowsEverySideOfEveryFrameTheRightWayUp) {
+    const std::string output = m_Output + ".png";
+    const ToolResult result =
+        Play(Clip() + " --contact-sheet " + output + " --views front,right,back,left --columns 7 --cell 64x64");
+    ASSERT_EQ(result.status, 0) << result.err;
+    const Image sheet = Nimb::Authoring::ReadImage(output);
+    const std::vector<int> frames = Nimb::Tool::SpreadFrames(c_FrameCount, 7);
+    EXPECT_EQ(frames, (std::vector<int>{0, 3, 6, 10, 13, 16, 19}));
+    const Nimb::Tool::ContactSheet layout(frames, std::vector<Nimb::Tool::View>(c_SideCount), 64, 64, 30);
+    ASSERT_EQ(sheet.width, layout.Picture().width);
+    for (std::size_t row = 0; row < c_SideCount; ++row) {
+        for (std::size_t column = 0; column < frames.size(); ++column) {
+            SCOPED_TRACE(std::string(c_Sides[row].view) + " of frame " + std::to_string(frames[column]));
+            ExpectWall(sheet, layout.CellX(column), layout.CellY(row), 64, c_Sides[row], frames[column]);
+        }
+    }
+}
+
+TEST_F(PlayCommand, SnapshotIsOfTheMomentAskedFor) {
+    const std::string output = m_Output + ".png", clip = Clip();
+    const std::pair<const char*, int> moments[] = {{"", 10}, {"--at 0", 0}, {"--at 0.25s", 7}, {"--at 100%", 19}};
+    for (const auto& [arguments, frame] : moments) {
+        SCOPED_TRACE(arguments);
+        const ToolResult result =
+            Play(clip + " -y --size 96x96 --background none --snapshot " + output + " " + arguments);
+        ASSERT_EQ(result.status, 0) << result.err;
+        const Image image = Nimb::Authoring::ReadImage(output);
+        ExpectWall(image, 0, 0, 96, c_Sides[0], frame);
+        ExpectColour(image, 1, 1, {0, 0, 0, 0}, 0);
+    }
+    EXPECT_EQ(Play(clip + " -y --at 20 --snapshot " + output).status, 2);
+}
+
+TEST_F(PlayCommand, WindingErrorsShowWhenAskedFor) {
+    const std::string output = m_Output + ".png";
+    CubeClip recipe;
+    recipe.isInsideOut = true;
+    const std::string common = Clip(recipe) + " -y --size 64x64 --at 0 --snapshot " + output + " --back-faces ";
+    ASSERT_EQ(Play(common + "show").status, 0);
+    ExpectWall(Nimb::Authoring::ReadImage(output), 0, 0, 64, c_Sides[0], 0);
+    ASSERT_EQ(Play(common + "mark").status, 0);
+    ExpectColour(Nimb::Authoring::ReadImage(output), 32, 32, {255, 0, 255, 255}, 0);
+    ASSERT_EQ(Play(common + "cull --background '#102030'").status, 0);
+    ExpectColour(Nimb::Authoring::ReadImage(output), 32, 32, {0x10, 0x20, 0x30, 255}, 0);
+}
+
+/// Grey levels of a recorded video, where the front wall says which frame it is.
+std::vector<int> RecordedFrames(const std::string& path, std::size_t size, const std::string& folder) {
+    const std::string pixels = folder + "/pixels.rgba";
+    EXPECT_EQ(RunCommand("ffmpeg -v error -y -i " + path + " -f rawvideo -pix_fmt rgba " + pixels).status, 0);
+    const std::vector<unsigned char> bytes = ReadFile(pixels);
+    std::vector<int> frames;
+    for (std::size_t at = (size * 5 / 8 * size + size / 2) * 4; at < bytes.size(); at += size * size * 4) {
+        frames.push_back((bytes[at] - LevelOf(0) + 5) / 10);
+    }
+    return frames;
+}
+
+TEST_F(PlayCommand, RecordingHasEveryFrameOnceAndTheSound) {
+    const std::string output = m_Output + ".mp4";
+    CubeClip recipe;
+    recipe.audioSeconds = 0.6;
+    const ToolResult result = Play(Clip(recipe) + " --size 128x128 --record " + output);
+    ASSERT_EQ(result.status, 0) << result.err;
+    std::vector<int> expected;
+    for (int number = 0; number < c_FrameCount; ++number) {
+        expected.push_back(number);
+    }
+    EXPECT_EQ(RecordedFrames(output, 128, m_Folder / ""), expected);
+    const Nimb::Authoring::ClipReader reader(output);
+    ASSERT_EQ(reader.Tracks().size(), 2u);
+    EXPECT_NEAR(reader.Tracks()[0].Rate(), 30, 0.01);
+    EXPECT_NEAR(reader.Tracks()[1].seconds, 0.6, 0.05);
+}
+
+TEST_F(PlayCommand, AFrameWithoutAMeshIsReportedAndNotMistakenForAnother) {
+    CubeClip recipe;
+    recipe.damage = [](int number, Nimb::Authoring::Bytes& mesh) {
+        if (number == 6) {
+            mesh.resize(mesh.size() / 2);
+        }
+    };
+    const std::string video = m_Output + ".mp4", picture = m_Output + ".png";
+    const ToolResult result = Play(Clip(recipe) + " --size 64x64 --record " + video);
+    EXPECT_EQ(result.status, 1);
+    EXPECT_NE(result.err.find("frame 6 cannot be shown"), std::string::npos) << result.err;
+    std::vector<int> expected;
+    for (int number = 0; number < c_FrameCount; ++number) {
+        expected.push_back(number == 6 ? 5 : number);
+    }
+    EXPECT_EQ(RecordedFrames(video, 64, m_Folder / ""), expected);
+    EXPECT_EQ(Play(m_Clip + " --at 6 --snapshot " + picture).status, 1);
+    EXPECT_FALSE(std::filesystem::exists(picture));
+
+    // Without any mesh in the sample, the player pairs all later meshes with the wrong pictures.
+    recipe.damage = [](int number, Nimb::Authoring::Bytes& mesh) {
+        if (number == 6) {
+            mesh.clear();
+        }
+    };
+    for (const std::string& mode : {"--snapshot " + picture, std::string("--headless")}) {
+        const ToolResult shifted = Play(Clip(recipe) + " -y --size 64x64 " + mode);
+        EXPECT_EQ(shifted.status, 1);
+        EXPECT_NE(shifted.err.find("frame 6 has no mesh"), std::string::npos) << shifted.err;
+    }
+}
+
+int ReportedCount(const std::string& report, const std::string& name) {
+    const std::size_t at = report.find(name);
+    return at == std::string::npos ? -1 : std::atoi(report.c_str() + at + name.size());
+}
+
+TEST_F(PlayCommand, HeadlessPlaybackReportsEveryPass) {
+    const ToolResult result = Play(Clip() + " --loop 2 --size 64x64");
+    ASSERT_EQ(result.status, 0) << result.err;
+    EXPECT_NE(result.err.find("no display"), std::string::npos) << result.err;
+    // What a busy machine drops is counted, too.
+    const int shown = ReportedCount(result.out, "frames shown"), dropped = ReportedCount(result.out, "frames dropped");
+    EXPECT_EQ(shown + dropped, 2 * c_FrameCount) << result.out;
+    EXPECT_GT(shown, c_FrameCount);
+    EXPECT_EQ(ReportedCount(result.out, "wanted rate"), 30);
+    EXPECT_GE(ReportedCount(result.out, "frames late"), 0);
+
+    // Sixty render events a second cannot keep up with 480 frames.
+    const std::string tooMuch = m_Clip + " --headless --speed 16 --size 64x64 ";
+    for (const auto& [options, status] : {std::pair("", 0), {"--strict", 1}}) {
+        const ToolResult slow = Play(tooMuch + options);
+        EXPECT_EQ(slow.status, status) << slow.err;
+        EXPECT_NE(slow.err.find("could not keep up"), std::string::npos) << slow.out << slow.err;
+    }
+}
+
+TEST_F(PlayCommand, WhatCannotBeDoneIsSaid) {
+    const std::string clip = Clip(), output = m_Output + ".png";
+    const std::vector<unsigned char> bytes = ReadFile(clip);
+    ClipTest::WriteFile(m_Folder / "cut.mp4", std::vector<unsigned char>(bytes.begin(), bytes.begin() + 900));
+    WriteText(m_Folder / "there.png", "kept");
+    struct Case {
+        std::string arguments;
+        std::string before;
+        int status;
+        std::string says;
+    };
+    const Case cases[] = {
+        {m_Folder / "nowhere.mp4", "", 3, "nowhere.mp4"},
+        {m_Folder / "cut.mp4", "", 3, "cut.mp4"},
+        {clip, "NIMB_PLUGIN=/nowhere.so", 3, "/nowhere.so"},
+        {clip + " --headless", "EGL_PLATFORM=x11", 4, "OpenGL ES 3 context"},
+        {clip + " --snapshot /nowhere/a.png", "", 4, "/nowhere"},
+        {clip + " --snapshot " + (m_Folder / "there.png"), "", 2, "-y"},
+        {clip + " --record " + output + " --size 101x100", "", 2, "even"},
+        {clip + " --snapshot " + output + " --views front,back", "", 2, "--views"},
+        {clip + " --snapshot " + output + " --at soon", "", 2, "soon"},
+        {clip + " --snapshot " + output + " --background red", "", 2, "red"},
+    };
+    for (const Case& c : cases) {
+        const ToolResult result = Play(c.arguments, c.before);
+        EXPECT_EQ(result.status, c.status) << c.arguments << ": " << result.err;
+        EXPECT_NE(result.err.find(c.says), std::string::npos) << c.arguments << ": " << result.err;
+        EXPECT_EQ(result.out, "") << c.arguments;
+    }
+    EXPECT_EQ(FilesIn(m_Folder / ""), (std::vector<std::string>{"clip.mp4", "cut.mp4", "there.png"}));
+}
+
+TEST(PlayParts, ScaledTimesNameTheirFramesOrNone) {
+    Nimb::Tool::ClipIndex index;
+    for (int frame = 0; frame < 2000; ++frame) {
+        index.times.push_back(static_cast<std::int64_t>(frame) * 1001000 / 30);
+    }
+    for (const float speed : {1.0f, 16.0f, 0.25f, 1.37f}) {
+        for (int frame = 0; frame < 2000; frame += 37) {
+            // As the player's clock computes it.
+            const auto raw = index.times[static_cast<std::size_t>(frame)];
+            const auto scaled = static_cast<std::int64_t>(static_cast<float>(raw) / speed);
+            EXPECT_EQ(Nimb::Tool::FrameAtTime(index, scaled, static_cast<double>(speed)), frame) << speed;
+        }
+    }
+    EXPECT_EQ(Nimb::Tool::FrameAtTime(index, 16000, 1), std::nullopt);
+    EXPECT_EQ(Nimb::Tool::FrameAtTime(index, INT64_MAX, 2), std::nullopt);
+}
+
+TEST(PlayParts, ReportCountsGapsAndLateFramesButNotPauses) {
+    using namespace std::chrono_literals;
+    Nimb::Tool::ClipIndex index;
+    index.rateNumerator = 20;
+    for (int frame = 0; frame < 10; ++frame) {
+        index.times.push_back(frame * 50000);
+    }
+    Nimb::Tool::Report report(index);
+    const Nimb::Tool::Report::Clock::time_point start{};
+    report.OnStart(true, 0.5f);
+    report.OnFrame(1, start);
+    report.OnFrame(2, start + 100ms);
+    report.OnFrame(5, start + 400ms);
+    report.OnStart(false, 0.5f);
+    report.OnFrame(6, start + 9s);
+    report.OnFrame(7, start + 9100ms);
+    report.OnEnd();
+    EXPECT_EQ(report.Shown(), 5);
+    EXPECT_EQ(report.Dropped(), 1 + 2 + 2);
+    EXPECT_EQ(report.Late(), 0);
+    EXPECT_DOUBLE_EQ(report.LongestGap(), 0.3);
+    EXPECT_DOUBLE_EQ(report.MeanRate(), 3 / 0.5);
+    EXPECT_DOUBLE_EQ(report.WantedRate(), 10);
+    EXPECT_FALSE(report.HasKeptUp());
+    // From a frame of unknown number on, nothing is said of the rest of a pass.
+    report.OnStart(true, 1);
+    report.OnFrame(0, start + 20s);
+    report.OnFrame(std::nullopt, start + 20100ms);
+    report.OnFrame(9, start + 21s);
+    report.OnEnd();
+    EXPECT_EQ(report.Dropped(), 5);
+
+    // Frame 0 came late itself; 3 is a frame and a render event behind the soonest, 4 a little more, 5 a little less.
+    Nimb::Tool::Report second(index);
+    second.OnStart(true, 1);
+    int number = 0;
+    for (const auto time : {30ms, 50ms, 100ms, 215ms, 268ms, 300ms, 310ms, 350ms, 400ms, 450ms}) {
+        second.OnFrame(number++, start + time);
+    }
+    EXPECT_EQ(second.Late(), 1);
+    EXPECT_FALSE(second.HasKeptUp());
+}
+
+}  // namespace
+}  // namespace ToolTest
