@@ -3,6 +3,7 @@
 // This is the common back end of the plain, the Huffman-coded and the Golomb-coded delta streams; the transform deltas
 // share the record writer below.
 #include "Nimb/NimbAssert.h"
+#include "NimbCore/DeltaArithmetic.h"
 #include "NimbCore/DeltaOutput.h"
 #include "NimbCore/VertexMath.h"
 
@@ -21,7 +22,7 @@ public:
     CorrectionTable(Float4 min, Float4 max) {
         const Float4 range = max - min;
         for (std::size_t byte = 0; byte < 256; ++byte) {
-            const Float4 correction = range * (Float4::All(static_cast<float>(byte)) / Float4::All(255.0f)) + min;
+            const Float4 correction = CorrectionOf(Float4::All(static_cast<float>(byte)), min, range);
             float lanes[4];
             correction.Store(lanes);
             for (std::size_t axis = 0; axis < 3; ++axis) {
@@ -46,11 +47,7 @@ void Extrapolate(const __vector4* previous, const BYTE* deltas, const Correction
                  __vector4* positions) {
     for (std::size_t i = 0; i < count; ++i) {
         const Float4 prev = Float4::Load(&previous[i]);
-        Float4 motion = Float4::All(0.0f);
-        if (HasOlder) {
-            motion = prev - Float4::Load(&positions[i]);
-        }
-        const Float4 prediction = motion + prev;
+        const Float4 prediction = HasOlder ? PredictPosition(prev, Float4::Load(&positions[i])) : PredictPosition(prev);
         (prediction + corrections(deltas + 3 * i)).Store(&positions[i]);
     }
 }

@@ -4,6 +4,7 @@
 #include "NimbCore/FloatToInt.h"
 #include "NimbCore/LockedBuffer.h"
 #include "NimbCore/StreamReader.h"
+#include "NimbCore/TextureTransform.h"
 #include "NimbCore/VertexMath.h"
 
 #include <algorithm>
@@ -13,21 +14,6 @@ namespace Nimb {
 namespace {
 
 constexpr BYTE c_AffineTransform = 1;
-
-/// The inverse of the forward map m as the format has it. The fourth coefficient is deliberately t0 / det, that is
-/// m3 / det^2, not m0 / det: files are made for it.
-STransform InvertTransform(const float (&m)[6]) {
-    STransform transform{};
-    float(&t)[6] = transform.t;
-    const float det = m[0] * m[3] - m[2] * m[1];
-    t[0] = m[3] / det;
-    t[1] = -m[1] / det;
-    t[2] = -m[2] / det;
-    t[3] = t[0] / det;
-    t[4] = -(t[0] * m[4] + t[2] * m[5]);
-    t[5] = -(t[1] * m[4] + t[3] * m[5]);
-    return transform;
-}
 
 struct TexCoord {
     float u;

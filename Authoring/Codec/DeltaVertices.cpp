@@ -1,38 +1,22 @@
 #include "Authoring/Codec/DeltaVertices.h"
 
-#include "Authoring/Codec/BitWriter.h"
+#include "Authoring/Codec/CorrectionBytes.h"
+#include "NimbCore/DeltaArithmetic.h"
 
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <limits>
 #include <stdexcept>
 
 namespace Nimb::Authoring {
 namespace {
 
-using Histogram = std::array<std::size_t, 256>;
-
-/// The decoder's prediction, in its order of operations.
-Vec3 Predict(const DeltaHistory& history, std::size_t i) {
-    const Nimb::__vector4& prev = (*history.previous)[i];
-    Vec3 motion{0.0f, 0.0f, 0.0f};
-    if (history.older != nullptr) {
-        const Nimb::__vector4& older = (*history.older)[i];
-        motion = {prev.x - older.x, prev.y - older.y, prev.z - older.z};
-    }
-    return {motion.x + prev.x, motion.y + prev.y, motion.z + prev.z};
-}
-
-/// The corrections that the 256 bytes of one axis stand for, as the decoder computes them.
-std::array<float, 256> CorrectionsOfBytes(float min, float max) {
-    const float range = max - min;
-    std::array<float, 256> values{};
-    for (std::size_t byte = 0; byte < values.size(); ++byte) {
-        const float offset = range * (static_cast<float>(byte) / 255.0f);
-        values[byte] = offset + min;
-    }
-    return values;
+std::array<float, 3> Predict(const DeltaHistory& history, std::size_t i) {
+    const Float4 previous = Float4::Load(&(*history.previous)[i]);
+    float lanes[4];
+    (history.older != nullptr ? PredictPosition(previous, Float4::Load(&(*history.older)[i])) : PredictPosition(previous))
+        .Store(lanes);
+    return {lanes[0], lanes[1], lanes[2]};
 }
 
 /// The range of one axis: steps of `step` with a byte for no correction near the middle where that suffices, otherwise
@@ -85,40 +69,6 @@ std::array<float, 3> Axes(const Vec3& v) {
     return {v.x, v.y, v.z};
 }
 
-std::vector<BYTE> AxisBytes(const DeltaCorrections& corrections, std::size_t axis) {
-    std::vector<BYTE> bytes;
-    bytes.reserve(corrections.bytes.size() / 3);
-    for (std::size_t i = axis; i < corrections.bytes.size(); i += 3) {
-        bytes.push_back(corrections.bytes[i]);
-    }
-    return bytes;
-}
-
-Histogram CountBytes(const std::vector<BYTE>& bytes) {
-    Histogram counts{};
-    for (const BYTE byte : bytes) {
-        ++counts[byte];
-    }
-    return counts;
-}
-
-void WriteRange(const DeltaCorrections& corrections, ByteWriter& out) {
-    for (const float value : corrections.min) {
-        out.F32(value);
-    }
-    for (const float value : corrections.max) {
-        out.F32(value);
-    }
-}
-
-}  // namespace
-
-DeltaHistory HistoryOf(const Nimb::CNimbMeshReaderCtx& ctx) {
-    return {ctx.m_pPrevMesh, ctx.m_pPrevPrevMesh};
-}
-
-namespace {
-
 /// What predictions miss, at most and at least, on each axis.
 struct CorrectionSpan {
     double lowest[3] = {};
@@ -132,7 +82,7 @@ CorrectionSpan SpanOf(const DeltaHistory& history, const std::vector<Vec3>& targ
     }
     CorrectionSpan span;
     for (std::size_t i = 0; i < targets.size(); ++i) {
-        const std::array<float, 3> prediction = Axes(Predict(history, i));
+        const std::array<float, 3> prediction = Predict(history, i);
         const std::array<float, 3> target = Axes(targets[i]);
         for (std::size_t axis = 0; axis < 3; ++axis) {
             const double correction = static_cast<double>(target[axis]) - prediction[axis];
@@ -152,6 +102,46 @@ double StepFor(double maxError) {
 }
 
 }  // namespace
+
+DeltaHistory HistoryOf(const Nimb::CNimbMeshReaderCtx& ctx) {
+    return {ctx.m_pPrevMesh, ctx.m_pPrevPrevMesh};
+}
+
+std::array<float, 256> CorrectionsOfBytes(float min, float max) {
+    std::array<float, 256> values{};
+    for (std::size_t byte = 0; byte < values.size(); ++byte) {
+        float lanes[4];
+        CorrectionOf(Float4::All(static_cast<float>(byte)), Float4::All(min), Float4::All(max - min)).Store(lanes);
+        values[byte] = lanes[0];
+    }
+    return values;
+}
+
+std::vector<BYTE> AxisBytes(const DeltaCorrections& corrections, std::size_t axis) {
+    std::vector<BYTE> bytes;
+    bytes.reserve(corrections.bytes.size() / 3);
+    for (std::size_t i = axis; i < corrections.bytes.size(); i += 3) {
+        bytes.push_back(corrections.bytes[i]);
+    }
+    return bytes;
+}
+
+std::array<std::size_t, 256> CountBytes(const std::vector<BYTE>& bytes) {
+    std::array<std::size_t, 256> counts{};
+    for (const BYTE byte : bytes) {
+        ++counts[byte];
+    }
+    return counts;
+}
+
+void WriteCorrectionRange(const DeltaCorrections& corrections, ByteWriter& out) {
+    for (const float value : corrections.min) {
+        out.F32(value);
+    }
+    for (const float value : corrections.max) {
+        out.F32(value);
+    }
+}
 
 std::size_t CountVaryingAxes(const DeltaHistory& history, const std::vector<Vec3>& targets, double maxError) {
     const CorrectionSpan span = SpanOf(history, targets, nullptr);
@@ -190,187 +180,8 @@ DeltaCorrections QuantiseCorrections(const DeltaHistory& history, const std::vec
 
 Bytes WritePlainDeltas(const DeltaCorrections& corrections) {
     ByteWriter out;
-    WriteRange(corrections, out);
+    WriteCorrectionRange(corrections, out);
     out.Append(corrections.bytes);
-    return out.Take();
-}
-
-// ---- Golomb codes: see NimbCore/Golomb.h.
-
-namespace {
-
-struct GolombParameters {
-    BYTE center = 0;
-    BYTE m = 1;
-};
-
-/// A byte's signed difference from the centre, modulo 256 the smaller way round, mapped to 0 to 255.
-UINT32 ZigZag(BYTE byte, BYTE center) {
-    const UINT32 up = static_cast<BYTE>(byte - center);
-    return up < 128 ? 2 * up : 2 * (256 - up) - 1;
-}
-
-UINT32 CeilLog2(UINT32 m) {
-    UINT32 bits = 0;
-    while ((UINT32{1} << bits) < m) {
-        ++bits;
-    }
-    return bits;
-}
-
-/// Code bits of all symbols: `below[v]` of them have mapped values smaller than v. The shortest form of a code is a
-/// quotient, its closing zero and b - 1 bits; remainders from `shorts` on take one more. Gives up at `limit`.
-std::size_t GolombCost(const std::array<std::size_t, 257>& below, UINT32 m, std::size_t limit) {
-    const std::size_t all = below[256];
-    const UINT32 b = CeilLog2(m);
-    const UINT32 shorts = (UINT32{1} << b) - m;
-    std::size_t cost = all * std::max<std::size_t>(b, 1);
-    for (UINT32 first = 0; first < 256 && cost < limit; first += m) {
-        if (first > 0) {
-            cost += all - below[first];
-        }
-        const std::size_t end = std::min<std::size_t>(first + m, 256);
-        cost += below[end] - below[std::min<std::size_t>(first + shorts, end)];
-    }
-    return cost;
-}
-
-/// Tries all parameters with one centre. `*pBest` and `*pBestCost` change where one of them makes shorter codes.
-void TryGolombCenter(const Histogram& counts, BYTE center, GolombParameters* pBest, std::size_t* pBestCost) {
-    std::array<std::size_t, 257> below{};
-    for (UINT32 byte = 0; byte < 256; ++byte) {
-        below[ZigZag(static_cast<BYTE>(byte), center) + 1] = counts[byte];
-    }
-    UINT32 largest = 0;
-    for (UINT32 v = 0; v < 256; ++v) {
-        largest = below[v + 1] != 0 ? v : largest;
-        below[v + 1] += below[v];
-    }
-    // Larger parameters only widen the remainders.
-    for (UINT32 m = 1; m < std::min<UINT32>(256, 2 * largest + 3); ++m) {
-        const std::size_t cost = GolombCost(below, m, *pBestCost);
-        if (cost < *pBestCost) {
-            *pBestCost = cost;
-            *pBest = {center, static_cast<BYTE>(m)};
-        }
-    }
-}
-
-/// Tries all centres and parameters; exact, and cheap because the cost of one pair takes 256 / m steps.
-GolombParameters ChooseGolombParameters(const Histogram& counts) {
-    UINT32 first = 0, last = 255;
-    while (first < last && counts[first] == 0) {
-        ++first;
-    }
-    while (last > first && counts[last] == 0) {
-        --last;
-    }
-    // A centre outside is never better than the nearest byte inside, unless differences are shorter the other way
-    // round.
-    if (last - first >= 128) {
-        first = 0;
-        last = 255;
-    }
-    GolombParameters best;
-    std::size_t bestCost = std::numeric_limits<std::size_t>::max();
-    for (UINT32 center = first; center <= last; ++center) {
-        TryGolombCenter(counts, static_cast<BYTE>(center), &best, &bestCost);
-    }
-    return best;
-}
-
-void WriteGolombCode(UINT32 value, UINT32 m, BitWriter& bits) {
-    const UINT32 b = CeilLog2(m);
-    const UINT32 shorts = (UINT32{1} << b) - m;
-    const UINT32 remainder = value % m;
-    bits.WriteUnary(value / m);
-    if (remainder < shorts) {
-        bits.Write(remainder, b - 1);
-    } else {
-        // With m = 1 the remainder is no bit wide, and its extra bit is written all the same.
-        bits.Write(remainder + shorts, std::max<UINT32>(b, 1));
-    }
-}
-
-}  // namespace
-
-Bytes WriteGolombDeltas(const DeltaCorrections& corrections) {
-    GolombParameters parameters[3];
-    BitWriter codes[3];
-    for (std::size_t axis = 0; axis < 3; ++axis) {
-        const std::vector<BYTE> bytes = AxisBytes(corrections, axis);
-        parameters[axis] = ChooseGolombParameters(CountBytes(bytes));
-        for (const BYTE byte : bytes) {
-            WriteGolombCode(ZigZag(byte, parameters[axis].center), parameters[axis].m, codes[axis]);
-        }
-    }
-    ByteWriter out;
-    WriteRange(corrections, out);
-    for (const GolombParameters& p : parameters) {
-        out.U8(p.center);
-    }
-    for (const GolombParameters& p : parameters) {
-        out.U8(p.m);
-    }
-    for (const BitWriter& axis : codes) {
-        out.U32(axis.NumBits());
-    }
-    for (const BitWriter& axis : codes) {
-        axis.AppendTo(out);
-    }
-    return out.Take();
-}
-
-// ---- Huffman codes: see NimbCore/Huffman.cpp.
-
-namespace {
-
-/// An axis on which all bytes agree has no code bits, and without bits a decoder takes every byte for 0: the range is
-/// narrowed to the one correction, which byte 0 then stands for.
-void NarrowUniformAxes(DeltaCorrections& corrections) {
-    for (std::size_t axis = 0; axis < 3; ++axis) {
-        const std::vector<BYTE> bytes = AxisBytes(corrections, axis);
-        if (bytes.empty() || std::count(bytes.begin(), bytes.end(), bytes.front()) != std::ptrdiff_t(bytes.size())) {
-            continue;
-        }
-        const float correction = CorrectionsOfBytes(corrections.min[axis], corrections.max[axis])[bytes.front()];
-        corrections.min[axis] = correction;
-        corrections.max[axis] = correction;
-        for (std::size_t i = axis; i < corrections.bytes.size(); i += 3) {
-            corrections.bytes[i] = 0;
-        }
-    }
-}
-
-}  // namespace
-
-Bytes WriteHuffmanDeltas(const DeltaCorrections& original) {
-    DeltaCorrections corrections = original;
-    NarrowUniformAxes(corrections);
-
-    std::vector<int> frequencies[3];
-    BitWriter codes[3];
-    for (std::size_t axis = 0; axis < 3; ++axis) {
-        const std::vector<BYTE> bytes = AxisBytes(corrections, axis);
-        const Histogram counts = CountBytes(bytes);
-        frequencies[axis].assign(counts.begin(), counts.end());
-        std::vector<HuffmanCode> table;
-        HuffmanEncoding().BuildTable(frequencies[axis], table);
-        for (const BYTE byte : bytes) {
-            codes[axis].Write(table[byte].code, static_cast<UINT32>(table[byte].numbits));
-        }
-    }
-    ByteWriter out;
-    WriteRange(corrections, out);
-    for (const BitWriter& axis : codes) {
-        out.U32(axis.NumBits());
-    }
-    for (std::size_t axis = 0; axis < 3; ++axis) {
-        for (const int frequency : frequencies[axis]) {
-            out.U32(static_cast<UINT32>(frequency));
-        }
-        codes[axis].AppendTo(out);
-    }
     return out.Take();
 }
 

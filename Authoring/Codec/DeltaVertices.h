@@ -1,5 +1,5 @@
-// Delta frames as three correction bytes a vertex, in three storages: plain (vertex version 3), Golomb-coded (4) and
-// Huffman-coded (7). NimbCore/DeltaVertices.cpp, GolombVertices.cpp and HuffmanVertices.cpp read them.
+// Delta frames as three correction bytes a vertex, and their plain storage (vertex version 3). NimbCore/DeltaVertices.cpp
+// decodes them; GolombVertices.h and HuffmanVertices.h store the same bytes in fewer.
 #pragma once
 
 #include "Authoring/Codec/ByteWriter.h"
@@ -16,7 +16,7 @@ struct DeltaHistory {
 
 DeltaHistory HistoryOf(const Nimb::CNimbMeshReaderCtx& ctx);
 
-/// What all three storages carry.
+/// What all storages carry.
 struct DeltaCorrections {
     float min[3] = {};
     float max[3] = {};
@@ -34,14 +34,9 @@ DeltaCorrections QuantiseCorrections(const DeltaHistory& history, const std::vec
 /// On how many axes corrections differ by more than a step, so that no one byte serves all vertices.
 std::size_t CountVaryingAxes(const DeltaHistory& history, const std::vector<Vec3>& targets, double maxError);
 
-// Bytes in front of the codes. Huffman's contain the three tables.
-constexpr std::size_t c_PlainPrologueBytes = 24;
-constexpr std::size_t c_GolombPrologueBytes = 24 + 3 * 6;
-constexpr std::size_t c_HuffmanPrologueBytes = 24 + 3 * (4 + 1024);
+constexpr std::size_t c_PlainPrologueBytes = 24;  ///< in front of the bytes
 
-// The vertex section of one frame, without normals.
+/// The vertex section of one frame, without normals.
 Bytes WritePlainDeltas(const DeltaCorrections& corrections);
-Bytes WriteGolombDeltas(const DeltaCorrections& corrections);
-Bytes WriteHuffmanDeltas(const DeltaCorrections& corrections);
 
 }  // namespace Nimb::Authoring

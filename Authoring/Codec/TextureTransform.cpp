@@ -8,18 +8,6 @@ Nimb::STransform PlaceInAtlas(float scaleU, float scaleV, float offsetU, float o
     return {{scaleU, 0.0f, 0.0f, scaleV, offsetU, (1.0f - scaleV) - offsetV}};
 }
 
-Nimb::STransform TransformOf(const std::array<float, 6>& m) {
-    const float det = m[0] * m[3] - m[2] * m[1];
-    Nimb::STransform out{};
-    out.t[0] = m[3] / det;
-    out.t[1] = -m[1] / det;
-    out.t[2] = -m[2] / det;
-    out.t[3] = out.t[0] / det;
-    out.t[4] = -(out.t[0] * m[4] + out.t[2] * m[5]);
-    out.t[5] = -(out.t[1] * m[4] + out.t[3] * m[5]);
-    return out;
-}
-
 std::optional<std::array<float, 6>> SolveTransform(const Nimb::STransform& wanted) {
     const double t0 = wanted.t[0], t1 = wanted.t[1], t2 = wanted.t[2];
     const double t3 = wanted.t[3], t4 = wanted.t[4], t5 = wanted.t[5];

@@ -1,5 +1,7 @@
 #include "Authoring/Frame/DeltaSection.h"
 
+#include "Authoring/Codec/GolombVertices.h"
+#include "Authoring/Codec/HuffmanVertices.h"
 #include "Authoring/Codec/VertexStreams.h"
 
 #include <algorithm>

@@ -3,7 +3,8 @@
 // choice, until it is clear that it comes out larger. Mostly that is clear before the first frame.
 #include "Authoring/Frame/SegmentEncoder.h"
 
-#include "Authoring/Codec/DeltaVertices.h"
+#include "Authoring/Codec/GolombVertices.h"
+#include "Authoring/Codec/HuffmanVertices.h"
 #include "NimbCore/NimbMeshReader.h"
 
 #include <algorithm>

@@ -2,6 +2,7 @@
 #include "Authoring/Scene/Atlas.h"
 #include "Authoring/Scene/ImageScale.h"
 #include "Authoring/Codec/TextureTransform.h"
+#include "NimbCore/TextureTransform.h"
 #include "Tests/Support/TestSupport.h"
 
 #include <gtest/gtest.h>
@@ -40,7 +41,7 @@ void ExpectSound(const AtlasLayout& layout, const PictureSize& limit) {
             EXPECT_TRUE(Disjoint(slot, layout.slots[j])) << i << " and " << j;
         }
         // The reader's placement of the texture's far corner, in pixels.
-        const Nimb::STransform t = Nimb::Authoring::TransformOf(Nimb::Authoring::SlotTransform(layout, i));
+        const Nimb::STransform t = Nimb::InvertTransform(Nimb::Authoring::SlotTransform(layout, i).data());
         const float u = t.t[4] + (1.0f * t.t[0] + 0.0f * t.t[2]);
         const float v = 1.0f - (t.t[5] + (1.0f * t.t[1] + 0.0f * t.t[3]));
         EXPECT_NEAR(u * static_cast<float>(layout.size.width), static_cast<float>(slot.x + slot.width), 0.01);

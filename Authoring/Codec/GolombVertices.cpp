@@ -1,0 +1,33 @@
+#include "Authoring/Codec/GolombVertices.h"
+
+#include "Authoring/Codec/CorrectionBytes.h"
+#include "Authoring/Codec/Golomb.h"
+
+namespace Nimb::Authoring {
+
+Bytes WriteGolombDeltas(const DeltaCorrections& corrections) {
+    GolombParameters parameters[3];
+    BitWriter codes[3];
+    for (std::size_t axis = 0; axis < 3; ++axis) {
+        const std::vector<BYTE> bytes = AxisBytes(corrections, axis);
+        parameters[axis] = ChooseGolombParameters(CountBytes(bytes));
+        WriteGolombBytes(bytes, parameters[axis], codes[axis]);
+    }
+    ByteWriter out;
+    WriteCorrectionRange(corrections, out);
+    for (const GolombParameters& p : parameters) {
+        out.U8(p.center);
+    }
+    for (const GolombParameters& p : parameters) {
+        out.U8(p.m);
+    }
+    for (const BitWriter& axis : codes) {
+        out.U32(axis.NumBits());
+    }
+    for (const BitWriter& axis : codes) {
+        axis.AppendTo(out);
+    }
+    return out.Take();
+}
+
+}  // namespace Nimb::Authoring
