@@ -1,6 +1,8 @@
 // Transform deltas: encoder against decoder, hand-written sections against hand-computed positions, and what bad
 // sections may not do.
 #include "Authoring/Codec/BitWriter.h"
+#include "Authoring/Codec/GolombVertices.h"
+#include "Authoring/Codec/HuffmanVertices.h"
 #include "Authoring/Codec/PrefixCode.h"
 #include "Authoring/Codec/TransformDeltas.h"
 #include "NimbCore/TransformDeltas.h"
