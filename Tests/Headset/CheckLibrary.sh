@@ -18,7 +18,7 @@ export LC_ALL=C
 readonly library=$1
 readonly runtime='libstdc++.so.6 libc++.so.1 libc++abi.so.1 libunwind.so.1 libgcc_s.so.1 libm.so.6 libc.so.6 ld-linux-aarch64.so.1'
 IFS=: read -r -a platform_files <<<"$PLATFORM_LIBRARIES"
-IFS=: read -r -a build_folders <<<"$BUILD_FOLDERS"
+IFS=: read -r -a folders <<<"$BUILD_FOLDERS"
 
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
@@ -52,7 +52,9 @@ needed_by() { "$READELF" -dW "$1" | sed -n 's/.*(NEEDED).*\[\(.*\)\]/\1/p'; }
 check_kind() {
   local found
   found=$("$READELF" -hW "$library" | awk -F: '/^ *(Class|Type|Machine):/ { gsub(/^ +/, "", $2); printf "%s, ", $2 }')
-  [[ $found == *ELF64*DYN*AArch64* ]] && report kind "" "${found%, }" || report kind "$found" ""
+  local problem=$found
+  [[ $found != *ELF64*DYN*AArch64* ]] || problem=
+  report kind "$problem" "${found%, }"
 }
 
 check_exports() {
@@ -112,7 +114,9 @@ check_segments() {
     "$(grep -c '^ *LOAD' "$work/segments") segments, aligned to 16 KiB"
   local stack
   stack=$(awk '$1 == "GNU_STACK" { print $7 }' "$work/segments")
-  [[ $stack == RW ]] && report stack "" "not executable" || report stack "GNU_STACK is '${stack:-missing}'" ""
+  local problem="GNU_STACK is '${stack:-missing}'"
+  [[ $stack != RW ]] || problem=
+  report stack "$problem" "not executable"
   local writable
   writable=$(awk '$1 == "LOAD" && /RWE/ { print "a segment is writable and executable" }' "$work/segments")
   report segments "$writable" "none is writable and executable"
@@ -128,12 +132,14 @@ check_dynamic_section() {
   report rpath "$(grep -E '\((RPATH|RUNPATH)\)' "$work/dynamic" || true)" "no RPATH, no RUNPATH"
   local soname
   soname=$(sed -n 's/.*(SONAME).*\[\(.*\)\]/\1/p' "$work/dynamic")
-  [[ $soname == libNimbUnityPluginML.so ]] && report soname "" "$soname" || report soname "'$soname'" ""
+  local problem="'$soname'"
+  [[ $soname != libNimbUnityPluginML.so ]] || problem=
+  report soname "$problem" "$soname"
 }
 
 check_paths() {
   local folder problems=''
-  for folder in "${build_folders[@]}"; do
+  for folder in "${folders[@]}"; do
     if grep -aqF -e "$folder" "$library"; then
       problems+="names $folder "
     fi
