@@ -43,9 +43,4 @@ private:
     const CStreamingMeshHeader* m_pHeader = nullptr;
 };
 
-/// All of the above at once: the frame's buffer from all its positions, handed out in `*ppBuffer`.
-HRESULT WriteDeltaFrame(const NIMBCORE::CComPtr<INimbBufferAllocator>& pAllocator, UINT32 vertexFormat,
-                        CNimbMeshReaderCtx* pCtx, const CStreamingMeshHeader* pHeader, const __vector4* positions,
-                        INimbBuffer** ppBuffer);
-
 }  // namespace Nimb

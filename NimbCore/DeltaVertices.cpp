@@ -138,19 +138,6 @@ void DeltaFrameWriter::WriteQuantised(std::size_t first, std::size_t count, cons
     }
 }
 
-HRESULT WriteDeltaFrame(const NIMBCORE::CComPtr<INimbBufferAllocator>& pAllocator, UINT32 vertexFormat,
-                        CNimbMeshReaderCtx* pCtx, const CStreamingMeshHeader* pHeader, const __vector4* positions,
-                        INimbBuffer** ppBuffer) {
-    DeltaFrameWriter writer;
-    const HRESULT hr = writer.Begin(pAllocator, vertexFormat, pCtx, pHeader);
-    if (Failed(hr)) {
-        return hr;
-    }
-    writer.Write(0, pHeader->m_numVertices, positions);
-    *ppBuffer = writer.Finish();
-    return hr;
-}
-
 HRESULT CNimbMeshReader::DecodeDeltas(CNimbMeshReaderCtx* pCtx, const CStreamingMeshHeader* pHeader, const BYTE* deltas,
                                       UINT32 deltasLen, float minX, float minY, float minZ, float maxX, float maxY,
                                       float maxZ, INimbBuffer** ppBuffer) {

@@ -45,7 +45,6 @@ public:
 
     // ---- The worker's own side ----
 
-    bool SleepRequested() const noexcept { return m_SleepRequest; }
     bool ExitRequested() const noexcept { return m_ExitRequest; }
 
     /// Sleeps while the request stands. `onSleep` and `onAwake` (may be empty) are called once each, at its begin and

@@ -65,7 +65,7 @@ def check_includes(files):
 
 # Called by the engine, by the platform's libraries, by the language or by other people's programs.
 CALLED_FROM_OUTSIDE = re.compile(
-    r"main|LLVMFuzzer\w+|Unity\w+|StandIn_\w+|NimbUnexpectedExport|SetUpTestSuite|operator"
+    r"main|LLVMFuzzer\w+|Unity\w+|StandIn_\w+|NimbUnexpectedExport|SetUpTestSuite|operator|__wrap_\w+|pthread_\w+"
 )
 
 
@@ -95,7 +95,7 @@ def check_unused(files):
         def is_declaration(path, text, match):
             line = text[text.rfind("\n", 0, match.start()) + 1:match.start()]
             return (re.match(r"\s*\(", text[match.end():]) and before.search(line) and not statement.search(line)
-                    and not re.search(r"\b(?:lock_guard|unique_lock)<", line))
+                    and not re.search(r"\bconst \S*(?:Guard|lock_guard<\S*|unique_lock<\S*) $", line))
         if all(is_declaration(*place) for place in found):
             path, text, match = found[-1]
             number = text.count("\n", 0, match.start()) + 1

@@ -37,7 +37,6 @@ public:
 
     const Bytes& Frame() const { return m_Bytes; }
     std::size_t Position() const { return m_Position; }
-    bool IsAtEnd() const { return m_Position == m_Bytes.size(); }
     const std::string& Problem() const { return m_Problem; }
 
     void Fail(const std::string& problem) {

@@ -22,8 +22,6 @@ public:
     SoundStream(const MLAudioBufferFormat& format, uint32_t bufferSize);
 
     const MLAudioBufferFormat& Format() const { return m_Format; }
-    uint32_t BufferFrames() const { return m_BufferSize / m_FrameSize; }
-    size_t FrameSize() const { return m_FrameSize; }
 
     // ---- The program's side ----
 

@@ -188,11 +188,6 @@ void SetChaos(std::uint32_t seed, int failuresPerThousand, int delaysPerThousand
     state.maxDelayUs = maxDelayUs;
 }
 
-void StopChaos() {
-    const std::lock_guard<std::mutex> lock(TheState().mutex);
-    TheState().chaos = false;
-}
-
 std::optional<MLResult> Enter(const char* function, Media media) {
     State& state = TheState();
     std::optional<MLResult> result;

@@ -1,6 +1,6 @@
 // A scripted platform under the plug-in: extractor, formats, codecs, sound and log in memory.
 //
-// It keeps to the contract of Platform/MagicLeap/include and does on demand what devices do rarely: it fails, refuses,
+// It keeps to the contract of Platform/Interface and does on demand what devices do rarely: it fails, refuses,
 // stalls, comes late, comes out of order. Decoding is simple: a video sample shows the picture whose number stands in
 // its bytes (MakeVideoSample), and an audio sample is its own PCM. All functions here may be called from any thread.
 #pragma once
@@ -85,7 +85,6 @@ std::mutex& PictureGate();
 
 /// From now on calls are late, and refused where that leaves nothing behind, at random.
 void SetChaos(std::uint32_t seed, int failuresPerThousand, int delaysPerThousand, int maxDelayUs);
-void StopChaos();
 
 // ---- What was seen ----
 

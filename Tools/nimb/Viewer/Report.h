@@ -28,7 +28,6 @@ public:
 
     int Shown() const noexcept { return m_Shown; }
     int Dropped() const noexcept { return m_Dropped; }
-    int Repeated() const noexcept { return m_Repeated; }
     /// Frames that came later than the next one's turn: by more than a frame's duration and a render event, measured
     /// from the frame that came soonest since the start.
     int Late() const noexcept { return m_Late; }
