@@ -112,6 +112,13 @@ void Named(const std::string& path, std::int64_t frame, Step&& step) {
     }
 }
 
+/// Beside the file. Names have 255 bytes at most.
+std::string TemporaryPathOf(const std::string& path) {
+    const std::string tail = ".part" + std::to_string(getpid());
+    const std::size_t name = path.rfind('/') + 1;  // 0 without a folder
+    return path.substr(0, name) + path.substr(name, 255 - tail.size()) + tail;
+}
+
 void AppendToFile(const std::string& path, const Bytes& bytes) {
     std::FILE* const file = std::fopen(path.c_str(), "ab");
     const bool isWritten = file != nullptr && std::fwrite(bytes.data(), 1, bytes.size(), file) == bytes.size();
@@ -125,7 +132,7 @@ void AppendToFile(const std::string& path, const Bytes& bytes) {
 
 Mp4Writer::Mp4Writer(const std::string& path, const ClipVideoOptions& video,
                      const std::optional<ClipAudioOptions>& audio)
-    : m_Path(path), m_TemporaryPath(path + ".part" + std::to_string(getpid())) {
+    : m_Path(path), m_TemporaryPath(TemporaryPathOf(path)) {
     try {
         Named(m_Path, -1, [&] { m_Container = std::make_unique<Container>(m_TemporaryPath, video, audio); });
     } catch (...) {

@@ -170,6 +170,8 @@ TEST_F(EncodeCommand, NumbersAreThoseOfInfoAndADryRunWritesNothing) {
     const std::string shared = text.substr(0, text.find("error  "));
     EXPECT_EQ(infoText.substr(0, shared.size()), shared);
     EXPECT_EQ(Encode("-y -q").out, "");
+    const std::string longest = folder / (std::string(251, 'x') + ".mp4");
+    EXPECT_EQ(RunNimb("encode -q " + (folder / "frame_*.obj") + " -o " + longest).err, "");
 
     std::remove(clip.c_str());
     for (int frame = 0; frame < 6; ++frame) {
