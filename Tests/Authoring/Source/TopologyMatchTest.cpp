@@ -2,8 +2,8 @@
 
 #include <gtest/gtest.h>
 #include <algorithm>
-#include <chrono>
 #include <cmath>
+#include <ctime>
 #include <numeric>
 #include <random>
 
@@ -188,9 +188,9 @@ TEST(TopologyMatchTest, OtherSurfacesAreRefused) {
 
 TEST(TopologyMatchTest, LargeAndDegenerateMeshesTakeLittleTime) {
     const auto seconds = [](const Mesh& reference, const Mesh& mesh, bool isSame) {
-        const auto start = std::chrono::steady_clock::now();
+        const std::clock_t start = std::clock();  // the processor's time, which others do not use up
         EXPECT_EQ(InTopologyOf(reference, mesh).has_value(), isSame);
-        return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+        return static_cast<double>(std::clock() - start) / CLOCKS_PER_SEC;
     };
     const Mesh grid = Grid(320, 0);  // about 100000 vertices
     const double large = seconds(grid, Shuffled(grid, 1), true);

@@ -227,7 +227,8 @@ TEST_F(PlaybackTest, ChangesOfSpeedDuringPlaybackKeepStep) {
 }
 
 TEST_F(PlaybackTest, SoundSetsTheEndWhenItIsLonger) {
-    Open(Frames(6, 1.5));
+    constexpr double soundSeconds = 3;
+    Open(Frames(6, soundSeconds));
     EXPECT_EQ(m_Player.FileInfo().hasAudio, 1);
     EXPECT_TRUE(m_Engine.plugin->SetAudioVolume(m_Player.Id(), 0.5f));
     Watcher watcher(m_Player);
@@ -235,9 +236,7 @@ TEST_F(PlaybackTest, SoundSetsTheEndWhenItIsLonger) {
     Play();
     EXPECT_TRUE(watcher.WaitForEndOfStream());
     // All but what the two buffers of the sound hold has been played by then.
-    const double seconds = std::chrono::duration<double>(Clock::now() - start).count();
-    EXPECT_GT(seconds, 1.3);
-    EXPECT_LT(seconds, 2.3);
+    EXPECT_GT(std::chrono::duration<double>(Clock::now() - start).count(), soundSeconds - 0.2);
     EXPECT_EQ(watcher.Now().shown.back(), 5);
 
     ASSERT_TRUE(m_Player.Open(m_Path, false, true));
@@ -246,7 +245,7 @@ TEST_F(PlaybackTest, SoundSetsTheEndWhenItIsLonger) {
     const Clock::time_point silentStart = Clock::now();
     Play();
     EXPECT_TRUE(watcher.WaitForEndOfStream());
-    EXPECT_LT(std::chrono::duration<double>(Clock::now() - silentStart).count(), 1.2);
+    EXPECT_LT(std::chrono::duration<double>(Clock::now() - silentStart).count(), soundSeconds - 0.2);
 }
 
 TEST_F(PlaybackTest, NormalsAreComputedOrTheFramesOwn) {
@@ -314,7 +313,7 @@ TEST_F(PlaybackTest, MeshesThatDecodeSlowerThanPicturesDoNotStallPlayback) {
         this, [this] { m_Player.OnRender(); }, std::chrono::microseconds(500));
     Play();
     bool hasEnded = false;
-    for (const auto start = Clock::now(); !hasEnded && Clock::now() - start < std::chrono::seconds(10);) {
+    for (const auto start = Clock::now(); !hasEnded && Clock::now() - start < std::chrono::seconds(60);) {
         hasEnded = m_Player.FrameInfo().endOfStream != 0;
         std::this_thread::sleep_for(std::chrono::milliseconds(5));
     }
@@ -338,7 +337,7 @@ TEST_F(PlaybackTest, ALoopWithoutRenderEventsDoesNotStallPlayback) {
             ExpectNoMismatch(watcher);
         }
         const int loops = m_Log.Count("AutoLooping: restarting");
-        for (int wait = 0; wait < 100 && m_Log.Count("AutoLooping: restarting") == loops; ++wait) {
+        for (int wait = 0; wait < 1000 && m_Log.Count("AutoLooping: restarting") == loops; ++wait) {
             std::this_thread::sleep_for(std::chrono::milliseconds(20));
         }
         EXPECT_GT(m_Log.Count("AutoLooping: restarting"), loops);

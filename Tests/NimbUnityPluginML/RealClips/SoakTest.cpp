@@ -160,7 +160,7 @@ TEST_F(SoakTest, CallsInAnyOrderReturnSoonAndKeepPictureAndMeshTogether) {
     for (int seed = 0; seed < sequences && !HasFailure(); ++seed) {
         SCOPED_TRACE("seed " + std::to_string(seed));
         Sequence(static_cast<unsigned>(seed), m_Clips, watch).Run();
-        EXPECT_LT(watch.Longest(), 2.0) << watch.LongestName();
+        EXPECT_LT(watch.Longest(), 10.0) << watch.LongestName();
     }
     std::printf("%d sequences, longest call %.0f ms (%s)\n", sequences, watch.Longest() * 1000,
                 watch.LongestName().c_str());
