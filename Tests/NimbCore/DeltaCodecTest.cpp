@@ -1,4 +1,5 @@
 // Delta frames: prediction and history, and the plain, Huffman- and Golomb-coded ways to store their bytes.
+#include "Fuzz/CodecModel.h"
 #include "NimbCore/Golomb.h"
 #include "Tests/Support/TestSupport.h"
 #include "Tests/Support/Wire.h"
@@ -180,12 +181,11 @@ TEST(DeltaVertices, StoredNormalsFollowTheDeltas) {
 }
 
 TEST(DeltaVertices, VerticesThatMeetGoOnByTheirOwnMotion) {
-    // Nothing of the records is there, so the three vertices start alike. The last two meet again on the way.
+    // The last two records are missing, so the three vertices start in one place. The last two meet again on the way.
     Reader reader(13);
     Frame frame;
-    ASSERT_EQ(
-        reader.Read(Wire().Version(2, 1, 5, 1).Floats({0, 0, 0, 65535, 65535, 65535}).U32(3).U32(0).U32(0), &frame),
-        S_OK);
+    Wire key = Wire().Version(2, 1, 5, 1).Floats({0, 0, 0, 65535, 65535, 65535}).U32(3).U32(0).U32(0);
+    ASSERT_EQ(reader.Read(key.Vertex(0, 0, 0, -32768, 32767), &frame), S_OK);
     const float start = Positions(frame)[0];
     ASSERT_EQ(reader.Read(PlainDelta({0, 0, 0, 10, 10, 10, 0, 0, 0}), &frame), S_OK);
     ASSERT_EQ(reader.Read(PlainDelta({0, 0, 0, 0, 0, 0, 20, 20, 20}), &frame), S_OK);
@@ -194,6 +194,9 @@ TEST(DeltaVertices, VerticesThatMeetGoOnByTheirOwnMotion) {
     EXPECT_EQ(p[0], start);
     EXPECT_EQ(p[3], start + 30);
     EXPECT_EQ(p[6], start + 40);
+    EXPECT_EQ(frame.Floats()[3], 0.0f) << "nor do they lose their texture coordinates";
+    EXPECT_EQ(frame.Floats()[4], 1.0f);
+    EXPECT_GT(frame.Floats()[8], 0.4f);
 }
 
 TEST(DeltaVertices, PlainSectionRejections) {
@@ -292,7 +295,6 @@ TEST(GolombCode, DecodesEachParameterRule) {
 }
 
 TEST(GolombCode, LongStreamsEqualTheBitByBitRule) {
-    // Every code is read from a window in the middle of a long stream and bit by bit in a stream of its own.
     for (const BYTE m : {BYTE{0}, BYTE{1}, BYTE{2}, BYTE{3}, BYTE{5}, BYTE{8}, BYTE{37}, BYTE{255}}) {
         std::vector<UINT32> words;
         UINT32 state = 12345u + m;
@@ -305,27 +307,10 @@ TEST(GolombCode, LongStreamsEqualTheBitByBitRule) {
         std::vector<BYTE> whole;
         ASSERT_EQ(CGolombDecompressor().Decompress(words.data(), numBits, m, 9, whole), S_OK);
 
-        std::vector<BYTE> pieces;
-        std::size_t position = 0;
-        const auto bit = [&](std::size_t i) { return (words[i >> 5] >> (31 - (i & 31))) & 1; };
-        UINT32 b = 0;
-        while ((1u << b) < m) {
-            ++b;
-        }
-        while (position < numBits) {
-            UINT32 q = 0, r = 0;
-            while (bit(position++) != 0) {
-                ++q;
-            }
-            for (UINT32 i = 1; i < b; ++i) {
-                r = 2 * r + bit(position++);
-            }
-            const UINT32 u = (1u << b) - m;
-            const UINT32 value = r >= u ? q * m - u + 2 * r + bit(position++) : q * m + r;
-            const INT32 s = static_cast<INT32>(value ^ (0u - (value & 1))) / 2;
-            pieces.push_back(static_cast<BYTE>(9 + s));
-        }
-        ASSERT_EQ(whole, pieces) << "m = " << int{m};
+        CodecModel::Bits bits;
+        bits.words.resize(4 * words.size());
+        std::memcpy(bits.words.data(), words.data(), bits.words.size());
+        ASSERT_EQ(whole, CodecModel::GolombAxis(bits, numBits, m, 9)) << "m = " << int{m};
     }
 }
 
