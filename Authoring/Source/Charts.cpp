@@ -82,27 +82,14 @@ private:
         UINT32 added;  ///< the corner that is not on the common edge
     };
 
-    /// What is at a point, and in the cell above it and to the right.
-    struct Site {
-        UINT32 vertex = c_None;  ///< of m_Charts
-        bool isTaken[2] = {};    ///< L, U
-    };
-
-    Site& At(const LatticePoint& p) {
+    /// The vertex of m_Charts at a point.
+    UINT32& At(const LatticePoint& p) {
         return m_Grid[static_cast<std::size_t>((p.y + c_MaxExtent) * c_GridSide + p.x + c_MaxExtent)];
-    }
-
-    /// The half cell of a triangle.
-    bool& HalfCellOf(const Corners& c) {
-        const LatticePoint low{std::min({c[0].x, c[1].x, c[2].x}), std::min({c[0].y, c[1].y, c[2].y})};
-        const bool isLower =
-            std::any_of(c.begin(), c.end(), [&](const LatticePoint& p) { return p.x == low.x && p.y == low.y; });
-        return At(low).isTaken[isLower ? 0 : 1];
     }
 
     /// Makes a chart of as many faces as it takes, beginning with one.
     void Grow(UINT32 seed) {
-        m_Grid.assign(std::size_t{c_GridSide} * c_GridSide, Site{});
+        m_Grid.assign(std::size_t{c_GridSide} * c_GridSide, c_None);
         m_Low = {0, 0};
         m_High = {1, 1};
         m_First = static_cast<UINT32>(m_Charts.origin.size());
@@ -141,7 +128,7 @@ private:
         Close();
     }
 
-    bool IsClosing(const Candidate& candidate) { return At(candidate.corners[candidate.added]).vertex != c_None; }
+    bool IsClosing(const Candidate& candidate) { return At(candidate.corners[candidate.added]) != c_None; }
 
     bool Fits(const Candidate& candidate) {
         const LatticePoint& p = candidate.corners[candidate.added];
@@ -149,18 +136,16 @@ private:
             std::max(p.y, m_High.y) - std::min(p.y, m_Low.y) > c_MaxExtent) {
             return false;
         }
-        const UINT32 there = At(p).vertex;
-        return !HalfCellOf(candidate.corners) &&
-               (there == c_None || m_Charts.origin[there] == m_Faces[candidate.face].v[candidate.added]);
+        const UINT32 there = At(p);
+        return there == c_None || m_Charts.origin[there] == m_Faces[candidate.face].v[candidate.added];
     }
 
     void Place(UINT32 face, const Corners& corners) {
         m_IsPlaced[face] = true;
-        HalfCellOf(corners) = true;
         TarnMeshFace placed{};
         for (std::size_t k = 0; k < 3; ++k) {
             const LatticePoint& p = corners[k];
-            UINT32& vertex = At(p).vertex;
+            UINT32& vertex = At(p);
             if (vertex == c_None) {
                 vertex = static_cast<UINT32>(m_Charts.origin.size());
                 m_Charts.origin.push_back(m_Faces[face].v[k]);
@@ -190,7 +175,7 @@ private:
     Charts m_Charts;
 
     // Of the chart that grows:
-    std::vector<Site> m_Grid;
+    std::vector<UINT32> m_Grid;
     LatticePoint m_Low, m_High;
     UINT32 m_First = 0;
 };

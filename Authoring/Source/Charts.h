@@ -38,8 +38,8 @@ struct Charts {
     std::vector<TarnMeshFace> faces;
 };
 
-/// Cuts as little as it finds: triangles are joined to a chart as long as their half cell is free and their corners
-/// fall on points that are free or have the same vertex. Leaves out faces that have a vertex twice, and vertices
+/// Triangles are joined to a chart as long as their corners fall on points that are free or have the same vertex, so
+/// that only triangles of the same vertices share a half cell. Leaves out faces that have a vertex twice, and vertices
 /// without a face. Faces keep their winding.
 Charts Unfold(const std::vector<TarnMeshFace>& faces);
 

@@ -158,7 +158,9 @@ void ExpectColours(const MeshSource& source, std::size_t frame, const Shape& sha
     ASSERT_EQ(mesh.faces.size(), shape.faces.size());
     EXPECT_LT(mesh.positions.size(), shape.faces.size() * 5 / 4) << "triangles share vertices where they can";
     int worst = 0;
+    std::vector<std::array<int, 3>> faces;
     for (const TarnMeshFace& face : mesh.faces) {
+        std::array<int, 3>& corners = faces.emplace_back();
         std::array<std::array<float, 3>, 3> colours{};
         for (std::size_t k = 0; k < 3; ++k) {
             const Vec3& p = mesh.positions[face.v[k]];
@@ -166,7 +168,8 @@ void ExpectColours(const MeshSource& source, std::size_t frame, const Shape& sha
                 return std::hypot(p.x - q.x, p.y - q.y) < 1e-3F && std::abs(std::remainder(p.z - q.z, 100)) < 1e-3F;
             });
             ASSERT_NE(found, shape.positions.end());
-            const Rgb& rgb = shape.colours[static_cast<std::size_t>(found - shape.positions.begin())];
+            corners[k] = static_cast<int>(found - shape.positions.begin());
+            const Rgb& rgb = shape.colours[static_cast<std::size_t>(corners[k])];
             std::transform(rgb.begin(), rgb.end(), colours[k].begin(), linear);
         }
         constexpr int steps = 8;  // at each of these there is the middle of a pixel
@@ -193,6 +196,14 @@ void ExpectColours(const MeshSource& source, std::size_t frame, const Shape& sha
         }
     }
     EXPECT_LE(worst, 1);
+    std::vector<std::array<int, 3>> wanted = shape.faces;
+    for (std::vector<std::array<int, 3>>* const list : {&faces, &wanted}) {
+        for (std::array<int, 3>& corners : *list) {
+            std::rotate(corners.begin(), std::min_element(corners.begin(), corners.end()), corners.end());
+        }
+        std::sort(list->begin(), list->end());
+    }
+    EXPECT_EQ(faces, wanted);
 }
 
 class VertexColourTest : public SourceTest {
@@ -252,6 +263,33 @@ TEST_F(VertexColourTest, AMovingSurfaceKeepsItsChartsAndOthersFitThePicture) {
     Write("g2.obj", "mtllib m.mtl\nusemtl m\nv 0 0 0 1 0 0\nv 1 0 0 0 1 0\nv 0 1 0 0 0 1\nf 1 2 3\n");
     Write("m.mtl", "newmtl m\nKd 0 1 0\n");
     ExpectContains(ErrorOf(Options("g%d.obj")), "g2.obj: has vertex colours, unlike the first frame");
+}
+
+TEST_F(VertexColourTest, ChartsKeepTheirDistance) {
+    Shape both = MakeShape(5, 7, 1);
+    both.colours.assign(both.colours.size(), {255, 0, 0});
+    const auto count = static_cast<int>(both.positions.size());
+    for (int i = 0; i < count; ++i) {
+        const Vec3 p = both.positions[static_cast<std::size_t>(i)];
+        both.positions.push_back({p.x, p.y, p.z + 50});
+        both.colours.push_back({0, 0, 255});
+    }
+    for (std::size_t i = 0, faces = both.faces.size(); i < faces; ++i) {
+        const std::array<int, 3> f = both.faces[i];
+        both.faces.push_back({f[0] + count, f[1] + count, f[2] + count});
+    }
+    Write("a.obj", ObjText(both));
+    const Mesh mesh = OnlyMesh(Options("a.obj"));
+    const std::shared_ptr<const Image> image = OpenMeshSource(Options("a.obj"))->Texture(0, 0);
+    for (std::size_t i = 0; i < mesh.positions.size(); ++i) {
+        const int x = static_cast<int>(mesh.texCoords[i].u * static_cast<float>(image->width));
+        const int y = static_cast<int>(mesh.texCoords[i].v * static_cast<float>(image->height));
+        for (int at = 0; at < 25; ++at) {
+            const BYTE* const pixel =
+                image->Pixel(static_cast<std::size_t>(x + at % 5 - 2), static_cast<std::size_t>(y + at / 5 - 2));
+            ASSERT_EQ(pixel[mesh.positions[i].z > 25 ? 2 : 0], 255) << "beside vertex " << i;
+        }
+    }
 }
 
 TEST_F(VertexColourTest, WhatIsDroppedIsSaidOnce) {
