@@ -9,6 +9,7 @@ readonly logs=out/test-logs
 
 # Stage, and what it is for.
 readonly stages=(
+  "lint|format, clang-tidy, scripts, includes, dead code"
   "release|g++, optimised; the player on real files"
   "debug|g++, unoptimised, library checks"
   "clang|clang++, optimised"
@@ -19,8 +20,9 @@ readonly stages=(
   "headset-clang|the same with clang and libc++"
 )
 
-readonly further_packages=(googletest clang libclang-rt-14-dev llvm lld g++-aarch64-linux-gnu
-  qemu-user)
+readonly bench_packages=(libbenchmark-dev libdraco-dev libmeshoptimizer-dev)
+readonly further_packages=(googletest clang clang-format clang-tidy libclang-rt-14-dev llvm lld shellcheck
+  g++-aarch64-linux-gnu qemu-user)
 
 usage() {
   cat <<TEXT
@@ -51,7 +53,7 @@ build_and_test() {
   if [[ $stage == fuzz ]]; then
     options=("-DNIMB_FUZZ_SECONDS=${NIMB_FUZZ_SECONDS:-10}")
   elif [[ $stage == release ]]; then
-    options=(-DNIMB_REQUIRE_MONO=ON)
+    options=(-DNIMB_REQUIRE_MONO=ON -DNIMB_BUILD_BENCH=ON) # the benchmarks are built, not run
   fi
   cmake --preset "$stage" "${options[@]}" &&
     cmake --build --preset "$stage" -- -k 0 &&
@@ -122,7 +124,7 @@ done
 ((${#chosen[@]})) || chosen=("${stages[@]%%|*}")
 
 mkdir -p "$logs"
-packages=("${native_packages[@]}" "${player_packages[@]}" "${csharp_packages[@]}")
+packages=("${native_packages[@]}" "${player_packages[@]}" "${csharp_packages[@]}" "${bench_packages[@]}")
 if [[ ${chosen[*]} != release ]]; then
   packages+=("${further_packages[@]}")
 fi
