@@ -119,7 +119,8 @@ Bytes MakeVideoSample(const Bytes& frame) {
         random = random * 1664525u + 1013904223u;
         sample.push_back(static_cast<BYTE>(random >> 24 | 1));  // never zero: coded pictures hardly ever are
     }
-    const Bytes unit = Nimb::Authoring::WriteMeshNalUnit(frame.data(), frame.size(), Nimb::Authoring::NalFraming::AnnexB);
+    const Bytes unit =
+        Nimb::Authoring::WriteMeshNalUnit(frame.data(), frame.size(), Nimb::Authoring::NalFraming::AnnexB);
     sample.insert(sample.end(), unit.begin(), unit.end());
     return sample;
 }

@@ -12,7 +12,7 @@
 namespace Bench {
 
 struct Subject {
-    std::string name;                     ///< second part of every benchmark's name
+    std::string name;                           ///< second part of every benchmark's name
     std::vector<Nimb::Authoring::Mesh> frames;  ///< constant topology, 30 frames a second
     std::size_t Vertices() const { return frames.front().positions.size(); }
     std::size_t Faces() const { return frames.front().faces.size(); }

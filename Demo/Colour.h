@@ -1,8 +1,8 @@
 // Colours, and the soft light that is painted into the demo figure's textures: clips are shown unlit.
 #pragma once
 
-#include "Demo/Space.h"
 #include "Authoring/Scene/Image.h"
+#include "Demo/Space.h"
 
 #include <cstdint>
 

@@ -1,8 +1,8 @@
 // The built-in clip: a small robot with a halo that juggles on a stage for three seconds, again and again.
 #pragma once
 
-#include "Demo/Figure.h"
 #include "Authoring/Scene/MeshSource.h"
+#include "Demo/Figure.h"
 
 #include <array>
 #include <map>

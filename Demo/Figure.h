@@ -1,9 +1,9 @@
 // The juggler: its parts, what each is shaped like, what moves it, and how it is painted.
 #pragma once
 
+#include "Authoring/Scene/MeshSource.h"
 #include "Demo/Choreography.h"
 #include "Demo/Colour.h"
-#include "Authoring/Scene/MeshSource.h"
 
 #include <functional>
 #include <vector>

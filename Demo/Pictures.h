@@ -1,8 +1,8 @@
 // The two pictures that change with every frame: the juggler's face, counter and halo, and the stage.
 #pragma once
 
-#include "Demo/Choreography.h"
 #include "Authoring/Scene/Image.h"
+#include "Demo/Choreography.h"
 
 #include <cstddef>
 

@@ -2,8 +2,8 @@
 // from outside, `around` grows to the right where `along` grows downwards.
 #pragma once
 
-#include "Demo/Space.h"
 #include "Authoring/Codec/Mesh.h"
+#include "Demo/Space.h"
 
 #include <array>
 #include <cstddef>

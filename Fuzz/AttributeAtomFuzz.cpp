@@ -98,7 +98,8 @@ Contents Expected(const FileAttributes& attributes) {
     return contents;
 }
 
-void CheckRoundTrip(const FileAttributes& attributes, Nimb::Authoring::AtomForm form, const Bytes& around, std::size_t cut) {
+void CheckRoundTrip(const FileAttributes& attributes, Nimb::Authoring::AtomForm form, const Bytes& around,
+                    std::size_t cut) {
     const Bytes atom = Nimb::Authoring::WriteAttributeAtom(attributes, form);
     Require(atom.size() <= Nimb::Authoring::c_AttributeAtomWindow);
     const Contents expected = Expected(attributes);
@@ -139,7 +140,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     if (size > c_AttributeBytes + 2) {
         const std::size_t cut = static_cast<std::size_t>(data[0] << 8 | data[1]);
         const Bytes around(data + 2 + c_AttributeBytes, data + size);
-        for (const Nimb::Authoring::AtomForm form : {Nimb::Authoring::AtomForm::Plain, Nimb::Authoring::AtomForm::Wrapped}) {
+        for (const Nimb::Authoring::AtomForm form :
+             {Nimb::Authoring::AtomForm::Plain, Nimb::Authoring::AtomForm::Wrapped}) {
             CheckRoundTrip(TakeAttributes(data + 2), form, around, cut);
             CheckDamaged(Nimb::Authoring::WriteAttributeAtom(TakeAttributes(data + 2), form), around);
         }

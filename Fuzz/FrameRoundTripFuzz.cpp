@@ -1,7 +1,7 @@
 // Any bytes as a small mesh, options and motion: every frame that the encoder makes is accepted by the reader, has the
 // faces that it was made from, and is exactly as far from the mesh as the encoder says.
-#include "Authoring/Frame/FrameEncoder.h"
 #include "Authoring/Codec/IndexStreams.h"
+#include "Authoring/Frame/FrameEncoder.h"
 #include "Tests/Support/TestSupport.h"
 
 #include <cstdlib>

@@ -36,7 +36,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const Bytes frame(data + 1 + beforeSize, end - behindSize);
     const Bytes behind(end - behindSize, end);
 
-    const Bytes unit = Nimb::Authoring::WriteMeshNalUnit(frame.data(), frame.size(), Nimb::Authoring::NalFraming::AnnexB);
+    const Bytes unit =
+        Nimb::Authoring::WriteMeshNalUnit(frame.data(), frame.size(), Nimb::Authoring::NalFraming::AnnexB);
     Require(!NimbTest::ContainsStartCode(unit.data() + 1, unit.data() + unit.size()));
     Require(unit.back() != 0);
     Require(NimbTest::ReadMeshFrame(Join({}, unit, behind)) == frame);

@@ -1,13 +1,13 @@
 // Writes a folder of seeds for each fuzz target: seed_corpus OUTDIR makes OUTDIR/<target>/<file>. Seeds are valid
 // inputs, so that a fuzzer starts behind the first checks; short ones, so that it stays fast.
-#include "Authoring/Codec/XtraAttributes.h"
 #include "Authoring/Codec/DeltaVertices.h"
-#include "Authoring/Frame/FrameEncoder.h"
 #include "Authoring/Codec/IndexStreams.h"
 #include "Authoring/Codec/MeshPayload.h"
 #include "Authoring/Codec/TextureTransform.h"
 #include "Authoring/Codec/TransformDeltas.h"
 #include "Authoring/Codec/VertexStreams.h"
+#include "Authoring/Codec/XtraAttributes.h"
+#include "Authoring/Frame/FrameEncoder.h"
 #include "Tests/Support/TestSupport.h"
 
 #include <cstdio>

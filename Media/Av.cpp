@@ -9,7 +9,8 @@ std::string AvText(int result) {
 }
 
 int OpenAvFile(const std::string& path, const AVInputFormat* format, int flags,
-               std::initializer_list<std::pair<const char*, const char*>> options, AvPtr<AVFormatContext>& context, AVIOInterruptCB interrupt) {
+               std::initializer_list<std::pair<const char*, const char*>> options, AvPtr<AVFormatContext>& context,
+               AVIOInterruptCB interrupt) {
     AVFormatContext* opened = Owned(avformat_alloc_context()).release();
     opened->flags |= flags;
     opened->interrupt_callback = interrupt;

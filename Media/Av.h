@@ -56,6 +56,7 @@ std::string AvText(int result);
 /// null to tell it by the content; `flags`: AVFMT_FLAG_...; `options`: of the format, by name. A negative result is
 /// FFmpeg's, and `context` is null then. `interrupt` is asked while the file is waited for.
 int OpenAvFile(const std::string& path, const AVInputFormat* format, int flags,
-               std::initializer_list<std::pair<const char*, const char*>> options, AvPtr<AVFormatContext>& context, AVIOInterruptCB interrupt = {});
+               std::initializer_list<std::pair<const char*, const char*>> options, AvPtr<AVFormatContext>& context,
+               AVIOInterruptCB interrupt = {});
 
 }  // namespace Nimb::Media

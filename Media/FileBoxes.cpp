@@ -59,7 +59,8 @@ std::optional<FileBoxes> ReadFileBoxes(const std::string& path, std::string* pPr
         const std::uint64_t left = result.fileSize - offset;
         std::uint8_t head[16] = {};
         file.seekg(static_cast<std::streamoff>(offset));
-        file.read(reinterpret_cast<char*>(head), static_cast<std::streamsize>(std::min<std::uint64_t>(left, sizeof(head))));
+        file.read(reinterpret_cast<char*>(head),
+                  static_cast<std::streamsize>(std::min<std::uint64_t>(left, sizeof(head))));
         if (!file) {
             return fail("cannot be read at byte " + std::to_string(offset));
         }

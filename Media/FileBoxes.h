@@ -9,7 +9,8 @@
 namespace Nimb::Media {
 
 struct FileBox {
-    std::string type;   ///< four characters, those that are not printable as '?'; empty: the rest of the file does not form a box
+    std::string type;  ///< four characters, those that are not printable as '?'; empty: the rest of the file does not
+                       ///< form a box
     std::uint64_t offset = 0;  ///< in the file
     std::uint64_t size = 0;    ///< as the box says, which may be beyond the end of the file
 };

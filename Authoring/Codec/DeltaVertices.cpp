@@ -14,7 +14,8 @@ namespace {
 std::array<float, 3> Predict(const DeltaHistory& history, std::size_t i) {
     const Float4 previous = Float4::Load(&(*history.previous)[i]);
     float lanes[4];
-    (history.older != nullptr ? PredictPosition(previous, Float4::Load(&(*history.older)[i])) : PredictPosition(previous))
+    (history.older != nullptr ? PredictPosition(previous, Float4::Load(&(*history.older)[i]))
+                              : PredictPosition(previous))
         .Store(lanes);
     return {lanes[0], lanes[1], lanes[2]};
 }

@@ -1,5 +1,5 @@
-// Delta frames as three correction bytes a vertex, and their plain storage (vertex version 3). NimbCore/DeltaVertices.cpp
-// decodes them; GolombVertices.h and HuffmanVertices.h store the same bytes in fewer.
+// Delta frames as three correction bytes a vertex, and their plain storage (vertex version 3).
+// NimbCore/DeltaVertices.cpp decodes them; GolombVertices.h and HuffmanVertices.h store the same bytes in fewer.
 #pragma once
 
 #include "Authoring/Codec/ByteWriter.h"

@@ -5,8 +5,8 @@
 #pragma once
 
 #include "Authoring/Codec/ByteWriter.h"
-#include "Authoring/Scene/Image.h"
 #include "Authoring/Codec/Mesh.h"
+#include "Authoring/Scene/Image.h"
 
 #include <string>
 #include <vector>

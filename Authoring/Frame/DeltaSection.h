@@ -1,8 +1,8 @@
 // The vertex section of a delta frame, in the coding that was asked for or in the one that suits the frame.
 #pragma once
 
-#include "Authoring/Frame/FrameOptions.h"
 #include "Authoring/Codec/TransformDeltas.h"
+#include "Authoring/Frame/FrameOptions.h"
 #include "NimbCore/NimbMeshReader.h"
 
 #include <optional>

@@ -1,11 +1,11 @@
 #include "Authoring/Frame/FrameEncoder.h"
 
-#include "Authoring/Frame/ClosedLoop.h"
-#include "Authoring/Frame/DeltaSection.h"
 #include "Authoring/Codec/MeshHeader.h"
-#include "Authoring/Frame/Topology.h"
 #include "Authoring/Codec/TransformDeltas.h"
 #include "Authoring/Codec/VertexStreams.h"
+#include "Authoring/Frame/ClosedLoop.h"
+#include "Authoring/Frame/DeltaSection.h"
+#include "Authoring/Frame/Topology.h"
 
 #include <algorithm>
 #include <numeric>

@@ -5,8 +5,8 @@
 #pragma once
 
 #include "Authoring/Codec/ByteWriter.h"
-#include "Authoring/Frame/FrameOptions.h"
 #include "Authoring/Codec/Mesh.h"
+#include "Authoring/Frame/FrameOptions.h"
 
 #include <array>
 #include <functional>

@@ -1,7 +1,7 @@
 #include "Authoring/Scene/Atlas.h"
 
-#include "Authoring/Scene/ImageScale.h"
 #include "Authoring/Codec/TextureTransform.h"
+#include "Authoring/Scene/ImageScale.h"
 
 #include <algorithm>
 #include <cmath>

@@ -1,8 +1,8 @@
 // Where the frames of a clip come from: an animated scene, a sequence of files, a procedural figure.
 #pragma once
 
-#include "Authoring/Scene/Image.h"
 #include "Authoring/Codec/Mesh.h"
+#include "Authoring/Scene/Image.h"
 
 #include <cstddef>
 #include <memory>

@@ -14,8 +14,8 @@
 // keeps it.
 #pragma once
 
-#include "Authoring/Scene/Atlas.h"
 #include "Authoring/Codec/Mesh.h"
+#include "Authoring/Scene/Atlas.h"
 
 #include <vector>
 

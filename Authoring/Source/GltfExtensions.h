@@ -1,8 +1,8 @@
 // Which extensions of glTF a scene may have.
 #pragma once
 
-#include "Authoring/Source/GltfFile.h"
 #include "Authoring/Scene/Warnings.h"
+#include "Authoring/Source/GltfFile.h"
 
 namespace Nimb::Authoring {
 

@@ -1,10 +1,10 @@
 // Triangles of glTF meshes.
 #pragma once
 
+#include "Authoring/Scene/Warnings.h"
 #include "Authoring/Source/GltfFile.h"
 #include "Authoring/Source/LoadedMesh.h"
 #include "Authoring/Source/Scene.h"
-#include "Authoring/Scene/Warnings.h"
 
 #include <cstddef>
 #include <map>

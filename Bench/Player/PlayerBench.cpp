@@ -3,13 +3,13 @@
 //
 // The stages are run one by one on the classes of the player; the render events are those of the library, driven as the
 // engine drives it. Software rendering: the times of texture copies say nothing about a headset.
-#include "Clip/Write/Mp4Writer.h"
 #include "Authoring/Frame/FrameEncoder.h"
 #include "Bench/BodyMesh.h"
+#include "Clip/Write/Mp4Writer.h"
+#include "EngineStandIn/Player.h"
 #include "NimbCore/NimbCrossPlatform.h"
 #include "NimbCore/NimbMeshReader.h"
 #include "NimbUnityPluginML/FrameQueue.h"
-#include "EngineStandIn/Player.h"
 
 #include <ml_media_extractor.h>
 

@@ -1,8 +1,8 @@
 #include "Clip/Read/ClipAttributes.h"
 
 #include "Authoring/Codec/ByteWriter.h"
-#include "Clip/Read/AssertionCapture.h"
 #include "Authoring/Scene/MeshSource.h"
+#include "Clip/Read/AssertionCapture.h"
 #include "NimbCore/NimbComPtr.h"
 #include "NimbCore/NimbCrossPlatform.h"
 

@@ -1,8 +1,8 @@
 // The frames of a clip as meshes with their pictures, for whoever wants to work on with them.
 #pragma once
 
-#include "Authoring/Scene/Image.h"
 #include "Authoring/Codec/Mesh.h"
+#include "Authoring/Scene/Image.h"
 
 #include <cstddef>
 #include <functional>

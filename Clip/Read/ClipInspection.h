@@ -1,10 +1,10 @@
 // What a clip consists of, frame by frame and in all, without decoding its meshes and pictures.
 #pragma once
 
+#include "Authoring/Codec/Mesh.h"
 #include "Clip/Read/ClipReader.h"
 #include "Clip/Read/MeshFrameScanner.h"
 #include "Clip/Read/SampleMesh.h"
-#include "Authoring/Codec/Mesh.h"
 
 #include <array>
 #include <functional>

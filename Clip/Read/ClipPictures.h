@@ -1,8 +1,8 @@
 // The pictures and the sound of a clip, decoded.
 #pragma once
 
-#include "Clip/Read/ClipReader.h"
 #include "Authoring/Scene/Image.h"
+#include "Clip/Read/ClipReader.h"
 
 #include <functional>
 #include <memory>

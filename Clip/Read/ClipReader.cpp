@@ -23,7 +23,7 @@ Media::FileBoxes ReadBoxes(const std::string& path) {
 Media::AvPtr<AVFormatContext> OpenContext(const std::string& path) {
     Media::AvPtr<AVFormatContext> context;
     const int result = Media::OpenAvFile(path, av_find_input_format("mp4"), AVFMT_FLAG_NOPARSE | AVFMT_FLAG_NOFILLIN,
-                                  {{"ignore_editlist", "1"}}, context);
+                                         {{"ignore_editlist", "1"}}, context);
     if (result < 0) {
         throw InputError(path + ": not an MP4 file that can be read: " + Media::AvText(result));
     }

@@ -2,8 +2,8 @@
 #pragma once
 
 #include "Authoring/Codec/ByteWriter.h"
-#include "Media/FileBoxes.h"
 #include "Authoring/Scene/MeshSource.h"
+#include "Media/FileBoxes.h"
 
 #include <cstdint>
 #include <memory>

@@ -1,8 +1,8 @@
 // Sound to AAC samples.
 #pragma once
 
-#include "Media/Av.h"
 #include "Clip/Write/ClipOptions.h"
+#include "Media/Av.h"
 
 #include <cstddef>
 #include <functional>

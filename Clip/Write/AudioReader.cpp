@@ -1,8 +1,8 @@
 #include "Clip/Write/AudioReader.h"
 
+#include "Authoring/Scene/MeshSource.h"
 #include "Clip/Write/AudioEncoder.h"
 #include "Clip/Write/CheckAv.h"
-#include "Authoring/Scene/MeshSource.h"
 
 #include <algorithm>
 #include <cmath>

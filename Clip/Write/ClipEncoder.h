@@ -4,14 +4,14 @@
 // meanwhile. Neither the clip's meshes nor its pictures are ever in memory all at once.
 #pragma once
 
-#include "Authoring/Scene/Atlas.h"
-#include "Clip/Write/ClipError.h"
-#include "Clip/Write/ClipOptions.h"
-#include "Authoring/Frame/FrameOptions.h"
 #include "Authoring/Codec/Mesh.h"
+#include "Authoring/Frame/FrameOptions.h"
+#include "Authoring/Scene/Atlas.h"
 #include "Authoring/Scene/MeshSource.h"
 #include "Authoring/Scene/SoundSource.h"
 #include "Authoring/Scene/Warnings.h"
+#include "Clip/Write/ClipError.h"
+#include "Clip/Write/ClipOptions.h"
 
 #include <cstddef>
 #include <functional>

@@ -1,7 +1,7 @@
 #include "Clip/Write/ClipPlan.h"
 
-#include "Clip/Write/OrderedTasks.h"
 #include "Authoring/Scene/TopologyMatch.h"
+#include "Clip/Write/OrderedTasks.h"
 
 #include <algorithm>
 #include <cmath>

@@ -1,8 +1,8 @@
 // What has to be known of all frames of a clip before the first one is coded.
 #pragma once
 
-#include "Clip/Write/SubMeshes.h"
 #include "Authoring/Scene/Warnings.h"
+#include "Clip/Write/SubMeshes.h"
 
 #include <cstddef>
 #include <functional>

@@ -1,9 +1,9 @@
 // The frames of one segment, from the source to checked frame bytes.
 #pragma once
 
+#include "Authoring/Frame/FrameEncoder.h"
 #include "Authoring/Scene/Atlas.h"
 #include "Clip/Write/ClipPlan.h"
-#include "Authoring/Frame/FrameEncoder.h"
 
 #include <array>
 #include <atomic>

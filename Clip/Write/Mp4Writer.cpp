@@ -2,9 +2,9 @@
 
 #include "Clip/Write/CheckAv.h"
 
+#include "Authoring/Codec/MeshPayload.h"
 #include "Clip/Write/AudioEncoder.h"
 #include "Clip/Write/VideoEncoder.h"
-#include "Authoring/Codec/MeshPayload.h"
 
 #include <unistd.h>
 

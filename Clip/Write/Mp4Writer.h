@@ -5,8 +5,8 @@
 // leaves no half file under the name asked for, and a writer that is destroyed before Finish leaves nothing at all.
 #pragma once
 
-#include "Authoring/Codec/XtraAttributes.h"
 #include "Authoring/Codec/ByteWriter.h"
+#include "Authoring/Codec/XtraAttributes.h"
 #include "Clip/Write/ClipError.h"
 #include "Clip/Write/ClipOptions.h"
 

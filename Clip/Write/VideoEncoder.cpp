@@ -59,7 +59,7 @@ Media::AvPtr<AVCodecContext> OpenEncoder(const ClipVideoOptions& options) {
 Media::AvPtr<SwsContext> OpenConverter(const ClipVideoOptions& options) {
     Media::AvPtr<SwsContext> converter =
         Media::Owned(sws_getContext(options.width, options.height, AV_PIX_FMT_RGBA, options.width, options.height,
-                                      AV_PIX_FMT_YUV420P, SWS_BILINEAR | SWS_ACCURATE_RND, nullptr, nullptr, nullptr));
+                                    AV_PIX_FMT_YUV420P, SWS_BILINEAR | SWS_ACCURATE_RND, nullptr, nullptr, nullptr));
     constexpr int unity = 1 << 16;
     sws_setColorspaceDetails(converter.get(), sws_getCoefficients(SWS_CS_DEFAULT), 1,
                              sws_getCoefficients(SWS_CS_ITU709), 0, 0, unity, unity);

@@ -1,9 +1,9 @@
 // Pictures to H.264 samples, each with the mesh of its frame.
 #pragma once
 
-#include "Media/Av.h"
 #include "Clip/Write/AvcSample.h"
 #include "Clip/Write/ClipOptions.h"
+#include "Media/Av.h"
 
 #include <cstdint>
 #include <deque>

@@ -51,7 +51,7 @@ public:
     struct Input {
         uint64_t epoch = 0;
         Media::AvPtr<AVPacket> packet;  // null when empty
-        uint64_t number = 0;     // of access units, 1 for the first since Configure; 0: not one
+        uint64_t number = 0;            // of access units, 1 for the first since Configure; 0: not one
         int64_t timeUs = 0;
         bool endOfStream = false;
     };

@@ -29,7 +29,8 @@ Media::AvPtr<AVCodecContext> OpenContext(const AVCodec& codec, const MediaFormat
         result = avcodec_open2(context.get(), &codec, nullptr);
     }
     if (result < 0) {
-        NIMB_PLATFORM_LOG(MLLogLevel_Error, "cannot open the decoder %s: %s", codec.name, Media::AvText(result).c_str());
+        NIMB_PLATFORM_LOG(MLLogLevel_Error, "cannot open the decoder %s: %s", codec.name,
+                          Media::AvText(result).c_str());
         return nullptr;
     }
     return context;
@@ -50,7 +51,8 @@ std::unique_ptr<Decoder> Decoder::Create(const AVCodec& codec, const MediaFormat
                                             : MakeAudioDecoder(std::move(context));
 }
 
-Decoder::Decoder(Media::AvPtr<AVCodecContext> context) : m_Context(std::move(context)), m_Frame(Media::Owned(av_frame_alloc())) {}
+Decoder::Decoder(Media::AvPtr<AVCodecContext> context)
+    : m_Context(std::move(context)), m_Frame(Media::Owned(av_frame_alloc())) {}
 
 void Decoder::Decode(AVPacket& unit, uint64_t number, int64_t timeUs, const Sink& sink) {
     m_Times[number] = timeUs;

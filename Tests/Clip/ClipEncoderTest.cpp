@@ -1,6 +1,6 @@
 // Whole clips: what players get is what went in.
-#include "Clip/Write/ClipEncoder.h"
 #include "Clip/Read/ClipInspection.h"
+#include "Clip/Write/ClipEncoder.h"
 
 #include "Authoring/Codec/XtraAttributes.h"
 #include "Clip/Read/ClipVerifier.h"

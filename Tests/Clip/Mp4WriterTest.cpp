@@ -1,8 +1,8 @@
 // The MP4 writer: what it writes is found again, byte for byte, and ordinary players have nothing against it.
 #include "Clip/Write/Mp4Writer.h"
-#include "Tests/Support/CounterFrame.h"
 #include "NimbCore/NimbComPtr.h"
 #include "NimbCore/NimbCrossPlatform.h"
+#include "Tests/Support/CounterFrame.h"
 #include "Tests/Support/TestClip.h"
 
 #include <gtest/gtest.h>

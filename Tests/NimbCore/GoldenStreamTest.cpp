@@ -4,8 +4,8 @@
 // The first part hashes clips that the encoders make of meshes of small exact numbers. A change of hashes that is meant
 // (an encoder that finds something smaller) shows in the first column as well; decoded bytes must never change for the
 // same stream. The second part is written by hand, as no encoder here writes it.
-#include "Authoring/Frame/FrameEncoder.h"
 #include "Authoring/Codec/TextureTransform.h"
+#include "Authoring/Frame/FrameEncoder.h"
 #include "Tests/Support/TestSupport.h"
 #include "Tests/Support/Wire.h"
 

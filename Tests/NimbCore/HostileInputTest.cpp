@@ -1,8 +1,8 @@
 // Small frames of every kind, cut at every byte and changed at every byte: whatever happens to a frame, nothing is read
 // or written out of bounds (the sanitizers see to that), the outcome is the same in memory that held something else
 // before, and the frames that follow decode as if it had never been.
-#include "Authoring/Frame/FrameEncoder.h"
 #include "Authoring/Codec/TextureTransform.h"
+#include "Authoring/Frame/FrameEncoder.h"
 #include "Nimb/NimbAssert.h"
 #include "Tests/Support/TestSupport.h"
 

@@ -1,8 +1,8 @@
 #include "Tests/NimbUnityPluginML/PluginTest.h"
 
+#include "Authoring/Codec/MeshPayload.h"
 #include "Authoring/Codec/XtraAttributes.h"
 #include "Authoring/Frame/FrameEncoder.h"
-#include "Authoring/Codec/MeshPayload.h"
 #include "Tests/Support/TestSupport.h"
 
 #include <algorithm>
@@ -25,7 +25,8 @@ Nimb::Authoring::Mesh MeshOf(std::size_t frame) {
     return mesh;
 }
 
-Nimb::Authoring::Bytes EncodeMesh(Nimb::Authoring::FrameEncoder& encoder, std::size_t frame, const ClipOptions& options) {
+Nimb::Authoring::Bytes EncodeMesh(Nimb::Authoring::FrameEncoder& encoder, std::size_t frame,
+                                  const ClipOptions& options) {
     const Nimb::Authoring::Mesh mesh = MeshOf(frame);
     if (options.deltaFrames && frame > 0) {
         Nimb::Authoring::DeltaFrameOptions delta;

@@ -2,9 +2,9 @@
 // themselves, and the engine's objects, which tell what is on show.
 #pragma once
 
+#include "NimbUnityPluginML/NimbUnityPluginML.h"
 #include "Tests/NimbUnityPluginML/FakeGl.h"
 #include "Tests/NimbUnityPluginML/FakePlatform.h"
-#include "NimbUnityPluginML/NimbUnityPluginML.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
 // Sounds: every sample once and in order, speed, volume and pace, on SDL's devices and without any.
-#include "Tests/Platform/Clip.h"
 #include "Platform/Desktop/SoundStream.h"
+#include "Tests/Platform/Clip.h"
 
 #include <ml_audio.h>
 

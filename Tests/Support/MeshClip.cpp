@@ -51,7 +51,8 @@ std::vector<std::size_t> MeshOffsets(const std::vector<unsigned char>& file) {
 }
 
 EncodedFrame EncodeTemporal(Nimb::Authoring::FrameEncoder& encoder, int number, bool isDelta) {
-    const Nimb::Authoring::Mesh meshes[] = {ClipTest::MakeNumberedMesh(number), ClipTest::MakeNumberedMesh(number, 5, 4)};
+    const Nimb::Authoring::Mesh meshes[] = {ClipTest::MakeNumberedMesh(number),
+                                            ClipTest::MakeNumberedMesh(number, 5, 4)};
     std::vector<Nimb::Authoring::SubFrame> parts(2);
     for (UINT32 i = 0; i < 2; ++i) {
         parts[i].mesh = &meshes[i];

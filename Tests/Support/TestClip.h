@@ -31,7 +31,8 @@ struct ClipRecipe {
     int pictureKeyInterval = 10;
     int meshKeyInterval = 8;
     Nimb::Authoring::IndexCoding indices = Nimb::Authoring::IndexCoding::EdgeBreaker;
-    std::optional<Nimb::Authoring::DeltaCoding> delta = Nimb::Authoring::DeltaCoding::Smallest;  ///< none: all are key frames
+    std::optional<Nimb::Authoring::DeltaCoding> delta =
+        Nimb::Authoring::DeltaCoding::Smallest;  ///< none: all are key frames
     int meshColumns = 12;
     int meshRows = 10;
     bool storeNormals = false;

@@ -167,7 +167,8 @@ TEST(DemoFigure, LoopsWithoutAJump) {
     EXPECT_GT(LargestStep(0, 1), 0.01);
     // The lights change most on a beat, and the loop begins with one.
     const auto change = [](std::size_t from, std::size_t to) {
-        return Difference(*Clip().Texture(from, Nimb::Authoring::Demo::Stage), *Clip().Texture(to, Nimb::Authoring::Demo::Stage));
+        return Difference(*Clip().Texture(from, Nimb::Authoring::Demo::Stage),
+                          *Clip().Texture(to, Nimb::Authoring::Demo::Stage));
     };
     EXPECT_LE(change(89, 0), 1.1 * change(44, 45));
 }

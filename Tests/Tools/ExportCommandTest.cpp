@@ -38,7 +38,8 @@ Nimb::Authoring::Image TextureOf(const aiScene& scene, const std::string& folder
     EXPECT_EQ(material.GetTexture(aiTextureType_DIFFUSE, 0, &name), aiReturn_SUCCESS);
     const aiTexture* const embedded = scene.GetEmbeddedTexture(name.C_Str());
     if (embedded != nullptr) {
-        return Nimb::Authoring::DecodeImage(reinterpret_cast<const BYTE*>(embedded->pcData), embedded->mWidth, "embedded");
+        return Nimb::Authoring::DecodeImage(reinterpret_cast<const BYTE*>(embedded->pcData), embedded->mWidth,
+                                            "embedded");
     }
     return Nimb::Authoring::ReadImage(folder + "/" + name.C_Str());
 }

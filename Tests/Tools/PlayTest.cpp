@@ -1,8 +1,8 @@
 // `nimb play` on a clip in whose pictures everything can be told apart: sides, up and down, left and right, frames.
-#include "Clip/Read/ClipReader.h"
-#include "Clip/Write/Mp4Writer.h"
 #include "Authoring/Frame/FrameEncoder.h"
 #include "Authoring/Source/ImageFile.h"
+#include "Clip/Read/ClipReader.h"
+#include "Clip/Write/Mp4Writer.h"
 #include "Tests/Tools/ToolTest.h"
 #include "Tools/nimb/ExitStatus.h"
 #include "Tools/nimb/Viewer/ClipIndex.h"
@@ -89,8 +89,8 @@ void MakeCubeClip(const std::string& path, const CubeClip& recipe = {}) {
     video.width = c_CellSize * static_cast<int>(c_SideCount);
     video.height = c_CellSize;
     video.quality = 5;
-    Nimb::Authoring::Mp4Writer writer(path, video,
-                                recipe.audioSeconds > 0 ? std::optional(Nimb::Authoring::ClipAudioOptions()) : std::nullopt);
+    Nimb::Authoring::Mp4Writer writer(
+        path, video, recipe.audioSeconds > 0 ? std::optional(Nimb::Authoring::ClipAudioOptions()) : std::nullopt);
     Nimb::Authoring::FrameEncoder encoder;
     Nimb::Authoring::FileAttributes attributes;
     for (int number = 0; number < c_FrameCount; ++number) {

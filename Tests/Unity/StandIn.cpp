@@ -1,7 +1,7 @@
 // The engine for the managed tests: a render thread with a GL context, objects to fill and to read back, clips to play.
 // Functions are called from the script thread; what fails ends the process with a message.
-#include "NimbUnityPluginML/NimbUnityPluginML.h"
 #include "EngineStandIn/Player.h"
+#include "NimbUnityPluginML/NimbUnityPluginML.h"
 #include "Tests/Support/CounterFrame.h"
 #include "Tests/Support/TestClip.h"
 

@@ -1,8 +1,8 @@
 // The commands of `nimb`. Each adds its options and its examples to the command line; the returned function runs it.
 //
-// A command returns an ExitStatus and throws UsageError, Nimb::Authoring::InputError, OutputError or Nimb::Authoring::ClipError;
-// Main.cpp turns these into a message on standard error and a status. Results go to standard output, everything else
-// to standard error.
+// A command returns an ExitStatus and throws UsageError, Nimb::Authoring::InputError, OutputError or
+// Nimb::Authoring::ClipError; Main.cpp turns these into a message on standard error and a status. Results go to
+// standard output, everything else to standard error.
 #pragma once
 
 #include <functional>

@@ -1,8 +1,8 @@
 // `nimb encode`: an animated scene or a sequence of mesh files to a clip.
-#include "Clip/Write/AudioReader.h"
-#include "Clip/Write/ClipEncoder.h"
 #include "Authoring/Source/FileIdentity.h"
 #include "Authoring/Source/MeshSources.h"
+#include "Clip/Write/AudioReader.h"
+#include "Clip/Write/ClipEncoder.h"
 #include "Tools/nimb/CommandLine.h"
 #include "Tools/nimb/Commands.h"
 #include "Tools/nimb/EncodeRun.h"

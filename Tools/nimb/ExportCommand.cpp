@@ -1,6 +1,6 @@
 // `nimb export`: the frames of a clip as mesh files with their textures.
-#include "Clip/Read/ClipFrames.h"
 #include "Authoring/Export/MeshExport.h"
+#include "Clip/Read/ClipFrames.h"
 #include "Tools/nimb/CommandLine.h"
 #include "Tools/nimb/Commands.h"
 #include "Tools/nimb/ExitStatus.h"

@@ -1,7 +1,7 @@
 // `nimb`: makes, plays, inspects, verifies and takes apart volumetric clips.
-#include "Clip/Write/ClipError.h"
-#include "Clip/Read/ClipReader.h"
 #include "Authoring/Scene/MeshSource.h"
+#include "Clip/Read/ClipReader.h"
+#include "Clip/Write/ClipError.h"
 #include "Tools/nimb/CommandLine.h"
 #include "Tools/nimb/Commands.h"
 #include "Tools/nimb/ExitStatus.h"

@@ -1,8 +1,8 @@
 // A picture of what each frame of a clip takes in the file.
 #pragma once
 
-#include "Clip/Read/ClipInspection.h"
 #include "Authoring/Scene/Image.h"
+#include "Clip/Read/ClipInspection.h"
 
 #include <string>
 #include <vector>

@@ -1,11 +1,11 @@
 // Each encoder against the decoder of its section: what was written is what is read, and it is written well.
 #include "Authoring/Codec/GolombVertices.h"
 #include "Authoring/Codec/HuffmanVertices.h"
-#include "Authoring/Codec/MeshHeader.h"
 #include "Authoring/Codec/IndexStreams.h"
+#include "Authoring/Codec/MeshHeader.h"
 #include "Authoring/Codec/TextureTransform.h"
-#include "NimbCore/TextureTransform.h"
 #include "Authoring/Codec/VertexStreams.h"
+#include "NimbCore/TextureTransform.h"
 #include "Tests/Support/TestSupport.h"
 
 #include <gtest/gtest.h>

@@ -1,8 +1,8 @@
 // Whole clips through FrameEncoder and the mesh reader: topology, closed loop, choices and temporal frames.
-#include "Authoring/Frame/FrameEncoder.h"
 #include "Authoring/Codec/IndexStreams.h"
-#include "Authoring/Frame/SegmentEncoder.h"
 #include "Authoring/Codec/TextureTransform.h"
+#include "Authoring/Frame/FrameEncoder.h"
+#include "Authoring/Frame/SegmentEncoder.h"
 #include "Tests/Support/TestSupport.h"
 
 #include <gtest/gtest.h>

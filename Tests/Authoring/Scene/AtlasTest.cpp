@@ -1,7 +1,7 @@
 // The atlas: textures keep apart, stay inside, and are found where their transforms lead.
+#include "Authoring/Codec/TextureTransform.h"
 #include "Authoring/Scene/Atlas.h"
 #include "Authoring/Scene/ImageScale.h"
-#include "Authoring/Codec/TextureTransform.h"
 #include "NimbCore/TextureTransform.h"
 #include "Tests/Support/TestSupport.h"
 

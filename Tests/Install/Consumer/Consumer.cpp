@@ -1,7 +1,7 @@
 // Encodes a triangle, hides it in a sample, and finds and decodes it again. The argument is the assertion mode that the
 // core must have.
-#include "Authoring/Frame/FrameEncoder.h"
 #include "Authoring/Codec/MeshPayload.h"
+#include "Authoring/Frame/FrameEncoder.h"
 #include "Nimb/NimbAssert.h"
 #include "NimbCore/NimbComPtr.h"
 #include "NimbCore/NimbCrossPlatform.h"

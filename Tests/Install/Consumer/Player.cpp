@@ -1,6 +1,6 @@
 // Writes a clip and lets the plug-in open it.
-#include "Clip/Write/Mp4Writer.h"
 #include "Authoring/Frame/FrameEncoder.h"
+#include "Clip/Write/Mp4Writer.h"
 #include "NimbUnityPluginML/NimbUnityPluginML.h"
 
 #include <cstdio>

@@ -1,7 +1,7 @@
 // Files as they should not be: each gives a result and a log line, nothing hangs, and the next Open works.
 #include "Authoring/Codec/XtraAttributes.h"
-#include "Tests/Support/TestClip.h"
 #include "Tests/NimbUnityPluginML/RealClips/Watcher.h"
+#include "Tests/Support/TestClip.h"
 
 #include <gtest/gtest.h>
 

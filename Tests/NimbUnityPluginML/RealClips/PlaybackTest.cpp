@@ -1,6 +1,6 @@
 // Straight playback, loops, pauses, rewinds and speeds: whatever is shown, picture and mesh are of the same frame.
-#include "Tests/Support/TestClip.h"
 #include "Tests/NimbUnityPluginML/RealClips/Watcher.h"
+#include "Tests/Support/TestClip.h"
 
 #include <gtest/gtest.h>
 

@@ -1,8 +1,8 @@
 // Calls in any order at any moment, and the same for a long time. Longer: NIMB_SOAK_SEQUENCES, NIMB_SOAK_ROUNDS and
 // NIMB_SOAK_LOOPS say how many.
-#include "Tests/Support/TestClip.h"
 #include "Tests/NimbUnityPluginML/CallWatch.h"
 #include "Tests/NimbUnityPluginML/RealClips/Watcher.h"
+#include "Tests/Support/TestClip.h"
 
 #include <gtest/gtest.h>
 

@@ -2,10 +2,10 @@
 // numbers of picture and mesh are read back and compared.
 #pragma once
 
-#include "Tests/Support/CounterFrame.h"
 #include "EngineStandIn/Player.h"
 #include "EngineStandIn/PluginLibrary.h"
 #include "EngineStandIn/RenderThread.h"
+#include "Tests/Support/CounterFrame.h"
 
 #include <chrono>
 #include <condition_variable>
@@ -65,7 +65,8 @@ public:
         std::string firstMismatch;
     };
 
-    explicit Watcher(Nimb::EngineStandIn::Player& player, std::chrono::microseconds interval = std::chrono::milliseconds(2));
+    explicit Watcher(Nimb::EngineStandIn::Player& player,
+                     std::chrono::microseconds interval = std::chrono::milliseconds(2));
     ~Watcher();
     Watcher(const Watcher&) = delete;
     Watcher& operator=(const Watcher&) = delete;

@@ -1,8 +1,8 @@
 // A plain video of what was drawn.
 #pragma once
 
-#include "Clip/Write/Mp4Writer.h"
 #include "Authoring/Scene/Image.h"
+#include "Clip/Write/Mp4Writer.h"
 
 #include <string>
 
