@@ -9,7 +9,7 @@ readonly logs=out/test-logs
 
 # Stage, and what it is for.
 readonly stages=(
-  "lint|format, clang-tidy, scripts, includes, dead code"
+  "lint|format, scripts, includes, dead code, links"
   "release|g++, optimised; the player on real files"
   "debug|g++, unoptimised, library checks"
   "clang|clang++, optimised"
@@ -18,7 +18,9 @@ readonly stages=(
   "fuzz|every fuzz target for a short while"
   "headset|aarch64 under qemu, the headset's library"
   "headset-clang|the same with clang and libc++"
+  "tidy|clang-tidy; half an hour, when asked for by name"
 )
+readonly when_asked=tidy
 
 readonly bench_packages=(libbenchmark-dev libdraco-dev libmeshoptimizer-dev)
 readonly further_packages=(googletest clang clang-format clang-tidy libclang-rt-14-dev llvm lld shellcheck
@@ -28,7 +30,7 @@ usage() {
   cat <<TEXT
 Usage: ./test.sh [--quick | STAGE...]
 
-Installs the Debian packages that are missing, then builds and runs the tests. Without arguments, all stages:
+Installs the Debian packages that are missing, then builds and runs the tests. Without arguments, all stages but the last:
 
 $(for stage in "${stages[@]}"; do printf '  %-14s%s\n' "${stage%%|*}" "${stage#*|}"; done)
 
@@ -121,7 +123,9 @@ for argument in "$@"; do
        chosen+=("$argument") ;;
   esac
 done
-((${#chosen[@]})) || chosen=("${stages[@]%%|*}")
+if ((${#chosen[@]} == 0)); then
+  mapfile -t chosen < <(printf '%s\n' "${stages[@]%%|*}" | grep -vx "$when_asked")
+fi
 
 mkdir -p "$logs"
 packages=("${native_packages[@]}" "${player_packages[@]}" "${csharp_packages[@]}" "${bench_packages[@]}")

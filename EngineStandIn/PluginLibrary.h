@@ -35,7 +35,7 @@ struct PluginFunctions {
     X(UnityRenderEvent)             \
     X(UnityPluginLoad)              \
     X(UnitySetGraphicsDevice)
-#define NIMB_MEMBER(name) decltype(&::name) name = nullptr;
+#define NIMB_MEMBER(name) decltype(&::name) name = nullptr;  // NOLINT(bugprone-macro-parentheses)
     NIMB_PLUGIN_FUNCTIONS(NIMB_MEMBER)
 #undef NIMB_MEMBER
 };

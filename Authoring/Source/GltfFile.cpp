@@ -229,7 +229,7 @@ std::vector<double> GltfFile::Elements(const Span& span, std::size_t offset, std
     const std::size_t size = componentSize * width;
     const std::size_t stride = span.stride == 0 ? size : span.stride;
     std::vector<double> values;
-    if (count == 0) {
+    if (count == 0 || size == 0) {
         return values;
     }
     if (stride < size || offset > span.size || size > span.size - offset ||
@@ -294,8 +294,9 @@ void GltfFile::ApplySparse(const Json& sparse, std::size_t componentType, std::s
     const std::vector<double> replacements =
         Elements(ViewAt(IndexIn(with, "bufferView")), IndexIn(with, "byteOffset", 0), count, componentType, width,
                  normalized, name);
+    const std::size_t numElements = values.size() / width;
     for (std::size_t i = 0; i < count; ++i) {
-        if (!(indices[i] >= 0 && indices[i] < static_cast<double>(values.size() / width))) {
+        if (!(indices[i] >= 0 && indices[i] < static_cast<double>(numElements))) {
             Fail(name + " has a sparse index out of range");
         }
         std::copy_n(replacements.begin() + static_cast<std::ptrdiff_t>(i * width), width,

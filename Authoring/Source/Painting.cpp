@@ -112,6 +112,7 @@ BYTE Encoded(float linear) {
         }
         return table;
     }();
+    // Rounded by hand, since lround is a call for every pixel. NOLINTNEXTLINE(bugprone-incorrect-roundings)
     return s_Table[static_cast<std::size_t>(std::clamp(linear, 0.0F, 1.0F) * c_Steps + 0.5F)];
 }
 
