@@ -1,4 +1,5 @@
-// The bit readers of the two kinds of code stream.
+// Bits of 32-bit words, as the transform deltas read them. Golomb, Huffman and EdgeBreaker streams are walked by their
+// own decoders: those look up or branch on several bits at once, and a reader between them and the words costs time.
 #pragma once
 
 #include "Nimb/NimbInterfaces.h"
@@ -13,7 +14,7 @@ constexpr UINT32 CodeWords(UINT32 numBits) noexcept {
     return (numBits + 31) >> 5;
 }
 
-/// Bits of 32-bit words, each read from bit 31 downwards, words in order: the streams of the vertex codecs.
+/// Bits of 32-bit words, each read from bit 31 downwards, words in order.
 ///
 /// Holds up to 64 bits in a register, topped up word by word. Past the last word it delivers zeros and remembers how
 /// far it went: a decoder reads on and asks `Overrun` once, where its format says what that means.

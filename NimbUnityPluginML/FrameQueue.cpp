@@ -6,7 +6,7 @@
 
 namespace {
 
-/// How far apart numbers of mesh and texture are when one of them is of before a restart.
+/// How far apart numbers of mesh and texture are when one of them is from before a restart.
 constexpr std::uint64_t c_RestartDistance = 10;
 
 /// Mesh minus texture, unsigned: a mesh behind its texture is very far ahead of it.

@@ -4,10 +4,10 @@
 // and gives it back when its frame leaves the queue. A sample whose mesh is lost keeps its slot until Clear or the next
 // loop; as many lost meshes in one pass stall playback, and Rewind or Close revives it.
 //
-// Samples of a file that was closed, or of before a rewind, may still be on their way. Each sample carries a ticket
-// that says where it belongs. A sample of an earlier file gets no number; one of before a rewind gets its number, which
-// the codec has counted too. Neither is queued, and both give their slot back at once: frames that no picture comes for
-// would keep the slots, and playback would wait for them for ever.
+// Samples of a file that was closed, or from before a rewind, may still be on their way. Each sample carries a ticket
+// that says where it belongs. A sample of an earlier file gets no number; one from before a rewind gets its number,
+// which the codec has counted too. Neither is queued, and both give their slot back at once: frames that no picture
+// comes for would keep the slots, and playback would wait for them for ever.
 //
 // Lock order: the frames' mutex before the slots' mutex.
 #pragma once
@@ -73,9 +73,9 @@ public:
     // ---- Render thread ----
 
     /// Moves on to the frame that belongs to the texture frame with this number, as far as the queue goes. With
-    /// `*pPendingRestart` set, frames of before the restart are discarded first, and the flag is cleared if there were
-    /// any. Not for a texture of before the pass, as a codec may still hold after a rewind: all of the pass would be
-    /// far ahead of it.
+    /// `*pPendingRestart` set, frames from before the restart are discarded first, and the flag is cleared if there
+    /// were any. Not for a texture from before the pass, as a codec may still hold after a rewind: all of the pass
+    /// would be far ahead of it.
     Matched Match(std::int64_t textureFrameNumber, std::atomic<bool>* pPendingRestart);
 
     /// The texture frames up to this number are gone. When no slot is free, queued frames up to it give theirs back:

@@ -34,7 +34,7 @@ public:
     double m_MaxX = 0, m_MaxY = 0, m_MaxZ = 0;
     std::int64_t m_TimeStamp;
     std::int64_t m_FrameNumber = 0;   ///< set by the player; matched with the number of the texture frame
-    std::uint32_t m_RenderCount = 0;  ///< takes by the render thread, which alone touches it under the frames' mutex
+    std::uint32_t m_RenderCount = 0;  ///< takes by the render thread; under the frames' mutex
 
 private:
     void CopyIndices(const NimbLockedMemory& indices, unsigned int ib, unsigned int ibCount);

@@ -97,11 +97,11 @@ NIMB_API uint8_t DestroyQuorObject(int id);
  * player, or the file cannot be opened; the log says why, and the next Open works. */
 NIMB_API uint8_t OpenQuorObject(int id, const char* path, const NimbOpenInfo* info);
 NIMB_API uint8_t CloseQuorObject(int id);
-/* From Opened, Paused or Closed. */
+/* From Opened or Paused. From Closed it succeeds as well and plays nothing. 0 in any other state. */
 NIMB_API uint8_t PlayQuorObject(int id);
-/* From Playing only. Does not wait for the workers. */
+/* From Playing only; 0 in any other state. Does not wait for the worker threads. */
 NIMB_API uint8_t PauseQuorObject(int id);
-/* Back to the start, Paused. */
+/* Back to the start, Paused. Once a file has been opened; succeeds in every state from then on. */
 NIMB_API uint8_t RewindQuorObject(int id);
 /* 1 is normal speed, 0.5 half of it. Takes effect without a jump. */
 NIMB_API void SetClockScale(int id, float scale);
@@ -137,7 +137,9 @@ NIMB_API int SetUnityBuffers(int id, void* texture, int width, int height, void*
 typedef void (*NimbRenderEventFunc)(int eventId);
 
 /* The event to issue each frame: the event id is the player's id. It copies the next video frame and the mesh of the
- * same number into the engine's objects. See CopyTexture for the GL state that it leaves changed. */
+ * same number into the engine's objects. GL state that it leaves changed: blending and face culling
+ * disabled, all colours written, viewport and clear colour, the current program, array and element array buffer, vertex
+ * array 0 with its attribute 0 enabled, the external texture of unit 0. The framebuffer is put back. */
 NIMB_API NimbRenderEventFunc GetUnityRenderModeEventFunc(void);
 NIMB_API void OnUnityRenderModeEvent(int eventId);
 /* An event that only logs. */

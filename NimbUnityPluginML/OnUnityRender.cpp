@@ -85,7 +85,7 @@ void QuorObject::OnUnityRender(EGLContext unityContext) {
     if (matched.frame->m_FrameNumber == textureFrameNumber) {
         ShowFrame(acquired.NativeBuffer(), matched);
     } else {
-        // The engine goes on showing the texture and the mesh of before.
+        // The engine goes on showing the texture and the mesh that it has.
         NIMB_LOG_WARNING("[%i] **** MISMATCHED TIMESTAMPS **** texture = %li, mesh = %li (mesh frames = %i)", m_id,
                          static_cast<long>(textureFrameNumber), static_cast<long>(matched.frame->m_FrameNumber),
                          static_cast<int>(matched.queued));

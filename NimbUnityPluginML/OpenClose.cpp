@@ -227,7 +227,7 @@ bool QuorObject::ConfigureAudioTrack(MLHandle format, std::size_t index, const c
     m_audioCodec = codec;
     m_audioOutputEOS = false;
 
-    // The format of the output does not depend on the track's: decoders deliver this one.
+    // Whatever the track's format is: the platform's decoders deliver this one.
     const MLAudioBufferFormat soundFormat{2, 48000, 16, 16, MLAudioSampleFormat_Int, 0};
     constexpr std::uint32_t soundBufferBytes = 4096;
     MLHandle sound = ML_INVALID_HANDLE;

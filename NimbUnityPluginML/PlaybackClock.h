@@ -30,7 +30,7 @@ public:
     }
 
     /// A file starts, or starts over: its time and the scaled one count from 0 again, and a scale set before the first
-    /// sample does not begin at a time of before. The scale stays.
+    /// sample does not begin at an earlier time. The scale stays.
     void Restart() {
         const std::lock_guard<std::mutex> lock(m_Mutex);
         m_scaledSampleTime = 0;

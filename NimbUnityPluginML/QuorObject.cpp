@@ -87,7 +87,7 @@ bool QuorObject::Rewind() {
     if (m_audioCodec != ML_INVALID_HANDLE) {
         flushAudio();
         m_AudioWorker.WaitUntilAsleep(flushAudio);
-        m_AudioBufferFilled = 0;  // what it holds is of before
+        m_AudioBufferFilled = 0;  // what it holds is from before the rewind
     }
     m_Abandon = false;
     StartOver();

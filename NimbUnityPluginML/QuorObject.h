@@ -7,9 +7,14 @@
 //   mesh thread      runs the tasks: sample -> payload -> MeshFrame -> frame queue
 //   video thread     releases decoded video to the codec's surface at the clock's pace
 //   audio thread     copies decoded audio into the sound's output stream
-// The members below are grouped by what guards them. Locks are held one at a time, with three exceptions: those inside
-// FrameQueue; the feed mutex, held across a wait for a slot, which its holder abandons when m_Abandon is set; and the
-// render mutex, which a render event holds around all others that it takes, and the script thread around none.
+// The members below are grouped by what guards them. Locks are taken in these orders and no other; what is not named is
+// held alone:
+//   feed -> frames -> slots     the feed mutex is held across a wait for a slot, which m_Abandon ends
+//   feed -> tasks
+//   render -> frames -> slots   a render event holds the render mutex from acquiring a frame to releasing it
+//   render -> Unity's buffers
+//   output -> sleep
+// Docs/architecture.md says what each guards, and how a player stops.
 #pragma once
 
 #include "NimbCore/NimbComPtr.h"

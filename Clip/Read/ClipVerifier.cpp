@@ -113,7 +113,7 @@ void Verifier::CheckBoxes() {
     for (const Media::FileBox& box : boxes.boxes) {
         if (box.type.empty()) {
             Report("file-damaged", {}, box.offset,
-                   "the last " + std::to_string(box.size) + " bytes of the file are no box");
+                   "the last " + std::to_string(box.size) + " bytes of the file do not form a box");
         } else if (boxes.IsCut(box)) {
             Report("file-damaged", {}, box.offset,
                    "the box '" + box.type + "' has " + std::to_string(box.size) + " bytes, the file holds " +
@@ -165,7 +165,7 @@ void Verifier::CheckAttributes() {
         // The negation catches NaN.
         if (!(values.bboxMin[axis] <= values.bboxMax[axis])) {
             Report("box-invalid", {}, m_Attributes.offset,
-                   std::string("the attribute atom's box is none: ") + "xyz"[axis] + " from " +
+                   std::string("the attribute atom's bounding box is turned inside out: ") + "xyz"[axis] + " from " +
                        std::to_string(values.bboxMin[axis]) + " to " + std::to_string(values.bboxMax[axis]));
         }
     }

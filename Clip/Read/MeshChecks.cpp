@@ -35,7 +35,7 @@ void CheckBox(const CStreamingMeshHeader& header, const std::string& whose, cons
         const float min = header.m_BBoxMin[axis];
         const float max = header.m_BBoxMax[axis];
         if (!std::isfinite(min) || !std::isfinite(max) || min > max) {
-            report("box-invalid", whose + " box is none: " + Span(c_Axes[axis], min, max));
+            report("box-invalid", whose + " bounding box is not one: " + Span(c_Axes[axis], min, max));
         }
     }
 }

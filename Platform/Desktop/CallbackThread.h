@@ -1,5 +1,5 @@
 // Calls a client back on a thread of its own, so that the callback neither waits for a picture to be decoded nor runs
-// inside a call that the client made, under a lock of anybody's.
+// inside a call that the client made, while anybody holds a lock.
 #pragma once
 
 #include <condition_variable>

@@ -238,7 +238,7 @@ TEST(PlaybackClockTest, AChangeOfScaleMakesNoJump) {
     clock.Restart();
     EXPECT_EQ(clock.Map(100), 200);
     clock.Restart();
-    clock.SetScale(2.0f);  // before the first sample: not from the times of before the restart on
+    clock.SetScale(2.0f);  // before the first sample: not from the times before the restart
     EXPECT_EQ(clock.Map(100), 50);
 }
 

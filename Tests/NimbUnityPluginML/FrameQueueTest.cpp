@@ -126,7 +126,7 @@ TEST_F(FrameQueueTest, EverySlotComesBack) {
     EXPECT_EQ(m_Queue.Clear(), 6u);
     EXPECT_EQ(FreeSlots(), 8);
 
-    // Meshes lost before a loop, and those of before that turn out to be lost after it.
+    // Meshes lost before a loop, and those from before it that turn out to be lost after it.
     m_Queue.CountLost(m_Queue.CurrentTicket());
     m_Queue.BeginLoop();
     m_Queue.CountLost(ticket);

@@ -479,7 +479,7 @@ TEST_F(PipelineTest, RewindAtAnyMomentKeepsPicturesAndMeshesInStep) {
             screen.RenderUntil([&] { return screen.Picture() >= moment; }, std::chrono::milliseconds(200));
             ASSERT_TRUE(player.Rewind());
         }
-        player.FrameInfo();  // forgets an end of before
+        player.FrameInfo();  // forgets an earlier end
         screen.shown.clear();
         ASSERT_TRUE(player.Play());
         if (dropped) {  // frames that were announced and are gone cost their successors

@@ -19,7 +19,7 @@ inline CLI::Validator AboveZero() {
             double value = 0;
             return CLI::detail::lexical_cast(text, value) && value > 0 && std::isfinite(value)
                        ? ""
-                       : text + " is no number above 0";
+                       : "must be above 0, not " + text;
         },
         ">0");
 }

@@ -173,7 +173,7 @@ void Record(PlaySession& session, Problems& problems) {
         },
         [&](int number) {
             problems.AddMissing(number);
-            add();  // as an engine goes on showing the frame of before
+            add();  // as an engine goes on showing the previous frame
         });
     recorder.Finish();
     std::printf("%s: %zu frames, %d x %d\n", options.recording.c_str(), count, options.width, options.height);

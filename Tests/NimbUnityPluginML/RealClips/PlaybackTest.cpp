@@ -91,7 +91,7 @@ TEST_P(StraightPlayback, ShowsEveryFrameWithItsMesh) {
             Rewind();
         }
         Watcher watcher(m_Player);
-        m_Player.FrameInfo();  // forgets an end of stream of before
+        m_Player.FrameInfo();  // forgets an earlier end of stream
         Play();
         std::vector<int> shown = PlayToEnd(watcher).shown;
         if (attempt > 0 && shown.size() > 1 && shown.front() > shown[1]) {
@@ -176,7 +176,7 @@ TEST_F(PlaybackTest, RewindsAtAnyMomentStartFromTheFirstFrame) {
         Rewind();
         EXPECT_EQ(m_Engine.plugin->GetQuorState(m_Player.Id()), NimbState_Paused);
     }
-    m_Player.FrameInfo();  // forgets an end of stream of before
+    m_Player.FrameInfo();  // forgets an earlier end of stream
     Play();
     const std::vector<std::vector<int>> runs = RunsOf(PlayToEnd(watcher).shown);
     EXPECT_GT(runs.size(), 5u);

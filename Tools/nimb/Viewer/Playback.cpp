@@ -47,7 +47,7 @@ void Playback::Open() {
 }
 
 void Playback::Play() {
-    m_Player->FrameInfo();  // forgets an end of before
+    m_Player->FrameInfo();  // forgets an earlier end
     m_HasEnd = false;
     m_EventsAfterEnd = 0;
     m_Plugin->PlayQuorObject(m_Player->Id());
