@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstring>
 
+namespace Nimb::Plugin {
 namespace {
 
 constexpr std::int64_t c_NoTimeout = -1;
@@ -110,3 +111,5 @@ void QuorObject::FinishAudio() {
         ReleaseAudioBuffer();
     }
 }
+
+}  // namespace Nimb::Plugin

@@ -10,6 +10,8 @@
 #include <mutex>
 #include <utility>
 
+namespace Nimb::Plugin {
+
 class ConcurrentQueue {
 public:
     using Task = std::function<void()>;
@@ -49,3 +51,5 @@ private:
     std::deque<Task> m_Tasks;
     bool m_Stopped = false;
 };
+
+}  // namespace Nimb::Plugin

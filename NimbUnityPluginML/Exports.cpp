@@ -42,6 +42,8 @@ static_assert(offsetof(NimbFrameInfo, textureHeight) == 72);
 static_assert(offsetof(NimbFrameInfo, endOfStream) == 76);
 static_assert(offsetof(NimbFrameInfo, isRepeatedFrame) == 77);
 
+using namespace Nimb::Plugin;
+
 extern "C" {
 
 int CreateQuorObject(void) {

@@ -4,6 +4,7 @@
 #include "NimbUnityPluginML/Log.h"
 #include "NimbUnityPluginML/QuorObject.h"
 
+namespace Nimb::Plugin {
 namespace {
 
 constexpr std::size_t c_TailBytes = 1024;
@@ -72,3 +73,5 @@ bool QuorObject::ReadFileAttributes(NimbFileInfo* info, bool* pFailed) {
     NIMB_LOG_INFO("\tmax z = %f", info->maxZ);
     return true;
 }
+
+}  // namespace Nimb::Plugin

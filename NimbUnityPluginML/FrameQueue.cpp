@@ -4,6 +4,7 @@
 #include <chrono>
 #include <utility>
 
+namespace Nimb::Plugin {
 namespace {
 
 /// How far apart numbers of mesh and texture are when one of them is from before a restart.
@@ -175,3 +176,5 @@ void FrameQueue::ReadCurrent(const std::function<void(const MeshFrame*)>& read) 
     const std::lock_guard<std::mutex> lock(m_meshFramesMutex);
     read(m_currentMeshFrame.get());
 }
+
+}  // namespace Nimb::Plugin

@@ -24,6 +24,8 @@
 #include <mutex>
 #include <optional>
 
+namespace Nimb::Plugin {
+
 class FrameQueue {
 public:
     static constexpr std::int32_t c_MaxMeshFrames = 8;
@@ -124,3 +126,5 @@ private:
     std::condition_variable m_SlotsChanged;
     std::int32_t m_freeMeshSlots = c_MaxMeshFrames;
 };
+
+}  // namespace Nimb::Plugin

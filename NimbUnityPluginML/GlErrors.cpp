@@ -5,6 +5,8 @@
 #include <EGL/egl.h>
 #include <GLES3/gl3.h>
 
+namespace Nimb::Plugin {
+
 void CheckGLError(const char* what) {
     const GLenum error = glGetError();
     if (error != GL_NO_ERROR) {
@@ -18,3 +20,5 @@ void CheckEGLError(const char* what) {
         NIMB_LOG_ERROR("%s, error = %x", what, static_cast<unsigned>(error));
     }
 }
+
+}  // namespace Nimb::Plugin

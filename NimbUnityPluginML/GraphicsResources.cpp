@@ -20,6 +20,8 @@
 
 #include <vector>
 
+namespace Nimb::Plugin {
+
 #ifndef EGL_NATIVE_BUFFER_ANDROID
 #define EGL_NATIVE_BUFFER_ANDROID 0x3140
 #endif
@@ -174,3 +176,5 @@ void QuorObject::CleanupGraphicsResources() {
     glDeleteTextures(1, &m_Gl.externalTexture);
     m_Gl.externalTexture = 0;
 }
+
+}  // namespace Nimb::Plugin

@@ -8,6 +8,7 @@
 
 #include <algorithm>
 
+namespace Nimb::Plugin {
 namespace {
 
 GLsizeiptr Bytes(std::size_t count, std::size_t size) {
@@ -127,3 +128,5 @@ void MeshFrame::CopyVertices(const NimbLockedMemory& vertices, const NimbLockedM
     }
     CheckGLError("MeshFrame::Initialize: copy verts");
 }
+
+}  // namespace Nimb::Plugin

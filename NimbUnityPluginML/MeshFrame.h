@@ -7,6 +7,8 @@
 #include <cstdint>
 #include <vector>
 
+namespace Nimb::Plugin {
+
 /// Built on the mesh thread, uploaded once on the render thread, shared between them by std::shared_ptr.
 class MeshFrame {
 public:
@@ -45,3 +47,5 @@ private:
     NIMBCORE::CComPtr<INimbBuffer> m_Indices;
     std::vector<UINT32> m_ZeroFiller;
 };
+
+}  // namespace Nimb::Plugin

@@ -5,6 +5,8 @@
 
 #include <new>
 
+namespace Nimb::Plugin {
+
 void QuorObject::MeshThreadFunc(UINT32 vertexFormat) {
     NIMB_LOG_INFO("[%i] Mesh thread starting", m_id);
     NIMB_LOG_INFO("[%i] using nimb vertex format = 0x%x", m_id, vertexFormat);
@@ -55,3 +57,5 @@ std::shared_ptr<MeshFrame> QuorObject::ReadMeshFrame(const std::vector<BYTE>& sa
     frame->m_FrameNumber = *frameNumber;
     return frame;
 }
+
+}  // namespace Nimb::Plugin

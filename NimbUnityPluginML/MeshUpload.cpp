@@ -5,6 +5,8 @@
 #include <cstring>
 #include <vector>
 
+namespace Nimb::Plugin {
+
 namespace MeshUpload {
 namespace {
 
@@ -106,3 +108,5 @@ void ComputeNormals(Vertex* vertices, UINT32 numVertices, const UINT32* indices,
 }
 
 }  // namespace MeshUpload
+
+}  // namespace Nimb::Plugin

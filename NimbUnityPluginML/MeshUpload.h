@@ -7,6 +7,8 @@
 #include <cstddef>
 #include <functional>
 
+namespace Nimb::Plugin {
+
 namespace MeshUpload {
 
 /// The upload layout, 32 bytes.
@@ -44,3 +46,5 @@ void ComputeNormals(Vertex* vertices, UINT32 numVertices, const UINT32* indices,
                     const OutOfBounds& outOfBounds);
 
 }  // namespace MeshUpload
+
+}  // namespace Nimb::Plugin

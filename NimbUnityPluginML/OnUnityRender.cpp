@@ -3,6 +3,7 @@
 #include "NimbUnityPluginML/Log.h"
 #include "NimbUnityPluginML/QuorObject.h"
 
+namespace Nimb::Plugin {
 namespace {
 
 /// A frame acquired from the codec, given back at the end of the event.
@@ -119,3 +120,5 @@ void QuorObject::ShowFrame(MLHandle nativeBuffer, const FrameQueue::Matched& mat
         throw;
     }
 }
+
+}  // namespace Nimb::Plugin

@@ -11,6 +11,7 @@
 #include <exception>
 #include <memory>
 
+namespace Nimb::Plugin {
 namespace {
 
 constexpr std::size_t c_TailBytes = 1024;
@@ -311,3 +312,5 @@ void QuorObject::ReleaseCodec(std::atomic<MLHandle>& codec, Worker& worker) {
     worker.WaitUntilAsleep(unblock);
     MLMediaCodecDestroy(codec.exchange(ML_INVALID_HANDLE));
 }
+
+}  // namespace Nimb::Plugin

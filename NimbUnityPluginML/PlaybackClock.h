@@ -5,6 +5,8 @@
 #include <cstdint>
 #include <mutex>
 
+namespace Nimb::Plugin {
+
 /// Microseconds throughout. The playback thread maps, the script thread changes the scale.
 class PlaybackClock {
 public:
@@ -67,3 +69,5 @@ private:
     std::int64_t m_rawBase = 0;
     float m_clockScale = 1.0f;
 };
+
+}  // namespace Nimb::Plugin

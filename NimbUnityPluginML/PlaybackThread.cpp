@@ -5,6 +5,7 @@
 #include <new>
 #include <utility>
 
+namespace Nimb::Plugin {
 namespace {
 
 constexpr std::int64_t c_VideoTrack = 0;  // the file's track order is part of the format
@@ -239,3 +240,5 @@ bool QuorObject::TakeMeshSlot() {
     }
     return taken;
 }
+
+}  // namespace Nimb::Plugin

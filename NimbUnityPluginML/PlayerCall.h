@@ -8,6 +8,8 @@
 #include <exception>
 #include <utility>
 
+namespace Nimb::Plugin {
+
 /// Returns what `call` returns, or `failure` when it throws: out of memory, or of threads. The log then says what.
 template <class Result, class Call>
 Result Guarded(const char* function, Result failure, Call&& call) noexcept {
@@ -42,3 +44,5 @@ Result CallPlayer(int id, const char* function, Result failure, Call&& call) noe
         return call(*player);
     });
 }
+
+}  // namespace Nimb::Plugin

@@ -1,5 +1,7 @@
 #include "NimbUnityPluginML/PlayerRegistry.h"
 
+namespace Nimb::Plugin {
+
 PlayerRegistry& PlayerRegistry::Instance() {
     static PlayerRegistry registry;
     return registry;
@@ -50,3 +52,5 @@ bool PlayerRegistry::Destroy(int id) {
     entry->player.reset();
     return true;
 }
+
+}  // namespace Nimb::Plugin

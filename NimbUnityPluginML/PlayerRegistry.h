@@ -12,6 +12,8 @@
 #include <memory>
 #include <mutex>
 
+namespace Nimb::Plugin {
+
 class PlayerRegistry {
     struct Entry {
         std::unique_ptr<QuorObject> player;
@@ -61,3 +63,5 @@ private:
     std::map<int, std::shared_ptr<Entry>> m_Players;
     int m_NextId = 0;
 };
+
+}  // namespace Nimb::Plugin

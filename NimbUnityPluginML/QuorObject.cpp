@@ -5,6 +5,8 @@
 
 #include <cstring>
 
+namespace Nimb::Plugin {
+
 QuorObject::QuorObject(int id) : m_id(id) {}
 
 QuorObject::~QuorObject() {
@@ -225,3 +227,5 @@ bool QuorObject::GetFrameInfo(NimbFrameInfo* info) {
     info->textureHeight = static_cast<std::uint32_t>(m_textureHeight);
     return true;
 }
+
+}  // namespace Nimb::Plugin

@@ -38,6 +38,8 @@
 #include <mutex>
 #include <vector>
 
+namespace Nimb::Plugin {
+
 class QuorObject {
 public:
     enum State : int { Empty = 0, Initialized = 1, Opened = 2, Playing = 3, Paused = 4, Closed = 5 };
@@ -241,3 +243,5 @@ private:
     Worker m_AudioWorker{[this] { NotifyOutputEnd(); }};
     std::thread m_MeshThread;
 };
+
+}  // namespace Nimb::Plugin

@@ -17,6 +17,8 @@ EGLint g_UnityContextVersion = 0;  // render thread; only logged
 
 }  // namespace
 
+using namespace Nimb::Plugin;
+
 extern "C" {
 
 void UnityPluginLoad(void* unityInterfaces) {

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <ctime>
 
+namespace Nimb::Plugin {
 namespace {
 
 constexpr std::int64_t c_NoTimeout = -1;
@@ -127,3 +128,5 @@ void QuorObject::DeferOverduePicture() {
         m_PictureAwaitedSince.compare_exchange_strong(since, MonotonicNanoseconds());
     }
 }
+
+}  // namespace Nimb::Plugin

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 
+namespace Nimb::Plugin {
 namespace {
 
 /// How long a wait goes on before it calls for help again.
@@ -82,3 +83,5 @@ bool Worker::IsAsleep() {
     const std::lock_guard<std::mutex> lock(m_SleepMutex);
     return m_Sleeping && m_SleepRequest;
 }
+
+}  // namespace Nimb::Plugin

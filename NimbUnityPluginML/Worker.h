@@ -14,6 +14,8 @@
 #include <thread>
 #include <utility>
 
+namespace Nimb::Plugin {
+
 class Worker {
 public:
     static constexpr std::chrono::milliseconds c_MaxNap{50};
@@ -70,3 +72,5 @@ private:
     std::mutex m_WakeMutex;  // guards nothing but the wait
     std::condition_variable m_WakeChanged;
 };
+
+}  // namespace Nimb::Plugin

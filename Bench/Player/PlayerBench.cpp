@@ -24,6 +24,8 @@
 #include <string>
 #include <vector>
 
+using namespace Nimb::Plugin;
+
 namespace {
 
 using Clock = std::chrono::steady_clock;

@@ -7,6 +7,8 @@
 #include <cstring>
 #include <functional>
 
+using namespace Nimb::Plugin;
+
 using namespace PluginTest;
 
 namespace {

@@ -9,6 +9,8 @@
 
 #include <thread>
 
+using namespace Nimb::Plugin;
+
 namespace {
 
 using namespace std::chrono_literals;

@@ -5,6 +5,8 @@
 #include <future>
 #include <memory>
 
+namespace Nimb::Plugin {
+
 /// Reaches for the queue of a player's mesh thread.
 class MeshBarrier {
 public:
@@ -19,6 +21,8 @@ public:
     }
 };
 
+}  // namespace Nimb::Plugin
+
 bool PluginTest::AwaitMeshes(int id) {
-    return MeshBarrier::Wait(id);
+    return Nimb::Plugin::MeshBarrier::Wait(id);
 }

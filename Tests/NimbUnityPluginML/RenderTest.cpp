@@ -11,6 +11,8 @@
 #include <optional>
 #include <sstream>
 
+using namespace Nimb::Plugin;
+
 using namespace PluginTest;
 
 namespace {
