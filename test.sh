@@ -11,7 +11,7 @@ readonly logs=out/test-logs
 readonly stages=(
   "lint|format, scripts, includes, dead code, links"
   "release|g++, optimised; the player on real files"
-  "debug|g++, unoptimised, library checks"
+  "debug|g++, unoptimised, library checks; the core"
   "clang|clang++, optimised"
   "asan|address and undefined-behaviour sanitizers"
   "tsan|thread sanitizer"
@@ -54,6 +54,8 @@ build_and_test() {
   local stage=$1 options=()
   if [[ $stage == fuzz ]]; then
     options=("-DNIMB_FUZZ_SECONDS=${NIMB_FUZZ_SECONDS:-10}")
+  elif [[ $stage == debug ]]; then
+    options=(-DNIMB_BUILD_PLAYER=OFF) # the player's tests run in release, asan and tsan
   elif [[ $stage == release ]]; then
     options=(-DNIMB_REQUIRE_MONO=ON -DNIMB_BUILD_BENCH=ON) # the benchmarks are built, not run
   fi
