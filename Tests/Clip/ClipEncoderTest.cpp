@@ -357,28 +357,6 @@ TEST(ClipEncoder, BadSourcesAreNamed) {
     expectError(bad, "no frames");
 }
 
-TEST(ClipEncoder, OptionsThatCannotBeAreRefused) {
-    const TemporaryFolder folder;
-    const TestSource source = TwoSheets();
-    const auto expectRefused = [&](const EncodeOptions& options, const std::string& text) {
-        try {
-            EncodeClip(source, nullptr, folder / "clip.mp4", options, NoProgress);
-            FAIL() << text;
-        } catch (const std::invalid_argument& error) {
-            EXPECT_NE(std::string(error.what()).find(text), std::string::npos) << error.what();
-        }
-    };
-    EncodeOptions options = FastOptions();
-    options.maxError = 1e-6;
-    expectRefused(options, "which allows ");
-    options = FastOptions();
-    options.indices = Nimb::Authoring::IndexCoding::Strips2;
-    expectRefused(options, "strips");
-    options = FastOptions();
-    options.atlasLimit = {100, 101};
-    expectRefused(options, "even");
-}
-
 TEST(ClipEncoder, ACancelledRunLeavesNothing) {
     const TemporaryFolder folder;
     const TestSource source = TwoSheets();

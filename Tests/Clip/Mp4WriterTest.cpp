@@ -1,8 +1,7 @@
 // The MP4 writer: what it writes is found again, byte for byte, and ordinary players have nothing against it.
 #include "Clip/Write/Mp4Writer.h"
-#include "NimbCore/NimbComPtr.h"
-#include "NimbCore/NimbCrossPlatform.h"
 #include "Tests/Support/CounterFrame.h"
+#include "Tests/Support/DecodedClip.h"
 #include "Tests/Support/TestClip.h"
 
 #include <gtest/gtest.h>
@@ -50,27 +49,6 @@ std::vector<Bytes> AwkwardMeshes(std::size_t count) {
     return meshes;
 }
 
-/// What the player's locator finds in a byte stream of samples, one after another.
-std::vector<Bytes> MeshesOf(const std::vector<unsigned char>& byteStream) {
-    std::vector<Bytes> meshes;
-    const BYTE magic[] = {0, 0, 1, 0x18, 'T', 'A', 'R', 'N'};
-    for (auto at = byteStream.begin();; ++at) {
-        at = std::search(at, byteStream.end(), std::begin(magic), std::end(magic));
-        if (at == byteStream.end()) {
-            return meshes;
-        }
-        const NIMBCORE::CComPtr<NimbCrossPlatform::Stream> stream(
-            NimbCrossPlatform::FindCompressedMesh(&*at, static_cast<std::size_t>(byteStream.end() - at)));
-        Bytes mesh(4096);
-        UINT32 count = 0;
-        if (stream != nullptr) {
-            stream->Read(mesh.data(), static_cast<UINT32>(mesh.size()), &count);
-        }
-        mesh.resize(count);
-        meshes.push_back(mesh);
-    }
-}
-
 TEST(Mp4Writer, EveryMeshComesBackAndOrdinaryPlayersPlayTheFile) {
     const TemporaryFolder folder;
     const std::string path = folder / "clip.mp4";
@@ -90,7 +68,7 @@ TEST(Mp4Writer, EveryMeshComesBackAndOrdinaryPlayersPlayTheFile) {
                          (folder / "stream.h264"))
                   .status,
               0);
-    EXPECT_TRUE(MeshesOf(ReadFile(folder / "stream.h264")) == meshes);
+    EXPECT_TRUE(ToolTest::MeshesOf(ReadFile(folder / "stream.h264")) == meshes);
 
     const CommandResult decoded = RunCommand("ffmpeg -v warning -i " + path + " -f null -");
     EXPECT_EQ(decoded.status, 0);

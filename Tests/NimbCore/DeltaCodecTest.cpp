@@ -77,13 +77,6 @@ Wire Frequencies(std::initializer_list<std::pair<std::size_t, INT32>> entries) {
     return wire;
 }
 
-std::vector<BYTE> Golomb(std::initializer_list<UINT32> words, UINT32 numBits, BYTE m, BYTE center) {
-    std::vector<BYTE> out{99};
-    const std::vector<UINT32> copy(words);
-    EXPECT_EQ(CGolombDecompressor().Decompress(copy.data(), numBits, m, center, out), S_OK);
-    return out;
-}
-
 }  // namespace
 
 TEST(DeltaVertices, ExtrapolatesFromTheSecondFrameOn) {
@@ -126,8 +119,8 @@ TEST(DeltaVertices, LayoutsOfDeltaFrames) {
         Frame key, frame;
         ASSERT_EQ(reader.Read(KeyFrame(), &key), S_OK);
         ASSERT_EQ(reader.Read(PlainDelta({1, 2, 3, 0, 0, 255}), &frame), S_OK);
-        const std::vector<BYTE> keyBytes = Frame::Read<BYTE>(key.vertices);
-        const std::vector<BYTE> bytes = Frame::Read<BYTE>(frame.vertices);
+        const std::vector<BYTE> keyBytes = NimbTest::Contents<BYTE>(key.vertices);
+        const std::vector<BYTE> bytes = NimbTest::Contents<BYTE>(frame.vertices);
         ASSERT_EQ(bytes.size(), 2 * layout.stride);
         const bool isFloat = (layout.format & 8) != 0;
         const std::size_t positionBytes = isFloat ? 12 : 6;
@@ -149,35 +142,6 @@ TEST(DeltaVertices, LayoutsOfDeltaFrames) {
         EXPECT_EQ(frame.Attribute(NimbAttrib_IsKeyFrame), 0u);
         EXPECT_EQ(frame.Attribute(NimbAttrib_NumVertices), 2u);
     }
-}
-
-TEST(DeltaVertices, StoredNormalsFollowTheDeltas) {
-    const Wire delta = DeltaHeader(3, 0x21)
-                           .Floats({0, 0, 0, 255, 255, 255})
-                           .Bytes({0, 0, 0, 0, 0, 0})
-                           .U16(0)
-                           .U16(65535)
-                           .U16(1)
-                           .U16(2)
-                           .U16(3)
-                           .U16(4);
-    Frame frame;
-    Reader floats(15);
-    ASSERT_EQ(floats.Read(KeyFrame(), &frame), S_OK);
-    ASSERT_EQ(floats.Read(delta, &frame), S_OK);
-    const std::vector<float> f = frame.Floats();
-    EXPECT_EQ((std::vector<float>{f[0], f[3], f[4], f[6], f[11]}),
-              (std::vector<float>{100, -1, 1, 0, 2.0f / 65535.0f + 2.0f / 65535.0f - 1.0f}));
-    Reader words(7);
-    ASSERT_EQ(words.Read(KeyFrame(), &frame), S_OK);
-    ASSERT_EQ(words.Read(delta, &frame), S_OK);
-    const std::vector<std::int16_t> w = frame.Words();
-    EXPECT_EQ((std::vector<std::int16_t>{w[4], w[5], w[6], w[7], w[14], w[15], w[16]}),
-              (std::vector<std::int16_t>{0, -1, 1, 0, 2, 3, 4}));
-    Reader without(13);
-    ASSERT_EQ(without.Read(KeyFrame(), &frame), S_OK);
-    ASSERT_EQ(without.Read(delta, &frame), S_OK);
-    EXPECT_EQ(Positions(frame)[3], 1000.0f);
 }
 
 TEST(DeltaVertices, VerticesThatMeetGoOnByTheirOwnMotion) {
@@ -275,23 +239,6 @@ TEST(HuffmanVertices, Rejections) {
     EXPECT_EQ(FailureOf((((HuffmanHead(1, 0, 0) += none).U32(0) += none) += none)), "");
     EXPECT_EQ(FailureOf((HuffmanHead(33, 0, 0) += two).U32(0)), "");
     EXPECT_EQ(FailureOf((HuffmanHead(0xFFFFFFFF, 0, 0) += two).U32(0)), "");
-}
-
-TEST(GolombCode, DecodesEachParameterRule) {
-    using Bytes = std::vector<BYTE>;
-    EXPECT_EQ(Golomb({}, 0, 4, 7), (Bytes{}));
-    // m = 1 reads one extra bit after the quotient: 0|0, 0|1, 10|0, 110|1 stand for 0, 1, 1, 3.
-    EXPECT_EQ(Golomb({0b00011001101u << 21}, 11, 1, 100), (Bytes{100, 99, 99, 98}));
-    // m = 2: quotient and one bit. 0|0, 0|1, 10|0, 10|1 stand for 0, 1, 2, 3.
-    EXPECT_EQ(Golomb({0b0001100101u << 22}, 10, 2, 250), (Bytes{250, 249, 251, 248}));
-    // m = 3: 0|0 is 0, 0|1|0 is 1, 0|1|1 is 2, 10|1|1 is 5.
-    EXPECT_EQ(Golomb({0b000100111011u << 20}, 12, 3, 10), (Bytes{10, 9, 11, 7}));
-    // m = 4: 0|0|0 to 0|1|1 are 0 to 3; 110|1|0 is 10.
-    EXPECT_EQ(Golomb({0b00000101001111010u << 15}, 17, 4, 250), (Bytes{250, 249, 251, 248, 255}));
-    // m = 0 stands for the centre with every code.
-    EXPECT_EQ(Golomb({0b0101100u << 25}, 7, 0, 42), (Bytes{42, 42, 42, 42}));
-    // The centre wraps.
-    EXPECT_EQ(Golomb({0b11111111110u << 21 | 0}, 12, 2, 250), (Bytes{4}));
 }
 
 TEST(GolombCode, LongStreamsEqualTheBitByBitRule) {

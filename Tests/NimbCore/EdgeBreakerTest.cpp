@@ -202,16 +202,6 @@ TEST(EdgeBreaker, MalformedStreams) {
     }
 }
 
-TEST(EdgeBreaker, EveryTruncationRunsOutOfData) {
-    std::vector<BYTE> bytes;
-    std::vector<UINT32> vertexOrder;
-    CEdgeBreaker().Compress(Soup(1, 60, 12), &bytes, &vertexOrder);
-    for (std::size_t size = 0; size < bytes.size(); ++size) {
-        Faces faces;
-        EXPECT_EQ(Decode(std::vector<BYTE>(bytes.data(), bytes.data() + size), &faces), c_EndOfData) << size;
-    }
-}
-
 TEST(EdgeBreaker, NoMoreTrianglesThanAnIndexBufferHolds) {
     const char* const text = "EdgeBreaker: more triangles than an index buffer holds";
     Faces faces;
@@ -262,14 +252,6 @@ TEST(EdgeBreaker, MalformedSubMeshes) {
     decoder.DecompressSubmesh(triangle, 2, &faces, vertexCounter);
     EXPECT_EQ(vertexCounter, INT_MAX);
     EXPECT_EQ(Lists(faces), (std::vector<std::vector<UINT32>>{{INT_MAX - 1u, INT_MAX - 3u, INT_MAX - 2u}}));
-}
-
-TEST(EdgeBreaker, CodeLengths) {
-    const int lengths[] = {1, 3, 3, 3, 4, 4};
-    for (int code = 0; code < 6; ++code) {
-        EXPECT_EQ(CEdgeBreaker::BitsInCode(static_cast<EEdgeCode>(code)), lengths[code]);
-    }
-    EXPECT_THROW(CEdgeBreaker::BitsInCode(static_cast<EEdgeCode>(6)), Nimb::AssertionFailure);
 }
 
 // Surfaces with the vertices that their cuts must repeat and the pieces that they fall into.

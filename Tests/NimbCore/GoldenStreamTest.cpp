@@ -233,19 +233,6 @@ const std::vector<float> c_Square{0, 0, 0, 1, 0, 0, 1, 1, 0, 0, 1, 1};
 
 }  // namespace
 
-TEST(HandWrittenStreams, OldestKeyFrameHasRawIndicesAndNoIndexCount) {
-    Wire wire;
-    Square(wire.Version(19, 0, 0, 0).UnitBox().U32(4).U32(2));
-    for (const UINT32 index : {0u, 1u, 2u, 0u, 2u, 3u}) {
-        wire.U32(index);
-    }
-    FrameReader reader(13);
-    const DecodedFrame frame = DecodeWire(reader, wire);
-    ASSERT_EQ(S_OK, frame.hr);
-    EXPECT_EQ(c_Square, PositionsOf(frame));
-    EXPECT_EQ((std::vector<UINT32>{0, 1, 2, 0, 2, 3}), frame.indices);
-}
-
 TEST(HandWrittenStreams, OldKeyFrameThenBothOldDeltaLayouts) {
     // Byte-delta list with the unused bits of the control bytes set, and wider deltas than needed.
     Wire key;
@@ -281,28 +268,4 @@ TEST(HandWrittenStreams, OldKeyFrameThenBothOldDeltaLayouts) {
     const auto y = [](float from, float byte) { return from + (1.0f * (byte / 255.0f) + -1.0f); };
     EXPECT_EQ((std::vector<float>{0.5f, y(0, 255), 0, 2, y(0, 254), 0, 1.5f, y(1, 0), 0, 255, y(1, 252), 0}),
               PositionsOf(third));
-}
-
-TEST(HandWrittenStreams, StripsOfEveryLengthAndWrap) {
-    Wire wire;
-    Square(wire.Version(2, 0x02, 5, 2).UnitBox().U32(4).U32(2).U32(6)).I64(2 + 3 + 4 + 5 + 2 + 2).U32(0xDEADBEEF);
-    wire.Bytes({1, 3});                       // 3
-    wire.Bytes({2, 0xFF, 0xFE});              // 1
-    wire.Bytes({3, 0x00, 0x00, 0x01});        // 2, longer than it needs to be
-    wire.Bytes({4, 0xFF, 0xFF, 0xFF, 0xFE});  // 0
-    wire.Bytes({1, 0x80}).Bytes({1, 0x7F});   // -128, -1: wrap below zero
-    FrameReader reader(13);
-    const DecodedFrame frame = DecodeWire(reader, wire);
-    ASSERT_EQ(S_OK, frame.hr);
-    EXPECT_EQ((std::vector<UINT32>{3, 1, 2, 0, 0xFFFFFF80, 0xFFFFFFFF}), frame.indices);
-}
-
-TEST(HandWrittenStreams, UnknownHeaderVersionWithoutCountsIsAnEmptyKeyFrame) {
-    Wire wire;
-    wire.Version(2, 0x01, 9, 1).UnitBox();
-    FrameReader reader(13);
-    const DecodedFrame frame = DecodeWire(reader, wire);
-    EXPECT_EQ(S_OK, frame.hr);
-    EXPECT_TRUE(frame.vertices.empty());
-    EXPECT_TRUE(frame.indices.empty());
 }

@@ -3,8 +3,7 @@
 // before, and the frames that follow decode as if it had never been.
 #include "Authoring/Codec/TextureTransform.h"
 #include "Authoring/Frame/FrameEncoder.h"
-#include "Nimb/NimbAssert.h"
-#include "Tests/Support/TestSupport.h"
+#include "Tests/Support/Wire.h"
 
 #include <gtest/gtest.h>
 
@@ -124,7 +123,7 @@ const std::vector<Subject>& Subjects() {
 
 class HostileInput : public testing::TestWithParam<std::size_t> {
 protected:
-    HostileInput() : m_Previous(Nimb::SetAssertionSink([](const Nimb::AssertionInfo&) {})) {
+    HostileInput() {
         FrameReader reader(subject.vertexFormat);
         for (const Bytes& frame : subject.before) {
             EXPECT_EQ(S_OK, reader.Decode(frame).hr);
@@ -135,7 +134,6 @@ protected:
             EXPECT_EQ(S_OK, m_Wanted.back().hr);
         }
     }
-    ~HostileInput() override { Nimb::SetAssertionSink(m_Previous); }
 
     /// Decodes the damaged frame in its place; `pattern` is what new buffers hold.
     DecodedFrame Decode(IStream& damaged, BYTE pattern, bool goOn) {
@@ -165,7 +163,7 @@ protected:
 
 private:
     std::vector<DecodedFrame> m_Wanted;
-    Nimb::AssertionSink m_Previous;
+    NimbTest::AssertionRecorder m_Silence;
 };
 
 }  // namespace

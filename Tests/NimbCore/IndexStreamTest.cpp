@@ -68,27 +68,6 @@ TEST(IndexStream, ListDeltasOfEveryWidth) {
                                         a + 0x80000001u, b - 6, c - 8388608u, 0}));  // the tenth index is not covered
 }
 
-TEST(IndexStream, ListsLongerThanTheStagingBuffer) {
-    constexpr UINT32 faces = 5000;
-    Wire section;
-    Indices expected;
-    UINT32 index[3] = {0, 0, 0};
-    for (UINT32 face = 0; face < faces; ++face) {
-        section.U8(0x24 * (face % 2));
-        for (UINT32 k = 0; k < 3; ++k) {
-            const unsigned width = face % 2 == 0 ? 1 : k + 1 == 3 ? 3 : k + 1;
-            const INT32 delta = static_cast<INT32>((face * 31 + k * 7) % 100) - 50;
-            for (unsigned byte = 0; byte < width; ++byte) {
-                section.U8(static_cast<BYTE>(static_cast<UINT32>(delta) >> (8 * byte)));
-            }
-            index[k] += static_cast<UINT32>(delta);
-            expected.push_back(index[k]);
-        }
-    }
-    Wire frame = KeyFrame(c_List, 2, faces, 3 * faces).I64(static_cast<LONGLONG>(section.Size()));
-    EXPECT_EQ(Decode(frame += section).indices, expected);
-}
-
 TEST(IndexStream, StripDeltasAreBigEndian) {
     const Outcome outcome = Decode(KeyFrame(c_Strip, 2, 3, 5) += StripSection(
                                        {2, 0xFF, 0xFE, 1, 0x80, 4, 0x80, 0, 0, 0, 3, 0x01, 0x02, 0x03, 1, 0x05}));

@@ -353,20 +353,6 @@ TEST(TransformDelta, VerticesInOnePlaceKeepTheirParts) {
     }
 }
 
-TEST(TransformDelta, StoredNormalsFollowTheSection) {
-    Bytes section = ShiftSquare();
-    for (int i = 0; i < 12; ++i) {
-        section.push_back(0xFF);
-        section.push_back(static_cast<BYTE>(i < 3 ? 0xFF : 0x7F));
-    }
-    Decoder decoder(c_Square, 15);
-    decoder.header.m_Version.v.m_FormatFlags = NTarnStudioFormatFlags::c_HasNormals;
-    ASSERT_EQ(decoder.Decode(section), S_OK);
-    EXPECT_EQ(decoder.left, 0u);
-    EXPECT_EQ(decoder.output[3], 1.0f);
-    EXPECT_NEAR(decoder.output[8 + 3], 0.0f, 1e-4);
-}
-
 TEST(TransformDelta, AsksForDeltasAndForFieldsOfAtMostAWord) {
     NimbTest::AssertionRecorder recorder;
     Decoder decoder(c_Square);

@@ -22,7 +22,6 @@ struct Data {
     std::vector<std::string> calls;
     int callsWithoutContext = 0;
     std::map<GLuint, GLenum> shaders;
-    std::map<GLenum, std::string> sources;
     std::map<GLuint, Fake::Bytes> buffers;
     std::map<GLuint, std::int64_t> textures;  ///< name, picture
     std::map<GLenum, GLuint> boundBuffers;
@@ -168,11 +167,6 @@ void SetBufferBytes(GLuint buffer, Fake::Bytes bytes) {
 std::int64_t PictureIn(GLuint texture) {
     const std::lock_guard<std::mutex> lock(TheState().mutex);
     return TheState().textures[texture];
-}
-
-std::string ShaderSource(GLenum type) {
-    const std::lock_guard<std::mutex> lock(TheState().mutex);
-    return TheState().sources[type];
 }
 
 int LiveImages() {
@@ -360,10 +354,8 @@ GLuint glCreateShader(GLenum type) {
     return TheState().next++;
 }
 
-void glShaderSource(GLuint shader, GLsizei count, const GLchar* const* strings, const GLint* lengths) {
-    if (const Call call(__func__, count, lengths == nullptr ? "null" : "lengths"); call) {
-        TheState().sources[TheState().shaders[shader]] = *strings;
-    }
+void glShaderSource(GLuint, GLsizei count, const GLchar* const*, const GLint* lengths) {
+    const Call call(__func__, count, lengths == nullptr ? "null" : "lengths");
 }
 
 void glGetShaderiv(GLuint shader, GLenum name, GLint* value) {

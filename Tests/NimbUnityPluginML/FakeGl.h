@@ -47,7 +47,6 @@ void SetBufferBytes(GLuint buffer, Fake::Bytes bytes);
 
 /// Number of the picture last drawn into a texture; -1 when there is none.
 std::int64_t PictureIn(GLuint texture);
-std::string ShaderSource(GLenum type);  ///< given last
 int LiveImages();
 int ImagesOfReleasedBuffers();
 

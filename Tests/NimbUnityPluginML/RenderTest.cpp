@@ -9,7 +9,6 @@
 #include <cmath>
 #include <cstring>
 #include <optional>
-#include <sstream>
 
 using namespace Nimb::Plugin;
 
@@ -189,24 +188,6 @@ TEST_F(RenderTest, FramesThatShareTheirIndicesUploadThemOnce) {
     EXPECT_LT(*std::max_element(indices.begin(), indices.end()), c_MeshVertices);
 }
 
-TEST_F(RenderTest, TheNormalsSettingCanChangeWhilePlaying) {
-    for (const std::uint8_t first : {std::uint8_t{0}, std::uint8_t{1}}) {
-        Player player;
-        Screen screen(player);
-        SetComputeNormals(player.Id(), first);
-        ASSERT_TRUE(player.Open(AddFile(MakeClip({12, 3000}))));
-        ASSERT_TRUE(player.Play());
-        ASSERT_TRUE(screen.RenderUntil([&] { return screen.Picture() == 3; }));
-        SetComputeNormals(player.Id(), first == 0);
-        ASSERT_TRUE(screen.RenderUntil([&] { return screen.Picture() == 11; }));
-        EXPECT_EQ(screen.shown, Matching(0, 11));
-        for (const Vertex& v : VerticesIn(screen.vertexBuffer)) {
-            EXPECT_NEAR(std::hypot(v.nx, v.ny, v.nz), first == 0 ? 1.0f : 0.0f, 1e-5f);
-            EXPECT_LE(v.u, 1.0f);
-        }
-    }
-}
-
 // ---- The texture copy ----
 
 class TextureCopyTest : public RenderTest {
@@ -288,23 +269,6 @@ TEST_F(TextureCopyTest, TheResourcesAreMadeOnceAndTheMeshThreadsCallsReachNothin
                                    "glTexParameteri(8d65, 2802, 812f)", "glTexParameteri(8d65, 2803, 812f)"}) {
         EXPECT_EQ(FakeGl::CallsOf(call), 1) << call;
     }
-    const auto trimmed = [](GLenum type) {
-        std::istringstream lines(FakeGl::ShaderSource(type));
-        std::string out, line;
-        while (std::getline(lines, line)) {
-            EXPECT_EQ(line.substr(0, 16), std::string(16, ' '));
-            const std::size_t begin = line.find_first_not_of(' ');
-            out += line.substr(begin, line.find_last_not_of(' ') - begin + 1) + "\n";
-        }
-        return out;
-    };
-    EXPECT_EQ(trimmed(GL_VERTEX_SHADER),
-              "#version 100\nattribute vec2 pos;\nvarying vec2 uv;\nvoid main()\n{\n"
-              "uv = 0.5 * pos + vec2(0.5, 0.5);\ngl_Position = vec4(pos, 0.0, 1.0);\n}\n");
-    EXPECT_EQ(trimmed(GL_FRAGMENT_SHADER),
-              "#version 100\n#extension GL_OES_EGL_image_external : require\nvarying lowp vec2 uv;\n"
-              "uniform lowp samplerExternalOES textureSampler;\nvoid main()\n{\n"
-              "gl_FragColor = texture2D(textureSampler, uv);\n}\n");
     FakeGl::ClearCalls();
     m_Player.reset();
     EXPECT_TRUE(FakeGl::Calls().empty());

@@ -3,19 +3,13 @@
 
 #include "Media/Av.h"
 
-#include <gtest/gtest.h>
-#include <unistd.h>
-
 extern "C" {
 #include <libavutil/opt.h>
 }
 
 #include <cmath>
 #include <cstring>
-#include <filesystem>
-#include <fstream>
 #include <functional>
-#include <iterator>
 #include <random>
 #include <stdexcept>
 
@@ -34,21 +28,6 @@ void Check(int result, const char* what) {
         throw std::runtime_error(std::string(what) + ": " + text);
     }
 }
-
-class TemporaryFolder {
-public:
-    TemporaryFolder() : m_Path(testing::TempDir() + "nimb-desktop-" + std::to_string(getpid())) {
-        std::filesystem::create_directories(m_Path);
-    }
-    ~TemporaryFolder() {
-        std::error_code ignored;
-        std::filesystem::remove_all(m_Path, ignored);
-    }
-    const std::string& Path() const { return m_Path; }
-
-private:
-    const std::string m_Path;
-};
 
 std::vector<uint8_t> MakePrivateUnit(int number) {
     std::vector<uint8_t> unit = {0x18, 'T', 'A', 'R', 'N', 0, 0, 3, 0, 0, 3, 1};
@@ -230,26 +209,13 @@ private:
 }  // namespace
 
 std::string TemporaryPath(const std::string& name) {
-    static const TemporaryFolder folder;
-    return folder.Path() + "/" + name;
+    static const ClipTest::TemporaryFolder folder;
+    return folder / name;
 }
 
 Clip MakeClip(const ClipOptions& options) {
     av_log_set_level(AV_LOG_ERROR);
     return ClipWriter(options).Write();
-}
-
-std::vector<uint8_t> ReadFile(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-}
-
-void WriteFile(const std::string& path, const std::vector<uint8_t>& data, size_t size) {
-    std::ofstream file(path, std::ios::binary);
-    file.write(reinterpret_cast<const char*>(data.data()), static_cast<std::streamsize>(size));
-    if (!file.good()) {
-        throw std::runtime_error("cannot write " + path);
-    }
 }
 
 int ReadPaintedNumber(const std::vector<uint8_t>& rgba, int width, int height) {

@@ -2,6 +2,8 @@
 // sample, and a tone for sound.
 #pragma once
 
+#include "Tests/Support/Files.h"
+
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -33,8 +35,8 @@ Clip MakeClip(const ClipOptions& options);
 /// A path in that folder.
 std::string TemporaryPath(const std::string& name);
 
-std::vector<uint8_t> ReadFile(const std::string& path);
-void WriteFile(const std::string& path, const std::vector<uint8_t>& data, size_t size);
+using ClipTest::ReadFile;
+using ClipTest::WriteFile;
 
 /// The number painted into a picture of `MakeClip`, given as RGBA, the top row first; -1 when there is none, or the red
 /// strip at the bottom is not there.

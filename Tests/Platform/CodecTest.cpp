@@ -44,7 +44,7 @@ struct FrameCounter {
 };
 
 // Renders an output buffer, acquires its frame and reads what it shows.
-Shown Show(const Codec& codec, int64_t index, int64_t timeUs, const FrameReader& reader, int width, int height) {
+Shown Show(const Codec& codec, int64_t index, int64_t timeUs, const PictureReader& reader, int width, int height) {
     Shown shown;
     shown.timeUs = timeUs;
     MLHandle frame = ML_INVALID_HANDLE;
@@ -93,7 +93,7 @@ TEST_P(DesktopCodecSizes, ShowEveryFrameUnderItsNumber) {
     const Extractor extractor(clip.path);
     FrameCounter counter;
     const Codec codec(extractor, 0, &counter.callbacks, &counter);
-    const FrameReader reader;
+    const PictureReader reader;
     const std::vector<Sample> samples = extractor.ReadAll();
     // Twice: the end of the stream is no access unit, and numbers go on after a flush.
     for (uint64_t pass = 0; pass < 2; ++pass) {
@@ -117,7 +117,7 @@ TEST(DesktopCodec, KeepsNumbersAcrossFlushStopAndDamage) {
     const Clip clip = MakeClip(ClipOptions());
     const Extractor extractor(clip.path);
     const Codec codec(extractor, 0);
-    const FrameReader reader;
+    const PictureReader reader;
     std::vector<Sample> samples = extractor.ReadAll();
     uint64_t number = 1;
     uint64_t lastNumber = 7;
@@ -361,7 +361,7 @@ TEST(DesktopCodec, StaysInStepThroughThousandsOfFlushes) {
     EXPECT_GT(renderedCount, 10u);
 
     ASSERT_EQ(MLMediaCodecStart(codec), MLResult_Ok);
-    const FrameReader reader;
+    const PictureReader reader;
     std::vector<Shown> shown;
     codec.PlayThrough(samples, 0, [&](int64_t index, const MLMediaCodecBufferInfo& info) {
         shown.push_back(Show(codec, index, info.presentation_time_us, reader, 64, 64));

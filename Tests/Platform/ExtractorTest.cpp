@@ -167,8 +167,8 @@ TEST(DesktopExtractor, RefusesWhatIsNoClipAndThenOpensOne) {
     const Clip clip = MakeClip(ClipOptions());
     const std::string empty = TemporaryPath("empty.mp4");
     const std::string text = TemporaryPath("text.mp4");
-    WriteFile(empty, {}, 0);
-    WriteFile(text, std::vector<uint8_t>(5000, 'x'), 5000);
+    WriteFile(empty, {});
+    WriteFile(text, std::vector<uint8_t>(5000, 'x'));
     Extractor extractor;
     for (const std::string& path :
          {empty, text, TemporaryPath("missing.mp4"), TemporaryPath(""), std::string(), "http://localhost" + clip.path,
@@ -182,7 +182,7 @@ TEST(DesktopExtractor, RefusesWhatIsNoClipAndThenOpensOne) {
     }
     const std::vector<uint8_t> bytes = ReadFile(clip.path);
     const std::string spaced = TemporaryPath("a clip:50%.mp4");
-    WriteFile(spaced, bytes, bytes.size());
+    WriteFile(spaced, bytes);
     for (const std::string& uri : {spaced, "file://" + TemporaryPath("a%20clip%3a50%.mp4"), "file:" + clip.path,
                                    "file://localhost" + clip.path}) {
         EXPECT_EQ(extractor.Open(uri), MLResult_Ok) << uri;
@@ -204,7 +204,7 @@ TEST(DesktopExtractor, GivesTheWholeSamplesOfACutFile) {
         const std::string path = TemporaryPath("cut.mp4");
         size_t openedCount = 0;
         for (size_t size = 0; size < bytes.size(); size += size < 4096 ? 61 : bytes.size() / 100) {
-            WriteFile(path, bytes, size);
+            WriteFile(path, {bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(size)});
             Extractor extractor;
             if (extractor.Open(path) != MLResult_Ok) {
                 continue;
@@ -237,7 +237,7 @@ TEST(DesktopExtractor, SurvivesDamagedFiles) {
         for (int i = 0; i < 1 + round % 8; ++i) {
             damaged[random() % reach] = static_cast<uint8_t>(random());
         }
-        WriteFile(path, damaged, damaged.size());
+        WriteFile(path, damaged);
         Extractor extractor;
         if (extractor.Open(path) != MLResult_Ok) {
             continue;

@@ -22,7 +22,7 @@ protected:
     }
 
     const Extractor m_Extractor{MakeClip(ClipOptions()).path};
-    const FrameReader m_Reader;
+    const PictureReader m_Reader;
     const Codec m_Codec{m_Extractor, 0};
 };
 

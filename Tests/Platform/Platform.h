@@ -5,7 +5,7 @@
 #include <ml_media_extractor.h>
 #include <ml_media_format.h>
 
-#include "Tests/Platform/FrameReader.h"
+#include "Tests/Platform/PictureReader.h"
 
 #include <gtest/gtest.h>
 

@@ -16,6 +16,9 @@ struct DecodedClip {
     std::vector<Nimb::Authoring::Image> pictures;
 };
 
+/// The meshes in a byte stream of samples, one after another, as the player's locator finds them.
+std::vector<NimbTest::ByteVector> MeshesOf(const std::vector<unsigned char>& byteStream);
+
 /// `folder`: for intermediate files.
 DecodedClip DecodeClip(const std::string& path, std::size_t width, std::size_t height, const std::string& folder);
 

@@ -4,14 +4,7 @@
 #include "Tests/Support/CounterFrame.h"
 
 #include <algorithm>
-#include <array>
 #include <cmath>
-#include <cstdio>
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
-#include <stdexcept>
 
 namespace ClipTest {
 namespace {
@@ -70,19 +63,6 @@ std::vector<float> MakeTone(double seconds) {
 
 }  // namespace
 
-TemporaryFolder::TemporaryFolder() {
-    std::string name = (std::filesystem::temp_directory_path() / "nimb-clip-XXXXXX").string();
-    if (mkdtemp(name.data()) == nullptr) {
-        throw std::runtime_error("no temporary folder");
-    }
-    m_Path = name;
-}
-
-TemporaryFolder::~TemporaryFolder() {
-    std::error_code ignored;
-    std::filesystem::remove_all(m_Path, ignored);
-}
-
 void MakeClip(const std::string& path, const ClipRecipe& recipe) {
     Nimb::Authoring::ClipVideoOptions video;
     video.width = recipe.width;
@@ -109,33 +89,6 @@ void MakeClip(const std::string& path, const ClipRecipe& recipe) {
         writer.AddAudio(tone.data(), tone.size() / 2);
     }
     writer.Finish(recipe.hasAttributes ? std::optional(meshes.Attributes()) : std::nullopt);
-}
-
-std::vector<unsigned char> ReadFile(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
-
-void WriteFile(const std::string& path, const std::vector<unsigned char>& bytes) {
-    std::ofstream file(path, std::ios::binary);
-    file.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
-    if (!file.flush()) {
-        throw std::runtime_error(path + " cannot be written");
-    }
-}
-
-CommandResult RunCommand(const std::string& command) {
-    std::FILE* const pipe = popen((command + " 2>&1").c_str(), "r");
-    if (pipe == nullptr) {
-        throw std::runtime_error(command + " cannot be run");
-    }
-    CommandResult result{0, {}};
-    std::array<char, 4096> part;
-    for (std::size_t count = 0; (count = std::fread(part.data(), 1, part.size(), pipe)) > 0;) {
-        result.output.append(part.data(), count);
-    }
-    result.status = pclose(pipe);
-    return result;
 }
 
 }  // namespace ClipTest

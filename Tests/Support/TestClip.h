@@ -1,27 +1,14 @@
-// Real clips for the tests: encoded meshes, libx264 and AAC, in a temporary folder.
+// Real clips for the tests: encoded meshes, libx264 and AAC.
 #pragma once
 
 #include "Authoring/Frame/FrameEncoder.h"
+#include "Tests/Support/Files.h"
 
 #include <functional>
 #include <optional>
 #include <string>
 
 namespace ClipTest {
-
-/// A folder that goes with everything in it.
-class TemporaryFolder {
-public:
-    TemporaryFolder();
-    ~TemporaryFolder();
-    TemporaryFolder(const TemporaryFolder&) = delete;
-    TemporaryFolder& operator=(const TemporaryFolder&) = delete;
-
-    std::string operator/(const std::string& name) const { return m_Path + "/" + name; }
-
-private:
-    std::string m_Path;
-};
 
 struct ClipRecipe {
     int width = 64;
@@ -46,15 +33,5 @@ struct ClipRecipe {
 
 /// Writes the clip whose frames are numbered from 0 (see CounterFrame.h).
 void MakeClip(const std::string& path, const ClipRecipe& recipe);
-
-std::vector<unsigned char> ReadFile(const std::string& path);
-void WriteFile(const std::string& path, const std::vector<unsigned char>& bytes);
-
-/// Exit status and output (both streams) of a command.
-struct CommandResult {
-    int status;
-    std::string output;
-};
-CommandResult RunCommand(const std::string& command);
 
 }  // namespace ClipTest

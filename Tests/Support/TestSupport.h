@@ -171,11 +171,14 @@ inline double ErrorOf(const DecodedFrame& frame, std::size_t stride, const Nimb:
     return error;
 }
 
-/// Faces as a set: indices replaced by order[index], each face rotated to start with its smallest vertex, all sorted.
-inline std::vector<std::vector<UINT32>> FaceSet(const std::vector<UINT32>& indices, const std::vector<UINT32>& order) {
+/// Faces as a set: indices replaced by order[index] if there is an order, each face rotated to start with its smallest
+/// vertex, all sorted.
+inline std::vector<std::vector<UINT32>> FaceSet(const std::vector<UINT32>& indices,
+                                                const std::vector<UINT32>& order = {}) {
+    const auto vertex = [&](std::size_t i) { return order.empty() ? indices[i] : order.at(indices[i]); };
     std::vector<std::vector<UINT32>> faces;
     for (std::size_t i = 0; i + 2 < indices.size(); i += 3) {
-        std::vector<UINT32> face{order.at(indices[i]), order.at(indices[i + 1]), order.at(indices[i + 2])};
+        std::vector<UINT32> face{vertex(i), vertex(i + 1), vertex(i + 2)};
         std::rotate(face.begin(), std::min_element(face.begin(), face.end()), face.end());
         // Of two rotations of a degenerate face, (a, a, b) and (a, b, a), the smaller stands for both.
         std::vector<UINT32> other{face[2], face[0], face[1]};

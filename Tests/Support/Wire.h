@@ -1,15 +1,10 @@
 // Hand-written streams: bytes put together field by field, and a stream that reads them.
 #pragma once
 
-#include "NimbCore/NimbComPtr.h"
-#include "NimbCore/NimbCrossPlatform.h"
-#include "NimbCore/NimbMeshReader.h"
+#include "Tests/Support/TestSupport.h"
 
-#include <cstring>
 #include <initializer_list>
-#include <memory>
 #include <string>
-#include <vector>
 
 namespace NimbTest {
 
@@ -95,19 +90,9 @@ struct Frame {
     NIMBCORE::CComPtr<INimbBuffer> vertices;
     NIMBCORE::CComPtr<INimbBuffer> indices;
 
-    template <class T>
-    static std::vector<T> Read(INimbBuffer* buffer) {
-        NimbLockedMemory memory{};
-        buffer->LockBuffer(&memory);
-        std::vector<T> values(memory.cbMaxLength / sizeof(T));
-        if (!values.empty()) {
-            std::memcpy(values.data(), memory.pData, values.size() * sizeof(T));
-        }
-        return values;
-    }
-    std::vector<float> Floats() const { return Read<float>(vertices); }
-    std::vector<std::int16_t> Words() const { return Read<std::int16_t>(vertices); }
-    std::vector<UINT32> Indices() const { return Read<UINT32>(indices); }
+    std::vector<float> Floats() const { return Contents<float>(vertices); }
+    std::vector<std::int16_t> Words() const { return Contents<std::int16_t>(vertices); }
+    std::vector<UINT32> Indices() const { return Contents<UINT32>(indices); }
 
     static UINT32 Attribute(INimbBuffer* buffer, const _GUID& key) {
         NIMBCORE::CComPtr<INimbAttributesCore> attributes;

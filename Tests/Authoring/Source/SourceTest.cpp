@@ -3,22 +3,12 @@
 #include "Authoring/Source/ImageFile.h"
 
 #include <cmath>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <stdexcept>
 
 using namespace Nimb::Authoring;
-
-SourceTest::SourceTest() {
-    std::string name = (std::filesystem::temp_directory_path() / "nimb-source-XXXXXX").string();
-    m_Folder = ::mkdtemp(name.data());
-}
-
-SourceTest::~SourceTest() {
-    std::filesystem::remove_all(m_Folder);
-}
 
 std::string SourceTest::Write(const std::string& name, const std::string& content) const {
     const std::filesystem::path path = PathOf(name);

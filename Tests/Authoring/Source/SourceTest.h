@@ -2,22 +2,20 @@
 #pragma once
 
 #include "Authoring/Source/MeshSources.h"
+#include "Tests/Support/Files.h"
 
 #include <gtest/gtest.h>
 #include <string>
 
 class SourceTest : public testing::Test {
 protected:
-    SourceTest();
-    ~SourceTest() override;
-
     /// Writes a file; returns its path.
     std::string Write(const std::string& name, const std::string& content) const;
 
     /// Writes a PNG of one colour.
     std::string WritePicture(const std::string& name, std::size_t size, BYTE red) const;
 
-    std::string PathOf(const std::string& name) const { return m_Folder + "/" + name; }
+    std::string PathOf(const std::string& name) const { return m_Folder / name; }
 
     Nimb::Authoring::SourceOptions Options(const std::string& name, const std::string& texture = "") const;
 
@@ -25,7 +23,7 @@ protected:
     static std::string ErrorOf(const Nimb::Authoring::SourceOptions& options);
 
 private:
-    std::string m_Folder;
+    ClipTest::TemporaryFolder m_Folder;
 };
 
 /// The frame's only mesh.

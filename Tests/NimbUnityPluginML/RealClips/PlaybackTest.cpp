@@ -166,26 +166,6 @@ TEST_F(PlaybackTest, PausesAtAnyMomentLoseNothing) {
     ExpectInOrder(PlayToEnd(watcher).shown, 60);
 }
 
-TEST_F(PlaybackTest, RewindsAtAnyMomentStartFromTheFirstFrame) {
-    Open(Frames(40, 1.4));
-    Watcher watcher(m_Player);
-    std::mt19937 random(2);
-    for (int i = 0; i < 15; ++i) {
-        Play();
-        watcher.Pass(static_cast<int>(random() % 120));
-        Rewind();
-        EXPECT_EQ(m_Engine.plugin->GetQuorState(m_Player.Id()), NimbState_Paused);
-    }
-    m_Player.FrameInfo();  // forgets an earlier end of stream
-    Play();
-    const std::vector<std::vector<int>> runs = RunsOf(PlayToEnd(watcher).shown);
-    EXPECT_GT(runs.size(), 5u);
-    for (const std::vector<int>& run : runs) {
-        ExpectInOrder(run, run.back() + 1);
-    }
-    ExpectInOrder(runs.back(), 40);
-}
-
 TEST_F(PlaybackTest, ClockScaleSetsTheSpeedAlsoAfterARewindOrAnotherOpenHalfway) {
     Open(Frames(30));
     const auto isHalfway = [](const Watcher::Seen& seen) { return seen.shown.size() > 10 && seen.shown.back() >= 20; };
@@ -213,17 +193,6 @@ TEST_F(PlaybackTest, ClockScaleSetsTheSpeedAlsoAfterARewindOrAnotherOpenHalfway)
             EXPECT_LT(secondsSince(seen.times[seen.times.size() - shown.size()]), expected * 1.3 + 0.2);
         }
     }
-}
-
-TEST_F(PlaybackTest, ChangesOfSpeedDuringPlaybackKeepStep) {
-    Open(Frames(90, 3));
-    Watcher watcher(m_Player);
-    Play();
-    for (const float scale : {2.0f, 0.5f, 1.0f, 4.0f}) {
-        m_Engine.plugin->SetClockScale(m_Player.Id(), scale);
-        watcher.Pass(60);
-    }
-    ExpectInOrder(PlayToEnd(watcher).shown, 90);
 }
 
 TEST_F(PlaybackTest, SoundSetsTheEndWhenItIsLonger) {
@@ -342,20 +311,6 @@ TEST_F(PlaybackTest, ALoopWithoutRenderEventsDoesNotStallPlayback) {
         }
         EXPECT_GT(m_Log.Count("AutoLooping: restarting"), loops);
     }
-}
-
-TEST_F(PlaybackTest, NewBuffersDuringPlaybackAreFilledWhole) {
-    ClipRecipe recipe = Frames(60);
-    recipe.indices = IndexCoding::List2;
-    recipe.meshKeyInterval = 60;  // so that all frames share one index buffer
-    Open(recipe);
-    Watcher watcher(m_Player);
-    Play();
-    for (std::size_t shown : {5u, 20u, 35u}) {
-        ASSERT_TRUE(watcher.WaitForShown(shown));
-        m_Player.CreateBuffers();
-    }
-    EXPECT_EQ(PlayToEnd(watcher).shown.back(), 59);
 }
 
 }  // namespace

@@ -24,17 +24,17 @@ void glEGLImageTargetTexture2DOES(GLenum, void*);
 
 namespace NimbTest {
 
-class FrameReader {
+class PictureReader {
 public:
-    FrameReader() {
+    PictureReader() {
         setenv("LP_NUM_THREADS", "0", 1);  // ThreadSanitizer cannot see how the renderer's own threads agree
         m_Context = Nimb::EngineStandIn::MakeSurfacelessContext();
         m_Display = eglGetCurrentDisplay();
         m_Program = LinkProgram();
     }
-    ~FrameReader() { glDeleteProgram(m_Program); }
-    FrameReader(const FrameReader&) = delete;
-    FrameReader& operator=(const FrameReader&) = delete;
+    ~PictureReader() { glDeleteProgram(m_Program); }
+    PictureReader(const PictureReader&) = delete;
+    PictureReader& operator=(const PictureReader&) = delete;
 
     EGLDisplay Display() const { return m_Display; }
 
