@@ -109,41 +109,6 @@ TEST(DeltaVertices, OutputIsClampedHistoryIsNot) {
     EXPECT_EQ(Positions(frame)[3], 900.0f);
 }
 
-TEST(DeltaVertices, LayoutsOfDeltaFrames) {
-    const struct {
-        UINT32 format;
-        std::size_t stride;
-    } layouts[] = {{5, 12}, {7, 20}, {13, 20}, {15, 32}};
-    for (const auto& layout : layouts) {
-        Reader reader(layout.format);
-        Frame key, frame;
-        ASSERT_EQ(reader.Read(KeyFrame(), &key), S_OK);
-        ASSERT_EQ(reader.Read(PlainDelta({1, 2, 3, 0, 0, 255}), &frame), S_OK);
-        const std::vector<BYTE> keyBytes = NimbTest::Contents<BYTE>(key.vertices);
-        const std::vector<BYTE> bytes = NimbTest::Contents<BYTE>(frame.vertices);
-        ASSERT_EQ(bytes.size(), 2 * layout.stride);
-        const bool isFloat = (layout.format & 8) != 0;
-        const std::size_t positionBytes = isFloat ? 12 : 6;
-        const std::size_t texCoordBytes = isFloat ? 8 : 4;
-        for (std::size_t i = 0; i < 2; ++i) {
-            const BYTE* const record = &bytes[i * layout.stride];
-            const BYTE* const end = record + layout.stride;
-            EXPECT_TRUE(std::equal(end - texCoordBytes, end, &keyBytes[(i + 1) * layout.stride - texCoordBytes]));
-            EXPECT_TRUE(std::all_of(record + positionBytes, end - texCoordBytes, [](BYTE b) { return b == 0; }));
-        }
-        if (isFloat) {
-            EXPECT_EQ(frame.Floats()[0], 101.0f);
-        } else {
-            EXPECT_EQ(frame.Words()[0], 101 - 32768);
-            EXPECT_EQ(frame.Words()[layout.stride / 2 + 2], 3255 - 32768);
-        }
-        // The index buffer is the key frame's own.
-        EXPECT_EQ(frame.indices.p, key.indices.p);
-        EXPECT_EQ(frame.Attribute(NimbAttrib_IsKeyFrame), 0u);
-        EXPECT_EQ(frame.Attribute(NimbAttrib_NumVertices), 2u);
-    }
-}
-
 TEST(DeltaVertices, VerticesThatMeetGoOnByTheirOwnMotion) {
     // The last two records are missing, so the three vertices start in one place. The last two meet again on the way.
     Reader reader(13);

@@ -134,6 +134,7 @@ TEST(MeshReader, DeltaFramesBelongToTheirSubMesh) {
     ASSERT_EQ(reader.Read(KeyTriangle(4), &four), S_OK);
     ASSERT_EQ(reader.Read(StillDelta(3), &delta), S_OK);
     EXPECT_EQ(delta.indices.p, three.indices.p);
+    EXPECT_EQ(delta.Attribute(NimbAttrib_IsKeyFrame), 0u);
     EXPECT_EQ(delta.Floats(), three.Floats());
     // Initialize changes the format and keeps the contexts.
     const NIMBCORE::CComPtr<INimbBufferAllocator> allocator = new NimbCrossPlatform::BufferAllocator;
