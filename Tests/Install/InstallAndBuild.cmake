@@ -35,7 +35,7 @@ if(PLAYER)
   set(example "${WORK}/readme")
   file(REMOVE_RECURSE "${example}")
   code_in_readme("cmake_minimum_required" "${example}/CMakeLists.txt")
-  code_in_readme("#include \"Authoring/" "${example}/my_program.cpp")
+  code_in_readme("#include \"" "${example}/my_program.cpp")
   configure("${example}" "${example}/build")
   run("${CMAKE_COMMAND}" --build "${example}/build")
   execute_process(COMMAND "${example}/build/my_program" "${WORK}/consumer/consumer.mp4" OUTPUT_VARIABLE output
