@@ -68,7 +68,7 @@ void CheckReplaceable(const std::string& path, bool overwrite, const std::vector
     }
     // The finished file takes the place of what has its name: for a device, that would be the end of it.
     if (fs::exists(path, error) && !fs::is_regular_file(path, error)) {
-        throw OutputError(path + ": is no file that can be replaced");
+        throw OutputError(path + ": cannot be replaced, as it is not an ordinary file");
     }
     if (!overwrite && fs::exists(path, error)) {
         throw UsageError(path + ": exists already; -y overwrites it");
