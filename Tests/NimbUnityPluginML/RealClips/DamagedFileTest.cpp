@@ -20,6 +20,7 @@ protected:
     ~DamagedFileTest() override {
         EXPECT_TRUE(m_Player.Open(m_Good));
         m_Player.CreateBuffers();
+        m_Engine.plugin->SetClockScale(m_Player.Id(), c_PlayableSpeed);
         Watcher watcher(m_Player);
         EXPECT_TRUE(m_Engine.plugin->PlayQuorObject(m_Player.Id()));
         EXPECT_TRUE(watcher.WaitForShown(4));

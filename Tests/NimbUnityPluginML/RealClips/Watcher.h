@@ -98,6 +98,7 @@ constexpr bool c_IsSanitized = true;
 #else
 constexpr bool c_IsSanitized = false;
 #endif
+constexpr float c_PlayableSpeed = c_IsSanitized ? 0.25F : 1.0F;  ///< at which a busy machine keeps up
 
 /// Expects frames 0 to count - 1 in order, and nearly all of them: a picture that comes before its mesh, as it can on a
 /// busy machine, is passed over, and a loop may take away a last picture that no render event came for.
