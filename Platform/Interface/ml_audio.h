@@ -1,7 +1,7 @@
 // Sound output: streams that the program fills buffer by buffer.
 #pragma once
 
-#include "Platform/Interface/ml_types.h"
+#include "ml_types.h"
 
 enum { MLAudioSampleFormat_Int = 0, MLAudioSampleFormat_Float = 1 };
 

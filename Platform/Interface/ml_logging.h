@@ -1,7 +1,7 @@
 // The platform's log.
 #pragma once
 
-#include "Platform/Interface/ml_types.h"
+#include "ml_types.h"
 
 typedef enum MLLogLevel {
     MLLogLevel_Fatal = 0,

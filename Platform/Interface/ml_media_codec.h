@@ -1,7 +1,7 @@
 // Decoders. Input and output buffers are named by indices; each side is used by one thread at a time.
 #pragma once
 
-#include "Platform/Interface/ml_types.h"
+#include "ml_types.h"
 
 typedef enum MLMediaCodecCreation {
     MLMediaCodecCreation_ByName = 0,

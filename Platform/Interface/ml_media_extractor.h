@@ -1,7 +1,7 @@
 // Reading the samples of a media file. One object is used by one thread at a time.
 #pragma once
 
-#include "Platform/Interface/ml_types.h"
+#include "ml_types.h"
 
 typedef enum MLMediaSeekMode {
     MLMediaSeekMode_Previous_Sync = 0,

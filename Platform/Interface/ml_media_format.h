@@ -1,7 +1,7 @@
 // Descriptions of tracks: keys and values.
 #pragma once
 
-#include "Platform/Interface/ml_types.h"
+#include "ml_types.h"
 
 typedef const char* MLMediaFormatKey;
 
