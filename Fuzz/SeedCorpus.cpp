@@ -1,6 +1,7 @@
 // Writes a folder of seeds for each fuzz target: seed_corpus OUTDIR makes OUTDIR/<target>/<file>. Seeds are valid
 // inputs, so that a fuzzer starts behind the first checks; short ones, so that it stays fast.
-#include "Authoring/Codec/DeltaVertices.h"
+#include "Authoring/Codec/GolombVertices.h"
+#include "Authoring/Codec/HuffmanVertices.h"
 #include "Authoring/Codec/IndexStreams.h"
 #include "Authoring/Codec/MeshPayload.h"
 #include "Authoring/Codec/TextureTransform.h"
