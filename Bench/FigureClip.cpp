@@ -13,10 +13,10 @@ std::vector<Nimb::Authoring::Mesh> LoadFigureClip(const std::string& path) {
     std::vector<Nimb::Authoring::Mesh> frames;
     for (std::size_t i = 0; i < source->FrameCount(); ++i) {
         Nimb::Authoring::SourceFrame frame = source->Frame(i);
-        if (frame.parts.empty()) {
+        if (frame.meshes.empty()) {
             throw Nimb::Authoring::InputError(source->FrameName(i) + ": has no triangles");
         }
-        frames.push_back(std::move(frame.parts.front().mesh));
+        frames.push_back(std::move(frame.meshes.front().mesh));
         frames.back().normals.clear();  // players compute them
     }
     return frames;

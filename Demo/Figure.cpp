@@ -486,7 +486,7 @@ Figure::Figure() {
     AddToys(m_Parts, toys);
     AddStage(m_Parts);
     for (std::size_t material = 0; material < c_MaterialCount; ++material) {
-        m_Template.parts.push_back({material, {}});
+        m_Template.meshes.push_back({material, {}});
     }
     for (const Part& part : m_Parts) {
         AddTemplate(part);
@@ -495,7 +495,7 @@ Figure::Figure() {
 
 void Figure::AddTemplate(const Part& part) {
     const Pose rest = RestPose();
-    Mesh& mesh = m_Template.parts[part.material].mesh;
+    Mesh& mesh = m_Template.meshes[part.material].mesh;
     const auto base = static_cast<UINT32>(mesh.texCoords.size());
     m_Vertices.push_back(GridVertices(part.grid));
     for (const GridVertex& vertex : m_Vertices.back()) {
@@ -511,7 +511,7 @@ void Figure::AddTemplate(const Part& part) {
 SourceFrame Figure::Frame(const Pose& pose) const {
     SourceFrame frame = m_Template;
     for (std::size_t i = 0; i < m_Parts.size(); ++i) {
-        std::vector<Vec3>& positions = frame.parts[m_Parts[i].material].mesh.positions;
+        std::vector<Vec3>& positions = frame.meshes[m_Parts[i].material].mesh.positions;
         for (const GridVertex& vertex : m_Vertices[i]) {
             const Point p = m_Parts[i].surface(pose, vertex.along, vertex.around);
             positions.push_back({static_cast<float>(p.x), static_cast<float>(p.y), static_cast<float>(p.z)});

@@ -20,13 +20,13 @@ public:
 
 /// The triangles of one material in one frame. Texture coordinates refer to that material's texture: (0, 0) is the
 /// top left corner of its picture, v grows downwards.
-struct SourcePart {
+struct MaterialMesh {
     std::size_t material = 0;
     Mesh mesh;
 };
 
 struct SourceFrame {
-    std::vector<SourcePart> parts;  ///< materials ascending, each at most once
+    std::vector<MaterialMesh> meshes;  ///< materials ascending, each at most once
 };
 
 /// Frames are numbered from 0. Any thread may call the functions, several at once; those that load throw InputError.

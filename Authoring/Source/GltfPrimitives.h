@@ -3,7 +3,7 @@
 
 #include "Authoring/Scene/Warnings.h"
 #include "Authoring/Source/GltfFile.h"
-#include "Authoring/Source/LoadedMesh.h"
+#include "Authoring/Source/ImportedMesh.h"
 #include "Authoring/Source/Scene.h"
 
 #include <cstddef>

@@ -1,7 +1,7 @@
 // Scenes from glTF files.
 #pragma once
 
-#include "Authoring/Source/LoadedMesh.h"
+#include "Authoring/Source/ImportedMesh.h"
 #include "Authoring/Source/MeshSources.h"
 #include "Authoring/Source/Scene.h"
 

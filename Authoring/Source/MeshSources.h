@@ -60,7 +60,7 @@ struct SourceOptions {
 /// An animation lasts from time 0 to its last key; its frames are at n / frameRate, round(duration x frameRate) of
 /// them, at least one. The moment of the last key is thus no frame of its own: in a loop it is the first one again.
 ///
-/// Meshes of one material become one part. Its normals are empty unless all of it has normals in the input. Vertices
+/// Meshes of one material become one. Its normals are empty unless all of it has normals in the input. Vertices
 /// that no face uses, faces without an area of their own (a vertex twice), points and lines are left out. Vertex
 /// colours are painted into a picture where there is none, for which the surface is cut. Texture coordinates outside
 /// [0, 1] are brought inside by whole periods, triangle by triangle; a triangle that reaches across the picture's edge

@@ -142,23 +142,23 @@ public:
     ObjReader(const std::string& path, std::string_view text, Materials materials, SkippedNames& skipped)
         : m_Path(path), m_Lines(path, text), m_Materials(materials), m_Skipped(skipped) {}
 
-    LoadedMesh Read() {
+    ImportedFile Read() {
         for (std::string_view line; m_Lines.Next(line);) {
             ReadLine(line);
         }
         m_Skipped.Check(m_Path);
         FinishColours();
-        LoadedMesh mesh;
+        ImportedFile file;
         for (Group& group : m_Groups) {
             if (!group.corners.empty()) {
-                mesh.materials.push_back(group.material);
-                mesh.parts.push_back(FinishGroup(group, mesh.parts.size()));
+                file.materials.push_back(group.material);
+                file.meshes.push_back(FinishGroup(group, file.meshes.size()));
             }
         }
-        if (mesh.parts.empty()) {
+        if (file.meshes.empty()) {
             throw InputError(m_Path + ": no triangles in it");
         }
-        return mesh;
+        return file;
     }
 
 private:
@@ -325,18 +325,18 @@ private:
         return static_cast<UINT32>(index > 0 ? index - 1 : signedCount + index);
     }
 
-    LoadedPart FinishGroup(Group& group, std::size_t material) const {
+    ImportedMesh FinishGroup(Group& group, std::size_t material) const {
         if (m_Materials == Materials::Read && !group.hasMaterial && m_Arrays.colours.empty()) {
             throw InputError(m_Path +
                              ": faces without a material, so there is no picture for them; --texture names one");
         }
         const bool hasPicture = m_Materials == Materials::Ignore || group.material.picture.has_value();
-        LoadedPart part = PartOf(m_Arrays, std::move(group.corners), hasPicture);
-        part.material = material;
-        part.untextured = group.untextured;
-        part.rows = std::move(group.lines);
-        part.place = m_Path + ":";
-        return part;
+        ImportedMesh imported = ImportedMeshOf(m_Arrays, std::move(group.corners), hasPicture);
+        imported.material = material;
+        imported.untextured = group.untextured;
+        imported.rows = std::move(group.lines);
+        imported.place = m_Path + ":";
+        return imported;
     }
 
     static constexpr std::size_t c_NoGroup = SIZE_MAX;
@@ -357,7 +357,7 @@ private:
 
 }  // namespace
 
-LoadedMesh ReadObj(const std::string& path, Materials materials, SkippedNames& skipped) {
+ImportedFile ReadObj(const std::string& path, Materials materials, SkippedNames& skipped) {
     const std::vector<BYTE> bytes = ReadFileBytes(path, "the mesh");
     return ObjReader(path, AsText(bytes), materials, skipped).Read();
 }

@@ -4,7 +4,7 @@
 // as a coordinate, which no coding of positions can hold.
 #pragma once
 
-#include "Authoring/Source/LoadedMesh.h"
+#include "Authoring/Source/ImportedMesh.h"
 #include "Authoring/Source/SkippedNames.h"
 
 #include <string>
@@ -16,6 +16,6 @@ namespace Nimb::Authoring {
 /// map_Kd that leave the picture as it is included. Colours after a vertex's position (which replace Kd, and are
 /// replaced by map_Kd) are sRGB, from 0 to 1, or to 255 if any in the file is above 1. Throws InputError, naming the
 /// file and the line.
-LoadedMesh ReadObj(const std::string& path, Materials materials, SkippedNames& skipped);
+ImportedFile ReadObj(const std::string& path, Materials materials, SkippedNames& skipped);
 
 }  // namespace Nimb::Authoring

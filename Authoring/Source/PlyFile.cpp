@@ -167,7 +167,7 @@ public:
         m_Rows.resize(m_Materials.size());
     }
 
-    LoadedMesh Read() {
+    ImportedFile Read() {
         for (const PlyElement& element : m_Header.elements) {
             for (std::size_t row = 0; row < element.count; ++row) {
                 m_Values.BeginRow(element, row);
@@ -186,25 +186,25 @@ public:
                              ": names no picture (no line \"comment TextureFile NAME\") and has no vertex colours; "
                              "--texture names one");
         }
-        LoadedMesh mesh;
+        ImportedFile file;
         for (std::size_t i = 0; i < m_Materials.size(); ++i) {
             if (!m_Corners[i].empty()) {
-                LoadedPart part = PartOf(m_Arrays, std::move(m_Corners[i]), m_HasPicture);
-                part.material = mesh.materials.size();
-                part.untextured = m_Untextured;
-                part.rows = std::move(m_Rows[i]);
-                part.place = m_Values.PlaceIn("face");
+                ImportedMesh imported = ImportedMeshOf(m_Arrays, std::move(m_Corners[i]), m_HasPicture);
+                imported.material = file.materials.size();
+                imported.untextured = m_Untextured;
+                imported.rows = std::move(m_Rows[i]);
+                imported.place = m_Values.PlaceIn("face");
                 if (m_HasAlpha && !m_HasPicture) {
                     m_Materials[i].transparency = Transparency::Always;
                 }
-                mesh.materials.push_back(m_Materials[i]);
-                mesh.parts.push_back(std::move(part));
+                file.materials.push_back(m_Materials[i]);
+                file.meshes.push_back(std::move(imported));
             }
         }
-        if (mesh.parts.empty()) {
+        if (file.meshes.empty()) {
             throw InputError(m_Path + ": no triangles in it");
         }
-        return mesh;
+        return file;
     }
 
 private:
@@ -404,7 +404,7 @@ private:
 
 }  // namespace
 
-LoadedMesh ReadPly(const std::string& path, Materials materials) {
+ImportedFile ReadPly(const std::string& path, Materials materials) {
     const std::vector<BYTE> bytes = ReadFileBytes(path, "the mesh");
     return PlyReader(path, AsText(bytes), materials).Read();
 }

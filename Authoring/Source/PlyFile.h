@@ -4,7 +4,7 @@
 // is refused.
 #pragma once
 
-#include "Authoring/Source/LoadedMesh.h"
+#include "Authoring/Source/ImportedMesh.h"
 
 #include <string>
 
@@ -14,6 +14,6 @@ namespace Nimb::Authoring {
 /// has a pair for each corner. Pictures are those of the "comment TextureFile NAME" lines, chosen by the faces'
 /// "texnumber" where there are several. Throws InputError, naming the file and the line, or in a binary file the
 /// vertex or face.
-LoadedMesh ReadPly(const std::string& path, Materials materials);
+ImportedFile ReadPly(const std::string& path, Materials materials);
 
 }  // namespace Nimb::Authoring

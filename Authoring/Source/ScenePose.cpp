@@ -1,6 +1,6 @@
 #include "Authoring/Source/ScenePose.h"
 
-#include "Authoring/Source/LoadedMesh.h"
+#include "Authoring/Source/ImportedMesh.h"
 #include "Authoring/Source/Narrow.h"
 
 #include <algorithm>
@@ -236,7 +236,7 @@ SourceFrame PoseAt(const Scene& scene, double time) {
     }
     SourceFrame frame;
     for (std::size_t i = 0; i < meshes.size(); ++i) {
-        frame.parts.push_back({i, std::move(meshes[i])});
+        frame.meshes.push_back({i, std::move(meshes[i])});
     }
     return frame;
 }

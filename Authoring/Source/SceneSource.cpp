@@ -74,8 +74,8 @@ public:
 
     SourceFrame Frame(std::size_t frame) const override {
         SourceFrame posed = PoseAt(m_Scene, TimeOf(frame));
-        for (SourcePart& part : posed.parts) {
-            Place(part.mesh, m_Options, FrameName(frame));
+        for (MaterialMesh& materialMesh : posed.meshes) {
+            Place(materialMesh.mesh, m_Options, FrameName(frame));
         }
         return posed;
     }

@@ -1,7 +1,7 @@
 // A sequence of mesh files, one for each frame.
 #include "Authoring/Source/FramePictures.h"
 #include "Authoring/Source/GltfScene.h"
-#include "Authoring/Source/LoadedMesh.h"
+#include "Authoring/Source/ImportedMesh.h"
 #include "Authoring/Source/LoadingCache.h"
 #include "Authoring/Source/ObjFile.h"
 #include "Authoring/Source/Placement.h"
@@ -22,57 +22,57 @@ constexpr std::size_t c_CachedFrames = 6;
 /// One file, ready but for what the first frame decides.
 struct FileFrame {
     std::vector<SourceMaterial> materials;
-    std::vector<SourcePart> parts;  ///< `material` is a place in `materials`
+    std::vector<MaterialMesh> meshes;  ///< `material` is a place in `materials`
 };
 
 FileFrame ReadScene(const std::string& path, Materials materials, const SourceOptions& options,
                     const PaintSizeOf& sizeOf) {
     Scene scene = ReadGltfScene(path, std::nullopt, materials, options);
     PaintScene(scene, path, sizeOf);
-    return {scene.materials, PoseAt(scene, 0).parts};
+    return {scene.materials, PoseAt(scene, 0).meshes};
 }
 
 FileFrame ReadMesh(const std::string& path, Materials materials, const SourceOptions& options,
                    const PaintSizeOf& sizeOf) {
     SkippedNames skipped(options.skipMeshes);
-    LoadedMesh loaded;
+    ImportedFile file;
     if (ExtensionOf(path) == "obj") {
-        loaded = ReadObj(path, materials, skipped);
+        file = ReadObj(path, materials, skipped);
     } else {
         skipped.Check(path);
-        loaded = ReadPly(path, materials);
+        file = ReadPly(path, materials);
     }
     FileFrame frame;
-    for (LoadedPart& part : loaded.parts) {
-        SourceMaterial& look = loaded.materials[part.material];
-        if (part.dropsColours && options.pWarnings != nullptr) {
+    for (ImportedMesh& imported : file.meshes) {
+        SourceMaterial& look = file.materials[imported.material];
+        if (imported.dropsColours && options.pWarnings != nullptr) {
             options.pWarnings->Add(c_DroppedColours, path);
         }
         const bool hasPicture = materials == Materials::Ignore || look.picture.has_value();
         const std::optional<PictureSize> size =
-            hasPicture ? c_NotPainted : sizeOf(loaded.materials, part.material, !part.colours.empty());
+            hasPicture ? c_NotPainted : sizeOf(file.materials, imported.material, !imported.colours.empty());
         if (size == c_NotPainted) {
-            frame.parts.push_back({part.material, Finish(part, hasPicture)});
+            frame.meshes.push_back({imported.material, Finish(imported, hasPicture)});
             continue;
         }
-        if (part.colours.empty()) {
-            part.colours.assign(part.mesh.positions.size(), look.colour);
+        if (imported.colours.empty()) {
+            imported.colours.assign(imported.mesh.positions.size(), look.colour);
         }
-        PaintedSurface surface = SurfaceOf(part.mesh.faces, part.colours);
+        PaintedSurface surface = SurfaceOf(imported.mesh.faces, imported.colours);
         look.painting = std::make_shared<const Painting>(Paint({&surface}, c_White, size, path));
-        frame.parts.push_back({part.material, FinishPainted(part.mesh, std::move(surface))});
+        frame.meshes.push_back({imported.material, FinishPainted(imported.mesh, std::move(surface))});
     }
-    frame.materials = loaded.materials;
+    frame.materials = file.materials;
     return frame;
 }
 
-/// All parts as one, for a picture that covers them all.
-void MergeParts(FileFrame& frame) {
-    for (std::size_t i = 1; i < frame.parts.size(); ++i) {
-        Append(frame.parts.front().mesh, frame.parts[i].mesh);
+/// All meshes as one, for a picture that covers them all.
+void MergeMeshes(FileFrame& frame) {
+    for (std::size_t i = 1; i < frame.meshes.size(); ++i) {
+        Append(frame.meshes.front().mesh, frame.meshes[i].mesh);
     }
-    frame.parts.resize(1);
-    frame.parts.front().material = 0;
+    frame.meshes.resize(1);
+    frame.meshes.front().material = 0;
     frame.materials.resize(1);
 }
 
@@ -82,10 +82,10 @@ FileFrame ReadFrame(const std::string& path, const SourceOptions& options, const
     FileFrame frame = extension == "glb" || extension == "gltf" ? ReadScene(path, materials, options, sizeOf)
                                                                 : ReadMesh(path, materials, options, sizeOf);
     if (materials == Materials::Ignore) {
-        MergeParts(frame);
+        MergeMeshes(frame);
     }
-    for (SourcePart& part : frame.parts) {
-        Place(part.mesh, options, path);
+    for (MaterialMesh& materialMesh : frame.meshes) {
+        Place(materialMesh.mesh, options, path);
     }
     return frame;
 }
@@ -112,12 +112,12 @@ public:
         const std::shared_ptr<const FileFrame> loaded = Load(frame);
         const std::vector<std::size_t> materials = MaterialsOf(loaded->materials, frame);
         std::map<std::size_t, Mesh> meshes;
-        for (const SourcePart& part : loaded->parts) {
-            meshes[materials[part.material]] = part.mesh;
+        for (const MaterialMesh& materialMesh : loaded->meshes) {
+            meshes[materials[materialMesh.material]] = materialMesh.mesh;
         }
         SourceFrame result;
         for (auto& [material, mesh] : meshes) {
-            result.parts.push_back({material, std::move(mesh)});
+            result.meshes.push_back({material, std::move(mesh)});
         }
         return result;
     }

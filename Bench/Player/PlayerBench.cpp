@@ -66,7 +66,7 @@ private:
 };
 
 void MakeClip(const std::string& path) {
-    Nimb::Authoring::ClipVideoOptions video;
+    Nimb::Authoring::VideoTrackOptions video;
     video.width = video.height = c_AtlasSize;
     video.frameRateNumerator = c_FrameRate;
     video.preset = "veryfast";

@@ -4,7 +4,7 @@
 
 namespace Nimb::Authoring {
 
-AtlasPictures::AtlasPictures(const SubMeshes& source, std::vector<std::size_t> subMeshes, const PictureSize& limit)
+AtlasPictures::AtlasPictures(const SubMeshSource& source, std::vector<std::size_t> subMeshes, const PictureSize& limit)
     : m_Source(source), m_SubMeshes(std::move(subMeshes)) {
     std::vector<PictureSize> sizes;
     for (const std::shared_ptr<const Image>& texture : TexturesOf(0)) {

@@ -2,7 +2,7 @@
 #pragma once
 
 #include "Authoring/Scene/Atlas.h"
-#include "Clip/Write/SubMeshes.h"
+#include "Clip/Write/SubMeshSource.h"
 
 #include <future>
 #include <memory>
@@ -15,7 +15,7 @@ namespace Nimb::Authoring {
 class AtlasPictures {
 public:
     /// Keeps a reference to `source`. `subMeshes`: those whose textures are in the atlas. See LayOutAtlas for `limit`.
-    AtlasPictures(const SubMeshes& source, std::vector<std::size_t> subMeshes, const PictureSize& limit);
+    AtlasPictures(const SubMeshSource& source, std::vector<std::size_t> subMeshes, const PictureSize& limit);
 
     const AtlasLayout& Layout() const { return m_Layout; }
 
@@ -28,7 +28,7 @@ private:
     Textures TexturesOf(std::size_t frame) const;
     std::shared_ptr<const Image> Compose(const Textures& textures) const;
 
-    const SubMeshes& m_Source;
+    const SubMeshSource& m_Source;
     const std::vector<std::size_t> m_SubMeshes;
     AtlasLayout m_Layout;
 

@@ -9,7 +9,7 @@ constexpr const char* c_Encoder = "AAC encoder";
 
 }  // namespace
 
-AudioEncoder::AudioEncoder(const ClipAudioOptions& options) : m_Packet(Media::Owned(av_packet_alloc())) {
+AudioEncoder::AudioEncoder(const AudioTrackOptions& options) : m_Packet(Media::Owned(av_packet_alloc())) {
     const AVCodec* const codec = avcodec_find_encoder(AV_CODEC_ID_AAC);
     if (codec == nullptr) {
         throw ClipError(std::string(c_Encoder) + ": FFmpeg was built without it");

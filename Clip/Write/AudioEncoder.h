@@ -1,7 +1,7 @@
 // Sound to AAC samples.
 #pragma once
 
-#include "Clip/Write/ClipOptions.h"
+#include "Clip/Write/TrackOptions.h"
 #include "Media/Av.h"
 
 #include <cstddef>
@@ -18,7 +18,7 @@ public:
     /// Takes a sample; times in units of 1 / c_ClipSampleRate.
     using Sink = std::function<void(AVPacket&)>;
 
-    explicit AudioEncoder(const ClipAudioOptions& options);
+    explicit AudioEncoder(const AudioTrackOptions& options);
 
     void Describe(AVCodecParameters& parameters) const;
 

@@ -31,7 +31,7 @@ std::vector<PlacedSubMesh> PlaceSubMeshes(const std::vector<std::size_t>& subMes
     for (std::size_t i = 0; i < subMeshes.size(); ++i) {
         placed.push_back({subMeshes[i], std::nullopt});
         if (!layout.IsWhole()) {
-            placed.back().transform = SlotTransform(layout, i);
+            placed.back().textureTransform = SlotTransform(layout, i);
         }
     }
     return placed;
@@ -101,8 +101,8 @@ struct Written {
     }
 };
 
-ClipVideoOptions VideoOptions(const EncodeOptions& options, const PictureSize& size, const FrameRate& rate) {
-    ClipVideoOptions video = options.video;
+VideoTrackOptions VideoOptions(const EncodeOptions& options, const PictureSize& size, const FrameRate& rate) {
+    VideoTrackOptions video = options.video;
     video.width = static_cast<int>(size.width);
     video.height = static_cast<int>(size.height);
     video.frameRateNumerator = rate.numerator;
@@ -137,7 +137,7 @@ struct Work {
 
     const FrameRate rate;
     const std::size_t threads;
-    const SubMeshes subMeshes;
+    const SubMeshSource subMeshes;
     const ClipPlan plan;
     const AtlasPictures pictures;
 

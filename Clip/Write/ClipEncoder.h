@@ -11,7 +11,7 @@
 #include "Authoring/Scene/SoundSource.h"
 #include "Authoring/Scene/Warnings.h"
 #include "Clip/Write/ClipError.h"
-#include "Clip/Write/ClipOptions.h"
+#include "Clip/Write/TrackOptions.h"
 
 #include <cstddef>
 #include <functional>
@@ -21,8 +21,8 @@
 namespace Nimb::Authoring {
 
 struct EncodeOptions {
-    ClipVideoOptions video;  ///< size, frame rate and threads are filled in; the key frame interval is the meshes' too
-    ClipAudioOptions audio;
+    VideoTrackOptions video;  ///< size, frame rate and threads are filled in; the key frame interval is the meshes' too
+    AudioTrackOptions audio;
     PictureSize atlasLimit = c_LargestAtlas;
     std::optional<IndexCoding> indices;  ///< none: the smallest
     std::optional<DeltaCoding> delta;    ///< none: the smallest

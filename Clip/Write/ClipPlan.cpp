@@ -15,7 +15,7 @@ namespace {
 /// Frames that one task looks at. Each task loads one more, the one before its first.
 constexpr std::size_t c_BlockFrames = 16;
 
-struct FrameFacts {
+struct ExaminedFrame {
     std::vector<bool> present;  // by sub-mesh
     std::optional<Box> box;     // none: the frame is empty
     double keyFrameError = 0;   // at most, of any sub-mesh
@@ -37,36 +37,37 @@ double KeyFrameError(const Box& box) {
     return std::hypot(axis(box.min.x, box.max.x), axis(box.min.y, box.max.y), axis(box.min.z, box.max.z));
 }
 
-FrameFacts FactsOf(const std::vector<Mesh>& meshes, const std::vector<Mesh>& before) {
-    FrameFacts facts;
-    facts.present.resize(meshes.size());
+ExaminedFrame Examine(const std::vector<Mesh>& meshes, const std::vector<Mesh>& before) {
+    ExaminedFrame examined;
+    examined.present.resize(meshes.size());
     for (std::size_t i = 0; i < meshes.size(); ++i) {
         if (meshes[i].faces.empty()) {
             continue;
         }
         const Box box = BoundingBox(meshes[i].positions);
-        facts.present[i] = true;
-        facts.faces += meshes[i].faces.size();
-        facts.box = facts.box ? Union(*facts.box, box) : box;
-        facts.keyFrameError = std::max(facts.keyFrameError, KeyFrameError(box));
-        if (facts.continuesNothing && !before.empty() && !before[i].faces.empty()) {
-            facts.continuesNothing = !InTopologyOf(before[i], meshes[i]);
+        examined.present[i] = true;
+        examined.faces += meshes[i].faces.size();
+        examined.box = examined.box ? Union(*examined.box, box) : box;
+        examined.keyFrameError = std::max(examined.keyFrameError, KeyFrameError(box));
+        if (examined.continuesNothing && !before.empty() && !before[i].faces.empty()) {
+            examined.continuesNothing = !InTopologyOf(before[i], meshes[i]);
         }
     }
-    return facts;
+    return examined;
 }
 
-std::vector<FrameFacts> FactsOfBlock(const SubMeshes& subMeshes, std::size_t block, const std::atomic<bool>& stop) {
+std::vector<ExaminedFrame> ExamineBlock(const SubMeshSource& subMeshes, std::size_t block,
+                                        const std::atomic<bool>& stop) {
     const std::size_t first = block * c_BlockFrames;
     const std::size_t end = std::min(first + c_BlockFrames, subMeshes.Source().FrameCount());
-    std::vector<FrameFacts> facts;
+    std::vector<ExaminedFrame> frames;
     std::vector<Mesh> before = first == 0 ? std::vector<Mesh>() : subMeshes.Load(first - 1);
     for (std::size_t frame = first; frame < end && !stop; ++frame) {
         std::vector<Mesh> meshes = subMeshes.Load(frame);
-        facts.push_back(FactsOf(meshes, before));
+        frames.push_back(Examine(meshes, before));
         before = std::move(meshes);
     }
-    return facts;
+    return frames;
 }
 
 /// A number with three digits, rounded up so that it is still a limit that can be kept.
@@ -101,14 +102,14 @@ double ChooseLimit(const PlanOptions& options, const Box& box, double possible, 
 
 }  // namespace
 
-ClipPlan PlanClip(const SubMeshes& subMeshes, const PlanOptions& options,
+ClipPlan PlanClip(const SubMeshSource& subMeshes, const PlanOptions& options,
                   const std::function<void(std::size_t)>& progress) {
     const std::size_t frameCount = subMeshes.Source().FrameCount();
     const std::size_t blocks = (frameCount + c_BlockFrames - 1) / c_BlockFrames;
-    OrderedTasks<std::vector<FrameFacts>> tasks("nimb examine", blocks, options.threads, 2 * options.threads,
-                                                [&subMeshes](std::size_t block, const std::atomic<bool>& stop) {
-                                                    return FactsOfBlock(subMeshes, block, stop);
-                                                });
+    OrderedTasks<std::vector<ExaminedFrame>> tasks("nimb examine", blocks, options.threads, 2 * options.threads,
+                                                   [&subMeshes](std::size_t block, const std::atomic<bool>& stop) {
+                                                       return ExamineBlock(subMeshes, block, stop);
+                                                   });
     ClipPlan plan;
     std::optional<Box> box;
     std::vector<bool> present(subMeshes.Count());
@@ -116,21 +117,21 @@ ClipPlan PlanClip(const SubMeshes& subMeshes, const PlanOptions& options,
     std::size_t worst = 0;
     std::size_t frame = 0;
     for (std::size_t block = 0; block < blocks; ++block) {
-        for (const FrameFacts& facts : tasks.Next([&] { progress(frame); })) {
-            if (plan.segments.empty() || facts.continuesNothing ||
+        for (const ExaminedFrame& examined : tasks.Next([&] { progress(frame); })) {
+            if (plan.segments.empty() || examined.continuesNothing ||
                 plan.segments.back().count == options.keyFrameInterval) {
                 plan.segments.push_back({frame, 0});
             }
             ++plan.segments.back().count;
             for (std::size_t i = 0; i < present.size(); ++i) {
-                present[i] = present[i] || facts.present[i];
+                present[i] = present[i] || examined.present[i];
             }
-            if (facts.box) {
-                box = box ? Union(*box, *facts.box) : *facts.box;
+            if (examined.box) {
+                box = box ? Union(*box, *examined.box) : *examined.box;
             }
-            plan.maxFaces = std::max(plan.maxFaces, facts.faces);
-            if (facts.keyFrameError > possible) {
-                possible = facts.keyFrameError;
+            plan.maxFaces = std::max(plan.maxFaces, examined.faces);
+            if (examined.keyFrameError > possible) {
+                possible = examined.keyFrameError;
                 worst = frame;
             }
             ++frame;

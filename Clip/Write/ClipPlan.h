@@ -2,7 +2,7 @@
 #pragma once
 
 #include "Authoring/Scene/Warnings.h"
-#include "Clip/Write/SubMeshes.h"
+#include "Clip/Write/SubMeshSource.h"
 
 #include <cstddef>
 #include <functional>
@@ -37,7 +37,7 @@ struct PlanOptions {
 /// `progress`, called in the caller's thread now and then, gets the number of frames seen and may throw.
 ///
 /// Throws InputError; std::invalid_argument for an error limit below what a key frame's 16-bit positions can keep.
-ClipPlan PlanClip(const SubMeshes& subMeshes, const PlanOptions& options,
+ClipPlan PlanClip(const SubMeshSource& subMeshes, const PlanOptions& options,
                   const std::function<void(std::size_t)>& progress);
 
 }  // namespace Nimb::Authoring

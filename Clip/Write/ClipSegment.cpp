@@ -48,12 +48,13 @@ ClipMoment MomentOf(const FrameMeshes& frame, const std::vector<PlacedSubMesh>& 
     ClipMoment moment;
     for (std::size_t i = 0; i < subMeshes.size(); ++i) {
         if (!frame.meshes[i].faces.empty()) {
-            moment.push_back({&frame.meshes[i], static_cast<UINT32>(i), subMeshes[i].transform, frame.newTopology[i]});
+            moment.push_back(
+                {&frame.meshes[i], static_cast<UINT32>(i), subMeshes[i].textureTransform, frame.newTopology[i]});
         }
     }
     if (moment.empty()) {
         // A moment without any triangle is a frame all the same: players show nothing then, and stay in step.
-        moment.push_back({&frame.meshes.front(), 0, subMeshes.front().transform, true});
+        moment.push_back({&frame.meshes.front(), 0, subMeshes.front().textureTransform, true});
     }
     return moment;
 }
@@ -96,7 +97,7 @@ private:
 
 }  // namespace
 
-std::vector<EncodedFrame> EncodeClipSegment(const SubMeshes& source, const std::vector<PlacedSubMesh>& subMeshes,
+std::vector<EncodedFrame> EncodeClipSegment(const SubMeshSource& source, const std::vector<PlacedSubMesh>& subMeshes,
                                             const Segment& segment, const ClipOptions& options,
                                             const std::atomic<bool>& stop) {
     std::vector<FrameMeshes> frames;

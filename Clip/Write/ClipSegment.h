@@ -14,8 +14,8 @@ namespace Nimb::Authoring {
 
 /// A sub-mesh of the clip and its place in the atlas.
 struct PlacedSubMesh {
-    std::size_t subMesh = 0;                        ///< its number in SubMeshes
-    std::optional<std::array<float, 6>> transform;  ///< none: it is the only one, and frames are plain
+    std::size_t subMesh = 0;                               ///< its number in SubMeshSource
+    std::optional<std::array<float, 6>> textureTransform;  ///< none: it is the only one, and frames are plain
 };
 
 /// Loads and encodes the frames of a segment, and decodes them again with a player's reader. Any number of threads may
@@ -23,7 +23,7 @@ struct PlacedSubMesh {
 ///
 /// Throws InputError for frames that cannot be encoded, std::logic_error when a frame does not come back as it was or
 /// misses the limit.
-std::vector<EncodedFrame> EncodeClipSegment(const SubMeshes& source, const std::vector<PlacedSubMesh>& subMeshes,
+std::vector<EncodedFrame> EncodeClipSegment(const SubMeshSource& source, const std::vector<PlacedSubMesh>& subMeshes,
                                             const Segment& segment, const ClipOptions& options,
                                             const std::atomic<bool>& stop);
 

@@ -18,7 +18,7 @@ namespace Nimb::Authoring {
 /// The container and the encoders of what goes into it.
 class Mp4Writer::Container {
 public:
-    Container(const std::string& path, const ClipVideoOptions& video, const std::optional<ClipAudioOptions>& audio)
+    Container(const std::string& path, const VideoTrackOptions& video, const std::optional<AudioTrackOptions>& audio)
         : m_Video(video) {
         if (audio) {
             m_Audio.emplace(*audio);
@@ -130,8 +130,8 @@ void AppendToFile(const std::string& path, const Bytes& bytes) {
 
 }  // namespace
 
-Mp4Writer::Mp4Writer(const std::string& path, const ClipVideoOptions& video,
-                     const std::optional<ClipAudioOptions>& audio)
+Mp4Writer::Mp4Writer(const std::string& path, const VideoTrackOptions& video,
+                     const std::optional<AudioTrackOptions>& audio)
     : m_Path(path), m_TemporaryPath(TemporaryPathOf(path)) {
     try {
         Named(m_Path, -1, [&] { m_Container = std::make_unique<Container>(m_TemporaryPath, video, audio); });

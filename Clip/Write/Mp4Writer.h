@@ -8,7 +8,7 @@
 #include "Authoring/Codec/ByteWriter.h"
 #include "Authoring/Codec/XtraAttributes.h"
 #include "Clip/Write/ClipError.h"
-#include "Clip/Write/ClipOptions.h"
+#include "Clip/Write/TrackOptions.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -23,8 +23,8 @@ class Mp4Writer {
 public:
     /// Sound is announced here and may turn out to be empty. An existing file is replaced, by Finish. Throws
     /// std::invalid_argument for options that cannot be, ClipError when the file or an encoder cannot be opened.
-    Mp4Writer(const std::string& path, const ClipVideoOptions& video,
-              const std::optional<ClipAudioOptions>& audio = std::nullopt);
+    Mp4Writer(const std::string& path, const VideoTrackOptions& video,
+              const std::optional<AudioTrackOptions>& audio = std::nullopt);
     ~Mp4Writer();
     Mp4Writer(const Mp4Writer&) = delete;
     Mp4Writer& operator=(const Mp4Writer&) = delete;

@@ -13,7 +13,7 @@ constexpr int c_MinSize = 16;
 constexpr int c_MaxSize = 4096;
 constexpr const char* c_Encoder = "libx264";
 
-void CheckOptions(const ClipVideoOptions& options) {
+void CheckOptions(const VideoTrackOptions& options) {
     for (const int size : {options.width, options.height}) {
         if (size < c_MinSize || size > c_MaxSize || size % 2 != 0) {
             throw std::invalid_argument("a picture of " + std::to_string(options.width) + " x " +
@@ -26,7 +26,7 @@ void CheckOptions(const ClipVideoOptions& options) {
     }
 }
 
-Media::AvPtr<AVCodecContext> OpenEncoder(const ClipVideoOptions& options) {
+Media::AvPtr<AVCodecContext> OpenEncoder(const VideoTrackOptions& options) {
     const AVCodec* const codec = avcodec_find_encoder_by_name(c_Encoder);
     if (codec == nullptr) {
         throw ClipError(std::string(c_Encoder) + ": FFmpeg was built without it");
@@ -56,7 +56,7 @@ Media::AvPtr<AVCodecContext> OpenEncoder(const ClipVideoOptions& options) {
     return context;
 }
 
-Media::AvPtr<SwsContext> OpenConverter(const ClipVideoOptions& options) {
+Media::AvPtr<SwsContext> OpenConverter(const VideoTrackOptions& options) {
     Media::AvPtr<SwsContext> converter =
         Media::Owned(sws_getContext(options.width, options.height, AV_PIX_FMT_RGBA, options.width, options.height,
                                     AV_PIX_FMT_YUV420P, SWS_BILINEAR | SWS_ACCURATE_RND, nullptr, nullptr, nullptr));
@@ -68,7 +68,7 @@ Media::AvPtr<SwsContext> OpenConverter(const ClipVideoOptions& options) {
 
 }  // namespace
 
-VideoEncoder::VideoEncoder(const ClipVideoOptions& options) {
+VideoEncoder::VideoEncoder(const VideoTrackOptions& options) {
     CheckOptions(options);
     m_Context = OpenEncoder(options);
     m_Converter = OpenConverter(options);

@@ -2,7 +2,7 @@
 #pragma once
 
 #include "Clip/Write/AvcSample.h"
-#include "Clip/Write/ClipOptions.h"
+#include "Clip/Write/TrackOptions.h"
 #include "Media/Av.h"
 
 #include <cstdint>
@@ -17,7 +17,7 @@ public:
     using Sink = std::function<void(AVPacket&)>;
 
     /// Throws std::invalid_argument for sizes and rates that cannot be, ClipError when the encoder does not open.
-    explicit VideoEncoder(const ClipVideoOptions& options);
+    explicit VideoEncoder(const VideoTrackOptions& options);
 
     void Describe(AVCodecParameters& parameters) const;
     AVRational TimeBase() const { return m_Context->time_base; }

@@ -112,7 +112,7 @@ TestSource TwoSheets() {
         }
         source.frames.push_back({{{0, first}}});
         if (frame != 9) {
-            source.frames.back().parts.push_back({1, second});
+            source.frames.back().meshes.push_back({1, second});
         }
     }
     source.textures = {{Paint(0, 90, 61), Paint(1, 50, 110)}};
@@ -138,11 +138,11 @@ struct Nearest {
 
 Nearest NearestTo(const Vec3& position, const Nimb::Authoring::SourceFrame& frame) {
     Nearest nearest;
-    for (const Nimb::Authoring::SourcePart& part : frame.parts) {
-        for (std::size_t i = 0; i < part.mesh.positions.size(); ++i) {
-            const double distance = NimbTest::Distance(position, part.mesh.positions[i]);
+    for (const Nimb::Authoring::MaterialMesh& materialMesh : frame.meshes) {
+        for (std::size_t i = 0; i < materialMesh.mesh.positions.size(); ++i) {
+            const double distance = NimbTest::Distance(position, materialMesh.mesh.positions[i]);
             if (distance < nearest.distance) {
-                nearest = {distance, part.material, part.mesh.texCoords[i]};
+                nearest = {distance, materialMesh.material, materialMesh.mesh.texCoords[i]};
             }
         }
     }
@@ -182,11 +182,11 @@ std::array<int, 3> CornerKey(std::size_t material, const Vec2& t) {
 
 std::vector<FaceKey> FacesOf(const Nimb::Authoring::SourceFrame& frame) {
     std::vector<FaceKey> faces;
-    for (const Nimb::Authoring::SourcePart& part : frame.parts) {
-        for (const TarnMeshFace& face : part.mesh.faces) {
+    for (const Nimb::Authoring::MaterialMesh& materialMesh : frame.meshes) {
+        for (const TarnMeshFace& face : materialMesh.mesh.faces) {
             std::array<std::array<int, 3>, 3> corners;
             for (std::size_t k = 0; k < 3; ++k) {
-                corners[k] = CornerKey(part.material, part.mesh.texCoords[face.v[k]]);
+                corners[k] = CornerKey(materialMesh.material, materialMesh.mesh.texCoords[face.v[k]]);
             }
             faces.push_back(KeyOf(corners));
         }
@@ -246,13 +246,14 @@ TEST(ClipEncoder, TwoMaterialsComeBackWithTheirColours) {
         << "frames 0 and 6 alone: shuffling is no change of topology";
 
     const std::vector<unsigned char> file = ReadFile(folder / "clip.mp4");
-    Nimb::Authoring::Box box{source.frames[0].parts[0].mesh.positions[0], source.frames[0].parts[0].mesh.positions[0]};
+    Nimb::Authoring::Box box{source.frames[0].meshes[0].mesh.positions[0],
+                             source.frames[0].meshes[0].mesh.positions[0]};
     UINT32 faces = 0;
     for (const Nimb::Authoring::SourceFrame& frame : source.frames) {
         UINT32 count = 0;
-        for (const Nimb::Authoring::SourcePart& part : frame.parts) {
-            box = Union(box, Nimb::Authoring::BoundingBox(part.mesh.positions));
-            count += static_cast<UINT32>(part.mesh.faces.size());
+        for (const Nimb::Authoring::MaterialMesh& materialMesh : frame.meshes) {
+            box = Union(box, Nimb::Authoring::BoundingBox(materialMesh.mesh.positions));
+            count += static_cast<UINT32>(materialMesh.mesh.faces.size());
         }
         faces = std::max(faces, count);
     }
@@ -271,17 +272,17 @@ TEST(ClipEncoder, OneTextureIsTheWholePictureOfAPlainClip) {
     for (std::size_t frame = 0; frame < source.frames.size(); ++frame) {
         const auto picture = Paint(0, 91, 64);
         source.textures.push_back({picture, picture});
-        for (Nimb::Authoring::SourcePart& part : source.frames[frame].parts) {
-            part.material = 0;
-            for (Nimb::Authoring::Vec3& position : part.mesh.positions) {
+        for (Nimb::Authoring::MaterialMesh& materialMesh : source.frames[frame].meshes) {
+            materialMesh.material = 0;
+            for (Nimb::Authoring::Vec3& position : materialMesh.mesh.positions) {
                 position.x += 10;
             }
         }
-        if (source.frames[frame].parts.size() == 2) {
-            source.frames[frame].parts[1].material = 1;
+        if (source.frames[frame].meshes.size() == 2) {
+            source.frames[frame].meshes[1].material = 1;
         }
     }
-    source.frames.back().parts.clear();
+    source.frames.back().meshes.clear();
     EncodeOptions options = FastOptions();
     options.maxError = 0.002;
     options.delta = Nimb::Authoring::DeltaCoding::Golomb;
@@ -300,8 +301,8 @@ TEST(ClipEncoder, OneTextureIsTheWholePictureOfAPlainClip) {
         [](const Nimb::Authoring::ClipProblem& problem) { ADD_FAILURE() << problem.kind << ": " << problem.text; },
         [](std::size_t) {});
     for (std::size_t i = 0; i < 11; ++i) {
-        for (Nimb::Authoring::SourcePart& part : source.frames[i].parts) {
-            part.material = 0;
+        for (Nimb::Authoring::MaterialMesh& materialMesh : source.frames[i].meshes) {
+            materialMesh.material = 0;
         }
         ExpectFrame(clip.meshes[i], clip.pictures[i], source.frames[i], report.maxError + 1e-9);
     }
@@ -335,16 +336,16 @@ TEST(ClipEncoder, BadSourcesAreNamed) {
     };
     const TestSource good = TwoSheets();
     TestSource bad = good;
-    bad.frames[7].parts[1].mesh.positions[3].y = std::numeric_limits<float>::quiet_NaN();
+    bad.frames[7].meshes[1].mesh.positions[3].y = std::numeric_limits<float>::quiet_NaN();
     expectError(bad, "frame7, material material1: ");
     bad = good;
-    bad.frames[11].parts[0].mesh.texCoords[5].v = 1.5f;
+    bad.frames[11].meshes[0].mesh.texCoords[5].v = 1.5f;
     expectError(bad, "frame11, material material0: vertex 5 has the texture coordinates");
     bad = good;
-    bad.frames[2].parts[0].mesh.texCoords.clear();
+    bad.frames[2].meshes[0].mesh.texCoords.clear();
     expectError(bad, "frame2, material material0: there are no texture coordinates");
     bad = good;
-    bad.frames[1].parts[0].mesh.faces[0].v[2] = 1000;
+    bad.frames[1].meshes[0].mesh.faces[0].v[2] = 1000;
     expectError(bad, "frame1, material material0: a face");
     bad = good;
     bad.textures.push_back({good.textures[0][0], Paint(1, 50, 112)});

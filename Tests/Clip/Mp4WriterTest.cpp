@@ -16,21 +16,21 @@
 namespace ClipTest {
 namespace {
 
+using Nimb::Authoring::AudioTrackOptions;
 using Nimb::Authoring::Bytes;
-using Nimb::Authoring::ClipAudioOptions;
 using Nimb::Authoring::ClipError;
-using Nimb::Authoring::ClipVideoOptions;
 using Nimb::Authoring::Mp4Writer;
+using Nimb::Authoring::VideoTrackOptions;
 
-ClipVideoOptions Size(int width, int height) {
-    ClipVideoOptions options;
+VideoTrackOptions Size(int width, int height) {
+    VideoTrackOptions options;
     options.width = width;
     options.height = height;
     options.preset = "veryfast";
     return options;
 }
 
-void AddPicture(Mp4Writer& writer, int number, const ClipVideoOptions& options, const Bytes& mesh) {
+void AddPicture(Mp4Writer& writer, int number, const VideoTrackOptions& options, const Bytes& mesh) {
     const auto pixels = PaintNumber(number, options.width, options.height);
     writer.AddFrame(pixels.data(), static_cast<std::size_t>(options.width) * 4, mesh);
 }
@@ -52,10 +52,10 @@ std::vector<Bytes> AwkwardMeshes(std::size_t count) {
 TEST(Mp4Writer, EveryMeshComesBackAndOrdinaryPlayersPlayTheFile) {
     const TemporaryFolder folder;
     const std::string path = folder / "clip.mp4";
-    const ClipVideoOptions options = Size(96, 64);
+    const VideoTrackOptions options = Size(96, 64);
     const std::vector<Bytes> meshes = AwkwardMeshes(60);
     {
-        Mp4Writer writer(path, options, ClipAudioOptions{});
+        Mp4Writer writer(path, options, AudioTrackOptions{});
         const std::vector<std::int16_t> sound(48000 * 2, 1000);
         writer.AddAudio(sound.data(), 48000);
         for (std::size_t i = 0; i < meshes.size(); ++i) {
@@ -103,7 +103,7 @@ TEST(Mp4Writer, AnInterruptedRunLeavesNothing) {
     const TemporaryFolder folder;
     WriteFile(folder / "clip.mp4", {'o', 'l', 'd'});
     {
-        const ClipVideoOptions options = Size(64, 64);
+        const VideoTrackOptions options = Size(64, 64);
         Mp4Writer writer(folder / "clip.mp4", options);
         AddPicture(writer, 0, options, {1});
     }
@@ -117,7 +117,7 @@ TEST(Mp4Writer, AFullDiskIsAnError) {
     const TemporaryFolder folder;
     const std::string path = folder / "clip.mp4";
     std::filesystem::create_symlink("/dev/full", path + ".part" + std::to_string(getpid()));
-    const ClipVideoOptions options = Size(256, 256);
+    const VideoTrackOptions options = Size(256, 256);
     EXPECT_THROW(
         {
             Mp4Writer writer(path, options);

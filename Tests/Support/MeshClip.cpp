@@ -26,7 +26,7 @@ Nimb::Authoring::FileAttributes AttributesOf(const std::vector<EncodedFrame>& fr
 
 void WriteMeshClip(const std::string& path, const std::vector<EncodedFrame>& frames) {
     constexpr int size = 64;
-    Nimb::Authoring::ClipVideoOptions video;
+    Nimb::Authoring::VideoTrackOptions video;
     video.width = size;
     video.height = size;
     video.preset = "veryfast";

@@ -64,13 +64,13 @@ std::vector<float> MakeTone(double seconds) {
 }  // namespace
 
 void MakeClip(const std::string& path, const ClipRecipe& recipe) {
-    Nimb::Authoring::ClipVideoOptions video;
+    Nimb::Authoring::VideoTrackOptions video;
     video.width = recipe.width;
     video.height = recipe.height;
     video.frameRateNumerator = recipe.frameRate;
     video.keyFrameInterval = recipe.pictureKeyInterval;
     video.preset = "veryfast";
-    std::optional<Nimb::Authoring::ClipAudioOptions> audio;
+    std::optional<Nimb::Authoring::AudioTrackOptions> audio;
     if (recipe.audioSeconds > 0) {
         audio.emplace();
     }

@@ -105,9 +105,9 @@ void ExpectClosedAndFacingOutwards(const Mesh& mesh) {
 double LargestStep(std::size_t from, std::size_t to) {
     const auto a = Clip().Frame(from), b = Clip().Frame(to);
     double largest = 0;
-    for (Index part = 0; part < a.parts.size(); ++part) {
-        for (Index i = 0; i < a.parts[part].mesh.positions.size(); ++i) {
-            largest = std::max(largest, Length(At(a.parts[part].mesh, i) - At(b.parts[part].mesh, i)));
+    for (Index material = 0; material < a.meshes.size(); ++material) {
+        for (Index i = 0; i < a.meshes[material].mesh.positions.size(); ++i) {
+            largest = std::max(largest, Length(At(a.meshes[material].mesh, i) - At(b.meshes[material].mesh, i)));
         }
     }
     return largest;
@@ -125,9 +125,9 @@ double Difference(const Image& a, const Image& b) {
 TEST(DemoFigure, IsClosedAndFacesOutwardsThroughoutTheDance) {
     for (std::size_t frame = 0; frame < Clip().FrameCount(); frame += 4) {
         SCOPED_TRACE(Clip().FrameName(frame));
-        for (const auto& part : Clip().Frame(frame).parts) {
-            SCOPED_TRACE(Clip().MaterialName(part.material));
-            ExpectClosedAndFacingOutwards(part.mesh);
+        for (const auto& materialMesh : Clip().Frame(frame).meshes) {
+            SCOPED_TRACE(Clip().MaterialName(materialMesh.material));
+            ExpectClosedAndFacingOutwards(materialMesh.mesh);
         }
     }
 }
@@ -135,12 +135,12 @@ TEST(DemoFigure, IsClosedAndFacesOutwardsThroughoutTheDance) {
 TEST(DemoFigure, KeepsItsTopologyAndUnwrapsIntoItsTextures) {
     const auto first = Clip().Frame(0), last = Clip().Frame(89);
     ASSERT_EQ(Clip().FrameCount(), 90u);
-    ASSERT_EQ(first.parts.size(), Clip().MaterialCount());
-    ASSERT_GE(first.parts.size(), 4u);
+    ASSERT_EQ(first.meshes.size(), Clip().MaterialCount());
+    ASSERT_GE(first.meshes.size(), 4u);
     Index vertices = 0;
-    for (Index i = 0; i < first.parts.size(); ++i) {
-        const Mesh &a = first.parts[i].mesh, &b = last.parts[i].mesh;
-        EXPECT_EQ(first.parts[i].material, i);
+    for (Index i = 0; i < first.meshes.size(); ++i) {
+        const Mesh &a = first.meshes[i].mesh, &b = last.meshes[i].mesh;
+        EXPECT_EQ(first.meshes[i].material, i);
         vertices += a.positions.size();
         ASSERT_EQ(a.positions.size(), a.texCoords.size());
         ASSERT_EQ(a.positions.size(), b.positions.size());
@@ -174,7 +174,7 @@ TEST(DemoFigure, LoopsWithoutAJump) {
 }
 
 TEST(DemoFigure, StandsOnTheGroundWithoutSliding) {
-    const auto meshOf = [](std::size_t frame) { return Clip().Frame(frame).parts[Nimb::Authoring::Demo::Shell].mesh; };
+    const auto meshOf = [](std::size_t frame) { return Clip().Frame(frame).meshes[Nimb::Authoring::Demo::Shell].mesh; };
     Mesh previous = meshOf(89);
     for (std::size_t frame = 0; frame < 90; ++frame) {
         Mesh mesh = meshOf(frame);

@@ -85,12 +85,12 @@ struct CubeClip {
 };
 
 void MakeCubeClip(const std::string& path, const CubeClip& recipe = {}) {
-    Nimb::Authoring::ClipVideoOptions video;
+    Nimb::Authoring::VideoTrackOptions video;
     video.width = c_CellSize * static_cast<int>(c_SideCount);
     video.height = c_CellSize;
     video.quality = 5;
     Nimb::Authoring::Mp4Writer writer(
-        path, video, recipe.audioSeconds > 0 ? std::optional(Nimb::Authoring::ClipAudioOptions()) : std::nullopt);
+        path, video, recipe.audioSeconds > 0 ? std::optional(Nimb::Authoring::AudioTrackOptions()) : std::nullopt);
     Nimb::Authoring::FrameEncoder encoder;
     Nimb::Authoring::FileAttributes attributes;
     for (int number = 0; number < c_FrameCount; ++number) {

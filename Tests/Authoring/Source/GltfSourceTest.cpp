@@ -23,7 +23,7 @@ protected:
         const std::unique_ptr<MeshSource> source = OpenMeshSource(options);
         std::string text;
         for (std::size_t i = 0; i < source->FrameCount(); ++i) {
-            text += std::to_string(std::lround(source->Frame(i).parts.at(0).mesh.positions.at(0).x * 1000)) + " ";
+            text += std::to_string(std::lround(source->Frame(i).meshes.at(0).mesh.positions.at(0).x * 1000)) + " ";
         }
         return text;
     }
@@ -147,10 +147,10 @@ TEST_F(GltfSourceTest, MaterialsArePicturesAndColours) {
     EXPECT_EQ(source->Texture(0, 1)->rgba[0], 188) << "the picture times the colour";
     EXPECT_EQ(source->Texture(0, 2)->rgba[0], 255);
     const SourceFrame frame = source->Frame(0);
-    ASSERT_EQ(frame.parts.size(), 3U);
-    EXPECT_EQ(frame.parts[1].mesh.faces.size(), 2U);
+    ASSERT_EQ(frame.meshes.size(), 3U);
+    EXPECT_EQ(frame.meshes[1].mesh.faces.size(), 2U);
     // A quarter turn: (u, v) becomes (1 + v, 0.5 - u / 2); u = 1 ... 2 is mirrored, and v stays inside.
-    EXPECT_EQ(CornersOf(frame.parts[2].mesh, true), "(0 0 0|1 0.5)(1 0 0|1 0)(0 1 0|0 0.5) ");
+    EXPECT_EQ(CornersOf(frame.meshes[2].mesh, true), "(0 0 0|1 0.5)(1 0 0|1 0)(0 1 0|0 0.5) ");
 
     SourceOptions named = Options("a.glb", "t.png");
     EXPECT_EQ(OpenMeshSource(named)->MaterialCount(), 1U) << "one picture for everything";

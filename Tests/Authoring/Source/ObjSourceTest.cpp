@@ -30,12 +30,12 @@ TEST_F(ObjSourceTest, PolygonsIndicesAndMaterialsAreReadAndVIsFlipped) {
     EXPECT_EQ(source->Texture(0, 1)->rgba[0], 255);
     EXPECT_EQ(source->Texture(0, 1)->rgba[1], 0);
     const SourceFrame frame = source->Frame(0);
-    ASSERT_EQ(frame.parts.size(), 2U);
-    EXPECT_EQ(CornersOf(frame.parts[0].mesh, true),
+    ASSERT_EQ(frame.meshes.size(), 2U);
+    EXPECT_EQ(CornersOf(frame.meshes[0].mesh, true),
               "(0 0 0|0 1)(1 0 0|1 1)(1 1 0|1 0) (0 0 0|0 1)(1 1 0|1 0)(0 1 0|0 0) (0 1 0|0 0)(1 1 0|1 0)(1 0 0|1 1) ");
-    EXPECT_EQ(frame.parts[0].mesh.positions.size(), 4U) << "corners with equal attributes are one vertex";
-    EXPECT_EQ(frame.parts[0].mesh.normals.size(), 4U);
-    EXPECT_EQ(CornersOf(frame.parts[1].mesh), "(0 0 0)(1 0 0)(1 1 0) ");
+    EXPECT_EQ(frame.meshes[0].mesh.positions.size(), 4U) << "corners with equal attributes are one vertex";
+    EXPECT_EQ(frame.meshes[0].mesh.normals.size(), 4U);
+    EXPECT_EQ(CornersOf(frame.meshes[1].mesh), "(0 0 0)(1 0 0)(1 1 0) ");
 }
 
 TEST_F(ObjSourceTest, AConcavePolygonIsCutInsideItself) {

@@ -72,9 +72,9 @@ TEST_F(PlySourceTest, CornersHaveTextureCoordinatesAndPicturesOfTheirOwn) {
     ASSERT_EQ(source->MaterialCount(), 2U);
     EXPECT_EQ(source->Texture(0, 1)->rgba[0], 8);
     const SourceFrame frame = source->Frame(0);
-    EXPECT_EQ(frame.parts.at(0).mesh.positions.size(), 4U) << "equal corners of several faces are one vertex";
-    EXPECT_EQ(frame.parts.at(0).mesh.faces.size(), 3U);
-    EXPECT_EQ(CornersOf(frame.parts.at(1).mesh, true), "(0 0 0|0 1)(1 0 0|0.5 1)(1 1 0|0.5 0.5) ");
+    EXPECT_EQ(frame.meshes.at(0).mesh.positions.size(), 4U) << "equal corners of several faces are one vertex";
+    EXPECT_EQ(frame.meshes.at(0).mesh.faces.size(), 3U);
+    EXPECT_EQ(CornersOf(frame.meshes.at(1).mesh, true), "(0 0 0|0 1)(1 0 0|0.5 1)(1 1 0|0.5 0.5) ");
 }
 
 TEST_F(PlySourceTest, ErrorsNameThePlace) {

@@ -19,7 +19,7 @@ protected:
         const std::unique_ptr<MeshSource> source = OpenMeshSource(options);
         std::string text;
         for (std::size_t i = 0; i < source->FrameCount(); ++i) {
-            text += std::to_string(std::lround(source->Frame(i).parts.at(0).mesh.positions.at(0).x)) + " ";
+            text += std::to_string(std::lround(source->Frame(i).meshes.at(0).mesh.positions.at(0).x)) + " ";
         }
         return text;
     }
@@ -116,8 +116,8 @@ TEST_F(SequenceTest, MaterialsOfLaterFramesAreThoseOfTheFirst) {
     const std::unique_ptr<MeshSource> source = OpenMeshSource(Options("s"));
     const auto materials = [&](std::size_t frame) {
         std::string text;
-        for (const SourcePart& part : source->Frame(frame).parts) {
-            text += std::to_string(part.material) + ":" + std::to_string(part.mesh.faces.size()) + " ";
+        for (const MaterialMesh& materialMesh : source->Frame(frame).meshes) {
+            text += std::to_string(materialMesh.material) + ":" + std::to_string(materialMesh.mesh.faces.size()) + " ";
         }
         return text;
     };
@@ -159,7 +159,7 @@ TEST_F(SequenceTest, SeveralThreadsLoadFramesAndABrokenOneConcernsOnlyItself) {
         threads.emplace_back([&, t] {
             for (std::size_t i = 0; i < c_Frames; ++i) {
                 try {
-                    const float x = source->Frame(i).parts.at(0).mesh.positions.at(0).x;
+                    const float x = source->Frame(i).meshes.at(0).mesh.positions.at(0).x;
                     good[t] += std::lround(x) == static_cast<long>(i) && source->Texture(i, 0)->width == 2 ? 1 : 0;
                 } catch (const InputError&) {
                     ++bad[t];

@@ -53,8 +53,8 @@ std::string SourceTest::ErrorOf(const SourceOptions& options) {
 
 Mesh OnlyMesh(const SourceOptions& options, std::size_t frame) {
     SourceFrame loaded = OpenMeshSource(options)->Frame(frame);
-    EXPECT_EQ(loaded.parts.size(), 1U);
-    return loaded.parts.at(0).mesh;
+    EXPECT_EQ(loaded.meshes.size(), 1U);
+    return loaded.meshes.at(0).mesh;
 }
 
 std::string CornersOf(const Mesh& mesh, bool withTexCoords) {

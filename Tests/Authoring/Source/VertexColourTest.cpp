@@ -152,8 +152,8 @@ float FromLinear(int value) {
 /// Every triangle of the shape once, and in the picture everywhere the mixture of its corners' colours.
 void ExpectColours(const MeshSource& source, std::size_t frame, const Shape& shape, float (*linear)(int)) {
     const SourceFrame loaded = source.Frame(frame);
-    ASSERT_EQ(loaded.parts.size(), 1U);
-    const Mesh& mesh = loaded.parts[0].mesh;
+    ASSERT_EQ(loaded.meshes.size(), 1U);
+    const Mesh& mesh = loaded.meshes[0].mesh;
     const Image& image = *source.Texture(frame, 0);
     ASSERT_EQ(mesh.faces.size(), shape.faces.size());
     EXPECT_LT(mesh.positions.size(), shape.faces.size() * 5 / 4) << "triangles share vertices where they can";
@@ -247,13 +247,13 @@ TEST_F(VertexColourTest, AMovingSurfaceKeepsItsChartsAndOthersFitThePicture) {
     const Shape larger = MakeShape(19, 11, 3);
     Write("f2.obj", ObjText(larger));
     const std::unique_ptr<MeshSource> source = OpenMeshSource(Options("f%d.obj"));
-    const Mesh first = source->Frame(0).parts[0].mesh, moved = source->Frame(1).parts[0].mesh;
+    const Mesh first = source->Frame(0).meshes[0].mesh, moved = source->Frame(1).meshes[0].mesh;
     ASSERT_EQ(first.texCoords.size(), moved.texCoords.size());
     EXPECT_EQ(std::memcmp(first.texCoords.data(), moved.texCoords.data(), first.texCoords.size() * sizeof(Vec2)), 0);
     EXPECT_EQ(std::memcmp(first.faces.data(), moved.faces.data(), first.faces.size() * sizeof(TarnMeshFace)), 0);
     EXPECT_EQ(source->Texture(0, 0), source->Texture(1, 0)) << "the same colours are the same picture";
     EXPECT_EQ(source->Texture(2, 0)->width, source->Texture(0, 0)->width);
-    EXPECT_EQ(source->Frame(2).parts[0].mesh.faces.size(), larger.faces.size());
+    EXPECT_EQ(source->Frame(2).meshes[0].mesh.faces.size(), larger.faces.size());
 
     shape.colours.assign(shape.colours.size(), {200, 0, 0});
     Write("red.obj", ObjText(shape));

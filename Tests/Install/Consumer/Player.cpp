@@ -7,7 +7,7 @@
 #include <vector>
 
 int main() {
-    Nimb::Authoring::ClipVideoOptions video;
+    Nimb::Authoring::VideoTrackOptions video;
     video.width = 64;
     video.height = 48;
     const std::vector<BYTE> picture(64 * 48 * 4, 128);

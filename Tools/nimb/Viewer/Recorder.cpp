@@ -8,8 +8,8 @@
 namespace Nimb::Tool {
 namespace {
 
-Authoring::ClipVideoOptions VideoOptions(const Recorder::Options& options) {
-    Authoring::ClipVideoOptions video;
+Authoring::VideoTrackOptions VideoOptions(const Recorder::Options& options) {
+    Authoring::VideoTrackOptions video;
     video.width = options.width;
     video.height = options.height;
     video.frameRateNumerator = options.rateNumerator;
@@ -19,8 +19,8 @@ Authoring::ClipVideoOptions VideoOptions(const Recorder::Options& options) {
     return video;
 }
 
-std::optional<Authoring::ClipAudioOptions> AudioOptions(const Recorder::Options& options) {
-    return options.soundFrom.empty() ? std::nullopt : std::optional(Authoring::ClipAudioOptions());
+std::optional<Authoring::AudioTrackOptions> AudioOptions(const Recorder::Options& options) {
+    return options.soundFrom.empty() ? std::nullopt : std::optional(Authoring::AudioTrackOptions());
 }
 
 }  // namespace

@@ -1,4 +1,4 @@
-// One mesh file as its reader hands it over.
+// The meshes of a file as its reader hands them over.
 #pragma once
 
 #include "Authoring/Codec/Mesh.h"
@@ -13,7 +13,7 @@ namespace Nimb::Authoring {
 
 /// The triangles of one material. Texture coordinates are the file's own: v grows upwards, and they need not be inside
 /// [0, 1].
-struct LoadedPart {
+struct ImportedMesh {
     std::size_t material = 0;
     Mesh mesh;
     std::string untextured;       ///< empty, or why `mesh.texCoords` is empty: a message that names the place
@@ -23,20 +23,20 @@ struct LoadedPart {
     bool dropsColours = false;    ///< has colours other than white, and also a picture, which is what counts
 };
 
-struct LoadedMesh {
+struct ImportedFile {
     std::vector<SourceMaterial> materials;  ///< those that are used
-    std::vector<LoadedPart> parts;          ///< materials ascending, each at most once
+    std::vector<ImportedMesh> meshes;       ///< materials ascending, each at most once
 };
 
 /// Whether a reader should look for the pictures that a file names; when not, it need not find them.
 enum class Materials { Read, Ignore };
 
-/// The part made of the triangles `corners`: its mesh, and its colours if the file has any and there is no picture.
-LoadedPart PartOf(const CornerArrays& arrays, std::vector<Corner> corners, bool hasPicture);
+/// The mesh made of the triangles `corners`, with its colours if the file has any and there is no picture.
+ImportedMesh ImportedMeshOf(const CornerArrays& arrays, std::vector<Corner> corners, bool hasPicture);
 
-/// The mesh with texture coordinates as in SourcePart and without what no triangle needs. Without texture coordinates
-/// (`part.untextured`) all vertices get the picture's centre, unless `hasPicture`; then it throws InputError.
-Mesh Finish(const LoadedPart& part, bool hasPicture);
+/// The mesh with texture coordinates as in MaterialMesh and without what no triangle needs. Without texture coordinates
+/// (`imported.untextured`) all vertices get the picture's centre, unless `hasPicture`; then it throws InputError.
+Mesh Finish(const ImportedMesh& imported, bool hasPicture);
 
 /// The mesh, cut as the surface is, which is painted already.
 Mesh FinishPainted(const Mesh& mesh, PaintedSurface surface);

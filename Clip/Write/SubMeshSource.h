@@ -12,10 +12,10 @@ namespace Nimb::Authoring {
 
 /// Materials that show the same picture in the first frame share a sub-mesh, so that the picture is in the atlas once.
 /// Any thread may call the functions.
-class SubMeshes {
+class SubMeshSource {
 public:
     /// Keeps a reference. Loads the textures of the first frame. `normals`: whether meshes are to have them.
-    SubMeshes(const MeshSource& source, bool normals);
+    SubMeshSource(const MeshSource& source, bool normals);
 
     std::size_t Count() const { return m_Materials.size(); }
 
@@ -31,7 +31,7 @@ public:
     const MeshSource& Source() const { return m_Source; }
 
 private:
-    void Check(const SourcePart& part, std::size_t frame) const;
+    void Check(const MaterialMesh& materialMesh, std::size_t frame) const;
 
     const MeshSource& m_Source;
     const bool m_Normals;

@@ -1,12 +1,12 @@
-#include "Authoring/Source/LoadedMesh.h"
+#include "Authoring/Source/ImportedMesh.h"
 
 #include "Authoring/Scene/MeshSource.h"
 #include "Authoring/Source/TextureSpace.h"
 
 namespace Nimb::Authoring {
 
-LoadedPart PartOf(const CornerArrays& arrays, std::vector<Corner> corners, bool hasPicture) {
-    LoadedPart part;
+ImportedMesh ImportedMeshOf(const CornerArrays& arrays, std::vector<Corner> corners, bool hasPicture) {
+    ImportedMesh imported;
     const bool isPainted = !hasPicture && !arrays.colours.empty();
     if (isPainted) {
         for (Corner& corner : corners) {
@@ -14,27 +14,28 @@ LoadedPart PartOf(const CornerArrays& arrays, std::vector<Corner> corners, bool 
         }
     }
     std::vector<UINT32> origin;
-    part.mesh = MeshOfCorners(arrays, corners, origin);
+    imported.mesh = MeshOfCorners(arrays, corners, origin);
     for (std::size_t i = 0; i < origin.size() && !arrays.colours.empty(); ++i) {
         const Colour colour = origin[i] < arrays.colours.size() ? arrays.colours[origin[i]] : c_White;
-        part.dropsColours = part.dropsColours || (hasPicture && colour != c_White);
+        imported.dropsColours = imported.dropsColours || (hasPicture && colour != c_White);
         if (isPainted) {
-            part.colours.push_back(colour);
+            imported.colours.push_back(colour);
         }
     }
-    return part;
+    return imported;
 }
 
-Mesh Finish(const LoadedPart& part, bool hasPicture) {
-    const Mesh& mesh = part.mesh;
+Mesh Finish(const ImportedMesh& imported, bool hasPicture) {
+    const Mesh& mesh = imported.mesh;
     const bool isTextured = !mesh.texCoords.empty();
     if (!isTextured && hasPicture) {
-        throw InputError(part.untextured);
+        throw InputError(imported.untextured);
     }
     const Wrap mode = hasPicture ? Wrap::Repeat : Wrap::Clamp;
     const std::vector<Vec2> centre(isTextured ? 0 : mesh.positions.size(), Vec2{0.5F, 0.5F});
-    Surface surface = FitIntoPicture(isTextured ? mesh.texCoords : centre, mesh.faces, {mode, mode},
-                                     [&](std::size_t face) { return part.place + std::to_string(part.rows[face]); });
+    Surface surface =
+        FitIntoPicture(isTextured ? mesh.texCoords : centre, mesh.faces, {mode, mode},
+                       [&](std::size_t face) { return imported.place + std::to_string(imported.rows[face]); });
     Mesh finished;
     finished.positions = Gather(mesh.positions, surface.origin);
     if (!mesh.normals.empty()) {

@@ -1,4 +1,4 @@
-#include "Clip/Write/SubMeshes.h"
+#include "Clip/Write/SubMeshSource.h"
 
 #include "Authoring/Codec/VertexStreams.h"
 
@@ -20,22 +20,22 @@ std::string SizeText(std::size_t width, std::size_t height) {
     return std::to_string(width) + " x " + std::to_string(height);
 }
 
-void Append(const Mesh& part, bool normals, Mesh& mesh) {
+void Append(const Mesh& tail, bool normals, Mesh& mesh) {
     const auto base = static_cast<UINT32>(mesh.positions.size());
-    mesh.positions.insert(mesh.positions.end(), part.positions.begin(), part.positions.end());
-    mesh.texCoords.insert(mesh.texCoords.end(), part.texCoords.begin(), part.texCoords.end());
+    mesh.positions.insert(mesh.positions.end(), tail.positions.begin(), tail.positions.end());
+    mesh.texCoords.insert(mesh.texCoords.end(), tail.texCoords.begin(), tail.texCoords.end());
     if (normals) {
-        mesh.normals.insert(mesh.normals.end(), part.normals.begin(), part.normals.end());
+        mesh.normals.insert(mesh.normals.end(), tail.normals.begin(), tail.normals.end());
     }
-    mesh.faces.reserve(mesh.faces.size() + part.faces.size());
-    for (const TarnMeshFace& face : part.faces) {
+    mesh.faces.reserve(mesh.faces.size() + tail.faces.size());
+    for (const TarnMeshFace& face : tail.faces) {
         mesh.faces.push_back({{face.v[0] + base, face.v[1] + base, face.v[2] + base}});
     }
 }
 
 }  // namespace
 
-SubMeshes::SubMeshes(const MeshSource& source, bool normals) : m_Source(source), m_Normals(normals) {
+SubMeshSource::SubMeshSource(const MeshSource& source, bool normals) : m_Source(source), m_Normals(normals) {
     if (source.FrameCount() == 0 || source.MaterialCount() == 0) {
         throw InputError("the input has no frames");
     }
@@ -59,12 +59,12 @@ SubMeshes::SubMeshes(const MeshSource& source, bool normals) : m_Source(source),
     }
 }
 
-void SubMeshes::Check(const SourcePart& part, std::size_t frame) const {
+void SubMeshSource::Check(const MaterialMesh& materialMesh, std::size_t frame) const {
     const auto fail = [&](const std::string& what) {
-        const std::string material = m_Source.MaterialName(part.material);
+        const std::string material = m_Source.MaterialName(materialMesh.material);
         throw InputError(m_Source.FrameName(frame) + (material.empty() ? "" : ", material " + material) + ": " + what);
     };
-    const Mesh& mesh = part.mesh;
+    const Mesh& mesh = materialMesh.mesh;
     if (mesh.texCoords.empty() && !mesh.positions.empty()) {
         fail("there are no texture coordinates");
     }
@@ -85,19 +85,19 @@ void SubMeshes::Check(const SourcePart& part, std::size_t frame) const {
     }
 }
 
-std::vector<Mesh> SubMeshes::Load(std::size_t frame) const {
+std::vector<Mesh> SubMeshSource::Load(std::size_t frame) const {
     const SourceFrame loaded = m_Source.Frame(frame);
     std::vector<Mesh> meshes(Count());
-    for (const SourcePart& part : loaded.parts) {
-        Check(part, frame);
-        if (!part.mesh.faces.empty()) {
-            Append(part.mesh, m_Normals, meshes[m_SubMeshOf.at(part.material)]);
+    for (const MaterialMesh& materialMesh : loaded.meshes) {
+        Check(materialMesh, frame);
+        if (!materialMesh.mesh.faces.empty()) {
+            Append(materialMesh.mesh, m_Normals, meshes[m_SubMeshOf.at(materialMesh.material)]);
         }
     }
     return meshes;
 }
 
-std::shared_ptr<const Image> SubMeshes::Texture(std::size_t frame, std::size_t subMesh) const {
+std::shared_ptr<const Image> SubMeshSource::Texture(std::size_t frame, std::size_t subMesh) const {
     const std::vector<std::size_t>& materials = m_Materials[subMesh];
     std::shared_ptr<const Image> picture = m_Source.Texture(frame, materials.front());
     const auto fail = [&](std::size_t material, const std::string& what) {

@@ -7,7 +7,7 @@
 namespace Nimb::Authoring {
 
 /// H.264, 4:2:0, without reordered frames.
-struct ClipVideoOptions {
+struct VideoTrackOptions {
     int width = 0;  ///< both even, from 16 to 4096: 4:2:0 has no odd sizes, and padding would move texture coordinates
     int height = 0;
     int frameRateNumerator = 30;
@@ -20,7 +20,7 @@ struct ClipVideoOptions {
 };
 
 /// AAC, 48000 samples a second, stereo.
-struct ClipAudioOptions {
+struct AudioTrackOptions {
     std::int64_t bitRate = 160000;
 };
 
