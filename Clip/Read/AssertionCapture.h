@@ -1,4 +1,4 @@
-// Keeps the texts of the core's failed checks instead of letting them be printed.
+// Keeps the text of the core's failed check instead of letting it be printed.
 #pragma once
 
 #include "Nimb/NimbAssert.h"

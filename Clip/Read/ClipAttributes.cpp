@@ -16,7 +16,7 @@
 namespace Nimb::Authoring {
 namespace {
 
-/// While it lives, what is printed on standard output goes to a file of no name.
+/// While it lives, standard output goes to a file without a name.
 class OutputCapture {
 public:
     OutputCapture() : m_File(std::tmpfile()) {

@@ -13,7 +13,7 @@
 namespace Nimb::Authoring {
 namespace {
 
-/// Pictures that a decoder of H.264 keeps at most before it puts out the first of them.
+/// The most pictures that an H.264 decoder holds back before it puts out the first of them.
 constexpr std::size_t c_MostHeldBack = 16;
 
 std::size_t VideoTrackOf(const ClipReader& reader) {
@@ -111,7 +111,7 @@ private:
         HandOut(sample.number - std::min(sample.number, c_MostHeldBack));
     }
 
-    /// All frames are decoded, since later ones build on them.
+    /// Decodes all frames, since later ones build on earlier ones.
     void ReadMesh(const ClipSample& sample, ClipFrame& frame) {
         const SampleMesh found = FindMesh(sample);
         if (!found.frame) {
@@ -153,7 +153,7 @@ private:
         }
     }
 
-    /// Frames before number `end` wait for their pictures no longer.
+    /// Frames before number `end` no longer wait for their pictures.
     void HandOut(std::size_t end) {
         while (!m_Waiting.empty() && (m_Waiting.begin()->first < end || m_Waiting.begin()->second.isComplete)) {
             Waiting waiting = std::move(m_Waiting.extract(m_Waiting.begin()).mapped());

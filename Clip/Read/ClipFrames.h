@@ -1,4 +1,4 @@
-// The frames of a clip as meshes with their pictures, for whoever wants to work on with them.
+// The frames of a clip as meshes with their pictures, for further work.
 #pragma once
 
 #include "Authoring/Codec/Mesh.h"
@@ -19,7 +19,7 @@ struct ClipFrame {
 
 struct FrameRange {
     std::size_t first = 0;
-    std::size_t last = 0;  ///< included; a number behind the clip's end means its end
+    std::size_t last = 0;  ///< included; a number beyond the clip's end means its end
 };
 
 /// Decodes the clip from its start and hands out the range's frames in order; `onFrame` may throw to end it. Throws

@@ -40,7 +40,7 @@ struct FrameFacts {
     bool HasMesh() const { return kind >= FrameKind::Key; }
 };
 
-/// Frames and what they take in the file.
+/// Some frames, and how many bytes of the file they take.
 struct Share {
     std::size_t frames = 0;
     UINT64 bytes = 0;
@@ -57,14 +57,14 @@ struct ClipSummary {
 
     std::size_t keyFrames = 0;                   ///< frames that build on nothing, temporal ones among them
     std::array<Share, c_FrameKinds> kinds;       ///< meshes alone
-    std::map<std::string, Share> vertexCodings;  ///< by name; each part of a temporal frame counts, sections alone
+    std::map<std::string, Share> vertexCodings;  ///< by name, bytes of sections alone; every sub-frame counts
     std::map<std::string, Share> indexCodings;   ///< likewise, where there is an index section
     UINT64 vertices = 0;                         ///< of all frames together
     UINT32 maxVertices = 0;                      ///< of any frame
     UINT32 maxFaces = 0;
     UINT32 maxIndices = 0;
     std::size_t maxSubMeshes = 0;
-    std::optional<Box> box;  ///< that holds the frames' boxes
+    std::optional<Box> box;  ///< the smallest that holds the frames' boxes
 
     double BitsPerVertex() const {
         return vertices != 0 ? 8.0 * static_cast<double>(meshBytes) / static_cast<double>(vertices) : 0;

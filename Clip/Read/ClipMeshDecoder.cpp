@@ -37,7 +37,7 @@ DecodedMesh ClipMeshDecoder::Decode(const Bytes& frame, std::int64_t time) {
     if (Failed(hr)) {
         mesh.error = !assertions.Text().empty()
                          ? assertions.Text()
-                         : "refused: sizes beyond the format's limits, or that the frame's bytes do not back";
+                         : "refused: its sizes exceed the format's limits, or the bytes of the frame";
         return mesh;
     }
     View(*mesh.vertexBuffer, &mesh.vertices, &mesh.vertexCount);

@@ -17,8 +17,8 @@ struct DecodedVertex {
 /// Views into buffers that it keeps alive.
 struct DecodedMesh {
     std::string error;        ///< why there is no mesh, in the core's words where it has some; empty: there is one
-    UINT64 missingBytes = 0;  ///< that the frame ended too early by; the decoder took zeros for them
-    UINT64 unusedBytes = 0;   ///< that are left behind the frame's end
+    UINT64 missingBytes = 0;  ///< by which the frame ended too early; the decoder took zeros for them
+    UINT64 unusedBytes = 0;   ///< left over after the frame's end
     const DecodedVertex* vertices = nullptr;
     std::size_t vertexCount = 0;
     const UINT32* indices = nullptr;
@@ -28,7 +28,7 @@ struct DecodedMesh {
     NIMBCORE::CComPtr<INimbBuffer> indexBuffer;
 };
 
-/// Belongs to one thread. Needs the core in its reporting mode, or damage ends the process.
+/// Belongs to one thread. Needs the core in its reporting mode; otherwise damage ends the process.
 class ClipMeshDecoder {
 public:
     ClipMeshDecoder();

@@ -22,14 +22,14 @@ public:
         }
         m_Context = Media::Owned(avcodec_alloc_context3(codec));
         int result = avcodec_parameters_to_context(m_Context.get(), &parameters);
-        // Threads by frame would put an error down to a later sample.
+        // With frame threads, an error would be blamed on a later sample.
         m_Context->thread_type = FF_THREAD_SLICE;
         m_Context->thread_count = 0;
         if (result >= 0) {
             result = avcodec_open2(m_Context.get(), codec, nullptr);
         }
         if (result < 0) {
-            throw InputError(what + ": no decoder opens: " + Media::AvText(result));
+            throw InputError(what + ": the decoder cannot be opened: " + Media::AvText(result));
         }
     }
 
@@ -38,7 +38,7 @@ public:
     std::string Decode(const ClipSample* pSample, OnFrame&& onFrame) {
         if (pSample != nullptr) {
             if (pSample->byteStream.empty()) {
-                return pSample->damage;  // to a decoder an empty packet would be the end of the stream
+                return pSample->damage;  // a decoder would take an empty packet for the end of the stream
             }
             const int result = av_new_packet(m_Packet.get(), static_cast<int>(pSample->byteStream.size()));
             if (result < 0) {
@@ -69,7 +69,7 @@ private:
     Media::AvPtr<AVFrame> m_Frame;
 };
 
-/// Converts as the player does.
+/// Converts as the player does, except that it rounds exactly.
 class ImageConverter {
 public:
     Image Convert(const AVFrame& from) {
@@ -103,7 +103,7 @@ public:
     std::string Decode(const ClipSample* pSample, const Sink& sink) {
         return m_Decoder.Decode(pSample, [&](const AVFrame& frame) {
             if (frame.pts == AV_NOPTS_VALUE) {
-                return;  // a second picture of one sample: nobody asked for it
+                return;  // a sample's second picture, which nobody asked for
             }
             ClipPicture picture;
             picture.number = static_cast<std::size_t>(frame.pts);

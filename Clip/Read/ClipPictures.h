@@ -14,11 +14,11 @@ struct ClipPicture {
     std::size_t number = 0;  ///< of the sample that it came from
     int width = 0;
     int height = 0;
-    bool isDamaged = false;  ///< decoded with parts made up
+    bool isDamaged = false;  ///< the decoder made up some of it
     Image image;             ///< if pictures are wanted
 };
 
-/// Belongs to one thread. Methods return why a sample cannot be decoded; empty: it can.
+/// Belongs to one thread. Methods return why a sample cannot be decoded, or an empty text if it can.
 class ClipPictures {
 public:
     using Sink = std::function<void(ClipPicture&&)>;

@@ -19,13 +19,13 @@ Media::FileBoxes ReadBoxes(const std::string& path) {
     return std::move(*boxes);
 }
 
-/// Samples as the file has them: nothing parsed, nothing made up, no edit list applied. That is how the player reads.
+/// Samples as the file has them: not parsed, not repaired, and without the edit list. That is how the player reads.
 Media::AvPtr<AVFormatContext> OpenContext(const std::string& path) {
     Media::AvPtr<AVFormatContext> context;
     const int result = Media::OpenAvFile(path, av_find_input_format("mp4"), AVFMT_FLAG_NOPARSE | AVFMT_FLAG_NOFILLIN,
                                          {{"ignore_editlist", "1"}}, context);
     if (result < 0) {
-        throw InputError(path + ": not an MP4 file that can be read: " + Media::AvText(result));
+        throw InputError(path + ": cannot be read as an MP4 file: " + Media::AvText(result));
     }
     return context;
 }
@@ -100,7 +100,7 @@ public:
         : m_Context(OpenContext(path)), m_Packet(Media::Owned(av_packet_alloc())) {
         for (unsigned i = 0; i < m_Context->nb_streams; ++i) {
             AVStream* const stream = m_Context->streams[i];
-            // A cover picture is no track of the file.
+            // A cover picture is not a track of the file.
             if ((stream->disposition & AV_DISPOSITION_ATTACHED_PIC) != 0) {
                 stream->discard = AVDISCARD_ALL;
                 continue;
@@ -117,7 +117,7 @@ public:
 
     const std::vector<Track>& Tracks() const { return m_Tracks; }
 
-    /// 0, or the reason why there is no further sample.
+    /// 0, or why there are no more samples.
     int Read(ClipSample& sample) {
         for (;;) {
             av_packet_unref(m_Packet.get());
@@ -174,7 +174,7 @@ private:
         } else {
             sample.damage = track.filter == nullptr ? "the track's description is damaged"
                             : sample.bytes.empty()  ? "it is empty"
-                                                    : "its NAL units do not fit it";
+                                                    : "its NAL units do not fit into it";
         }
     }
 
@@ -188,7 +188,7 @@ ClipReader::ClipReader(const std::string& path) : m_Path(path), m_Boxes(ReadBoxe
     if (index == nullptr) {
         throw InputError(path + ": not an MP4 file, or cut off before its index: there is no box 'moov'");
     }
-    // libavformat would take what is there for everything, and leave out tracks or give samples wrong times.
+    // libavformat would take what is left for the whole index, and drop tracks or give samples wrong times.
     if (m_Boxes.IsCut(*index)) {
         throw InputError(path + ": ends inside its index, the box 'moov' at byte " + std::to_string(index->offset));
     }

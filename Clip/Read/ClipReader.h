@@ -47,15 +47,15 @@ struct ClipSample {
     bool isKeyPicture = false;
     bool isCut = false;  ///< the file ends inside it
     Bytes bytes;         ///< as the file has them
-    Bytes byteStream;    ///< what decoders and the mesh locator get: H.264 with start codes, others as they are
-    std::string damage;  ///< why H.264 has no byte stream; players leave the sample out
+    Bytes byteStream;    ///< what decoders and the mesh locator get: H.264 with start codes, everything else as it is
+    std::string damage;  ///< why there is no H.264 byte stream; players leave the sample out
     std::vector<SampleUnit> units;  ///< of H.264, up to where the lengths stop making sense
 };
 
 /// Belongs to one thread. Memory is bounded by the index and the largest sample.
 class ClipReader {
 public:
-    /// Throws InputError, naming the file, when it is missing, no MP4, or ends inside its index.
+    /// Throws InputError, naming the file, when it is missing, is not an MP4 file, or ends inside its index.
     explicit ClipReader(const std::string& path);
     ~ClipReader();
     ClipReader(const ClipReader&) = delete;
@@ -71,7 +71,7 @@ public:
     /// The next sample of any video or audio track; false at the end.
     bool Read(ClipSample& sample);
 
-    /// Once Read has returned false: why, if it was not the regular end.
+    /// After Read has returned false: why, if it was not the regular end.
     const std::string& EndReason() const { return m_EndReason; }
 
     /// For decoders of what Read delivers. Lives as long as the reader.
@@ -87,8 +87,8 @@ private:
     std::string m_EndReason;
 };
 
-/// Ends the reports of FFmpeg's libraries on standard error, for the process: programs that say themselves what is
-/// wrong with a clip, and where.
+/// Silences FFmpeg's libraries on standard error, for the whole process: for programs that say themselves what is wrong
+/// with a clip, and where.
 void SilenceAvLog();
 
 }  // namespace Nimb::Authoring

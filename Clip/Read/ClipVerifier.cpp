@@ -116,7 +116,7 @@ void Verifier::CheckBoxes() {
                    "the last " + std::to_string(box.size) + " bytes of the file do not form a box");
         } else if (boxes.IsCut(box)) {
             Report("file-damaged", {}, box.offset,
-                   "the box '" + box.type + "' has " + std::to_string(box.size) + " bytes, the file holds " +
+                   "the box '" + box.type + "' has " + std::to_string(box.size) + " bytes, but the file holds only " +
                        std::to_string(boxes.fileSize - box.offset) + " of them");
         }
     }
@@ -130,7 +130,7 @@ void Verifier::CheckTracks() {
         const std::string name = "track " + std::to_string(i);
         if (track.kind == ClipTrack::Kind::Video) {
             if (++videoTracks > 1) {
-                Report("track-layout", {}, {}, name + " is a further video track; players stall at its samples");
+                Report("track-layout", {}, {}, name + " is another video track; players stall at its samples");
             } else if (i != c_VideoTrack) {
                 Report("track-layout", {}, {}, "the video is track " + std::to_string(i) + "; players take track 0");
             }
@@ -139,7 +139,7 @@ void Verifier::CheckTracks() {
             }
         } else if (track.kind == ClipTrack::Kind::Audio) {
             if (++audioTracks > 1) {
-                Report("track-layout", {}, {}, name + " is a further audio track; players stall at its samples");
+                Report("track-layout", {}, {}, name + " is another audio track; players stall at its samples");
             } else if (i != c_AudioTrack) {
                 Report("track-layout", {}, {}, "the audio is track " + std::to_string(i) + "; players take track 1");
             }
@@ -171,7 +171,7 @@ void Verifier::CheckAttributes() {
     }
     if (values.hasVertexNormals.value_or(0) > 1) {
         Report("attributes-normals", {}, m_Attributes.offset,
-               "whether there are normals is neither 0 nor 1 but " + std::to_string(*values.hasVertexNormals));
+               "the attribute atom's flag for normals is " + std::to_string(*values.hasVertexNormals) + ", not 0 or 1");
     }
 }
 
@@ -244,7 +244,7 @@ void Verifier::CheckMeshUnit(const ClipSample& sample, const SampleMesh& mesh) {
         report("mesh-position", "the sample has " + std::to_string(mesh.unitCount) + " meshes; players take the first");
     }
     if (mesh.isBehindSlice) {
-        report("mesh-position", "the mesh unit stands behind a slice of the picture; it belongs before the first");
+        report("mesh-position", "the mesh unit comes after a slice of the picture; it belongs before the first");
     }
 }
 
@@ -263,7 +263,7 @@ void Verifier::CheckMeshFrame(const ClipSample& sample, const SampleMesh& mesh) 
         damage = "the mesh ends " + std::to_string(decoded.missingBytes) + " bytes too early" +
                  (layout.problem.empty() ? "" : " (" + layout.problem + ")");
     } else if (decoded.unusedBytes != 0) {
-        report("mesh-damaged", std::to_string(decoded.unusedBytes) + " bytes are left behind the mesh");
+        report("mesh-damaged", std::to_string(decoded.unusedBytes) + " bytes are left over after the mesh");
     }
     if (!damage.empty()) {
         report(lacksKeyFrame ? "mesh-key-missing" : "mesh-damaged", damage);
@@ -278,7 +278,7 @@ void Verifier::CheckMeshFrame(const ClipSample& sample, const SampleMesh& mesh) 
     CheckFrameId(sample.number, mesh.offset, layout);
 }
 
-/// What a damaged frame leaves behind is undefined until the next key frame.
+/// What a damaged frame leaves in the decoder is undefined until the next key frame.
 void Verifier::FollowDamage(std::size_t frame, UINT64 offset, const MeshFrameLayout& layout, bool isDamaged) {
     if (isDamaged) {
         if (!m_DamagedFrame) {
@@ -302,11 +302,11 @@ void Verifier::EndUndefinedRun() {
     m_UndefinedFrames = 0;
 }
 
-/// Ids are the frame's own; players compute one for a frame without.
+/// Only ids that frames store; for a frame without one, players compute it.
 void Verifier::CheckFrameId(std::size_t frame, UINT64 offset, const MeshFrameLayout& layout) {
     const UINT32 id = layout.header.m_FrameId;
     if (m_LastFrameId && id == 0) {
-        Report("frame-id", frame, offset, "the frame has no frame id, earlier ones have");
+        Report("frame-id", frame, offset, "the frame has no frame id, unlike earlier ones");
     } else if (m_LastFrameId && id <= *m_LastFrameId) {
         Report("frame-id", frame, offset,
                "frame id " + std::to_string(id) + " follows frame id " + std::to_string(*m_LastFrameId));
@@ -343,7 +343,7 @@ void Verifier::TakePicture(const ClipPicture& picture) {
     const UINT64 offset = due->second;
     m_PicturesDue.erase(due);
     if (picture.isDamaged) {
-        Report("picture-damaged", picture.number, offset, "the picture is damaged; parts of it are made up");
+        Report("picture-damaged", picture.number, offset, "the picture is damaged; the decoder made up some of it");
     }
     const ClipTrack& track = m_Reader.Tracks()[m_Video];
     if (picture.width != track.width || picture.height != track.height) {
@@ -372,19 +372,20 @@ void Verifier::CheckSound(const ClipSample& sample) {
     }
 }
 
-/// What can only be said of the whole file.
+/// What can only be said once the whole file has been read.
 void Verifier::CheckEnd() {
     if (m_FirstOutOfOrder) {
         Report("sample-order", m_FirstOutOfOrder, m_FirstOutOfOrderOffset,
                "the video is reordered (B frames): " + std::to_string(m_OutOfOrder) +
-                   " samples are shown before an earlier one, this is the first; players show wrong meshes with it");
+                   " samples are shown before an earlier one, and this is the first; players show them with the wrong "
+                   "meshes");
     }
     for (std::size_t i = 0; i < m_Reader.Tracks().size(); ++i) {
         const ClipTrack& track = m_Reader.Tracks()[i];
         if (track.kind != ClipTrack::Kind::Other && m_SamplesRead[i] < track.sampleCount) {
             Report("file-damaged", {}, {},
-                   "of track " + std::to_string(i) + "'s " + std::to_string(track.sampleCount) + " samples only " +
-                       std::to_string(m_SamplesRead[i]) + " can be read" +
+                   "only " + std::to_string(m_SamplesRead[i]) + " of the " + std::to_string(track.sampleCount) +
+                       " samples of track " + std::to_string(i) + " can be read" +
                        (m_Reader.EndReason().empty() ? "" : ": " + m_Reader.EndReason()));
         }
     }
@@ -397,13 +398,13 @@ void Verifier::CheckEnd() {
     const FileAttributes& values = *m_Attributes.values;
     if (values.frameCount != m_Result.frames) {
         Report("attributes-count", {}, m_Attributes.offset,
-               "the attribute atom says " + std::to_string(values.frameCount) + " frames, the file has " +
+               "the attribute atom says " + std::to_string(values.frameCount) + " frames, but the file has " +
                    std::to_string(m_Result.frames));
     }
     if (values.hasVertexNormals && (*values.hasVertexNormals == 1) != m_StoresNormals) {
         Report("attributes-normals", {}, m_Attributes.offset,
-               m_StoresNormals ? "the attribute atom says that there are no normals, frames store some"
-                               : "the attribute atom says that there are normals, no frame stores any");
+               m_StoresNormals ? "the attribute atom says that there are no normals, but frames store some"
+                               : "the attribute atom says that there are normals, but no frame stores any");
     }
 }
 

@@ -8,7 +8,7 @@ namespace Nimb::Authoring {
 namespace {
 
 constexpr const char* c_Axes = "xyz";
-/// Texture coordinates of temporal frames went through several roundings.
+/// Texture coordinates of temporal frames are rounded several times.
 constexpr float c_TexCoordSlack = 0.001f;
 
 std::string Number(double value) {
@@ -17,7 +17,7 @@ std::string Number(double value) {
     return text;
 }
 
-/// What rounding to float may have moved a bound by.
+/// How far rounding to float may have moved a bound.
 double Slack(double bound) {
     return std::abs(bound) * 1e-6 + 1e-30;
 }
@@ -35,7 +35,7 @@ void CheckBox(const CStreamingMeshHeader& header, const std::string& whose, cons
         const float min = header.m_BBoxMin[axis];
         const float max = header.m_BBoxMax[axis];
         if (!std::isfinite(min) || !std::isfinite(max) || min > max) {
-            report("box-invalid", whose + " bounding box is not one: " + Span(c_Axes[axis], min, max));
+            report("box-invalid", whose + " bounding box is not valid: " + Span(c_Axes[axis], min, max));
         }
     }
 }
@@ -64,7 +64,7 @@ void CheckParts(const MeshFrameLayout& layout, const ReportProblem& report) {
             layout.isTemporal ? "sub-mesh " + std::to_string(part.header.m_SubMeshId) + "'s" : "the frame's";
         CheckBox(part.header, whose, report);
         if (IsListWithOddCounts(part)) {
-            report("mesh-counts", whose + " " + std::to_string(part.header.m_numFaces) + " faces do not make up its " +
+            report("mesh-counts", whose + " " + std::to_string(part.header.m_numFaces) + " faces do not match its " +
                                       std::to_string(part.header.m_numIndices) + " indices");
         }
         if (layout.isTemporal) {
@@ -77,18 +77,19 @@ void CheckParts(const MeshFrameLayout& layout, const ReportProblem& report) {
         CheckBox(layout.header, "the frame's", report);
         if (vertices != layout.header.m_numVertices || indices != layout.header.m_numIndices) {
             report("mesh-counts", "the frame says " + std::to_string(layout.header.m_numVertices) + " vertices and " +
-                                      std::to_string(layout.header.m_numIndices) + " indices, its sub-meshes have " +
-                                      std::to_string(vertices) + " and " + std::to_string(indices));
+                                      std::to_string(layout.header.m_numIndices) +
+                                      " indices, but its sub-meshes have " + std::to_string(vertices) + " and " +
+                                      std::to_string(indices));
         }
     }
 }
 
-/// They differ when a delta frame has the indices of an older key frame than its counts, and when the size of the
-/// buffer wraps.
+/// They differ when a delta frame's indices are from an older key frame than its counts, and when the buffer's size
+/// wraps.
 void CheckIndexCount(const DecodedMesh& mesh, const CStreamingMeshHeader& header, const ReportProblem& report) {
     if (mesh.indexCount != header.m_numIndices) {
-        report("mesh-counts", "the frame says " + std::to_string(header.m_numIndices) + " indices, its buffer holds " +
-                                  std::to_string(mesh.indexCount));
+        report("mesh-counts", "the frame says " + std::to_string(header.m_numIndices) +
+                                  " indices, but its buffer holds " + std::to_string(mesh.indexCount));
     }
 }
 
@@ -139,9 +140,9 @@ bool IsInside(const DecodedVertex& vertex, const CStreamingMeshHeader& header) {
         const double max = header.m_BBoxMax[axis];
         const double slack = std::max(Slack(min), Slack(max));
         if (min > max) {
-            continue;  // no box: was reported
+            continue;  // not a box: reported already
         }
-        if (value < min - slack || value > max + slack) {  // NaN is another problem
+        if (value < min - slack || value > max + slack) {  // NaN is reported elsewhere
             return false;
         }
     }
@@ -159,15 +160,15 @@ void CheckHeaders(const MeshFrameLayout& layout, const std::optional<FileAttribu
     const CStreamingMeshHeader& header = layout.header;
     if (header.m_numVertices > attributes->maxVertexCount) {
         report("attributes-maximum", "the frame has " + std::to_string(header.m_numVertices) +
-                                         " vertices, the attribute atom says at most " +
+                                         " vertices, but the attribute atom says at most " +
                                          std::to_string(attributes->maxVertexCount));
     }
     if (header.m_numIndices > attributes->maxIndexCount) {
         report("attributes-maximum", "the frame has " + std::to_string(header.m_numIndices) +
-                                         " indices, the attribute atom says at most " +
+                                         " indices, but the attribute atom says at most " +
                                          std::to_string(attributes->maxIndexCount));
     }
-    if (header.m_numVertices != 0) {  // a frame that shows nothing is nowhere
+    if (header.m_numVertices != 0) {  // a frame that shows nothing has no place
         CheckBoxInside(header, attributes->bboxMin, attributes->bboxMax, "attributes-box",
                        "the attribute atom's box does not hold the frame's", report);
     }

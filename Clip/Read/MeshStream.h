@@ -1,4 +1,4 @@
-// A mesh frame in memory as the stream that the core reads from, which knows afterwards what was read.
+// A mesh frame in memory, as a stream for the core that keeps count of what was read.
 #pragma once
 
 #include "Authoring/Codec/ByteWriter.h"
@@ -33,7 +33,7 @@ public:
 
     std::size_t Position() const { return m_Position; }
     std::size_t Unread() const { return m_Bytes.size() - m_Position; }
-    UINT64 Missing() const { return m_Missing; }  ///< bytes that were asked for behind the end
+    UINT64 Missing() const { return m_Missing; }  ///< bytes that were asked for beyond the end
 
 private:
     const Bytes& m_Bytes;

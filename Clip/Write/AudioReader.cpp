@@ -12,7 +12,7 @@
 namespace Nimb::Authoring {
 namespace {
 
-/// What a resampler is made for.
+/// What a resampler converts from.
 struct SoundFormat {
     explicit SoundFormat(const AVFrame& frame)
         : sampleFormat(frame.format), sampleRate(frame.sample_rate), channels(frame.ch_layout.nb_channels) {}
@@ -36,7 +36,7 @@ public:
         const AVCodec* codec = nullptr;
         const int stream = av_find_best_stream(m_Format.get(), AVMEDIA_TYPE_AUDIO, -1, -1, &codec, 0);
         if (stream < 0 || codec == nullptr) {
-            throw InputError(m_Path + ": there is no sound that can be read");
+            throw InputError(m_Path + ": has no sound that can be read");
         }
         m_Stream = m_Format->streams[stream];
         m_Context = Media::Owned(avcodec_alloc_context3(codec));
@@ -78,7 +78,7 @@ private:
         }
     }
 
-    /// Feeds the decoder a packet, or its end, and takes what comes out of it.
+    /// Gives the decoder a packet, or tells it the end, and takes what comes out.
     void DecodeMore() {
         const int read = av_read_frame(m_Format.get(), m_Packet.get());
         if (read == AVERROR_EOF) {
@@ -140,7 +140,7 @@ private:
         Check(swr_init(resampler), "sound");
     }
 
-    /// A track may begin after the file does.
+    /// A track may begin later than the file.
     void AddSilenceBefore(std::int64_t timestamp) {
         if (timestamp == AV_NOPTS_VALUE) {
             return;

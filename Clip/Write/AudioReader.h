@@ -1,4 +1,4 @@
-// Sound from any file that FFmpeg reads, as clips have it: 48000 samples a second, stereo.
+// Sound from any file that FFmpeg reads, converted to what clips have: 48000 samples a second, stereo.
 #pragma once
 
 #include "Authoring/Scene/SoundSource.h"
@@ -25,8 +25,8 @@ public:
 
     std::size_t DamagedPackets() const override;
 
-    /// Seconds of silence before the first sound; none when the sound is over before it begins. To be asked before the
-    /// first Read; decodes up to there. Throws as Read does.
+    /// Seconds of silence before the first sound; none when there is no sound at all. Ask before the first Read; this
+    /// decodes up to there, and throws as Read does.
     std::optional<double> Silence();
 
 private:

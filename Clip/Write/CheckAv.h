@@ -6,7 +6,7 @@
 
 namespace Nimb::Authoring {
 
-/// For the log_level_offset of encoders: their reports of a normal run are details, their warnings stay.
+/// For the log_level_offset of encoders: reports of a normal run become details, warnings stay.
 constexpr int c_QuietLogOffset = AV_LOG_VERBOSE - AV_LOG_INFO;
 
 /// Throws ClipError "what: reason" for a negative result.

@@ -21,7 +21,7 @@ namespace {
 FrameRate RateOf(const MeshSource& source) {
     const double rate = source.FrameRate();
     if (!(rate > 0 && rate <= 1000)) {
-        throw std::invalid_argument("a frame rate is above 0 and at most 1000");
+        throw std::invalid_argument("the frame rate must be above 0 and at most 1000");
     }
     return ExactFrameRate(rate);
 }
@@ -43,10 +43,10 @@ bool WantsStrips(const EncodeOptions& options) {
 
 void CheckOptions(const EncodeOptions& options) {
     if (options.video.keyFrameInterval < 1) {
-        throw std::invalid_argument("a key frame interval is at least 1");
+        throw std::invalid_argument("the key frame interval must be at least 1");
     }
     if (WantsStrips(options) && options.normals) {
-        throw std::invalid_argument("strip frames have no room for normals");
+        throw std::invalid_argument("strip frames cannot store normals");
     }
 }
 
@@ -60,7 +60,7 @@ ClipOptions MeshOptions(const EncodeOptions& options, double errorLimit) {
     return out;
 }
 
-/// Gives the writer as much sound as there are frames.
+/// Gives the writer sound up to the end of its frames.
 class SoundTrack {
 public:
     SoundTrack(SoundSource* reader, double frameRate) : m_Reader(reader), m_FrameRate(frameRate) {}
@@ -72,7 +72,7 @@ public:
         const auto end =
             static_cast<std::size_t>(std::llround(static_cast<double>(frames) / m_FrameRate * c_ClipSampleRate));
         const std::size_t count = end - m_Written;
-        std::vector<float> samples(count * c_ClipChannels);  // silence where the sound has ended
+        std::vector<float> samples(count * c_ClipChannels);  // stays silent where the sound has ended
         m_Reader->Read(samples.data(), count);
         writer.AddAudio(samples.data(), count);
         m_Written = end;
@@ -84,7 +84,7 @@ private:
     std::size_t m_Written = 0;
 };
 
-/// What frames have added up to so far.
+/// The sums over all frames so far.
 struct Written {
     FileAttributes attributes;
     EncodeReport report;
@@ -115,7 +115,7 @@ std::size_t ThreadsOf(const EncodeOptions& options) {
     return options.threads == 0 ? DefaultThreads() : options.threads;
 }
 
-/// All that is decided before the first frame is encoded. Stays where it is: its parts refer to each other.
+/// Everything that is decided before the first frame is encoded. Cannot be moved: its members refer to each other.
 struct Work {
     Work(const MeshSource& source, const EncodeOptions& options, const EncodeProgress& progress)
         : rate(RateOf(source)),
@@ -144,14 +144,14 @@ struct Work {
 private:
     static const std::vector<std::size_t>& CheckedSubMeshes(const ClipPlan& plan, const EncodeOptions& options) {
         if (WantsStrips(options) && plan.subMeshes.size() > 1) {
-            throw std::invalid_argument("strips are for clips of one texture; this one has " +
+            throw std::invalid_argument("strips work with a single texture only; this clip has " +
                                         std::to_string(plan.subMeshes.size()));
         }
         return plan.subMeshes;
     }
 };
 
-/// The frames' pictures, in order, a few ahead of those that are taken.
+/// The frames' pictures in order, prepared a few ahead.
 using Pictures = OrderedTasks<std::shared_ptr<const Image>>;
 std::unique_ptr<Pictures> StartPictures(const Work& work) {
     const std::size_t threads = std::min<std::size_t>(work.threads, 4);

@@ -1,7 +1,7 @@
 // A whole clip, from the frames of a source to the finished file.
 //
-// Meshes are encoded in segments on all cores, pictures are prepared beside them, and the file is written in order
-// meanwhile. Neither the clip's meshes nor its pictures are ever in memory all at once.
+// Meshes are encoded in segments on all cores; meanwhile pictures are prepared and the file is written in order.
+// Neither the clip's meshes nor its pictures are ever in memory all at once.
 #pragma once
 
 #include "Authoring/Codec/Mesh.h"
@@ -35,7 +35,7 @@ struct EncodeOptions {
 
 enum class EncodeStep { Examine, ExaminePictures, Encode };
 
-/// Called in the caller's thread about ten times a second. What it throws ends the run: that is how to cancel one.
+/// Called on the caller's thread about ten times a second. To cancel the run, throw.
 using EncodeProgress = std::function<void(EncodeStep step, std::size_t framesDone)>;
 
 /// What is known of a clip before any of it is encoded.
@@ -50,7 +50,7 @@ struct ClipExamination {
     double errorLimit = 0;
 };
 
-/// Of the finished file, InspectClip tells the rest.
+/// InspectClip tells the rest about the finished file.
 struct EncodeReport {
     ClipExamination clip;
     double maxError = 0;  ///< largest distance of a decoded position from the source's
@@ -58,15 +58,14 @@ struct EncodeReport {
     std::size_t damagedAudioPackets = 0;
 };
 
-/// Loads every mesh and picture of the source once, and checks them as EncodeClip does; what it throws, too.
+/// Loads every mesh and picture of the source once, checks them as EncodeClip does, and throws the same exceptions.
 ClipExamination ExamineClip(const MeshSource& source, const EncodeOptions& options, const EncodeProgress& progress);
 
 /// Writes the clip of all frames of `source` to `path`, which may exist; it is replaced when the new file is complete.
-/// `audio` may be null. Sound starts with the first frame; it is cut, or continued by silence, to the clip's length.
+/// `audio` may be null. Sound starts with the first frame; it is cut, or padded with silence, to the clip's length.
 ///
 /// Throws InputError for what is wrong with source or sound, ClipError for what is wrong with the output, and
-/// std::invalid_argument for options that cannot be, an error limit out of reach among them. Nothing is left of the
-/// file then.
+/// std::invalid_argument for invalid options, such as an error limit that cannot be kept. No file is left then.
 EncodeReport EncodeClip(const MeshSource& source, SoundSource* audio, const std::string& path,
                         const EncodeOptions& options, const EncodeProgress& progress);
 

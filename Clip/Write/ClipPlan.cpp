@@ -28,7 +28,7 @@ double Diagonal(const Box& box) {
                       static_cast<double>(box.max.z) - box.min.z);
 }
 
-/// Half a step of 16 bits on each axis, and what single precision adds when it is decoded.
+/// Half a 16-bit step on each axis, plus the rounding of single precision in the decoder.
 double KeyFrameError(const Box& box) {
     const auto axis = [](double min, double max) {
         constexpr double rounding = 4.0 / (1 << 24);
@@ -70,7 +70,7 @@ std::vector<ExaminedFrame> ExamineBlock(const SubMeshSource& subMeshes, std::siz
     return frames;
 }
 
-/// A number with three digits, rounded up so that it is still a limit that can be kept.
+/// A number with three digits, rounded up so that the limit can still be kept.
 std::string RoundedUp(double value) {
     const double unit = std::pow(10.0, std::floor(std::log10(value)) - 2);
     char text[32];
@@ -85,7 +85,7 @@ double ChooseLimit(const PlanOptions& options, const Box& box, double possible, 
         if (usual < possible && options.pWarnings != nullptr) {
             std::snprintf(text, sizeof(text),
                           "positions are so far from the origin that single precision cannot keep the usual error "
-                          "limit of %.3g; it is %s instead",
+                          "limit of %.3g; the limit is %s instead",
                           usual, RoundedUp(possible).c_str());
             options.pWarnings->Add(text, worstFrame);
         }

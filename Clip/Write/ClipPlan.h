@@ -29,12 +29,12 @@ struct PlanOptions {
     std::size_t keyFrameInterval = 30;  ///< at least 1
     std::optional<double> errorLimit;   ///< none: 1/10000 of the diagonal of the clip's box
     std::size_t threads = 1;
-    Warnings* pWarnings = nullptr;  ///< may be null; gets word of a default limit that had to be widened
+    Warnings* pWarnings = nullptr;  ///< may be null; told when the default limit had to be widened
 };
 
-/// Loads every frame once, on several threads, and checks it: what is wrong with the input shows before work is put
-/// into it. Segments end where the interval is over, and where all sub-meshes change their topology at once.
-/// `progress`, called in the caller's thread now and then, gets the number of frames seen and may throw.
+/// Loads every frame once, on several threads, and checks it, so that faults of the input show before work is put into
+/// it. Segments end where the interval is over, and where all sub-meshes change their topology at once. `progress` is
+/// called on the caller's thread now and then with the number of frames seen, and may throw.
 ///
 /// Throws InputError; std::invalid_argument for an error limit below what a key frame's 16-bit positions can keep.
 ClipPlan PlanClip(const SubMeshSource& subMeshes, const PlanOptions& options,

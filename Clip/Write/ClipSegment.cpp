@@ -53,7 +53,7 @@ ClipMoment MomentOf(const FrameMeshes& frame, const std::vector<PlacedSubMesh>& 
         }
     }
     if (moment.empty()) {
-        // A moment without any triangle is a frame all the same: players show nothing then, and stay in step.
+        // A moment without triangles is still a frame: players show nothing then, and stay in step.
         moment.push_back({&frame.meshes.front(), 0, subMeshes.front().textureTransform, true});
     }
     return moment;
@@ -74,7 +74,7 @@ public:
             new NimbCrossPlatform::Stream(std::move(bytes), static_cast<UINT32>(frame.bytes.size()), 0));
         NIMBCORE::CComPtr<INimbBuffer> vertices, indices;
         if (Failed(m_Reader.ReadMesh(stream, 0, &vertices, &indices))) {
-            throw std::logic_error("a reader refuses the encoded frame");
+            throw std::logic_error("the decoder refuses the encoded frame");
         }
         UINT32 vertexBytes = 0, indexBytes = 0;
         vertices->GetSize(&vertexBytes);

@@ -10,8 +10,8 @@ struct FrameRate {
     double Value() const { return static_cast<double>(numerator) / denominator; }
 };
 
-/// What is meant by `rate`, above 0 and at most 1000 frames per second: a whole rate, to within `tolerance`, or one of
-/// television, 29.97 being 30000/1001, and so on; other rates are taken to a thousandth.
+/// The exact rate that `rate` stands for (above 0, at most 1000): a whole number of frames per second if it is within
+/// `tolerance` of one, or a television rate, such as 30000/1001 for 29.97; other rates are rounded to a thousandth.
 FrameRate ExactFrameRate(double rate, double tolerance = 1e-6);
 
 }  // namespace Nimb::Authoring

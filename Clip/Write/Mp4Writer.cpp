@@ -26,7 +26,7 @@ public:
         AVFormatContext* context = nullptr;
         CheckAv(avformat_alloc_output_context2(&context, nullptr, "mp4", path.c_str()), "MP4 writer");
         m_Context.reset(context);
-        // Wait for the other track however long it takes: the file's order is the order in time.
+        // Waits for the other track, however long it takes: samples are stored in the order of their times.
         m_Context->max_interleave_delta = 0;
         m_VideoStream = AddStream();
         m_Video.Describe(*m_VideoStream->codecpar);
@@ -47,7 +47,7 @@ public:
 
     void AddAudio(const float* samples, std::size_t frameCount) {
         if (!m_Audio) {
-            throw std::invalid_argument("sound for a clip that was begun without");
+            throw std::invalid_argument("sound for a clip that was begun without a sound track");
         }
         m_Audio->Encode(samples, frameCount, AudioSink());
     }
@@ -102,7 +102,7 @@ private:
 
 namespace {
 
-/// Runs a step of the writing of `path`, whose errors get the file's name and, from a frame on, the frame's number.
+/// Runs a step of writing `path`, and adds the file's name to its errors, and the frame's number if there is one.
 template <class Step>
 void Named(const std::string& path, std::int64_t frame, Step&& step) {
     try {

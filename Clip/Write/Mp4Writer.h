@@ -1,8 +1,8 @@
 // Writes a clip: an MP4 file whose first track is H.264 video with a mesh in each sample, whose second is AAC sound if
 // there is any, and which ends with the attribute atom. Ordinary players play it as the plain video of its textures.
 //
-// The file grows under another name beside its own and gets its own when it is complete: a run that is interrupted
-// leaves no half file under the name asked for, and a writer that is destroyed before Finish leaves nothing at all.
+// The file is written under a temporary name beside its own and renamed when it is complete: an interrupted run leaves
+// no half-written file under the final name, and a writer that is destroyed before Finish leaves nothing at all.
 #pragma once
 
 #include "Authoring/Codec/ByteWriter.h"
@@ -18,11 +18,11 @@
 
 namespace Nimb::Authoring {
 
-/// Belongs to one thread. After an exception of any method but for std::invalid_argument, only the destructor is left.
+/// Belongs to one thread. After a method has thrown anything but std::invalid_argument, only destroy it.
 class Mp4Writer {
 public:
-    /// Sound is announced here and may turn out to be empty. An existing file is replaced, by Finish. Throws
-    /// std::invalid_argument for options that cannot be, ClipError when the file or an encoder cannot be opened.
+    /// Sound is announced here, and may turn out to be empty. Finish replaces a file that exists. Throws
+    /// std::invalid_argument for invalid options, ClipError when the file or an encoder cannot be opened.
     Mp4Writer(const std::string& path, const VideoTrackOptions& video,
               const std::optional<AudioTrackOptions>& audio = std::nullopt);
     ~Mp4Writer();
@@ -34,11 +34,11 @@ public:
     void AddFrame(const BYTE* rgba, std::size_t stride, const Bytes& mesh);
 
     /// The next stretch of sound: interleaved stereo, 48000 frames a second, from time 0 on. It may come before,
-    /// between or after the frames; what has no counterpart on the other track yet is kept in memory.
+    /// between or after the frames; what the other track has not caught up with yet is kept in memory.
     void AddAudio(const float* samples, std::size_t frameCount);
     void AddAudio(const std::int16_t* samples, std::size_t frameCount);
 
-    /// Completes the file and gives it its name. Players find no facts about a file without attributes.
+    /// Completes the file and gives it its name. Without attributes, players know nothing about the file.
     void Finish(const std::optional<FileAttributes>& attributes);
 
 private:

@@ -19,18 +19,18 @@
 
 namespace Nimb::Authoring {
 
-/// Threads to work with when the caller does not care.
+/// The number of threads when the caller does not care.
 inline std::size_t DefaultThreads() {
     const unsigned cores = std::thread::hardware_concurrency();
     return cores == 0 ? 1 : cores;
 }
 
-/// Memory stays bounded: no task begins whose number is `ahead` or more beyond the result that is taken next.
+/// Memory stays bounded: a task does not begin while its number is `ahead` or more above that of the next result.
 template <class Result>
 class OrderedTasks {
 public:
-    /// Called on any of the threads. A long task looks at `stop` from time to time; when it is set, its result does
-    /// not matter any more.
+    /// Called on any of the threads. A long task looks at `stop` from time to time; once it is set, the result no
+    /// longer matters.
     using Task = std::function<Result(std::size_t number, const std::atomic<bool>& stop)>;
 
     /// Runs tasks 0 to count - 1. `name`: of the threads, at most 15 characters. `threads` and `ahead` at least 1.

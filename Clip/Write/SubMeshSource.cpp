@@ -9,7 +9,7 @@
 namespace Nimb::Authoring {
 namespace {
 
-/// Exporters' rounding; what is this little outside is clamped when it is quantised.
+/// For exporters' rounding: coordinates this little outside are clamped when they are quantised.
 constexpr float c_TexCoordTolerance = 1e-3f;
 
 bool IsInside(float value) {
@@ -74,7 +74,7 @@ void SubMeshSource::Check(const MaterialMesh& materialMesh, std::size_t frame) c
         fail(error.what());
     }
     if (m_Normals && mesh.normals.size() != mesh.positions.size()) {
-        fail("normals are to be stored, but there are none");
+        fail("normals are to be stored, but the mesh has none");
     }
     for (std::size_t i = 0; i < mesh.texCoords.size(); ++i) {
         const Vec2& t = mesh.texCoords[i];
@@ -111,7 +111,7 @@ std::shared_ptr<const Image> SubMeshSource::Texture(std::size_t frame, std::size
     for (const std::size_t material : materials) {
         if (m_Source.Texture(frame, material) != picture) {
             fail(material, "differs from that of " + m_Source.MaterialName(materials.front()) +
-                               ", which is the same in the first frame");
+                               ", although they are the same in the first frame");
         }
     }
     return picture;

@@ -14,7 +14,7 @@ namespace Nimb::Authoring {
 /// Any thread may call the functions.
 class SubMeshSource {
 public:
-    /// Keeps a reference. Loads the textures of the first frame. `normals`: whether meshes are to have them.
+    /// Keeps a reference. Loads the textures of the first frame. `normals`: whether meshes need them.
     SubMeshSource(const MeshSource& source, bool normals);
 
     std::size_t Count() const { return m_Materials.size(); }

@@ -15,7 +15,7 @@ struct VideoTrackOptions {
     int keyFrameInterval = 30;      ///< frames from one key picture to the next, at most
     double quality = 20;            ///< constant rate factor, 0 (lossless) to 51; unless there is a bit rate
     std::int64_t bitRate = 0;       ///< bits a second; 0: constant quality
-    std::string preset = "medium";  ///< libx264's, for its speed
+    std::string preset = "medium";  ///< a preset of libx264: its speed against size
     int threads = 0;                ///< 0: one for each core
 };
 

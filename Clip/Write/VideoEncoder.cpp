@@ -18,11 +18,11 @@ void CheckOptions(const VideoTrackOptions& options) {
         if (size < c_MinSize || size > c_MaxSize || size % 2 != 0) {
             throw std::invalid_argument("a picture of " + std::to_string(options.width) + " x " +
                                         std::to_string(options.height) +
-                                        " cannot be stored: sizes are even, from 16 to 4096");
+                                        " cannot be stored: sizes must be even, from 16 to 4096");
         }
     }
     if (options.frameRateNumerator <= 0 || options.frameRateDenominator <= 0 || options.keyFrameInterval <= 0) {
-        throw std::invalid_argument("frame rate and key frame interval of a clip are positive");
+        throw std::invalid_argument("frame rate and key frame interval must be positive");
     }
 }
 

@@ -16,7 +16,7 @@ public:
     /// Takes a sample, in the order of the frames; times in units of TimeBase().
     using Sink = std::function<void(AVPacket&)>;
 
-    /// Throws std::invalid_argument for sizes and rates that cannot be, ClipError when the encoder does not open.
+    /// Throws std::invalid_argument for invalid sizes and rates, ClipError when the encoder does not open.
     explicit VideoEncoder(const VideoTrackOptions& options);
 
     void Describe(AVCodecParameters& parameters) const;

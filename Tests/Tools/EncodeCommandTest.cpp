@@ -255,7 +255,7 @@ TEST_F(EncodeCommand, WhatIsDroppedIsAWarningAndStrictMakesItAnError) {
     const ToolResult result = Encode(late);
     EXPECT_EQ(result.status, 0) << result.err;
     EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 2) << result.err;
-    EXPECT_NE(result.err.find("usual error limit of 0.000141; it is 0.00"), std::string::npos) << result.err;
+    EXPECT_NE(result.err.find("usual error limit of 0.000141; the limit is 0.00"), std::string::npos) << result.err;
     EXPECT_EQ(Encode("-y --preset ultrafast --max-error 0.02 --strict").err, "") << "asked for";
 }
 

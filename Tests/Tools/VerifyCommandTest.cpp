@@ -1,4 +1,4 @@
-// `nimb verify`: silent on what is right, and each fault by its name, frame and byte.
+// `nimb verify`: silent about sound clips, and each fault with its name, frame and byte.
 #include "Tests/Support/CounterFrame.h"
 #include "Tests/Support/MeshClip.h"
 #include "Tests/Tools/ToolTest.h"
@@ -137,7 +137,7 @@ TEST_F(VerifyCommand, DamagedMeshesAreNamedWithFrameAndByte) {
                    {"mesh-undefined", 6, "2 delta frames build on the damaged frame 5"},
                    {"mesh-damaged", 16, "Unknown old format encountered"},
                    {"mesh-undefined", 17, "7 delta frames build on the damaged frame 16"},
-                   {"mesh-damaged", 20, "1 bytes are left behind the mesh"}});
+                   {"mesh-damaged", 20, "1 bytes are left over after the mesh"}});
     for (const Json& problem : problems) {
         if (problem["frame"] != 3) {
             EXPECT_EQ(problem["offset"], meshOf(problem["frame"])) << problem;
@@ -155,7 +155,7 @@ TEST_F(VerifyCommand, DamagedMeshesAreNamedWithFrameAndByte) {
     half.bytes[36] = 0x4F;  // 591 indices instead of 594
     Expect(MakeBad({KeyFrames(1)[0], half, delta}), {{"mesh-damaged", 1, "Unexpected file version"},
                                                      {"mesh-undefined", 2, "1 delta frames"},
-                                                     {"mesh-counts", 2, "says 591 indices, its buffer holds 594"}});
+                                                     {"mesh-counts", 2, "says 591 indices, but its buffer holds 594"}});
 }
 
 TEST_F(VerifyCommand, MeshesThatDecodeToNonsenseAreNamed) {
@@ -206,7 +206,7 @@ TEST_F(VerifyCommand, AtomsThatDoNotFitAreNamed) {
         bytes.at(text.rfind(name) + offset) = byte;
         return bytes;
     };
-    Expect(MakeBad(edited("{36B53E4E", valueInEntry, 9)), {{"attributes-count", -1, "9 frames, the file has 4"}});
+    Expect(MakeBad(edited("{36B53E4E", valueInEntry, 9)), {{"attributes-count", -1, "9 frames, but the file has 4"}});
     Expect(MakeBad(edited("{A5E5F089", valueInEntry, 119)), {{"attributes-maximum", 0, "120 vertices"},
                                                              {"attributes-maximum", 1, "at most 119"},
                                                              {"attributes-maximum", 2, "120 vertices"},
@@ -251,7 +251,7 @@ TEST_F(VerifyCommand, SamplesThatAreDamagedAreNamed) {
 
     bytes = good;
     bytes[static_cast<std::size_t>(slice) + 1] = 0xFF;  // the slice's length
-    Expect(MakeBad(bytes), {{"sample-damaged", 2, "its NAL units do not fit it"}});
+    Expect(MakeBad(bytes), {{"sample-damaged", 2, "its NAL units do not fit into it"}});
 
     bytes = good;
     std::mt19937 random(1);
@@ -270,7 +270,7 @@ TEST_F(VerifyCommand, TracksThatThePlayerCannotTakeAreNamed) {
     const Expected noAtom = {"attributes-missing", -1, "didn't find Xtra atom"};  // other writers drop it
     Expect(Convert("-map 0:1 -map 0:0 -c copy"),
            {{"track-layout", -1, "the video is track 1"}, {"track-layout", -1, "the audio is track 0"}, noAtom});
-    Expect(Convert("-map 0:0 -map 0:1 -map 0:1 -c copy"), {{"track-layout", -1, "track 2 is a further audio"}, noAtom});
+    Expect(Convert("-map 0:0 -map 0:1 -map 0:1 -c copy"), {{"track-layout", -1, "track 2 is another audio"}, noAtom});
     Expect(Convert("-c:v copy -c:a aac -ar 44100 -ac 1"),
            {{"audio-format", -1, "44100 samples a second and 1"}, noAtom});
     Expect(Convert("-c:v copy -c:a libmp3lame"), {{"audio-format", -1, "track 1 is mp3, not AAC"}, noAtom});
@@ -297,7 +297,8 @@ TEST_F(VerifyCommand, CutFilesAreNamedOrNotOpened) {
     const Json cut = Verify(MakeBad(part(fast, fast.size() * 3 / 4)));
     EXPECT_TRUE(std::any_of(cut.begin(), cut.end(), [](const Json& problem) {
         return problem["kind"] == "file-damaged" &&
-               problem["text"].get<std::string>().find("of track 0's 10 samples only") != std::string::npos;
+               problem["text"].get<std::string>().find(" of the 10 samples of track 0 can be read") !=
+                   std::string::npos;
     })) << cut.dump(1);
 
     for (const auto& [bytes, reason] : {std::pair{part(good, good.size() / 2), "there is no box 'moov'"},
