@@ -75,7 +75,7 @@ void WriteVec3(ByteWriter& out, const Vec3& v) {
     out.F32(v.z);
 }
 
-/// The format wants length 1 exactly; stored normals are quantised, and zero where a vertex has no face.
+/// The format wants length 1; stored normals are quantised, and zero where a vertex has no face.
 void WriteUnitVec3(ByteWriter& out, const Vec3& v) {
     const float length = std::sqrt(v.x * v.x + v.y * v.y + v.z * v.z);
     const bool hasDirection = length > 1e-3f && std::isfinite(length);

@@ -1,7 +1,7 @@
 // One frame's mesh with its texture as files for ordinary 3-D programs.
 //
-// Pure: what the files hold, in memory. Formats differ in where v of a texture coordinate is 0: at the picture's bottom
-// in OBJ and PLY, at its top in glTF as in Mesh.
+// Only makes the files' contents, in memory. Formats differ in where a texture coordinate's v is 0: at the picture's
+// bottom in OBJ and PLY, at its top in glTF and in Mesh.
 #pragma once
 
 #include "Authoring/Codec/ByteWriter.h"

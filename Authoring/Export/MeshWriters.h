@@ -8,7 +8,7 @@
 
 namespace Nimb::Authoring {
 
-/// `materialFile`: the .mtl that is to be named.
+/// `materialFile`: the name of the .mtl file.
 Bytes WriteObj(const Mesh& mesh, const std::string& materialFile);
 /// One material, which shows the picture without lighting.
 Bytes WriteMtl(const std::string& textureFile);

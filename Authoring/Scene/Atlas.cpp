@@ -42,7 +42,7 @@ class Skyline {
 public:
     explicit Skyline(std::size_t width) : m_Plateaus{{0, 0, width}} {}
 
-    /// Puts a cell where its far edge lies nearest to the start; its place.
+    /// Puts a cell where its far edge is nearest to the start, and returns its place.
     std::optional<AtlasSlot> Add(std::size_t width, std::size_t height) {
         std::size_t best = m_Plateaus.size();
         std::size_t bestY = std::numeric_limits<std::size_t>::max();
@@ -66,7 +66,8 @@ private:
         std::size_t x, y, width;
     };
 
-    /// The height at which a cell comes to rest whose left side is that of a plateau; none beyond the right side.
+    /// The height at which a cell comes to rest when its left side is that of a plateau; none where it would stick out
+    /// on the right.
     std::optional<std::size_t> HeightOver(std::size_t first, std::size_t width) const {
         std::size_t y = 0;
         std::size_t covered = 0;
@@ -98,7 +99,7 @@ private:
     std::vector<Plateau> m_Plateaus;
 };
 
-/// The layout for one width of the atlas; none when it becomes higher than the limit.
+/// The layout for one width of the atlas; none when it would be higher than the limit.
 std::optional<AtlasLayout> Pack(const std::vector<PictureSize>& textures, std::size_t width, std::size_t maxHeight) {
     std::vector<std::size_t> order(textures.size());
     std::iota(order.begin(), order.end(), std::size_t{0});
@@ -117,7 +118,7 @@ std::optional<AtlasLayout> Pack(const std::vector<PictureSize>& textures, std::s
     return layout;
 }
 
-/// The layout with the smallest area; of two, the one nearer to a square.
+/// The layout with the smallest area; of two equal ones, the one nearer to a square.
 std::optional<AtlasLayout> Pack(const std::vector<PictureSize>& textures, const PictureSize& limit) {
     std::optional<AtlasLayout> best;
     const auto cost = [](const AtlasLayout& layout) {
@@ -149,7 +150,7 @@ void CheckLimit(const PictureSize& limit) {
     if (limit.width % 2 != 0 || limit.height % 2 != 0 || limit.width < c_SmallestAtlas.width ||
         limit.height < c_SmallestAtlas.height || limit.width > c_LargestAtlas.width ||
         limit.height > c_LargestAtlas.height) {
-        throw std::invalid_argument("an atlas has even sides from 16 to 4096 pixels");
+        throw std::invalid_argument("the sides of an atlas must be even, from 16 to 4096 pixels");
     }
 }
 

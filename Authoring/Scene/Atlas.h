@@ -1,8 +1,8 @@
 // The texture atlas: one picture that holds the textures of all materials, so that one video track carries them.
 //
 // Textures stand apart by a margin that repeats their edge pixels. Bilinear filtering and the video's halved colour
-// resolution reach a few pixels beyond an edge; what they find there is then the texture's own colour. Cells of texture
-// and margin are whole 8 x 8 blocks, in which the video codes, so that coding errors do not spread between textures.
+// resolution reach a few pixels beyond an edge, and find the texture's own colour there. Cells of texture and margin
+// are whole 8 x 8 blocks, the units that the video is coded in, so coding errors do not spread between textures.
 #pragma once
 
 #include "Authoring/Scene/Image.h"
@@ -51,7 +51,7 @@ AtlasLayout LayOutAtlas(const std::vector<PictureSize>& textures, const PictureS
 /// The atlas's picture. One texture for each slot, of any size.
 Image ComposeAtlas(const AtlasLayout& layout, const std::vector<const Image*>& textures);
 
-/// The stored coefficients that carry a texture's coordinates to its slot.
+/// The stored coefficients that move a texture's coordinates to its slot.
 std::array<float, 6> SlotTransform(const AtlasLayout& layout, std::size_t slot);
 
 }  // namespace Nimb::Authoring

@@ -12,7 +12,7 @@
 
 namespace Nimb::Authoring {
 
-/// What is wrong with an input. The text names the file and, where there is one, the line or the frame.
+/// What is wrong with an input. The text names the file and, where known, the line or the frame.
 class InputError : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;

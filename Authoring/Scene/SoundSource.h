@@ -10,11 +10,11 @@ class SoundSource {
 public:
     virtual ~SoundSource() = default;
 
-    /// The next stretch, interleaved, from -1 to 1. Returns how many of the `frameCount` frames there were; fewer only
+    /// Reads on: interleaved samples from -1 to 1. Returns how many of the `frameCount` frames there were, fewer only
     /// at the end of the sound. Throws InputError when reading fails.
     virtual std::size_t Read(float* samples, std::size_t frameCount) = 0;
 
-    /// How many damaged packets were left out so far.
+    /// How many damaged packets have been left out so far.
     virtual std::size_t DamagedPackets() const { return 0; }
 };
 

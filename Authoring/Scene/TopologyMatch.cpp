@@ -19,7 +19,7 @@ namespace {
 
 // Twice the step of the coordinates in a clip: more cannot be told from rounding.
 constexpr float c_Tolerance = 2.0F / 65535;
-// Vertices that an exporter split have the same position but for the rounding of its output, relative to the size.
+// Vertices that an exporter split have the same position except for rounding, which is relative to the size.
 constexpr float c_SamePosition = 1e-5F;
 constexpr UINT32 c_None = 0xFFFFFFFF;
 
@@ -360,7 +360,7 @@ private:
         return normals;
     }
 
-    // Of faces in one place; more are not worth the time, as nothing but chance would tell them apart.
+    // Faces in one place; more of them are not worth the time, since only chance would tell them apart.
     static constexpr std::size_t c_MaxCandidates = 64;
 
     struct Pair {

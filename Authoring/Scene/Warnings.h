@@ -1,4 +1,4 @@
-// What an input has that does not get into its clip.
+// What an input has that its clip does not keep.
 #pragma once
 
 #include <mutex>
@@ -7,7 +7,7 @@
 
 namespace Nimb::Authoring {
 
-/// Many frames lack the same thing: it is said once, with the number of places. Any thread.
+/// The same thing may be lost in many frames: it is reported once, with the number of places. Any thread may use it.
 class Warnings {
 public:
     /// `what` happened at `place`; the same twice counts once.
@@ -15,7 +15,7 @@ public:
 
     bool HasNew() const;
 
-    /// "PLACE: WHAT", or "PLACE and 11 more: WHAT", for each `what` that was not taken before, in the order in which
+    /// "PLACE: WHAT", or "PLACE and 11 more: WHAT", for each `what` that has not been taken yet, in the order in which
     /// they were first added. The place is the first in natural order.
     std::vector<std::string> TakeNew();
 

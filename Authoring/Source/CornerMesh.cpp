@@ -56,7 +56,7 @@ public:
         m_Corners.erase(m_Corners.begin() + static_cast<std::ptrdiff_t>(i));
     }
 
-    /// A corner whose triangle lies inside the polygon. Of a polygon that crosses itself, any.
+    /// A corner whose triangle lies inside the polygon; any corner of a polygon that crosses itself.
     std::size_t FindEar() const {
         for (std::size_t i = 0; i < Size(); ++i) {
             if (IsEar(i)) {

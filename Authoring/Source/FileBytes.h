@@ -9,8 +9,8 @@
 
 namespace Nimb::Authoring {
 
-/// Throws InputError, naming the file, when it cannot be read. `what` says in the message what the file is wanted for,
-/// as in "the mesh". Every input file but sound is read here, so that none can be the output (see OutputGuard).
+/// Throws InputError, naming the file, when it cannot be read. `what` says in messages what the file was to be, as in
+/// "the mesh". Every input file but sound is read here, so that none can be the output (see OutputGuard).
 std::vector<BYTE> ReadFileBytes(const std::string& path, const std::string& what);
 
 inline std::string_view AsText(const std::vector<BYTE>& bytes) {

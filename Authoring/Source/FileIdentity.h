@@ -1,4 +1,4 @@
-// Which file a path leads to, and the one that no input may be read from.
+// Which file a path leads to, and which file no input may be read from.
 #pragma once
 
 #include <sys/types.h>
@@ -22,8 +22,8 @@ struct FileIdentity {
 /// None when neither the file nor its folder exists.
 std::optional<FileIdentity> IdentityOf(const std::string& path);
 
-/// While one exists, std::invalid_argument comes from whatever reads the file as a mesh, a material or a picture: it is
-/// about to be replaced. At most one at a time; made before the threads that read.
+/// While one exists, reading the file as a mesh, a material or a picture throws std::invalid_argument: it is about to
+/// be replaced. At most one at a time; made before the threads that read.
 class OutputGuard {
 public:
     explicit OutputGuard(const std::string& output);

@@ -20,7 +20,7 @@ bool IsDigit(char c) {
     return c >= '0' && c <= '9';
 }
 
-/// A name cut into runs of digits and what is between them.
+/// A name, cut into runs of digits and the text between them.
 std::vector<std::string_view> RunsOf(std::string_view name) {
     std::vector<std::string_view> runs;
     for (std::size_t begin = 0; begin < name.size();) {
@@ -96,7 +96,7 @@ std::optional<Pattern> ParsePattern(const std::string& input) {
     Pattern pattern{path.parent_path(), name.substr(0, percent), "", 0};
     if (end == name.size() || name[end] != 'd' || (!width.empty() && !ParseNumber(width, pattern.width)) ||
         pattern.width > 18 || (pattern.width > 0 && width.front() != '0')) {
-        throw InputError(input + ": a pattern needs a number as %d or %04d in the name of the file");
+        throw InputError(input + ": a pattern needs a number in the file name, such as %d or %04d");
     }
     pattern.suffix = name.substr(end + 1);
     return pattern;
@@ -170,16 +170,16 @@ void CheckKinds(const std::vector<std::string>& paths, const FileKinds& kinds, c
             for (const auto& extensions : kinds) {
                 names += (names.empty() ? "" : ", ") + extensions.front();
             }
-            throw InputError(path + ": not a " + what + " by its name (" + names + ")");
+            throw InputError(path + ": its name is not that of a " + what + " (" + names + ")");
         }
         if (kind != KindOf(paths.front(), kinds)) {
-            throw InputError(input + ": holds files of two formats, as " + paths.front() + " and " + path +
-                             "; name one of them with a pattern");
+            throw InputError(input + ": there are files of two formats, such as " + paths.front() + " and " + path +
+                             "; choose one of them with a pattern");
         }
     }
 }
 
-/// The one number in which the names differ, for each name; none when they differ otherwise.
+/// For each name, the one number in which the names differ; none when they differ in anything else.
 std::optional<std::vector<std::size_t>> NumbersIn(const std::vector<std::string>& paths) {
     std::vector<std::vector<std::string_view>> runs;
     std::optional<std::size_t> differing;
@@ -211,7 +211,7 @@ std::optional<std::vector<std::size_t>> NumbersIn(const std::vector<std::string>
     return numbers;
 }
 
-/// Names in a folder may count in steps: the smallest step there is counts.
+/// Names in a folder may count in steps, of which the smallest is taken.
 void CheckGaps(const FileSequence& sequence, const std::string& input, FileRange range) {
     const std::vector<std::string> paths(sequence.paths.begin() + static_cast<std::ptrdiff_t>(range.begin),
                                          sequence.paths.begin() + static_cast<std::ptrdiff_t>(range.end));
@@ -279,7 +279,7 @@ FileSequence FindFiles(const std::string& input, const FileKinds& kinds, const s
     if (IsPattern(input)) {
         const std::optional<Pattern> pattern = ParsePattern(input);
         if (!pattern) {
-            throw InputError(input + ": the number of a pattern belongs into the name of the file");
+            throw InputError(input + ": a pattern's number must be in the file name");
         }
         sequence = FilesOfPattern(input, *pattern);
         CheckKinds(sequence.paths, kinds, input, what);
@@ -313,11 +313,11 @@ FileSequence FindFiles(std::vector<std::string> paths, const FileKinds& kinds, c
     for (const std::string& path : paths) {
         std::error_code error;
         if (!fs::is_regular_file(path, error)) {
-            throw InputError(path +
-                             (fs::exists(path, error) ? ": one of several inputs must be a file" : ": no such file"));
+            throw InputError(path + (fs::exists(path, error) ? ": not a file; with several inputs, each must be one"
+                                                             : ": no such file"));
         }
     }
-    return Ordered(std::move(paths), kinds, "the files named", what);
+    return Ordered(std::move(paths), kinds, "the files given", what);
 }
 
 bool IsOfKind(const std::string& path, const FileKinds& kinds) {

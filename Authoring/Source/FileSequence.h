@@ -16,19 +16,17 @@ struct FileSequence {
 /// Kinds of files by their extensions; the first of a kind's extensions names it.
 using FileKinds = std::vector<std::vector<std::string>>;
 
-/// The files that `input` means, in order. From folders only those of a kind of `kinds`, and none that are hidden
-/// (named
-/// ".*"); all must be of one kind.
-/// `what` names in messages what is looked for, as in "mesh". Throws InputError.
+/// The files that `input` means, in order. From a folder, only those of one of the `kinds`, and no hidden ones (".*");
+/// all must be of one kind. `what` says in messages what is being looked for, as in "mesh file". Throws InputError.
 FileSequence FindFiles(const std::string& input, const FileKinds& kinds, const std::string& what);
 
-/// The same for files that are named one by one, in any order.
+/// The same for files given one by one, in any order.
 FileSequence FindFiles(std::vector<std::string> paths, const FileKinds& kinds, const std::string& what);
 
-/// Whether the path ends as that of a file of any of the kinds.
+/// Whether the path has an extension of any of the kinds.
 bool IsOfKind(const std::string& path, const FileKinds& kinds);
 
-/// Positions of the first file and behind the last that the range asks for. Throws InputError for a range that the
+/// Positions of the first file of the range, and of the one after its last. Throws InputError for a range that the
 /// sequence does not have, and for a gap inside it, naming the missing file.
 struct FileRange {
     std::size_t begin;

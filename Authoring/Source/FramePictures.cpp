@@ -21,11 +21,11 @@ std::vector<std::string> Pair(const SourceOptions& options, const Numbers& frame
         const auto found = byNumber.find(frames[i]);
         if (found == byNumber.end()) {
             throw InputError(options.texture + ": there is no picture " + std::to_string(frames[i]) +
-                             " for the frame of that number of " + options.input);
+                             " for the frame of that number in " + options.input);
         }
         paths.push_back(found->second);
     }
-    // Pictures beyond a range that was asked for do not matter.
+    // Pictures outside of a range that was asked for do not matter.
     const auto begin = options.firstFrame ? byNumber.lower_bound(frames[range.begin]) : byNumber.begin();
     const auto end = options.lastFrame ? byNumber.upper_bound(frames[range.end - 1]) : byNumber.end();
     for (auto picture = begin; picture != end; ++picture) {
@@ -68,7 +68,7 @@ FramePictures::FramePictures(const SourceOptions& options, std::size_t frames, F
     } else {
         throw InputError(options.texture + ": " + std::to_string(pictures.paths.size()) + " pictures for the " +
                          std::to_string(frames) + " frames of " + options.input +
-                         (taken == frames ? "" : ", of which " + std::to_string(taken) + " are taken"));
+                         (taken == frames ? "" : ", of which " + std::to_string(taken) + " are used"));
     }
 }
 
@@ -89,7 +89,7 @@ std::shared_ptr<const Image> FramePictures::Load(const SourceMaterial& look) {
         }
         return image;
     } catch (const InputError& error) {
-        throw AreNamed() ? error : InputError(std::string(error.what()) + "; --texture names another");
+        throw AreNamed() ? error : InputError(std::string(error.what()) + "; use --texture to name another");
     }
 }
 
@@ -112,7 +112,7 @@ std::shared_ptr<const Image> FramePictures::Get(const SourceMaterial& look, std:
         };
         throw InputError((look.picture ? look.picture->name : look.name) + ": the picture of " + frameName + " is " +
                          text(image->width, image->height) + ", that of the first frame " +
-                         text(size.width, size.height) + "; a clip's pictures need one size");
+                         text(size.width, size.height) + "; all frames need pictures of one size");
     }
     return image;
 }

@@ -1,4 +1,4 @@
-// The pictures that the caller names in place of those of the input, and the sizes of all of them.
+// Pictures that the caller names to replace those of the input, and the sizes of all pictures.
 #pragma once
 
 #include "Authoring/Scene/Image.h"
@@ -18,10 +18,10 @@ const FileKinds& PictureKinds();
 /// Any thread.
 class FramePictures {
 public:
-    /// `range` is what is taken of the `frames` frames of the whole input, and `numbers` those in the names of their
-    /// files, if they have any. Where pictures have numbers, too, each frame gets the picture of its number; otherwise
-    /// there must be one for each frame of the input, or of the range. Throws InputError for pictures that are missing
-    /// or too many.
+    /// `range`: which of the input's `frames` frames are used; `numbers`: the numbers in the names of their files, if
+    /// there are any. Where pictures have numbers too, each frame gets the picture with its number; otherwise there
+    /// must be one for each frame of the input, or one for each frame of the range. Throws InputError for pictures that
+    /// are missing or too many.
     FramePictures(const SourceOptions& options, std::size_t frames, FileRange range,
                   const std::optional<std::vector<std::size_t>>& numbers);
 

@@ -15,7 +15,7 @@ Image ReadImage(const std::string& path);
 /// The same, from bytes in memory; `name` is for messages.
 Image DecodeImage(const BYTE* bytes, std::size_t size, const std::string& name);
 
-/// Throws std::runtime_error, naming the file, when it cannot be written; what was written is then removed.
+/// Throws std::runtime_error, naming the file, when it cannot be written, and removes what was written.
 void WritePng(const std::string& path, const Image& image);
 
 /// A PNG in memory, without an alpha channel if all of the picture is opaque. Compressed for speed: for sequences of

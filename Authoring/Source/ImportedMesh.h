@@ -16,11 +16,11 @@ namespace Nimb::Authoring {
 struct ImportedMesh {
     std::size_t material = 0;
     Mesh mesh;
-    std::string untextured;       ///< empty, or why `mesh.texCoords` is empty: a message that names the place
+    std::string untextured;       ///< if `mesh.texCoords` is empty, why: a message that names the place
     std::vector<UINT32> rows;     ///< for each triangle, its line or its number in the file
     std::string place;            ///< what comes before such a number in messages, as in "a.obj:"
     std::vector<Colour> colours;  ///< to be painted: empty, or one for each vertex
-    bool dropsColours = false;    ///< has colours other than white, and also a picture, which is what counts
+    bool dropsColours = false;    ///< has colours other than white, but also a picture, which replaces them
 };
 
 struct ImportedFile {
@@ -28,20 +28,21 @@ struct ImportedFile {
     std::vector<ImportedMesh> meshes;       ///< materials ascending, each at most once
 };
 
-/// Whether a reader should look for the pictures that a file names; when not, it need not find them.
+/// Whether a reader should look for the pictures that a file names. With Ignore, they need not exist.
 enum class Materials { Read, Ignore };
 
 /// The mesh made of the triangles `corners`, with its colours if the file has any and there is no picture.
 ImportedMesh ImportedMeshOf(const CornerArrays& arrays, std::vector<Corner> corners, bool hasPicture);
 
-/// The mesh with texture coordinates as in MaterialMesh and without what no triangle needs. Without texture coordinates
-/// (`imported.untextured`) all vertices get the picture's centre, unless `hasPicture`; then it throws InputError.
+/// The mesh with texture coordinates as in MaterialMesh, without vertices that no triangle needs. Where the file has no
+/// texture coordinates, all vertices get the picture's centre; with `hasPicture`, that is an InputError
+/// (`imported.untextured`).
 Mesh Finish(const ImportedMesh& imported, bool hasPicture);
 
-/// The mesh, cut as the surface is, which is painted already.
+/// The mesh, cut along the charts of its painted surface.
 Mesh FinishPainted(const Mesh& mesh, PaintedSurface surface);
 
-/// What is warned of where colours are not kept.
+/// The warning where colours are not kept.
 constexpr const char* c_DroppedColours = "vertex colours are ignored, since there is a texture";
 
 /// Appends a mesh. The result has normals if both have.

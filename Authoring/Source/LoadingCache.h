@@ -1,4 +1,4 @@
-// Values that are loaded when first asked for, of which the last used few are kept.
+// Values that are loaded when first asked for. The few that were used last are kept.
 #pragma once
 
 #include <cstddef>
@@ -17,7 +17,7 @@ class LoadingCache {
 public:
     explicit LoadingCache(std::size_t capacity) : m_Capacity(capacity) {}
 
-    /// `load` makes the value; what it throws comes out of here.
+    /// `load` makes the value; what it throws, Get throws.
     template <class Load>
     std::shared_ptr<const Value> Get(const Key& key, const Load& load) {
         std::promise<std::shared_ptr<const Value>> promise;

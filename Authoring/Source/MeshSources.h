@@ -25,8 +25,8 @@ struct SourceOptions {
     /// A numbered sequence must not have gaps.
     std::string input;
 
-    /// Empty, or the files of a sequence in any order, when they are named one by one; `input` is then what messages
-    /// call them.
+    /// Empty, or the files of a sequence in any order, where they are given one by one; messages then call them
+    /// `input`.
     std::vector<std::string> inputFiles;
 
     /// Empty: the pictures that the input names. Otherwise one picture, or a pattern, glob or folder of them, one for
@@ -52,23 +52,23 @@ struct SourceOptions {
     /// groups. A name that a file does not have is an error.
     std::vector<std::string> skipMeshes;
 
-    /// What the input has that frames do not, as far as frames and pictures have been loaded. May be null; otherwise it
-    /// has to outlive the source.
+    /// Gets what the input has but the frames do not, as frames and pictures are loaded. May be null; otherwise it has
+    /// to outlive the source.
     Warnings* pWarnings = nullptr;
 };
 
 /// An animation lasts from time 0 to its last key; its frames are at n / frameRate, round(duration x frameRate) of
-/// them, at least one. The moment of the last key is thus no frame of its own: in a loop it is the first one again.
+/// them, at least one. So the moment of the last key is not a frame of its own: in a loop it is the first frame again.
 ///
-/// Meshes of one material become one. Its normals are empty unless all of it has normals in the input. Vertices
+/// All triangles of a material become one mesh, without normals unless all of them have normals in the input. Vertices
 /// that no face uses, faces without an area of their own (a vertex twice), points and lines are left out. Vertex
 /// colours are painted into a picture where there is none, for which the surface is cut. Texture coordinates outside
 /// [0, 1] are brought inside by whole periods, triangle by triangle; a triangle that reaches across the picture's edge
 /// is an error. (A glTF texture that is not repeated is clamped instead.)
 ///
-/// Whether files exist, the first frame and its pictures are checked here, everything else when a frame is loaded. Few
-/// frames are kept in memory. Throws InputError; std::invalid_argument for options out of range, frames that there are
-/// not among them.
+/// Whether files exist, the first frame and its pictures are checked here, everything else when a frame is loaded. Only
+/// a few frames are kept in memory. Throws InputError; std::invalid_argument for options out of range, such as frames
+/// that the input does not have.
 std::unique_ptr<MeshSource> OpenMeshSource(const SourceOptions& options);
 
 /// Whether a path, a pattern or a glob means pictures, by its ending.

@@ -18,7 +18,7 @@
 namespace Nimb::Authoring {
 namespace {
 
-/// Logical lines of a text: comments gone, lines that end in a backslash joined.
+/// Logical lines of a text: without comments, and with lines joined that end in a backslash.
 class Lines {
 public:
     Lines(const std::string& path, std::string_view text) : m_Path(path), m_Rest(WithoutByteOrderMark(text)) {}
@@ -76,8 +76,8 @@ std::array<float, N> TakeFloats(std::string_view text, const Lines& lines, const
     return values;
 }
 
-/// The file of a map_Kd line. Its options come first; those that move the picture are refused, the others do not
-/// matter here.
+/// The file of a map_Kd line. Its options come first. Those that move the picture are refused; the others do not matter
+/// here.
 std::string MapFile(std::string_view text, const Lines& lines) {
     static const std::map<std::string_view, int> s_OptionWords = {
         {"-blendu", 1},  {"-blendv", 1}, {"-boost", 1}, {"-mm", 2}, {"-texres", 1},    {"-clamp", 1},
@@ -156,7 +156,7 @@ public:
             }
         }
         if (file.meshes.empty()) {
-            throw InputError(m_Path + ": no triangles in it");
+            throw InputError(m_Path + ": has no triangles");
         }
         return file;
     }
@@ -212,7 +212,7 @@ private:
         }
     }
 
-    /// From sRGB, of which some files have fractions, others whole numbers up to 255; vertices without one are white.
+    /// From sRGB, as fractions in some files and as numbers up to 255 in others; vertices without a colour are white.
     void FinishColours() {
         const float full = m_MaxColour > 1 ? 255 : 1;
         for (Colour& colour : m_Arrays.colours) {
@@ -252,7 +252,7 @@ private:
         if (m_Materials == Materials::Read) {
             const auto found = m_Library.find(name);
             if (found == m_Library.end()) {
-                m_Lines.Fail("no material library so far has the material '" + name + "'");
+                m_Lines.Fail("no material library read so far has the material '" + name + "'");
             }
             group.material = found->second;
         }
@@ -265,7 +265,7 @@ private:
             polygon.push_back(CornerOf(word));
         }
         if (polygon.size() < 3) {
-            m_Lines.Fail("a face needs three corners or more");
+            m_Lines.Fail("a face needs at least three corners");
         }
         if (m_IsObjectSkipped || m_IsGroupSkipped) {
             return;
@@ -306,7 +306,7 @@ private:
             }
         }
         if (!rest.empty() || corner.position == Corner::c_None) {
-            m_Lines.Fail("'" + std::string(word) + "' is not the corner of a face");
+            m_Lines.Fail("'" + std::string(word) + "' is not a face corner");
         }
         return corner;
     }
@@ -327,8 +327,7 @@ private:
 
     ImportedMesh FinishGroup(Group& group, std::size_t material) const {
         if (m_Materials == Materials::Read && !group.hasMaterial && m_Arrays.colours.empty()) {
-            throw InputError(m_Path +
-                             ": faces without a material, so there is no picture for them; --texture names one");
+            throw InputError(m_Path + ": faces without a material have no picture; use --texture to name one");
         }
         const bool hasPicture = m_Materials == Materials::Ignore || group.material.picture.has_value();
         ImportedMesh imported = ImportedMeshOf(m_Arrays, std::move(group.corners), hasPicture);

@@ -11,9 +11,9 @@
 
 namespace Nimb::Authoring {
 
-/// Polygons are cut into triangles; groups and objects are merged by material, those that are skipped left out; points,
-/// lines, curves and smoothing groups are ignored. Of materials it reads Kd and map_Kd (which replaces Kd), options of
-/// map_Kd that leave the picture as it is included. Colours after a vertex's position (which replace Kd, and are
+/// Polygons are cut into triangles; groups and objects are merged by material, except those to be skipped; points,
+/// lines, curves and smoothing groups are ignored. Of materials it reads Kd and map_Kd (which replaces Kd), with those
+/// options of map_Kd that leave the picture as it is. Colours after a vertex's position (which replace Kd, and are
 /// replaced by map_Kd) are sRGB, from 0 to 1, or to 255 if any in the file is above 1. Throws InputError, naming the
 /// file and the line.
 ImportedFile ReadObj(const std::string& path, Materials materials, SkippedNames& skipped);

@@ -16,7 +16,7 @@ constexpr std::size_t c_Margin = 2;
 constexpr std::size_t c_Units[] = {8, 7, 6, 5, 4, 3, 2};
 constexpr std::size_t c_SideStep = 16;
 
-// Beyond this, triangles are drawn smaller before the picture becomes larger, down to half of the finest.
+// Beyond this size, triangles are drawn smaller, down to half the finest unit, before the picture becomes larger.
 constexpr std::size_t c_UsualSide = 2048;
 constexpr std::size_t c_UsualUnit = 4;
 
@@ -55,7 +55,7 @@ public:
         return y + rowHeight;
     }
 
-    /// A picture that is about square; none within `limit`.
+    /// A picture that is about square; none when it would exceed `limit`.
     std::optional<PictureSize> SizeFor(std::size_t unit, std::size_t limit) const {
         for (std::size_t side = SideOfArea(unit); side <= limit; side += c_SideStep) {
             const std::size_t height = Pack(unit, side, nullptr);
@@ -124,7 +124,7 @@ void SetPixel(Image& image, std::int64_t x, std::int64_t y, float red, float gre
     pixel[3] = 255;
 }
 
-/// Draws a triangle and what is less than `margin` pixels beside it.
+/// Draws a triangle, and around it a margin of `margin` pixels.
 void DrawFace(const Painting& painting, const TarnMeshFace& face, std::int64_t margin, Image& image) {
     const Painting::Vertex* const corners[] = {&painting.vertices[face.v[0]], &painting.vertices[face.v[1]],
                                                &painting.vertices[face.v[2]]};
@@ -160,7 +160,7 @@ void DrawFace(const Painting& painting, const TarnMeshFace& face, std::int64_t m
     }
 }
 
-/// What triangles leave free costs the least in a video, and spoils the least, when it is like them.
+/// The space between triangles costs the least in a video, and spoils the least, when it looks like them.
 void FillTile(const Painting& painting, const Painting::Tile& tile, Image& image) {
     float red = 0, green = 0, blue = 0;
     for (UINT32 i = tile.begin; i < tile.end; ++i) {

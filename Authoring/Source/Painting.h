@@ -16,14 +16,14 @@ using Colour = std::array<float, 4>;
 
 constexpr Colour c_White = {1, 1, 1, 1};
 
-/// What has to be drawn; alpha is not.
+/// What has to be drawn. Alpha is not drawn.
 struct Painting {
     struct Vertex {
         UINT32 x, y;  ///< in the middle of this pixel
         float red, green, blue;
     };
 
-    /// The room of a chart.
+    /// The area reserved for a chart.
     struct Tile {
         UINT32 x, y, width, height;
         UINT32 begin, end;  ///< its vertices
@@ -52,9 +52,9 @@ PaintedSurface SurfaceOf(const std::vector<TarnMeshFace>& faces, const std::vect
 Painting Paint(const std::vector<PaintedSurface*>& surfaces, const Colour& tint, const std::optional<PictureSize>& size,
                const std::string& name);
 
-/// Colours are interpolated in linear light and stored as sRGB. Around each chart its edge goes on for two pixels, and
-/// what is left of its tile has its mean colour. Tiles are whole blocks of 2 x 2 pixels: neither filtering nor video
-/// with halved colour resolution mixes charts.
+/// Colours are interpolated in linear light and stored as sRGB. Each chart's edge colours go on for two pixels around
+/// it, and the rest of its tile has its mean colour. Tiles are whole blocks of 2 x 2 pixels: neither filtering nor
+/// video with halved colour resolution mixes charts.
 Image Draw(const Painting& painting);
 
 }  // namespace Nimb::Authoring

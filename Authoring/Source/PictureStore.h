@@ -10,10 +10,10 @@
 
 namespace Nimb::Authoring {
 
-/// Keeps the last used pictures. Any thread.
+/// Keeps the pictures that were used last. Any thread may call it.
 class PictureStore {
 public:
-    /// As many pictures as `materials` materials need, and some to spare.
+    /// Keeps as many pictures as `materials` materials need, and some to spare.
     explicit PictureStore(std::size_t materials) : m_Images(2 * materials + 4) {}
 
     /// The material's picture times its colour, or a small picture of the colour. The same pointer for the same

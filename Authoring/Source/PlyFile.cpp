@@ -95,10 +95,10 @@ public:
 
     [[noreturn]] void Fail(const std::string& text) const { throw InputError(Place() + ": " + text); }
 
-    /// The number of the row's line, or in a binary file of the row.
+    /// The number of the row's line; in a binary file, of the row.
     UINT32 RowNumber() const { return static_cast<UINT32>(m_Format == PlyFormat::Text ? m_Line : m_Row); }
 
-    /// What comes before such a number.
+    /// What comes before such a number in messages.
     std::string PlaceIn(const std::string& element) const {
         return m_Path + (m_Format == PlyFormat::Text ? ":" : ": " + element + " ");
     }
@@ -183,8 +183,8 @@ public:
         }
         if (!m_HasPicture && m_Arrays.colours.empty()) {
             throw InputError(m_Path +
-                             ": names no picture (no line \"comment TextureFile NAME\") and has no vertex colours; "
-                             "--texture names one");
+                             ": has neither a picture (a line \"comment TextureFile NAME\") nor vertex colours; "
+                             "use --texture to name a picture");
         }
         ImportedFile file;
         for (std::size_t i = 0; i < m_Materials.size(); ++i) {
@@ -202,7 +202,7 @@ public:
             }
         }
         if (file.meshes.empty()) {
-            throw InputError(m_Path + ": no triangles in it");
+            throw InputError(m_Path + ": has no triangles");
         }
         return file;
     }
@@ -246,7 +246,7 @@ private:
     void ReadVertex(const PlyElement& element) {
         if (m_VertexElement != &element) {
             if (m_VertexElement != nullptr) {
-                throw InputError(m_Path + ": its vertices are in two places");
+                throw InputError(m_Path + ": has more than one vertex element");
             }
             m_VertexElement = &element;
             m_VertexColumns.emplace(element);
@@ -289,7 +289,7 @@ private:
         m_Arrays.colours.push_back(colour);
     }
 
-    /// What stands for a colour's full value.
+    /// The value that stands for full colour.
     static float FullOf(PlyType type) {
         switch (type) {
             case PlyType::Float:

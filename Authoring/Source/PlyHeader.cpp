@@ -40,7 +40,7 @@ private:
     std::string_view NextLine() {
         ++m_Header.lines;
         if (m_Rest.empty()) {
-            Fail("the header has no end");
+            Fail("the header does not end");
         }
         return WithoutBlanksAround(TakeLine(m_Rest));
     }

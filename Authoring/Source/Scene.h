@@ -1,4 +1,4 @@
-// A glTF scene: nodes, what hangs on them, and how they move.
+// A glTF scene: nodes, what is attached to them, and how they move.
 #pragma once
 
 #include "Authoring/Codec/Mesh.h"
@@ -15,7 +15,7 @@ namespace Nimb::Authoring {
 
 constexpr std::size_t c_NoNode = SIZE_MAX;
 
-/// Three rows of an affine transform.
+/// Three rows of an affine matrix.
 using Matrix = std::array<std::array<double, 4>, 3>;
 
 constexpr Matrix c_Identity = {{{1, 0, 0, 0}, {0, 1, 0, 0}, {0, 0, 1, 0}}};
@@ -52,7 +52,7 @@ struct SceneSkin {
     std::vector<Matrix> inverseBind;  ///< one for each joint
 };
 
-/// A primitive in a place.
+/// A primitive where a node shows it.
 struct SceneInstance {
     std::size_t node = 0;
     std::size_t primitive = 0;

@@ -54,7 +54,7 @@ double Determinant(const Matrix& m) {
     return m[0][0] * c[0] + m[0][1] * c[1] + m[0][2] * c[2];
 }
 
-/// By the inverse transpose; its cofactors do without a division and know singular matrices.
+/// By the inverse transpose, from cofactors: they need no division, so singular matrices work too.
 Vector TransformedNormal(const Matrix& m, const Vector& n) {
     const Vector rows[] = {Cross(m[1], m[2]), Cross(m[2], m[0]), Cross(m[0], m[1])};
     const double sign = Determinant(m) < 0 ? -1 : 1;

@@ -7,8 +7,8 @@
 namespace Nimb::Authoring {
 
 /// What the scene's tracks and skins make of its primitives at `time` seconds: one mesh for each material, instances in
-/// their order. Faces of instances that a transform mirrors are turned over, so that they look outwards again. Vertex
-/// order, faces and texture coordinates depend on the scene alone, but for such mirrors.
+/// their order. Faces of instances that a matrix mirrors are turned over, so that they face outwards again. Vertex
+/// order, faces and texture coordinates do not depend on the time, except for such mirroring.
 SourceFrame PoseAt(const Scene& scene, double time);
 
 }  // namespace Nimb::Authoring

@@ -19,7 +19,7 @@ namespace {
 // A frame is asked for as a mesh and again for its pictures, by a few threads.
 constexpr std::size_t c_CachedFrames = 6;
 
-/// One file, ready but for what the first frame decides.
+/// One file, finished except for what the first frame decides.
 struct FileFrame {
     std::vector<SourceMaterial> materials;
     std::vector<MaterialMesh> meshes;  ///< `material` is a place in `materials`
@@ -136,7 +136,7 @@ public:
                 return m_Pictures.Get(loaded->materials[i], material, FrameName(frame));
             }
         }
-        // A frame without this material: nothing of it is seen, so its picture may stay what it was at first.
+        // A frame without this material shows nothing of it, so the first frame's picture will do.
         return Texture(0, material);
     }
 
@@ -166,7 +166,7 @@ private:
         });
     }
 
-    /// Pictures keep the size that they have in the first frame, which may choose it.
+    /// The first frame may choose the size of a picture; later ones keep it.
     std::optional<PictureSize> PaintSize(const std::vector<SourceMaterial>& materials, std::size_t material,
                                          bool hasColours, std::size_t frame) const {
         if (frame == 0) {

@@ -12,10 +12,10 @@ class SkippedNames {
 public:
     explicit SkippedNames(const std::vector<std::string>& names) : m_Names(names.begin(), names.end()) {}
 
-    /// Whether what has this name is to be left out. Remembers the name.
+    /// Whether a mesh of this name is to be left out. Remembers the name.
     bool Contains(const std::string& name);
 
-    /// Throws InputError, beginning with `path`, if the file has none of one of the names; lists those that it has.
+    /// Throws InputError, beginning with `path`, if the file does not have one of the names; lists those that it has.
     void Check(const std::string& path) const;
 
 private:

@@ -12,13 +12,13 @@
 
 namespace Nimb::Authoring {
 
-/// A picture that nobody has decoded yet.
+/// A picture that has not been decoded yet.
 struct Picture {
-    std::string name;                                ///< its file, or for messages where it is embedded
+    std::string name;                                ///< its file; of an embedded picture, what to call it in messages
     std::shared_ptr<const std::vector<BYTE>> bytes;  ///< the embedded picture; null: it is in the file `name`
 };
 
-/// Whether a surface lets anything through: never, where its colour or its picture has an alpha below 1, or anyhow.
+/// Whether a surface is transparent: not at all, where the alpha of its colour or picture is below 1, or in any case.
 enum class Transparency { None, ByAlpha, Always };
 
 struct SourceMaterial {
@@ -26,11 +26,11 @@ struct SourceMaterial {
     Transparency transparency = Transparency::ByAlpha;
     Colour colour{1, 1, 1, 1};
     std::optional<Picture> picture;
-    std::shared_ptr<const Painting> painting;  ///< if there is one, it is all that counts
+    std::shared_ptr<const Painting> painting;  ///< if there is one, nothing else counts
 };
 
-/// For a material without a picture, the size of the picture to paint it in: none where it is free, c_NotPainted where
-/// it is not to be painted. `hasColours`: whether it has vertex colours.
+/// The size of the picture to paint a material without a picture in: none for any size, c_NotPainted if it is not to be
+/// painted. `hasColours`: whether it has vertex colours.
 using PaintSizeOf = std::function<std::optional<PictureSize>(const std::vector<SourceMaterial>& materials,
                                                              std::size_t material, bool hasColours)>;
 

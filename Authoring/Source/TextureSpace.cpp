@@ -11,7 +11,7 @@
 namespace Nimb::Authoring {
 namespace {
 
-// How far a triangle may overshoot the picture: rounding, and charts packed up to the very edge.
+// How far a triangle may reach beyond the picture: for rounding, and for charts packed up to its very edge.
 constexpr float c_Overshoot = 1.0F / 256;
 
 constexpr UINT32 c_None = 0xFFFFFFFF;

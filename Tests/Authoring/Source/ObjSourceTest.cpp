@@ -87,8 +87,8 @@ TEST_F(ObjSourceTest, ErrorsNameFileAndLine) {
         {"f 1/1/1 2/2/1 3/3/1/1\n", "bad.obj:9: face index 1 is out of range: there are 0 normals"},
         {"f 1/1 2/2\n", "bad.obj:9: a face needs three corners"},
         {"f 1/1 2/2 3\n", "bad.obj:9: a face without texture coordinates"},
-        {"l 1 2\n", "bad.obj: no triangles in it"},
-        {"f 1/1 1/1 1/1\n", "bad.obj: no triangles in it"},
+        {"l 1 2\n", "bad.obj: has no triangles"},
+        {"f 1/1 1/1 1/1\n", "bad.obj: has no triangles"},
     };
     for (const auto& bad : cases) {
         Write("bad.obj", c_Square + bad.text);
@@ -96,7 +96,7 @@ TEST_F(ObjSourceTest, ErrorsNameFileAndLine) {
     }
     const std::string face = c_Square + "usemtl a\nf 1/1 2/2 3/3\n";
     Write("bad.obj", face);
-    ExpectContains(ErrorOf(Options("bad.obj")), "bad.obj:9: no material library so far has the material 'a'");
+    ExpectContains(ErrorOf(Options("bad.obj")), "bad.obj:9: no material library read so far has the material 'a'");
     Write("bad.obj", "mtllib none.mtl\n" + face);
     ExpectContains(ErrorOf(Options("bad.obj")), "none.mtl: the material library cannot be read");
     Write("bad.obj", "mtllib m.mtl\n" + face);

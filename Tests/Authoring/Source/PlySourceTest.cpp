@@ -93,10 +93,10 @@ TEST_F(PlySourceTest, ErrorsNameThePlace) {
         {header + vertices + "3 0 1 3\n", "bad.ply:17: face index 3 is out of range: there are 3"},
         {header + vertices + "3 0 1 -1\n", "bad.ply:17: face index -1 is out of range"},
         {header + vertices + "3 0 1 1.5\n", "bad.ply:17: face index 1.5 is out of range"},
-        {header + vertices + "2 0 1\n", "bad.ply: no triangles in it"},
+        {header + vertices + "2 0 1\n", "bad.ply: has no triangles"},
         {without("property float t\n"), "more values than the header says"},
         {without("property float z\n"), "its vertices have no x, y and z"},
-        {without(c_Texture), "names no picture"},
+        {without(c_Texture), "has neither a picture"},
         {"ply\nformat ascii 1.0\n" + c_Texture + "element vertex 99999999999\nend_header\n",
          "the element vertex has no properties"},
         {"ply\nformat ascii 1.0\n" + c_Texture +

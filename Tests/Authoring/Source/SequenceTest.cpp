@@ -67,10 +67,11 @@ TEST_F(SequenceTest, MissingAndMixedFilesAreNamed) {
 
     WriteMesh("mixed/a.obj", 0);
     Write("mixed/a.ply", "");
-    ExpectContains(ErrorOf(Options("mixed")), "holds files of two formats");
+    ExpectContains(ErrorOf(Options("mixed")), "there are files of two formats");
     Write("empty/readme.txt", "");
     ExpectContains(ErrorOf(Options("empty")), "no mesh file in this folder");
-    ExpectContains(ErrorOf(Options("empty/*.txt")), "readme.txt: not a mesh file by its name (obj, ply, glb, gltf)");
+    ExpectContains(ErrorOf(Options("empty/*.txt")),
+                   "readme.txt: its name is not that of a mesh file (obj, ply, glb, gltf)");
     ExpectContains(ErrorOf(Options("none.obj")), "none.obj: no such file or folder");
     ExpectContains(ErrorOf(Options("none_%d.obj")), "none_%d.obj: no such files");
     ExpectContains(ErrorOf(Options("none_%x.obj")), "a pattern needs a number");
