@@ -52,7 +52,7 @@ std::shared_ptr<const Image> DemoClip::Texture(std::size_t frame, std::size_t ma
     if (std::shared_ptr<const Image> picture = known()) {
         return picture;
     }
-    // Unlocked, for others to paint theirs; who is second takes the first one's.
+    // Unlocked, so that others can paint theirs; whoever comes second takes the first one's.
     const Pose pose = PoseOf(frame);
     auto painted =
         std::make_shared<const Image>(material == Display ? DisplayPicture(pose, frame) : StagePicture(pose));

@@ -30,7 +30,7 @@ private:
     std::array<std::shared_ptr<const Image>, c_MaterialCount> m_Painted;  // null: changes with every frame
 
     mutable std::mutex m_Mutex;
-    // Of frames and materials, those in use: whoever asks again meanwhile gets the same picture.
+    // Pictures that are in use, by frame and material: whoever asks again meanwhile gets the same one.
     mutable std::map<std::pair<std::size_t, std::size_t>, std::weak_ptr<const Image>> m_Animated;
 };
 

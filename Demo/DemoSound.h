@@ -7,8 +7,8 @@
 
 namespace Nimb::Authoring::Demo {
 
-/// As long as the clip. What still rings at the end goes on at the beginning, so that the tune repeats without a seam.
-/// Peaks at -12 dB of full scale.
+/// As long as the clip. Notes that still ring at the end go on at the beginning, so that the tune repeats without a
+/// seam. Peaks at -12 dB of full scale.
 class DemoSound : public SoundSource {
 public:
     DemoSound();

@@ -1,4 +1,4 @@
-// What `nimb info --json` prints, and other commands in part; Docs/inspecting.md lists the keys.
+// What `nimb info --json` prints, some of which other commands print, too; Docs/inspecting.md lists the keys.
 #pragma once
 
 #include "Clip/Read/ClipAttributes.h"

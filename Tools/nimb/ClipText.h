@@ -1,4 +1,4 @@
-// What `nimb info` prints of a clip, and `nimb encode` of the one that it has made.
+// What `nimb info` prints about a clip, and `nimb encode` about the one that it has made.
 #pragma once
 
 #include "Clip/Read/ClipAttributes.h"

@@ -104,15 +104,16 @@ void AddInputOptions(CLI::App& sub, Arguments& a) {
         ->group("Input");
     sub.add_option("--first", a.source.firstFrame, "first frame: the number in the file name, or counted from 0")
         ->group("Input");
-    sub.add_option("--last", a.source.lastFrame, "last frame, likewise; it is part of the clip")->group("Input");
+    sub.add_option("--last", a.source.lastFrame, "last frame, likewise; it is included")->group("Input");
     sub.add_option("--texture", a.source.texture,
                    "a picture, or a sequence of them, one a frame, instead of the textures that the input names")
         ->group("Input");
     sub.add_option("--animation", a.source.animation, "name or number of a scene's animation [the first]")
         ->group("Input");
-    sub.add_option("--skip-mesh", a.source.skipMeshes,
-                   "leave out what has this name: a mesh or node of a scene, an object or group of an OBJ file; may be "
-                   "given several times")
+    sub.add_option(
+           "--skip-mesh", a.source.skipMeshes,
+           "leave out everything with this name: a mesh or node of a scene, an object or group of an OBJ file; may be "
+           "given several times")
         ->expected(1)
         ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
         ->group("Input");
@@ -126,10 +127,10 @@ void AddInputOptions(CLI::App& sub, Arguments& a) {
         ->group("Input");
     sub.add_option("--audio", a.audio, "sound, in any file that FFmpeg reads; cut or padded to the clip's length")
         ->group("Input");
-    sub.add_option("--audio-start", a.audioStart, "leave out so many seconds of the sound first")
+    sub.add_option("--audio-start", a.audioStart, "leave out this many seconds at the start of the sound")
         ->check(CLI::Range(0.0, 86400.0))
         ->group("Input");
-    sub.add_flag("--strict", a.strict, "fail where a warning says what the clip does not keep of its input")
+    sub.add_flag("--strict", a.strict, "fail on warnings, which say what the clip does not keep of its input")
         ->group("Input");
 }
 
@@ -139,11 +140,11 @@ void AddMeshOptions(CLI::App& sub, Arguments& a) {
         ->check(AboveZero())
         ->group("Mesh");
     sub.add_option("--key-interval", a.encode.video.keyFrameInterval,
-                   "frames from one key frame to the next at most, of meshes and of the video")
+                   "at most this many frames from one key frame to the next, for meshes and video")
         ->check(CLI::Range(1, 300))
         ->capture_default_str()
         ->group("Mesh");
-    sub.add_option("--delta", a.delta, "vertex coding between key frames; none: key frames alone")
+    sub.add_option("--delta", a.delta, "vertex coding of delta frames; none: key frames only")
         ->check(CLI::IsMember({"auto", "plain", "golomb", "transform", "huffman", "quantised", "none"}))
         ->capture_default_str()
         ->group("Mesh");
@@ -157,7 +158,7 @@ void AddMeshOptions(CLI::App& sub, Arguments& a) {
 
 void AddVideoOptions(CLI::App& sub, Arguments& a) {
     sub.add_option("--atlas-size", a.atlasSize,
-                   "largest texture, N or WxH, even, from 16 to 4096; larger ones are scaled down [4096]")
+                   "largest size of the texture, N or WxH, even, from 16 to 4096; larger ones are scaled down [4096]")
         ->group("Video");
     CLI::Option* const quality = sub.add_option("--quality", a.encode.video.quality, "constant quality, 1 (best) to 51")
                                      ->check(CLI::Range(1.0, 51.0))
@@ -178,15 +179,15 @@ void AddVideoOptions(CLI::App& sub, Arguments& a) {
         ->group("Video");
 }
 
-/// A shell that expands the patterns of meshes and pictures hands over files, all of which but the first picture are
-/// inputs to the command line. Their endings tell them apart.
+/// A shell that expands patterns of meshes and pictures hands over the files. The command line takes all of them but
+/// the first picture for inputs, so they are told apart by their extensions.
 void SortInputs(Arguments& a) {
     const auto firstPicture = std::stable_partition(
         a.inputs.begin(), a.inputs.end(), [](const std::string& input) { return !Authoring::IsPictureName(input); });
     std::vector<std::string> pictures(firstPicture, a.inputs.end());
     a.inputs.erase(firstPicture, a.inputs.end());
     if (a.inputs.empty() || (!pictures.empty() && a.source.texture.empty())) {
-        throw UsageError(pictures.front() + ": is a picture, not a mesh; --texture names pictures");
+        throw UsageError(pictures.front() + ": is a picture, not a mesh; use --texture for pictures");
     }
     if (!pictures.empty()) {
         pictures.insert(pictures.begin(), a.source.texture);
@@ -198,7 +199,7 @@ void SortInputs(Arguments& a) {
     }
 }
 
-/// What the options mean to the encoder, beyond what the command line filled in by itself.
+/// The encoder's options, as far as the command line has not filled them in already.
 void Resolve(Arguments& a) {
     a.source.upAxis = a.up == "z" ? Authoring::UpAxis::Z : Authoring::UpAxis::Y;
     a.encode.delta = Chosen(c_Deltas, a.delta);
@@ -212,7 +213,8 @@ void Resolve(Arguments& a) {
     }
 }
 
-/// That the clip can be written. What the inputs name in turn is looked at when it is read: see OutputGuard.
+/// Checks that the clip can be written. Files that the inputs name in turn are checked when they are read: see
+/// OutputGuard.
 void CheckClip(const Arguments& a) {
     if (a.output.empty()) {
         if (!a.dryRun) {
@@ -286,10 +288,10 @@ Command AddEncode(CLI::App& app) {
     AddVideoOptions(*sub, *arguments);
     sub->add_option("-o,--output", arguments->output, "the clip to write, an .mp4 file");
     AddOverwrite(*sub, arguments->overwrite);
-    sub->add_flag("--dry-run", arguments->dryRun, "examine all of the input and write nothing; needs no -o");
+    sub->add_flag("--dry-run", arguments->dryRun, "check all of the input and write nothing; needs no -o");
     CLI::Option* const json = sub->add_flag("--json", arguments->json, "print the summary as JSON, as nimb info does");
     sub->add_flag("-q,--quiet", arguments->quiet, "print neither progress nor summary")->excludes(json);
-    sub->add_option("-j,--threads", arguments->encode.threads, "threads to work with [one for each core]")
+    sub->add_option("-j,--threads", arguments->encode.threads, "number of threads [one for each core]")
         ->check(CLI::Range(1, 256));
     sub->footer(c_Examples);
     return {sub, [arguments] { return Encode(*arguments); }};

@@ -27,7 +27,7 @@ void TellWarnings(Authoring::Warnings& warnings, bool strict) {
     }
 }
 
-/// What the steps of a run call to tell how far they are, and to find out about Ctrl-C.
+/// The steps of a run call it to report progress and to learn of Ctrl-C.
 class RunProgress {
 public:
     RunProgress(std::size_t frames, const Authoring::EncodeOptions& options, const Authoring::SoundSource* pSound,
@@ -40,7 +40,7 @@ public:
 
     void operator()(EncodeStep step, std::size_t framesDone) {
         InterruptGuard::Check();
-        // By the end of the examination each kind of warning knows all its places.
+        // By the end of the examination, all places of each warning are known.
         if (step != EncodeStep::Examine) {
             Warn();
         }
@@ -57,7 +57,7 @@ public:
         m_Progress->Report(framesDone);
     }
 
-    /// What has not been said yet.
+    /// Prints the warnings that have not been printed yet.
     void Warn() {
         if (m_pWarnings != nullptr && m_pWarnings->HasNew()) {
             if (m_Progress) {

@@ -7,7 +7,7 @@
 
 namespace Nimb::Tool {
 
-/// What a run says of itself.
+/// What a run reports.
 enum class RunOutput {
     Text,   ///< progress on standard error, a summary on standard output
     Json,   ///< the same summary as JSON

@@ -8,7 +8,7 @@ namespace Nimb::Tool {
 enum ExitStatus {
     c_ExitOk = 0,
     c_ExitProblem = 1,  ///< the command ran and found something wrong with the clip
-    c_ExitUsage = 2,    ///< options that cannot be
+    c_ExitUsage = 2,    ///< invalid options
     c_ExitInput = 3,    ///< an input that is missing, unreadable or broken
     c_ExitOutput = 4,   ///< an output that cannot be written
 };

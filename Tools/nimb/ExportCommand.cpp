@@ -57,7 +57,7 @@ std::string StemOf(std::size_t frame) {
     return stem;
 }
 
-/// Before anything is done: that nothing is in the way which may not be overwritten.
+/// Checks, before anything is done, that no file is in the way that may not be overwritten.
 void CheckFolder(const Arguments& arguments, std::size_t frameCount) {
     for (std::size_t i = arguments.range.first; i < frameCount && i <= arguments.range.last; ++i) {
         for (const std::string& name : Authoring::ExportNames(arguments.Format(), StemOf(i))) {
@@ -70,10 +70,10 @@ void MakeFolder(const std::string& folder) {
     std::error_code error;
     fs::create_directories(folder, error);
     if (error) {
-        throw OutputError(folder + ": cannot be made: " + error.message());
+        throw OutputError(folder + ": cannot be created: " + error.message());
     }
     if (!fs::is_directory(folder, error)) {
-        throw OutputError(folder + ": is no folder");
+        throw OutputError(folder + ": is not a folder");
     }
 }
 
@@ -88,7 +88,7 @@ void WriteWhole(const std::string& path, const std::string& shownPath, const Aut
     }
 }
 
-/// All files of the frame under temporary names first, so that a full disk leaves no frame without its texture.
+/// Writes all files of the frame under temporary names first, so that a full disk leaves no frame without its texture.
 void WriteFrame(const Arguments& arguments, const ClipFrame& frame) {
     std::deque<OutputFile> outputs;
     for (const ExportedFile& file :
@@ -107,7 +107,7 @@ class FrameWriters {
 public:
     explicit FrameWriters(const Arguments& arguments) : m_Arguments(arguments) {}
 
-    /// Throws what went wrong with an earlier frame.
+    /// Throws the error of an earlier frame.
     void Add(ClipFrame&& frame) {
         if (m_Running.size() >= std::max(std::thread::hardware_concurrency(), 1u)) {
             Join();
@@ -135,7 +135,7 @@ private:
 
 int Run(const Arguments& arguments) {
     if (arguments.range.first > arguments.range.last) {
-        throw UsageError("--first " + std::to_string(arguments.range.first) + " is behind --last " +
+        throw UsageError("--first " + std::to_string(arguments.range.first) + " is after --last " +
                          std::to_string(arguments.range.last));
     }
     const std::size_t frameCount = Authoring::CountClipFrames(arguments.clip);
@@ -178,7 +178,7 @@ Command AddExport(CLI::App& app) {
     const auto arguments = std::make_shared<Arguments>();
     arguments->range.last = SIZE_MAX;
     sub->add_option("clip", arguments->clip, "the clip, an .mp4 file")->required();
-    sub->add_option("folder", arguments->folder, "where the files go; it is made if need be")->required();
+    sub->add_option("folder", arguments->folder, "folder for the files; created if needed")->required();
     sub->add_option("--format", arguments->format, "obj (with .mtl and .png), ply (with .png) or glb")
         ->required()
         ->check(CLI::IsMember({"obj", "ply", "glb"}));

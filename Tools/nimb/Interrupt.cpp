@@ -28,7 +28,7 @@ InterruptGuard::InterruptGuard() {
         const bool isNoted = std::find(std::begin(c_Noted), std::end(c_Noted), signal) != std::end(c_Noted);
         action.sa_handler = isNoted ? OnSignal : SIG_IGN;
         sigaction(signal, nullptr, &g_Previous[i]);
-        // What the shell has told the program to ignore, as `nohup` does, stays ignored.
+        // A signal that the shell has told the program to ignore, as `nohup` does, stays ignored.
         if (g_Previous[i].sa_handler != SIG_IGN) {
             sigaction(signal, &action, nullptr);
         }

@@ -1,4 +1,4 @@
-// Ctrl-C during work that leaves files: it ends where the work can be undone.
+// Ctrl-C during work that leaves files: the program stops at a point where the work can be undone.
 #pragma once
 
 #include "Tools/nimb/ExitStatus.h"
@@ -10,15 +10,15 @@ public:
     explicit Interrupted(int signal)
         : OutputError("interrupted; outputs that were not complete are gone"), m_Signal(signal) {}
 
-    /// What shells report for a program that the signal ended.
+    /// The exit status that shells report for a program that a signal ended.
     int Status() const noexcept { return 128 + m_Signal; }
 
 private:
     int m_Signal;
 };
 
-/// While one exists, an interrupt or a request to end is noted instead of ending the program; a file that outgrows a
-/// limit of the system, and a pipe that nobody reads any more, are errors of the write. At most one at a time.
+/// While one exists, an interrupt or a request to end is noted and does not end the program. Writing beyond the
+/// system's limit on file sizes, or to a pipe that nobody reads any more, fails with an error. At most one at a time.
 class InterruptGuard {
 public:
     InterruptGuard();

@@ -47,7 +47,7 @@ int Run(const Nimb::Tool::Command& command) {
 
 using Commands = std::vector<Nimb::Tool::Command>;
 
-/// How many letters have to be added, left out, changed or swapped with the next one.
+/// How many letters must be added, left out, changed or swapped with the next one.
 std::size_t EditDistance(const std::string& a, const std::string& b) {
     std::vector<std::vector<std::size_t>> cost(a.size() + 1, std::vector<std::size_t>(b.size() + 1));
     for (std::size_t i = 0; i <= a.size(); ++i) {
@@ -111,7 +111,7 @@ int main(int argc, char** argv) {
         "textured triangle mesh.",
         "nimb");
     app.set_version_flag("--version", "nimb " NIMB_VERSION);
-    app.require_subcommand(0, 1);  // which is checked below: the library would not say what is not a command
+    app.require_subcommand(0, 1);  // checked below, since the library would not say which word is not a command
     app.footer(
         "Exit status: 0 ok, 1 a problem was found, 2 usage, 3 input, 4 output.\n"
         "`nimb help COMMAND` shows a command's options, with examples.");

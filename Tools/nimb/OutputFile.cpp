@@ -18,7 +18,7 @@ namespace Nimb::Tool {
 
 namespace {
 
-/// What each kind is called, and how the names of such files end.
+/// What each kind is called, and the extensions of such files.
 struct Format {
     OutputKind kind;
     const char* what;
@@ -66,12 +66,12 @@ void CheckReplaceable(const std::string& path, bool overwrite, const std::vector
                              ", which it would replace");
         }
     }
-    // The finished file takes the place of what has its name: for a device, that would be the end of it.
+    // The finished file replaces whatever has its name. A device would be gone.
     if (fs::exists(path, error) && !fs::is_regular_file(path, error)) {
-        throw OutputError(path + ": cannot be replaced, as it is not an ordinary file");
+        throw OutputError(path + ": cannot be replaced, since it is not a regular file");
     }
     if (!overwrite && fs::exists(path, error)) {
-        throw UsageError(path + ": exists already; -y overwrites it");
+        throw UsageError(path + ": exists already; use -y to overwrite it");
     }
     const fs::path folder = fs::absolute(path).parent_path();
     if (!fs::is_directory(folder, error)) {
@@ -81,7 +81,7 @@ void CheckReplaceable(const std::string& path, bool overwrite, const std::vector
 
 OutputFile::OutputFile(std::string path, bool overwrite) : m_Path(std::move(path)) {
     CheckReplaceable(m_Path, overwrite, {});
-    // The extension stays last, for libraries that tell the format by it. Names have 255 bytes at most.
+    // The extension stays last, for libraries that go by it. Names have 255 bytes at most.
     const fs::path own(m_Path);
     const std::string tail = ".part" + std::to_string(getpid()) + own.extension().string();
     const std::string stem = own.stem().string().substr(0, 254 - std::min<std::size_t>(tail.size(), 254));

@@ -24,7 +24,7 @@ constexpr const char* c_Examples =
     "Captures are drawn offscreen and take frames as fast as they can be decoded; every frame comes under its own\n"
     "number or is reported missing. NIMB_LOG_LEVEL=info shows the player's log.";
 
-/// The options as they are written.
+/// The options as given.
 struct Arguments {
     PlayOptions play;
     std::string size;
@@ -41,7 +41,8 @@ void ParseSize(const char* option, const std::string& text, int* pWidth, int* pH
     char rest = 0;
     if (std::sscanf(text.c_str(), "%dx%d%c", pWidth, pHeight, &rest) != 2 || *pWidth < 16 || *pHeight < 16 ||
         *pWidth > 16384 || *pHeight > 16384) {
-        throw UsageError(std::string(option) + ": '" + text + "' is no size such as 1280x720, from 16 to 16384");
+        throw UsageError(std::string(option) + ": '" + text +
+                         "' is not a size such as 1280x720, with sides from 16 to 16384");
     }
 }
 
@@ -67,7 +68,7 @@ Colour ParseColour(const std::string& text) {
 
 void CheckRecording(const PlayOptions& options) {
     if (options.width % 2 != 0 || options.height % 2 != 0 || options.width > 4096 || options.height > 4096) {
-        throw UsageError("--record: a video's sizes are even, and at most 4096; --size is " +
+        throw UsageError("--record: the sides of a video must be even and at most 4096; --size is " +
                          std::to_string(options.width) + "x" + std::to_string(options.height));
     }
 }
@@ -114,8 +115,7 @@ int Play(const Arguments& arguments) {
     }
     if (options.headless) {
         if (!arguments.play.headless) {
-            std::fputs("nimb: there is no display (DISPLAY names none that can be opened): playing without a window\n",
-                       stderr);
+            std::fputs("nimb: no display can be opened (see DISPLAY): playing without a window\n", stderr);
         }
         return PlayHeadless(options);
     }
@@ -143,7 +143,7 @@ void AddViewOptions(CLI::App& sub, Arguments& a) {
     sub.add_option("--size", a.size, "of the window or the picture [1280x720]")->type_name("WxH");
     sub.add_option("--views", a.views, "front, right (from +x), back, left, top, or degrees; several with commas")
         ->type_name("LIST");
-    sub.add_option("--turntable", a.play.turns, "the camera turns once during the clip, or so many times")
+    sub.add_option("--turntable", a.play.turns, "turn the camera around once during the clip, or this many times")
         ->type_name("[TURNS]")
         ->expected(0, 1)
         ->default_str("1");
@@ -170,7 +170,7 @@ Command AddPlay(CLI::App& app) {
     sub->add_option("--speed", a.play.speed, "1 is the clip's own")
         ->check(CLI::Range(0.05, 16.0))
         ->capture_default_str();
-    sub->add_option("--loop", a.passes, "passes through the clip; 0: without end [a window: 0; headless: 1]")
+    sub->add_option("--loop", a.passes, "times to play the clip; 0: without end [a window: 0; headless: 1]")
         ->check(CLI::Range(0, 1000000))
         ->type_name("N");
     sub->add_flag("--no-audio", a.noSound, "without the sound");

@@ -1,4 +1,4 @@
-// Playback in real time without anything to see: events at a display's pace, every new frame drawn offscreen.
+// Playback in real time with nothing on screen: events at a display's pace, every new frame drawn offscreen.
 #include "Tools/nimb/ExitStatus.h"
 #include "Tools/nimb/Interrupt.h"
 #include "Tools/nimb/PlayModes.h"
@@ -18,7 +18,7 @@ namespace {
 
 constexpr std::chrono::microseconds c_Refresh{1000000 / 60};
 
-/// A clip that is over should have ended by then, even on a slow machine.
+/// By then, a clip should have ended even on a slow machine.
 constexpr std::chrono::seconds c_Patience{10};
 
 class Run {
@@ -93,7 +93,7 @@ private:
             m_Framebuffer->Bind();
             m_Session.Renderer().Draw(m_Playback->Player(), camera, m_Options.appearance, m_Options.width,
                                       m_Options.height);
-            glFinish();  // its time is part of how playback goes
+            glFinish();  // drawing time counts, too
         });
     }
 

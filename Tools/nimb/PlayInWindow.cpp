@@ -1,5 +1,5 @@
-// The interactive viewer: one turn of the loop is one picture of the display, as in an engine. The user's wishes, then
-// the render event, then drawing.
+// The interactive viewer: one turn of the loop is one picture of the display, as in an engine. First the user's input,
+// then the render event, then drawing.
 #include "Tools/nimb/ExitStatus.h"
 #include "Tools/nimb/PlayModes.h"
 #include "Tools/nimb/PlaySession.h"
@@ -64,7 +64,7 @@ public:
             Obey(m_Window.Poll());
             Advance();
             Draw();
-            // Where showing a picture does not wait for the display, this does.
+            // Waits for the display where showing a picture does not.
             next = std::max(next + refresh, Clock::now());
             std::this_thread::sleep_until(next);
         }

@@ -39,7 +39,7 @@ public:
     Studio(const Studio&) = delete;
     Studio& operator=(const Studio&) = delete;
 
-    /// The frame that the playback has in its objects, from one of the views that all of its pictures have in common.
+    /// The frame that is in the playback's objects, seen from one of the views.
     Image Draw(const Playback& playback, int number, const std::vector<View>& views, std::size_t view) {
         const int width = m_Framebuffer->Width(), height = m_Framebuffer->Height();
         Camera camera =
@@ -60,7 +60,7 @@ private:
     std::unique_ptr<Framebuffer> m_Framebuffer;
 };
 
-/// What is wrong with the clip, said as it turns up.
+/// Reports what is wrong with the clip as it turns up.
 class Problems {
 public:
     void AddMissing(int number) {
@@ -200,7 +200,7 @@ void CheckOutputs(const PlayOptions& options) {
 
 int PlayIntoFiles(const PlayOptions& options) {
     CheckOutputs(options);
-    // What the player warns of, frames passed over and ends before the end, is the way captures work.
+    // The player would warn of skipped frames and early ends, which is how captures work.
     setenv("NIMB_LOG_LEVEL", "error", 0);
     const InterruptGuard interrupt;
     PlaySession session(options, EngineStandIn::MakeSurfacelessContext);

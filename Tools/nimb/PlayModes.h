@@ -8,7 +8,7 @@ namespace Nimb::Tool {
 /// In a window, until its user has seen enough.
 int PlayInWindow(const PlayOptions& options);
 
-/// At its own speed with nothing shown: how playback goes on this machine.
+/// At its own speed with nothing shown, to see how well this machine plays it.
 int PlayHeadless(const PlayOptions& options);
 
 /// Writes the pictures and the video that were asked for, drawn offscreen.

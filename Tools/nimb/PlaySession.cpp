@@ -25,8 +25,8 @@ std::unique_ptr<EngineStandIn::RenderThread> StartRenderThread(const EngineStand
         return std::make_unique<EngineStandIn::RenderThread>(makeContext);
     } catch (const std::runtime_error& error) {
         throw OutputError(std::string("there is no OpenGL ES 3 context to draw in: ") + error.what() +
-                          "\n  Without a graphics driver Mesa's software renderer does (Debian: libegl-mesa0, "
-                          "libgl1-mesa-dri); EGL_PLATFORM, if set, must fit.");
+                          "\n  Without a graphics driver, Mesa's software renderer will do (Debian: libegl-mesa0, "
+                          "libgl1-mesa-dri); EGL_PLATFORM, if set, must match.");
     }
 }
 

@@ -1,4 +1,4 @@
-// Progress of long work on a terminal: rate and time left. Nothing elsewhere.
+// Progress of long work on a terminal: rate and time left. Prints nothing elsewhere.
 #pragma once
 
 #include <chrono>

@@ -35,7 +35,7 @@ constexpr std::size_t c_Head = 84;  // title and legend
 constexpr std::size_t c_PanelHeight = 320;
 constexpr std::size_t c_PanelFoot = 70;  // times below a panel
 constexpr std::size_t c_PlotWidth = c_Width - c_Left - c_Right;
-/// A second panel shows small frames when the largest is so many times larger than the largest delta frame.
+/// A second panel shows the small frames when the largest frame is this many times larger than the largest delta frame.
 constexpr double c_ZoomFrom = 3;
 constexpr std::size_t c_DotSize = 2;
 constexpr std::size_t c_MarkSize = 14;   // of the legend: as high as its capitals
@@ -54,7 +54,7 @@ void Write(Image& image, std::size_t x, std::size_t y, const std::string& text) 
     DrawText(image, x, y, text, c_DotSize, c_Ink);
 }
 
-/// As much of a text as fits.
+/// The start of a text, as much as fits.
 std::string Shortened(std::string text, std::size_t width) {
     while (!text.empty() && TextWidth(text) > width) {
         text.pop_back();
@@ -84,7 +84,7 @@ double TotalBytes(const PlotFrame& frame) {
     return frame.meshBytes + frame.videoBytes;
 }
 
-/// Axes and bars, of which those that are larger than `largest` bytes end at the top.
+/// Axes and bars. Bars of more than `largest` bytes end at the top.
 class Panel {
 public:
     Panel(Image& image, std::size_t top, double largest, const std::vector<PlotFrame>& frames)
@@ -216,7 +216,8 @@ Image PlotFrameSizes(const std::string& title, const std::vector<PlotFrame>& fra
     DrawLegend(image, frames);
     Panel(image, c_Head, largest, frames);
     if (isZoomed) {
-        Write(image, c_Left, c_Head + panel, "the same, up to the largest frame without key frame and key picture");
+        Write(image, c_Left, c_Head + panel,
+              "the same, up to the largest frame that has neither a key frame nor a key picture");
         Panel(image, c_Head + panel + zoomHead, largestSmall, frames);
     }
     return image;

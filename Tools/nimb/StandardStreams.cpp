@@ -12,7 +12,8 @@ namespace Nimb::Tool {
 void OpenStandardStreams() {
     for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
         if (fcntl(stream, F_GETFD) == -1) {
-            // The lowest number that is free, which is this stream's. What is open for the other direction fails.
+            // Takes the lowest free number, which is this stream's. It is opened for the other direction, so its use
+            // fails.
             static_cast<void>(open("/dev/null", stream == STDIN_FILENO ? O_WRONLY : O_RDONLY));
         }
     }

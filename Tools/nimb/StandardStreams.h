@@ -3,11 +3,11 @@
 
 namespace Nimb::Tool {
 
-/// To be called first. A stream that the caller has closed is opened so that its use is an error: otherwise the next
-/// file would take its number, and with it what is printed.
+/// Call this first. A stream that the caller has closed is opened in a way that its use is an error. Otherwise the next
+/// file would take its number, and be given what is printed.
 void OpenStandardStreams();
 
-/// For what is printed beside the files that a command has written: that nobody wants to know is no failure.
+/// For what is printed besides the files that a command has written: it is not a failure when nobody reads it.
 void FlushRemarks();
 
 }  // namespace Nimb::Tool

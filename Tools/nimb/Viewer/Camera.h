@@ -41,7 +41,7 @@ Authoring::Vec3 EyeOf(const Camera& camera);
 /// To clip coordinates.
 Matrix ViewProjection(const Camera& camera, float aspect);
 
-// What the mouse does; steps are in parts of the picture's height.
+// What the mouse does; steps are fractions of the picture's height.
 void Orbit(Camera& camera, float dx, float dy);
 void Pan(Camera& camera, float dx, float dy);
 void Zoom(Camera& camera, float steps);

@@ -8,8 +8,8 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-/// How fast the clip is played, and how long the player may decode ahead first. It holds eight frames, and gets on
-/// with the next as one is taken: with eight meshes ready, none is late but on a very slow machine.
+/// How fast the clip is played, and how long the player may decode ahead first. It holds eight frames and decodes the
+/// next one when one is taken: with eight meshes ready, only a very slow machine is late.
 struct Pace {
     float speed;  // a power of two: times stay exact
     std::chrono::milliseconds start;
@@ -17,7 +17,7 @@ struct Pace {
 constexpr Pace c_Paces[] = {
     {16, std::chrono::milliseconds(80)}, {4, std::chrono::milliseconds(300)}, {1, std::chrono::milliseconds(1000)}};
 
-/// Without a new frame for so long, the player waits for one that does not come.
+/// After this long without a new frame, the player waits for one that never comes.
 constexpr std::chrono::seconds c_Patience{10};
 
 class Capture {
@@ -42,7 +42,7 @@ public:
             }
             lastFrame = Clock::now();
             if (!shown->number) {
-                throw std::runtime_error("the player shows a frame at a time that is no frame's");
+                throw std::runtime_error("the player shows a frame at a time that no frame of the clip has");
             }
             if (!OnFrame(playback, *shown->number, isLastTry)) {
                 return;

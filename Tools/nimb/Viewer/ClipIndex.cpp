@@ -13,7 +13,7 @@
 namespace Nimb::Tool {
 namespace {
 
-/// Rates that are taken from times, which files round.
+/// How far rates may be off that are computed from times, which files round.
 constexpr double c_RateTolerance = 0.002;
 
 bool HasMesh(const Authoring::ClipSample& sample) {
@@ -81,7 +81,7 @@ int ParseMoment(const ClipIndex& index, const std::string& text) {
     const bool isFrame = unit.empty() && value == std::floor(value);
     if (end == text.c_str() || !(value >= 0) || (!isFrame && unit != "s" && unit != "%")) {
         throw UsageError("--at: '" + text +
-                         "' is neither a frame number nor a time such as 1.5s nor a part such as 50%");
+                         "' is neither a frame number nor a time such as 1.5s nor a percentage such as 50%");
     }
     const double last = index.FrameCount() - 1;
     double frame = value;
@@ -93,7 +93,7 @@ int ParseMoment(const ClipIndex& index, const std::string& text) {
         frame = std::round(value / 100 * last);
     }
     if (frame > last) {
-        throw UsageError("--at: '" + text + "' lies beyond the end: the clip has frames 0 to " +
+        throw UsageError("--at: '" + text + "' is beyond the end: the clip has frames 0 to " +
                          std::to_string(index.FrameCount() - 1));
     }
     return static_cast<int>(frame);

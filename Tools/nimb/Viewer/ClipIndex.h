@@ -23,15 +23,15 @@ struct ClipIndex {
     double FrameRate() const noexcept { return static_cast<double>(rateNumerator) / rateDenominator; }
 };
 
-/// Reads the whole file. Throws Authoring::InputError when it is no MP4 file with video in it.
+/// Reads the whole file. Throws Authoring::InputError when it is not an MP4 file with video in it.
 ClipIndex ReadClipIndex(const std::string& path);
 
 /// The frame that a player at this speed shows at `scaledTime` (microseconds, as the player counts from the last
 /// start); none when no frame has that time.
 std::optional<int> FrameAtTime(const ClipIndex& index, std::int64_t scaledTime, double speed);
 
-/// "17" is frame 17, "1.5s" the frame shown at that time, "50%" that part of the clip. Throws UsageError, also when it
-/// lies beyond the end.
+/// "17" is frame 17, "1.5s" the frame shown at that time, "50%" the frame in the middle of the clip. Throws UsageError,
+/// also when it is beyond the end.
 int ParseMoment(const ClipIndex& index, const std::string& text);
 
 }  // namespace Nimb::Tool

@@ -48,7 +48,7 @@ ContactSheet::ContactSheet(std::vector<int> frames, std::vector<View> views, std
       m_Image(CellX(m_Frames.size()), CellY(m_Views.size())) {
     Fill(m_Image, c_Paper);
     for (std::size_t column = 0; column < m_Frames.size(); ++column) {
-        // The narrower the cells, the less is said.
+        // The narrower the cells, the shorter the label.
         for (const auto& [text, scale] : {std::pair(Label(m_Frames[column], frameRate), c_TextScale),
                                           std::pair(std::to_string(m_Frames[column]), c_TextScale),
                                           std::pair(std::to_string(m_Frames[column]), std::size_t{1})}) {

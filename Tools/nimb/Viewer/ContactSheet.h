@@ -21,7 +21,7 @@ public:
 
     /// The cell's own size; `row` and `column` count from the top left.
     void SetCell(std::size_t row, std::size_t column, const Authoring::Image& picture);
-    /// Says in every cell of the column that there is no such frame.
+    /// Labels every cell of the column as not shown.
     void SetMissing(std::size_t column);
 
     const Authoring::Image& Picture() const noexcept { return m_Image; }

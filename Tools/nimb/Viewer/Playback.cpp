@@ -97,8 +97,8 @@ std::optional<ShownFrame> Playback::Step() {
     return shown;
 }
 
-/// What the player says of its current frame may be of one whose picture has yet to come. That a picture was drawn into
-/// the texture is certain, and the player draws none but together with its mesh.
+/// What the player reports may be about a frame whose picture has yet to come. A picture in the texture is certain, and
+/// the player never draws one without its mesh.
 bool Playback::StepOnRenderThread() {
     GLuint query = 0;
     glGenQueries(1, &query);

@@ -24,7 +24,7 @@ struct PlaybackOptions {
 
 /// A frame that a render event put into the engine's objects.
 struct ShownFrame {
-    std::optional<int> number;  ///< none when its time is no frame's, as after a change of speed
+    std::optional<int> number;  ///< none when no frame has its time, as after a change of speed
     NimbFrameInfo info;
 };
 
@@ -49,8 +49,8 @@ public:
     float Speed() const noexcept { return m_Options.speed; }
     void SetComputeNormals(bool computeNormals);
 
-    /// Issues a render event and waits for it. The frame that it put into the engine's objects; none when these stayed
-    /// as they were.
+    /// Issues a render event, waits for it, and returns the frame that it put into the engine's objects; none when they
+    /// stayed as they were.
     std::optional<ShownFrame> Step();
 
     /// The last frame has been shown, and the sound is over.

@@ -13,7 +13,7 @@ namespace Nimb::Tool {
 enum class BackFaces {
     Show,
     Cull,
-    Mark,  ///< in a loud colour: triangles that are wound the wrong way, or the inside of a mesh
+    Mark,  ///< in a bright colour: triangles that are wound the wrong way, or the inside of a mesh
 };
 
 struct Appearance {

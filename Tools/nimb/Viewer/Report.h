@@ -1,4 +1,4 @@
-// What a run of playback was like.
+// How a run of playback went.
 #pragma once
 
 #include "Tools/nimb/Viewer/ClipIndex.h"
@@ -17,8 +17,8 @@ public:
     /// Keeps a reference.
     explicit Report(const ClipIndex& index) : m_Index(index) {}
 
-    /// A pass begins, or playback goes on after a pause: the time until the next frame is no gap. `speed`: 1 is the
-    /// clip's own.
+    /// A pass begins, or playback goes on after a pause: the time until the next frame does not count as a gap.
+    /// `speed`: 1 is the clip's own.
     void OnStart(bool isNewPass, float speed);
     void OnFrame(std::optional<int> number, Clock::time_point now);
     /// A render event that left the frame as it was.
@@ -31,7 +31,7 @@ public:
     /// Frames that came later than the next one's turn: by more than a frame's duration and a render event, measured
     /// from the frame that came soonest since the start.
     int Late() const noexcept { return m_Late; }
-    /// All but one frame in twenty came, and in time.
+    /// At least 19 of 20 frames came, and in time.
     bool HasKeptUp() const noexcept { return (m_Dropped + m_Late) * 20 <= m_Shown + m_Dropped; }
     double WantedRate() const noexcept { return m_Index.FrameRate() * m_Speed; }
     double MeanRate() const noexcept;  ///< frames per second between frames, without gaps of pauses; 0 when unknown

@@ -59,7 +59,7 @@ void OnMotion(const SDL_MouseMotionEvent& motion, float height, Input* pInput) {
 }
 
 bool InitializeVideo() {
-    SDL_SetHint(SDL_HINT_VIDEODRIVER, "x11");  // the one whose windows EGL's default display knows
+    SDL_SetHint(SDL_HINT_VIDEODRIVER, "x11");  // the one whose windows EGL's default display can use
     SDL_SetHint(SDL_HINT_NO_SIGNAL_HANDLERS, "1");
     return SDL_InitSubSystem(SDL_INIT_VIDEO) == 0;
 }

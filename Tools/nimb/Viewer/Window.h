@@ -28,7 +28,7 @@ enum class Action {
     ToggleOverlay,
 };
 
-/// What happened since the last look. Movements are in parts of the window's height.
+/// What happened since it was last asked. Movements are fractions of the window's height.
 struct Input {
     std::vector<Action> actions;
     float orbitX = 0, orbitY = 0;
@@ -45,7 +45,7 @@ public:
     /// False where there is no X11 display that can be opened.
     static bool IsPossible();
 
-    /// Throws OutputError when there can be no window. Sets EGL_PLATFORM to "x11".
+    /// Throws OutputError when no window can be opened. Sets EGL_PLATFORM to "x11".
     Window(const std::string& title, int width, int height);
     ~Window();
     Window(const Window&) = delete;
