@@ -15,7 +15,7 @@ void Check(bool good, const char* what) {
     }
 }
 
-/// The default display, ready for OpenGL ES. It is the process's and stays initialised.
+/// The default display, ready for OpenGL ES. The process shares it, so it stays initialised.
 EGLDisplay OpenDisplay() {
     const EGLDisplay display = eglGetDisplay(EGL_DEFAULT_DISPLAY);
     Check(display != EGL_NO_DISPLAY, "eglGetDisplay");

@@ -8,7 +8,7 @@
 
 namespace Nimb::EngineStandIn {
 
-/// Made, used and destroyed on the render thread; current there for as long as it exists.
+/// Created, used and destroyed on the render thread; current there as long as it exists.
 class GlContext {
 public:
     virtual ~GlContext() = default;
@@ -16,14 +16,14 @@ public:
     virtual void SwapBuffers() {}
 };
 
-/// Called on the render thread. Throws std::runtime_error when there is no context to be had.
+/// Called on the render thread. Throws std::runtime_error when no context can be made.
 using GlContextFactory = std::function<std::unique_ptr<GlContext>()>;
 
 /// A context without any display or window. Sets EGL_PLATFORM to "surfaceless" unless it is set, so that the default
 /// display, which the plug-in asks for, is the same one.
 std::unique_ptr<GlContext> MakeSurfacelessContext();
 
-/// A context for an X11 window, which outlives it; multisampled where that is to be had. EGL_PLATFORM must be "x11", so
+/// A context for an X11 window, which outlives it; multisampled where that is available. EGL_PLATFORM must be "x11", so
 /// that the default display, which the plug-in asks for, is the one that the window is on.
 std::unique_ptr<GlContext> MakeWindowContext(EGLNativeWindowType window);
 

@@ -102,7 +102,7 @@ void Player::CreateBuffers(const BufferSizes& sizes) {
     m_Plugin->SetUnityBuffers(m_Id, NativePointer(m_Objects.texture), sizes.textureWidth, sizes.textureHeight,
                               NativePointer(m_Objects.vertexBuffer), sizes.vertexCount,
                               NativePointer(m_Objects.indexBuffer), sizes.indexCount);
-    // Not before the new ones are in use: the plug-in fills what it was given at any time.
+    // Only once the new ones are in use: the plug-in may fill the old ones at any time.
     m_RenderThread.Run([&old] { Delete(old); });
 }
 

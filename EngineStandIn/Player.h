@@ -42,14 +42,14 @@ public:
     NimbFileInfo FileInfo() const;
     NimbFrameInfo FrameInfo() const;
 
-    /// Makes texture and buffers as large as the open file says that it needs, or of the given sizes, and hands them
-    /// over. The texture is black and the buffers are zeros until the first frame.
+    /// Creates texture and buffers in the sizes that the open file asks for, or in the given ones, and hands them over.
+    /// The texture is black and the buffers are zeros until the first frame.
     void CreateBuffers() { CreateBuffers(SizesFor(FileInfo())); }
     void CreateBuffers(const BufferSizes& sizes);
     const BufferSizes& Sizes() const noexcept { return m_Sizes; }
     static BufferSizes SizesFor(const NimbFileInfo& info);
 
-    /// Issues a render event and does not wait for it, as the engine does: calls that follow may fall into it.
+    /// Issues a render event without waiting for it, as the engine does: later calls may run at the same time.
     void PostRender();
 
     // ---- Render thread ----

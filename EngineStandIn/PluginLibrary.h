@@ -40,8 +40,8 @@ struct PluginFunctions {
 #undef NIMB_MEMBER
 };
 
-/// Keeps the library loaded. Throws std::runtime_error, naming what is missing, when it cannot be loaded or lacks a
-/// function.
+/// Keeps the library loaded. Throws std::runtime_error when it cannot be loaded or lacks a function, and names what is
+/// missing.
 class PluginLibrary {
 public:
     explicit PluginLibrary(const std::string& path);

@@ -37,8 +37,8 @@ public:
     /// Runs the function on the render thread, after those that came before, and does not wait for it.
     void Post(std::function<void()> function);
 
-    /// From now on renders frames on its own: calls `frame` every `interval`, between the functions that are run. None
-    /// stops that, and has stopped it when SetFrame returns.
+    /// From now on renders frames on its own: calls `frame` every `interval`, between the functions that are run. An
+    /// empty function stops that; SetFrame returns when it has stopped.
     void SetFrame(std::function<void()> frame, std::chrono::microseconds interval = {});
 
 private:

@@ -1,5 +1,5 @@
-// Owning pointers to FFmpeg's objects, and what its results mean. For implementation files alone: the headers of the
-// rooms above do not show FFmpeg to their users.
+// Owning pointers to FFmpeg's objects, and what its results mean. For implementation files only: headers that others
+// include do not expose FFmpeg.
 #pragma once
 
 #include <initializer_list>
@@ -52,9 +52,9 @@ AvPtr<T> Owned(T* pObject) {
 /// What a negative result means.
 std::string AvText(int result);
 
-/// Opens a file for reading: never what its name may be the address of, nor what it may refer to elsewhere. `format`:
-/// null to tell it by the content; `flags`: AVFMT_FLAG_...; `options`: of the format, by name. A negative result is
-/// FFmpeg's, and `context` is null then. `interrupt` is asked while the file is waited for.
+/// Opens a local file for reading, even if its name looks like a network address, and follows no references to other
+/// files. `format`: null to detect it from the content; `flags`: AVFMT_FLAG_...; `options`: of the format, by name. A
+/// negative result is FFmpeg's, and `context` is null then. `interrupt` is polled while waiting for the file.
 int OpenAvFile(const std::string& path, const AVInputFormat* format, int flags,
                std::initializer_list<std::pair<const char*, const char*>> options, AvPtr<AVFormatContext>& context,
                AVIOInterruptCB interrupt = {});

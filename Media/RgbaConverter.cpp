@@ -4,7 +4,7 @@ namespace Nimb::Media {
 namespace {
 
 int ColourMatrixOf(const AVFrame& frame) {
-    // From this height on video that does not say which colours it means is taken for high definition.
+    // From this height on, video that does not state its colour space is taken for high definition.
     constexpr int highDefinitionHeight = 720;
     switch (frame.colorspace) {
         case AVCOL_SPC_BT709:

@@ -8,7 +8,7 @@
 
 namespace Nimb::Media {
 
-/// One thread at a time. Players and readers of clips convert alike, but for their rounding.
+/// One thread at a time. Players and readers of clips convert alike, except for rounding.
 class RgbaConverter {
 public:
     /// `isAccurate`: rounds exactly, for readers; otherwise fast, for players.

@@ -1,5 +1,5 @@
-// The one reading of what callers name a file by: a plain path or a "file:" URI. The player reads a file's tail with it
-// and the desktop's extractor its samples, so that both find the same file.
+// How a caller's name for a file is read: as a plain path or a "file:" URI. The player's reader of a file's tail and
+// the desktop's extractor both use it, so that they find the same file.
 //
 //   plain path              as it is: any character, percent signs too
 //   file:/path              absolute or relative; no host

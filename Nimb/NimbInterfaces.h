@@ -124,14 +124,14 @@ protected:
     ~IStream() = default;
 };
 
-// Ids are exported objects: the managed side and other modules look them up by name.
+// Ids are exported objects, so that other modules can look them up by name.
 #if defined(_WIN32)
 #define NIMB_EXPORTED_OBJECT extern "C"
 #else
 #define NIMB_EXPORTED_OBJECT extern "C" __attribute__((visibility("default")))
 #endif
 
-// The only two interface ids that any QueryInterface recognises.
+// The only interface ids. Buffers recognise both, other objects none.
 NIMB_EXPORTED_OBJECT const _GUID IID_INimbAttributesCore;
 NIMB_EXPORTED_OBJECT const _GUID IID_INimbBuffer;
 

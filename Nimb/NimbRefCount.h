@@ -16,7 +16,7 @@ public:
     CNimbRefCount() noexcept = default;
     CNimbRefCount(const CNimbRefCount&) = delete;
     CNimbRefCount& operator=(const CNimbRefCount&) = delete;
-    virtual ~CNimbRefCount() = 0;  // a mix-in is no object by itself
+    virtual ~CNimbRefCount() = 0;  // a mix-in is not an object by itself
 
     /// Returns the new count. Asserts that destruction has not begun.
     virtual ULONG AddRef() {

@@ -1,5 +1,5 @@
-// Sound: decoded, and brought to the one form in which the codec gives it, whatever the track has: interleaved 16-bit
-// samples of 2 channels, 48000 a second.
+// Sound: decoded and, whatever the track has, converted to the codec's only output format: interleaved 16-bit samples,
+// 2 channels, 48000 a second.
 #include "Platform/Desktop/Decoder.h"
 #include "Platform/Desktop/Log.h"
 
@@ -87,7 +87,7 @@ private:
         }
     }
 
-    // Without data: what the resampler still holds.
+    // Without data, flushes what the resampler still holds.
     bool Convert(const uint8_t** data, int sampleCount, const Sink& sink) {
         const int capacity = m_Resampler != nullptr ? swr_get_out_samples(m_Resampler.get(), sampleCount) : 0;
         if (capacity <= 0) {

@@ -43,7 +43,7 @@ public:
 
     bool IsCallingBack() const { return t_CallingBack == this; }
 
-    /// No callback begins after this. Waits for one that runs, so it must not be called from it.
+    /// No callback begins after this. Waits for a running one, so do not call it from there.
     void Close() {
         std::unique_ptr<SoundDevice> device;
         const std::lock_guard<std::mutex> lock(m_DeviceMutex);

@@ -1,5 +1,5 @@
 // Calls a client back on a thread of its own, so that the callback neither waits for a picture to be decoded nor runs
-// inside a call that the client made, while anybody holds a lock.
+// inside a call of the client's or under anyone's lock.
 #pragma once
 
 #include <condition_variable>
@@ -19,13 +19,13 @@ public:
     CallbackThread& operator=(const CallbackThread&) = delete;
 
     void Post(std::function<void()> callback);
-    /// Drops what was posted and has not begun.
+    /// Drops calls that were posted but have not begun.
     void Cancel();
-    /// No callback begins after this. Waits for one that runs, unless it is the one that calls.
+    /// No callback begins after this. Waits for a running one, unless it is called from there.
     void Stop();
 
 private:
-    // What the thread needs. Its own, too: a callback may destroy the codec, and with it this object.
+    // What the thread needs, shared with it: a callback may destroy the codec, and this object with it.
     struct State {
         std::mutex mutex;  // guards all below
         std::condition_variable changed;

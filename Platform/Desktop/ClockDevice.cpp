@@ -1,4 +1,4 @@
-// Sound without a device: consumed and thrown away at the pace of the monotonic clock.
+// Sound without a device: consumed at the pace of the monotonic clock, and discarded.
 #include "Platform/Desktop/SoundDevice.h"
 #include "Platform/Desktop/ThreadName.h"
 
@@ -16,7 +16,7 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 constexpr std::chrono::milliseconds c_Period{10};
-// A device does not catch up on more than its own buffer either.
+// Catches up on no more than a buffer, as a device would.
 constexpr std::chrono::milliseconds c_MaxLag{50};
 
 class ClockDevice final : public SoundDevice {

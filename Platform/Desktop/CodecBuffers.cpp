@@ -11,7 +11,7 @@ namespace {
 
 constexpr size_t c_MaxReadyOutputs = 4;
 constexpr int64_t c_NoBuffer = -1;
-// A day: far enough, and no clock overflows.
+// A day: long enough, and no clock overflows.
 constexpr int64_t c_MaxTimeoutUs = int64_t{24} * 3600 * 1000000;
 
 Media::AvPtr<AVPacket> CopyToPacket(const uint8_t* data, size_t size) {
@@ -76,8 +76,8 @@ void CodecBuffers::BeginEpoch() {
     m_OutputRoom.notify_all();
 }
 
-// Waits until `ready()`, for `timeoutUs` at most when that is not negative. False when the epoch ended meanwhile; what
-// is ready is for the caller to look at once more.
+// Waits until `ready()`, for `timeoutUs` at most when that is not negative. False when the epoch ended meanwhile. The
+// caller checks again what is ready.
 template <class Ready>
 bool CodecBuffers::WaitFor(std::unique_lock<std::mutex>& lock, std::condition_variable& change, int64_t timeoutUs,
                            Ready ready) {

@@ -13,14 +13,14 @@ constexpr int c_MaxThreads = 4;
 constexpr int64_t c_MaxPixels = int64_t{8192} * 4352;  // the largest picture that H.264 knows
 // More units than any stream keeps inside: what is older was lost.
 constexpr size_t c_MaxUnitsInside = 64;
-// Errors in a row after which a decoder that still has not asked for input is left alone.
+// After this many errors in a row, a decoder that still does not ask for input is given up.
 constexpr int c_MaxErrors = 32;
 
 Media::AvPtr<AVCodecContext> OpenContext(const AVCodec& codec, const MediaFormat& format) {
     Media::AvPtr<AVCodecContext> context = Media::Owned(avcodec_alloc_context3(&codec));
     int result = avcodec_parameters_to_context(context.get(), format.parameters.get());
     // Threads that share a picture add no delay. A thread for each picture would hold back as many pictures as there
-    // are threads, and the player, which has only a few frames under way, would wait for them for ever.
+    // are threads, and the player, which has only a few frames under way, would wait for ever.
     context->thread_type = FF_THREAD_SLICE;
     context->thread_count = std::clamp(static_cast<int>(std::thread::hardware_concurrency()), 1, c_MaxThreads);
     context->max_pixels = c_MaxPixels;

@@ -25,7 +25,7 @@ struct DecodedBuffer {
 
 class Decoder {
 public:
-    /// Takes what was decoded, in order. False when nobody wants it any more, nor what would follow.
+    /// Takes what was decoded, in order. False when no more output is wanted.
     using Sink = std::function<bool(DecodedBuffer)>;
 
     /// Null, with a message, when the library cannot decode that format.
@@ -35,13 +35,13 @@ public:
     Decoder(const Decoder&) = delete;
     Decoder& operator=(const Decoder&) = delete;
 
-    /// A damaged unit gives nothing, and the next one is decoded. Throws std::bad_alloc.
+    /// A damaged unit yields nothing; decoding goes on with the next one. Throws std::bad_alloc.
     void Decode(AVPacket& unit, uint64_t number, int64_t timeUs, const Sink& sink);
-    /// Parameter sets and the like, which are no access unit.
+    /// Parameter sets and the like, which are not access units.
     void Configure(AVPacket& data);
-    /// The end of the stream: what is still inside comes out, and the decoder is as new.
+    /// The end of the stream: puts out what is still inside, and resets the decoder.
     void Drain(const Sink& sink);
-    /// Forgets what is inside.
+    /// Discards what is inside.
     virtual void Reset();
 
 protected:

@@ -2,7 +2,7 @@
 //
 // EGL_NATIVE_BUFFER_ANDROID means one of our codec's frames here: its pixels are uploaded into a texture of the current
 // context, top row first, and an image is made of that. The texture's name is given up at once: the image keeps the
-// pixels, and frees them when it is destroyed, whichever context is current then. All other targets are the driver's.
+// pixels, and frees them when it is destroyed, whichever context is current then. All other targets go to the driver.
 #include "Platform/Desktop/HandleTable.h"
 #include "Platform/Desktop/VideoFrame.h"
 

@@ -1,8 +1,8 @@
 // One table for all objects that the platform hands out as handles.
 //
-// A handle is a slot of the table and the generation of what stands in it, so a handle that outlives its object never
-// names another one. Whoever is inside a call on an object owns it together with the table: an object that is
-// destroyed meanwhile lives until that call returns.
+// A handle is a slot of the table and the generation of its contents, so a handle that outlives its object never names
+// another one. Whoever is inside a call on an object owns it together with the table: an object that is destroyed
+// meanwhile lives until that call returns.
 #pragma once
 
 #include <ml_types.h>
@@ -34,7 +34,7 @@ public:
         return std::dynamic_pointer_cast<T>(FindObject(handle));
     }
 
-    /// Takes a `T` out of the table. Of several threads that remove the same object one gets it, the others null.
+    /// Takes a `T` out of the table. When several threads remove the same object, one gets it and the others get null.
     template <class T>
     std::shared_ptr<T> Remove(MLHandle handle) {
         std::shared_ptr<T> found = Find<T>(handle);

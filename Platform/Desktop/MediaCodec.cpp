@@ -12,8 +12,7 @@
 namespace Nimb::Desktop {
 namespace {
 
-// Enough for the interleaving of common files: a second of one track may have to be passed before the other one's next
-// sample comes.
+// Enough for the interleaving of common files, where a second of one track may come before the other one's next sample.
 constexpr size_t c_VideoInputs = 8;
 constexpr size_t c_AudioInputs = 32;
 
@@ -105,7 +104,7 @@ MLResult MediaCodec::Flush() {
     if (m_State != State::Running) {
         return MLResult_UnspecifiedFailure;
     }
-    m_Buffers.Flush();  // what was rendered is the surface's, and stays to be acquired
+    m_Buffers.Flush();  // rendered frames belong to the surface and can still be acquired
     return MLResult_Ok;
 }
 

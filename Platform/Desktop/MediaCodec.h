@@ -22,7 +22,7 @@ public:
     ~MediaCodec() override { Destroy(); }
 
     void SetHandle(MLHandle handle) { m_Handle = handle; }
-    /// Null: none. Only the callbacks that tell of errors and of frames are ever made: buffers are dequeued.
+    /// Null: none. Only the callbacks for errors and frames are ever called, since buffers are dequeued.
     void SetCallbacks(const MLMediaCodecCallbacks* callbacks, void* userData);
 
     MLResult Configure(const MediaFormat& format);
@@ -52,7 +52,7 @@ private:
     CodecBuffers m_Buffers;
     SurfaceQueue m_Surface;
 
-    // Makes a frame's way from the buffers to the surface one step, which a stop comes before or after.
+    // Makes moving a frame from the buffers to the surface one step: a stop comes before it or after it.
     std::mutex m_RenderMutex;
 
     std::mutex m_CallbacksMutex;  // guards the two below

@@ -63,7 +63,7 @@ MLResult MLMediaCodecSetSurfaceHint(MLHandle handle, MLMediaCodecSurfaceHint hin
     });
 }
 
-// There is no decryption: a crypto object other than none is refused.
+// There is no decryption: crypto objects are refused.
 MLResult MLMediaCodecConfigure(MLHandle handle, MLHandle format_handle, MLHandle crypto) {
     return CallOn<MediaCodec>(handle, [&](MediaCodec& codec) -> MLResult {
         const auto format = HandleTable::Get().Find<MediaFormat>(format_handle);

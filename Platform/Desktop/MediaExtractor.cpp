@@ -18,15 +18,14 @@ namespace {
 constexpr AVRational c_Microseconds = {1, 1000000};
 constexpr int64_t c_NoSample = -1;
 
-// What a decoder should be ready for when the sample sizes say less, as in fragmented files, where they are not known
-// beforehand.
+// The smallest input size to announce. In fragmented files, the sample sizes are not known beforehand.
 constexpr size_t c_MinVideoSampleSize = size_t{256} << 10;
 constexpr size_t c_MinAudioSampleSize = size_t{64} << 10;
-// Beyond this a sample is no frame but damage.
+// Samples larger than this are damage, not frames.
 constexpr size_t c_MaxSampleSize = size_t{256} << 20;
 
-// By how much a sample grows at most on its way to a byte stream: parameter sets come in front, and start codes take
-// the place of lengths, which may be shorter.
+// How much a sample can grow when it becomes a byte stream: parameter sets are put in front, and start codes replace
+// lengths, which may be shorter.
 size_t ByteStreamSize(size_t sampleSize, const AVCodecParameters& parameters) {
     return sampleSize * 4 + static_cast<size_t>(std::max(parameters.extradata_size, 0)) + AV_INPUT_BUFFER_PADDING_SIZE;
 }
@@ -81,7 +80,7 @@ int MediaExtractor::IsAborted(void* self) {
 
 Media::AvPtr<AVFormatContext> MediaExtractor::OpenContext(const std::string& path) {
     Media::AvPtr<AVFormatContext> context;
-    // Samples are wanted as the file has them: nothing is to be parsed, nor made up.
+    // Samples are wanted as the file has them: not parsed, not repaired.
     const int result = Media::OpenAvFile(path, av_find_input_format("mp4"),
                                          AVFMT_FLAG_NOPARSE | AVFMT_FLAG_NOFILLIN | AVFMT_FLAG_DISCARD_CORRUPT,
                                          {{"ignore_editlist", "1"}}, context, {IsAborted, this});
@@ -136,7 +135,7 @@ MLResult MediaExtractor::SetDataSource(const std::string& uri) {
     std::vector<Track> tracks;
     for (unsigned i = 0; i < context->nb_streams; ++i) {
         AVStream* const stream = context->streams[i];
-        // A cover picture is no track of the file.
+        // A cover picture is not a track of the file.
         if ((stream->disposition & AV_DISPOSITION_ATTACHED_PIC) == 0) {
             tracks.push_back(OpenTrack(stream));
         }
@@ -165,7 +164,7 @@ size_t MediaExtractor::MaxSampleSize(const Track& track) const {
     const int count = avformat_index_get_entries_count(track.stream);
     for (int i = 0; i < count; ++i) {
         const AVIndexEntry* const entry = avformat_index_get_entry(track.stream, i);
-        // Sizes that the file cannot back are not worth memory.
+        // No memory for sizes larger than the file.
         if (entry->size > 0 && entry->size <= fileSize) {
             largest = std::max(largest, static_cast<size_t>(entry->size));
         }
@@ -281,7 +280,7 @@ bool MediaExtractor::ReadNext() {
         if (track == nullptr || !track->selected) {
             continue;
         }
-        // To a filter an empty packet would be the end of the stream.
+        // A filter would take an empty packet for the end of the stream.
         if (track->filter == nullptr || m_Packet->size == 0) {
             return true;
         }
@@ -327,7 +326,7 @@ int64_t MediaExtractor::SampleTimeUs() {
     if (time == AV_NOPTS_VALUE) {
         return 0;
     }
-    // Below 0 stands for "no sample"; what lies before the start is shown at the start.
+    // Times below 0 would mean "no sample", so a sample before the start is given time 0.
     return std::max<int64_t>(av_rescale_q(time, TrackOfPacket()->stream->time_base, c_Microseconds), 0);
 }
 

@@ -1,8 +1,8 @@
 // Reads the samples of an MP4 file in file order.
 //
 // libavformat's order is the file's as long as the tracks run within a second of each other; tracks that are further
-// apart are brought together. Edit lists are left aside, so every sample of the file is seen, from time 0 on, the same
-// ones after each seek to the start.
+// apart are brought together. Edit lists are ignored, so every sample of the file is delivered, from time 0 on, and the
+// same ones after each seek to the start.
 #pragma once
 
 #include "Media/Av.h"

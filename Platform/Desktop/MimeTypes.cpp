@@ -1,4 +1,4 @@
-// MIME types: the table of those that have a name of their own; all others are "kind/x-name of the codec".
+// MIME types: a table of the usual ones; all others are "kind/x-NAME" with the codec's name.
 #include "Platform/Desktop/MimeTypes.h"
 
 namespace Nimb::Desktop {

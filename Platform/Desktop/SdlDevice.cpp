@@ -16,7 +16,7 @@ constexpr uint16_t c_PeriodFrames = 512;
 
 void IgnoreAlsaMessage(const char*, int, const char*, int, const char*, ...) {}
 
-// ALSA tells standard error at length that there is no sound card; that is for our own log to say.
+// ALSA complains at length on standard error when there is no sound card; our own log says so instead.
 void SilenceAlsa() {
     using Handler = void (*)(const char* file, int line, const char* function, int error, const char* format, ...);
     using SetHandler = int (*)(Handler);
@@ -30,7 +30,7 @@ void SilenceAlsa() {
     }
 }
 
-// SDL's counts of who uses it are not made for several threads.
+// SDL's use counts are not thread-safe.
 std::mutex& SdlMutex() {
     static std::mutex* const mutex = new std::mutex;
     return *mutex;

@@ -10,7 +10,7 @@ namespace {
 
 constexpr float c_FullScale = 32768.0f;
 constexpr uint32_t c_MaxBufferSize = 16u << 20;
-// Faster than this nothing is heard; the stream could not keep up with its own position.
+// Nothing can be heard at higher speeds, and the stream could not keep up with its own position.
 constexpr double c_MaxPitch = 1000.0;
 
 bool IsFloat(const MLAudioBufferFormat& format) {

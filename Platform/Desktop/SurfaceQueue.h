@@ -19,7 +19,8 @@ public:
 
     /// The frame last acquired has number 0 again.
     void Configure();
-    /// Rendered frames that nobody acquires are kept across a codec's flush, up to c_MaxRendered; then the oldest goes.
+    /// Rendered frames that nobody acquires are kept across a codec's flush, up to c_MaxRendered; beyond that, the
+    /// oldest is dropped.
     void Push(std::shared_ptr<VideoFrame> frame);
     /// The oldest frame gets a handle.
     MLResult Acquire(MLHandle* outFrame);

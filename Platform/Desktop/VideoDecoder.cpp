@@ -14,7 +14,7 @@ public:
 protected:
     bool OnFrame(const AVFrame& frame, uint64_t number, const int64_t* timeUs, const Sink& sink) override {
         if (timeUs == nullptr) {
-            return true;  // a second picture of one unit, or of one given up: there is no mesh for it
+            return true;  // a second picture of one unit, or of a unit that was given up: there is no mesh for it
         }
         std::shared_ptr<VideoFrame> converted = m_Pool->Take(frame.width, frame.height);
         if (!m_Converter.Convert(frame, converted->pixels.get(), converted->stride)) {

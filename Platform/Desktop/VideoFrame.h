@@ -31,7 +31,7 @@ class VideoFramePool : public std::enable_shared_from_this<VideoFramePool> {
 public:
     VideoFramePool();
 
-    /// A frame of which the caller is the only owner. It finds back by itself, also after the pool is gone.
+    /// A frame that the caller alone owns. It returns by itself, even after the pool is gone.
     std::shared_ptr<VideoFrame> Take(int width, int height);
 
 private:

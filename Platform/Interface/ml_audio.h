@@ -29,9 +29,9 @@ ML_API MLResult MLAudioCreateSoundWithOutputStream(const MLAudioBufferFormat* fo
 ML_API MLResult MLAudioStartSound(MLHandle sound);
 ML_API MLResult MLAudioStopSound(MLHandle sound);
 ML_API MLResult MLAudioDestroySound(MLHandle sound);
-/// 0 is silence, 1 the sound as it is.
+/// 0 is silence, 1 leaves the sound as it is.
 ML_API MLResult MLAudioSetSoundVolumeLinear(MLHandle sound, float volume);
-/// 1 is the sound as it is, 2 an octave up and twice as fast.
+/// 1 leaves the sound as it is, 2 is an octave up and twice as fast.
 ML_API MLResult MLAudioSetSoundPitch(MLHandle sound, float pitch);
 /// The buffer to fill next. Streams are double-buffered: refused while both buffers wait to be played, which is what
 /// paces the caller.
