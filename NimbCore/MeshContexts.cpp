@@ -1,7 +1,7 @@
 // What the reader keeps of its sub-meshes between frames: how much it may be, and what is given back.
 //
-// Every frame settles the account of its context, however it ended: a context counts for the storage that it holds. A
-// frame that does not get past the ceiling, or fails otherwise, thus costs what it left behind and no more.
+// Every frame settles the account of its context, however it ended: a context counts for the storage that it holds. So
+// a frame that hits the ceiling, or fails otherwise, costs only what it left behind.
 //
 // Vertices that a stream does not deliver are zeros, so a few bytes can claim millions of them. They are all alike, and
 // between frames one stands for all (FoldTail). The next delta frame gets them back (UnfoldTail).
@@ -81,8 +81,8 @@ UINT64 ContextCost(UINT64 numVertices, UINT64 indexBytes) {
 
 }  // namespace
 
-/// Whether `ctx` may grow to these sizes. Contexts that no delta frame can use, since no index section of theirs was
-/// ever complete, make room for it.
+/// Whether `ctx` may grow to these sizes. Contexts without a complete index section, which no delta frame can use, are
+/// dropped to make room.
 bool CNimbMeshReader::MakeRoom(const CNimbMeshReaderCtx& ctx, UINT64 numVertices, UINT64 indexBytes) {
     const auto fits = [&] {
         return m_ContextBytes - ctx.m_AccountedBytes + ContextCost(numVertices, indexBytes) <= c_MaxContextBytes;

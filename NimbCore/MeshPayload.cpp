@@ -1,6 +1,6 @@
 // FindCompressedMesh: finds the mesh NAL unit in a video sample and removes its escaping.
 //
-// The unit, offsets from its start code; Authoring/MeshNalUnit writes it, Docs/format.md has the reasons:
+// The unit, offsets from its start code; Authoring/Codec/MeshPayload.cpp writes it, Docs/format.md has the reasons:
 //
 //     0  00 00 01      start code
 //     3  18 or 15      NAL header, the whole byte

@@ -87,8 +87,8 @@ public:
         return *this;
     }
     CComPtr& operator=(CComPtr&& other) noexcept {
-        // As in Assign: nothing between two pointers to the same object, and the old one goes last. It may be the one
-        // that holds `other`, or look at this pointer on its way out.
+        // As in Assign: nothing happens between two pointers to the same object, and the old object is released last.
+        // It may be the one that holds `other`, or look at this pointer while it is destroyed.
         if (this->p != other.p) {
             T* const old = std::exchange(this->p, other.Detach());
             if (old != nullptr) {

@@ -1,5 +1,5 @@
-// Byte buffers, their allocator, the in-memory stream, and access to what a volumetric file hides in its container: the
-// mesh payload of a video sample and the file attribute atom.
+// Byte buffers, their allocator, the in-memory stream, and access to what a volumetric file carries in its container:
+// the mesh payload of a video sample and the file attribute atom.
 #pragma once
 
 #include "Nimb/NimbInterfaces.h"

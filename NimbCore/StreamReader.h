@@ -30,8 +30,8 @@ HRESULT ReadField(IStream* pStream, T* pField) {
     return ReadField(pStream, pField, &read);
 }
 
-/// Reads up to `count` elements into `out`, which grows only as the stream delivers: a count that the stream does not
-/// back costs nothing. On return `out` holds the whole elements delivered. E_UNEXPECTED when the count is beyond
+/// Reads up to `count` elements into `out`, which grows only as the stream delivers: a count beyond the end of the
+/// stream costs nothing. On return `out` holds the whole elements delivered. E_UNEXPECTED when the count is beyond
 /// c_MaxBufferBytes.
 template <class T>
 HRESULT ReadBacked(IStream* pStream, UINT64 count, std::vector<T>& out) {
@@ -56,7 +56,7 @@ HRESULT ReadBacked(IStream* pStream, UINT64 count, std::vector<T>& out) {
     return S_OK;
 }
 
-/// Reads the CodeWords(numBits) words of a code stream. E_UNEXPECTED when the stream does not back them.
+/// Reads the CodeWords(numBits) words of a code stream. E_UNEXPECTED when the stream ends before that.
 inline HRESULT ReadCodeWords(IStream* pStream, UINT32 numBits, std::vector<UINT32>& words) {
     const UINT32 numWords = CodeWords(numBits);
     const HRESULT hr = ReadBacked(pStream, numWords, words);

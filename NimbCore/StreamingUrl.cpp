@@ -10,7 +10,7 @@
 namespace NimbCrossPlatform {
 namespace {
 
-// Configuration: whoever ships a content service puts its origins here. These names are reserved and reach nobody.
+// Configuration: put the origins of your content service here. These names are reserved and belong to nobody.
 constexpr std::array<std::string_view, 3> c_Origins = {
     "https://volumetric-streaming.example.com",
     "https://content-cdn.example.com",

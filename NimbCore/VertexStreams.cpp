@@ -185,8 +185,8 @@ HRESULT ReadQuantisedRecords(CNimbMeshReaderCtx* pCtx, IStream* pStream, const C
     return hr;
 }
 
-/// Gives an array `count` elements of any value. Storage stays from key frame to key frame while their sizes are alike,
-/// and goes when it is far too large.
+/// Gives an array `count` elements of any value. Storage is kept from key frame to key frame while their sizes are
+/// similar, and freed when it is far too large.
 template <class T>
 void ResizeForOverwrite(std::vector<T>& array, std::size_t count) {
     constexpr std::size_t sparePlaces = 65536;

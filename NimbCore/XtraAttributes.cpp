@@ -1,6 +1,6 @@
 // ReadXtraAttributes: the file attribute atom, named values whose names are attribute ids in text form.
 //
-// An entry, offsets from its name; Authoring/AttributeAtom writes it:
+// An entry, offsets from its name; Authoring/Codec/XtraAttributes.cpp writes it:
 //
 //     0  38 bytes   "{...}", the id in registry form, upper case
 //    38  2 bytes    not examined
@@ -120,7 +120,7 @@ bool ReadAllRows(std::string_view block, INimbAttributesCore* attributes) {
         std::printf("ReadXtraAttributes: didn't find Xtra atom\n");
         return false;
     }
-    // Deliberate: box sizes are not looked at, and everything behind the type belongs to the search.
+    // Deliberate: box sizes are not looked at, and everything after the type is searched.
     const std::string_view region = block.substr(atom);
     for (const Row& row : rows) {
         if (!ReadRow(row, region, attributes)) {

@@ -19,7 +19,7 @@ void WriteFrameHeader(const CStreamingMeshHeader& header, ByteWriter& out) {
     const bool temporal = version.m_MeshHeaderVersion == HeaderVersion::c_MeshHeaderVersion_Temporal;
     const bool counts = temporal || version.m_MeshHeaderVersion == HeaderVersion::c_MeshHeaderVersion_KeyFrame;
     if (!counts && version.m_MeshHeaderVersion != HeaderVersion::c_MeshHeaderVersion_DeltaFrame) {
-        throw std::invalid_argument("a mesh frame header has version 5, 6 or 7");
+        throw std::invalid_argument("a mesh frame header must have version 5, 6 or 7");
     }
 
     out.U8(version.m_VertexVersion);

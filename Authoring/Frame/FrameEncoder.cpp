@@ -153,7 +153,7 @@ EncodedFrame FrameEncoder::EncodeKey(const Mesh& mesh, const KeyFrameOptions& op
     CheckMesh(mesh);
     CheckOptions(mesh, options);
     if (options.indices && IsStrips(*options.indices) && !mayBeStrips) {
-        throw std::invalid_argument("a strip frame has room for no option, and does not go into a temporal frame");
+        throw std::invalid_argument("strip frames take no options, and cannot be part of a temporal frame");
     }
 
     const TopologyChoice choice{options.indices, mayBeStrips, options.keepVertexOrder, options.normals ? 20u : 12u};
@@ -202,7 +202,7 @@ Mesh FrameEncoder::OrderedForDelta(const SubMeshState& state, const Mesh& mesh, 
     CheckMesh(mesh);
     CheckOptions(mesh, options);
     if (mesh.positions.size() != state.texCoords.size()) {
-        throw std::invalid_argument("a delta frame has as many vertices as the key frame before it");
+        throw std::invalid_argument("a delta frame needs as many vertices as the key frame before it");
     }
     return {Reordered(mesh.positions, state.topology.vertexOrder),
             Reordered(mesh.texCoords, state.topology.vertexOrder),
