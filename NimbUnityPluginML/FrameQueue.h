@@ -1,13 +1,13 @@
 // The decoded mesh frames that wait for their texture frames, the one that is current, and the slots that bound them.
 //
 // At most c_MaxMeshFrames video samples are on their way as meshes: each takes a slot before it goes to the mesh thread
-// and gives it back when its frame leaves the queue. A sample whose mesh is lost keeps its slot until Clear or the next
-// loop; as many lost meshes in one pass stall playback, and Rewind or Close revives it.
+// and gives it back when its frame leaves the queue. A sample whose mesh is lost keeps its slot until Clear, the next
+// loop or the next file; c_MaxMeshFrames lost meshes in one run through the file stall playback until Rewind or Close.
 //
 // Samples of a file that was closed, or from before a rewind, may still be on their way. Each sample carries a ticket
 // that says where it belongs. A sample of an earlier file gets no number; one from before a rewind gets its number,
-// which the codec has counted too. Neither is queued, and both give their slot back at once: frames that no picture
-// comes for would keep the slots, and playback would wait for them for ever.
+// which the codec has counted too. Neither is queued, and both give their slot back at once: frames without a picture
+// would keep their slots, and playback would wait for ever.
 //
 // Lock order: the frames' mutex before the slots' mutex.
 #pragma once
@@ -81,7 +81,8 @@ public:
     Matched Match(std::int64_t textureFrameNumber, std::atomic<bool>* pPendingRestart);
 
     /// The texture frames up to this number are gone. When no slot is free, queued frames up to it give theirs back:
-    /// without a slot no further texture frame would come, and without one nobody would take them from the queue.
+    /// without a slot no further texture frame would come, and without a texture frame nobody would take them from the
+    /// queue.
     void DropPassed(std::int64_t textureFrameNumber);
 
     /// The texture frame that was to come next is gone: a platform may drop at a flush what nobody acquired, and a

@@ -4,7 +4,7 @@
  * thread); the functions behind the render events belong to the engine's render thread, with its EGL context current.
  * Calls into a player return within a bounded time, whatever its worker threads are doing. Booleans are one byte, 0 or
  * 1; records have the platform's natural alignment, and their sizes are part of the interface. Nothing here throws: a
- * call that runs out of memory or of threads fails, the log says so, and the player can be used further.
+ * call that runs out of memory or threads fails, the log says so, and the player stays usable.
  *
  * Usual order:
  *   UnityPluginLoad, UnitySetGraphicsDevice        by the engine, at load
@@ -34,7 +34,7 @@ extern "C" {
 
 /* What OpenQuorObject is told; copied whole. Bytes without a name are carried and not interpreted: leave them 0. */
 typedef struct NimbOpenInfo {
-    uint8_t disableAudio; /* not 0: the audio track is left alone */
+    uint8_t disableAudio; /* not 0: play without sound */
     uint8_t reserved1[4];
     uint8_t autoLoop; /* not 0: play again from the start at the end of the file */
     uint8_t reserved6[4118];
@@ -105,14 +105,14 @@ NIMB_API uint8_t PauseQuorObject(int id);
 NIMB_API uint8_t RewindQuorObject(int id);
 /* 1 is normal speed, 0.5 half of it. Takes effect without a jump. */
 NIMB_API void SetClockScale(int id, float scale);
-/* 0 is silence, 1 the sound as it is. 0: no such player, no sound, or refused by the platform. */
+/* 0 is silence, 1 leaves the sound as it is. Returns 0: no such player, no sound, or refused by the platform. */
 NIMB_API uint8_t SetAudioVolume(int id, float volume);
 NIMB_API uint8_t GetQuorObjectFrameInfo(int id, NimbFrameInfo* info);
-/* 0 also when the attribute atom lacks a required value; the fields behind it are then left alone. */
+/* 0 also when the attribute atom lacks a required value; what would be read after it is then left alone. */
 NIMB_API uint8_t GetQuorObjectFileInfo(int id, NimbFileInfo* info);
 NIMB_API int GetQuorState(int id);
-/* Whether uploads compute smooth normals (the default). Set before the first Open, the frames are decoded accordingly;
- * changed later, frames are converted. */
+/* Whether uploads compute smooth normals (the default). Set before the first Open, it also decides how frames
+ * are decoded. Changed later, it changes only uploads: off, frames that were decoded without normals get 0. */
 NIMB_API uint8_t SetComputeNormals(int id, uint8_t computeNormals);
 
 /* Texts for diagnostics; the result is static. */
@@ -139,7 +139,8 @@ typedef void (*NimbRenderEventFunc)(int eventId);
 /* The event to issue each frame: the event id is the player's id. It copies the next video frame and the mesh of the
  * same number into the engine's objects. GL state that it leaves changed: blending and face culling
  * disabled, all colours written, viewport and clear colour, the current program, array and element array buffer, vertex
- * array 0 with its attribute 0 enabled, the external texture of unit 0. The framebuffer is put back. */
+ * array 0 with its attribute 0 enabled, texture unit 0 active and its external texture. The framebuffer is restored.
+ */
 NIMB_API NimbRenderEventFunc GetUnityRenderModeEventFunc(void);
 NIMB_API void OnUnityRenderModeEvent(int eventId);
 /* An event that only logs. */

@@ -68,7 +68,7 @@ void QuorObject::OnUnityRender(EGLContext unityContext) {
     std::uint64_t number = 0;
     if (MLMediaCodecGetFrameNumber(m_RenderCodec, &number) != MLResult_Ok) {
         NIMB_LOG_INFO("[%i] OnUnityRender: MLMediaCodecGetFrameNumber failed", m_id);
-        m_MeshFrames.DropFirst();  // nobody knows which texture this was: it is as good as gone
+        m_MeshFrames.DropFirst();  // nobody knows which texture this was, so it counts as gone
         return;
     }
     // The codec counts from 1, meshes from 0.

@@ -71,7 +71,7 @@ bool QuorObject::Open(const char* path, const NimbOpenInfo* info) {
         NIMB_LOG_ERROR("[%i] QuorObject::Open: %s", m_id, error.what());
     }
     if (!opened) {
-        // The state stays as it was, and so that the next Open finds nothing in its way, what was made goes again.
+        // The state stays as it was, and what was created is released, so that nothing is in the way of the next Open.
         ReleaseMedia();
         return false;
     }
@@ -103,7 +103,7 @@ bool QuorObject::OpenMedia(const char* path) {
         return false;
     }
     StartWorkers();
-    // What the file before has left: its workers sleep.
+    // Releases what the previous file left; its workers sleep.
     m_Clock.Restart();
     m_durationUs = 0;
     m_VideoEndQueued = false;
@@ -116,7 +116,7 @@ bool QuorObject::OpenMedia(const char* path) {
 /// Starts those that do not exist. When it throws, those that it started sleep, and the next Open starts the rest.
 void QuorObject::StartWorkers() {
     if (!m_MeshThread.joinable()) {
-        // Fixed for the thread's life: frames that later settings do not agree with are converted by the upload.
+        // Fixed for the thread's life: the upload converts frames where a later setting differs.
         const UINT32 vertexFormat = m_computeNormals ? 0x0D : 0x0F;
         const NIMBCORE::CComPtr<INimbBufferAllocator> allocator(new NimbCrossPlatform::BufferAllocator);
         m_meshReader.Initialize(allocator, vertexFormat);
@@ -277,7 +277,7 @@ void QuorObject::ReleaseMedia() {
     ReleaseSound();
     m_Abandon = false;
     m_framesAvailable = 0;
-    m_MeshFrames.BeginFile();  // meshes that are still being decoded belong to nothing any more
+    m_MeshFrames.BeginFile();  // meshes that are still being decoded no longer belong to anything
     ClearMeshFrames();
 }
 

@@ -13,7 +13,7 @@ constexpr std::int64_t c_AudioTrack = 1;
 constexpr std::int64_t c_NoTrack = -1;
 constexpr std::int64_t c_NoTimeout = -1;
 
-/// How long the thread rests when there is nothing that it could do or wait for.
+/// How long the thread rests when there is nothing to do or to wait for.
 constexpr std::chrono::milliseconds c_Rest{10};
 
 /// The same when there is no memory for a sample, before it is tried again.
@@ -63,7 +63,7 @@ void QuorObject::PlaybackIteration() {
         case c_VideoTrack:
             return FeedVideo(scaledTime);
         default:
-            // No track of ours, and nothing moves the extractor on: playback stalls here until it is rewound or closed.
+            // Not one of our tracks, and nothing moves the extractor on: playback stalls here until a rewind or close.
             m_PlaybackWorker.Pause(c_Rest);
     }
 }
@@ -155,7 +155,7 @@ bool QuorObject::DequeueInput(MLHandle codec, std::int64_t* pIndex) {
         return true;
     }
     *pIndex = -1;
-    m_PlaybackWorker.Pause(c_Rest);  // a codec that keeps refusing must not keep a processor busy
+    m_PlaybackWorker.Pause(c_Rest);  // a codec that keeps refusing must not use up processor time
     return false;
 }
 
@@ -223,9 +223,9 @@ void QuorObject::FeedVideo(std::int64_t scaledTime) {
     MLMediaExtractorAdvance(m_extractor);
 }
 
-/// Waits for a slot, as long as the player is not to stop. When the decoder takes samples and yields nothing, the
-/// meshes that wait for its pictures give theirs up one by one: with more pictures in a row that cannot be decoded than
-/// there are slots, or a decoder that wants more samples than that first, playback would otherwise stand still.
+/// Waits for a slot until the player is told to stop. When the decoder takes samples but yields nothing, the meshes
+/// that wait for its pictures give up their slots one by one. Otherwise playback would stall when more pictures in a
+/// row are undecodable than there are slots, or when a decoder wants more samples than that before its first picture.
 bool QuorObject::TakeMeshSlot() {
     bool wasFreed = false;
     const auto isCancelled = [this] { return m_Abandon || m_PlaybackWorker.ExitRequested(); };

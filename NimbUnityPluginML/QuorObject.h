@@ -64,7 +64,7 @@ public:
     bool GetFileInfo(NimbFileInfo* info);
     State GetState() const noexcept { return m_state; }
 
-    /// Argument order unlike the exported function's, which puts the texture first. Returns 1.
+    /// The exported function takes the texture first. Returns 1.
     int SetUnityBuffers(void* vb, int vbSize, void* ib, int ibSize, void* tex, int width, int height);
 
     /// Drops all decoded frames and gives back every slot, those of lost frames included. Any thread.
@@ -187,8 +187,8 @@ private:
 
     // The video codec as render events know it. An event holds the mutex from before it acquires a frame until it has
     // released it; whoever is about to destroy the codec takes it away here first, and so waits for the event. The
-    // frame queue turns to another file only while there is no codec here: number and meshes of an event are of one
-    // file.
+    // frame queue moves to another file only while there is no codec here, so an event's number and meshes belong to
+    // one file.
     std::mutex m_RenderMutex;                    // guards the next two
     MLHandle m_RenderCodec = ML_INVALID_HANDLE;  // m_videoCodec, or none while a file is opened or closed
     std::int64_t m_textureFrameNumber = -1;      // of the texture frame last taken
@@ -216,7 +216,7 @@ private:
     std::int64_t m_VideoInput = -1;
     std::int64_t m_AudioInput = -1;
 
-    // Playback thread, and the script thread while that sleeps: whether the codec was told of the end of this pass.
+    // Playback thread, and the script thread while that sleeps: whether the codec was told the end of this pass.
     bool m_VideoEndQueued = false;
     bool m_AudioEndQueued = false;
 

@@ -11,13 +11,13 @@ namespace {
 constexpr std::int64_t c_NoTimeout = -1;
 constexpr std::int64_t c_NanosecondsPerMillisecond = 1000000;
 
-/// No two frames of a file are further apart. At slow speeds the gap is as much longer.
+/// No two frames of a file are further apart than this. At slow speeds the gap is longer in proportion.
 constexpr std::int64_t c_LongestGapUs = 3600 * std::int64_t{1000000};
 
 /// How long a decoder may take samples and yield nothing before it counts as stuck.
 constexpr std::int64_t c_Patience = 1000000000;
 
-/// How long the thread rests when the codec refuses, so that a refusal does not keep a processor busy.
+/// How long the thread rests when the codec refuses, so that refusals do not use up processor time.
 constexpr std::chrono::milliseconds c_Rest{10};
 
 std::int64_t MonotonicNanoseconds() {
@@ -26,7 +26,7 @@ std::int64_t MonotonicNanoseconds() {
     return std::int64_t{now.tv_sec} * 1000000000 + now.tv_nsec;
 }
 
-/// Times of a scaled clock can be of any size. Their differences are what counts, and those survive a wrap.
+/// Times of a scaled clock can be of any size. Only their differences count, and those survive a wrap.
 std::int64_t WrappingAdd(std::int64_t a, std::int64_t b) {
     return static_cast<std::int64_t>(static_cast<std::uint64_t>(a) + static_cast<std::uint64_t>(b));
 }
@@ -93,10 +93,10 @@ void QuorObject::VideoIteration() {
     MLMediaCodecReleaseOutputBuffer(codec, index, info.size != 0);
 }
 
-/// Waits until a frame with this time is due. The first one after a start or restart sets the clock, and so does one
-/// that is further from being due, or further past it, than frames ever lie apart: a change of scale between two
-/// samples whose times do not ascend, as those of picture and sound need not, puts the later one at any time at all. A
-/// request to sleep ends the wait: the frame in hand is then shown early.
+/// Waits until a frame with this time is due. The first frame after a start or restart sets the clock. So does a frame
+/// that is due, or was due, further away than frames ever lie apart: when the scale changes between two samples whose
+/// times do not ascend, as with picture and sound, the later one can end up at any time at all. A request to sleep ends
+/// the wait: the frame in hand is then shown early.
 void QuorObject::PaceVideo(std::int64_t time) {
     const std::int64_t now = MonotonicNanoseconds();
     const std::int64_t start = m_renderStart;
@@ -113,8 +113,8 @@ void QuorObject::PaceVideo(std::int64_t time) {
     }
 }
 
-/// Whether the decoder, with samples in hand, has kept the video thread waiting so long that it must be taken to want
-/// more of them. Not while pictures wait for render events, or for their time.
+/// Whether the decoder has had samples for so long without yielding a picture that it must want more of them. Not while
+/// pictures wait for render events or for their time.
 bool QuorObject::IsPictureOverdue() const {
     const std::int64_t since = m_PictureAwaitedSince;
     return m_state == Playing && m_framesAvailable == 0 && since != c_NoPictureAwaited &&

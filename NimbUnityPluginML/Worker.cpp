@@ -7,7 +7,7 @@
 namespace Nimb::Plugin {
 namespace {
 
-/// How long a wait goes on before it calls for help again.
+/// How long a wait lasts before it looks again.
 constexpr std::chrono::milliseconds c_Slice{5};
 
 }  // namespace
