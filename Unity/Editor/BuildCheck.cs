@@ -6,7 +6,7 @@ using UnityEngine.Rendering;
 
 namespace Nimb.Editor
 {
-    /// <summary>Says before a build for the headset what would only be seen on the headset.</summary>
+    /// <summary>Warns before a build for the headset about faults that would only show there.</summary>
     internal sealed class BuildCheck : IPreprocessBuildWithReport
     {
         public int callbackOrder { get { return 0; } }

@@ -6,7 +6,7 @@ using UnityEngine;
 
 namespace Nimb.Editor
 {
-    /// <summary>Finds out what is wrong with the native libraries of a project, and puts it right.</summary>
+    /// <summary>Finds faults in the native libraries of a project and fixes them.</summary>
     internal static class NativeLibraries
     {
         private const string ProjectFolder = "Assets/Nimb/Plugins";
@@ -74,7 +74,7 @@ namespace Nimb.Editor
             }
         }
 
-        /// <summary>Into the project: an installed package cannot be added to.</summary>
+        /// <summary>Installs into the project, since nothing can be added to an installed package.</summary>
         [MenuItem("Window/Nimb/Install Native Libraries...")]
         private static void Install()
         {
@@ -89,12 +89,12 @@ namespace Nimb.Editor
                 string from = Path.Combine(source, library.Place);
                 if (!File.Exists(from))
                 {
-                    Debug.LogWarning("Nimb: " + from + " does not exist and is left out");
+                    Debug.LogWarning("Nimb: " + from + " does not exist; skipped");
                     continue;
                 }
                 string to = ProjectFolder + "/" + library.Place;
                 Directory.CreateDirectory(Path.GetDirectoryName(to));
-                File.Delete(to);  // not overwritten: the editor may have it loaded
+                File.Delete(to);  // not overwritten, since the editor may have it loaded
                 File.Copy(from, to);
                 AssetDatabase.ImportAsset(to);
                 library.Apply((PluginImporter)AssetImporter.GetAtPath(to));

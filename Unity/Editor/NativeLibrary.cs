@@ -5,8 +5,8 @@ using UnityEditor;
 namespace Nimb.Editor
 {
     /// <summary>
-    /// The native libraries: which there are, where each belongs, and for what platform and processor the engine must take
-    /// it. The import settings that come with the package say the same.
+    /// The native libraries: which there are, where each belongs, and which platform and processor it is for. The import
+    /// settings that come with the package say the same.
     /// </summary>
     internal sealed class NativeLibrary
     {
@@ -33,7 +33,7 @@ namespace Nimb.Editor
             new NativeLibrary("Linux/x86_64/libNimbPlatformDesktop.so", "x86_64", true, LinuxBuildTarget)
         };
 
-        /// <summary>The importers of its copies: none when it is missing, more than one when it is there twice.</summary>
+        /// <summary>The importers of its copies: none when it is missing, several when there are duplicates.</summary>
         public List<PluginImporter> FindImporters()
         {
             var found = new List<PluginImporter>();
@@ -64,7 +64,7 @@ namespace Nimb.Editor
             }
             foreach (string target in m_BuildTargets)
             {
-                // Versions of the engine differ in the targets that they know.
+                // The known targets differ between versions of the engine.
                 if (!Enum.IsDefined(typeof(BuildTarget), target) && target != LinuxBuildTarget)
                 {
                     continue;

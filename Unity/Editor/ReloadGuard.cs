@@ -3,7 +3,7 @@ using UnityEngine;
 
 namespace Nimb.Editor
 {
-    /// <summary>Scripts that are compiled anew in play mode forget their native players; so those are ended before.
+    /// <summary>Scripts that are recompiled in play mode forget their native players, so the players are ended first.
     /// </summary>
     [InitializeOnLoad]
     internal static class ReloadGuard

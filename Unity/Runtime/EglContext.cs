@@ -4,7 +4,7 @@ using System.Runtime.InteropServices;
 namespace Nimb
 {
     /// <summary>The native player draws in the EGL context that is current on the render thread, and ends the process
-    /// without one. So it is asked for before.</summary>
+    /// without one. So check first.</summary>
     internal static class EglContext
     {
 #if UNITY_ANDROID && !UNITY_EDITOR || UNITY_LUMIN && !UNITY_EDITOR

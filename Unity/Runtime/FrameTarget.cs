@@ -22,7 +22,7 @@ namespace Nimb
             new VertexAttributeDescriptor(VertexAttribute.TexCoord0, VertexAttributeFormat.Float32, 2)
         };
 
-        /// <summary>Only zeros are ever written from here.</summary>
+        /// <summary>Only zeros are ever written through it.</summary>
         [StructLayout(LayoutKind.Sequential, Size = QuorPlayer.VertexSize)]
         private struct Vertex { }
 

@@ -38,7 +38,7 @@ namespace Nimb
         private bool m_Loop = true;
         [SerializeField, Range(0, 1)]
         private float m_Volume = 1;
-        [SerializeField, Tooltip("Leaves the audio track alone. Read when a clip is opened.")]
+        [SerializeField, Tooltip("Play without sound. Read when a clip is opened.")]
         private bool m_DisableAudio = false;
         [SerializeField, Range(0.1f, 4)]
         private float m_Speed = 1;
@@ -72,7 +72,7 @@ namespace Nimb
         private FrameTarget m_Target;
         private Material m_OwnMaterial;
         private Task<string> m_Fetch;  // of a clip that is being copied out of the application package
-        private bool m_WasOpened;  // or was to be: Start leaves alone what a script has opened
+        private bool m_WasOpened;  // or was to be: Start does not replace what a script has opened
         private bool m_PlayWhenOpened;
         private Suspension m_Suspension = Suspension.Disabled;  // until OnEnable, which may never come
         private bool m_PlayWhenResumed;
@@ -368,7 +368,7 @@ namespace Nimb
             if (IsOpen && RenderDevice.IsReady && m_Player.State == NimbState.Playing)
             {
                 GL.IssuePluginEvent(QuorPlayer.RenderEventFunction, m_Player.Id);
-                GL.InvalidateState();  // the player leaves other GL state behind than the engine remembers
+                GL.InvalidateState();  // the player changes GL state without the engine's knowledge
             }
         }
 

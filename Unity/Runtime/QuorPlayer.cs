@@ -5,9 +5,9 @@ using System.Text;
 namespace Nimb
 {
     /// <summary>
-    /// One native player. Knows nothing of the engine: whoever uses it gives it GL objects, issues its render events and
-    /// calls <see cref="Update"/> once a frame. Belongs to the script thread. Dispose it: it owns four native threads, and
-    /// the garbage collector does not end them.
+    /// One native player. Independent of the engine: its user gives it GL objects, issues its render events and calls
+    /// <see cref="Update"/> once a frame. Belongs to the script thread. Dispose it: it owns four native threads, and the
+    /// garbage collector does not end them.
     /// </summary>
     public sealed class QuorPlayer : IDisposable
     {
@@ -71,7 +71,7 @@ namespace Nimb
             }
         }
 
-        /// <summary>0 is silence, 1 the sound as it is. Kept from clip to clip, with sound or without.</summary>
+        /// <summary>0 is silence, 1 leaves the sound as it is. Kept from clip to clip, with sound or without.</summary>
         public float Volume
         {
             get { return m_Volume; }
@@ -92,7 +92,7 @@ namespace Nimb
         /// <summary>Opens a clip, closing one that is open. Blocks while codecs are set up.</summary>
         /// <param name="path">A file's path, or a "file://" URI.</param>
         /// <param name="loop">Begin again at the end.</param>
-        /// <param name="disableAudio">Leave the sound alone.</param>
+        /// <param name="disableAudio">Play without sound.</param>
         /// <exception cref="ClipException">Nothing is open then.</exception>
         public void Open(string path, bool loop, bool disableAudio)
         {
@@ -104,7 +104,7 @@ namespace Nimb
             }
             if (path.IndexOf("://", StringComparison.Ordinal) < 0 && !File.Exists(path))
             {
-                throw new ClipException("The clip '" + path + "' does not exist or must not be read.");
+                throw new ClipException("The clip '" + path + "' does not exist or cannot be read.");
             }
             var info = new NimbOpenInfo
             {
@@ -167,8 +167,8 @@ namespace Nimb
             NimbUnityPluginML.CloseQuorObject(m_Id);
         }
 
-        /// <summary>Plays on, or from the start when the clip has ended. False when nothing is open or it plays already.
-        /// </summary>
+        /// <summary>Goes on playing, or starts over when the clip has ended. False when nothing is open or it is
+        /// playing already.</summary>
         public bool Play()
         {
             if (!IsOpen)
@@ -241,7 +241,7 @@ namespace Nimb
             return frame.timestamp != m_Frame.timestamp || frame.frameId != m_Frame.frameId;
         }
 
-        /// <summary>The end is reported once, and may not have been asked for yet when the clip was left.</summary>
+        /// <summary>The end is reported once, and nobody may have asked when the clip was closed.</summary>
         private void ForgetEndOfStream()
         {
             var ignored = new NimbFrameInfo();

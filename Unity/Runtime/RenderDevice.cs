@@ -27,14 +27,14 @@ namespace Nimb
         /// <summary>Render events may be issued.</summary>
         public static bool IsReady { get { return Volatile.Read(ref s_Status) == (int)Status.Ready; } }
 
-        /// <summary>Why they never may be; null as long as they may.</summary>
+        /// <summary>Why they can never be issued; null as long as they can.</summary>
         public static string Problem
         {
             get { return Volatile.Read(ref s_Status) == (int)Status.Failed ? s_Problem : null; }
         }
 
-        /// <summary>Script thread. The answer comes with one of the next frames. Once is enough, until the engine may have
-        /// made another context.</summary>
+        /// <summary>Script thread. The answer comes with one of the next frames. Once is enough, unless the engine may
+        /// have made another context.</summary>
         public static void Announce()
         {
             Volatile.Write(ref s_Status, (int)Status.Asked);

@@ -6,7 +6,7 @@ namespace Nimb
     [StructLayout(LayoutKind.Explicit, Size = 4124)]
     public struct NimbOpenInfo
     {
-        /// <summary>Not 0: the audio track is left alone.</summary>
+        /// <summary>Not 0: play without sound.</summary>
         [FieldOffset(0)] public byte disableAudio;
         /// <summary>Not 0: play again from the start at the end of the file.</summary>
         [FieldOffset(5)] public byte autoLoop;

@@ -19,7 +19,7 @@ public sealed class TwoPlayers : MonoBehaviour
 
     private bool m_Started;
 
-    /// <summary>How far the left one is ahead of the right one, in seconds.</summary>
+    /// <summary>How far the left player is ahead of the right one, in seconds.</summary>
     public double Skew { get { return m_Left.Time - m_Right.Time; } }
 
     private void Start()
