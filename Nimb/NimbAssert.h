@@ -17,14 +17,14 @@ namespace Nimb {
 
 /// Where and why a check failed. All strings are static.
 struct AssertionInfo {
-    const char* text;  ///< the text fixed for the check
+    const char* text;  ///< fixed for the check, and not always its expression: see Docs/behaviour.md
     const char* unit;  ///< source unit, relative to the repository
     int line;
     const char* function;  ///< signature as the compiler spells it
 };
 
-/// Thrown by a violated check in report mode. Deliberately not a std::exception: only the core's own operations catch
-/// it.
+/// Thrown by a violated check in report mode. Not a std::exception, so that only the core's own operations catch it and
+/// nobody does by accident.
 class AssertionFailure {
 public:
     explicit AssertionFailure(const AssertionInfo& info) noexcept : m_Info(info) {}

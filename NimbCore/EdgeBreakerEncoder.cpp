@@ -142,7 +142,7 @@ struct CEdgeBreaker::Surface {
     }
 };
 
-/// Cuts components that are no disks into disks, repeating as few vertices as it can with shortest paths. Its tables
+/// Cuts components that are not disks into disks, repeating as few vertices as it can with shortest paths. Its tables
 /// span the whole surface and are shared by all components.
 class CEdgeBreaker::Cutter {
 public:

@@ -15,7 +15,7 @@ function(check_library file machine)
   endif()
   file(READ "${file}" found OFFSET 18 LIMIT 2 HEX)
   if(NOT found STREQUAL "${machine_${machine}}")
-    message(FATAL_ERROR "'${file}' is no library for ${machine}: the machine in its header is '${found}'")
+    message(FATAL_ERROR "'${file}' is not a library for ${machine}: the machine in its header is '${found}'")
   endif()
 endfunction()
 

@@ -23,7 +23,7 @@ using Lock = std::unique_lock<std::mutex>;
 
 constexpr std::int64_t c_InputBuffers = 8;
 constexpr std::size_t c_MaxOutputs = 6;
-constexpr std::chrono::milliseconds c_LookAround{1};  // the script changes without telling anybody
+constexpr std::chrono::milliseconds c_LookAround{1};  // the script changes without notice
 
 class NativeBuffer : public Fake::Object {
 public:
@@ -169,7 +169,7 @@ public:
                   hasData ? std::max<std::size_t>(output.bytes.size(), 1) : 0, static_cast<std::size_t>(output.flags),
                   output.timeUs};
         *pIndex = m_NextOutput++;
-        output.bytes.insert(output.bytes.begin(), c_AudioOffset, 0xBB);  // what is before the offset is no sound
+        output.bytes.insert(output.bytes.begin(), c_AudioOffset, 0xBB);  // what is before the offset is not sound
         m_OutputsInHand.emplace(*pIndex, std::move(output));
         return MLResult_Ok;
     }

@@ -113,7 +113,7 @@ MLResult MLAudioGetOutputStreamBuffer(MLHandle handle, MLAudioBuffer* out) {
             }
             sound.m_Refused = 0;
             sound.m_HandedOut = true;
-            // Bytes that nobody writes are to be seen.
+            // Makes bytes show that nobody writes.
             std::fill(sound.m_Buffers[sound.m_Filling].begin(), sound.m_Buffers[sound.m_Filling].end(),
                       std::uint8_t{0xEE});
         }

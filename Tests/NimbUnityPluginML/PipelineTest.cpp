@@ -108,7 +108,7 @@ TEST_F(PipelineTest, TheEndIsReportedOnceAndARewindPlaysAgain) {
         EXPECT_TRUE(UntilAllShown(playback.screen, 0, 11));
         EXPECT_EQ(player.FrameInfo().endOfStream, 0);
 
-        // An end that nobody asked for is gone with its file.
+        // An end that nobody asked about is gone with its file.
         EXPECT_TRUE(player.Rewind() && player.Play());
         EXPECT_TRUE(playback.Until([&] {
             return LoggedWith("Video output EOS") == 3 && Sleeps("Video") && (audioSamples == 0 || Sleeps("Audio"));
@@ -288,7 +288,7 @@ protected:
         EXPECT_LT(std::chrono::steady_clock::now() - start, c_CallLimit) << what;
     }
 
-    /// What the player's own flushes end is no news, in contrast to what the platform refuses by itself.
+    /// Calls that the player's own flushes end are not logged; what the platform refuses by itself is.
     template <class Call>
     static void ExpectNoComplaints(Call&& call) {
         const auto complaints = [] { return LoggedWith("unexpected info code") + LoggedWith("OutputBuffer"); };
@@ -351,7 +351,7 @@ TEST_F(PipelineTest, APauseSetsTheClockAnew) {
     EXPECT_EQ(LoggedWith("renderstart = "), 2);
 }
 
-/// Whatever is done to the clock and to the player, pictures keep their distances, and go on.
+/// Whatever happens to the clock and the player, pictures keep their distances and go on.
 TEST_F(PipelineTest, PlaybackIsPacedAtEverySpeedAfterEveryOperation) {
     const std::string path = AddFile(MakeClip({40, 10000}));
     Player player;
@@ -377,7 +377,7 @@ TEST_F(PipelineTest, PlaybackIsPacedAtEverySpeedAfterEveryOperation) {
     }
 }
 
-/// The scale is set when the time of a sound was the last to be looked at, and a picture of an earlier time follows.
+/// The scale is set after the time of a sound was mapped, and a picture with an earlier time follows.
 TEST_F(PipelineTest, AChangeOfSpeedBetweenTimesThatDoNotAscendStopsNothing) {
     Fake::Clip clip = MakeClip({20, 10000, 1});
     clip.samples[1].timeUs = 25000;

@@ -95,7 +95,7 @@ TEST_P(DesktopCodecSizes, ShowEveryFrameUnderItsNumber) {
     const Codec codec(extractor, 0, &counter.callbacks, &counter);
     const PictureReader reader;
     const std::vector<Sample> samples = extractor.ReadAll();
-    // Twice: the end of the stream is no access unit, and numbers go on after a flush.
+    // Twice: the end of the stream is not an access unit, and numbers go on after a flush.
     for (uint64_t pass = 0; pass < 2; ++pass) {
         std::vector<Shown> shown;
         codec.PlayThrough(samples, 987654321, [&](int64_t index, const MLMediaCodecBufferInfo& info) {
@@ -136,7 +136,7 @@ TEST(DesktopCodec, KeepsNumbersAcrossFlushStopAndDamage) {
     EXPECT_EQ(MLMediaCodecStart(codec), MLResult_Ok);
     EXPECT_NE(MLMediaCodecStart(codec), MLResult_Ok);
 
-    // Parameter sets alone are no access unit.
+    // Parameter sets alone are not an access unit.
     const std::vector<uint8_t> noUnit = {0, 0, 0, 1, 0x09, 0xF0};
     ASSERT_TRUE(codec.Queue(noUnit, 0, MLMediaCodecBufferFlag_CodecConfig));
 

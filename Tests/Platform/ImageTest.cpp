@@ -1,4 +1,4 @@
-// Images of frames: who keeps the pixels, what happens to the caller's GL state, and buffers that are no frames.
+// Images of frames: who keeps the pixels, what happens to the caller's GL state, and buffers that are not frames.
 #include "Tests/Platform/Clip.h"
 #include "Tests/Platform/Platform.h"
 

@@ -127,8 +127,8 @@ TEST_P(DesktopSound, PacesItsProgramBySpeed) {
             Write(sound, silence.data());
         }
         const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-        // Two buffers wait at the end, and devices take a period or two in advance. How late a busy machine lets the
-        // device be, nobody knows; a device that stands still keeps the test from ending.
+        // Two buffers wait at the end, and devices take a period or two in advance. How late the device runs on a busy
+        // machine is not known; if it stood still, the test would not end.
         const double bufferSeconds = 1024.0 / 48000 / static_cast<double>(pitch);
         EXPECT_GT(seconds, (count - 2) * bufferSeconds - 0.05) << pitch;
         EXPECT_EQ(MLAudioDestroySound(sound), MLResult_Ok);

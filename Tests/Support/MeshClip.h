@@ -1,4 +1,4 @@
-// Clips of given mesh frames, and where their parts are in the file, found without the tool's own reader.
+// Clips of given mesh frames, and where their mesh units are in the file, found without the tool's own reader.
 #pragma once
 
 #include "Authoring/Codec/XtraAttributes.h"

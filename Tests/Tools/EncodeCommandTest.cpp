@@ -233,7 +233,7 @@ TEST_F(EncodeCommand, BadInputIsNamed) {
     ExpectFailure(Encode(), 3, {"body.png", "--texture"});
     WriteTexture("body.png", 64);
     ExpectFailure(Encode("--audio " + (folder / "body.mtl")), 3, {"body.mtl"});
-    ExpectFailure(Encode("--audio " + (folder / "body.png")), 3, {"body.png: there is no sound"});
+    ExpectFailure(Encode("--audio " + (folder / "body.png")), 3, {"body.png: has no sound"});
     ExpectFailure(RunNimb("encode " + (folder / "nothing.glb") + " -o " + (folder / "clip.mp4")), 3, {"nothing.glb"});
 }
 

@@ -141,7 +141,7 @@ TEST(VertexRecords, CornersClampsAndFlatAxesAreExact) {
     const Bytes records = out.Take();
     std::vector<std::int16_t> codes(records.size() / 2);
     std::memcpy(codes.data(), records.data(), records.size());
-    codes.resize(18);                                                                 // the fourth vertex is no corner
+    codes.resize(18);  // the fourth vertex is not a corner
     EXPECT_EQ(codes, (std::vector<std::int16_t>{-32768, 0, -32768, 0, -32768, 32767,  //
                                                 32767, 0, 32767, 0, 32767, -32768,    //
                                                 -32768, 0, 32767, 0, -32768, 32767}));

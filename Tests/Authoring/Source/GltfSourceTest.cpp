@@ -72,7 +72,7 @@ TEST_F(GltfSourceTest, NodesMoveByStepLinearAndCubicKeys) {
     builder.root["animations"][1]["name"] = "jump";
     SourceOptions options = WriteScene(builder);
     options.frameRate = 4;
-    EXPECT_EQ(FirstX(options), "0 1000 2000 3000 ") << "the last key's moment is no frame of its own";
+    EXPECT_EQ(FirstX(options), "0 1000 2000 3000 ") << "the last key's moment is not a frame of its own";
     options.animation = "jump";
     EXPECT_EQ(FirstX(options), "1000 1000 2000 2000 ");
     options.animation = "2";

@@ -80,7 +80,7 @@ TEST_F(DamagedFileTest, FilesCutAnywhereAreRefusedOrPlayToTheirEnd) {
         EXPECT_FALSE(m_Player.Open(Bad({good.begin(), good.begin() + static_cast<std::ptrdiff_t>(size)}))) << size;
     }
 
-    // With the index in front, what is there of the samples plays.
+    // With the index in front, the samples that are there play.
     ASSERT_EQ(RunCommand("ffmpeg -v error -y -i " + m_Good + " -c copy -movflags faststart " + (m_Folder / "fast.mp4"))
                   .status,
               0);

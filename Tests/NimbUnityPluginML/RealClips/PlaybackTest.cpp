@@ -85,7 +85,7 @@ TEST_P(StraightPlayback, ShowsEveryFrameWithItsMesh) {
     const ClipRecipe& recipe = GetParam().recipe;
     Open(recipe);
     m_Engine.plugin->SetClockScale(m_Player.Id(), c_PlayableSpeed);
-    // A busy machine can pass over frames, but not every time.
+    // A busy machine can skip frames, but not every time.
     int skipped = recipe.frameCount;
     for (int attempt = 0; attempt < 4 && skipped > 0; ++attempt) {
         if (attempt > 0) {
