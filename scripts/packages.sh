@@ -1,7 +1,7 @@
 # shellcheck shell=bash disable=SC2034
 # Debian packages that building takes, and their installation. Sourced by the scripts in the root.
 
-readonly native_packages=(cmake ninja-build g++ libgtest-dev)
+readonly native_packages=(cmake ninja-build g++ libglm-dev libgtest-dev)
 readonly player_packages=(pkgconf libavformat-dev libavcodec-dev libavutil-dev libswscale-dev libswresample-dev
   libsdl2-dev libegl-dev libgles-dev libegl-mesa0 libgl1-mesa-dri ffmpeg binutils
   libcli11-dev nlohmann-json3-dev libassimp-dev libpng-dev libstb-dev)

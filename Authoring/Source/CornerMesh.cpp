@@ -1,5 +1,9 @@
 #include "Authoring/Source/CornerMesh.h"
 
+#include "Authoring/Codec/Vectors.h"
+
+#include <glm/geometric.hpp>
+
 #include <algorithm>
 #include <array>
 #include <cstring>
@@ -10,30 +14,13 @@ namespace {
 
 constexpr std::size_t c_MaxConcaveCorners = 256;
 
-struct Vector {
-    double x, y, z;
-};
-
-Vector Difference(const Vec3& a, const Vec3& b) {
-    return {double{a.x} - double{b.x}, double{a.y} - double{b.y}, double{a.z} - double{b.z}};
-}
-
-Vector Cross(const Vector& a, const Vector& b) {
-    return {a.y * b.z - a.z * b.y, a.z * b.x - a.x * b.z, a.x * b.y - a.y * b.x};
-}
-
-double Dot(const Vector& a, const Vector& b) {
-    return a.x * b.x + a.y * b.y + a.z * b.z;
-}
-
 /// The corners of one polygon that are not cut off yet, seen along its normal.
 class Polygon {
 public:
     Polygon(const std::vector<Corner>& corners, const std::vector<Vec3>& positions)
-        : m_Corners(corners), m_Positions(positions), m_Normal{} {
+        : m_Corners(corners), m_Positions(positions), m_Normal(0) {
         for (std::size_t i = 1; i + 1 < Size(); ++i) {
-            const Vector n = Cross(Difference(At(i), At(0)), Difference(At(i + 1), At(0)));
-            m_Normal = {m_Normal.x + n.x, m_Normal.y + n.y, m_Normal.z + n.z};
+            m_Normal += glm::cross(At(i) - At(0), At(i + 1) - At(0));
         }
     }
 
@@ -67,11 +54,11 @@ public:
     }
 
 private:
-    const Vec3& At(std::size_t i) const { return m_Positions[m_Corners[i % Size()].position]; }
+    glm::dvec3 At(std::size_t i) const { return VectorOf(m_Positions[m_Corners[i % Size()].position]); }
 
     /// Above 0 where a, b, c turn the way the polygon does.
     double Turn(std::size_t a, std::size_t b, std::size_t c) const {
-        return Dot(m_Normal, Cross(Difference(At(b), At(a)), Difference(At(c), At(a))));
+        return glm::dot(m_Normal, glm::cross(At(b) - At(a), At(c) - At(a)));
     }
 
     bool IsEar(std::size_t i) const {
@@ -89,7 +76,7 @@ private:
 
     std::vector<Corner> m_Corners;
     const std::vector<Vec3>& m_Positions;
-    Vector m_Normal;
+    glm::dvec3 m_Normal;
 };
 
 struct VertexKey {

@@ -8,6 +8,8 @@
 #include "Authoring/Source/SkippedNames.h"
 #include "Authoring/Source/TextScan.h"
 
+#include <glm/gtc/type_ptr.hpp>
+
 #include <algorithm>
 #include <iterator>
 #include <map>
@@ -15,17 +17,6 @@
 
 namespace Nimb::Authoring {
 namespace {
-
-/// Columns of four, as glTF has them.
-Matrix MatrixOf(const double* columns) {
-    Matrix m;
-    for (std::size_t r = 0; r < 3; ++r) {
-        for (std::size_t c = 0; c < 4; ++c) {
-            m[r][c] = columns[4 * c + r];
-        }
-    }
-    return m;
-}
 
 class SceneReader {
 public:
@@ -67,7 +58,7 @@ private:
             ReadNumbers(object, "scale", node.scale);
             std::array<double, 16> matrix;
             if (ReadNumbers(object, "matrix", matrix)) {
-                node.matrix = MatrixOf(matrix.data());
+                node.matrix = Matrix(glm::make_mat4(matrix.data()));
             }
             if (object.contains("weights")) {
                 node.weights = object["weights"].get<std::vector<double>>();
@@ -149,14 +140,14 @@ private:
             for (const Json& joint : object.at("joints")) {
                 skin.joints.push_back(NodeIndex(joint));
             }
-            skin.inverseBind.assign(skin.joints.size(), c_Identity);
+            skin.inverseBind.assign(skin.joints.size(), Matrix(1));
             if (object.contains("inverseBindMatrices")) {
                 const std::vector<double> numbers = m_File.Numbers(IndexIn(object, "inverseBindMatrices"), "MAT4");
                 if (numbers.size() / 16 < skin.joints.size()) {
                     m_File.Fail("skin " + std::to_string(i) + " has fewer matrices than joints");
                 }
                 for (std::size_t k = 0; k < skin.joints.size(); ++k) {
-                    skin.inverseBind[k] = MatrixOf(&numbers[16 * k]);
+                    skin.inverseBind[k] = Matrix(glm::make_mat4(&numbers[16 * k]));
                 }
             }
             m_Scene.skins.push_back(std::move(skin));

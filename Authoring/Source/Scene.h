@@ -5,6 +5,8 @@
 #include "Authoring/Source/SourceMaterial.h"
 #include "Authoring/Source/TextureSpace.h"
 
+#include <glm/mat4x3.hpp>
+
 #include <array>
 #include <cstddef>
 #include <optional>
@@ -15,10 +17,8 @@ namespace Nimb::Authoring {
 
 constexpr std::size_t c_NoNode = SIZE_MAX;
 
-/// Three rows of an affine matrix.
-using Matrix = std::array<std::array<double, 4>, 3>;
-
-constexpr Matrix c_Identity = {{{1, 0, 0, 0}, {0, 1, 0, 0}, {0, 0, 1, 0}}};
+/// Of an affine map; the last of the four columns is the translation.
+using Matrix = glm::dmat4x3;
 
 struct SceneNode {
     std::size_t parent = c_NoNode;

@@ -1,7 +1,11 @@
 #include "Authoring/Source/ScenePose.h"
 
+#include "Authoring/Codec/Vectors.h"
 #include "Authoring/Source/ImportedMesh.h"
 #include "Authoring/Source/Narrow.h"
+
+#include <glm/gtc/quaternion.hpp>
+#include <glm/gtc/type_ptr.hpp>
 
 #include <algorithm>
 #include <cmath>
@@ -9,115 +13,32 @@
 namespace Nimb::Authoring {
 namespace {
 
-using Vector = std::array<double, 3>;
-
-Vector VectorOf(const Vec3& v) {
-    return {double{v.x}, double{v.y}, double{v.z}};
+Vec3 Rounded(const glm::dvec3& v) {
+    return {Narrowed(v.x), Narrowed(v.y), Narrowed(v.z)};
 }
 
-Vec3 Rounded(const Vector& v) {
-    return {Narrowed(v[0]), Narrowed(v[1]), Narrowed(v[2])};
+/// The inverse transpose times the determinant: it needs no division, so singular matrices work too.
+glm::dmat3 Cofactors(const Matrix& m) {
+    return {glm::cross(m[1], m[2]), glm::cross(m[2], m[0]), glm::cross(m[0], m[1])};
 }
 
-Matrix Product(const Matrix& a, const Matrix& b) {
-    Matrix m;
-    for (std::size_t r = 0; r < 3; ++r) {
-        for (std::size_t c = 0; c < 4; ++c) {
-            m[r][c] = a[r][0] * b[0][c] + a[r][1] * b[1][c] + a[r][2] * b[2][c] + (c == 3 ? a[r][3] : 0);
-        }
-    }
-    return m;
+bool IsMirroring(const Matrix& m) {
+    return glm::determinant(glm::dmat3(m)) < 0;
 }
 
-void AddScaled(Matrix& sum, const Matrix& m, double factor) {
-    for (std::size_t r = 0; r < 3; ++r) {
-        for (std::size_t c = 0; c < 4; ++c) {
-            sum[r][c] += m[r][c] * factor;
-        }
-    }
-}
-
-Vector TransformedPoint(const Matrix& m, const Vector& p) {
-    Vector result;
-    for (std::size_t r = 0; r < 3; ++r) {
-        result[r] = m[r][0] * p[0] + m[r][1] * p[1] + m[r][2] * p[2] + m[r][3];
-    }
-    return result;
-}
-
-Vector Cross(const std::array<double, 4>& a, const std::array<double, 4>& b) {
-    return {a[1] * b[2] - a[2] * b[1], a[2] * b[0] - a[0] * b[2], a[0] * b[1] - a[1] * b[0]};
-}
-
-double Determinant(const Matrix& m) {
-    const Vector c = Cross(m[1], m[2]);
-    return m[0][0] * c[0] + m[0][1] * c[1] + m[0][2] * c[2];
-}
-
-/// By the inverse transpose, from cofactors: they need no division, so singular matrices work too.
-Vector TransformedNormal(const Matrix& m, const Vector& n) {
-    const Vector rows[] = {Cross(m[1], m[2]), Cross(m[2], m[0]), Cross(m[0], m[1])};
-    const double sign = Determinant(m) < 0 ? -1 : 1;
-    Vector result;
-    double square = 0;
-    for (std::size_t r = 0; r < 3; ++r) {
-        result[r] = sign * (rows[r][0] * n[0] + rows[r][1] * n[1] + rows[r][2] * n[2]);
-        square += result[r] * result[r];
-    }
-    for (double& value : result) {
-        value = square > 0 && std::isfinite(square) ? value / std::sqrt(square) : 0;
-    }
-    return result;
+glm::dvec3 TransformedNormal(const Matrix& m, const glm::dvec3& n) {
+    const glm::dvec3 normal = (IsMirroring(m) ? -1.0 : 1.0) * (Cofactors(m) * n);
+    const double length = glm::length(normal);
+    return length > 0 && std::isfinite(length) ? normal / length : glm::dvec3(0);
 }
 
 Matrix LocalMatrix(const SceneNode& node) {
     if (node.matrix) {
         return *node.matrix;
     }
-    const auto [x, y, z, w] = node.rotation;
-    const Matrix rotation = {{{1 - 2 * (y * y + z * z), 2 * (x * y - z * w), 2 * (x * z + y * w), 0},
-                              {2 * (x * y + z * w), 1 - 2 * (x * x + z * z), 2 * (y * z - x * w), 0},
-                              {2 * (x * z - y * w), 2 * (y * z + x * w), 1 - 2 * (x * x + y * y), 0}}};
-    Matrix m;
-    for (std::size_t r = 0; r < 3; ++r) {
-        for (std::size_t c = 0; c < 3; ++c) {
-            m[r][c] = rotation[r][c] * node.scale[c];
-        }
-        m[r][3] = node.translation[r];
-    }
-    return m;
-}
-
-void Normalise(std::vector<double>& quaternion) {
-    double square = 0;
-    for (const double q : quaternion) {
-        square += q * q;
-    }
-    if (square == 0) {
-        quaternion = {0, 0, 0, 1};
-        return;
-    }
-    for (double& q : quaternion) {
-        q /= std::sqrt(square);
-    }
-}
-
-/// The shorter way from a to b.
-std::vector<double> Slerp(const double* a, const double* b, double t) {
-    double cosine = 0;
-    for (int i = 0; i < 4; ++i) {
-        cosine += a[i] * b[i];
-    }
-    const double sign = cosine < 0 ? -1 : 1;
-    const double angle = std::acos(std::min(1.0, cosine * sign));
-    const bool isTiny = angle < 1e-6;
-    const double fromA = isTiny ? 1 - t : std::sin((1 - t) * angle) / std::sin(angle);
-    const double fromB = sign * (isTiny ? t : std::sin(t * angle) / std::sin(angle));
-    std::vector<double> value(4);
-    for (std::size_t i = 0; i < 4; ++i) {
-        value[i] = a[i] * fromA + b[i] * fromB;
-    }
-    return value;
+    const glm::dmat3 turn = glm::mat3_cast(glm::make_quat(node.rotation.data()));
+    return {turn[0] * node.scale[0], turn[1] * node.scale[1], turn[2] * node.scale[2],
+            glm::make_vec3(node.translation.data())};
 }
 
 /// Constant before the first key and after the last.
@@ -137,7 +58,8 @@ std::vector<double> ValueAt(const SceneTrack& track, double time) {
     const double span = track.times[next] - track.times[key];
     const double t = (time - track.times[key]) / span;
     if (!isCubic && track.path == AnimatedPath::Rotation) {
-        return Slerp(value0, value1, t);
+        const glm::dquat turn = glm::slerp(glm::make_quat(value0), glm::make_quat(value1), t);
+        return {turn.x, turn.y, turn.z, turn.w};
     }
     std::vector<double> value(width);
     for (std::size_t i = 0; i < width; ++i) {
@@ -162,10 +84,11 @@ std::vector<SceneNode> NodesAt(const Scene& scene, double time) {
             case AnimatedPath::Translation:
                 std::copy(value.begin(), value.end(), node.translation.begin());
                 break;
-            case AnimatedPath::Rotation:
-                Normalise(value);
-                std::copy(value.begin(), value.end(), node.rotation.begin());
+            case AnimatedPath::Rotation: {
+                const glm::dquat turn = glm::normalize(glm::make_quat(value.data()));
+                node.rotation = {turn.x, turn.y, turn.z, turn.w};
                 break;
+            }
             case AnimatedPath::Scale:
                 std::copy(value.begin(), value.end(), node.scale.begin());
                 break;
@@ -179,8 +102,7 @@ std::vector<SceneNode> NodesAt(const Scene& scene, double time) {
 
 void AddTarget(std::vector<Vec3>& values, const std::vector<Vec3>& differences, double weight) {
     for (std::size_t i = 0; i < differences.size(); ++i) {
-        const Vector a = VectorOf(values[i]), d = VectorOf(differences[i]);
-        values[i] = Rounded({a[0] + d[0] * weight, a[1] + d[1] * weight, a[2] + d[2] * weight});
+        values[i] = Rounded(VectorOf(values[i]) + VectorOf(differences[i]) * weight);
     }
 }
 
@@ -189,17 +111,17 @@ void Transform(const ScenePrimitive& primitive, const Matrix& world, const std::
     for (std::size_t v = 0; v < mesh.positions.size(); ++v) {
         Matrix matrix = world;
         if (!joints.empty()) {
-            matrix = Matrix{};
+            matrix = Matrix(0);
             for (std::size_t i = v * primitive.influences; i < (v + 1) * primitive.influences; ++i) {
-                AddScaled(matrix, joints[primitive.joints[i]], primitive.weights[i]);
+                matrix += joints[primitive.joints[i]] * primitive.weights[i];
             }
         }
-        mesh.positions[v] = Rounded(TransformedPoint(matrix, VectorOf(mesh.positions[v])));
+        mesh.positions[v] = Rounded(matrix * glm::dvec4(VectorOf(mesh.positions[v]), 1));
         if (!mesh.normals.empty()) {
             mesh.normals[v] = Rounded(TransformedNormal(matrix, VectorOf(mesh.normals[v])));
         }
     }
-    if (joints.empty() && Determinant(world) < 0) {
+    if (joints.empty() && IsMirroring(world)) {
         for (TarnMeshFace& face : mesh.faces) {
             std::swap(face.v[1], face.v[2]);
         }
@@ -213,7 +135,7 @@ SourceFrame PoseAt(const Scene& scene, double time) {
     std::vector<Matrix> world(nodes.size());
     for (const std::size_t i : scene.order) {
         const Matrix local = LocalMatrix(nodes[i]);
-        world[i] = nodes[i].parent == c_NoNode ? local : Product(world[nodes[i].parent], local);
+        world[i] = nodes[i].parent == c_NoNode ? local : world[nodes[i].parent] * glm::dmat4(local);
     }
     std::vector<Mesh> meshes(scene.materials.size());
     for (const SceneInstance& instance : scene.instances) {
@@ -228,7 +150,7 @@ SourceFrame PoseAt(const Scene& scene, double time) {
         if (instance.skin && primitive.influences > 0) {
             const SceneSkin& skin = scene.skins[*instance.skin];
             for (std::size_t i = 0; i < skin.joints.size(); ++i) {
-                joints.push_back(Product(world[skin.joints[i]], skin.inverseBind[i]));
+                joints.push_back(world[skin.joints[i]] * glm::dmat4(skin.inverseBind[i]));
             }
         }
         Transform(primitive, world[instance.node], joints, mesh);
