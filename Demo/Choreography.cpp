@@ -37,7 +37,7 @@ Point Hermite(const Point& a, const Point& speedA, const Point& b, const Point& 
 /// The left hand throws on odd beats, the right one on even ones.
 Transform HandAt(std::size_t side, double beat) {
     const double sign = SideSign(side);
-    const double sinceThrow = c_HandPeriod * Fraction((beat - (side == 0 ? 1 : 0)) / c_HandPeriod);
+    const double sinceThrow = c_HandPeriod * glm::fract((beat - (side == 0 ? 1 : 0)) / c_HandPeriod);
     const Point inside{0.165 * sign, 0.555, 0.31}, outside{0.335 * sign, 0.545, 0.26};
     const Point up{-0.10 * sign, 0.62, 0}, down{-0.05 * sign, -0.55, 0};  // per beat, as the ball leaves and arrives
     Point centre;
@@ -47,7 +47,7 @@ Transform HandAt(std::size_t side, double beat) {
         const double carry = c_HandPeriod - c_Empty;
         centre = Hermite(outside, down * carry, inside, up * carry, (sinceThrow - c_Empty) / carry);
     }
-    const Point follow = TorsoAt(beat)(c_Neck) - c_Neck;
+    const Point follow = Apply(TorsoAt(beat), c_Neck) - c_Neck;
     centre = centre + follow * 0.6;
     const double phase = 2 * c_Pi * sinceThrow / c_HandPeriod;
     const Transform turn = TurnedY(-0.25 * sign) * TurnedZ(sign * (0.10 + 0.22 * std::cos(phase + 0.4))) *
@@ -56,7 +56,7 @@ Transform HandAt(std::size_t side, double beat) {
 }
 
 Point BallInHand(std::size_t side, double beat) {
-    return HandAt(side, beat)(HandCentre(side) + Point{0, 0.076, 0.012});
+    return Apply(HandAt(side, beat), HandCentre(side) + Point{0, 0.076, 0.012});
 }
 
 Transform BallAt(std::size_t ball, double beat) {
@@ -70,14 +70,14 @@ Transform BallAt(std::size_t ball, double beat) {
         return Moved(BallInHand(to, beat));
     }
     const Point arc{0, 4 * c_FlightHeight * share * (1 - share), 0};
-    return Moved(Mix(BallInHand(from, thrown), BallInHand(to, thrown + c_Flight), share) + arc) *
+    return Moved(glm::mix(BallInHand(from, thrown), BallInHand(to, thrown + c_Flight), share) + arc) *
            TurnedZ(fromRight ? -0.4 : 0.4) * TurnedX(-4 * c_Pi * share);
 }
 
 /// A foot rises before the beat on which it lands: the left one on even beats, the right one on odd ones.
 Transform FootAt(std::size_t side, double beat) {
     constexpr double swing = 0.78;  // of a beat
-    const double sinceLanding = 2 * Fraction((beat - static_cast<double>(side)) / 2);
+    const double sinceLanding = 2 * glm::fract((beat - static_cast<double>(side)) / 2);
     const double s = std::max(0.0, (sinceLanding - (2 - swing)) / swing);
     const double rise = std::sin(c_Pi * std::pow(s, 0.85));
     const double toes = std::sin(2 * c_Pi * s) * (s < 0.5 ? 0.25 : 0.45);
@@ -86,12 +86,12 @@ Transform FootAt(std::size_t side, double beat) {
 }
 
 Point Gaze(const Pose& pose) {
-    Point sum;
+    Point sum(0);
     double weights = 0;
     for (std::size_t ball = 0; ball < 3; ++ball) {
-        const Point& at = pose.joints[Balls + ball].origin;
+        const Point at(pose.joints[Balls + ball][3]);
         const double weight = std::pow(std::max(at.y - 0.3, 0.0), 3);
-        sum = sum + at * weight;
+        sum += at * weight;
         weights += weight;
     }
     return sum * (1 / weights);
@@ -101,13 +101,13 @@ Transform HeadAt(const Pose& pose, double beat) {
     const double late = beat - 0.14, stretch = 1.03 - 0.07 * Dip(late), widen = 1 / std::sqrt(stretch);
     const double nod = -0.20 * (pose.gaze.y - 0.95) + 0.10 * Dip(late);
     const Transform turn = TurnedY(0.9 * pose.gaze.x) * TurnedZ(0.10 * Lean(late)) * TurnedX(nod);
-    const Point neck = pose.joints[Torso](c_Neck);
+    const Point neck = Apply(pose.joints[Torso], c_Neck);
     return Moved(neck) * turn * Scaled({widen, stretch, widen}) * Moved(-c_Neck);
 }
 
 /// Floats over the head, after it and more calmly.
 Transform HaloAt(const Pose& pose, double beat) {
-    const Point above = pose.joints[Head](c_HaloCentre);
+    const Point above = Apply(pose.joints[Head], c_HaloCentre);
     return Moved({above.x * 0.85, c_HaloCentre.y + 0.55 * (above.y - c_HaloCentre.y) + 0.012 * std::sin(c_Pi * beat),
                   above.z}) *
            TurnedZ(-0.10 + 0.12 * Lean(beat - 0.35)) * TurnedX(0.16 + 0.05 * std::sin(2 * c_Pi * (beat - 0.3))) *
@@ -121,11 +121,11 @@ Tube TailAt(const Pose& pose, std::size_t side, double beat) {
     const auto curve = [&, sign, lag, length](double s) {
         const double wave = std::sin(2 * c_Pi * (beat / 2 - 0.75 * s) + lag),
                      flap = std::sin(2 * c_Pi * (beat - 1.1 * s));
-        return torso(Point{0.055 * sign, 0.725, -0.10}) + Point{sign * 0.12 * s + 0.06 * s * wave,
-                                                                (-0.16 * s * s + 0.03 * s * flap) * length + 0.05 * s,
-                                                                -0.36 * s * length - 0.02 * s * wave};
+        return Apply(torso, {0.055 * sign, 0.725, -0.10}) + Point{sign * 0.12 * s + 0.06 * s * wave,
+                                                                  (-0.16 * s * s + 0.03 * s * flap) * length + 0.05 * s,
+                                                                  -0.36 * s * length - 0.02 * s * wave};
     };
-    return {curve, torso.Turn({0.75 * sign, 0.65, 0})};
+    return {curve, Turned(torso, {0.75 * sign, 0.65, 0})};
 }
 
 void AddLimbs(Pose& pose, double beat) {
@@ -133,15 +133,17 @@ void AddLimbs(Pose& pose, double beat) {
         const double sign = SideSign(side);
         const Transform &torso = pose.joints[Torso], &hand = pose.joints[Hands + side],
                         &foot = pose.joints[Feet + side];
-        const Point shoulder = torso({0.156 * sign, 0.649, 0}), elbow = torso({0.266 * sign, 0.573, 0.009});
-        const Point wrist = hand(HandCentre(side) + Point{0, -0.004, -0.05});
+        const Point shoulder = Apply(torso, {0.156 * sign, 0.649, 0}),
+                    elbow = Apply(torso, {0.266 * sign, 0.573, 0.009});
+        const Point wrist = Apply(hand, HandCentre(side) + Point{0, -0.004, -0.05});
         pose.limbs[Arms + side] =
-            Tube(Bezier(shoulder, elbow, wrist - hand.Turn({-0.02 * sign, 0.003, 0.137}), wrist), {0, 0, 1});
+            Tube(Bezier(shoulder, elbow, wrist - Turned(hand, {-0.02 * sign, 0.003, 0.137}), wrist), {0, 0, 1});
 
-        const Point hip = torso({0.085 * sign, 0.400, 0}), ankle = foot(FootCentre(side) + Point{0, 0.06, -0.01});
+        const Point hip = Apply(torso, {0.085 * sign, 0.400, 0}),
+                    ankle = Apply(foot, FootCentre(side) + Point{0, 0.06, -0.01});
         const Point knee = Point{0.03 * sign, -0.02, 0.13};
         pose.limbs[Legs + side] =
-            Tube(Bezier(hip, Mix(hip, ankle, 0.35) + knee, Mix(hip, ankle, 0.7) + knee, ankle), {1, 0, 0});
+            Tube(Bezier(hip, glm::mix(hip, ankle, 0.35) + knee, glm::mix(hip, ankle, 0.7) + knee, ankle), {1, 0, 0});
         pose.limbs[Tails + side] = TailAt(pose, side, beat);
     }
 }
@@ -150,7 +152,7 @@ void AddLimbs(Pose& pose, double beat) {
 double EyelidsAt(double beat) {
     double closed = 0;
     for (const double moment : {2.2, 5.3}) {
-        closed = std::max(closed, 1 - SmoothStep(0.06, 0.24, std::abs(beat - moment)));
+        closed = std::max(closed, 1 - glm::smoothstep(0.06, 0.24, std::abs(beat - moment)));
     }
     return closed;
 }
@@ -165,7 +167,7 @@ Pose RestPose() {
 
 Pose PoseAt(double seconds) {
     constexpr auto loop = static_cast<double>(c_BeatsPerLoop);
-    const double beat = loop * Fraction(seconds / (c_SecondsPerBeat * loop));
+    const double beat = loop * glm::fract(seconds / (c_SecondsPerBeat * loop));
     Pose pose;
     pose.beat = beat;
     for (std::size_t ball = 0; ball < 3; ++ball) {

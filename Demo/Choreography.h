@@ -43,12 +43,14 @@ inline Point FootCentre(std::size_t side) {
 }
 
 struct Pose {
+    Pose() { joints.fill(Transform(1)); }
+
     /// Take points of the resting figure to where they are now. Balls rest at the origin.
     std::array<Transform, c_JointCount> joints;
     std::array<Tube, c_LimbCount> limbs;
 
     double beat = 0;     ///< from 0 to c_BeatsPerLoop
-    Point gaze;          ///< what the eyes follow
+    Point gaze{};        ///< what the eyes follow
     double eyelids = 0;  ///< 0 open, 1 closed
 };
 

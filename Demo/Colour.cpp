@@ -32,8 +32,8 @@ double Openness(const Spot& spot, std::size_t own) {
             continue;
         }
         const Point to = c_Masses[i].centre - spot.at;
-        const double distance = std::max(Length(to), c_Masses[i].radius * 1.02);
-        const double facing = 0.35 + 0.65 * Dot(spot.normal, to) / distance;
+        const double distance = std::max(glm::length(to), c_Masses[i].radius * 1.02);
+        const double facing = 0.35 + 0.65 * glm::dot(spot.normal, to) / distance;
         open *= 1 - 0.85 * std::max(facing, 0.0) * std::pow(c_Masses[i].radius / distance, 2.4);
     }
     const double ground = std::exp(-std::max(spot.at.y, 0.0) / 0.07) * (0.65 - 0.35 * spot.normal.y);
@@ -94,7 +94,8 @@ Colour Rgb(std::uint32_t value) {
 
 void SetPixel(Image& image, std::size_t x, std::size_t y, const Colour& colour) {
     const double excess = std::max({colour.r, colour.g, colour.b}) - 1;
-    const Colour shown = excess > 0 ? Mix(colour * (1 / (1 + excess)), {1, 1, 1}, excess / (excess + 1.5)) : colour;
+    const Colour shown =
+        excess > 0 ? glm::mix(colour * (1 / (1 + excess)), Colour(1), excess / (excess + 1.5)) : colour;
     unsigned char* pixel = image.Pixel(x, y);
     const TransferCurve& curve = Curve();
     pixel[0] = curve.FromLinear(shown.r);
@@ -104,14 +105,15 @@ void SetPixel(Image& image, std::size_t x, std::size_t y, const Colour& colour) 
 }
 
 Colour Lit(const Colour& colour, const Spot& spot, double gloss, std::size_t occluder) {
-    static const Point key = Normalised({-0.45, 0.85, 0.60}), fill = Normalised({0.75, 0.25, -0.65});
-    static const Point highlight = Normalised(key + Point{0, 0.1, 1});
+    static const Point key = glm::normalize(Point{-0.45, 0.85, 0.60}), fill = glm::normalize(Point{0.75, 0.25, -0.65});
+    static const Point highlight = glm::normalize(key + Point{0, 0.1, 1});
     const Point& n = spot.normal;
     const double open = Openness(spot, occluder);
-    const Colour ambient = Mix(Colour{0.30, 0.25, 0.30}, Colour{0.60, 0.64, 0.72}, 0.5 + 0.5 * n.y) * open;
-    const Colour direct = Colour{0.60, 0.56, 0.48} * (std::max(0.0, (Dot(n, key) + 0.3) / 1.3) * Mix(1, open, 0.7));
-    const Colour back = Colour{0.16, 0.19, 0.26} * (std::max(0.0, (Dot(n, fill) + 0.2) / 1.2) * open);
-    const double shine = std::max(0.0, Dot(n, highlight));
+    const Colour ambient = glm::mix(Colour{0.30, 0.25, 0.30}, Colour{0.60, 0.64, 0.72}, 0.5 + 0.5 * n.y) * open;
+    const Colour direct =
+        Colour{0.60, 0.56, 0.48} * (std::max(0.0, (glm::dot(n, key) + 0.3) / 1.3) * glm::mix(1.0, open, 0.7));
+    const Colour back = Colour{0.16, 0.19, 0.26} * (std::max(0.0, (glm::dot(n, fill) + 0.2) / 1.2) * open);
+    const double shine = std::max(0.0, glm::dot(n, highlight));
     const double gleam = gloss * (0.30 * std::pow(shine, 60) + 0.10 * std::pow(shine, 9)) * open;
     return colour * (ambient + direct + back) + Colour{1, 0.98, 0.94} * gleam;
 }

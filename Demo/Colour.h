@@ -9,22 +9,7 @@
 namespace Nimb::Authoring::Demo {
 
 /// Linear light; 1 is white.
-struct Colour {
-    double r = 0, g = 0, b = 0;
-};
-
-inline Colour operator+(const Colour& a, const Colour& b) {
-    return {a.r + b.r, a.g + b.g, a.b + b.b};
-}
-inline Colour operator*(const Colour& a, const Colour& b) {
-    return {a.r * b.r, a.g * b.g, a.b * b.b};
-}
-inline Colour operator*(const Colour& a, double s) {
-    return {a.r * s, a.g * s, a.b * s};
-}
-inline Colour Mix(const Colour& a, const Colour& b, double share) {
-    return a * (1 - share) + b * share;
-}
+using Colour = glm::dvec3;
 
 /// From 0xRRGGBB as it is in pictures.
 Colour Rgb(std::uint32_t value);
@@ -40,7 +25,7 @@ inline const Colour Cream = Rgb(0xf7efe2), Teal = Rgb(0x1fa99b), Coral = Rgb(0xf
 /// A place on the surface of the resting figure.
 struct Spot {
     double along = 0, around = 0;  ///< on its part's grid
-    Point at, normal;
+    Point at{}, normal{};
 };
 
 /// `colour` as the stage light shows it there. `gloss`: from 0 (cloth) to 1 (polished). `occluder`: which of the

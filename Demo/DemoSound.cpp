@@ -36,7 +36,7 @@ public:
         for (std::size_t i = 0; i < static_cast<std::size_t>(length * c_Rate); ++i) {
             const double t = static_cast<double>(i) / c_Rate;
             // A last soft step to silence for voices that have not died away.
-            const double value = voice(t) * SmoothStep(length, 0.8 * length, t);
+            const double value = voice(t) * glm::smoothstep(length, 0.8 * length, t);
             const std::size_t frame = (start + i) % c_Frames;
             m_Samples[2 * frame] += value * left;
             m_Samples[2 * frame + 1] += value * right;
@@ -64,7 +64,7 @@ void AddMallet(Mixer& mixer, double beat, int key, double volume, double pan) {
     mixer.Add(beat, 1.2, volume, pan, [pitch](double t) {
         const double wood = Wave(pitch * t) * std::exp(-5.5 * t) + 0.30 * Wave(3.93 * pitch * t) * std::exp(-16 * t) +
                             0.10 * Wave(9.5 * pitch * t) * std::exp(-45 * t);
-        return wood * SmoothStep(0, 0.002, t);
+        return wood * glm::smoothstep(0.0, 0.002, t);
     });
 }
 
@@ -72,14 +72,14 @@ void AddBass(Mixer& mixer, double beat, int key) {
     const double pitch = Pitch(key);
     mixer.Add(beat, 0.9, 0.85, 0, [pitch](double t) {
         return (Wave(pitch * t) + 0.35 * Wave(2 * pitch * t) + 0.12 * Wave(3 * pitch * t)) * std::exp(-3.2 * t) *
-               SmoothStep(0, 0.006, t);
+               glm::smoothstep(0.0, 0.006, t);
     });
 }
 
 /// A foot that lands.
 void AddStep(Mixer& mixer, double beat, double volume, double pan) {
     mixer.Add(beat, 0.25, volume, pan, [](double t) {
-        return Wave(52 * t - 2.2 * std::exp(-28 * t)) * std::exp(-14 * t) * SmoothStep(0, 0.002, t);
+        return Wave(52 * t - 2.2 * std::exp(-28 * t)) * std::exp(-14 * t) * glm::smoothstep(0.0, 0.002, t);
     });
 }
 
@@ -90,7 +90,7 @@ void AddHiHat(Mixer& mixer, double beat, double volume, double decay) {
         const double noise = static_cast<double>(random()) / static_cast<double>(std::minstd_rand::max()) - 0.5;
         const double high = noise - previous;
         previous = noise;
-        return high * std::exp(-decay * t) * SmoothStep(0, 0.001, t);
+        return high * std::exp(-decay * t) * glm::smoothstep(0.0, 0.001, t);
     });
 }
 

@@ -19,8 +19,9 @@ constexpr std::size_t c_Margin = 3;
 using PosedShape = std::function<Point(const Pose&, double, double)>;
 
 PosedShape Rigid(std::size_t joint, const Transform& place, Shape shape) {
-    return
-        [=](const Pose& pose, double along, double around) { return pose.joints[joint](place(shape(along, around))); };
+    return [=](const Pose& pose, double along, double around) {
+        return Apply(pose.joints[joint] * place, shape(along, around));
+    };
 }
 
 PosedShape Hose(std::size_t limb, Tube::Width width, Tube::Width depth) {
@@ -31,12 +32,12 @@ PosedShape Hose(std::size_t limb, Tube::Width width, Tube::Width depth) {
 
 /// 1 within `width` of a line from which the place is `distance` away, with soft edges.
 double Line(double distance, double width) {
-    return 1 - SmoothStep(width - 0.0012, width + 0.0012, std::abs(distance));
+    return 1 - glm::smoothstep(width - 0.0012, width + 0.0012, std::abs(distance));
 }
 
 /// 0 below, 1 above, with a soft edge.
 double Step(double x) {
-    return SmoothStep(-0.0018, 0.0018, x);
+    return glm::smoothstep(-0.0018, 0.0018, x);
 }
 
 Spot SpotAt(const Part& part, const Pose& rest, double along, double around) {
@@ -48,7 +49,7 @@ Spot SpotAt(const Part& part, const Pose& rest, double along, double around) {
     const double a = std::clamp(along, 4 * step, 1 - 4 * step);
     const Point down = part.surface(rest, a + step, around) - part.surface(rest, a - step, around);
     const Point right = part.surface(rest, a, around + step) - part.surface(rest, a, around - step);
-    spot.normal = Normalised(Cross(down, right));
+    spot.normal = glm::normalize(glm::cross(down, right));
     return spot;
 }
 
@@ -105,14 +106,14 @@ Point VisorRim(double along, double around) {
 Colour PaintHead(const Spot& spot) {
     const Point p = spot.at - c_HeadCentre;
     const double hood = -0.015 - p.z + 0.05 * p.y;  // positive behind the seam over the ears
-    Colour colour = Mix(Palette::Cream, Palette::Teal, Step(hood));
-    colour = Mix(colour, Palette::Mustard, Step(0.034 - std::abs(p.x)) * Step(hood));
-    colour = Mix(colour, Palette::Cream, Line(std::abs(p.x) - 0.040, 0.006) * Step(hood));
-    const double shade = p.z > 0 ? 0.45 * (1 - SmoothStep(0.05, 0.20, VisorEdge(spot.at))) : 0;
+    Colour colour = glm::mix(Palette::Cream, Palette::Teal, Step(hood));
+    colour = glm::mix(colour, Palette::Mustard, Step(0.034 - std::abs(p.x)) * Step(hood));
+    colour = glm::mix(colour, Palette::Cream, Line(std::abs(p.x) - 0.040, 0.006) * Step(hood));
+    const double shade = p.z > 0 ? 0.45 * (1 - glm::smoothstep(0.05, 0.20, VisorEdge(spot.at))) : 0;
     const Point bolt{std::abs(p.x) - 0.125, std::abs(p.y + 0.01) - 0.135, 0};
-    const double bolts = p.z < -0.05 ? Length(bolt) : 1.0;
-    colour = Mix(colour, Palette::Navy, std::max(0.9 * Line(hood, 0.004), shade));
-    colour = Mix(colour, Palette::Cream, 1 - SmoothStep(0.011, 0.014, bolts));
+    const double bolts = p.z < -0.05 ? glm::length(bolt) : 1.0;
+    colour = glm::mix(colour, Palette::Navy, std::max(0.9 * Line(hood, 0.004), shade));
+    colour = glm::mix(colour, Palette::Cream, 1 - glm::smoothstep(0.011, 0.014, bolts));
     return Lit(colour, spot, 0.9, HeadMass);
 }
 
@@ -131,24 +132,24 @@ Point TorsoPoint(double along, double around) {
 Colour PaintTorso(const Spot& spot) {
     const Point& p = spot.at;
     const double belt = 0.470 + 0.06 * p.x * p.x;
-    Colour colour = Mix(Palette::Teal, Palette::Cream, Step(p.y - belt));
+    Colour colour = glm::mix(Palette::Teal, Palette::Cream, Step(p.y - belt));
     const double pocket = std::max(std::abs(std::abs(p.x) - 0.085) - 0.030, std::abs(p.y - 0.425) - 0.022);
     if (p.z > 0) {
-        colour = Mix(colour, Palette::Cream, Line(pocket, 0.003));
+        colour = glm::mix(colour, Palette::Cream, Line(pocket, 0.003));
     }
-    colour = Mix(colour, Palette::Mustard, Line(p.y - belt, 0.013));
+    colour = glm::mix(colour, Palette::Mustard, Line(p.y - belt, 0.013));
     const double buckle = std::max(std::abs(p.x) - 0.030, std::abs(p.y - belt) - 0.020);
     if (p.z > 0) {
-        colour = Mix(colour, Palette::Navy, Step(0.004 - buckle));
-        colour = Mix(colour, Palette::Gold, Step(-buckle - 0.004));
+        colour = glm::mix(colour, Palette::Navy, Step(0.004 - buckle));
+        colour = glm::mix(colour, Palette::Gold, Step(-buckle - 0.004));
     }
-    colour = Mix(colour, Palette::Navy, 0.35 * Line(std::abs(p.x) - 0.135, 0.002) * Step(p.y - belt - 0.012));
-    colour = Mix(colour, Palette::Coral, Line(p.y - 0.655, 0.006) * 0.9);
+    colour = glm::mix(colour, Palette::Navy, 0.35 * Line(std::abs(p.x) - 0.135, 0.002) * Step(p.y - belt - 0.012));
+    colour = glm::mix(colour, Palette::Coral, Line(p.y - 0.655, 0.006) * 0.9);
     return Lit(colour, spot, 0.8, TorsoMass);
 }
 
 Point CounterPlace(const Point& p) {
-    return TurnedX(-0.20)({p.x, p.y, p.z - 2.6 * p.x * p.x}) + Point{0, 0.575, 0.141};
+    return Turned(TurnedX(-0.20), {p.x, p.y, p.z - 2.6 * p.x * p.x}) + Point{0, 0.575, 0.141};
 }
 
 constexpr Point c_CounterRadii{0.080, 0.046, 0.026};
@@ -159,8 +160,8 @@ Colour PaintPack(const Spot& spot) {
     const Point p = spot.at - c_PackCentre;
     Colour colour = Palette::Coral;
     const double flap = p.y - 0.035 + 0.9 * p.x * p.x;
-    colour = Mix(colour, Rgb(0xd94a3f), Step(flap));
-    colour = Mix(colour, Palette::Cream, Line(flap, 0.004));
+    colour = glm::mix(colour, Rgb(0xd94a3f), Step(flap));
+    colour = glm::mix(colour, Palette::Cream, Line(flap, 0.004));
     if (p.z < 0) {
         // A bolt of lightning: two slanted strokes that overlap in the middle.
         const Point q{-p.x, p.y + 0.032, 0};
@@ -169,21 +170,21 @@ Colour PaintPack(const Spot& spot) {
             return std::max({slant, y0 - q.y, q.y - y1});
         };
         const double bolt = std::min(stroke(-0.006, 0.046, -0.009), stroke(-0.046, 0.006, 0.009));
-        colour = Mix(colour, Palette::Mustard, Step(-bolt));
+        colour = glm::mix(colour, Palette::Mustard, Step(-bolt));
         const double buckle = std::max(std::abs(p.x) - 0.012, std::abs(flap) - 0.010);
-        colour = Mix(colour, Palette::Gold, Step(-buckle));
+        colour = glm::mix(colour, Palette::Gold, Step(-buckle));
     } else {
         colour = Palette::Navy;
     }
-    colour = Mix(colour, Palette::Navy, Line(p.z - 0.012, 0.004));
+    colour = glm::mix(colour, Palette::Navy, Line(p.z - 0.012, 0.004));
     return Lit(colour, spot, 0.35, PackMass);
 }
 
 Colour PaintEar(const Spot& spot) {
     const double ring = std::hypot(spot.at.y - c_HeadCentre.y, spot.at.z - c_HeadCentre.z);
-    Colour colour = Mix(Palette::Cream, Palette::Coral, Step(0.052 - ring));
-    colour = Mix(colour, Palette::Navy, Line(ring - 0.053, 0.003));
-    colour = Mix(colour, Palette::Mustard, Step(0.020 - ring));
+    Colour colour = glm::mix(Palette::Cream, Palette::Coral, Step(0.052 - ring));
+    colour = glm::mix(colour, Palette::Navy, Line(ring - 0.053, 0.003));
+    colour = glm::mix(colour, Palette::Mustard, Step(0.020 - ring));
     return Lit(colour, spot, 0.8, HeadMass);
 }
 
@@ -191,7 +192,7 @@ Colour PaintEar(const Spot& spot) {
 
 Point ShoePoint(double along, double around) {
     const Point p = RoundedBox({1, 1, 1}, 2.5)(along, around);
-    const double front = SmoothStep(-0.4, 1.0, p.z);
+    const double front = glm::smoothstep(-0.4, 1.0, p.z);
     const double sole = 0.016 * (1 - std::pow(1 - std::abs(std::min(p.y, 0.0)), 5.0));
     const double height = p.y > 0 ? p.y * (0.092 - 0.030 * front) : -sole;
     return {p.x * (0.062 + 0.014 * front), 0.016 + height, p.z * 0.112 + 0.012};
@@ -199,14 +200,14 @@ Point ShoePoint(double along, double around) {
 
 Colour PaintShoe(const Spot& spot, std::size_t side) {
     const Point p = spot.at - FootCentre(side);
-    Colour colour = Mix(Palette::Coral, Palette::Cream, Step(p.z - 0.078 + 1.2 * p.x * p.x));
-    colour = Mix(colour, Palette::Navy, Line(p.z - 0.078 + 1.2 * p.x * p.x, 0.002));
+    Colour colour = glm::mix(Palette::Coral, Palette::Cream, Step(p.z - 0.078 + 1.2 * p.x * p.x));
+    colour = glm::mix(colour, Palette::Navy, Line(p.z - 0.078 + 1.2 * p.x * p.x, 0.002));
     if (p.y > 0.03 && std::abs(p.x) < 0.034) {
-        colour = Mix(colour, Palette::Cream,
-                     Line(Fraction(p.z / 0.024) * 0.024 - 0.012, 0.004) * Step(0.066 - p.z) * Step(p.z - 0.018));
+        colour = glm::mix(colour, Palette::Cream,
+                          Line(glm::fract(p.z / 0.024) * 0.024 - 0.012, 0.004) * Step(0.066 - p.z) * Step(p.z - 0.018));
     }
-    colour = Mix(Palette::Cream, colour, Step(p.y - 0.024));
-    colour = Mix(colour, Palette::Navy, Line(p.y - 0.024, 0.002) * 0.8);
+    colour = glm::mix(Palette::Cream, colour, Step(p.y - 0.024));
+    colour = glm::mix(colour, Palette::Navy, Line(p.y - 0.024, 0.002) * 0.8);
     return Lit(colour, spot, 0.7, FootMass + side);
 }
 
@@ -231,30 +232,30 @@ std::array<Digit, 4> Digits(double sign) {
 constexpr double c_HoseRings = 11;
 
 Tube::Width HoseWidth(double thick, double thin) {
-    return [=](double s) { return Mix(thick, thin, s) * (1 + 0.09 * std::cos(2 * c_Pi * c_HoseRings * s)); };
+    return [=](double s) { return glm::mix(thick, thin, s) * (1 + 0.09 * std::cos(2 * c_Pi * c_HoseRings * s)); };
 }
 
 Colour PaintHose(const Spot& spot) {
     const double s = std::clamp((spot.along - 0.09) / 0.82, 0.0, 1.0);
     const double ridge = 0.5 + 0.5 * std::cos(2 * c_Pi * c_HoseRings * s);
-    const Colour colour = Mix(Rgb(0x1a2138), Rgb(0x4a5a86), ridge);
+    const Colour colour = glm::mix(Rgb(0x1a2138), Rgb(0x4a5a86), ridge);
     return Lit(colour * (0.55 + 0.45 * ridge), spot, 0.5, c_NoOccluder);
 }
 
 Colour PaintScarf(const Spot& spot, double stripes, double along) {
     const double knit = 0.90 + 0.10 * std::sin(2 * c_Pi * 150 * along) * std::sin(2 * c_Pi * 12 * spot.along);
-    const double stripe = SmoothStep(-0.12, 0.12, std::sin(2 * c_Pi * stripes * along));
-    return Lit(Mix(Palette::Mustard, Palette::Coral, stripe) * knit, spot, 0, c_NoOccluder);
+    const double stripe = glm::smoothstep(-0.12, 0.12, std::sin(2 * c_Pi * stripes * along));
+    return Lit(glm::mix(Palette::Mustard, Palette::Coral, stripe) * knit, spot, 0, c_NoOccluder);
 }
 
 Colour PaintBall(const Spot& spot, const Colour& colour) {
     const double wave = spot.at.y / c_BallRadius + 0.16 * std::cos(6 * 2 * c_Pi * spot.around);
-    Colour painted = Mix(colour, Palette::Cream, SmoothStep(0.34, 0.28, std::abs(wave)));
-    painted = Mix(painted, Palette::Navy, SmoothStep(0.16, 0.12, std::abs(spot.at.y / c_BallRadius)));
-    painted = Mix(painted, Palette::Cream, SmoothStep(0.90, 0.92, std::abs(spot.at.y / c_BallRadius)));
+    Colour painted = glm::mix(colour, Palette::Cream, glm::smoothstep(0.34, 0.28, std::abs(wave)));
+    painted = glm::mix(painted, Palette::Navy, glm::smoothstep(0.16, 0.12, std::abs(spot.at.y / c_BallRadius)));
+    painted = glm::mix(painted, Palette::Cream, glm::smoothstep(0.90, 0.92, std::abs(spot.at.y / c_BallRadius)));
     // A ball turns, and its picture with it: the same soft light from all sides.
     Spot soft = spot;
-    soft.normal = Normalised(spot.normal * 0.5 + Point{0, 0.45, 0.55});
+    soft.normal = glm::normalize(spot.normal * 0.5 + Point{0, 0.45, 0.55});
     soft.at = Point{0, 2, 0};
     return Lit(painted, soft, 0, c_NoOccluder);
 }
@@ -285,7 +286,7 @@ Ring StageRing(double along) {
     const auto i = std::min(static_cast<std::size_t>(position), c_StageProfile.size() - 2);
     const double share = position - static_cast<double>(i);
     const Ring &a = c_StageProfile[i], &b = c_StageProfile[i + 1];
-    return {Mix(a.radius, b.radius, share), Mix(a.y, b.y, share), Mix(a.picture, b.picture, share)};
+    return {glm::mix(a.radius, b.radius, share), glm::mix(a.y, b.y, share), glm::mix(a.picture, b.picture, share)};
 }
 
 // ---- All of it ----
@@ -341,15 +342,16 @@ void AddTorso(std::vector<Part>& parts, Shelves& shell) {
                      shell.Next(384, 288),
                      PaintPack,
                      {}});
-    parts.push_back({Shell, {28, 36}, Rigid(Torso, {}, TorsoPoint), shell.Next(512, 272), PaintTorso, {}});
+    parts.push_back({Shell, {28, 36}, Rigid(Torso, Transform(1), TorsoPoint), shell.Next(512, 272), PaintTorso, {}});
     const Shape lens = [shape = RoundedBox(c_CounterRadii, 3.4)](double along, double around) {
         return CounterPlace(shape(along, around));
     };
-    parts.push_back({Display, {14, 24}, Rigid(Torso, {}, lens), c_CounterChart, {}, [](double, double, const Point& p) {
-                         return Vec2{static_cast<float>(std::clamp(0.5 + 0.5 * p.x / c_CounterRadii.x, 0.0, 1.0)),
-                                     static_cast<float>(
-                                         std::clamp(0.5 - 0.5 * (p.y - 0.575) / (c_CounterRadii.y + 0.003), 0.0, 1.0))};
-                     }});
+    parts.push_back(
+        {Display, {14, 24}, Rigid(Torso, Transform(1), lens), c_CounterChart, {}, [](double, double, const Point& p) {
+             return Vec2{
+                 static_cast<float>(std::clamp(0.5 + 0.5 * p.x / c_CounterRadii.x, 0.0, 1.0)),
+                 static_cast<float>(std::clamp(0.5 - 0.5 * (p.y - 0.575) / (c_CounterRadii.y + 0.003), 0.0, 1.0))};
+         }});
 }
 
 void AddHand(std::vector<Part>& parts, Shelves& shell, std::size_t side) {
@@ -426,8 +428,8 @@ void AddScarf(std::vector<Part>& parts, Shelves& scarf) {
                      {}});
     for (std::size_t side = 0; side < 2; ++side) {
         // Wide ends, narrow where they leave the knot.
-        const Tube::Width width = [](double s) { return 0.028 + 0.026 * SmoothStep(0, 0.6, s); };
-        const Tube::Width depth = [](double s) { return Mix(0.014, 0.009, s); };
+        const Tube::Width width = [](double s) { return 0.028 + 0.026 * glm::smoothstep(0.0, 0.6, s); };
+        const Tube::Width depth = [](double s) { return glm::mix(0.014, 0.009, s); };
         parts.push_back({Scarf,
                          {36, 16},
                          Hose(Tails + side, width, depth),
@@ -445,7 +447,7 @@ void AddToys(std::vector<Part>& parts, Shelves& toys) {
         const Shape sphere = RoundedBox({c_BallRadius, c_BallRadius, c_BallRadius}, 2);
         parts.push_back({Toys,
                          {16, 24},
-                         Rigid(Balls + i, {}, sphere),
+                         Rigid(Balls + i, Transform(1), sphere),
                          toys.Next(168, 128),
                          [colour = colours[i]](const Spot& spot) { return PaintBall(spot, colour); },
                          {}});
@@ -460,7 +462,7 @@ void AddStage(std::vector<Part>& parts) {
     };
     parts.push_back({Stage,
                      {c_StageProfile.size() - 1, 72},
-                     Rigid(Ground, {}, disc),
+                     Rigid(Ground, Transform(1), disc),
                      {0, 0, c_StageSize, c_StageSize},
                      {},
                      [](double along, double around, const Point&) {

@@ -55,7 +55,7 @@ Shape RoundedBox(const Point& radii, double exponent) {
         const double norm = std::pow(
             std::pow(std::abs(d.x), exponent) + std::pow(std::abs(d.y), exponent) + std::pow(std::abs(d.z), exponent),
             1 / exponent);
-        return Point{d.x * radii.x, d.y * radii.y, d.z * radii.z} * (1 / norm);
+        return d * radii / norm;
     };
 }
 
@@ -74,8 +74,8 @@ Tube::Tube(const std::function<Point(double)>& curve, const Point& side) {
         const double s = static_cast<double>(i) * step;
         Frame& frame = m_Frames[i];
         frame.centre = curve(s);
-        frame.tangent = Normalised(curve(std::min(s + step / 2, 1.0)) - curve(std::max(s - step / 2, 0.0)));
-        frame.side = Normalised(previous - frame.tangent * Dot(previous, frame.tangent));
+        frame.tangent = glm::normalize(curve(std::min(s + step / 2, 1.0)) - curve(std::max(s - step / 2, 0.0)));
+        frame.side = glm::normalize(previous - frame.tangent * glm::dot(previous, frame.tangent));
         previous = frame.side;
     }
 }
@@ -85,8 +85,8 @@ Tube::Frame Tube::At(double s) const {
     const auto i = std::min(static_cast<std::size_t>(position), c_Steps - 1);
     const double share = position - static_cast<double>(i);
     const Frame &a = m_Frames[i], &b = m_Frames[i + 1];
-    return {Mix(a.centre, b.centre, share), Normalised(Mix(a.tangent, b.tangent, share)),
-            Normalised(Mix(a.side, b.side, share))};
+    return {glm::mix(a.centre, b.centre, share), glm::normalize(glm::mix(a.tangent, b.tangent, share)),
+            glm::normalize(glm::mix(a.side, b.side, share))};
 }
 
 Point Tube::Surface(double along, double around, const Width& width, const Width& depth) const {
@@ -99,7 +99,7 @@ Point Tube::Surface(double along, double around, const Width& width, const Width
         turn = ((along - 1) / c_CapShare + 1) * c_Pi / 2;
     }
     const Frame frame = At(s);
-    const Point across = Cross(frame.tangent, frame.side);
+    const Point across = glm::cross(frame.tangent, frame.side);
     const double angle = -2 * c_Pi * around, ring = std::cos(turn);
     const double w = width(s), d = depth(s);
     return frame.centre + frame.side * (w * ring * std::cos(angle)) + across * (d * ring * std::sin(angle)) +

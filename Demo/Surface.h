@@ -54,7 +54,7 @@ public:
 private:
     static constexpr std::size_t c_Steps = 48;
     struct Frame {
-        Point centre, tangent, side;
+        Point centre{}, tangent{}, side{};
     };
     Frame At(double s) const;
 
