@@ -1,6 +1,12 @@
 #include "Tools/nimb/Viewer/Camera.h"
 
+#include "Authoring/Codec/Vectors.h"
 #include "Tools/nimb/ExitStatus.h"
+
+#include <glm/gtc/constants.hpp>
+#include <glm/gtc/matrix_transform.hpp>
+#include <glm/gtx/euler_angles.hpp>
+#include <glm/gtx/transform.hpp>
 
 #include <algorithm>
 #include <cmath>
@@ -9,25 +15,14 @@
 namespace Nimb::Tool {
 namespace {
 
-using Authoring::Vec3;
-
-constexpr float c_Pi = 3.14159265358979f;
+constexpr float c_Pi = glm::pi<float>();
 constexpr float c_HalfFov = 0.5f * 35 * c_Pi / 180;  // of the picture's height
 constexpr float c_Margin = 0.92f;                    // of the picture is filled
 constexpr float c_MaxPitch = 0.5f * c_Pi;
 
-float Dot(const Vec3& a, const Vec3& b) {
-    return a.x * b.x + a.y * b.y + a.z * b.z;
-}
-
 /// The camera's axes in the world: to the right, up, and backwards, from the target to the eye.
-struct Axes {
-    Vec3 right, up, back;
-};
-
-Axes AxesOf(float yaw, float pitch) {
-    const float sy = std::sin(yaw), cy = std::cos(yaw), sp = std::sin(pitch), cp = std::cos(pitch);
-    return {{cy, 0, -sy}, {-sy * sp, cp, -cy * sp}, {sy * cp, sp, cy * cp}};
+glm::mat3 AxesOf(float yaw, float pitch) {
+    return glm::mat3(glm::eulerAngleYX(yaw, -pitch));
 }
 
 }  // namespace
@@ -49,20 +44,20 @@ View ParseView(const std::string& text) {
 }
 
 Camera FrameBox(const Authoring::Box& box, const std::vector<View>& views, float aspect) {
-    const Vec3 half{(box.max.x - box.min.x) / 2, (box.max.y - box.min.y) / 2, (box.max.z - box.min.z) / 2};
+    const glm::vec3 low(Authoring::VectorOf(box.min)), high(Authoring::VectorOf(box.max));
+    const glm::vec3 half = (high - low) / 2.0f;
     Camera camera;
-    camera.target = {box.min.x + half.x, box.min.y + half.y, box.min.z + half.z};
-    camera.reach = std::max(std::sqrt(Dot(half, half)), 1e-4f);
+    camera.target = low + half;
+    camera.reach = std::max(glm::length(half), 1e-4f);
     camera.distance = camera.reach;
     const float tanY = std::tan(c_HalfFov) * c_Margin;
     const float tanX = tanY * aspect;
     for (const View& view : views) {
-        const Axes axes = AxesOf(view.yaw, view.pitch);
+        const glm::mat3 axes = AxesOf(view.yaw, view.pitch);
         for (int corner = 0; corner < 8; ++corner) {
-            const Vec3 p{corner & 1 ? half.x : -half.x, corner & 2 ? half.y : -half.y, corner & 4 ? half.z : -half.z};
-            const float depth = Dot(p, axes.back);
-            camera.distance = std::max({camera.distance, depth + std::fabs(Dot(p, axes.right)) / tanX,
-                                        depth + std::fabs(Dot(p, axes.up)) / tanY});
+            const glm::vec3 signs(corner & 1 ? 1 : -1, corner & 2 ? 1 : -1, corner & 4 ? 1 : -1);
+            const glm::vec3 p = (half * signs) * axes;  // seen from the camera
+            camera.distance = std::max({camera.distance, p.z + std::fabs(p.x) / tanX, p.z + std::fabs(p.y) / tanY});
         }
     }
     if (!views.empty()) {
@@ -72,26 +67,16 @@ Camera FrameBox(const Authoring::Box& box, const std::vector<View>& views, float
     return camera;
 }
 
-Vec3 EyeOf(const Camera& camera) {
-    const Vec3 back = AxesOf(camera.yaw, camera.pitch).back;
-    return {camera.target.x + camera.distance * back.x, camera.target.y + camera.distance * back.y,
-            camera.target.z + camera.distance * back.z};
+glm::vec3 EyeOf(const Camera& camera) {
+    return camera.target + camera.distance * AxesOf(camera.yaw, camera.pitch)[2];
 }
 
-Matrix ViewProjection(const Camera& camera, float aspect) {
-    const Axes axes = AxesOf(camera.yaw, camera.pitch);
+glm::mat4 ViewProjection(const Camera& camera, float aspect) {
     const float nearest = std::max(camera.distance - 4 * camera.reach, camera.distance * 0.01f);
     const float farthest = camera.distance + 4 * camera.reach;
-    const float fy = 1 / std::tan(c_HalfFov);
-    const float fx = fy / aspect;
-    const float a = (farthest + nearest) / (nearest - farthest);
-    const float b = 2 * farthest * nearest / (nearest - farthest);
-    const float tx = -Dot(axes.right, camera.target), ty = -Dot(axes.up, camera.target);
-    const float tz = -Dot(axes.back, camera.target) - camera.distance;
-    return {fx * axes.right.x, fy * axes.up.x, a * axes.back.x, -axes.back.x,  //
-            fx * axes.right.y, fy * axes.up.y, a * axes.back.y, -axes.back.y,  //
-            fx * axes.right.z, fy * axes.up.z, a * axes.back.z, -axes.back.z,  //
-            fx * tx,           fy * ty,        a * tz + b,      -tz};
+    const glm::mat4 turn(glm::transpose(AxesOf(camera.yaw, camera.pitch)));
+    return glm::perspective(2 * c_HalfFov, aspect, nearest, farthest) *
+           glm::translate(glm::vec3(0, 0, -camera.distance)) * turn * glm::translate(-camera.target);
 }
 
 void Orbit(Camera& camera, float dx, float dy) {
@@ -100,14 +85,9 @@ void Orbit(Camera& camera, float dx, float dy) {
 }
 
 void Pan(Camera& camera, float dx, float dy) {
-    const Axes axes = AxesOf(camera.yaw, camera.pitch);
+    const glm::mat3 axes = AxesOf(camera.yaw, camera.pitch);
     const float scale = 2 * std::tan(c_HalfFov) * camera.distance;
-    const auto move = [&](float Vec3::*axis) {
-        camera.target.*axis += scale * (dy * axes.up.*axis - dx * axes.right.*axis);
-    };
-    move(&Vec3::x);
-    move(&Vec3::y);
-    move(&Vec3::z);
+    camera.target += scale * (dy * axes[1] - dx * axes[0]);
 }
 
 void Zoom(Camera& camera, float steps) {

@@ -3,14 +3,13 @@
 
 #include "Authoring/Codec/Mesh.h"
 
-#include <array>
+#include <glm/mat4x4.hpp>
+#include <glm/vec3.hpp>
+
 #include <string>
 #include <vector>
 
 namespace Nimb::Tool {
-
-/// Column-major, as GL takes it.
-using Matrix = std::array<float, 16>;
 
 /// A direction to look from, in radians: 0, 0 is the front; yaw turns towards +x, pitch rises.
 struct View {
@@ -24,7 +23,7 @@ View ParseView(const std::string& text);
 
 /// Looks at a point from a distance.
 struct Camera {
-    Authoring::Vec3 target{};
+    glm::vec3 target{};
     float distance = 1;
     float yaw = 0;
     float pitch = 0;
@@ -36,10 +35,10 @@ struct Camera {
 Camera FrameBox(const Authoring::Box& box, const std::vector<View>& views, float aspect);
 
 /// Where the camera is.
-Authoring::Vec3 EyeOf(const Camera& camera);
+glm::vec3 EyeOf(const Camera& camera);
 
 /// To clip coordinates.
-Matrix ViewProjection(const Camera& camera, float aspect);
+glm::mat4 ViewProjection(const Camera& camera, float aspect);
 
 // What the mouse does; steps are fractions of the picture's height.
 void Orbit(Camera& camera, float dx, float dy);

@@ -4,6 +4,7 @@
 #include "Tools/nimb/Viewer/Framebuffer.h"
 
 #include <GLES3/gl3.h>
+#include <glm/gtc/type_ptr.hpp>
 
 #include <algorithm>
 #include <cmath>
@@ -212,9 +213,8 @@ void Renderer::DrawMesh(const Player& player, const Camera& camera, const Appear
     BindPicture(player, appearance.mipmaps);
 
     glUseProgram(m_MeshProgram);
-    glUniformMatrix4fv(m_Mesh.viewProjection, 1, GL_FALSE, ViewProjection(camera, aspect).data());
-    const Authoring::Vec3 eye = EyeOf(camera);
-    glUniform3f(m_Mesh.eye, eye.x, eye.y, eye.z);
+    glUniformMatrix4fv(m_Mesh.viewProjection, 1, GL_FALSE, glm::value_ptr(ViewProjection(camera, aspect)));
+    glUniform3fv(m_Mesh.eye, 1, glm::value_ptr(EyeOf(camera)));
     glUniform1i(m_Mesh.texture, 0);
     glUniform1i(m_Mesh.mode, appearance.shaded ? c_Shaded : c_Textured);
     glUniform1i(m_Mesh.backFaces, appearance.backFaces == BackFaces::Mark ? 1 : 0);
