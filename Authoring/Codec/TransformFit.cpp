@@ -7,6 +7,11 @@
 #include "Authoring/Codec/ChordLog.h"
 #include "Authoring/Codec/LeastSquares.h"
 #include "Authoring/Codec/PrefixCode.h"
+#include "Authoring/Codec/Vectors.h"
+
+#include <glm/common.hpp>
+#include <glm/gtc/type_ptr.hpp>
+#include <glm/mat3x3.hpp>
 
 #include <algorithm>
 #include <cmath>
@@ -18,8 +23,6 @@ using Nimb::Float4;
 
 namespace {
 
-using Vector = std::array<double, 3>;
-
 constexpr int c_Reweightings = 4;
 constexpr double c_ExpectedLinear = 0.3;  // coefficients of this size are nothing special between two frames
 
@@ -28,24 +31,12 @@ constexpr UINT32 c_TypicalOrder = 4;
 
 /// A transform before quantisation: position = base + D arm + translation, with arm = base - pivot.
 struct RealTransform {
-    Vector rotation{};  // of a rigid one, as stored
-    std::array<Vector, 3> rows{};
-    Vector translation{};
+    glm::dvec3 rotation{};  // of a rigid one, as stored
+    glm::dmat3 rows{0};     // of D
+    glm::dvec3 translation{};
+
+    glm::dvec3 operator()(const glm::dvec3& arm) const { return arm * rows + translation; }
 };
-
-Vector Cross(const Vector& a, const Vector& b) {
-    return {a[1] * b[2] - a[2] * b[1], a[2] * b[0] - a[0] * b[2], a[0] * b[1] - a[1] * b[0]};
-}
-
-double Dot(const Vector& a, const Vector& b) {
-    return (a[0] * b[0] + a[1] * b[1]) + a[2] * b[2];
-}
-
-Vector Apply(const RealTransform& transform, const Vector& arm) {
-    return {Dot(transform.rows[0], arm) + transform.translation[0],
-            Dot(transform.rows[1], arm) + transform.translation[1],
-            Dot(transform.rows[2], arm) + transform.translation[2]};
-}
 
 /// One part under one amount of extrapolation.
 class Fitter {
@@ -64,8 +55,8 @@ private:
     const PartSamples& m_Samples;
     const FitPrecision& m_Precision;
     BYTE m_Extrapolation;
-    std::vector<Vector> m_Arms;
-    std::vector<Vector> m_Displacements;  // target - base
+    std::vector<glm::dvec3> m_Arms;
+    std::vector<glm::dvec3> m_Displacements;  // target - base
     std::vector<double> m_Weights;
     double m_Radius = 0;
 };
@@ -78,16 +69,13 @@ Fitter::Fitter(const PartSamples& samples, const FitPrecision& precision, BYTE e
       m_Displacements(samples.targets.size()),
       m_Weights(samples.targets.size(), 1.0) {
     const double factor = c_ExtrapolationUnit * extrapolation;
-    const Nimb::__vector4& pivot = samples.pivot;
+    const glm::dvec3 pivot = VectorOf(samples.pivot);
     double squares = 0;
     for (std::size_t i = 0; i < samples.targets.size(); ++i) {
-        const Nimb::__vector4& p = samples.previous[i];
-        const Nimb::__vector4& l = samples.last[i];
-        const Vec3& t = samples.targets[i];
-        const Vector base{p.x + factor * l.x, p.y + factor * l.y, p.z + factor * l.z};
-        m_Arms[i] = {base[0] - pivot.x, base[1] - pivot.y, base[2] - pivot.z};
-        m_Displacements[i] = {t.x - base[0], t.y - base[1], t.z - base[2]};
-        squares += Dot(m_Arms[i], m_Arms[i]);
+        const glm::dvec3 base = VectorOf(samples.previous[i]) + factor * VectorOf(samples.last[i]);
+        m_Arms[i] = base - pivot;
+        m_Displacements[i] = VectorOf(samples.targets[i]) - base;
+        squares += glm::dot(m_Arms[i], m_Arms[i]);
     }
     m_Radius = std::sqrt(squares / static_cast<double>(samples.targets.size()));
 }
@@ -95,79 +83,60 @@ Fitter::Fitter(const PartSamples& samples, const FitPrecision& precision, BYTE e
 void Fitter::Reweight(const RealTransform& transform) {
     const double scale = 1.0 / (m_Precision.maxError * m_Precision.maxError);
     for (std::size_t i = 0; i < m_Arms.size(); ++i) {
-        const Vector moved = Apply(transform, m_Arms[i]);
-        const Vector& wanted = m_Displacements[i];
-        const Vector rest{wanted[0] - moved[0], wanted[1] - moved[1], wanted[2] - moved[2]};
-        m_Weights[i] = 1.0 / (1.0 + scale * Dot(rest, rest));
+        const glm::dvec3 rest = m_Displacements[i] - transform(m_Arms[i]);
+        m_Weights[i] = 1.0 / (1.0 + scale * glm::dot(rest, rest));
     }
 }
 
 void Fitter::FitTranslation(RealTransform& transform) const {
-    transform.translation = {};
     double sum = 0;
-    Vector mean{};
+    glm::dvec3 mean{};
     for (std::size_t i = 0; i < m_Arms.size(); ++i) {
-        const Vector moved = Apply(transform, m_Arms[i]);
-        for (std::size_t axis = 0; axis < 3; ++axis) {
-            mean[axis] += m_Weights[i] * (m_Displacements[i][axis] - moved[axis]);
-        }
+        mean += m_Weights[i] * (m_Displacements[i] - m_Arms[i] * transform.rows);
         sum += m_Weights[i];
     }
-    transform.translation = {mean[0] / sum, mean[1] / sum, mean[2] / sum};
+    transform.translation = mean / sum;
 }
 
 void Fitter::FitAffine(RealTransform& transform) const {
     NormalEquations<4, 3> equations;
     for (std::size_t i = 0; i < m_Arms.size(); ++i) {
-        equations.Add({m_Arms[i][0], m_Arms[i][1], m_Arms[i][2], 1.0}, m_Displacements[i], m_Weights[i]);
+        const glm::dvec3 &arm = m_Arms[i], &wanted = m_Displacements[i];
+        equations.Add({arm.x, arm.y, arm.z, 1.0}, {wanted.x, wanted.y, wanted.z}, m_Weights[i]);
     }
     for (std::size_t i = 0; i < 3; ++i) {
         equations.AddRidge(i, m_Precision.maxError * m_Precision.maxError / (c_ExpectedLinear * c_ExpectedLinear));
     }
     const auto solution = equations.Solve();
-    for (std::size_t axis = 0; axis < 3; ++axis) {
-        transform.rows[axis] = {solution[0][axis], solution[1][axis], solution[2][axis]};
-        transform.translation[axis] = solution[3][axis];
-    }
+    const auto unknown = [&](std::size_t i) { return glm::make_vec3(solution[i].data()); };
+    transform.rows = glm::transpose(glm::dmat3(unknown(0), unknown(1), unknown(2)));
+    transform.translation = unknown(3);
 }
 
 /// One Gauss-Newton step: a small rotation on top of the present one, and a new translation.
 void Fitter::ImproveRotation(RealTransform& transform) const {
     NormalEquations<6, 1> equations;
     for (std::size_t i = 0; i < m_Arms.size(); ++i) {
-        const Vector moved = Apply(transform, m_Arms[i]);
-        const Vector turned{m_Arms[i][0] + moved[0] - transform.translation[0],
-                            m_Arms[i][1] + moved[1] - transform.translation[1],
-                            m_Arms[i][2] + moved[2] - transform.translation[2]};
-        const Vector& wanted = m_Displacements[i];
+        const glm::dvec3 moved = transform(m_Arms[i]), rest = m_Displacements[i] - moved;
         // A rotation by v moves a point by twice the cross product of v and the point.
-        const double x = 2 * turned[0], y = 2 * turned[1], z = 2 * turned[2], w = m_Weights[i];
-        equations.Add({0, z, -y, 1, 0, 0}, {wanted[0] - moved[0]}, w);
-        equations.Add({-z, 0, x, 0, 1, 0}, {wanted[1] - moved[1]}, w);
-        equations.Add({y, -x, 0, 0, 0, 1}, {wanted[2] - moved[2]}, w);
+        const glm::dvec3 t = 2.0 * (m_Arms[i] + moved - transform.translation);
+        equations.Add({0, t.z, -t.y, 1, 0, 0}, {rest.x}, m_Weights[i]);
+        equations.Add({-t.z, 0, t.x, 0, 1, 0}, {rest.y}, m_Weights[i]);
+        equations.Add({t.y, -t.x, 0, 0, 0, 1}, {rest.z}, m_Weights[i]);
     }
     for (std::size_t i = 0; i < 3; ++i) {
         equations.AddRidge(i, m_Precision.maxError * m_Precision.maxError / (c_ExpectedLinear * c_ExpectedLinear));
     }
     const auto solution = equations.Solve();
-    const Vector d{solution[0][0], solution[1][0], solution[2][0]};
-    const Vector& v = transform.rotation;
-    const Vector cross = Cross(d, v);
-    Vector turned{};
-    const double scale = 1.0 / (1.0 - Dot(d, v));
-    for (std::size_t i = 0; i < 3; ++i) {
-        // Near half a turn the tangent is without bound; no figure turns that fast, so such a fit may as well fail.
-        const double component = (v[i] + d[i] + cross[i]) * scale;
-        turned[i] = std::abs(component) < 1e3 ? component : 0.0;
-    }
-    transform.rotation = turned;
+    const glm::dvec3 d(solution[0][0], solution[1][0], solution[2][0]), v = transform.rotation;
+    const glm::dvec3 turned = (v + d + glm::cross(d, v)) * (1.0 / (1.0 - glm::dot(d, v)));
+    // Near half a turn the tangent is without bound; no figure turns that fast, so such a fit may as well fail.
+    transform.rotation = glm::mix(glm::dvec3(0), turned, glm::lessThan(glm::abs(turned), glm::dvec3(1e3)));
     float rows[9];
-    RotationMinusIdentity(static_cast<float>(transform.rotation[0]), static_cast<float>(transform.rotation[1]),
-                          static_cast<float>(transform.rotation[2]), rows);
-    for (std::size_t axis = 0; axis < 3; ++axis) {
-        transform.rows[axis] = {rows[3 * axis], rows[3 * axis + 1], rows[3 * axis + 2]};
-        transform.translation[axis] += solution[3 + axis][0];
-    }
+    RotationMinusIdentity(static_cast<float>(transform.rotation.x), static_cast<float>(transform.rotation.y),
+                          static_cast<float>(transform.rotation.z), rows);
+    transform.rows = glm::make_mat3(rows);
+    transform.translation += glm::dvec3(solution[3][0], solution[4][0], solution[5][0]);
 }
 
 /// Nearest multiple of `unit`; what does not fit 30 bits is none of a sane fit's business.
@@ -186,11 +155,11 @@ void Fitter::Quantise(RealTransform& real, Transform& transform) const {
         const double unit = NegativePowerOfTwo(shift);
         if (transform.kind == Kind_Rigid) {
             for (std::size_t i = 0; i < 3; ++i) {
-                transform.linear[i] = Round(real.rotation[i], unit);
+                transform.linear[i] = Round(glm::value_ptr(real.rotation)[i], unit);
             }
         } else {
             for (std::size_t i = 0; i < 9; ++i) {
-                transform.linear[i] = Round(real.rows[i / 3][i % 3], unit);
+                transform.linear[i] = Round(glm::value_ptr(real.rows)[i], unit);
             }
         }
         float linear[9];
@@ -200,15 +169,13 @@ void Fitter::Quantise(RealTransform& real, Transform& transform) const {
         if (transform.kind == Kind_Rigid) {
             RotationMinusIdentity(linear[0], linear[1], linear[2], linear);
         }
-        for (std::size_t i = 0; i < 9; ++i) {
-            real.rows[i / 3][i % 3] = linear[i];
-        }
+        real.rows = glm::make_mat3(linear);
     }
     if (transform.kind >= Kind_Translation) {
         FitTranslation(real);  // makes up for the rounding of the linear part
         const double unit = m_Precision.step * NegativePowerOfTwo(m_Precision.translationShift);
         for (std::size_t i = 0; i < 3; ++i) {
-            transform.translation[i] = Round(real.translation[i], unit);
+            transform.translation[i] = Round(glm::value_ptr(real.translation)[i], unit);
         }
     }
 }
@@ -228,9 +195,8 @@ double Fitter::Bits(const Transform& transform) const {
     for (std::size_t i = 0; i < m_Samples.targets.size(); ++i) {
         float lanes[4];
         Predict(motion, Float4::Load(&m_Samples.previous[i]), Float4::Load(&m_Samples.last[i])).Store(lanes);
-        const Vec3& target = m_Samples.targets[i];
-        const Vector rest{double{target.x} - lanes[0], double{target.y} - lanes[1], double{target.z} - lanes[2]};
-        bits += m_Samples.verticesPerSample * CorrectionBits(Dot(rest, rest), m_Precision);
+        const glm::dvec3 rest = VectorOf(m_Samples.targets[i]) - glm::dvec3(lanes[0], lanes[1], lanes[2]);
+        bits += m_Samples.verticesPerSample * CorrectionBits(glm::dot(rest, rest), m_Precision);
     }
     return bits;
 }
