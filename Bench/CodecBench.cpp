@@ -2,6 +2,7 @@
 #include "Bench/EncodedClip.h"
 
 #include "Authoring/Codec/MeshPayload.h"
+#include "NimbCore/Codings.h"
 #include "NimbCore/NimbCrossPlatform.h"
 
 namespace Bench {
@@ -61,29 +62,11 @@ void Indices(benchmark::State& state, const Subject& subject, IndexCoding coding
     Report(state, subject.Faces(), size, frame.stream.Position() - section);
 }
 
-HRESULT ReadDeltaVertices(Nimb::CNimbMeshReader& reader, Nimb::CNimbMeshReaderCtx& context, OpenFrame& frame,
-                          INimbBuffer** ppBuffer) {
-    frame.stream.Seek(frame.headerEnd);
-    switch (frame.header.m_Version.v.m_VertexVersion) {
-        case NTarnStudioVertexVersion::c_UnwrappedXYZUV:
-            return reader.ReadVertices(&context, &frame.stream, &frame.header, ppBuffer);
-        case NTarnStudioVertexVersion::c_CompressedDeltas:
-            return reader.ReadCompressedVertices(&context, &frame.stream, &frame.header, ppBuffer);
-        case NTarnStudioVertexVersion::c_GolombDeltas:
-            return reader.ReadGolombCodedVertices(&context, &frame.stream, &frame.header, ppBuffer);
-        case NTarnStudioVertexVersion::c_TransformDeltas:
-            return reader.ReadTransformDeltaVertices(&context, &frame.stream, &frame.header, ppBuffer);
-        case NTarnStudioVertexVersion::c_HuffmanDeltas:
-            return reader.ReadHuffmanCodedVertices(&context, &frame.stream, &frame.header, ppBuffer);
-        default:
-            return E_UNEXPECTED;
-    }
-}
-
 /// As DeltaFrames of the whole-frame benchmarks: real successive frames, restarted off the clock.
 void DeltaVertices(benchmark::State& state, const Subject& subject, DeltaCoding coding, UINT32 vertexFormat) {
     const EncodedClip& clip = EncodeClip(subject, coding);
     const auto reader = MakeReader(vertexFormat);
+    const Nimb::VertexDecoder decode = Nimb::FindVertexCoding(static_cast<BYTE>(coding))->decode;
     Nimb::CNimbMeshReaderCtx context;
     std::vector<std::unique_ptr<OpenFrame>> frames;
     std::size_t encoded = 0, size = 0;
@@ -100,8 +83,10 @@ void DeltaVertices(benchmark::State& state, const Subject& subject, DeltaCoding 
             next = 1;
             state.ResumeTiming();
         }
+        OpenFrame& frame = *frames[next++];
+        frame.stream.Seek(frame.headerEnd);
         INimbBuffer* buffer = nullptr;
-        if (Failed(ReadDeltaVertices(*reader, context, *frames[next++], &buffer))) {
+        if (Failed(((*reader).*decode)(&context, &frame.stream, &frame.header, &buffer))) {
             state.SkipWithError("the vertices were refused");
             return;
         }
@@ -149,7 +134,7 @@ void RegisterCodecBenchmarks(const Subject& subject) {
                      [&subject, normals, f = format](auto& state) { KeyVertices(state, subject, normals, f); });
         }
     }
-    for (const auto& [name, coding] : c_DeltaCodings) {
+    for (const auto& [name, coding] : DeltaCodings()) {
         Register(prefix + "DeltaVertices/" + name + "/float",
                  [&subject, c = coding](auto& state) { DeltaVertices(state, subject, c, 13); });
     }

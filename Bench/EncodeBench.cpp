@@ -39,7 +39,7 @@ void RegisterEncodeBenchmarks(const Subject& subject) {
     const std::string prefix = "Encode/" + subject.name + "/";
     Register(prefix + "Key/automatic", [&subject](auto& state) { EncodeKey(state, subject); });
     Register(prefix + "Clip/automatic", [&subject](auto& state) { EncodeClipFrames(state, subject, std::nullopt); });
-    for (const auto& [name, coding] : c_DeltaCodings) {
+    for (const auto& [name, coding] : DeltaCodings()) {
         Register(prefix + "Clip/" + name, [&subject, c = coding](auto& state) { EncodeClipFrames(state, subject, c); });
     }
 }

@@ -5,11 +5,11 @@
 #include "NimbCore/NimbCrossPlatform.h"
 
 #include <algorithm>
+#include <cctype>
 #include <cmath>
 #include <cstring>
 #include <map>
 #include <stdexcept>
-#include <string>
 #include <tuple>
 
 namespace Bench {
@@ -48,21 +48,6 @@ Bytes MakeKeyFrame(const Subject& subject, IndexCoding coding, bool normals) {
     return Nimb::Authoring::FrameEncoder().KeyFrame(mesh, options).bytes;
 }
 
-BYTE VertexVersionOf(DeltaCoding coding) {
-    switch (coding) {
-        case DeltaCoding::Quantised:
-            return NTarnStudioVertexVersion::c_UnwrappedXYZUV;
-        case DeltaCoding::Plain:
-            return NTarnStudioVertexVersion::c_CompressedDeltas;
-        case DeltaCoding::Golomb:
-            return NTarnStudioVertexVersion::c_GolombDeltas;
-        case DeltaCoding::Transform:
-            return NTarnStudioVertexVersion::c_TransformDeltas;
-        default:
-            return NTarnStudioVertexVersion::c_HuffmanDeltas;
-    }
-}
-
 EncodedClip MakeClip(const Subject& subject, DeltaCoding coding) {
     Nimb::Authoring::FrameEncoder encoder;
     Nimb::Authoring::KeyFrameOptions key;
@@ -75,7 +60,7 @@ EncodedClip MakeClip(const Subject& subject, DeltaCoding coding) {
     clip.frames.push_back(encoder.KeyFrame(subject.frames[0], key).bytes);
     for (std::size_t i = 1; i < subject.frames.size(); ++i) {
         Nimb::Authoring::EncodedFrame frame = encoder.DeltaFrame(subject.frames[i], delta);
-        if (frame.isKeyFrame || frame.vertexVersion != VertexVersionOf(coding)) {
+        if (frame.isKeyFrame || frame.vertexVersion != static_cast<BYTE>(coding)) {
             throw std::runtime_error(subject.name + ": frame " + std::to_string(i) + " came out as vertex version " +
                                      std::to_string(frame.vertexVersion));
         }
@@ -86,6 +71,17 @@ EncodedClip MakeClip(const Subject& subject, DeltaCoding coding) {
 }
 
 }  // namespace
+
+std::vector<std::pair<std::string, DeltaCoding>> DeltaCodings() {
+    std::vector<std::pair<std::string, DeltaCoding>> codings;
+    for (const Nimb::Authoring::DeltaCoder& coder : Nimb::Authoring::DeltaCoders()) {
+        std::string name = coder.name;
+        name[0] = static_cast<char>(std::toupper(static_cast<unsigned char>(name[0])));
+        codings.emplace_back(std::move(name), coder.coding);
+    }
+    std::sort(codings.begin(), codings.end(), [](const auto& a, const auto& b) { return a.second < b.second; });
+    return codings;
+}
 
 double PeerPositionError(const Mesh& mesh) {
     const Nimb::Authoring::Box box = Nimb::Authoring::BoundingBox(mesh.positions);

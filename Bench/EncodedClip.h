@@ -6,7 +6,9 @@
 #include "NimbCore/NimbMeshReader.h"
 
 #include <memory>
+#include <string>
 #include <utility>
+#include <vector>
 
 namespace Bench {
 
@@ -19,11 +21,9 @@ constexpr std::pair<const char*, IndexCoding> c_IndexCodings[] = {{"List1", Inde
                                                                   {"EdgeBreaker", IndexCoding::EdgeBreaker},
                                                                   {"Strips1", IndexCoding::Strips1},
                                                                   {"Strips2", IndexCoding::Strips2}};
-constexpr std::pair<const char*, DeltaCoding> c_DeltaCodings[] = {{"Quantised", DeltaCoding::Quantised},
-                                                                  {"Plain", DeltaCoding::Plain},
-                                                                  {"Golomb", DeltaCoding::Golomb},
-                                                                  {"Transform", DeltaCoding::Transform},
-                                                                  {"Huffman", DeltaCoding::Huffman}};
+
+/// All that there are, by version; named as on command lines, with a capital.
+std::vector<std::pair<std::string, DeltaCoding>> DeltaCodings();
 
 /// Names of output layouts, and the reader's vertex format for each.
 constexpr std::pair<const char*, UINT32> c_Layouts[] = {

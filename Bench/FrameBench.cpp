@@ -51,7 +51,7 @@ void RegisterFrameBenchmarks(const Subject& subject) {
                      [&subject, c = coding, f = format](auto& state) { KeyFrame(state, subject, c, f); });
         }
     }
-    for (const auto& [name, coding] : c_DeltaCodings) {
+    for (const auto& [name, coding] : DeltaCodings()) {
         for (const auto& [layout, format] : c_Layouts) {
             Register(prefix + "Delta/" + name + "/" + layout,
                      [&subject, c = coding, f = format](auto& state) { DeltaFrames(state, subject, c, f); });

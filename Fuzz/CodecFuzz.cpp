@@ -1,34 +1,34 @@
-// Any bytes as the section of one codec. Built once for each: NIMB_FUZZ_CODEC names the section (see Codec).
+// Any bytes as a section of one kind. Built once for each: NIMB_FUZZ_SECTION says which (see Section).
 //
 // The first three bytes set the stage: output layout and options, number of vertices or faces, number of indices. What
-// comes out may not depend on what memory held before, and where there is a model of the codec it is the model's
+// comes out may not depend on what memory held before, and where there is a model of the section it is the model's
 // result, or a refusal exactly where the model has none.
 #include "Fuzz/CodecModel.h"
 #include "Nimb/NimbAssert.h"
+#include "NimbCore/Codings.h"
 #include "Tests/Support/TestSupport.h"
 
 #include <cstdlib>
 
 namespace {
 
-enum class Codec {
-    Records,
-    Plain,
-    Golomb,
-    Transforms,
-    Huffman,
-    Normals,
+/// Vertex sections are numbered by their versions.
+enum Section {
+    Golomb = NTarnStudioVertexVersion::c_GolombDeltas,
+    Huffman = NTarnStudioVertexVersion::c_HuffmanDeltas,
+    Normals = 256,
     List1,
     List2,
     EdgeBreaker,
     Strips1,
     Strips2,
 };
-constexpr Codec c_Codec = Codec::NIMB_FUZZ_CODEC;
-constexpr bool c_IsIndexCodec = c_Codec >= Codec::List1;
+constexpr int c_Section = NIMB_FUZZ_SECTION;
+constexpr bool c_IsIndexSection = c_Section >= List1;
+static_assert(c_Section >= Normals || Nimb::FindVertexCoding(c_Section) != nullptr, "no vertex coding has this number");
 
 using Nimb::CNimbMeshReader;
-using Stage = decltype(&CNimbMeshReader::ReadVertices);
+using Stage = Nimb::VertexDecoder;  // that of indices has the same signature
 
 struct Setup {
     UINT32 vertexFormat;
@@ -41,7 +41,7 @@ struct Setup {
 struct Outcome {
     HRESULT hr = E_FAIL;
     NimbTest::ByteVector bytes;
-    std::vector<float> history;  // of a vertex codec that succeeded: the newest positions
+    std::vector<float> history;  // of vertices that were decoded: the newest positions
 
     friend bool operator==(const Outcome& a, const Outcome& b) {
         return Failed(a.hr) == Failed(b.hr) && a.bytes == b.bytes &&
@@ -55,12 +55,10 @@ CStreamingMeshHeader MakeHeader(const Setup& setup) {
     version.m_VertexVersion = 2;
     version.m_FormatFlags =
         setup.storedNormals ? NTarnStudioFormatFlags::c_HasNormals : NTarnStudioFormatFlags::c_TriList;
-    if (c_Codec == Codec::Strips1 || c_Codec == Codec::Strips2) {
+    if (c_Section == Strips1 || c_Section == Strips2) {
         version.m_FormatFlags = NTarnStudioFormatFlags::c_TriStrips;
     }
-    version.m_IndexVersion = c_Codec == Codec::EdgeBreaker                          ? 4
-                             : c_Codec == Codec::List1 || c_Codec == Codec::Strips1 ? 1
-                                                                                    : 2;
+    version.m_IndexVersion = c_Section == EdgeBreaker ? 4 : c_Section == List1 || c_Section == Strips1 ? 1 : 2;
     const float corners[2][3] = {{-1, -2, 0}, {1, 3, 0.5f}};
     std::memcpy(header.m_BBoxMin, corners[0], sizeof(header.m_BBoxMin));
     std::memcpy(header.m_BBoxMax, corners[1], sizeof(header.m_BBoxMax));
@@ -96,7 +94,7 @@ Outcome Run(Stage stage, const Setup& setup, const BYTE* data, std::size_t size,
     outcome.hr = (reader.*stage)(&ctx, &stream, &header, &buffer);
     if (Succeeded(outcome.hr)) {
         outcome.bytes = NimbTest::Contents<BYTE>(buffer);
-        for (std::size_t i = 0; !c_IsIndexCodec && i < setup.count; ++i) {
+        for (std::size_t i = 0; !c_IsIndexSection && i < setup.count; ++i) {
             const Nimb::__vector4& p = (*ctx.m_pPrevMesh)[i];
             outcome.history.insert(outcome.history.end(), {p.x, p.y, p.z});
         }
@@ -122,26 +120,13 @@ Outcome RunNormals(const Setup& setup, const BYTE* data, std::size_t size, BYTE 
     return outcome;
 }
 
-Stage StageOfCodec() {
-    switch (c_Codec) {
-        case Codec::Records:
-            return &CNimbMeshReader::ReadVertices;
-        case Codec::Plain:
-            return &CNimbMeshReader::ReadCompressedVertices;
-        case Codec::Golomb:
-            return &CNimbMeshReader::ReadGolombCodedVertices;
-        case Codec::Transforms:
-            return &CNimbMeshReader::ReadTransformDeltaVertices;
-        case Codec::Huffman:
-            return &CNimbMeshReader::ReadHuffmanCodedVertices;
-        default:
-            return &CNimbMeshReader::ReadIndices;
+Outcome RunSection(const Setup& setup, const BYTE* data, std::size_t size, BYTE pattern) {
+    if (c_Section == Normals) {
+        return RunNormals(setup, data, size, pattern);
     }
-}
-
-Outcome RunCodec(const Setup& setup, const BYTE* data, std::size_t size, BYTE pattern) {
-    return c_Codec == Codec::Normals ? RunNormals(setup, data, size, pattern)
-                                     : Run(StageOfCodec(), setup, data, size, pattern);
+    const Stage stage =
+        c_IsIndexSection ? &CNimbMeshReader::ReadIndices : Nimb::FindVertexCoding(static_cast<BYTE>(c_Section))->decode;
+    return Run(stage, setup, data, size, pattern);
 }
 
 Outcome OfIndices(const std::optional<std::vector<UINT32>>& indices) {
@@ -159,17 +144,17 @@ Outcome OfPlainSection(const Setup& setup, const std::optional<CodecModel::Bytes
                    : Outcome();
 }
 
-/// What should come out; nothing for codecs without a model.
+/// What should come out; nothing for sections without a model.
 std::optional<Outcome> RunModel(const Setup& setup, const BYTE* data, std::size_t size) {
     const CodecModel::Cursor in(data, size);
-    switch (c_Codec) {
-        case Codec::Golomb:
+    switch (c_Section) {
+        case Golomb:
             return OfPlainSection(setup, CodecModel::PlainFromGolomb(in, setup.count));
-        case Codec::Huffman:
+        case Huffman:
             return OfPlainSection(setup, CodecModel::PlainFromHuffman(in, setup.count));
-        case Codec::List2:
+        case List2:
             return OfIndices(CodecModel::ByteDeltaList(in, setup.count, setup.numIndices));
-        case Codec::Strips2:
+        case Strips2:
             return OfIndices(CodecModel::ByteDeltaStrip(in, setup.numIndices));
         default:
             return std::nullopt;
@@ -186,15 +171,15 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     Setup setup{};
     setup.vertexFormat = ((data[0] & 1) != 0 ? NTarnOutputFormat::c_Normals : 0u) |
                          ((data[0] & 2) != 0 ? NTarnOutputFormat::c_Float : 0u);
-    setup.storedNormals = !c_IsIndexCodec && ((data[0] & 4) != 0 || c_Codec == Codec::Normals);
+    setup.storedNormals = !c_IsIndexSection && ((data[0] & 4) != 0 || c_Section == Normals);
     setup.olderFrame = (data[0] & 8) != 0;
     setup.count = data[1];
-    setup.numIndices = c_IsIndexCodec && (data[0] & 16) != 0 ? 16u * data[2] : data[2];
+    setup.numIndices = c_IsIndexSection && (data[0] & 16) != 0 ? 16u * data[2] : data[2];
     data += 3;
     size -= 3;
 
-    const Outcome outcome = RunCodec(setup, data, size, 0x00);
-    if (!(outcome == RunCodec(setup, data, size, 0xA7))) {
+    const Outcome outcome = RunSection(setup, data, size, 0x00);
+    if (!(outcome == RunSection(setup, data, size, 0xA7))) {
         std::abort();
     }
     const std::optional<Outcome> wanted = RunModel(setup, data, size);

@@ -48,9 +48,13 @@ Mesh MakeMesh(Input& in) {
 /// chance.
 DeltaCoding CodingOf(UINT32 choice, bool& transforms) {
     if (choice < 30 || transforms) {
-        constexpr DeltaCoding quick[] = {DeltaCoding::Quantised, DeltaCoding::Plain, DeltaCoding::Golomb,
-                                         DeltaCoding::Huffman};
-        return quick[choice % 4];
+        std::vector<DeltaCoding> quick;
+        for (const DeltaCoder& coder : DeltaCoders()) {
+            if (!coder.fitsMotions) {
+                quick.push_back(coder.coding);
+            }
+        }
+        return quick[choice % quick.size()];
     }
     transforms = true;
     return choice == 30 ? DeltaCoding::Transform : DeltaCoding::Smallest;

@@ -1,16 +1,15 @@
-// Writes a folder of seeds for each fuzz target: seed_corpus OUTDIR makes OUTDIR/<target>/<file>. Seeds are valid
-// inputs, so that a fuzzer starts behind the first checks; short ones, so that it stays fast.
-#include "Authoring/Codec/GolombVertices.h"
-#include "Authoring/Codec/HuffmanVertices.h"
+// Writes seeds for each fuzz target: seed_corpus OUTDIR makes OUTDIR/<target>/<file> where the folder is there. Seeds
+// are valid inputs, so that a fuzzer starts behind the first checks; short ones, so that it stays fast.
 #include "Authoring/Codec/IndexStreams.h"
 #include "Authoring/Codec/MeshPayload.h"
 #include "Authoring/Codec/TextureTransform.h"
-#include "Authoring/Codec/TransformDeltas.h"
 #include "Authoring/Codec/VertexStreams.h"
 #include "Authoring/Codec/XtraAttributes.h"
+#include "Authoring/Frame/DeltaSection.h"
 #include "Authoring/Frame/FrameEncoder.h"
 #include "Tests/Support/TestSupport.h"
 
+#include <cctype>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
@@ -27,7 +26,9 @@ public:
 
     void Write(const std::string& target, const std::string& name, const Bytes& bytes) {
         const std::filesystem::path folder = m_Folder / target;
-        std::filesystem::create_directories(folder);
+        if (!std::filesystem::is_directory(folder)) {
+            throw std::runtime_error("no fuzz target has the name " + target);
+        }
         std::ofstream file(folder / name, std::ios::binary);
         file.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
         if (!file.flush()) {
@@ -114,34 +115,32 @@ void WriteSequences(CorpusWriter& corpus) {
     }
 }
 
-/// Vertex sections of the setup that CodecFuzz makes of `prefix`: 12 vertices, without a second history.
+/// Sections of the setup that CodecFuzz makes of `prefix`: 12 vertices, without a second history.
 void WriteVertexSections(CorpusWriter& corpus) {
-    const Mesh mesh = NimbTest::MakeSheet(4, 3);
-    std::vector<Nimb::__vector4> previous;
+    const Mesh mesh = NimbTest::MakeSheet(4, 3), moved = NimbTest::Moved(mesh, 3);
+    Nimb::CNimbMeshReaderCtx ctx;
     for (const Vec3& p : mesh.positions) {
-        previous.push_back({p.x, p.y, p.z, 0});
+        ctx.m_Positions.push_back({p.x, p.y, p.z, 0});
     }
-    const DeltaHistory history{&previous, nullptr};
-    const std::vector<Vec3> targets = NimbTest::Moved(mesh, 3).positions;
-    const DeltaCorrections corrections = QuantiseCorrections(history, targets, 0);
-    ByteWriter records, normals;
-    WriteVertexRecords(mesh, BoundingBox(mesh.positions), true, records);
-    WriteNormalBlock(mesh.normals, normals);
-    TransformDeltaOptions transformOptions;
-    TransformDeltaEncoder transforms;
-    const std::pair<const char*, Bytes> sections[] = {
-        {"CodecFuzzRecords", records.Take()},
-        {"CodecFuzzPlain", WritePlainDeltas(corrections)},
-        {"CodecFuzzGolomb", WriteGolombDeltas(corrections)},
-        {"CodecFuzzHuffman", WriteHuffmanDeltas(corrections)},
-        {"CodecFuzzTransforms", transforms.Encode(history, targets, transformOptions).section},
-        {"CodecFuzzNormals", normals.Take()},
-    };
-    for (const auto& [target, section] : sections) {
+    ctx.m_pPrevMesh = &ctx.m_Positions;
+    const auto write = [&](const std::string& name, const Bytes& section) {
         for (UINT32 options = 0; options < 16; ++options) {
-            corpus.Write(target, "options" + std::to_string(options), Prefixed({options, 12, 0}, section));
+            corpus.Write("CodecFuzz" + name, "options" + std::to_string(options), Prefixed({options, 12, 0}, section));
         }
+    };
+    for (const DeltaCoder& coder : DeltaCoders()) {
+        DeltaFrameOptions options;
+        options.coding = coder.coding;
+        options.maxError = coder.fitsMotions ? TransformDeltaOptions().maxError : 0;
+        options.normals = true;  // of records
+        TransformDeltaEncoder transforms;
+        std::string name = coder.name;
+        name[0] = static_cast<char>(std::toupper(static_cast<unsigned char>(name[0])));
+        write(name, ChooseDeltaSection(ctx, transforms, moved, BoundingBox(mesh.positions), options).bytes);
     }
+    ByteWriter normals;
+    WriteNormalBlock(mesh.normals, normals);
+    write("Normals", normals.Take());
 }
 
 void WriteIndexSections(CorpusWriter& corpus) {

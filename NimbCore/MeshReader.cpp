@@ -1,5 +1,6 @@
-// Frame assembly: which decoder reads what, the contexts of sub-meshes, the attributes, and the quad of empty frames.
+// Frame assembly: key and delta frames, the contexts of sub-meshes, the attributes, and the quad of empty frames.
 #include "Nimb/NimbAssert.h"
+#include "NimbCore/Codings.h"
 #include "NimbCore/LockedBuffer.h"
 #include "NimbCore/NimbMeshReader.h"
 
@@ -109,26 +110,9 @@ HRESULT CNimbMeshReader::ReadDeltaFrame(CNimbMeshReaderCtx& ctx, IStream* pStrea
         return E_UNEXPECTED;
     }
 
-    HRESULT hr = E_UNEXPECTED;
-    switch (header.m_Version.v.m_VertexVersion) {
-        case VertexVersion::c_UnwrappedXYZUV:
-            hr = ReadVertices(&ctx, pStream, &header, ppVertexBuffer);
-            break;
-        case VertexVersion::c_CompressedDeltas:
-            hr = ReadCompressedVertices(&ctx, pStream, &header, ppVertexBuffer);
-            break;
-        case VertexVersion::c_GolombDeltas:
-            hr = ReadGolombCodedVertices(&ctx, pStream, &header, ppVertexBuffer);
-            break;
-        case VertexVersion::c_TransformDeltas:
-            hr = ReadTransformDeltaVertices(&ctx, pStream, &header, ppVertexBuffer);
-            break;
-        case VertexVersion::c_HuffmanDeltas:
-            hr = ReadHuffmanCodedVertices(&ctx, pStream, &header, ppVertexBuffer);
-            break;
-        default:
-            NIMB_ASSERT_MSG(false, "Unsupported vertex format");
-    }
+    const VertexCoding* const coding = FindVertexCoding(header.m_Version.v.m_VertexVersion);
+    NIMB_ASSERT_MSG(coding != nullptr, "Unsupported vertex format");
+    const HRESULT hr = (this->*coding->decode)(&ctx, pStream, &header, ppVertexBuffer);
     if (Failed(hr)) {
         return hr;
     }

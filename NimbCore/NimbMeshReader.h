@@ -1,8 +1,8 @@
 // The mesh reader: one frame's mesh payload in, a vertex buffer and an index buffer with their attributes out.
 //
 // The byte layout of everything read here is in Docs/format.md. NimbCore/*.cpp holds one stage a file: MeshHeader,
-// MeshReader (frame assembly), MeshContexts, TemporalMesh, VertexStreams, DeltaVertices, HuffmanVertices,
-// GolombVertices, TransformDeltas, IndexStreams and Huffman.
+// MeshReader (frame assembly), Codings (which decoder reads what), MeshContexts, TemporalMesh, VertexStreams,
+// DeltaVertices, HuffmanVertices, GolombVertices, TransformDeltas, IndexStreams and Huffman.
 #pragma once
 
 #include "Nimb/NimbInterfaces.h"

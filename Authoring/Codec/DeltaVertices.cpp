@@ -1,6 +1,7 @@
 #include "Authoring/Codec/DeltaVertices.h"
 
 #include "Authoring/Codec/CorrectionBytes.h"
+#include "NimbCore/Codings.h"
 #include "NimbCore/DeltaArithmetic.h"
 
 #include <algorithm>
@@ -184,6 +185,11 @@ Bytes WritePlainDeltas(const DeltaCorrections& corrections) {
     WriteCorrectionRange(corrections, out);
     out.Append(corrections.bytes);
     return out.Take();
+}
+
+std::size_t LeastPlainBytes(std::size_t numVertices, std::size_t) {
+    constexpr VertexSectionLayout layout = FindVertexCoding(NTarnStudioVertexVersion::c_CompressedDeltas)->layout;
+    return layout.EmptyBytes() + layout.vertexBytes * numVertices;
 }
 
 }  // namespace Nimb::Authoring

@@ -34,9 +34,10 @@ DeltaCorrections QuantiseCorrections(const DeltaHistory& history, const std::vec
 /// On how many axes corrections differ by more than a step, so that no one byte serves all vertices.
 std::size_t CountVaryingAxes(const DeltaHistory& history, const std::vector<Vec3>& targets, double maxError);
 
-constexpr std::size_t c_PlainPrologueBytes = 24;  ///< in front of the bytes
-
 /// The vertex section of one frame, without normals.
 Bytes WritePlainDeltas(const DeltaCorrections& corrections);
+
+/// The size of every section of so many vertices, wherever bytes differ.
+std::size_t LeastPlainBytes(std::size_t numVertices, std::size_t numVaryingAxes);
 
 }  // namespace Nimb::Authoring

@@ -2,6 +2,7 @@
 
 #include "Authoring/Codec/CorrectionBytes.h"
 #include "Authoring/Codec/Golomb.h"
+#include "NimbCore/Codings.h"
 
 namespace Nimb::Authoring {
 
@@ -28,6 +29,11 @@ Bytes WriteGolombDeltas(const DeltaCorrections& corrections) {
         axis.AppendTo(out);
     }
     return out.Take();
+}
+
+std::size_t LeastGolombBytes(std::size_t numVertices, std::size_t) {
+    constexpr std::size_t empty = FindVertexCoding(NTarnStudioVertexVersion::c_GolombDeltas)->layout.EmptyBytes();
+    return empty + 3 * 4 * ((2 * numVertices + 31) / 32);
 }
 
 }  // namespace Nimb::Authoring

@@ -5,9 +5,10 @@
 
 namespace Nimb::Authoring {
 
-constexpr std::size_t c_GolombPrologueBytes = 24 + 3 * 6;  ///< in front of the codes
-
 /// The vertex section of one frame, without normals.
 Bytes WriteGolombDeltas(const DeltaCorrections& corrections);
+
+/// No section of so many vertices is smaller: no code has fewer than two bits, wherever bytes differ.
+std::size_t LeastGolombBytes(std::size_t numVertices, std::size_t numVaryingAxes);
 
 }  // namespace Nimb::Authoring

@@ -2,6 +2,7 @@
 
 #include "Authoring/Codec/BitWriter.h"
 #include "Authoring/Codec/CorrectionBytes.h"
+#include "NimbCore/Codings.h"
 
 #include <algorithm>
 
@@ -55,6 +56,11 @@ Bytes WriteHuffmanDeltas(const DeltaCorrections& original) {
         codes[axis].AppendTo(out);
     }
     return out.Take();
+}
+
+std::size_t LeastHuffmanBytes(std::size_t numVertices, std::size_t numVaryingAxes) {
+    constexpr std::size_t empty = FindVertexCoding(NTarnStudioVertexVersion::c_HuffmanDeltas)->layout.EmptyBytes();
+    return empty + numVaryingAxes * 4 * ((numVertices + 31) / 32);
 }
 
 }  // namespace Nimb::Authoring

@@ -6,9 +6,10 @@
 
 namespace Nimb::Authoring {
 
-constexpr std::size_t c_HuffmanPrologueBytes = 24 + 3 * (4 + 1024);  ///< all but the codes, the three tables included
-
 /// The vertex section of one frame, without normals.
 Bytes WriteHuffmanDeltas(const DeltaCorrections& corrections);
+
+/// No section of so many vertices is smaller: a bit for each on axes where bytes differ, and tables on all.
+std::size_t LeastHuffmanBytes(std::size_t numVertices, std::size_t numVaryingAxes);
 
 }  // namespace Nimb::Authoring

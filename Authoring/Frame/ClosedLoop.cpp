@@ -1,5 +1,6 @@
 #include "Authoring/Frame/ClosedLoop.h"
 
+#include "NimbCore/Codings.h"
 #include "NimbCore/NimbCrossPlatform.h"
 
 #include <algorithm>
@@ -8,8 +9,6 @@
 
 namespace Nimb::Authoring {
 namespace {
-
-namespace VertexVersion = NTarnStudioVertexVersion;
 
 constexpr UINT32 c_FloatOutput = NTarnOutputFormat::c_Float;  // records of positions and texture coordinates
 
@@ -40,27 +39,16 @@ private:
 
 double DecodeAndMeasure(const Bytes& section, CStreamingMeshHeader header, const std::vector<Vec3>& targets,
                         Nimb::CNimbMeshReaderCtx& ctx) {
-    using Decoder = decltype(&Nimb::CNimbMeshReader::ReadVertices);
-    const auto decoderOf = [](BYTE version) -> Decoder {
-        switch (version) {
-            case VertexVersion::c_UnwrappedXYZUV:
-                return &Nimb::CNimbMeshReader::ReadVertices;
-            case VertexVersion::c_CompressedDeltas:
-                return &Nimb::CNimbMeshReader::ReadCompressedVertices;
-            case VertexVersion::c_GolombDeltas:
-                return &Nimb::CNimbMeshReader::ReadGolombCodedVertices;
-            case VertexVersion::c_TransformDeltas:
-                return &Nimb::CNimbMeshReader::ReadTransformDeltaVertices;
-            default:
-                return &Nimb::CNimbMeshReader::ReadHuffmanCodedVertices;
-        }
-    };
+    const VertexCoding* const coding = FindVertexCoding(header.m_Version.v.m_VertexVersion);
+    if (coding == nullptr) {
+        throw std::logic_error("no decoder reads what the encoder wrote");
+    }
     Nimb::CNimbMeshReader reader;
     reader.Initialize(NIMBCORE::CComPtr<INimbBufferAllocator>(new NimbCrossPlatform::BufferAllocator), c_FloatOutput);
     SectionStream stream(section);
     NIMBCORE::CComPtr<INimbBuffer> buffer;
     header.m_numVertices = static_cast<UINT32>(targets.size());
-    const HRESULT hr = (reader.*decoderOf(header.m_Version.v.m_VertexVersion))(&ctx, &stream, &header, &buffer);
+    const HRESULT hr = (reader.*coding->decode)(&ctx, &stream, &header, &buffer);
     if (Failed(hr)) {
         throw std::logic_error("the decoder refuses what the encoder wrote");
     }

@@ -266,8 +266,8 @@ std::optional<EncodedFrame> FrameEncoder::TryDelta(const Mesh& mesh, const Frame
     delta.maxError = clip.maxError;
     delta.coding = clip.delta.value_or(DeltaCoding::Smallest);
     const Mesh ordered = OrderedForDelta(state, mesh, delta);
-    if (delta.coding == DeltaCoding::Transform && ordered.positions.empty()) {
-        return std::nullopt;  // transforms need something to transform
+    if (ordered.positions.empty() && delta.coding != DeltaCoding::Smallest && CoderOf(delta.coding).fitsMotions) {
+        return std::nullopt;  // nothing moves
     }
     const Box box = delta.box.value_or(BoundingBox(ordered.positions));
     try {

@@ -2,21 +2,13 @@
 #pragma once
 
 #include "Authoring/Codec/Mesh.h"
+#include "Authoring/Frame/DeltaCodings.h"
 
 #include <optional>
 
 namespace Nimb::Authoring {
 
 enum class IndexCoding { List1, List2, EdgeBreaker, Strips1, Strips2 };
-
-enum class DeltaCoding {
-    Quantised,  ///< vertex version 2: whole records, texture coordinates included
-    Plain,      ///< 3
-    Golomb,     ///< 4
-    Transform,  ///< 5
-    Huffman,    ///< 7
-    Smallest,   ///< whichever of Plain, Golomb, Transform and Huffman is smallest for the frame
-};
 
 /// What a frame says about itself. A strip frame has no room for any of it but the box.
 struct FrameOptions {

@@ -3,8 +3,6 @@
 // choice, until it is clear that it comes out larger. Mostly that is clear before the first frame.
 #include "Authoring/Frame/SegmentEncoder.h"
 
-#include "Authoring/Codec/GolombVertices.h"
-#include "Authoring/Codec/HuffmanVertices.h"
 #include "NimbCore/NimbMeshReader.h"
 
 #include <algorithm>
@@ -19,22 +17,15 @@ namespace VertexVersion = NTarnStudioVertexVersion;
 /// are runs in one order are scattered in the other, but parts are few bytes next to corrections.)
 constexpr double c_LeastShareInOtherOrder = 0.75;
 
-/// What a frame has at least that is a delta frame in this coding, or else a key frame: those are larger.
-std::size_t LeastBytes(DeltaCoding coding, std::size_t numVertices) {
-    switch (coding) {
-        case DeltaCoding::Quantised:
-            return 12 * numVertices;
-        case DeltaCoding::Plain:
-            return 3 * numVertices;
-        case DeltaCoding::Golomb:
-            return 3 * numVertices / 4;
-        case DeltaCoding::Huffman:
-            return std::min(c_HuffmanPrologueBytes, 12 * numVertices);
-        case DeltaCoding::Transform:
-        case DeltaCoding::Smallest:
-            break;
-    }
-    return 0;
+/// What a frame has at least that is a delta frame in this coding, or else a key frame, which has a record for each
+/// vertex.
+std::size_t LeastBytes(const DeltaCoder& coder, std::size_t numVertices) {
+    return std::min(coder.leastBytes(numVertices, 0), 12 * numVertices);
+}
+
+/// Whether the coding makes use of frames that it is shown in advance.
+bool LooksAhead(DeltaCoding coding) {
+    return coding == DeltaCoding::Smallest || CoderOf(coding).fitsMotions;
 }
 
 /// What each frame will have at least, so that a trial can be given up early.
@@ -129,7 +120,7 @@ std::vector<EncodedFrame> Segment::Try(const ClipOptions& options, const Expecta
         }
         frames.push_back(Next(encoder, i, options));
         bytes += static_cast<double>(frames.back().bytes.size()) - (i < expected.size() ? expected[i] : 0.0);
-        if (coding == DeltaCoding::Smallest || coding == DeltaCoding::Transform) {
+        if (LooksAhead(coding)) {
             LookAhead(encoder, i, options);
         }
     }
@@ -162,16 +153,18 @@ double Segment::LeastKeyBytesInOrder(std::size_t moment) const {
 
 void Segment::TryFixedCodings(ClipOptions options, double keyBytes, const std::vector<std::size_t>& numVertices,
                               bool withTransforms) {
-    for (const DeltaCoding coding : {DeltaCoding::Golomb, DeltaCoding::Huffman, DeltaCoding::Plain,
-                                     DeltaCoding::Quantised, DeltaCoding::Transform}) {
-        if (coding == DeltaCoding::Transform && (!withTransforms || options.maxError <= 0)) {
+    // The quick ones first: the smallest of them may show that the others need no trial.
+    std::vector<DeltaCoder> coders = DeltaCoders();
+    std::stable_partition(coders.begin(), coders.end(), [](const DeltaCoder& coder) { return !coder.fitsMotions; });
+    for (const DeltaCoder& coder : coders) {
+        if (coder.fitsMotions && (!withTransforms || options.maxError <= 0)) {
             continue;
         }
         Expectation expected;
         for (const std::size_t count : numVertices) {
-            expected.push_back(expected.empty() ? keyBytes : static_cast<double>(LeastBytes(coding, count)));
+            expected.push_back(expected.empty() ? keyBytes : static_cast<double>(LeastBytes(coder, count)));
         }
-        options.delta = coding;
+        options.delta = coder.coding;
         Try(options, expected);
     }
 }

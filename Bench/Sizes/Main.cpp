@@ -88,10 +88,16 @@ void PrintClip(const char* name, const std::vector<Mesh>& clip) {
     std::printf("### %s: %zu vertices, %zu triangles, %zu frames, error at most %.3g of its height\n\n", name,
                 clip.front().positions.size(), clip.front().faces.size(), clip.size(),
                 0.5 / ((1 << Bench::c_PeerPositionBits) - 1));
-    std::printf("| Bytes a frame | Quantised | Plain | Golomb | Transform | Huffman |\n|---|--:|--:|--:|--:|--:|\n");
+    const auto deltaCodings = Bench::DeltaCodings();
+    std::string titles = "| Bytes a frame |", rule = "|---|";
+    for (const auto& [deltaName, delta] : deltaCodings) {
+        titles += " " + deltaName + " |";
+        rule += "--:|";
+    }
+    std::printf("%s\n%s\n", titles.c_str(), rule.c_str());
     for (const auto& [indexName, indices] : Bench::c_IndexCodings) {
         std::printf("| %s |", indexName);
-        for (const auto& [deltaName, delta] : Bench::c_DeltaCodings) {
+        for (const auto& [deltaName, delta] : deltaCodings) {
             ClipOptions fixed = options;
             fixed.indices = indices;
             fixed.delta = delta;

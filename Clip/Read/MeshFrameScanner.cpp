@@ -4,6 +4,7 @@
 #include "Clip/Read/AssertionCapture.h"
 #include "Clip/Read/MeshStream.h"
 #include "NimbCore/BitReader.h"
+#include "NimbCore/Codings.h"
 
 #include <algorithm>
 #include <cstring>
@@ -18,8 +19,6 @@ namespace VertexVersion = NTarnStudioVertexVersion;
 namespace IndexVersion = NTarnStudioIndexVersion;
 namespace FormatFlags = NTarnStudioFormatFlags;
 
-constexpr UINT64 c_CorrectionBoxBytes = 24;
-constexpr UINT64 c_FrequencyTableBytes = 1024;
 constexpr UINT64 c_NormalBytes = 6;
 constexpr BYTE c_AffineTransform = 1;
 constexpr UINT64 c_AffineBytes = 24;
@@ -72,38 +71,22 @@ private:
 
 namespace {
 
-/// Without the normals behind deltas.
+/// The section, without normals that follow it.
 template <class Cursor>
 void SkipVertices(Cursor& cursor, const CStreamingMeshHeader& header, bool hasNormals) {
     constexpr const char* what = "the vertex section";
-    const UINT64 count = header.m_numVertices;
-    switch (header.m_Version.v.m_VertexVersion) {
-        case VertexVersion::c_UnwrappedXYZUV:
-            return cursor.Skip(count * (hasNormals ? 20 : 12), what);
-        case VertexVersion::c_CompressedDeltas:
-            return cursor.Skip(c_CorrectionBoxBytes + 3 * count, what);
-        case VertexVersion::c_GolombDeltas: {
-            cursor.Skip(c_CorrectionBoxBytes + 6, what);
-            UINT64 bytes = 0;
-            for (int axis = 0; axis < 3; ++axis) {
-                bytes += WordBytes(cursor.template Take<UINT32>(what));
-            }
-            return cursor.Skip(bytes, what);
-        }
-        case VertexVersion::c_TransformDeltas:
-            cursor.Skip(4, what);
-            return cursor.Skip(WordBytes(cursor.template Take<UINT32>(what)), what);
-        case VertexVersion::c_HuffmanDeltas: {
-            cursor.Skip(c_CorrectionBoxBytes, what);
-            UINT64 bytes = 3 * c_FrequencyTableBytes;
-            for (int axis = 0; axis < 3; ++axis) {
-                bytes += WordBytes(cursor.template Take<UINT32>(what));
-            }
-            return cursor.Skip(bytes, what);
-        }
-        default:
-            return cursor.Fail("there is no vertex version " + std::to_string(header.m_Version.v.m_VertexVersion));
+    const Nimb::VertexCoding* const coding = Nimb::FindVertexCoding(header.m_Version.v.m_VertexVersion);
+    if (coding == nullptr) {
+        return cursor.Fail("there is no vertex version " + std::to_string(header.m_Version.v.m_VertexVersion));
     }
+    const Nimb::VertexSectionLayout& layout = coding->layout;
+    const UINT64 vertexBytes = layout.vertexBytes + (hasNormals ? layout.normalBytes : 0);
+    UINT64 bytes = layout.fixedBytes + vertexBytes * header.m_numVertices;
+    cursor.Skip(layout.leadBytes, what);
+    for (UINT32 stream = 0; stream < layout.numCodeStreams; ++stream) {
+        bytes += WordBytes(cursor.template Take<UINT32>(what));
+    }
+    cursor.Skip(bytes, what);
 }
 
 template <class Cursor>
@@ -225,20 +208,8 @@ MeshFrameLayout MeshFrameScanner::Scan(const Bytes& frame) {
 }
 
 std::string VertexCodingName(BYTE vertexVersion) {
-    switch (vertexVersion) {
-        case VertexVersion::c_UnwrappedXYZUV:
-            return "records";
-        case VertexVersion::c_CompressedDeltas:
-            return "plain";
-        case VertexVersion::c_GolombDeltas:
-            return "Golomb";
-        case VertexVersion::c_TransformDeltas:
-            return "transform";
-        case VertexVersion::c_HuffmanDeltas:
-            return "Huffman";
-        default:
-            return "unknown";
-    }
+    const Nimb::VertexCoding* const coding = Nimb::FindVertexCoding(vertexVersion);
+    return coding != nullptr ? coding->name : "unknown";
 }
 
 std::string IndexCodingName(BYTE indexVersion, bool isStrip) {

@@ -53,7 +53,7 @@ private:
     std::map<UINT32, SubMesh> m_SubMeshes;
 };
 
-/// How a coding is called: "records", "plain", "Golomb", "transform", "Huffman".
+/// As NimbCore/Codings.h has it: "records", "plain", "Golomb" ...; "unknown" for a version that is not there.
 std::string VertexCodingName(BYTE vertexVersion);
 /// "raw", "list deltas", "strip deltas", "EdgeBreaker".
 std::string IndexCodingName(BYTE indexVersion, bool isStrip);

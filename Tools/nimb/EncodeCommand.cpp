@@ -60,11 +60,22 @@ struct Arguments {
     bool strict = false;
 };
 
-const std::map<std::string, DeltaCoding> c_Deltas = {{"plain", DeltaCoding::Plain},
-                                                     {"golomb", DeltaCoding::Golomb},
-                                                     {"transform", DeltaCoding::Transform},
-                                                     {"huffman", DeltaCoding::Huffman},
-                                                     {"quantised", DeltaCoding::Quantised}};
+std::map<std::string, DeltaCoding> DeltasByName() {
+    std::map<std::string, DeltaCoding> codings;
+    for (const Authoring::DeltaCoder& coder : Authoring::DeltaCoders()) {
+        codings[coder.name] = coder.coding;
+    }
+    return codings;
+}
+
+std::vector<std::string> DeltaChoices() {
+    std::vector<std::string> choices{"auto"};
+    for (const Authoring::DeltaCoder& coder : Authoring::DeltaCoders()) {
+        choices.emplace_back(coder.name);
+    }
+    choices.emplace_back("none");
+    return choices;
+}
 
 const std::map<std::string, IndexCoding> c_Indices = {{"list1", IndexCoding::List1},
                                                       {"list2", IndexCoding::List2},
@@ -145,7 +156,7 @@ void AddMeshOptions(CLI::App& sub, Arguments& a) {
         ->capture_default_str()
         ->group("Mesh");
     sub.add_option("--delta", a.delta, "vertex coding of delta frames; none: key frames only")
-        ->check(CLI::IsMember({"auto", "plain", "golomb", "transform", "huffman", "quantised", "none"}))
+        ->check(CLI::IsMember(DeltaChoices()))
         ->capture_default_str()
         ->group("Mesh");
     sub.add_option("--index", a.index, "face coding; strips only with a single texture and without --normals")
@@ -202,7 +213,7 @@ void SortInputs(Arguments& a) {
 /// The encoder's options, as far as the command line has not filled them in already.
 void Resolve(Arguments& a) {
     a.source.upAxis = a.up == "z" ? Authoring::UpAxis::Z : Authoring::UpAxis::Y;
-    a.encode.delta = Chosen(c_Deltas, a.delta);
+    a.encode.delta = Chosen(DeltasByName(), a.delta);
     a.encode.deltaFrames = a.delta != "none";
     a.encode.indices = Chosen(c_Indices, a.index);
     a.encode.maxError = a.maxError;
