@@ -1,6 +1,11 @@
 // The procedural figure: parts, joints, pose, and the grid of charts that each part is unwrapped into.
 #include "Bench/BodyMesh.h"
 
+#include <glm/glm.hpp>
+#include <glm/gtc/constants.hpp>
+#include <glm/gtx/euler_angles.hpp>
+#include <glm/gtx/transform.hpp>
+
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -12,7 +17,10 @@ using Nimb::Authoring::Mesh;
 using Nimb::Authoring::Vec2;
 using Nimb::Authoring::Vec3;
 
-constexpr double c_Pi = 3.14159265358979323846;
+constexpr double c_Pi = glm::pi<double>();
+
+using Point = glm::dvec3;
+using Transform = glm::dmat4;
 
 enum Joint {
     Pelvis,
@@ -33,43 +41,13 @@ enum Joint {
     c_NumJoints
 };
 
-/// Rotation (column vectors act from the right) and translation.
-struct Transform {
-    std::array<std::array<double, 3>, 3> r{{{1, 0, 0}, {0, 1, 0}, {0, 0, 1}}};
-    std::array<double, 3> t{};
-};
-
-using Point = std::array<double, 3>;
-
 Point Apply(const Transform& m, const Point& p) {
-    Point q{};
-    for (std::size_t i = 0; i < 3; ++i) {
-        q[i] = m.r[i][0] * p[0] + m.r[i][1] * p[1] + m.r[i][2] * p[2] + m.t[i];
-    }
-    return q;
-}
-
-Transform Multiply(const Transform& a, const Transform& b) {
-    Transform c;
-    for (std::size_t i = 0; i < 3; ++i) {
-        for (std::size_t j = 0; j < 3; ++j) {
-            c.r[i][j] = a.r[i][0] * b.r[0][j] + a.r[i][1] * b.r[1][j] + a.r[i][2] * b.r[2][j];
-        }
-    }
-    c.t = Apply(a, b.t);
-    return c;
+    return glm::dmat3(m) * p + Point(m[3]);
 }
 
 /// Turns about `pivot`: first `swing` about the x axis, then `tilt` about the z axis.
 Transform TurnAbout(const Point& pivot, double swing, double tilt) {
-    const double cs = std::cos(swing), ss = std::sin(swing), ct = std::cos(tilt), st = std::sin(tilt);
-    Transform m;
-    m.r = {{{ct, -st * cs, st * ss}, {st, ct * cs, -ct * ss}, {0, ss, cs}}};
-    const Point moved = Apply(m, pivot);
-    for (std::size_t i = 0; i < 3; ++i) {
-        m.t[i] = pivot[i] - moved[i];
-    }
-    return m;
+    return glm::translate(pivot) * glm::eulerAngleZ(tilt) * glm::eulerAngleX(swing) * glm::translate(-pivot);
 }
 
 struct JointInfo {
@@ -143,45 +121,29 @@ std::array<Transform, c_NumJoints> Pose(double seconds) {
     std::array<Transform, c_NumJoints> world;
     for (std::size_t j = 0; j < c_NumJoints; ++j) {
         const Transform local = TurnAbout(c_Joints[j].pivot, swing[j], tilt[j]);
-        world[j] =
-            c_Joints[j].parent < 0 ? local : Multiply(world[static_cast<std::size_t>(c_Joints[j].parent)], local);
+        world[j] = c_Joints[j].parent < 0 ? local : world[static_cast<std::size_t>(c_Joints[j].parent)] * local;
         if (c_Joints[j].parent < 0) {
-            world[j].t[0] += 0.02 * step;
-            world[j].t[1] += 0.02 * std::cos(2 * phase);
+            world[j][3].x += 0.02 * step;
+            world[j][3].y += 0.02 * std::cos(2 * phase);
         }
     }
     return world;
 }
 
 Point RestPoint(const Part& part, double angle, double s) {
-    Point axis{};
-    double length = 0;
-    for (std::size_t i = 0; i < 3; ++i) {
-        axis[i] = part.to[i] - part.from[i];
-        length += axis[i] * axis[i];
-    }
-    length = std::sqrt(length);
+    const Point axis = part.to - part.from;
+    const double length = glm::length(axis);
     // Any two directions across the axis do; the one nearest to world z keeps flat parts facing forward.
-    const Point up = std::abs(axis[2]) > 0.9 * length ? Point{0, 1, 0} : Point{0, 0, 1};
-    const double along = (up[0] * axis[0] + up[1] * axis[1] + up[2] * axis[2]) / (length * length);
-    Point z{up[0] - along * axis[0], up[1] - along * axis[1], up[2] - along * axis[2]};
-    const double zLength = std::sqrt(z[0] * z[0] + z[1] * z[1] + z[2] * z[2]);
-    for (double& c : z) {
-        c /= zLength;
-    }
-    const Point x{(axis[1] * z[2] - axis[2] * z[1]) / length, (axis[2] * z[0] - axis[0] * z[2]) / length,
-                  (axis[0] * z[1] - axis[1] * z[0]) / length};
+    const Point up = std::abs(axis.z) > 0.9 * length ? Point{0, 1, 0} : Point{0, 0, 1};
+    const Point across = up - glm::dot(up, axis) / (length * length) * axis;
+    const Point z = across / glm::length(across), x = glm::cross(axis, z) / length;
 
     // Rounded ends, and relief so that neighbouring vertices do not repeat the same differences.
     const double cap = std::sqrt(std::min(1.0, 0.0016 + 8 * s * (1 - s)));
     const double relief = 1 + 0.05 * std::sin(3 * angle + 9 * s) + 0.015 * std::sin(11 * angle - 31 * s);
     const double radius = (1 + (part.taper - 1) * s) * cap * relief;
     const double cx = part.radiusX * radius * std::cos(angle), cz = part.radiusZ * radius * std::sin(angle);
-    Point p{};
-    for (std::size_t i = 0; i < 3; ++i) {
-        p[i] = part.from[i] + axis[i] * s + x[i] * cx + z[i] * cz;
-    }
-    return p;
+    return part.from + axis * s + x * cx + z * cz;
 }
 
 Vec3 PosedPoint(const Part& part, const std::array<Transform, c_NumJoints>& pose, double angle, double s,
@@ -190,13 +152,9 @@ Vec3 PosedPoint(const Part& part, const std::array<Transform, c_NumJoints>& pose
     const double ramp = std::clamp((s - part.bend + 0.1) / 0.2, 0.0, 1.0);
     const double weight = ramp * ramp * (3 - 2 * ramp);
     const Point a = Apply(pose[part.first], rest), b = Apply(pose[part.second], rest);
-    const double ripple =
-        0.002 * std::sin(40 * rest[1] + 25 * rest[0] + 7 * seconds) * std::sin(5 * angle + 3 * seconds);
-    Point p{};
-    for (std::size_t i = 0; i < 3; ++i) {
-        p[i] = (1 - weight) * a[i] + weight * b[i] + ripple;
-    }
-    return {static_cast<float>(p[0]), static_cast<float>(p[1]), static_cast<float>(p[2])};
+    const double ripple = 0.002 * std::sin(40 * rest.y + 25 * rest.x + 7 * seconds) * std::sin(5 * angle + 3 * seconds);
+    const Point p = glm::mix(a, b, weight) + ripple;
+    return {static_cast<float>(p.x), static_cast<float>(p.y), static_cast<float>(p.z)};
 }
 
 /// Hands out the cells of a square atlas, one a chart, row by row.

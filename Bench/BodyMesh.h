@@ -4,6 +4,9 @@
 // one texture atlas. Vertices on chart borders are repeated, once for each chart that they belong to, as every exporter
 // of textured meshes does. Fifteen joints move the figure; a ripple of a few millimetres stands for cloth and for the
 // noise of a capture, so that motion between frames is not purely affine. The same arguments give the same mesh.
+//
+// The demo's figure cannot stand in for it, however dense: it is six meshes of smooth parts that move rigidly, which
+// suits some codings far better than a capture does.
 #pragma once
 
 #include "Authoring/Codec/Mesh.h"
