@@ -236,7 +236,7 @@ TEST_F(VerifyCommand, SamplesThatAreDamagedAreNamed) {
 
     std::vector<unsigned char> bytes = good;
     std::rotate(bytes.begin() + sample, bytes.begin() + slice, bytes.begin() + end);
-    Expect(MakeBad(bytes), {{"mesh-position", 2, "behind a slice"}});
+    Expect(MakeBad(bytes), {{"mesh-position", 2, "after a slice"}});
 
     bytes = good;
     bytes[static_cast<std::size_t>(mesh) + 9] += 12;  // low byte of the payload's size

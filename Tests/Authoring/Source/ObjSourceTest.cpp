@@ -85,7 +85,7 @@ TEST_F(ObjSourceTest, ErrorsNameFileAndLine) {
         {"f 1/1 2/2 0/3\n", "bad.obj:9: face index 0 is out of range"},
         {"f 1/1 2/2 99999999999999999999/3\n", "bad.obj:9: '99999999999999999999' in a face"},
         {"f 1/1/1 2/2/1 3/3/1/1\n", "bad.obj:9: face index 1 is out of range: there are 0 normals"},
-        {"f 1/1 2/2\n", "bad.obj:9: a face needs three corners"},
+        {"f 1/1 2/2\n", "bad.obj:9: a face needs at least three corners"},
         {"f 1/1 2/2 3\n", "bad.obj:9: a face without texture coordinates"},
         {"l 1 2\n", "bad.obj: has no triangles"},
         {"f 1/1 1/1 1/1\n", "bad.obj: has no triangles"},
