@@ -24,12 +24,12 @@ inline const Colour Cream = Rgb(0xf7efe2), Teal = Rgb(0x1fa99b), Coral = Rgb(0xf
 
 /// A place on the surface of the resting figure.
 struct Spot {
-    double along = 0, around = 0;  ///< on its part's grid
+    double along = 0, around = 0;  ///< on its solid's grid
     Point at{}, normal{};
 };
 
 /// `colour` as the stage light shows it there. `gloss`: from 0 (cloth) to 1 (polished). `occluder`: which of the
-/// figure's own masses the spot is part of and is not shadowed by, see c_NoOccluder.
+/// figure's own masses the spot belongs to and is not shadowed by, see c_NoOccluder.
 Colour Lit(const Colour& colour, const Spot& spot, double gloss, std::size_t occluder);
 
 /// The masses that shadow their surroundings.

@@ -40,41 +40,41 @@ double Step(double x) {
     return glm::smoothstep(-0.0018, 0.0018, x);
 }
 
-Spot SpotAt(const Part& part, const Pose& rest, double along, double around) {
+Spot SpotAt(const Solid& solid, const Pose& rest, double along, double around) {
     constexpr double step = 1e-3;
     Spot spot;
     spot.along = along;
     spot.around = around;
-    spot.at = part.surface(rest, along, around);
+    spot.at = solid.surface(rest, along, around);
     const double a = std::clamp(along, 4 * step, 1 - 4 * step);
-    const Point down = part.surface(rest, a + step, around) - part.surface(rest, a - step, around);
-    const Point right = part.surface(rest, a, around + step) - part.surface(rest, a, around - step);
+    const Point down = solid.surface(rest, a + step, around) - solid.surface(rest, a - step, around);
+    const Point right = solid.surface(rest, a, around + step) - solid.surface(rest, a, around - step);
     spot.normal = glm::normalize(glm::cross(down, right));
     return spot;
 }
 
-void PaintPart(const Part& part, const Pose& rest, Image& image) {
+void PaintSolid(const Solid& solid, const Pose& rest, Image& image) {
     const auto inner = [](std::size_t pixel, std::size_t size) {
         const double usable = static_cast<double>(size - 2 * c_Margin);
         return std::clamp((static_cast<double>(pixel) + 0.5 - static_cast<double>(c_Margin)) / usable, 0.0, 1.0);
     };
-    for (std::size_t y = 0; y < part.chart.height; ++y) {
-        for (std::size_t x = 0; x < part.chart.width; ++x) {
-            const Spot spot = SpotAt(part, rest, inner(y, part.chart.height), inner(x, part.chart.width));
-            SetPixel(image, part.chart.x + x, part.chart.y + y, part.paint(spot));
+    for (std::size_t y = 0; y < solid.chart.height; ++y) {
+        for (std::size_t x = 0; x < solid.chart.width; ++x) {
+            const Spot spot = SpotAt(solid, rest, inner(y, solid.chart.height), inner(x, solid.chart.width));
+            SetPixel(image, solid.chart.x + x, solid.chart.y + y, solid.paint(spot));
         }
     }
 }
 
 /// Picture coordinates of a place in the chart, from 0 to 1 each.
-Vec2 InChart(const Part& part, double u, double v) {
-    const Size& size = c_TextureSizes[part.material];
+Vec2 InChart(const Solid& solid, double u, double v) {
+    const Size& size = c_TextureSizes[solid.material];
     const auto place = [](std::size_t start, std::size_t length, double share, std::size_t whole) {
         const double pixel = static_cast<double>(start + c_Margin) + share * static_cast<double>(length - 2 * c_Margin);
         return static_cast<float>(pixel / static_cast<double>(whole));
     };
-    return {place(part.chart.x, part.chart.width, u, size.width),
-            place(part.chart.y, part.chart.height, v, size.height)};
+    return {place(solid.chart.x, solid.chart.width, u, size.width),
+            place(solid.chart.y, solid.chart.height, v, size.height)};
 }
 
 // ---- Head ----
@@ -316,37 +316,38 @@ private:
     std::size_t m_X = 0, m_Y = 0, m_RowHeight = 0;
 };
 
-void AddHead(std::vector<Part>& parts, Shelves& shell) {
-    parts.push_back({Shell,
-                     {32, 44},
-                     Rigid(Head, Moved(c_HeadCentre), RoundedBox(c_HeadRadii, 2.7)),
-                     shell.Next(640, 400),
-                     PaintHead,
-                     {}});
+void AddHead(std::vector<Solid>& solids, Shelves& shell) {
+    solids.push_back({Shell,
+                      {32, 44},
+                      Rigid(Head, Moved(c_HeadCentre), RoundedBox(c_HeadRadii, 2.7)),
+                      shell.Next(640, 400),
+                      PaintHead,
+                      {}});
     const Shape visor = [shape = RoundedBox(c_VisorRadii, 3.4)](double along, double around) {
         return BentBack(shape(along, around));
     };
     const Transform place = Moved(c_HeadCentre + Point{0, -0.005, 0.178});
-    parts.push_back({Display, {24, 36}, Rigid(Head, place, visor), c_FaceChart, {}, [](double, double, const Point& p) {
-                         return Vec2{static_cast<float>(0.5 + 0.5 * p.x / c_VisorRadii.x),
-                                     static_cast<float>(0.5 - 0.5 * (p.y - c_HeadCentre.y + 0.005) / c_VisorRadii.y)};
-                     }});
-    parts.push_back(
+    solids.push_back(
+        {Display, {24, 36}, Rigid(Head, place, visor), c_FaceChart, {}, [](double, double, const Point& p) {
+             return Vec2{static_cast<float>(0.5 + 0.5 * p.x / c_VisorRadii.x),
+                         static_cast<float>(0.5 - 0.5 * (p.y - c_HeadCentre.y + 0.005) / c_VisorRadii.y)};
+         }});
+    solids.push_back(
         {Display, {12, 64, true}, Rigid(Halo, Moved(c_HaloCentre), Torus(0.150, 0.021, 0.021)), c_HaloChart, {}, {}});
 }
 
-void AddTorso(std::vector<Part>& parts, Shelves& shell) {
-    parts.push_back({Shell,
-                     {20, 24},
-                     Rigid(Torso, Moved(c_PackCentre), RoundedBox({0.115, 0.105, 0.072}, 3.2)),
-                     shell.Next(384, 288),
-                     PaintPack,
-                     {}});
-    parts.push_back({Shell, {28, 36}, Rigid(Torso, Transform(1), TorsoPoint), shell.Next(512, 272), PaintTorso, {}});
+void AddTorso(std::vector<Solid>& solids, Shelves& shell) {
+    solids.push_back({Shell,
+                      {20, 24},
+                      Rigid(Torso, Moved(c_PackCentre), RoundedBox({0.115, 0.105, 0.072}, 3.2)),
+                      shell.Next(384, 288),
+                      PaintPack,
+                      {}});
+    solids.push_back({Shell, {28, 36}, Rigid(Torso, Transform(1), TorsoPoint), shell.Next(512, 272), PaintTorso, {}});
     const Shape lens = [shape = RoundedBox(c_CounterRadii, 3.4)](double along, double around) {
         return CounterPlace(shape(along, around));
     };
-    parts.push_back(
+    solids.push_back(
         {Display, {14, 24}, Rigid(Torso, Transform(1), lens), c_CounterChart, {}, [](double, double, const Point& p) {
              return Vec2{
                  static_cast<float>(std::clamp(0.5 + 0.5 * p.x / c_CounterRadii.x, 0.0, 1.0)),
@@ -354,168 +355,169 @@ void AddTorso(std::vector<Part>& parts, Shelves& shell) {
          }});
 }
 
-void AddHand(std::vector<Part>& parts, Shelves& shell, std::size_t side) {
+void AddHand(std::vector<Solid>& solids, Shelves& shell, std::size_t side) {
     const double sign = SideSign(side);
     const Transform hand = Moved(HandCentre(side));
     const auto glove = [side](const Spot& spot) { return Lit(Palette::Cream, spot, 0.4, HandMass + side); };
     const auto cuff = [side](const Spot& spot) { return Lit(Palette::Mustard, spot, 0.6, HandMass + side); };
-    parts.push_back({Shell,
-                     {14, 18},
-                     Rigid(Hands + side, hand, RoundedBox({0.052, 0.026, 0.060}, 2.3)),
-                     shell.Next(96, 64),
-                     glove,
-                     {}});
+    solids.push_back({Shell,
+                      {14, 18},
+                      Rigid(Hands + side, hand, RoundedBox({0.052, 0.026, 0.060}, 2.3)),
+                      shell.Next(96, 64),
+                      glove,
+                      {}});
     for (const Digit& digit : Digits(sign)) {
-        parts.push_back({Shell,
-                         {10, 12},
-                         Rigid(Hands + side, hand * digit.place, RoundedBox(digit.radii, 2.2)),
-                         shell.Next(48, 48),
-                         glove,
-                         {}});
+        solids.push_back({Shell,
+                          {10, 12},
+                          Rigid(Hands + side, hand * digit.place, RoundedBox(digit.radii, 2.2)),
+                          shell.Next(48, 48),
+                          glove,
+                          {}});
     }
     const Transform wrist = hand * Moved({0, -0.004, -0.055}) * TurnedX(c_Pi / 2);
-    parts.push_back(
+    solids.push_back(
         {Shell, {10, 20, true}, Rigid(Hands + side, wrist, Torus(0.031, 0.014, 0.017)), shell.Next(64, 48), cuff, {}});
 }
 
-void AddShoes(std::vector<Part>& parts, Shelves& shell) {
+void AddShoes(std::vector<Solid>& solids, Shelves& shell) {
     for (std::size_t side = 0; side < 2; ++side) {
-        parts.push_back({Shell,
-                         {18, 28},
-                         Rigid(Feet + side, Moved(FootCentre(side)), ShoePoint),
-                         shell.Next(256, 160),
-                         [side](const Spot& spot) { return PaintShoe(spot, side); },
-                         {}});
+        solids.push_back({Shell,
+                          {18, 28},
+                          Rigid(Feet + side, Moved(FootCentre(side)), ShoePoint),
+                          shell.Next(256, 160),
+                          [side](const Spot& spot) { return PaintShoe(spot, side); },
+                          {}});
     }
 }
 
-void AddEars(std::vector<Part>& parts, Shelves& shell) {
+void AddEars(std::vector<Solid>& solids, Shelves& shell) {
     for (std::size_t side = 0; side < 2; ++side) {
         const Transform place = Moved(c_HeadCentre + Point{0.255 * SideSign(side), 0, 0});
-        parts.push_back({Shell,
-                         {14, 28},
-                         Rigid(Head, place, RoundedBox({0.034, 0.070, 0.070}, 2.4)),
-                         shell.Next(128, 96),
-                         PaintEar,
-                         {}});
+        solids.push_back({Shell,
+                          {14, 28},
+                          Rigid(Head, place, RoundedBox({0.034, 0.070, 0.070}, 2.4)),
+                          shell.Next(128, 96),
+                          PaintEar,
+                          {}});
     }
 }
 
-void AddVisorRim(std::vector<Part>& parts, Shelves& shell) {
-    parts.push_back({Shell,
-                     {10, 56, true},
-                     Rigid(Head, Moved(c_HeadCentre), VisorRim),
-                     shell.Next(64, 64),
-                     [](const Spot& spot) { return Lit(Palette::Teal, spot, 0.8, c_NoOccluder); },
-                     {}});
+void AddVisorRim(std::vector<Solid>& solids, Shelves& shell) {
+    solids.push_back({Shell,
+                      {10, 56, true},
+                      Rigid(Head, Moved(c_HeadCentre), VisorRim),
+                      shell.Next(64, 64),
+                      [](const Spot& spot) { return Lit(Palette::Teal, spot, 0.8, c_NoOccluder); },
+                      {}});
 }
 
-void AddHoses(std::vector<Part>& parts, Shelves& hoses) {
+void AddHoses(std::vector<Solid>& solids, Shelves& hoses) {
     for (std::size_t side = 0; side < 2; ++side) {
         const Tube::Width arm = HoseWidth(0.038, 0.030), leg = HoseWidth(0.047, 0.038);
-        parts.push_back({Hoses, {48, 14}, Hose(Arms + side, arm, arm), hoses.Next(128, 256), PaintHose, {}});
-        parts.push_back({Hoses, {48, 14}, Hose(Legs + side, leg, leg), hoses.Next(128, 256), PaintHose, {}});
+        solids.push_back({Hoses, {48, 14}, Hose(Arms + side, arm, arm), hoses.Next(128, 256), PaintHose, {}});
+        solids.push_back({Hoses, {48, 14}, Hose(Legs + side, leg, leg), hoses.Next(128, 256), PaintHose, {}});
     }
 }
 
-void AddScarf(std::vector<Part>& parts, Shelves& scarf) {
+void AddScarf(std::vector<Solid>& solids, Shelves& scarf) {
     const Transform place = Moved({0, 0.722, 0}) * Scaled({1, 1, 0.9});
-    parts.push_back({Scarf,
-                     {14, 48, true},
-                     Rigid(Torso, place, Torus(0.108, 0.048, 0.042)),
-                     scarf.Next(512, 128),
-                     [](const Spot& spot) { return PaintScarf(spot, 9, spot.around); },
-                     {}});
+    solids.push_back({Scarf,
+                      {14, 48, true},
+                      Rigid(Torso, place, Torus(0.108, 0.048, 0.042)),
+                      scarf.Next(512, 128),
+                      [](const Spot& spot) { return PaintScarf(spot, 9, spot.around); },
+                      {}});
     for (std::size_t side = 0; side < 2; ++side) {
         // Wide ends, narrow where they leave the knot.
         const Tube::Width width = [](double s) { return 0.028 + 0.026 * glm::smoothstep(0.0, 0.6, s); };
         const Tube::Width depth = [](double s) { return glm::mix(0.014, 0.009, s); };
-        parts.push_back({Scarf,
-                         {36, 16},
-                         Hose(Tails + side, width, depth),
-                         scarf.Next(96, 96),
-                         [](const Spot& spot) {
-                             return PaintScarf({spot.around, spot.around, spot.at, spot.normal}, 3.5, spot.along);
-                         },
-                         {}});
+        solids.push_back({Scarf,
+                          {36, 16},
+                          Hose(Tails + side, width, depth),
+                          scarf.Next(96, 96),
+                          [](const Spot& spot) {
+                              return PaintScarf({spot.around, spot.around, spot.at, spot.normal}, 3.5, spot.along);
+                          },
+                          {}});
     }
 }
 
-void AddToys(std::vector<Part>& parts, Shelves& toys) {
+void AddToys(std::vector<Solid>& solids, Shelves& toys) {
     const std::array<Colour, 3> colours{Palette::Coral, Palette::Mustard, Palette::Teal};
     for (std::size_t i = 0; i < colours.size(); ++i) {
         const Shape sphere = RoundedBox({c_BallRadius, c_BallRadius, c_BallRadius}, 2);
-        parts.push_back({Toys,
-                         {16, 24},
-                         Rigid(Balls + i, Transform(1), sphere),
-                         toys.Next(168, 128),
-                         [colour = colours[i]](const Spot& spot) { return PaintBall(spot, colour); },
-                         {}});
+        solids.push_back({Toys,
+                          {16, 24},
+                          Rigid(Balls + i, Transform(1), sphere),
+                          toys.Next(168, 128),
+                          [colour = colours[i]](const Spot& spot) { return PaintBall(spot, colour); },
+                          {}});
     }
 }
 
-void AddStage(std::vector<Part>& parts) {
+void AddStage(std::vector<Solid>& solids) {
     const Shape disc = [](double along, double around) {
         const Ring ring = StageRing(along);
         const double angle = 2 * c_Pi * around;
         return Point{-ring.radius * std::sin(angle), ring.y, -ring.radius * std::cos(angle)};
     };
-    parts.push_back({Stage,
-                     {c_StageProfile.size() - 1, 72},
-                     Rigid(Ground, Transform(1), disc),
-                     {0, 0, c_StageSize, c_StageSize},
-                     {},
-                     [](double along, double around, const Point&) {
-                         const double share = 0.5 * StageRing(along).picture, angle = 2 * c_Pi * around;
-                         return Vec2{static_cast<float>(0.5 - share * std::sin(angle)),
-                                     static_cast<float>(0.5 - share * std::cos(angle))};
-                     }});
+    solids.push_back({Stage,
+                      {c_StageProfile.size() - 1, 72},
+                      Rigid(Ground, Transform(1), disc),
+                      {0, 0, c_StageSize, c_StageSize},
+                      {},
+                      [](double along, double around, const Point&) {
+                          const double share = 0.5 * StageRing(along).picture, angle = 2 * c_Pi * around;
+                          return Vec2{static_cast<float>(0.5 - share * std::sin(angle)),
+                                      static_cast<float>(0.5 - share * std::cos(angle))};
+                      }});
 }
 
 }  // namespace
 
 Figure::Figure() {
     Shelves shell(Shell), hoses(Hoses), scarf(Scarf), toys(Toys);
-    AddHead(m_Parts, shell);
-    AddTorso(m_Parts, shell);
-    AddShoes(m_Parts, shell);
-    AddEars(m_Parts, shell);
-    AddHand(m_Parts, shell, 0);
-    AddHand(m_Parts, shell, 1);
-    AddVisorRim(m_Parts, shell);
-    AddHoses(m_Parts, hoses);
-    AddScarf(m_Parts, scarf);
-    AddToys(m_Parts, toys);
-    AddStage(m_Parts);
+    AddHead(m_Solids, shell);
+    AddTorso(m_Solids, shell);
+    AddShoes(m_Solids, shell);
+    AddEars(m_Solids, shell);
+    AddHand(m_Solids, shell, 0);
+    AddHand(m_Solids, shell, 1);
+    AddVisorRim(m_Solids, shell);
+    AddHoses(m_Solids, hoses);
+    AddScarf(m_Solids, scarf);
+    AddToys(m_Solids, toys);
+    AddStage(m_Solids);
     for (std::size_t material = 0; material < c_MaterialCount; ++material) {
         m_Template.meshes.push_back({material, {}});
     }
-    for (const Part& part : m_Parts) {
-        AddTemplate(part);
+    for (const Solid& solid : m_Solids) {
+        AddTemplate(solid);
     }
 }
 
-void Figure::AddTemplate(const Part& part) {
+void Figure::AddTemplate(const Solid& solid) {
     const Pose rest = RestPose();
-    Mesh& mesh = m_Template.meshes[part.material].mesh;
+    Mesh& mesh = m_Template.meshes[solid.material].mesh;
     const auto base = static_cast<UINT32>(mesh.texCoords.size());
-    m_Vertices.push_back(GridVertices(part.grid));
+    m_Vertices.push_back(GridVertices(solid.grid));
     for (const GridVertex& vertex : m_Vertices.back()) {
         Vec2 place{static_cast<float>(vertex.chartAround), static_cast<float>(vertex.chartAlong)};
-        if (part.unwrap) {
-            place = part.unwrap(vertex.chartAlong, vertex.chartAround, part.surface(rest, vertex.along, vertex.around));
+        if (solid.unwrap) {
+            place =
+                solid.unwrap(vertex.chartAlong, vertex.chartAround, solid.surface(rest, vertex.along, vertex.around));
         }
-        mesh.texCoords.push_back(InChart(part, place.u, place.v));
+        mesh.texCoords.push_back(InChart(solid, place.u, place.v));
     }
-    AddGridFaces(part.grid, base, mesh.faces);
+    AddGridFaces(solid.grid, base, mesh.faces);
 }
 
 SourceFrame Figure::Frame(const Pose& pose) const {
     SourceFrame frame = m_Template;
-    for (std::size_t i = 0; i < m_Parts.size(); ++i) {
-        std::vector<Vec3>& positions = frame.meshes[m_Parts[i].material].mesh.positions;
+    for (std::size_t i = 0; i < m_Solids.size(); ++i) {
+        std::vector<Vec3>& positions = frame.meshes[m_Solids[i].material].mesh.positions;
         for (const GridVertex& vertex : m_Vertices[i]) {
-            const Point p = m_Parts[i].surface(pose, vertex.along, vertex.around);
+            const Point p = m_Solids[i].surface(pose, vertex.along, vertex.around);
             positions.push_back({static_cast<float>(p.x), static_cast<float>(p.y), static_cast<float>(p.z)});
         }
     }
@@ -525,9 +527,9 @@ SourceFrame Figure::Frame(const Pose& pose) const {
 Image Figure::Paint(Material material) const {
     const Pose rest = RestPose();
     Image image(c_TextureSizes[material].width, c_TextureSizes[material].height);
-    for (const Part& part : m_Parts) {
-        if (part.material == material && part.paint) {
-            PaintPart(part, rest, image);
+    for (const Solid& solid : m_Solids) {
+        if (solid.material == material && solid.paint) {
+            PaintSolid(solid, rest, image);
         }
     }
     return image;

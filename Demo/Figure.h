@@ -1,4 +1,4 @@
-// The juggler: its parts, what each is shaped like, what moves it, and how it is painted.
+// The juggler: its solids, what each is shaped like, what moves it, and how it is painted.
 #pragma once
 
 #include "Authoring/Scene/MeshSource.h"
@@ -27,7 +27,7 @@ constexpr double c_StageRadius = 0.56;
 constexpr double c_StageTop = 0.88;  ///< share of the stage picture's half-width that is the stage's upper side
 
 /// One closed surface.
-struct Part {
+struct Solid {
     Material material;
     Grid grid;
     std::function<Point(const Pose&, double along, double around)> surface;
@@ -44,14 +44,14 @@ public:
     /// All materials, each once.
     SourceFrame Frame(const Pose& pose) const;
 
-    /// Of a material whose parts are all painted: Shell, Hoses, Scarf and Toys.
+    /// Of a material whose solids are all painted: Shell, Hoses, Scarf and Toys.
     Image Paint(Material material) const;
 
 private:
-    void AddTemplate(const Part& part);
+    void AddTemplate(const Solid& solid);
 
-    std::vector<Part> m_Parts;
-    std::vector<std::vector<GridVertex>> m_Vertices;  // of each part
+    std::vector<Solid> m_Solids;
+    std::vector<std::vector<GridVertex>> m_Vertices;  // of each solid
     SourceFrame m_Template;                           // of the resting figure
 };
 
