@@ -1,4 +1,4 @@
-// The codings of vertices, one row each: all that tells a reader, or whoever skips over a section, one from another.
+// The codings of vertices, one row each: what a reader, or a program that skips sections, has to know about them.
 // Authoring/Frame/DeltaCodings.cpp has the encoder's rows.
 #pragma once
 

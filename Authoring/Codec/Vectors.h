@@ -1,5 +1,5 @@
-// Meshes and frames store plain numbers, and what users include needs no other library; to reckon with vectors, this
-// turns them into glm's.
+// Meshes and frames store plain numbers, so that installed headers need no other library. For arithmetic, these
+// functions convert them to glm's vectors and back.
 #pragma once
 
 #include "Authoring/Codec/Mesh.h"

@@ -1,4 +1,4 @@
-// The codings of delta frames, one row each: what the encoder needs to know of them beyond NimbCore/Codings.h.
+// The codings of delta frames, one row each: what the encoder needs to know about them beyond NimbCore/Codings.h.
 #pragma once
 
 #include "Nimb/NimbInterfaces.h"
@@ -28,7 +28,7 @@ struct DeltaCoder {
     /// Fills in all but the version. std::range_error for motion that is too large for the coding.
     DeltaSection (*encode)(const DeltaInput& input);
 
-    /// No section is smaller that has so many vertices, and correction bytes that differ on so many axes.
+    /// The least size of a section of so many vertices whose correction bytes differ on so many axes.
     std::size_t (*leastBytes)(std::size_t numVertices, std::size_t numVaryingAxes);
 
     bool isAutomatic;  ///< DeltaCoding::Smallest may choose it

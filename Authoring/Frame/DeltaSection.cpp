@@ -48,7 +48,7 @@ DeltaSection SmallestSection(DeltaInput& input) {
                 best = std::move(section);
             }
         } catch (const std::range_error&) {
-            // The motion is too large for this coding; it is not for all of them.
+            // The motion is too large for this coding, but not for all of them.
         }
     }
     return std::move(*best);
