@@ -15,10 +15,10 @@ constexpr std::chrono::milliseconds c_Rest{10};  // between two tries of a strea
 
 void QuorObject::AudioThreadFunc() {
     NIMB_LOG_INFO("[%i] Audio thread starting", m_id);
-    while (!m_AudioWorker.ExitRequested()) {
-        m_AudioWorker.SleepWhileRequested([this] { NIMB_LOG_INFO("[%i] Audio thread sleeping", m_id); },
+    while (!m_audioWorker.ExitRequested()) {
+        m_audioWorker.SleepWhileRequested([this] { NIMB_LOG_INFO("[%i] Audio thread sleeping", m_id); },
                                           [this] { NIMB_LOG_INFO("[%i] Audio thread is awake", m_id); });
-        if (!m_AudioWorker.ExitRequested()) {
+        if (!m_audioWorker.ExitRequested()) {
             AudioIteration();
         }
     }
@@ -27,7 +27,7 @@ void QuorObject::AudioThreadFunc() {
 
 void QuorObject::AudioIteration() {
     if (m_audioOutputEOS) {
-        SleepAtEnd(m_AudioWorker, m_audioOutputEOS);
+        SleepAtEnd(m_audioWorker, m_audioOutputEOS);
         return;
     }
     const MLHandle codec = m_audioCodec;
@@ -35,27 +35,27 @@ void QuorObject::AudioIteration() {
     std::int64_t index = -1;
     const MLResult result = MLMediaCodecDequeueOutputBuffer(codec, &info, c_NoTimeout, &index);
     if (result != MLResult_Ok) {
-        if (!m_Abandon) {  // otherwise it was most likely our own flush
+        if (!m_abandon) {  // otherwise it was most likely our own flush
             NIMB_LOG_ERROR("[%i] MLMediaCodecDequeueOutputBuffer returned %i", m_id, result);
         }
-        m_AudioWorker.Pause(c_Rest);
+        m_audioWorker.Pause(c_Rest);
         return;
     }
     if (index < 0) {
-        m_AudioWorker.Pause(std::chrono::milliseconds(1));  // format or buffers changed: nothing to play yet
+        m_audioWorker.Pause(std::chrono::milliseconds(1));  // format or buffers changed: nothing to play yet
         return;
     }
     if ((info.flags & MLMediaCodecBufferFlag_EOS) != 0) {
         NIMB_LOG_INFO("[%i] Audio output EOS", m_id);
         FinishAudio();
-        m_AudioWorker.RequestSleep();
+        m_audioWorker.RequestSleep();
         m_audioOutputEOS = true;
         ReportEndOfStream(m_videoOutputEOS || m_videoCodec == ML_INVALID_HANDLE);
     } else {
         const std::uint8_t* data = nullptr;
         std::size_t size = 0;
         if (MLMediaCodecGetOutputBufferPointer(codec, index, &data, &size) != MLResult_Ok) {
-            if (!m_Abandon) {
+            if (!m_abandon) {
                 NIMB_LOG_ERROR("[%i] MLMediaCodecGetOutputBufferPointer failed", m_id);
             }
         } else {
@@ -69,12 +69,12 @@ void QuorObject::AudioIteration() {
 /// does not fill waits for the next sound.
 void QuorObject::PlayAudio(const BYTE* data, std::size_t size) {
     while (size > 0 && TakeAudioBuffer()) {
-        const std::size_t count = std::min<std::size_t>(size, m_AudioBuffer.size - m_AudioBufferFilled);
-        std::memcpy(m_AudioBuffer.ptr + m_AudioBufferFilled, data, count);
+        const std::size_t count = std::min<std::size_t>(size, m_audioBuffer.size - m_audioBufferFilled);
+        std::memcpy(m_audioBuffer.ptr + m_audioBufferFilled, data, count);
         data += count;
         size -= count;
-        m_AudioBufferFilled += count;
-        if (m_AudioBufferFilled == m_AudioBuffer.size) {
+        m_audioBufferFilled += count;
+        if (m_audioBufferFilled == m_audioBuffer.size) {
             ReleaseAudioBuffer();
         }
     }
@@ -83,14 +83,14 @@ void QuorObject::PlayAudio(const BYTE* data, std::size_t size) {
 /// Makes sure that there is an output buffer to fill, trying for as long as there is a sound. A pause does not end the
 /// wait, since the sound goes on taking buffers and none of its bytes may be lost; Rewind and Close do.
 bool QuorObject::TakeAudioBuffer() {
-    while (m_AudioBuffer.ptr == nullptr) {
-        if (m_sound == ML_INVALID_HANDLE || m_Abandon || m_AudioWorker.ExitRequested()) {
+    while (m_audioBuffer.ptr == nullptr) {
+        if (m_sound == ML_INVALID_HANDLE || m_abandon || m_audioWorker.ExitRequested()) {
             return false;
         }
         MLAudioBuffer buffer{};
         if (MLAudioGetOutputStreamBuffer(m_sound, &buffer) == MLResult_Ok && buffer.ptr != nullptr && buffer.size > 0) {
-            m_AudioBuffer = buffer;
-            m_AudioBufferFilled = 0;
+            m_audioBuffer = buffer;
+            m_audioBufferFilled = 0;
         } else {
             std::this_thread::sleep_for(c_Rest);
         }
@@ -100,14 +100,14 @@ bool QuorObject::TakeAudioBuffer() {
 
 void QuorObject::ReleaseAudioBuffer() {
     MLAudioReleaseOutputStreamBuffer(m_sound);
-    m_AudioBuffer = {};
-    m_AudioBufferFilled = 0;
+    m_audioBuffer = {};
+    m_audioBufferFilled = 0;
 }
 
 /// The last buffer of a file that does not loop is played with silence behind its sound. A loop goes on in it.
 void QuorObject::FinishAudio() {
-    if (m_AudioBuffer.ptr != nullptr && m_openInfo.autoLoop == 0) {
-        std::memset(m_AudioBuffer.ptr + m_AudioBufferFilled, 0, m_AudioBuffer.size - m_AudioBufferFilled);
+    if (m_audioBuffer.ptr != nullptr && m_openInfo.autoLoop == 0) {
+        std::memset(m_audioBuffer.ptr + m_audioBufferFilled, 0, m_audioBuffer.size - m_audioBufferFilled);
         ReleaseAudioBuffer();
     }
 }

@@ -18,38 +18,38 @@ public:
 
     void Enqueue(Task task) {
         {
-            const std::lock_guard<std::mutex> lock(m_Mutex);
-            m_Tasks.push_back(std::move(task));
+            const std::lock_guard<std::mutex> lock(m_mutex);
+            m_tasks.push_back(std::move(task));
         }
-        m_Changed.notify_one();
+        m_changed.notify_one();
     }
 
     /// Blocks until there is a task, which is moved into `*pTask`, or until the queue is stopped: then false, and tasks
     /// that are still queued are abandoned.
     bool Dequeue(Task* pTask) {
-        std::unique_lock<std::mutex> lock(m_Mutex);
-        m_Changed.wait(lock, [this] { return m_Stopped || !m_Tasks.empty(); });
-        if (m_Stopped) {
+        std::unique_lock<std::mutex> lock(m_mutex);
+        m_changed.wait(lock, [this] { return m_stopped || !m_tasks.empty(); });
+        if (m_stopped) {
             return false;
         }
-        *pTask = std::move(m_Tasks.front());
-        m_Tasks.pop_front();
+        *pTask = std::move(m_tasks.front());
+        m_tasks.pop_front();
         return true;
     }
 
     void Stop() {
         {
-            const std::lock_guard<std::mutex> lock(m_Mutex);
-            m_Stopped = true;
+            const std::lock_guard<std::mutex> lock(m_mutex);
+            m_stopped = true;
         }
-        m_Changed.notify_all();
+        m_changed.notify_all();
     }
 
 private:
-    std::mutex m_Mutex;
-    std::condition_variable m_Changed;
-    std::deque<Task> m_Tasks;
-    bool m_Stopped = false;
+    std::mutex m_mutex;
+    std::condition_variable m_changed;
+    std::deque<Task> m_tasks;
+    bool m_stopped = false;
 };
 
 }  // namespace Nimb::Plugin

@@ -12,16 +12,16 @@ constexpr std::uint64_t c_RestartDistance = 10;
 
 /// Mesh minus texture, unsigned: a mesh behind its texture is very far ahead of it.
 std::uint64_t Ahead(const MeshFrame& frame, std::int64_t textureFrameNumber) {
-    return static_cast<std::uint64_t>(frame.m_FrameNumber) - static_cast<std::uint64_t>(textureFrameNumber);
+    return static_cast<std::uint64_t>(frame.m_frameNumber) - static_cast<std::uint64_t>(textureFrameNumber);
 }
 
 }  // namespace
 
 bool FrameQueue::TakeSlot(const std::function<bool()>& cancelled, const std::function<void()>& stillWaiting) {
     constexpr std::chrono::milliseconds slice{20};
-    std::unique_lock<std::mutex> lock(m_SlotsMutex);
+    std::unique_lock<std::mutex> lock(m_slotsMutex);
     for (;;) {
-        const bool isFree = m_SlotsChanged.wait_for(lock, slice, [this] { return m_freeMeshSlots > 0; });
+        const bool isFree = m_slotsChanged.wait_for(lock, slice, [this] { return m_freeMeshSlots > 0; });
         if (cancelled()) {
             return false;  // also when it was the canceller who made a slot free
         }
@@ -37,24 +37,24 @@ bool FrameQueue::TakeSlot(const std::function<bool()>& cancelled, const std::fun
 
 void FrameQueue::ReturnSlots(std::int32_t count) {
     {
-        const std::lock_guard<std::mutex> lock(m_SlotsMutex);
+        const std::lock_guard<std::mutex> lock(m_slotsMutex);
         m_freeMeshSlots += count;
     }
-    m_SlotsChanged.notify_one();
+    m_slotsChanged.notify_one();
 }
 
 FrameQueue::Ticket FrameQueue::CurrentTicket() {
     const std::lock_guard<std::mutex> lock(m_meshFramesMutex);
-    return m_Ticket;
+    return m_ticket;
 }
 
 std::optional<std::int64_t> FrameQueue::TakeNumber(Ticket ticket) {
     const std::lock_guard<std::mutex> lock(m_meshFramesMutex);
-    if (ticket.file != m_Ticket.file) {
+    if (ticket.file != m_ticket.file) {
         return std::nullopt;
     }
     if (IsCurrentLocked(ticket)) {
-        m_FirstOfPass = std::min(m_FirstOfPass, m_meshFrameCounter);
+        m_firstOfPass = std::min(m_firstOfPass, m_meshFrameCounter);
     }
     return m_meshFrameCounter++;
 }
@@ -62,7 +62,7 @@ std::optional<std::int64_t> FrameQueue::TakeNumber(Ticket ticket) {
 void FrameQueue::Push(std::shared_ptr<MeshFrame> frame, Ticket ticket) {
     const std::lock_guard<std::mutex> lock(m_meshFramesMutex);
     if (IsCurrentLocked(ticket)) {
-        m_Frames.push_back(std::move(frame));
+        m_frames.push_back(std::move(frame));
     } else {
         ReturnSlots(1);
     }
@@ -70,8 +70,8 @@ void FrameQueue::Push(std::shared_ptr<MeshFrame> frame, Ticket ticket) {
 
 void FrameQueue::CountLost(Ticket ticket) {
     const std::lock_guard<std::mutex> lock(m_meshFramesMutex);
-    if (IsCurrentLocked(ticket) && ticket.loop == m_Ticket.loop) {
-        ++m_LostSlots;
+    if (IsCurrentLocked(ticket) && ticket.loop == m_ticket.loop) {
+        ++m_lostSlots;
     } else {
         ReturnSlots(1);
     }
@@ -79,24 +79,24 @@ void FrameQueue::CountLost(Ticket ticket) {
 
 void FrameQueue::BeginFile() {
     const std::lock_guard<std::mutex> lock(m_meshFramesMutex);
-    ++m_Ticket.file;
-    ++m_Ticket.pass;
+    ++m_ticket.file;
+    ++m_ticket.pass;
     m_meshFrameCounter = 0;
-    m_FirstOfPass = 0;
-    ReturnSlots(std::exchange(m_LostSlots, 0));
+    m_firstOfPass = 0;
+    ReturnSlots(std::exchange(m_lostSlots, 0));
 }
 
 void FrameQueue::BeginPass() {
     const std::lock_guard<std::mutex> lock(m_meshFramesMutex);
-    ++m_Ticket.pass;
-    m_FirstOfPass = c_NotYetKnown;
+    ++m_ticket.pass;
+    m_firstOfPass = c_NotYetKnown;
     ClearLocked();
 }
 
 void FrameQueue::BeginLoop() {
     const std::lock_guard<std::mutex> lock(m_meshFramesMutex);
-    ++m_Ticket.loop;
-    ReturnSlots(std::exchange(m_LostSlots, 0));
+    ++m_ticket.loop;
+    ReturnSlots(std::exchange(m_lostSlots, 0));
 }
 
 void FrameQueue::DropPassed(std::int64_t textureFrameNumber) {
@@ -105,28 +105,28 @@ void FrameQueue::DropPassed(std::int64_t textureFrameNumber) {
         return;
     }
     std::int32_t dropped = 0;
-    for (; !m_Frames.empty() && m_Frames.front()->m_FrameNumber <= textureFrameNumber; ++dropped) {
-        m_Frames.pop_front();
+    for (; !m_frames.empty() && m_frames.front()->m_frameNumber <= textureFrameNumber; ++dropped) {
+        m_frames.pop_front();
     }
     ReturnSlots(dropped);
 }
 
 void FrameQueue::DropFirst() {
     const std::lock_guard<std::mutex> lock(m_meshFramesMutex);
-    if (!HasFreeSlot() && !m_Frames.empty()) {
-        m_Frames.pop_front();
+    if (!HasFreeSlot() && !m_frames.empty()) {
+        m_frames.pop_front();
         ReturnSlots(1);
     }
 }
 
 bool FrameQueue::HasFreeSlot() {
-    const std::lock_guard<std::mutex> lock(m_SlotsMutex);
+    const std::lock_guard<std::mutex> lock(m_slotsMutex);
     return m_freeMeshSlots > 0;
 }
 
 void FrameQueue::PopLocked() {
-    m_currentMeshFrame = std::move(m_Frames.front());
-    m_Frames.pop_front();
+    m_currentMeshFrame = std::move(m_frames.front());
+    m_frames.pop_front();
     ReturnSlots(1);
 }
 
@@ -136,8 +136,8 @@ FrameQueue::Matched FrameQueue::Match(std::int64_t textureFrameNumber, std::atom
     const auto isStale = [&] {
         return m_currentMeshFrame != nullptr && Ahead(*m_currentMeshFrame, textureFrameNumber) > c_RestartDistance;
     };
-    if (*pPendingRestart && textureFrameNumber >= m_FirstOfPass && isStale()) {
-        for (; !m_Frames.empty() && isStale(); ++matched.discarded) {
+    if (*pPendingRestart && textureFrameNumber >= m_firstOfPass && isStale()) {
+        for (; !m_frames.empty() && isStale(); ++matched.discarded) {
             PopLocked();
         }
         if (matched.discarded > 0) {
@@ -145,16 +145,16 @@ FrameQueue::Matched FrameQueue::Match(std::int64_t textureFrameNumber, std::atom
         }
     }
     const auto isBehind = [&] {
-        return m_currentMeshFrame == nullptr || static_cast<std::uint64_t>(m_currentMeshFrame->m_FrameNumber) <
+        return m_currentMeshFrame == nullptr || static_cast<std::uint64_t>(m_currentMeshFrame->m_frameNumber) <
                                                     static_cast<std::uint64_t>(textureFrameNumber);
     };
-    while (!m_Frames.empty() && isBehind()) {
+    while (!m_frames.empty() && isBehind()) {
         PopLocked();
     }
     matched.frame = m_currentMeshFrame;
-    matched.queued = m_Frames.size();
-    if (matched.frame != nullptr && matched.frame->m_FrameNumber == textureFrameNumber) {
-        matched.isFirstTake = matched.frame->m_RenderCount++ == 0;
+    matched.queued = m_frames.size();
+    if (matched.frame != nullptr && matched.frame->m_frameNumber == textureFrameNumber) {
+        matched.isFirstTake = matched.frame->m_renderCount++ == 0;
     }
     return matched;
 }
@@ -165,10 +165,10 @@ std::size_t FrameQueue::Clear() {
 }
 
 std::size_t FrameQueue::ClearLocked() {
-    const std::size_t queued = m_Frames.size();
+    const std::size_t queued = m_frames.size();
     m_currentMeshFrame.reset();
-    m_Frames.clear();
-    ReturnSlots(static_cast<std::int32_t>(queued) + std::exchange(m_LostSlots, 0));
+    m_frames.clear();
+    ReturnSlots(static_cast<std::int32_t>(queued) + std::exchange(m_lostSlots, 0));
     return queued;
 }
 

@@ -109,22 +109,22 @@ public:
 private:
     static constexpr std::int64_t c_NotYetKnown = INT64_MAX;
 
-    bool IsCurrentLocked(Ticket ticket) const noexcept { return ticket.pass == m_Ticket.pass; }
+    bool IsCurrentLocked(Ticket ticket) const noexcept { return ticket.pass == m_ticket.pass; }
     bool HasFreeSlot();
     void PopLocked();
     std::size_t ClearLocked();
     void ReturnSlots(std::int32_t count);
 
     std::mutex m_meshFramesMutex;  // guards the next six
-    std::deque<std::shared_ptr<MeshFrame>> m_Frames;
+    std::deque<std::shared_ptr<MeshFrame>> m_frames;
     std::shared_ptr<MeshFrame> m_currentMeshFrame;
-    std::int32_t m_LostSlots = 0;
+    std::int32_t m_lostSlots = 0;
     std::int64_t m_meshFrameCounter = 0;
-    std::int64_t m_FirstOfPass = 0;  // the lowest number of this pass; c_NotYetKnown until it is taken
-    Ticket m_Ticket{0, 0, 0};
+    std::int64_t m_firstOfPass = 0;  // the lowest number of this pass; c_NotYetKnown until it is taken
+    Ticket m_ticket{0, 0, 0};
 
-    std::mutex m_SlotsMutex;  // guards m_freeMeshSlots
-    std::condition_variable m_SlotsChanged;
+    std::mutex m_slotsMutex;  // guards m_freeMeshSlots
+    std::condition_variable m_slotsChanged;
     std::int32_t m_freeMeshSlots = c_MaxMeshFrames;
 };
 

@@ -64,21 +64,21 @@ std::vector<char> InfoLog(GLuint object, PFNGLGETSHADERIVPROC getParameter, PFNG
 
 void QuorObject::InitializeGraphicsResources(EGLContext unityCtx) {
     NIMB_ASSERT_MSG(unityCtx != EGL_NO_CONTEXT, "unityCtx != ((EGLContext)0)");
-    if (m_Gl.program == 0) {
-        m_Gl.vertexShader = CompileShader(c_VertexShader, GL_VERTEX_SHADER);
-        m_Gl.fragmentShader = CompileShader(c_FragmentShader, GL_FRAGMENT_SHADER);
-        if (m_Gl.vertexShader != 0 && m_Gl.fragmentShader != 0) {
-            m_Gl.program = LinkShader(m_Gl.vertexShader, m_Gl.fragmentShader);
+    if (m_gl.program == 0) {
+        m_gl.vertexShader = CompileShader(c_VertexShader, GL_VERTEX_SHADER);
+        m_gl.fragmentShader = CompileShader(c_FragmentShader, GL_FRAGMENT_SHADER);
+        if (m_gl.vertexShader != 0 && m_gl.fragmentShader != 0) {
+            m_gl.program = LinkShader(m_gl.vertexShader, m_gl.fragmentShader);
             // After the link it has no effect; the only attribute has location 0 anyway.
-            glBindAttribLocation(m_Gl.program, 0, "pos");
+            glBindAttribLocation(m_gl.program, 0, "pos");
         }
     }
-    glGenBuffers(1, &m_Gl.quadBuffer);
-    glBindBuffer(GL_ARRAY_BUFFER, m_Gl.quadBuffer);
+    glGenBuffers(1, &m_gl.quadBuffer);
+    glBindBuffer(GL_ARRAY_BUFFER, m_gl.quadBuffer);
     glBufferData(GL_ARRAY_BUFFER, sizeof(c_FullScreenTriangle), c_FullScreenTriangle, GL_STATIC_DRAW);
 
-    glGenTextures(1, &m_Gl.externalTexture);
-    glBindTexture(GL_TEXTURE_EXTERNAL_OES, m_Gl.externalTexture);
+    glGenTextures(1, &m_gl.externalTexture);
+    glBindTexture(GL_TEXTURE_EXTERNAL_OES, m_gl.externalTexture);
     glTexParameteri(GL_TEXTURE_EXTERNAL_OES, GL_TEXTURE_MIN_FILTER, GL_NEAREST);
     glTexParameteri(GL_TEXTURE_EXTERNAL_OES, GL_TEXTURE_MAG_FILTER, GL_LINEAR);
     glTexParameteri(GL_TEXTURE_EXTERNAL_OES, GL_TEXTURE_WRAP_S, GL_CLAMP_TO_EDGE);
@@ -115,7 +115,7 @@ unsigned int QuorObject::LinkShader(unsigned int vertexShader, unsigned int frag
 }
 
 void QuorObject::CopyTexture(unsigned int program, void* nativeBuffer, unsigned int texture, int width, int height) {
-    if (texture == 0 || m_Gl.externalTexture == 0) {
+    if (texture == 0 || m_gl.externalTexture == 0) {
         return;
     }
     const EGLDisplay display = eglGetDisplay(EGL_DEFAULT_DISPLAY);
@@ -125,7 +125,7 @@ void QuorObject::CopyTexture(unsigned int program, void* nativeBuffer, unsigned 
         NIMB_LOG_ERROR("[%i] eglCreateImageKHR -> EGL_NO_IMAGE_KHR", m_id);
     }
     glActiveTexture(GL_TEXTURE0);
-    glBindTexture(GL_TEXTURE_EXTERNAL_OES, m_Gl.externalTexture);
+    glBindTexture(GL_TEXTURE_EXTERNAL_OES, m_gl.externalTexture);
     glEGLImageTargetTexture2DOES(GL_TEXTURE_EXTERNAL_OES, image);
 
     GLint savedFramebuffer = 0;
@@ -146,7 +146,7 @@ void QuorObject::CopyTexture(unsigned int program, void* nativeBuffer, unsigned 
     const GLint location = glGetUniformLocation(program, "textureSampler");
     glUniform1i(location, 0);
     glBindVertexArray(0);
-    glBindBuffer(GL_ARRAY_BUFFER, m_Gl.quadBuffer);
+    glBindBuffer(GL_ARRAY_BUFFER, m_gl.quadBuffer);
     glBindBuffer(GL_ELEMENT_ARRAY_BUFFER, 0);
     glEnableVertexAttribArray(0);
     // The sampler's location names the attribute, deliberately: both are 0 in this program.
@@ -161,20 +161,20 @@ void QuorObject::CopyTexture(unsigned int program, void* nativeBuffer, unsigned 
 
 /// On the mesh thread, which has no context, the calls reach nothing and only the names are forgotten.
 void QuorObject::CleanupGraphicsResources() {
-    glDeleteBuffers(1, &m_Gl.quadBuffer);
-    m_Gl.quadBuffer = 0;
-    if (m_Gl.program != 0) {
-        glDeleteProgram(m_Gl.program);
-        m_Gl.program = 0;
+    glDeleteBuffers(1, &m_gl.quadBuffer);
+    m_gl.quadBuffer = 0;
+    if (m_gl.program != 0) {
+        glDeleteProgram(m_gl.program);
+        m_gl.program = 0;
     }
-    if (m_Gl.fragmentShader != 0) {
-        glDeleteShader(m_Gl.fragmentShader);
-        m_Gl.fragmentShader = 0;
+    if (m_gl.fragmentShader != 0) {
+        glDeleteShader(m_gl.fragmentShader);
+        m_gl.fragmentShader = 0;
     }
-    glDeleteShader(m_Gl.vertexShader);
-    m_Gl.vertexShader = 0;
-    glDeleteTextures(1, &m_Gl.externalTexture);
-    m_Gl.externalTexture = 0;
+    glDeleteShader(m_gl.vertexShader);
+    m_gl.vertexShader = 0;
+    glDeleteTextures(1, &m_gl.externalTexture);
+    m_gl.externalTexture = 0;
 }
 
 }  // namespace Nimb::Plugin

@@ -27,25 +27,25 @@ public:
     void CopyToGLBuffers(unsigned int vb, unsigned int ib, unsigned int ibCount, unsigned int vbCount,
                          bool computeNormals, bool copyIndices);
 
-    INimbBuffer* IndexBuffer() const noexcept { return m_Indices; }
+    INimbBuffer* IndexBuffer() const noexcept { return m_indices; }
 
-    UINT32 m_VertexCount = 0;
-    UINT32 m_IndexCount = 0;
-    UINT32 m_FrameId = 0;
-    double m_MinX = 0, m_MinY = 0, m_MinZ = 0;
-    double m_MaxX = 0, m_MaxY = 0, m_MaxZ = 0;
-    std::int64_t m_TimeStamp;
-    std::int64_t m_FrameNumber = 0;   ///< set by the player; matched with the number of the texture frame
-    std::uint32_t m_RenderCount = 0;  ///< takes by the render thread; under the frames' mutex
+    UINT32 m_vertexCount = 0;
+    UINT32 m_indexCount = 0;
+    UINT32 m_frameId = 0;
+    double m_minX = 0, m_minY = 0, m_minZ = 0;
+    double m_maxX = 0, m_maxY = 0, m_maxZ = 0;
+    std::int64_t m_timeStamp;
+    std::int64_t m_frameNumber = 0;   ///< set by the player; matched with the number of the texture frame
+    std::uint32_t m_renderCount = 0;  ///< takes by the render thread; under the frames' mutex
 
 private:
     void CopyIndices(const NimbLockedMemory& indices, unsigned int ib, unsigned int ibCount);
     void CopyVertices(const NimbLockedMemory& vertices, const NimbLockedMemory* pIndices, unsigned int vb,
                       unsigned int vbCount, bool computeNormals);
 
-    NIMBCORE::CComPtr<INimbBuffer> m_Vertices;
-    NIMBCORE::CComPtr<INimbBuffer> m_Indices;
-    std::vector<UINT32> m_ZeroFiller;
+    NIMBCORE::CComPtr<INimbBuffer> m_vertices;
+    NIMBCORE::CComPtr<INimbBuffer> m_indices;
+    std::vector<UINT32> m_zeroFiller;
 };
 
 }  // namespace Nimb::Plugin

@@ -11,7 +11,7 @@ void QuorObject::MeshThreadFunc(UINT32 vertexFormat) {
     NIMB_LOG_INFO("[%i] Mesh thread starting", m_id);
     NIMB_LOG_INFO("[%i] using nimb vertex format = 0x%x", m_id, vertexFormat);
     ConcurrentQueue::Task task;
-    while (m_MeshTasks.Dequeue(&task)) {
+    while (m_meshTasks.Dequeue(&task)) {
         task();
         task = nullptr;  // lets go of the sample before the next wait
     }
@@ -24,20 +24,20 @@ void QuorObject::MeshThreadFunc(UINT32 vertexFormat) {
 void QuorObject::DecodeSample(const std::vector<BYTE>& sample, std::int64_t timeStamp, FrameQueue::Ticket ticket) {
     try {
         if (std::shared_ptr<MeshFrame> frame = ReadMeshFrame(sample, timeStamp, ticket)) {
-            m_MeshFrames.Push(std::move(frame), ticket);
+            m_meshFrames.Push(std::move(frame), ticket);
             return;
         }
     } catch (const std::bad_alloc&) {
         NIMB_LOG_ERROR("[%i] out of memory: mesh frame dropped", m_id);
     }
-    m_MeshFrames.CountLost(ticket);
+    m_meshFrames.CountLost(ticket);
 }
 
 /// Decodes the mesh of one sample. Null when it is dropped; a payload that cannot be decoded is not logged here.
 std::shared_ptr<MeshFrame> QuorObject::ReadMeshFrame(const std::vector<BYTE>& sample, std::int64_t timeStamp,
                                                      FrameQueue::Ticket ticket) {
     // Before anything can go wrong: the codec has counted the sample, too, whatever becomes of its mesh.
-    const std::optional<std::int64_t> frameNumber = m_MeshFrames.TakeNumber(ticket);
+    const std::optional<std::int64_t> frameNumber = m_meshFrames.TakeNumber(ticket);
     if (!frameNumber) {
         return nullptr;
     }
@@ -54,7 +54,7 @@ std::shared_ptr<MeshFrame> QuorObject::ReadMeshFrame(const std::vector<BYTE>& sa
         return nullptr;
     }
     auto frame = std::make_shared<MeshFrame>(vertices, indices, stream->m_Time);
-    frame->m_FrameNumber = *frameNumber;
+    frame->m_frameNumber = *frameNumber;
     return frame;
 }
 

@@ -9,24 +9,24 @@ namespace {
 /// A frame acquired from the codec, given back at the end of the event.
 class AcquiredFrame {
 public:
-    explicit AcquiredFrame(MLHandle codec) : m_Codec(codec) {
-        m_Acquired = MLMediaCodecAcquireNextAvailableFrame(codec, &m_NativeBuffer) == MLResult_Ok;
+    explicit AcquiredFrame(MLHandle codec) : m_codec(codec) {
+        m_acquired = MLMediaCodecAcquireNextAvailableFrame(codec, &m_nativeBuffer) == MLResult_Ok;
     }
     ~AcquiredFrame() {
-        if (m_Acquired) {
-            MLMediaCodecReleaseFrame(m_Codec, m_NativeBuffer);
+        if (m_acquired) {
+            MLMediaCodecReleaseFrame(m_codec, m_nativeBuffer);
         }
     }
     AcquiredFrame(const AcquiredFrame&) = delete;
     AcquiredFrame& operator=(const AcquiredFrame&) = delete;
 
-    explicit operator bool() const noexcept { return m_Acquired; }
-    MLHandle NativeBuffer() const noexcept { return m_NativeBuffer; }
+    explicit operator bool() const noexcept { return m_acquired; }
+    MLHandle NativeBuffer() const noexcept { return m_nativeBuffer; }
 
 private:
-    MLHandle m_Codec;
-    MLHandle m_NativeBuffer = ML_INVALID_HANDLE;
-    bool m_Acquired;
+    MLHandle m_codec;
+    MLHandle m_nativeBuffer = ML_INVALID_HANDLE;
+    bool m_acquired;
 };
 
 /// Takes one off the counter unless it is 0.
@@ -43,7 +43,7 @@ bool TakeOne(std::atomic<std::uint32_t>& counter) {
 }  // namespace
 
 void QuorObject::OnUnityRender(EGLContext unityContext) {
-    if (m_Gl.program == 0) {
+    if (m_gl.program == 0) {
         InitializeGraphicsResources(unityContext);
     }
     if (m_state != Playing) {
@@ -51,31 +51,31 @@ void QuorObject::OnUnityRender(EGLContext unityContext) {
         return;
     }
     // To the end of the event: the codec lives until its frame is released.
-    const std::lock_guard<std::mutex> lock(m_RenderMutex);
-    if (m_RenderCodec == ML_INVALID_HANDLE) {
+    const std::lock_guard<std::mutex> lock(m_renderMutex);
+    if (m_renderCodec == ML_INVALID_HANDLE) {
         return;
     }
     if (!TakeOne(m_framesAvailable)) {
-        m_MeshFrames.DropPassed(m_textureFrameNumber);  // meshes that came too late for their textures
+        m_meshFrames.DropPassed(m_textureFrameNumber);  // meshes that came too late for their textures
         return;
     }
-    const AcquiredFrame acquired(m_RenderCodec);
+    const AcquiredFrame acquired(m_renderCodec);
     if (!acquired) {
         NIMB_LOG_INFO("[%i] OnUnityRender: MLMediaCodecAcquireNextAvailableFrame failed", m_id);
-        m_MeshFrames.DropFirst();  // its texture was announced and is gone
+        m_meshFrames.DropFirst();  // its texture was announced and is gone
         return;
     }
     std::uint64_t number = 0;
-    if (MLMediaCodecGetFrameNumber(m_RenderCodec, &number) != MLResult_Ok) {
+    if (MLMediaCodecGetFrameNumber(m_renderCodec, &number) != MLResult_Ok) {
         NIMB_LOG_INFO("[%i] OnUnityRender: MLMediaCodecGetFrameNumber failed", m_id);
-        m_MeshFrames.DropFirst();  // nobody knows which texture this was, so it counts as gone
+        m_meshFrames.DropFirst();  // nobody knows which texture this was, so it counts as gone
         return;
     }
     // The codec counts from 1, meshes from 0.
     const std::int64_t textureFrameNumber = static_cast<std::int64_t>(number - 1);
     m_textureFrameNumber = textureFrameNumber;
 
-    const FrameQueue::Matched matched = m_MeshFrames.Match(textureFrameNumber, &m_pendingRestart);
+    const FrameQueue::Matched matched = m_meshFrames.Match(textureFrameNumber, &m_pendingRestart);
     if (matched.discarded > 0) {
         NIMB_LOG_INFO("[%i] OnUnityRender: handling pending restart, discard %i mesh frames", m_id,
                       static_cast<int>(matched.discarded));
@@ -83,12 +83,12 @@ void QuorObject::OnUnityRender(EGLContext unityContext) {
     if (matched.frame == nullptr) {
         return;
     }
-    if (matched.frame->m_FrameNumber == textureFrameNumber) {
+    if (matched.frame->m_frameNumber == textureFrameNumber) {
         ShowFrame(acquired.NativeBuffer(), matched);
     } else {
         // The engine goes on showing the texture and the mesh that it has.
         NIMB_LOG_WARNING("[%i] **** MISMATCHED TIMESTAMPS **** texture = %li, mesh = %li (mesh frames = %i)", m_id,
-                         static_cast<long>(textureFrameNumber), static_cast<long>(matched.frame->m_FrameNumber),
+                         static_cast<long>(textureFrameNumber), static_cast<long>(matched.frame->m_frameNumber),
                          static_cast<int>(matched.queued));
     }
 }
@@ -97,14 +97,14 @@ void QuorObject::ShowFrame(MLHandle nativeBuffer, const FrameQueue::Matched& mat
     UnityBuffers unity;
     bool copyIndices = false;
     {
-        const std::lock_guard<std::mutex> lock(m_UnityMutex);
-        unity = m_UnityBuffers;
+        const std::lock_guard<std::mutex> lock(m_unityMutex);
+        unity = m_unityBuffers;
         if (matched.isFirstTake) {
             copyIndices = m_lastIndexBuffer.p != matched.frame->IndexBuffer();
             m_lastIndexBuffer = matched.frame->IndexBuffer();
         }
     }
-    CopyTexture(m_Gl.program, reinterpret_cast<void*>(static_cast<std::uintptr_t>(nativeBuffer)), unity.texture,
+    CopyTexture(m_gl.program, reinterpret_cast<void*>(static_cast<std::uintptr_t>(nativeBuffer)), unity.texture,
                 unity.textureWidth, unity.textureHeight);
     if (!matched.isFirstTake) {
         return;
@@ -115,7 +115,7 @@ void QuorObject::ShowFrame(MLHandle nativeBuffer, const FrameQueue::Matched& mat
             static_cast<unsigned int>(std::max(unity.vertexBufferSize, 0)), m_computeNormals, copyIndices);
     } catch (...) {
         // The indices may be on their way still: the next frame must not count on them.
-        const std::lock_guard<std::mutex> lock(m_UnityMutex);
+        const std::lock_guard<std::mutex> lock(m_unityMutex);
         m_lastIndexBuffer.Release();
         throw;
     }

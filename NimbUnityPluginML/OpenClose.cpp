@@ -19,18 +19,18 @@ constexpr std::size_t c_TailBytes = 1024;
 /// Destroys a track format when it goes out of scope.
 class TrackFormat {
 public:
-    TrackFormat(MLHandle extractor, std::size_t index) { MLMediaExtractorGetTrackFormat(extractor, index, &m_Format); }
+    TrackFormat(MLHandle extractor, std::size_t index) { MLMediaExtractorGetTrackFormat(extractor, index, &m_format); }
     ~TrackFormat() {
-        if (m_Format != ML_INVALID_HANDLE) {
-            MLMediaFormatDestroy(m_Format);
+        if (m_format != ML_INVALID_HANDLE) {
+            MLMediaFormatDestroy(m_format);
         }
     }
     TrackFormat(const TrackFormat&) = delete;
     TrackFormat& operator=(const TrackFormat&) = delete;
-    operator MLHandle() const noexcept { return m_Format; }
+    operator MLHandle() const noexcept { return m_format; }
 
 private:
-    MLHandle m_Format = ML_INVALID_HANDLE;
+    MLHandle m_format = ML_INVALID_HANDLE;
 };
 
 bool BeginsWith(const char* text, const char* prefix) {
@@ -75,7 +75,7 @@ bool QuorObject::Open(const char* path, const NimbOpenInfo* info) {
         ReleaseMedia();
         return false;
     }
-    m_PlaybackWorker.Wake();  // it sees a state other than Playing and goes back to sleep
+    m_playbackWorker.Wake();  // it sees a state other than Playing and goes back to sleep
     m_state = Opened;
     return true;
 }
@@ -104,30 +104,30 @@ bool QuorObject::OpenMedia(const char* path) {
     }
     StartWorkers();
     // Releases what the previous file left; its workers sleep.
-    m_Clock.Restart();
+    m_clock.Restart();
     m_durationUs = 0;
-    m_VideoEndQueued = false;
-    m_AudioEndQueued = false;
-    m_EndReported = false;
+    m_videoEndQueued = false;
+    m_audioEndQueued = false;
+    m_endReported = false;
     m_endOfStream = false;
     return ConfigureTracks();
 }
 
 /// Starts those that do not exist. When it throws, those that it started sleep, and the next Open starts the rest.
 void QuorObject::StartWorkers() {
-    if (!m_MeshThread.joinable()) {
+    if (!m_meshThread.joinable()) {
         // Fixed for the thread's life: the upload converts frames where a later setting differs.
         const UINT32 vertexFormat = m_computeNormals ? 0x0D : 0x0F;
         const NIMBCORE::CComPtr<INimbBufferAllocator> allocator(new NimbCrossPlatform::BufferAllocator);
         m_meshReader.Initialize(allocator, vertexFormat);
-        m_MeshThread = std::thread([this, vertexFormat] { MeshThreadFunc(vertexFormat); });
-        pthread_setname_np(m_MeshThread.native_handle(), "NimbMesh");
+        m_meshThread = std::thread([this, vertexFormat] { MeshThreadFunc(vertexFormat); });
+        pthread_setname_np(m_meshThread.native_handle(), "NimbMesh");
     }
-    m_PlaybackWorker.RequestSleep();
-    m_PlaybackWorker.Start("NimbPlayback", [this] { PlaybackThreadFunc(); });
-    m_VideoWorker.RequestSleep();
-    m_AudioWorker.RequestSleep();
-    m_VideoWorker.Start("NimbVideo", [this] { VideoThreadFunc(); });
+    m_playbackWorker.RequestSleep();
+    m_playbackWorker.Start("NimbPlayback", [this] { PlaybackThreadFunc(); });
+    m_videoWorker.RequestSleep();
+    m_audioWorker.RequestSleep();
+    m_videoWorker.Start("NimbVideo", [this] { VideoThreadFunc(); });
 }
 
 bool QuorObject::ConfigureTracks() {
@@ -167,7 +167,7 @@ bool QuorObject::ConfigureVideoTrack(MLHandle format, std::size_t index, const c
     MLMediaExtractorSelectTrack(m_extractor, index);
 
     WithdrawVideoCodec();
-    ReleaseCodec(m_videoCodec, m_VideoWorker);  // of an earlier video track: the last one counts
+    ReleaseCodec(m_videoCodec, m_videoWorker);  // of an earlier video track: the last one counts
     MLHandle codec = ML_INVALID_HANDLE;
     MLResult result = MLMediaCodecCreateCodec(MLMediaCodecCreation_ByType, MLMediaCodecType_Decoder, mime, &codec);
     if (result != MLResult_Ok) {
@@ -197,12 +197,12 @@ bool QuorObject::ConfigureVideoTrack(MLHandle format, std::size_t index, const c
         NIMB_LOG_ERROR("[%i] MLMediaCodecStart (video) = %i", m_id, result);
         return false;
     }
-    m_MeshFrames.BeginFile();
+    m_meshFrames.BeginFile();
     m_renderStart = c_RenderStartUnset;
     m_videoOutputEOS = false;
-    const std::lock_guard<std::mutex> lock(m_RenderMutex);
+    const std::lock_guard<std::mutex> lock(m_renderMutex);
     m_textureFrameNumber = -1;
-    m_RenderCodec = codec;
+    m_renderCodec = codec;
     return true;
 }
 
@@ -210,7 +210,7 @@ bool QuorObject::ConfigureAudioTrack(MLHandle format, std::size_t index, const c
     NIMB_LOG_INFO("[%i] configure audio track", m_id);
     MLMediaExtractorSelectTrack(m_extractor, index);
 
-    ReleaseCodec(m_audioCodec, m_AudioWorker);
+    ReleaseCodec(m_audioCodec, m_audioWorker);
     ReleaseSound();
     MLHandle codec = ML_INVALID_HANDLE;
     MLMediaCodecCreateCodec(MLMediaCodecCreation_ByType, MLMediaCodecType_Decoder, mime, &codec);
@@ -237,14 +237,14 @@ bool QuorObject::ConfigureAudioTrack(MLHandle format, std::size_t index, const c
         return false;
     }
     m_sound = sound;
-    if (const float scale = m_Clock.Scale(); scale != 1.0f) {
+    if (const float scale = m_clock.Scale(); scale != 1.0f) {
         SetPitch(scale);  // the clock's scale outlives files and their sounds
     }
     if (MLAudioStartSound(sound) != MLResult_Ok) {
         NIMB_LOG_ERROR("[%i] MLAudioStartSound failed", m_id);
         return false;
     }
-    m_AudioWorker.Start("NimbAudio", [this] { AudioThreadFunc(); });
+    m_audioWorker.Start("NimbAudio", [this] { AudioThreadFunc(); });
     return true;
 }
 
@@ -261,8 +261,8 @@ bool QuorObject::Close() {
 }
 
 void QuorObject::ReleaseMedia() {
-    m_PlaybackWorker.RequestSleep();
-    m_Abandon = true;
+    m_playbackWorker.RequestSleep();
+    m_abandon = true;
     WithdrawVideoCodec();
     ClearMeshFrames();
     WaitForPlaybackSleep();
@@ -270,21 +270,21 @@ void QuorObject::ReleaseMedia() {
     if (extractor != ML_INVALID_HANDLE) {
         MLMediaExtractorDestroy(extractor);
     }
-    m_VideoWorker.RequestSleep();
-    m_AudioWorker.RequestSleep();
-    ReleaseCodec(m_videoCodec, m_VideoWorker);
-    ReleaseCodec(m_audioCodec, m_AudioWorker);
+    m_videoWorker.RequestSleep();
+    m_audioWorker.RequestSleep();
+    ReleaseCodec(m_videoCodec, m_videoWorker);
+    ReleaseCodec(m_audioCodec, m_audioWorker);
     ReleaseSound();
-    m_Abandon = false;
+    m_abandon = false;
     m_framesAvailable = 0;
-    m_MeshFrames.BeginFile();  // meshes that are still being decoded no longer belong to anything
+    m_meshFrames.BeginFile();  // meshes that are still being decoded no longer belong to anything
     ClearMeshFrames();
 }
 
 /// From here on render events find no codec. Waits for the one that holds a frame of it.
 void QuorObject::WithdrawVideoCodec() {
-    const std::lock_guard<std::mutex> lock(m_RenderMutex);
-    m_RenderCodec = ML_INVALID_HANDLE;
+    const std::lock_guard<std::mutex> lock(m_renderMutex);
+    m_renderCodec = ML_INVALID_HANDLE;
 }
 
 /// The audio thread sleeps.
@@ -293,8 +293,8 @@ void QuorObject::ReleaseSound() {
     if (sound != ML_INVALID_HANDLE) {
         MLAudioStopSound(sound);
         MLAudioDestroySound(sound);
-        m_AudioBuffer = {};
-        m_AudioBufferFilled = 0;
+        m_audioBuffer = {};
+        m_audioBufferFilled = 0;
     }
 }
 

@@ -12,7 +12,7 @@ class PlaybackClock {
 public:
     /// Maps a sample time of the file and remembers both.
     std::int64_t Map(std::int64_t rawSampleTime) {
-        const std::lock_guard<std::mutex> lock(m_Mutex);
+        const std::lock_guard<std::mutex> lock(m_mutex);
         m_rawSampleTime = rawSampleTime;
         // Unsigned and in single precision, deliberately. The result of a scale of 0, or of a time before the base (as
         // -1, the time at the end of the file), is beyond 64 bits: it saturates. Sums wrap, so that a timeline that was
@@ -25,7 +25,7 @@ public:
 
     /// From now on the clock runs at another scale, without a jump.
     void SetScale(float scale) {
-        const std::lock_guard<std::mutex> lock(m_Mutex);
+        const std::lock_guard<std::mutex> lock(m_mutex);
         m_scaledOffset = m_scaledSampleTime;
         m_rawBase = m_rawSampleTime;
         m_clockScale = scale;
@@ -34,7 +34,7 @@ public:
     /// A file starts, or starts over: its time and the scaled one count from 0 again, and a scale set before the first
     /// sample does not begin at an earlier time. The scale stays.
     void Restart() {
-        const std::lock_guard<std::mutex> lock(m_Mutex);
+        const std::lock_guard<std::mutex> lock(m_mutex);
         m_scaledSampleTime = 0;
         m_rawSampleTime = 0;
         m_scaledOffset = 0;
@@ -42,7 +42,7 @@ public:
     }
 
     float Scale() {
-        const std::lock_guard<std::mutex> lock(m_Mutex);
+        const std::lock_guard<std::mutex> lock(m_mutex);
         return m_clockScale;
     }
 
@@ -62,7 +62,7 @@ private:
         return static_cast<std::int64_t>(static_cast<std::uint64_t>(a) + static_cast<std::uint64_t>(b));
     }
 
-    std::mutex m_Mutex;
+    std::mutex m_mutex;
     std::int64_t m_scaledSampleTime = 0;
     std::int64_t m_rawSampleTime = 0;
     std::int64_t m_scaledOffset = 0;

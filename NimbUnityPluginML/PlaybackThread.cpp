@@ -28,17 +28,17 @@ std::int64_t MicrosecondsToNanoseconds(std::int64_t time) {
 
 void QuorObject::PlaybackThreadFunc() {
     NIMB_LOG_INFO("[%i] Playback thread starting", m_id);
-    while (!m_PlaybackWorker.ExitRequested()) {
-        m_PlaybackWorker.SleepWhileRequested([this] { NIMB_LOG_INFO("[%i] Playback thread sleeping", m_id); },
+    while (!m_playbackWorker.ExitRequested()) {
+        m_playbackWorker.SleepWhileRequested([this] { NIMB_LOG_INFO("[%i] Playback thread sleeping", m_id); },
                                              [this] { NIMB_LOG_INFO("[%i] Playback thread is awake", m_id); });
-        if (m_PlaybackWorker.ExitRequested()) {
+        if (m_playbackWorker.ExitRequested()) {
             break;
         }
         try {
             PlaybackIteration();
         } catch (const std::bad_alloc&) {
             NIMB_LOG_ERROR("[%i] out of memory: the sample waits", m_id);
-            m_PlaybackWorker.Pause(c_MemoryRest);
+            m_playbackWorker.Pause(c_MemoryRest);
         }
     }
     NIMB_LOG_INFO("[%i] playback thread exiting", m_id);
@@ -47,14 +47,14 @@ void QuorObject::PlaybackThreadFunc() {
 void QuorObject::PlaybackIteration() {
     if (m_state != Playing) {
         NIMB_LOG_INFO("[%i] playback thread going to sleep (m_state = %i)", m_id, m_state.load());
-        FollowState(m_PlaybackWorker);  // Play may come in between: its wake-up must not be lost
+        FollowState(m_playbackWorker);  // Play may come in between: its wake-up must not be lost
         return;
     }
     std::int64_t trackIndex = c_NoTrack;
     std::int64_t sampleTime = -1;
     MLMediaExtractorGetSampleTrackIndex(m_extractor, &trackIndex);
     MLMediaExtractorGetSampleTime(m_extractor, &sampleTime);
-    const std::int64_t scaledTime = m_Clock.Map(sampleTime);
+    const std::int64_t scaledTime = m_clock.Map(sampleTime);
     switch (trackIndex) {
         case c_NoTrack:
             return EndOfInput(scaledTime);
@@ -64,19 +64,19 @@ void QuorObject::PlaybackIteration() {
             return FeedVideo(scaledTime);
         default:
             // Not one of our tracks, and nothing moves the extractor on: playback stalls here until a rewind or close.
-            m_PlaybackWorker.Pause(c_Rest);
+            m_playbackWorker.Pause(c_Rest);
     }
 }
 
 void QuorObject::EndOfInput(std::int64_t scaledTime) {
     NIMB_LOG_INFO("[%i] input EOS", m_id);
-    if (!QueueEndOfStream(m_videoCodec, &m_VideoInput, &m_VideoEndQueued, scaledTime) ||
-        !QueueEndOfStream(m_audioCodec, &m_AudioInput, &m_AudioEndQueued, scaledTime)) {
+    if (!QueueEndOfStream(m_videoCodec, &m_videoInput, &m_videoEndQueued, scaledTime) ||
+        !QueueEndOfStream(m_audioCodec, &m_audioInput, &m_audioEndQueued, scaledTime)) {
         return;  // paused: the end is still to come
     }
     const bool hasOutput = m_videoCodec != ML_INVALID_HANDLE || m_audioCodec != ML_INVALID_HANDLE;
     if (m_openInfo.autoLoop == 0 || !hasOutput) {
-        m_PlaybackWorker.RequestSleep();
+        m_playbackWorker.RequestSleep();
         return;
     }
 
@@ -90,23 +90,23 @@ void QuorObject::EndOfInput(std::int64_t scaledTime) {
     if (m_audioCodec != ML_INVALID_HANDLE) {
         MLMediaCodecFlush(m_audioCodec);
     }
-    m_MeshFrames.BeginLoop();
+    m_meshFrames.BeginLoop();
     StartOver();
     if (m_audioCodec != ML_INVALID_HANDLE) {
-        FollowState(m_AudioWorker);
+        FollowState(m_audioWorker);
     }
     if (m_videoCodec != ML_INVALID_HANDLE) {
-        FollowState(m_VideoWorker);
+        FollowState(m_videoWorker);
     }
 }
 
 /// Waits until the output threads sleep because their streams ended, through pauses, too. False when the wait is to be
 /// given up.
 bool QuorObject::WaitForOutputEnd() {
-    const auto isGivenUp = [this] { return m_Abandon || m_PlaybackWorker.ExitRequested(); };
+    const auto isGivenUp = [this] { return m_abandon || m_playbackWorker.ExitRequested(); };
     const auto isOver = [&] { return isGivenUp() || HasOutputEnded(); };
-    std::unique_lock<std::mutex> lock(m_OutputMutex);
-    while (!m_OutputChanged.wait_for(lock, Worker::c_MaxNap, isOver)) {
+    std::unique_lock<std::mutex> lock(m_outputMutex);
+    while (!m_outputChanged.wait_for(lock, Worker::c_MaxNap, isOver)) {
         // A worker that is woken and told to sleep again before it has noticed does not notify.
     }
     return !isGivenUp();
@@ -117,13 +117,13 @@ bool QuorObject::HasOutputEnded() {
     const auto hasEnded = [](MLHandle codec, Worker& worker, const std::atomic<bool>& outputEOS) {
         return codec == ML_INVALID_HANDLE || (outputEOS && worker.IsAsleep());
     };
-    return hasEnded(m_videoCodec, m_VideoWorker, m_videoOutputEOS) &&
-           hasEnded(m_audioCodec, m_AudioWorker, m_audioOutputEOS);
+    return hasEnded(m_videoCodec, m_videoWorker, m_videoOutputEOS) &&
+           hasEnded(m_audioCodec, m_audioWorker, m_audioOutputEOS);
 }
 
 void QuorObject::NotifyOutputEnd() {
-    const std::lock_guard<std::mutex> lock(m_OutputMutex);
-    m_OutputChanged.notify_all();
+    const std::lock_guard<std::mutex> lock(m_outputMutex);
+    m_outputChanged.notify_all();
 }
 
 /// Once a pass. Tries until the codec takes it, since without an end the output threads would never finish. Gives up
@@ -132,14 +132,14 @@ bool QuorObject::QueueEndOfStream(MLHandle codec, std::int64_t* pIndex, bool* pQ
     if (codec == ML_INVALID_HANDLE || *pQueued) {
         return true;
     }
-    while (m_state == Playing && !m_PlaybackWorker.ExitRequested()) {
+    while (m_state == Playing && !m_playbackWorker.ExitRequested()) {
         if (DequeueInput(codec, pIndex) && MLMediaCodecQueueInputBuffer(codec, std::exchange(*pIndex, -1), 0, 0,
                                                                         static_cast<std::uint64_t>(scaledTime),
                                                                         MLMediaCodecBufferFlag_EOS) == MLResult_Ok) {
             *pQueued = true;
             return true;
         }
-        m_PlaybackWorker.Pause(c_Rest);
+        m_playbackWorker.Pause(c_Rest);
     }
     return false;
 }
@@ -155,7 +155,7 @@ bool QuorObject::DequeueInput(MLHandle codec, std::int64_t* pIndex) {
         return true;
     }
     *pIndex = -1;
-    m_PlaybackWorker.Pause(c_Rest);  // a codec that keeps refusing must not use up processor time
+    m_playbackWorker.Pause(c_Rest);  // a codec that keeps refusing must not use up processor time
     return false;
 }
 
@@ -173,18 +173,18 @@ bool QuorObject::ReadSample(MLHandle codec, std::int64_t* pIndex, std::uint8_t**
 }
 
 void QuorObject::FeedAudio(std::int64_t scaledTime) {
-    if (!DequeueInput(m_audioCodec, &m_AudioInput)) {
+    if (!DequeueInput(m_audioCodec, &m_audioInput)) {
         return;
     }
     {
-        const std::lock_guard<std::mutex> lock(m_FeedMutex);
+        const std::lock_guard<std::mutex> lock(m_feedMutex);
         std::uint8_t* buffer = nullptr;
         std::int64_t size = 0;
-        if (!ReadSample(m_audioCodec, &m_AudioInput, &buffer, &size)) {
+        if (!ReadSample(m_audioCodec, &m_audioInput, &buffer, &size)) {
             return;
         }
         if (size > 0) {
-            MLMediaCodecQueueInputBuffer(m_audioCodec, std::exchange(m_AudioInput, -1), 0,
+            MLMediaCodecQueueInputBuffer(m_audioCodec, std::exchange(m_audioInput, -1), 0,
                                          static_cast<std::size_t>(size), static_cast<std::uint64_t>(scaledTime), 0);
         }
     }
@@ -192,14 +192,14 @@ void QuorObject::FeedAudio(std::int64_t scaledTime) {
 }
 
 void QuorObject::FeedVideo(std::int64_t scaledTime) {
-    if (!DequeueInput(m_videoCodec, &m_VideoInput)) {
+    if (!DequeueInput(m_videoCodec, &m_videoInput)) {
         return;
     }
     {
-        const std::lock_guard<std::mutex> lock(m_FeedMutex);
+        const std::lock_guard<std::mutex> lock(m_feedMutex);
         std::uint8_t* buffer = nullptr;
         std::int64_t size = 0;
-        if (!ReadSample(m_videoCodec, &m_VideoInput, &buffer, &size)) {
+        if (!ReadSample(m_videoCodec, &m_videoInput, &buffer, &size)) {
             return;
         }
         if (size >= 1) {
@@ -209,14 +209,14 @@ void QuorObject::FeedVideo(std::int64_t scaledTime) {
                 return;
             }
             const std::int64_t timeStamp = MicrosecondsToNanoseconds(scaledTime);
-            const FrameQueue::Ticket ticket = m_MeshFrames.CurrentTicket();
+            const FrameQueue::Ticket ticket = m_meshFrames.CurrentTicket();
             try {
-                m_MeshTasks.Enqueue([this, sample, timeStamp, ticket] { DecodeSample(*sample, timeStamp, ticket); });
+                m_meshTasks.Enqueue([this, sample, timeStamp, ticket] { DecodeSample(*sample, timeStamp, ticket); });
             } catch (...) {
-                m_MeshFrames.GiveSlotBack();
+                m_meshFrames.GiveSlotBack();
                 throw;
             }
-            MLMediaCodecQueueInputBuffer(m_videoCodec, std::exchange(m_VideoInput, -1), 0,
+            MLMediaCodecQueueInputBuffer(m_videoCodec, std::exchange(m_videoInput, -1), 0,
                                          static_cast<std::size_t>(size), static_cast<std::uint64_t>(scaledTime), 0);
         }
     }
@@ -228,10 +228,10 @@ void QuorObject::FeedVideo(std::int64_t scaledTime) {
 /// row are undecodable than there are slots, or when a decoder wants more samples than that before its first picture.
 bool QuorObject::TakeMeshSlot() {
     bool wasFreed = false;
-    const auto isCancelled = [this] { return m_Abandon || m_PlaybackWorker.ExitRequested(); };
-    const bool taken = m_MeshFrames.TakeSlot(isCancelled, [&] {
+    const auto isCancelled = [this] { return m_abandon || m_playbackWorker.ExitRequested(); };
+    const bool taken = m_meshFrames.TakeSlot(isCancelled, [&] {
         if (IsPictureOverdue()) {
-            m_MeshFrames.DropFirst();
+            m_meshFrames.DropFirst();
             wasFreed = true;
         }
     });

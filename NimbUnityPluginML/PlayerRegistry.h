@@ -26,23 +26,23 @@ public:
     public:
         Pin() = default;
         Pin(PlayerRegistry* pRegistry, std::shared_ptr<Entry> entry)
-            : m_pRegistry(pRegistry), m_Entry(std::move(entry)) {}
+            : m_pRegistry(pRegistry), m_entry(std::move(entry)) {}
         Pin(Pin&& other) noexcept = default;
         ~Pin() {
-            if (m_Entry != nullptr) {
-                m_pRegistry->Unpin(*m_Entry);
+            if (m_entry != nullptr) {
+                m_pRegistry->Unpin(*m_entry);
             }
         }
         Pin(const Pin&) = delete;
         Pin& operator=(const Pin&) = delete;
         Pin& operator=(Pin&&) = delete;
 
-        explicit operator bool() const noexcept { return m_Entry != nullptr; }
-        QuorObject& operator*() const noexcept { return *m_Entry->player; }
+        explicit operator bool() const noexcept { return m_entry != nullptr; }
+        QuorObject& operator*() const noexcept { return *m_entry->player; }
 
     private:
         PlayerRegistry* m_pRegistry = nullptr;
-        std::shared_ptr<Entry> m_Entry;
+        std::shared_ptr<Entry> m_entry;
     };
 
     static PlayerRegistry& Instance();
@@ -58,10 +58,10 @@ public:
 private:
     void Unpin(Entry& entry);
 
-    std::mutex m_Mutex;  // guards everything below, and all entries
-    std::condition_variable m_Unpinned;
-    std::map<int, std::shared_ptr<Entry>> m_Players;
-    int m_NextId = 0;
+    std::mutex m_mutex;  // guards everything below, and all entries
+    std::condition_variable m_unpinned;
+    std::map<int, std::shared_ptr<Entry>> m_players;
+    int m_nextId = 0;
 };
 
 }  // namespace Nimb::Plugin

@@ -14,12 +14,12 @@ QuorObject::~QuorObject() {
     if (m_state != Closed) {
         Close();
     }
-    m_VideoWorker.Join();
-    m_AudioWorker.Join();
-    m_PlaybackWorker.Join();
-    m_MeshTasks.Stop();
-    if (m_MeshThread.joinable()) {
-        m_MeshThread.join();
+    m_videoWorker.Join();
+    m_audioWorker.Join();
+    m_playbackWorker.Join();
+    m_meshTasks.Stop();
+    if (m_meshThread.joinable()) {
+        m_meshThread.join();
     }
 }
 
@@ -47,12 +47,12 @@ bool QuorObject::Play() {
         NIMB_LOG_INFO("[%i] QuorObject::Play media extractor is null", m_id);
         return false;
     }
-    m_PlaybackWorker.Wake();
+    m_playbackWorker.Wake();
     if (m_videoCodec != ML_INVALID_HANDLE) {
-        m_VideoWorker.Wake();
+        m_videoWorker.Wake();
     }
     if (m_audioCodec != ML_INVALID_HANDLE) {
-        m_AudioWorker.Wake();
+        m_audioWorker.Wake();
     }
     return true;
 }
@@ -63,9 +63,9 @@ bool QuorObject::Pause() {
         return false;
     }
     m_state = Paused;
-    m_VideoWorker.RequestSleep();
-    m_AudioWorker.RequestSleep();
-    m_PlaybackWorker.RequestSleep();
+    m_videoWorker.RequestSleep();
+    m_audioWorker.RequestSleep();
+    m_playbackWorker.RequestSleep();
     return true;
 }
 
@@ -74,37 +74,37 @@ bool QuorObject::Rewind() {
     // Before the requests: a loop that restarts right now wakes the others, and takes that back when it sees this
     // state.
     m_state = Paused;
-    m_PlaybackWorker.RequestSleep();
-    m_VideoWorker.RequestSleep();
-    m_AudioWorker.RequestSleep();
-    m_Abandon = true;
+    m_playbackWorker.RequestSleep();
+    m_videoWorker.RequestSleep();
+    m_audioWorker.RequestSleep();
+    m_abandon = true;
     ClearMeshFrames();
     WaitForPlaybackSleep();
-    m_MeshFrames.BeginPass();
+    m_meshFrames.BeginPass();
     MLMediaExtractorSeekTo(m_extractor, 0, MLMediaSeekMode_Closest_Sync);
     const auto flushVideo = [this] { MLMediaCodecFlush(m_videoCodec); };
     const auto flushAudio = [this] { MLMediaCodecFlush(m_audioCodec); };
     flushVideo();
-    m_VideoWorker.WaitUntilAsleep(flushVideo);
+    m_videoWorker.WaitUntilAsleep(flushVideo);
     if (m_audioCodec != ML_INVALID_HANDLE) {
         flushAudio();
-        m_AudioWorker.WaitUntilAsleep(flushAudio);
-        m_AudioBufferFilled = 0;  // what it holds is from before the rewind
+        m_audioWorker.WaitUntilAsleep(flushAudio);
+        m_audioBufferFilled = 0;  // what it holds is from before the rewind
     }
-    m_Abandon = false;
+    m_abandon = false;
     StartOver();
     return true;
 }
 
 /// For the file's start after a rewind or in a loop: the playback thread sleeps or is the caller, the others sleep.
 void QuorObject::StartOver() {
-    m_VideoEndQueued = false;
-    m_AudioEndQueued = false;
-    m_EndReported = false;
+    m_videoEndQueued = false;
+    m_audioEndQueued = false;
+    m_endReported = false;
     m_audioOutputEOS = false;
     m_videoOutputEOS = false;
     m_renderStart = c_RenderStartUnset;
-    m_Clock.Restart();
+    m_clock.Restart();
     m_pendingRestart = true;
 }
 
@@ -124,7 +124,7 @@ void QuorObject::FollowState(Worker& worker) {
 
 /// For the output thread whose stream has just ended: the last of them reports it, once.
 void QuorObject::ReportEndOfStream(bool hasOtherEnded) {
-    if (hasOtherEnded && !m_EndReported.exchange(true)) {
+    if (hasOtherEnded && !m_endReported.exchange(true)) {
         m_endOfStream = true;
     }
 }
@@ -141,7 +141,7 @@ void QuorObject::SleepAtEnd(Worker& worker, const std::atomic<bool>& outputEOS) 
 /// or for the end of the output before a loop, which it abandons when told to. Until it sleeps, all of that is
 /// repeated.
 void QuorObject::WaitForPlaybackSleep() {
-    m_PlaybackWorker.WaitUntilAsleep([this] {
+    m_playbackWorker.WaitUntilAsleep([this] {
         ClearMeshFrames();
         FlushCodecs();
         NotifyOutputEnd();
@@ -150,7 +150,7 @@ void QuorObject::WaitForPlaybackSleep() {
 
 /// Ends dequeues that wait, unless a sample is just on its way to codec and mesh thread: then the next try will do.
 void QuorObject::FlushCodecs() {
-    const std::unique_lock<std::mutex> lock(m_FeedMutex, std::try_to_lock);
+    const std::unique_lock<std::mutex> lock(m_feedMutex, std::try_to_lock);
     if (!lock.owns_lock()) {
         return;
     }
@@ -162,7 +162,7 @@ void QuorObject::FlushCodecs() {
 
 void QuorObject::SetClockScale(float scale) {
     NIMB_LOG_INFO("[%i] SetClockScale = %f", m_id, static_cast<double>(scale));
-    m_Clock.SetScale(scale);
+    m_clock.SetScale(scale);
     if (m_sound != ML_INVALID_HANDLE) {
         SetPitch(scale);
     }
@@ -190,37 +190,37 @@ int QuorObject::SetUnityBuffers(void* vb, int vbSize, void* ib, int ibSize, void
     const auto name = [](void* pointer) {
         return static_cast<unsigned int>(reinterpret_cast<std::uintptr_t>(pointer));
     };
-    const std::lock_guard<std::mutex> lock(m_UnityMutex);
-    m_UnityBuffers = {name(vb), vbSize, name(ib), ibSize, name(tex), width, height};
+    const std::lock_guard<std::mutex> lock(m_unityMutex);
+    m_unityBuffers = {name(vb), vbSize, name(ib), ibSize, name(tex), width, height};
     m_lastIndexBuffer.Release();  // so that the next upload writes indices into what may be another buffer
     NIMB_LOG_INFO("[%i] SetUnityBuffers, vb = %i, ib = %i, tex = %i (%ix%i)", m_id,
-                  static_cast<int>(m_UnityBuffers.vertexBuffer), static_cast<int>(m_UnityBuffers.indexBuffer),
-                  static_cast<int>(m_UnityBuffers.texture), width, height);
+                  static_cast<int>(m_unityBuffers.vertexBuffer), static_cast<int>(m_unityBuffers.indexBuffer),
+                  static_cast<int>(m_unityBuffers.texture), width, height);
     return 1;
 }
 
 void QuorObject::ClearMeshFrames() {
-    const std::size_t cleared = m_MeshFrames.Clear();
+    const std::size_t cleared = m_meshFrames.Clear();
     NIMB_LOG_INFO("[%i] Clearing %i old mesh frames", m_id, static_cast<int>(cleared));
 }
 
 bool QuorObject::GetFrameInfo(NimbFrameInfo* info) {
     std::memset(info, 0, sizeof(*info));
-    m_MeshFrames.ReadCurrent([info](const MeshFrame* frame) {
+    m_meshFrames.ReadCurrent([info](const MeshFrame* frame) {
         if (frame == nullptr) {
             return;
         }
-        info->timestamp = frame->m_TimeStamp / 100;
-        info->minX = frame->m_MinX;
-        info->minY = frame->m_MinY;
-        info->minZ = frame->m_MinZ;
-        info->maxX = frame->m_MaxX;
-        info->maxY = frame->m_MaxY;
-        info->maxZ = frame->m_MaxZ;
-        info->frameId = frame->m_FrameId;
-        info->vertexCount = frame->m_VertexCount;
-        info->indexCount = frame->m_IndexCount;
-        info->isRepeatedFrame = frame->m_RenderCount > 1 ? 1 : 0;
+        info->timestamp = frame->m_timeStamp / 100;
+        info->minX = frame->m_minX;
+        info->minY = frame->m_minY;
+        info->minZ = frame->m_minZ;
+        info->maxX = frame->m_maxX;
+        info->maxY = frame->m_maxY;
+        info->maxZ = frame->m_maxZ;
+        info->frameId = frame->m_frameId;
+        info->vertexCount = frame->m_vertexCount;
+        info->indexCount = frame->m_indexCount;
+        info->isRepeatedFrame = frame->m_renderCount > 1 ? 1 : 0;
     });
     info->endOfStream = m_endOfStream.exchange(false) ? 1 : 0;
     info->textureWidth = static_cast<std::uint32_t>(m_textureWidth);

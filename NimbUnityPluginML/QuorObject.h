@@ -9,7 +9,7 @@
 //   audio thread     copies decoded audio into the sound's output stream
 // The members below are grouped by what guards them. Locks are taken in these orders and no other; what is not named is
 // held alone:
-//   feed -> frames -> slots     the feed mutex is held across a wait for a slot, which m_Abandon ends
+//   feed -> frames -> slots     the feed mutex is held across a wait for a slot, which m_abandon ends
 //   feed -> tasks
 //   render -> frames -> slots   a render event holds the render mutex from acquiring a frame to releasing it
 //   render -> Unity's buffers
@@ -165,40 +165,40 @@ private:
     // Flags between the threads.
     std::atomic<bool> m_videoOutputEOS{false};
     std::atomic<bool> m_audioOutputEOS{false};
-    std::atomic<bool> m_EndReported{false};  // when both outputs end at once, both threads see it
+    std::atomic<bool> m_endReported{false};  // when both outputs end at once, both threads see it
     std::atomic<bool> m_endOfStream{false};
     std::atomic<bool> m_pendingRestart{false};
     std::atomic<bool> m_computeNormals{true};
-    std::atomic<bool> m_Abandon{false};  // Rewind or Close waits for the workers: give up what you wait for
+    std::atomic<bool> m_abandon{false};  // Rewind or Close waits for the workers: give up what you wait for
     static constexpr std::int64_t c_RenderStartUnset = -1;
     std::atomic<std::int64_t> m_renderStart{0};  // monotonic nanoseconds at which time zero is shown
     static constexpr std::int64_t c_NoPictureAwaited = 0;
-    std::atomic<std::int64_t> m_PictureAwaitedSince{c_NoPictureAwaited};  // monotonic nanoseconds, see IsPictureOverdue
+    std::atomic<std::int64_t> m_pictureAwaitedSince{c_NoPictureAwaited};  // monotonic nanoseconds, see IsPictureOverdue
     std::atomic<std::uint32_t> m_framesAvailable{0};                      // rendered texture frames not yet taken
 
     // Locked by themselves.
-    PlaybackClock m_Clock;
-    FrameQueue m_MeshFrames;
-    ConcurrentQueue m_MeshTasks;
+    PlaybackClock m_clock;
+    FrameQueue m_meshFrames;
+    ConcurrentQueue m_meshTasks;
 
     // Held by the playback thread from an input buffer in hand to its being queued. Flushes from other threads take it,
     // so that a sample goes to codec and mesh thread, or to neither: their frame numbers depend on it.
-    std::mutex m_FeedMutex;
+    std::mutex m_feedMutex;
 
     // The video codec as render events know it. An event holds the mutex from before it acquires a frame until it has
     // released it; whoever is about to destroy the codec takes it away here first, and so waits for the event. The
     // frame queue moves to another file only while there is no codec here, so an event's number and meshes belong to
     // one file.
-    std::mutex m_RenderMutex;                    // guards the next two
-    MLHandle m_RenderCodec = ML_INVALID_HANDLE;  // m_videoCodec, or none while a file is opened or closed
+    std::mutex m_renderMutex;                    // guards the next two
+    MLHandle m_renderCodec = ML_INVALID_HANDLE;  // m_videoCodec, or none while a file is opened or closed
     std::int64_t m_textureFrameNumber = -1;      // of the texture frame last taken
 
     // For the playback thread's wait for the end of the output: whoever changes what HasOutputEnded looks at notifies
     // under the mutex.
-    std::mutex m_OutputMutex;
-    std::condition_variable m_OutputChanged;
+    std::mutex m_outputMutex;
+    std::condition_variable m_outputChanged;
 
-    // The engine's objects, under m_UnityMutex.
+    // The engine's objects, under m_unityMutex.
     struct UnityBuffers {
         unsigned int vertexBuffer = 0;
         int vertexBufferSize = 0;
@@ -208,21 +208,21 @@ private:
         int textureWidth = 0;
         int textureHeight = 0;
     };
-    std::mutex m_UnityMutex;
-    UnityBuffers m_UnityBuffers;
+    std::mutex m_unityMutex;
+    UnityBuffers m_unityBuffers;
     NIMBCORE::CComPtr<INimbBuffer> m_lastIndexBuffer;  // of the mesh last uploaded: its indices need no second upload
 
     // Playback thread: input buffers in hand, -1 when there is none.
-    std::int64_t m_VideoInput = -1;
-    std::int64_t m_AudioInput = -1;
+    std::int64_t m_videoInput = -1;
+    std::int64_t m_audioInput = -1;
 
     // Playback thread, and the script thread while that sleeps: whether the codec was told the end of this pass.
-    bool m_VideoEndQueued = false;
-    bool m_AudioEndQueued = false;
+    bool m_videoEndQueued = false;
+    bool m_audioEndQueued = false;
 
     // Audio thread, and the script thread while that sleeps: the output buffer being filled.
-    MLAudioBuffer m_AudioBuffer{};
-    std::size_t m_AudioBufferFilled = 0;
+    MLAudioBuffer m_audioBuffer{};
+    std::size_t m_audioBufferFilled = 0;
 
     // Render thread.
     struct GlResources {
@@ -232,16 +232,16 @@ private:
         unsigned int vertexShader = 0;
         unsigned int fragmentShader = 0;
     };
-    GlResources m_Gl;
+    GlResources m_gl;
 
     // Mesh thread; initialised before it starts.
     Nimb::CNimbMeshReader m_meshReader;
 
     // Last, so that everything above exists while they run.
-    Worker m_PlaybackWorker;
-    Worker m_VideoWorker{[this] { NotifyOutputEnd(); }};
-    Worker m_AudioWorker{[this] { NotifyOutputEnd(); }};
-    std::thread m_MeshThread;
+    Worker m_playbackWorker;
+    Worker m_videoWorker{[this] { NotifyOutputEnd(); }};
+    Worker m_audioWorker{[this] { NotifyOutputEnd(); }};
+    std::thread m_meshThread;
 };
 
 }  // namespace Nimb::Plugin

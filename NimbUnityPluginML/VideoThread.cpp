@@ -43,14 +43,14 @@ std::int64_t ToNanoseconds(std::int64_t microseconds) {
 
 void QuorObject::VideoThreadFunc() {
     NIMB_LOG_INFO("[%i] Video thread starting", m_id);
-    while (!m_VideoWorker.ExitRequested()) {
-        m_VideoWorker.SleepWhileRequested(
+    while (!m_videoWorker.ExitRequested()) {
+        m_videoWorker.SleepWhileRequested(
             [this] {
                 NIMB_LOG_INFO("[%i] Video thread sleeping", m_id);
-                m_PictureAwaitedSince = c_NoPictureAwaited;
+                m_pictureAwaitedSince = c_NoPictureAwaited;
             },
             [this] { NIMB_LOG_INFO("[%i] Video thread is awake", m_id); });
-        if (!m_VideoWorker.ExitRequested()) {
+        if (!m_videoWorker.ExitRequested()) {
             VideoIteration();
         }
     }
@@ -59,33 +59,33 @@ void QuorObject::VideoThreadFunc() {
 
 void QuorObject::VideoIteration() {
     if (m_videoOutputEOS) {
-        SleepAtEnd(m_VideoWorker, m_videoOutputEOS);
+        SleepAtEnd(m_videoWorker, m_videoOutputEOS);
         return;
     }
     const MLHandle codec = m_videoCodec;
     MLMediaCodecBufferInfo info{};
     std::int64_t index = -1;
-    if (m_PictureAwaitedSince == c_NoPictureAwaited) {
-        m_PictureAwaitedSince = MonotonicNanoseconds();
+    if (m_pictureAwaitedSince == c_NoPictureAwaited) {
+        m_pictureAwaitedSince = MonotonicNanoseconds();
     }
     const MLResult result = MLMediaCodecDequeueOutputBuffer(codec, &info, c_NoTimeout, &index);
     if (result != MLResult_Ok) {
-        if (!m_Abandon) {  // otherwise it was most likely our own flush
+        if (!m_abandon) {  // otherwise it was most likely our own flush
             NIMB_LOG_WARNING("[%i] video codec: unexpected info code: %zd", m_id, static_cast<std::ptrdiff_t>(result));
         }
-        m_VideoWorker.Pause(c_Rest);
+        m_videoWorker.Pause(c_Rest);
         return;
     }
     if (index < 0) {
-        m_VideoWorker.Pause(std::chrono::milliseconds(1));  // format or buffers changed: nothing to show yet
+        m_videoWorker.Pause(std::chrono::milliseconds(1));  // format or buffers changed: nothing to show yet
         return;
     }
-    m_PictureAwaitedSince = c_NoPictureAwaited;
+    m_pictureAwaitedSince = c_NoPictureAwaited;
     if ((info.flags & MLMediaCodecBufferFlag_EOS) != 0) {
         NIMB_LOG_INFO("[%i] Video output EOS", m_id);
         m_videoOutputEOS = true;
         ReportEndOfStream(m_audioOutputEOS || m_audioCodec == ML_INVALID_HANDLE);
-        m_VideoWorker.RequestSleep();
+        m_videoWorker.RequestSleep();
         MLMediaCodecReleaseOutputBuffer(codec, index, false);
         return;
     }
@@ -101,7 +101,7 @@ void QuorObject::PaceVideo(std::int64_t time) {
     const std::int64_t now = MonotonicNanoseconds();
     const std::int64_t start = m_renderStart;
     const std::int64_t delay = WrappingSubtract(WrappingAdd(start, ToNanoseconds(time)), now);
-    const std::int64_t limit = ToNanoseconds(std::min(m_Clock.Scaled(c_LongestGapUs), INT64_MAX / 1000));
+    const std::int64_t limit = ToNanoseconds(std::min(m_clock.Scaled(c_LongestGapUs), INT64_MAX / 1000));
     if (start == c_RenderStartUnset || delay > limit || delay < -limit) {
         const std::int64_t newStart = WrappingSubtract(now, ToNanoseconds(time));
         m_renderStart = newStart != c_RenderStartUnset ? newStart : newStart + 1;
@@ -109,23 +109,23 @@ void QuorObject::PaceVideo(std::int64_t time) {
         return;
     }
     if (delay >= c_NanosecondsPerMillisecond) {
-        m_VideoWorker.Pause(std::chrono::milliseconds(delay / c_NanosecondsPerMillisecond));
+        m_videoWorker.Pause(std::chrono::milliseconds(delay / c_NanosecondsPerMillisecond));
     }
 }
 
 /// Whether the decoder has had samples for so long without yielding a picture that it must want more of them. Not while
 /// pictures wait for render events or for their time.
 bool QuorObject::IsPictureOverdue() const {
-    const std::int64_t since = m_PictureAwaitedSince;
+    const std::int64_t since = m_pictureAwaitedSince;
     return m_state == Playing && m_framesAvailable == 0 && since != c_NoPictureAwaited &&
            MonotonicNanoseconds() - since >= c_Patience;
 }
 
 /// The decoder gets one more sample, and time to work on it.
 void QuorObject::DeferOverduePicture() {
-    std::int64_t since = m_PictureAwaitedSince;
+    std::int64_t since = m_pictureAwaitedSince;
     if (since != c_NoPictureAwaited) {
-        m_PictureAwaitedSince.compare_exchange_strong(since, MonotonicNanoseconds());
+        m_pictureAwaitedSince.compare_exchange_strong(since, MonotonicNanoseconds());
     }
 }
 

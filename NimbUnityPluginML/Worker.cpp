@@ -16,16 +16,16 @@ void Worker::Start(const char* name, std::function<void()> function) {
     if (Exists()) {
         return;
     }
-    m_Thread = std::thread(std::move(function));
-    pthread_setname_np(m_Thread.native_handle(), name);
+    m_thread = std::thread(std::move(function));
+    pthread_setname_np(m_thread.native_handle(), name);
 }
 
 void Worker::WaitUntilAsleep(const std::function<void()>& unblock) {
     if (!Exists()) {
         return;
     }
-    std::unique_lock<std::mutex> lock(m_SleepMutex);
-    while (!m_SleepChanged.wait_for(lock, c_Slice, [this] { return m_Sleeping; })) {
+    std::unique_lock<std::mutex> lock(m_sleepMutex);
+    while (!m_sleepChanged.wait_for(lock, c_Slice, [this] { return m_sleeping; })) {
         lock.unlock();
         unblock();
         lock.lock();
@@ -36,43 +36,43 @@ void Worker::Join() {
     if (!Exists()) {
         return;
     }
-    m_ExitRequest = true;
+    m_exitRequest = true;
     Wake();
-    m_Thread.join();
+    m_thread.join();
 }
 
 void Worker::SleepWhileRequested(const std::function<void()>& onSleep, const std::function<void()>& onAwake) {
-    if (!m_SleepRequest) {
+    if (!m_sleepRequest) {
         return;
     }
     onSleep();
     for (bool isNew = true;; isNew = false) {
         {
-            // Tested and cleared under one lock: whoever asks for sleep and then sees `m_Sleeping` can rely on it.
-            const std::lock_guard<std::mutex> lock(m_SleepMutex);
-            m_Sleeping = m_SleepRequest;
-            if (!m_Sleeping) {
+            // Tested and cleared under one lock: whoever asks for sleep and then sees `m_sleeping` can rely on it.
+            const std::lock_guard<std::mutex> lock(m_sleepMutex);
+            m_sleeping = m_sleepRequest;
+            if (!m_sleeping) {
                 break;
             }
         }
         if (isNew) {
-            m_SleepChanged.notify_all();
-            m_OnAsleep();
+            m_sleepChanged.notify_all();
+            m_onAsleep();
         }
-        std::unique_lock<std::mutex> lock(m_WakeMutex);
-        m_WakeChanged.wait_for(lock, c_MaxNap, [this] { return !m_SleepRequest; });
+        std::unique_lock<std::mutex> lock(m_wakeMutex);
+        m_wakeChanged.wait_for(lock, c_MaxNap, [this] { return !m_sleepRequest; });
     }
     onAwake();
 }
 
 bool Worker::Pause(std::chrono::nanoseconds time) {
-    const auto interrupted = [this] { return m_SleepRequest || m_ExitRequest; };
+    const auto interrupted = [this] { return m_sleepRequest || m_exitRequest; };
     const auto end =
         std::chrono::steady_clock::now() + std::min<std::chrono::nanoseconds>(time, std::chrono::hours(24));
-    std::unique_lock<std::mutex> lock(m_WakeMutex);
+    std::unique_lock<std::mutex> lock(m_wakeMutex);
     for (auto now = std::chrono::steady_clock::now(); now < end; now = std::chrono::steady_clock::now()) {
         // RequestSleep does not notify, so the wait looks up now and then.
-        if (m_WakeChanged.wait_until(lock, std::min(end, now + c_Slice), interrupted)) {
+        if (m_wakeChanged.wait_until(lock, std::min(end, now + c_Slice), interrupted)) {
             return false;
         }
     }
@@ -80,8 +80,8 @@ bool Worker::Pause(std::chrono::nanoseconds time) {
 }
 
 bool Worker::IsAsleep() {
-    const std::lock_guard<std::mutex> lock(m_SleepMutex);
-    return m_Sleeping && m_SleepRequest;
+    const std::lock_guard<std::mutex> lock(m_sleepMutex);
+    return m_sleeping && m_sleepRequest;
 }
 
 }  // namespace Nimb::Plugin

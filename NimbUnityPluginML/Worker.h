@@ -21,20 +21,20 @@ public:
     static constexpr std::chrono::milliseconds c_MaxNap{50};
 
     /// `onAsleep`: called on the worker's thread each time that it has fallen asleep.
-    explicit Worker(std::function<void()> onAsleep = [] {}) : m_OnAsleep(std::move(onAsleep)) {}
+    explicit Worker(std::function<void()> onAsleep = [] {}) : m_onAsleep(std::move(onAsleep)) {}
 
     // ---- The script thread's side (RequestSleep and Wake: any thread) ----
 
-    bool Exists() const noexcept { return m_Thread.joinable(); }
+    bool Exists() const noexcept { return m_thread.joinable(); }
 
     /// Starts the thread, asleep, unless it exists. `name`: at most 15 characters.
     void Start(const char* name, std::function<void()> function);
 
-    void RequestSleep() noexcept { m_SleepRequest = true; }
+    void RequestSleep() noexcept { m_sleepRequest = true; }
 
     void Wake() noexcept {
-        m_SleepRequest = false;
-        m_WakeChanged.notify_one();
+        m_sleepRequest = false;
+        m_wakeChanged.notify_one();
     }
 
     /// Waits until the worker sleeps; at once if there is no thread. Every few milliseconds it calls `unblock`, which
@@ -47,7 +47,7 @@ public:
 
     // ---- The worker's own side ----
 
-    bool ExitRequested() const noexcept { return m_ExitRequest; }
+    bool ExitRequested() const noexcept { return m_exitRequest; }
 
     /// Sleeps while the request stands. `onSleep` and `onAwake` (may be empty) are called once each, at its begin and
     /// end, and not at all when there is no request.
@@ -60,17 +60,17 @@ public:
     bool IsAsleep();
 
 private:
-    const std::function<void()> m_OnAsleep;
-    std::thread m_Thread;
-    std::atomic<bool> m_ExitRequest{false};
-    std::atomic<bool> m_SleepRequest{true};
+    const std::function<void()> m_onAsleep;
+    std::thread m_thread;
+    std::atomic<bool> m_exitRequest{false};
+    std::atomic<bool> m_sleepRequest{true};
 
-    std::mutex m_SleepMutex;  // guards m_Sleeping; the request is tested and m_Sleeping cleared under it
-    std::condition_variable m_SleepChanged;
-    bool m_Sleeping = false;
+    std::mutex m_sleepMutex;  // guards m_sleeping; the request is tested and m_sleeping cleared under it
+    std::condition_variable m_sleepChanged;
+    bool m_sleeping = false;
 
-    std::mutex m_WakeMutex;  // guards nothing but the wait
-    std::condition_variable m_WakeChanged;
+    std::mutex m_wakeMutex;  // guards nothing but the wait
+    std::condition_variable m_wakeChanged;
 };
 
 }  // namespace Nimb::Plugin

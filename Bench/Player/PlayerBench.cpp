@@ -132,7 +132,7 @@ void RunStages(const std::string& path, UINT32 vertexFormat, bool isPrinted, Upl
         queue.Measure([&] {
             auto frame = std::make_shared<MeshFrame>(vertices, indices, 0);
             frames.TakeSlot([] { return true; });
-            frame->m_FrameNumber = *frames.TakeNumber(frames.CurrentTicket());
+            frame->m_frameNumber = *frames.TakeNumber(frames.CurrentTicket());
             frames.Push(std::move(frame), frames.CurrentTicket());
         });
         vertices.Release();

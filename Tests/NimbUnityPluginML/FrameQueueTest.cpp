@@ -20,7 +20,7 @@ std::shared_ptr<MeshFrame> FrameWithNumber(std::int64_t number) {
     const NIMBCORE::CComPtr<INimbBuffer> vertices(new NimbCrossPlatform::Buffer(1));
     const NIMBCORE::CComPtr<INimbBuffer> indices(new NimbCrossPlatform::Buffer(1));
     auto frame = std::make_shared<MeshFrame>(vertices, indices, 0);
-    frame->m_FrameNumber = number;
+    frame->m_frameNumber = number;
     return frame;
 }
 
@@ -48,7 +48,7 @@ protected:
 
     std::int64_t MatchNumber(std::int64_t texture) {
         m_Last = m_Queue.Match(texture, &m_PendingRestart);
-        return m_Last.frame != nullptr ? m_Last.frame->m_FrameNumber : -1;
+        return m_Last.frame != nullptr ? m_Last.frame->m_frameNumber : -1;
     }
 
     FrameQueue m_Queue;
@@ -64,7 +64,7 @@ TEST_F(FrameQueueTest, CatchesUpToTheTextureAndNoFurther) {
     EXPECT_EQ(m_Last.queued, 4u);
     EXPECT_EQ(MatchNumber(0), 0);
     EXPECT_FALSE(m_Last.isFirstTake);
-    EXPECT_EQ(m_Last.frame->m_RenderCount, 2u);
+    EXPECT_EQ(m_Last.frame->m_renderCount, 2u);
     EXPECT_EQ(MatchNumber(2), 2);
     EXPECT_TRUE(m_Last.isFirstTake);
     // 3 and 4 were lost: 5 is kept until its texture comes.

@@ -12,11 +12,11 @@ class MeshBarrier {
 public:
     static bool Wait(int id) {
         const PlayerRegistry::Pin player = PlayerRegistry::Instance().Find(id);
-        if (!player || !(*player).m_MeshThread.joinable()) {
+        if (!player || !(*player).m_meshThread.joinable()) {
             return true;
         }
         const auto reached = std::make_shared<std::promise<void>>();
-        (*player).m_MeshTasks.Enqueue([reached] { reached->set_value(); });
+        (*player).m_meshTasks.Enqueue([reached] { reached->set_value(); });
         return reached->get_future().wait_for(std::chrono::seconds(10)) == std::future_status::ready;
     }
 };

@@ -156,7 +156,7 @@ TEST_F(RenderTest, BuffersThatAreTooSmallCutAndTheRestIsZero) {
 TEST_F(RenderTest, ContentsThatContradictTheirCountsAreNotRead) {
     const GLuint vb = FakeGl::MakeBuffer(5 * 32), ib = FakeGl::MakeBuffer(12 * 4);
     MeshFrame tooMany = FrameOf(c_Square20, 50, c_SquareIndices);
-    tooMany.m_IndexCount = 5000;
+    tooMany.m_indexCount = 5000;
     tooMany.CopyToGLBuffers(vb, ib, 12, 5, true, true);
     EXPECT_EQ(FakeGl::BufferBytes(vb), Fake::Bytes(5 * 32, 0xC5));
     EXPECT_EQ(IndicesIn(ib), (std::vector<UINT32>{0, 1, 2, 0, 2, 3, 0, 0, 0, 0, 0, 0}));
