@@ -1,17 +1,12 @@
 // The audio thread: decoded sound goes to the output stream, at the pace at which that takes it.
 #include "NimbUnityPluginML/Log.h"
 #include "NimbUnityPluginML/QuorObject.h"
+#include "NimbUnityPluginML/Times.h"
 
 #include <algorithm>
 #include <cstring>
 
 namespace Nimb::Plugin {
-namespace {
-
-constexpr std::int64_t c_NoTimeout = -1;
-constexpr std::chrono::milliseconds c_Rest{10};  // between two tries of a stream that is full
-
-}  // namespace
 
 void QuorObject::AudioThreadFunc() {
     NIMB_LOG_INFO("[%i] Audio thread starting", m_id);
@@ -38,7 +33,7 @@ void QuorObject::AudioIteration() {
         if (!m_abandon) {  // otherwise it was most likely our own flush
             NIMB_LOG_ERROR("[%i] MLMediaCodecDequeueOutputBuffer returned %i", m_id, result);
         }
-        m_audioWorker.Pause(c_Rest);
+        m_audioWorker.Pause(Worker::c_Rest);
         return;
     }
     if (index < 0) {
@@ -92,7 +87,7 @@ bool QuorObject::TakeAudioBuffer() {
             m_audioBuffer = buffer;
             m_audioBufferFilled = 0;
         } else {
-            std::this_thread::sleep_for(c_Rest);
+            std::this_thread::sleep_for(Worker::c_Rest);
         }
     }
     return true;

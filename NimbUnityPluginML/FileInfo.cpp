@@ -3,11 +3,11 @@
 #include "NimbCore/NimbCrossPlatform.h"
 #include "NimbUnityPluginML/Log.h"
 #include "NimbUnityPluginML/QuorObject.h"
+#include "NimbUnityPluginML/Times.h"
 
 namespace Nimb::Plugin {
 namespace {
 
-constexpr std::size_t c_TailBytes = 1024;
 constexpr double c_BytesToMegabytes = 9.5367431640625e-07;  // 2^-20
 
 }  // namespace
@@ -26,7 +26,7 @@ bool QuorObject::GetFileInfo(NimbFileInfo* info) {
     const double fileSizeMB = m_fileSize * c_BytesToMegabytes;
     info->fileSizeMB = static_cast<float>(fileSizeMB);
 
-    info->duration = static_cast<std::int64_t>(static_cast<std::uint64_t>(m_durationUs) * 10);
+    info->duration = WrappingMultiply(m_durationUs, 10);
     info->bitrateMbps = static_cast<float>(fileSizeMB * 8 / (static_cast<double>(m_durationUs) / 1000000.0));
 
     NIMB_LOG_INFO("[%i] texture size = %i, %i", m_id, m_textureWidth, m_textureHeight);
@@ -41,7 +41,7 @@ bool QuorObject::GetFileInfo(NimbFileInfo* info) {
 /// the atom was read: the whole call fails then. False without it when there is no usable atom, which is no failure.
 bool QuorObject::ReadFileAttributes(NimbFileInfo* info, bool* pFailed) {
     const NIMBCORE::CComPtr<NimbCrossPlatform::Buffer> store(new NimbCrossPlatform::Buffer(1));
-    if (!NimbCrossPlatform::ReadXtraAttributes(m_xtraData.get(), c_TailBytes, store.p)) {
+    if (!NimbCrossPlatform::ReadXtraAttributes(m_xtraData->data(), c_FileTailBytes, store.p)) {
         return false;
     }
     *pFailed = Failed(store->GetUINT32(NimbAttrib_FrameCount, &info->frameCount)) ||

@@ -14,8 +14,6 @@
 namespace Nimb::Plugin {
 namespace {
 
-constexpr std::size_t c_TailBytes = 1024;
-
 /// Destroys a track format when it goes out of scope.
 class TrackFormat {
 public:
@@ -81,12 +79,12 @@ bool QuorObject::Open(const char* path, const NimbOpenInfo* info) {
 }
 
 void QuorObject::ReadFileTail(std::FILE* file) {
-    if (std::fseek(file, -static_cast<long>(c_TailBytes), SEEK_END) != 0) {
+    if (std::fseek(file, -static_cast<long>(c_FileTailBytes), SEEK_END) != 0) {
         return;
     }
-    m_fileSize = static_cast<std::uint32_t>(std::ftell(file)) + static_cast<std::uint32_t>(c_TailBytes);
-    m_xtraData = std::make_unique<BYTE[]>(c_TailBytes);
-    if (std::fread(m_xtraData.get(), 1, c_TailBytes, file) == 0) {
+    m_fileSize = static_cast<std::uint32_t>(std::ftell(file)) + static_cast<std::uint32_t>(c_FileTailBytes);
+    m_xtraData = std::make_unique<FileTail>();
+    if (std::fread(m_xtraData->data(), 1, c_FileTailBytes, file) == 0) {
         m_xtraData.reset();
     } else {
         NIMB_LOG_INFO("[%i] read end of file for xtra atom", m_id);

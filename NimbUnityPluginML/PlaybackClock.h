@@ -1,6 +1,8 @@
 // The scaled timeline: what time a sample has when the clock runs faster or slower than the file's.
 #pragma once
 
+#include "NimbUnityPluginML/Times.h"
+
 #include <cmath>
 #include <cstdint>
 #include <mutex>
@@ -19,7 +21,7 @@ public:
         // rebased there goes on in even steps.
         const float elapsed =
             static_cast<float>(static_cast<std::uint64_t>(rawSampleTime) - static_cast<std::uint64_t>(m_rawBase));
-        m_scaledSampleTime = AddWrapped(m_scaledOffset, Truncate(elapsed / m_clockScale));
+        m_scaledSampleTime = WrappingAdd(m_scaledOffset, Truncate(elapsed / m_clockScale));
         return m_scaledSampleTime;
     }
 
@@ -56,10 +58,6 @@ private:
             return value != value ? 0 : INT64_MAX;
         }
         return value > -limit ? static_cast<std::int64_t>(value) : INT64_MIN;
-    }
-
-    static std::int64_t AddWrapped(std::int64_t a, std::int64_t b) {
-        return static_cast<std::int64_t>(static_cast<std::uint64_t>(a) + static_cast<std::uint64_t>(b));
     }
 
     std::mutex m_mutex;

@@ -1,6 +1,7 @@
 // The playback thread: samples from the extractor, in file order, to the codecs and to the mesh thread.
 #include "NimbUnityPluginML/Log.h"
 #include "NimbUnityPluginML/QuorObject.h"
+#include "NimbUnityPluginML/Times.h"
 
 #include <new>
 #include <utility>
@@ -11,18 +12,9 @@ namespace {
 constexpr std::int64_t c_VideoTrack = 0;  // the file's track order is part of the format
 constexpr std::int64_t c_AudioTrack = 1;
 constexpr std::int64_t c_NoTrack = -1;
-constexpr std::int64_t c_NoTimeout = -1;
 
-/// How long the thread rests when there is nothing to do or to wait for.
-constexpr std::chrono::milliseconds c_Rest{10};
-
-/// The same when there is no memory for a sample, before it is tried again.
+/// How long the thread rests when there is no memory for a sample, before it is tried again.
 constexpr std::chrono::milliseconds c_MemoryRest{50};
-
-/// Wraps as the clock's times do.
-std::int64_t MicrosecondsToNanoseconds(std::int64_t time) {
-    return static_cast<std::int64_t>(static_cast<std::uint64_t>(time) * 1000u);
-}
 
 }  // namespace
 
@@ -64,7 +56,7 @@ void QuorObject::PlaybackIteration() {
             return FeedVideo(scaledTime);
         default:
             // Not one of our tracks, and nothing moves the extractor on: playback stalls here until a rewind or close.
-            m_playbackWorker.Pause(c_Rest);
+            m_playbackWorker.Pause(Worker::c_Rest);
     }
 }
 
@@ -139,7 +131,7 @@ bool QuorObject::QueueEndOfStream(MLHandle codec, std::int64_t* pIndex, bool* pQ
             *pQueued = true;
             return true;
         }
-        m_playbackWorker.Pause(c_Rest);
+        m_playbackWorker.Pause(Worker::c_Rest);
     }
     return false;
 }
@@ -155,7 +147,7 @@ bool QuorObject::DequeueInput(MLHandle codec, std::int64_t* pIndex) {
         return true;
     }
     *pIndex = -1;
-    m_playbackWorker.Pause(c_Rest);  // a codec that keeps refusing must not use up processor time
+    m_playbackWorker.Pause(Worker::c_Rest);  // a codec that keeps refusing must not use up processor time
     return false;
 }
 

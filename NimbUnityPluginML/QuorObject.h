@@ -20,6 +20,7 @@
 #include "NimbCore/NimbComPtr.h"
 #include "NimbCore/NimbMeshReader.h"
 #include "NimbUnityPluginML/ConcurrentQueue.h"
+#include "NimbUnityPluginML/FileTail.h"
 #include "NimbUnityPluginML/FrameQueue.h"
 #include "NimbUnityPluginML/NimbUnityPluginML.h"
 #include "NimbUnityPluginML/PlaybackClock.h"
@@ -78,8 +79,6 @@ public:
 
 private:
     friend class MeshBarrier;  // of the tests
-
-    using FileTail = std::unique_ptr<BYTE[]>;
 
     // Open and Close.
     void ReadFileTail(std::FILE* file);
@@ -149,7 +148,7 @@ private:
 
     // Script thread; workers read them while a file is open.
     NimbOpenInfo m_openInfo{};
-    FileTail m_xtraData;  // last 1024 bytes of the file, or null
+    std::unique_ptr<FileTail> m_xtraData;  // null when there is none
     std::uint32_t m_fileSize = 0;
     std::int32_t m_textureWidth = 0;
     std::int32_t m_textureHeight = 0;

@@ -1,14 +1,13 @@
 // The video thread: decoded video goes to the codec's surface when its time has come.
 #include "NimbUnityPluginML/Log.h"
 #include "NimbUnityPluginML/QuorObject.h"
+#include "NimbUnityPluginML/Times.h"
 
 #include <algorithm>
-#include <ctime>
 
 namespace Nimb::Plugin {
 namespace {
 
-constexpr std::int64_t c_NoTimeout = -1;
 constexpr std::int64_t c_NanosecondsPerMillisecond = 1000000;
 
 /// No two frames of a file are further apart than this. At slow speeds the gap is longer in proportion.
@@ -16,28 +15,6 @@ constexpr std::int64_t c_LongestGapUs = 3600 * std::int64_t{1000000};
 
 /// How long a decoder may take samples and yield nothing before it counts as stuck.
 constexpr std::int64_t c_Patience = 1000000000;
-
-/// How long the thread rests when the codec refuses, so that refusals do not use up processor time.
-constexpr std::chrono::milliseconds c_Rest{10};
-
-std::int64_t MonotonicNanoseconds() {
-    timespec now{};
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    return std::int64_t{now.tv_sec} * 1000000000 + now.tv_nsec;
-}
-
-/// Times of a scaled clock can be of any size. Only their differences count, and those survive a wrap.
-std::int64_t WrappingAdd(std::int64_t a, std::int64_t b) {
-    return static_cast<std::int64_t>(static_cast<std::uint64_t>(a) + static_cast<std::uint64_t>(b));
-}
-
-std::int64_t WrappingSubtract(std::int64_t a, std::int64_t b) {
-    return static_cast<std::int64_t>(static_cast<std::uint64_t>(a) - static_cast<std::uint64_t>(b));
-}
-
-std::int64_t ToNanoseconds(std::int64_t microseconds) {
-    return static_cast<std::int64_t>(static_cast<std::uint64_t>(microseconds) * 1000u);
-}
 
 }  // namespace
 
@@ -73,7 +50,7 @@ void QuorObject::VideoIteration() {
         if (!m_abandon) {  // otherwise it was most likely our own flush
             NIMB_LOG_WARNING("[%i] video codec: unexpected info code: %zd", m_id, static_cast<std::ptrdiff_t>(result));
         }
-        m_videoWorker.Pause(c_Rest);
+        m_videoWorker.Pause(Worker::c_Rest);
         return;
     }
     if (index < 0) {
@@ -100,10 +77,10 @@ void QuorObject::VideoIteration() {
 void QuorObject::PaceVideo(std::int64_t time) {
     const std::int64_t now = MonotonicNanoseconds();
     const std::int64_t start = m_renderStart;
-    const std::int64_t delay = WrappingSubtract(WrappingAdd(start, ToNanoseconds(time)), now);
-    const std::int64_t limit = ToNanoseconds(std::min(m_clock.Scaled(c_LongestGapUs), INT64_MAX / 1000));
+    const std::int64_t delay = WrappingSubtract(WrappingAdd(start, MicrosecondsToNanoseconds(time)), now);
+    const std::int64_t limit = MicrosecondsToNanoseconds(std::min(m_clock.Scaled(c_LongestGapUs), INT64_MAX / 1000));
     if (start == c_RenderStartUnset || delay > limit || delay < -limit) {
-        const std::int64_t newStart = WrappingSubtract(now, ToNanoseconds(time));
+        const std::int64_t newStart = WrappingSubtract(now, MicrosecondsToNanoseconds(time));
         m_renderStart = newStart != c_RenderStartUnset ? newStart : newStart + 1;
         NIMB_LOG_INFO("[%i] renderstart = %li", m_id, static_cast<long>(m_renderStart));
         return;

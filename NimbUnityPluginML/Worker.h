@@ -20,6 +20,10 @@ class Worker {
 public:
     static constexpr std::chrono::milliseconds c_MaxNap{50};
 
+    /// For workers: how long to rest when there is nothing to do or to wait for, or when the platform refuses, so that
+    /// refusals do not use up processor time.
+    static constexpr std::chrono::milliseconds c_Rest{10};
+
     /// `onAsleep`: called on the worker's thread each time that it has fallen asleep.
     explicit Worker(std::function<void()> onAsleep = [] {}) : m_onAsleep(std::move(onAsleep)) {}
 
