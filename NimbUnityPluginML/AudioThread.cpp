@@ -9,15 +9,7 @@
 namespace Nimb::Plugin {
 
 void QuorObject::AudioThreadFunc() {
-    NIMB_LOG_INFO("[%i] Audio thread starting", m_id);
-    while (!m_audioWorker.ExitRequested()) {
-        m_audioWorker.SleepWhileRequested([this] { NIMB_LOG_INFO("[%i] Audio thread sleeping", m_id); },
-                                          [this] { NIMB_LOG_INFO("[%i] Audio thread is awake", m_id); });
-        if (!m_audioWorker.ExitRequested()) {
-            AudioIteration();
-        }
-    }
-    NIMB_LOG_INFO("[%i] audio thread exiting", m_id);
+    m_audioWorker.Run(m_id, "Audio", [this] { AudioIteration(); });
 }
 
 void QuorObject::AudioIteration() {

@@ -19,21 +19,14 @@ constexpr std::chrono::milliseconds c_MemoryRest{50};
 }  // namespace
 
 void QuorObject::PlaybackThreadFunc() {
-    NIMB_LOG_INFO("[%i] Playback thread starting", m_id);
-    while (!m_playbackWorker.ExitRequested()) {
-        m_playbackWorker.SleepWhileRequested([this] { NIMB_LOG_INFO("[%i] Playback thread sleeping", m_id); },
-                                             [this] { NIMB_LOG_INFO("[%i] Playback thread is awake", m_id); });
-        if (m_playbackWorker.ExitRequested()) {
-            break;
-        }
+    m_playbackWorker.Run(m_id, "Playback", [this] {
         try {
             PlaybackIteration();
         } catch (const std::bad_alloc&) {
             NIMB_LOG_ERROR("[%i] out of memory: the sample waits", m_id);
             m_playbackWorker.Pause(c_MemoryRest);
         }
-    }
-    NIMB_LOG_INFO("[%i] playback thread exiting", m_id);
+    });
 }
 
 void QuorObject::PlaybackIteration() {

@@ -19,19 +19,9 @@ constexpr std::int64_t c_Patience = 1000000000;
 }  // namespace
 
 void QuorObject::VideoThreadFunc() {
-    NIMB_LOG_INFO("[%i] Video thread starting", m_id);
-    while (!m_videoWorker.ExitRequested()) {
-        m_videoWorker.SleepWhileRequested(
-            [this] {
-                NIMB_LOG_INFO("[%i] Video thread sleeping", m_id);
-                m_pictureAwaitedSince = c_NoPictureAwaited;
-            },
-            [this] { NIMB_LOG_INFO("[%i] Video thread is awake", m_id); });
-        if (!m_videoWorker.ExitRequested()) {
-            VideoIteration();
-        }
-    }
-    NIMB_LOG_INFO("[%i] video thread exiting", m_id);
+    const auto onSleep = [this] { m_pictureAwaitedSince = c_NoPictureAwaited; };
+    m_videoWorker.Run(
+        m_id, "Video", [this] { VideoIteration(); }, onSleep);
 }
 
 void QuorObject::VideoIteration() {

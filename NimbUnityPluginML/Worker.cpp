@@ -1,8 +1,11 @@
 #include "NimbUnityPluginML/Worker.h"
 
+#include "NimbUnityPluginML/Log.h"
+
 #include <pthread.h>
 
 #include <algorithm>
+#include <cctype>
 
 namespace Nimb::Plugin {
 namespace {
@@ -41,18 +44,32 @@ void Worker::Join() {
     m_thread.join();
 }
 
-void Worker::SleepWhileRequested(const std::function<void()>& onSleep, const std::function<void()>& onAwake) {
-    if (!m_sleepRequest) {
-        return;
+void Worker::Run(int id, const char* name, const std::function<void()>& iteration,
+                 const std::function<void()>& onSleep) {
+    NIMB_LOG_INFO("[%i] %s thread starting", id, name);
+    while (!m_exitRequest) {
+        if (m_sleepRequest) {
+            NIMB_LOG_INFO("[%i] %s thread sleeping", id, name);
+            onSleep();
+            Sleep();
+            NIMB_LOG_INFO("[%i] %s thread is awake", id, name);
+        }
+        if (!m_exitRequest) {
+            iteration();
+        }
     }
-    onSleep();
+    NIMB_LOG_INFO("[%i] %c%s thread exiting", id, std::tolower(name[0]), name + 1);
+}
+
+/// Until the request is withdrawn, and not at all if it is already.
+void Worker::Sleep() {
     for (bool isNew = true;; isNew = false) {
         {
             // Tested and cleared under one lock: whoever asks for sleep and then sees `m_sleeping` can rely on it.
             const std::lock_guard<std::mutex> lock(m_sleepMutex);
             m_sleeping = m_sleepRequest;
             if (!m_sleeping) {
-                break;
+                return;
             }
         }
         if (isNew) {
@@ -62,7 +79,6 @@ void Worker::SleepWhileRequested(const std::function<void()>& onSleep, const std
         std::unique_lock<std::mutex> lock(m_wakeMutex);
         m_wakeChanged.wait_for(lock, c_MaxNap, [this] { return !m_sleepRequest; });
     }
-    onAwake();
 }
 
 bool Worker::Pause(std::chrono::nanoseconds time) {

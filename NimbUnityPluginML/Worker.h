@@ -51,11 +51,13 @@ public:
 
     // ---- The worker's own side ----
 
-    bool ExitRequested() const noexcept { return m_exitRequest; }
+    /// The thread's whole life: sleeps while asked to, then calls `iteration`, until an exit is requested. `onSleep` is
+    /// called each time that the worker is about to sleep. Logs the start, each sleep and the end for the player `id`;
+    /// `name` begins with a capital.
+    void Run(
+        int id, const char* name, const std::function<void()>& iteration, const std::function<void()>& onSleep = [] {});
 
-    /// Sleeps while the request stands. `onSleep` and `onAwake` (may be empty) are called once each, at its begin and
-    /// end, and not at all when there is no request.
-    void SleepWhileRequested(const std::function<void()>& onSleep, const std::function<void()>& onAwake);
+    bool ExitRequested() const noexcept { return m_exitRequest; }
 
     /// Waits for `time`, or until a sleep or exit is requested. False in the latter case.
     bool Pause(std::chrono::nanoseconds time);
@@ -64,6 +66,8 @@ public:
     bool IsAsleep();
 
 private:
+    void Sleep();
+
     const std::function<void()> m_onAsleep;
     std::thread m_thread;
     std::atomic<bool> m_exitRequest{false};
