@@ -17,7 +17,7 @@ void QuorObject::MeshThreadFunc(UINT32 vertexFormat) {
     }
     m_framesAvailable = 0;
     ClearMeshFrames();
-    CleanupGraphicsResources();
+    m_textureCopy.CleanupGraphicsResources();
     NIMB_LOG_INFO("[%i] mesh thread exiting", m_id);
 }
 

@@ -43,8 +43,8 @@ bool TakeOne(std::atomic<std::uint32_t>& counter) {
 }  // namespace
 
 void QuorObject::OnUnityRender(EGLContext unityContext) {
-    if (m_gl.program == 0) {
-        InitializeGraphicsResources(unityContext);
+    if (!m_textureCopy.IsInitialized()) {
+        m_textureCopy.InitializeGraphicsResources(unityContext);
     }
     if (m_state != Playing) {
         NIMB_LOG_INFO("[%i] OnUnityRender: state = %i, bailing", m_id, m_state.load());
@@ -104,8 +104,8 @@ void QuorObject::ShowFrame(MLHandle nativeBuffer, const FrameQueue::Matched& mat
             m_lastIndexBuffer = matched.frame->IndexBuffer();
         }
     }
-    CopyTexture(m_gl.program, reinterpret_cast<void*>(static_cast<std::uintptr_t>(nativeBuffer)), unity.texture,
-                unity.textureWidth, unity.textureHeight);
+    m_textureCopy.CopyTexture(reinterpret_cast<void*>(static_cast<std::uintptr_t>(nativeBuffer)), unity.texture,
+                              unity.textureWidth, unity.textureHeight);
     if (!matched.isFirstTake) {
         return;
     }

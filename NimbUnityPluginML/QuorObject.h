@@ -24,6 +24,7 @@
 #include "NimbUnityPluginML/FrameQueue.h"
 #include "NimbUnityPluginML/NimbUnityPluginML.h"
 #include "NimbUnityPluginML/PlaybackClock.h"
+#include "NimbUnityPluginML/TextureCopy.h"
 #include "NimbUnityPluginML/Worker.h"
 
 #include <ml_audio.h>
@@ -135,12 +136,7 @@ private:
     void ReleaseAudioBuffer();
     void FinishAudio();
 
-    // GL resources; render thread, but for CleanupGraphicsResources at the end of the mesh thread.
-    void InitializeGraphicsResources(EGLContext unityCtx);
-    unsigned int CompileShader(const char* source, unsigned int type);
-    unsigned int LinkShader(unsigned int vertexShader, unsigned int fragmentShader);
-    void CopyTexture(unsigned int program, void* nativeBuffer, unsigned int texture, int width, int height);
-    void CleanupGraphicsResources();
+    // Render thread.
     void ShowFrame(MLHandle nativeBuffer, const FrameQueue::Matched& matched);
 
     const int m_id;
@@ -223,15 +219,8 @@ private:
     MLAudioBuffer m_audioBuffer{};
     std::size_t m_audioBufferFilled = 0;
 
-    // Render thread.
-    struct GlResources {
-        unsigned int program = 0;
-        unsigned int externalTexture = 0;
-        unsigned int quadBuffer = 0;
-        unsigned int vertexShader = 0;
-        unsigned int fragmentShader = 0;
-    };
-    GlResources m_gl;
+    // Render thread; the mesh thread cleans it up at its end.
+    TextureCopy m_textureCopy{m_id};
 
     // Mesh thread; initialised before it starts.
     Nimb::CNimbMeshReader m_meshReader;

@@ -1,14 +1,8 @@
-// The GL objects of the texture copy, and the copy itself. Everything runs on the engine's render thread in its
-// context.
-//
-// The copy draws one triangle that covers the engine's texture, sampling the decoder's frame through an external
-// texture. It restores the framebuffer binding and nothing else: GL_BLEND and GL_CULL_FACE stay disabled; colour mask,
-// viewport, clear colour, program, array-buffer and element-array bindings, vertex array 0 with attribute 0 enabled,
-// the active unit 0 and its external texture stay as the copy leaves them.
+#include "NimbUnityPluginML/TextureCopy.h"
+
 #include "Nimb/NimbAssert.h"
 #include "NimbUnityPluginML/GlErrors.h"
 #include "NimbUnityPluginML/Log.h"
-#include "NimbUnityPluginML/QuorObject.h"
 
 #define EGL_EGLEXT_PROTOTYPES
 #define GL_GLEXT_PROTOTYPES
@@ -18,6 +12,8 @@
 
 #include <GLES2/gl2ext.h>  // needs the one before
 
+#include <algorithm>
+#include <cstddef>
 #include <vector>
 
 namespace Nimb::Plugin {
@@ -60,32 +56,7 @@ std::vector<char> InfoLog(GLuint object, PFNGLGETSHADERIVPROC getParameter, PFNG
     return log;
 }
 
-}  // namespace
-
-void QuorObject::InitializeGraphicsResources(EGLContext unityCtx) {
-    NIMB_ASSERT_MSG(unityCtx != EGL_NO_CONTEXT, "unityCtx != ((EGLContext)0)");
-    if (m_gl.program == 0) {
-        m_gl.vertexShader = CompileShader(c_VertexShader, GL_VERTEX_SHADER);
-        m_gl.fragmentShader = CompileShader(c_FragmentShader, GL_FRAGMENT_SHADER);
-        if (m_gl.vertexShader != 0 && m_gl.fragmentShader != 0) {
-            m_gl.program = LinkShader(m_gl.vertexShader, m_gl.fragmentShader);
-            // After the link it has no effect; the only attribute has location 0 anyway.
-            glBindAttribLocation(m_gl.program, 0, "pos");
-        }
-    }
-    glGenBuffers(1, &m_gl.quadBuffer);
-    glBindBuffer(GL_ARRAY_BUFFER, m_gl.quadBuffer);
-    glBufferData(GL_ARRAY_BUFFER, sizeof(c_FullScreenTriangle), c_FullScreenTriangle, GL_STATIC_DRAW);
-
-    glGenTextures(1, &m_gl.externalTexture);
-    glBindTexture(GL_TEXTURE_EXTERNAL_OES, m_gl.externalTexture);
-    glTexParameteri(GL_TEXTURE_EXTERNAL_OES, GL_TEXTURE_MIN_FILTER, GL_NEAREST);
-    glTexParameteri(GL_TEXTURE_EXTERNAL_OES, GL_TEXTURE_MAG_FILTER, GL_LINEAR);
-    glTexParameteri(GL_TEXTURE_EXTERNAL_OES, GL_TEXTURE_WRAP_S, GL_CLAMP_TO_EDGE);
-    glTexParameteri(GL_TEXTURE_EXTERNAL_OES, GL_TEXTURE_WRAP_T, GL_CLAMP_TO_EDGE);
-}
-
-unsigned int QuorObject::CompileShader(const char* source, unsigned int type) {
+GLuint CompileShader(const char* source, GLenum type) {
     const GLuint shader = glCreateShader(type);
     glShaderSource(shader, 1, &source, nullptr);
     glCompileShader(shader);
@@ -99,7 +70,7 @@ unsigned int QuorObject::CompileShader(const char* source, unsigned int type) {
     return 0;
 }
 
-unsigned int QuorObject::LinkShader(unsigned int vertexShader, unsigned int fragmentShader) {
+GLuint LinkShader(GLuint vertexShader, GLuint fragmentShader) {
     const GLuint program = glCreateProgram();
     glAttachShader(program, vertexShader);
     glAttachShader(program, fragmentShader);
@@ -114,8 +85,33 @@ unsigned int QuorObject::LinkShader(unsigned int vertexShader, unsigned int frag
     return 0;
 }
 
-void QuorObject::CopyTexture(unsigned int program, void* nativeBuffer, unsigned int texture, int width, int height) {
-    if (texture == 0 || m_gl.externalTexture == 0) {
+}  // namespace
+
+void TextureCopy::InitializeGraphicsResources(EGLContext unityCtx) {
+    NIMB_ASSERT_MSG(unityCtx != EGL_NO_CONTEXT, "unityCtx != ((EGLContext)0)");
+    if (m_program == 0) {
+        m_vertexShader = CompileShader(c_VertexShader, GL_VERTEX_SHADER);
+        m_fragmentShader = CompileShader(c_FragmentShader, GL_FRAGMENT_SHADER);
+        if (m_vertexShader != 0 && m_fragmentShader != 0) {
+            m_program = LinkShader(m_vertexShader, m_fragmentShader);
+            // After the link it has no effect; the only attribute has location 0 anyway.
+            glBindAttribLocation(m_program, 0, "pos");
+        }
+    }
+    glGenBuffers(1, &m_quadBuffer);
+    glBindBuffer(GL_ARRAY_BUFFER, m_quadBuffer);
+    glBufferData(GL_ARRAY_BUFFER, sizeof(c_FullScreenTriangle), c_FullScreenTriangle, GL_STATIC_DRAW);
+
+    glGenTextures(1, &m_externalTexture);
+    glBindTexture(GL_TEXTURE_EXTERNAL_OES, m_externalTexture);
+    glTexParameteri(GL_TEXTURE_EXTERNAL_OES, GL_TEXTURE_MIN_FILTER, GL_NEAREST);
+    glTexParameteri(GL_TEXTURE_EXTERNAL_OES, GL_TEXTURE_MAG_FILTER, GL_LINEAR);
+    glTexParameteri(GL_TEXTURE_EXTERNAL_OES, GL_TEXTURE_WRAP_S, GL_CLAMP_TO_EDGE);
+    glTexParameteri(GL_TEXTURE_EXTERNAL_OES, GL_TEXTURE_WRAP_T, GL_CLAMP_TO_EDGE);
+}
+
+void TextureCopy::CopyTexture(void* nativeBuffer, unsigned int texture, int width, int height) {
+    if (texture == 0 || m_externalTexture == 0) {
         return;
     }
     const EGLDisplay display = eglGetDisplay(EGL_DEFAULT_DISPLAY);
@@ -125,7 +121,7 @@ void QuorObject::CopyTexture(unsigned int program, void* nativeBuffer, unsigned 
         NIMB_LOG_ERROR("[%i] eglCreateImageKHR -> EGL_NO_IMAGE_KHR", m_id);
     }
     glActiveTexture(GL_TEXTURE0);
-    glBindTexture(GL_TEXTURE_EXTERNAL_OES, m_gl.externalTexture);
+    glBindTexture(GL_TEXTURE_EXTERNAL_OES, m_externalTexture);
     glEGLImageTargetTexture2DOES(GL_TEXTURE_EXTERNAL_OES, image);
 
     GLint savedFramebuffer = 0;
@@ -142,11 +138,11 @@ void QuorObject::CopyTexture(unsigned int program, void* nativeBuffer, unsigned 
     const GLenum drawBuffer = GL_COLOR_ATTACHMENT0;
     glDrawBuffers(1, &drawBuffer);
 
-    glUseProgram(program);
-    const GLint location = glGetUniformLocation(program, "textureSampler");
+    glUseProgram(m_program);
+    const GLint location = glGetUniformLocation(m_program, "textureSampler");
     glUniform1i(location, 0);
     glBindVertexArray(0);
-    glBindBuffer(GL_ARRAY_BUFFER, m_gl.quadBuffer);
+    glBindBuffer(GL_ARRAY_BUFFER, m_quadBuffer);
     glBindBuffer(GL_ELEMENT_ARRAY_BUFFER, 0);
     glEnableVertexAttribArray(0);
     // The sampler's location names the attribute, deliberately: both are 0 in this program.
@@ -159,22 +155,21 @@ void QuorObject::CopyTexture(unsigned int program, void* nativeBuffer, unsigned 
     CheckGLError("CopyTexture");
 }
 
-/// On the mesh thread, which has no context, the calls reach nothing and only the names are forgotten.
-void QuorObject::CleanupGraphicsResources() {
-    glDeleteBuffers(1, &m_gl.quadBuffer);
-    m_gl.quadBuffer = 0;
-    if (m_gl.program != 0) {
-        glDeleteProgram(m_gl.program);
-        m_gl.program = 0;
+void TextureCopy::CleanupGraphicsResources() {
+    glDeleteBuffers(1, &m_quadBuffer);
+    m_quadBuffer = 0;
+    if (m_program != 0) {
+        glDeleteProgram(m_program);
+        m_program = 0;
     }
-    if (m_gl.fragmentShader != 0) {
-        glDeleteShader(m_gl.fragmentShader);
-        m_gl.fragmentShader = 0;
+    if (m_fragmentShader != 0) {
+        glDeleteShader(m_fragmentShader);
+        m_fragmentShader = 0;
     }
-    glDeleteShader(m_gl.vertexShader);
-    m_gl.vertexShader = 0;
-    glDeleteTextures(1, &m_gl.externalTexture);
-    m_gl.externalTexture = 0;
+    glDeleteShader(m_vertexShader);
+    m_vertexShader = 0;
+    glDeleteTextures(1, &m_externalTexture);
+    m_externalTexture = 0;
 }
 
 }  // namespace Nimb::Plugin
