@@ -55,7 +55,7 @@ std::vector<Triangle> Triangles(const Mesh& mesh) {
         for (Index i = 0; i < 3; ++i) {
             c[i] = merged.at(face.v[i]);
         }
-        triangles.push_back({c, Cross(At(mesh, c[1]) - At(mesh, c[0]), At(mesh, c[2]) - At(mesh, c[0]))});
+        triangles.push_back({c, glm::cross(At(mesh, c[1]) - At(mesh, c[0]), At(mesh, c[2]) - At(mesh, c[0]))});
     }
     return triangles;
 }
@@ -76,7 +76,7 @@ std::map<Index, double> Volumes(const Mesh& mesh, const std::vector<Triangle>& t
     }
     std::map<Index, double> volumes;
     for (const Triangle& t : triangles) {
-        volumes[root(t.corners[0])] += Dot(At(mesh, t.corners[0]), t.normal);
+        volumes[root(t.corners[0])] += glm::dot(At(mesh, t.corners[0]), t.normal);
     }
     return volumes;
 }
@@ -85,7 +85,7 @@ void ExpectClosedAndFacingOutwards(const Mesh& mesh) {
     const std::vector<Triangle> triangles = Triangles(mesh);
     std::map<std::pair<Index, Index>, const Triangle*> edges;
     for (const Triangle& t : triangles) {
-        ASSERT_GT(Length(t.normal), 1e-9);
+        ASSERT_GT(glm::length(t.normal), 1e-9);
         for (Index i = 0; i < 3; ++i) {
             ASSERT_TRUE(edges.emplace(std::pair(t.corners[i], t.corners[(i + 1) % 3]), &t).second) << "edge used twice";
         }
@@ -93,7 +93,7 @@ void ExpectClosedAndFacingOutwards(const Mesh& mesh) {
     for (const auto& [edge, triangle] : edges) {
         const auto other = edges.find({edge.second, edge.first});
         ASSERT_NE(other, edges.end()) << "open edge";
-        const double fold = Dot(Normalised(triangle->normal), Normalised(other->second->normal));
+        const double fold = glm::dot(glm::normalize(triangle->normal), glm::normalize(other->second->normal));
         ASSERT_GT(fold, -0.5) << "folded over at x " << At(mesh, edge.first).x << " y " << At(mesh, edge.first).y;
     }
     for (const auto& [vertex, volume] : Volumes(mesh, triangles)) {
@@ -107,7 +107,7 @@ double LargestStep(std::size_t from, std::size_t to) {
     double largest = 0;
     for (Index material = 0; material < a.meshes.size(); ++material) {
         for (Index i = 0; i < a.meshes[material].mesh.positions.size(); ++i) {
-            largest = std::max(largest, Length(At(a.meshes[material].mesh, i) - At(b.meshes[material].mesh, i)));
+            largest = std::max(largest, glm::length(At(a.meshes[material].mesh, i) - At(b.meshes[material].mesh, i)));
         }
     }
     return largest;
@@ -183,7 +183,7 @@ TEST(DemoFigure, StandsOnTheGroundWithoutSliding) {
             ASSERT_GT(mesh.positions[i].y, -1e-4) << "frame " << frame;
             if (mesh.positions[i].y < 1e-3 && previous.positions[i].y < 1e-3) {
                 ++standing;
-                ASSERT_LT(Length(At(mesh, i) - At(previous, i)), 2e-3) << "frame " << frame;
+                ASSERT_LT(glm::length(At(mesh, i) - At(previous, i)), 2e-3) << "frame " << frame;
             }
         }
         EXPECT_GT(standing, 10u) << "nothing touches the ground in frame " << frame;
