@@ -1,3 +1,4 @@
+#include "Authoring/Source/ImageFile.h"
 #include "Tests/Authoring/Source/GltfBuilder.h"
 #include "Tests/Authoring/Source/SourceTest.h"
 
@@ -161,6 +162,18 @@ TEST_F(GltfSourceTest, MaterialsArePicturesAndColours) {
     EXPECT_EQ(ErrorOfScene(builder), "") << "a colour needs none";
     builder.root["images"][0] = {{"bufferView", builder.View("not a picture")}};
     ExpectContains(ErrorOfScene(builder), "a.glb: image 0: not a picture that can be read");
+}
+
+TEST_F(GltfSourceTest, PicturesAreStoredWithoutLoss) {
+    for (const unsigned alpha : {255U, 254U}) {
+        Image image(37, 5);
+        for (std::size_t i = 0; i < image.rgba.size(); ++i) {
+            image.rgba[i] = static_cast<BYTE>(i % 4 == 3 ? alpha : i * i / 7);
+        }
+        const std::vector<BYTE> png = EncodePng(image);
+        EXPECT_EQ(DecodeImage(png.data(), png.size(), "").rgba, image.rgba);
+        EXPECT_THROW(WritePng(PathOf("missing/a.png"), image), std::runtime_error);
+    }
 }
 
 TEST_F(GltfSourceTest, AFileOfASequenceIsAFrameInItsRestPose) {
