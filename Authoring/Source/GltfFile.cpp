@@ -2,15 +2,18 @@
 
 #include "Authoring/Scene/MeshSource.h"
 #include "Authoring/Source/FileBytes.h"
+#include "Authoring/Source/TinyGltf.h"
 
 #include <algorithm>
 #include <charconv>
+#include <climits>
 #include <cmath>
 #include <cstdint>
 #include <cstring>
 #include <limits>
 #include <map>
 #include <string_view>
+#include <type_traits>
 
 namespace Nimb::Authoring {
 namespace {
@@ -29,68 +32,46 @@ std::size_t WidthOf(const std::string& type) {
     return width == s_Widths.end() ? 0 : width->second;
 }
 
-std::size_t SizeOf(std::size_t componentType) {
-    switch (componentType) {
-        case 5120:
-        case 5121:
-            return 1;
-        case 5122:
-        case 5123:
-            return 2;
-        case 5125:
-        case 5126:
-            return 4;
-        default:
-            return 0;
-    }
-}
+/// How one of the types of components is stored.
+struct Component {
+    std::size_t size = 0;
+    double (*load)(const BYTE* bytes, bool normalized) = nullptr;
+};
 
 template <class Number>
 double Load(const BYTE* bytes, bool normalized) {
     Number number;
     std::memcpy(&number, bytes, sizeof number);
     const auto value = static_cast<double>(number);
-    return normalized ? std::max(value / static_cast<double>(std::numeric_limits<Number>::max()), -1.0) : value;
+    return normalized && std::is_integral_v<Number>
+               ? std::max(value / static_cast<double>(std::numeric_limits<Number>::max()), -1.0)
+               : value;
 }
 
-double LoadComponent(const BYTE* bytes, std::size_t componentType, bool normalized) {
-    switch (componentType) {
-        case 5120:
-            return Load<std::int8_t>(bytes, normalized);
-        case 5121:
-            return Load<std::uint8_t>(bytes, normalized);
-        case 5122:
-            return Load<std::int16_t>(bytes, normalized);
-        case 5123:
-            return Load<std::uint16_t>(bytes, normalized);
-        case 5125:
-            return Load<std::uint32_t>(bytes, normalized);
-        default:
-            return Load<float>(bytes, false);
-    }
+/// Of size 0 for an unknown type.
+Component ComponentOf(std::size_t type) {
+    static const std::map<std::size_t, Component> s_Components = {
+        {TINYGLTF_COMPONENT_TYPE_BYTE, {1, Load<std::int8_t>}},
+        {TINYGLTF_COMPONENT_TYPE_UNSIGNED_BYTE, {1, Load<std::uint8_t>}},
+        {TINYGLTF_COMPONENT_TYPE_SHORT, {2, Load<std::int16_t>}},
+        {TINYGLTF_COMPONENT_TYPE_UNSIGNED_SHORT, {2, Load<std::uint16_t>}},
+        {TINYGLTF_COMPONENT_TYPE_UNSIGNED_INT, {4, Load<std::uint32_t>}},
+        {TINYGLTF_COMPONENT_TYPE_FLOAT, {4, Load<float>}}};
+    const auto component = s_Components.find(type);
+    return component == s_Components.end() ? Component{} : component->second;
 }
 
 /// The bytes of base64 text; false for other text.
-bool DecodeBase64(std::string_view text, std::vector<BYTE>& bytes) {
-    UINT32 bits = 0;
-    int count = 0;
-    while (!text.empty() && text.back() == '=') {
-        text.remove_suffix(1);
+bool DecodeBase64(std::string text, std::vector<BYTE>& bytes) {
+    static constexpr const char* s_Digits = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+    text.resize(text.find_last_not_of('=') + 1);
+    // tinygltf would stop at any other character without a word, and it counts in an int.
+    if (text.find_first_not_of(s_Digits) != std::string::npos || text.size() > INT_MAX) {
+        return false;
     }
-    for (const char c : text) {
-        static constexpr std::string_view s_Digits = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-        const std::size_t digit = s_Digits.find(c);
-        if (digit == std::string_view::npos) {
-            return false;
-        }
-        bits = bits << 6 | static_cast<UINT32>(digit);
-        count += 6;
-        if (count >= 8) {
-            count -= 8;
-            bytes.push_back(static_cast<BYTE>(bits >> count));
-        }
-    }
-    return true;
+    std::string mediaType;
+    return text.size() < 2 ||
+           tinygltf::DecodeDataURI(&bytes, mediaType, "data:application/octet-stream;base64," + text, 0, false);
 }
 
 /// "a%20b" to "a b".
@@ -188,7 +169,7 @@ std::vector<BYTE> GltfFile::DataOf(const std::string& uri, const std::string& wh
     }
     const std::size_t comma = uri.find(";base64,");
     std::vector<BYTE> bytes;
-    if (comma == std::string::npos || !DecodeBase64(std::string_view(uri).substr(comma + 8), bytes)) {
+    if (comma == std::string::npos || !DecodeBase64(uri.substr(comma + 8), bytes)) {
         Fail(what + " is not base64");
     }
     return bytes;
@@ -225,8 +206,8 @@ GltfFile::Span GltfFile::ViewAt(std::size_t index) const {
 std::vector<double> GltfFile::Elements(const Span& span, std::size_t offset, std::size_t count,
                                        std::size_t componentType, std::size_t width, bool normalized,
                                        const std::string& name) const {
-    const std::size_t componentSize = SizeOf(componentType);
-    const std::size_t size = componentSize * width;
+    const Component component = ComponentOf(componentType);
+    const std::size_t size = component.size * width;
     const std::size_t stride = span.stride == 0 ? size : span.stride;
     std::vector<double> values;
     if (count == 0 || size == 0) {
@@ -239,8 +220,7 @@ std::vector<double> GltfFile::Elements(const Span& span, std::size_t offset, std
     values.reserve(count * width);
     for (std::size_t i = 0; i < count; ++i) {
         for (std::size_t c = 0; c < width; ++c) {
-            values.push_back(
-                LoadComponent(span.data + offset + i * stride + c * componentSize, componentType, normalized));
+            values.push_back(component.load(span.data + offset + i * stride + c * component.size, normalized));
         }
     }
     return values;
@@ -256,7 +236,7 @@ std::vector<double> GltfFile::Numbers(std::size_t accessor, const char* type) co
     if (object.value("type", "") != type) {
         Fail(name + " is of type " + object.value("type", "") + " instead of " + type);
     }
-    if (SizeOf(componentType) == 0) {
+    if (ComponentOf(componentType).size == 0) {
         Fail(name + " has the unknown component type " + std::to_string(componentType));
     }
     if (count > c_MaxNumbers / std::max<std::size_t>(width, 1)) {
@@ -286,7 +266,7 @@ void GltfFile::ApplySparse(const Json& sparse, std::size_t componentType, std::s
     const Json& at = sparse.at("indices");
     const Json& with = sparse.at("values");
     const std::size_t indexType = IndexIn(at, "componentType");
-    if (count > c_MaxNumbers / width || SizeOf(indexType) == 0) {
+    if (count > c_MaxNumbers / width || ComponentOf(indexType).size == 0) {
         Fail(name + " has unreadable sparse indices");
     }
     const std::vector<double> indices =

@@ -1,4 +1,10 @@
 // The container of a glTF asset: its JSON, its buffers, and the arrays in them.
+//
+// Read here rather than by tinygltf, of which base64 and the writer are used (TinyGltf.h). Its loader, which is all or
+// nothing, cannot be checked from outside: in place of a member of the wrong type, or one too large for an int, its
+// model has a default or another number, and primitives and channels that it does not understand are missing. Buffers
+// whose names have a "+", or whose files are longer than they need be, it refuses. And it reads beyond the end of a cut
+// binary chunk, and recurses as deeply as a file says. It leaves the contents of accessors to its caller anyway.
 #pragma once
 
 #include "Authoring/Source/SourceMaterial.h"

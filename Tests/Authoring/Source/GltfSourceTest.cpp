@@ -162,6 +162,12 @@ TEST_F(GltfSourceTest, MaterialsArePicturesAndColours) {
     EXPECT_EQ(ErrorOfScene(builder), "") << "a colour needs none";
     builder.root["images"][0] = {{"bufferView", builder.View("not a picture")}};
     ExpectContains(ErrorOfScene(builder), "a.glb: image 0: not a picture that can be read");
+
+    const std::string data = "data:image/x-tga;base64,AAACAAAAAAAAAAAAAQABABgA";
+    builder.root["images"][0] = {{"uri", data + "AADI"}};
+    EXPECT_EQ(OpenMeshSource(WriteScene(builder))->Texture(0, 1)->rgba[0], 146) << "a red of 200, times the colour";
+    builder.root["images"][0] = {{"uri", data + "AA?I"}};
+    ExpectContains(ErrorOfScene(builder), "a.glb: image 0 is not base64");
 }
 
 TEST_F(GltfSourceTest, PicturesAreStoredWithoutLoss) {
