@@ -71,7 +71,7 @@ void QuorObject::PlayAudio(const BYTE* data, std::size_t size) {
 /// wait, since the sound goes on taking buffers and none of its bytes may be lost; Rewind and Close do.
 bool QuorObject::TakeAudioBuffer() {
     while (m_audioBuffer.ptr == nullptr) {
-        if (m_sound == ML_INVALID_HANDLE || m_abandon || m_audioWorker.ExitRequested()) {
+        if (m_sound == ML_INVALID_HANDLE || IsAbandoned(m_audioWorker)) {
             return false;
         }
         MLAudioBuffer buffer{};

@@ -259,11 +259,8 @@ bool QuorObject::Close() {
 }
 
 void QuorObject::ReleaseMedia() {
-    m_playbackWorker.RequestSleep();
-    m_abandon = true;
     WithdrawVideoCodec();
-    ClearMeshFrames();
-    WaitForPlaybackSleep();
+    StopPlayback();
     const MLHandle extractor = m_extractor.exchange(ML_INVALID_HANDLE);
     if (extractor != ML_INVALID_HANDLE) {
         MLMediaExtractorDestroy(extractor);
@@ -294,21 +291,6 @@ void QuorObject::ReleaseSound() {
         m_audioBuffer = {};
         m_audioBufferFilled = 0;
     }
-}
-
-/// Flush, stop, wait, destroy. `worker` drains the codec's output and may be waiting in it. The video codec has been
-/// withdrawn from render events before.
-void QuorObject::ReleaseCodec(std::atomic<MLHandle>& codec, Worker& worker) {
-    if (codec == ML_INVALID_HANDLE) {
-        return;
-    }
-    const auto unblock = [&codec] {
-        MLMediaCodecFlush(codec);
-        MLMediaCodecStop(codec);
-    };
-    unblock();
-    worker.WaitUntilAsleep(unblock);
-    MLMediaCodecDestroy(codec.exchange(ML_INVALID_HANDLE));
 }
 
 }  // namespace Nimb::Plugin

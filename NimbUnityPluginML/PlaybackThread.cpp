@@ -85,32 +85,6 @@ void QuorObject::EndOfInput(std::int64_t scaledTime) {
     }
 }
 
-/// Waits until the output threads sleep because their streams ended, through pauses, too. False when the wait is to be
-/// given up.
-bool QuorObject::WaitForOutputEnd() {
-    const auto isGivenUp = [this] { return m_abandon || m_playbackWorker.ExitRequested(); };
-    const auto isOver = [&] { return isGivenUp() || HasOutputEnded(); };
-    std::unique_lock<std::mutex> lock(m_outputMutex);
-    while (!m_outputChanged.wait_for(lock, Worker::c_MaxNap, isOver)) {
-        // A worker that is woken and told to sleep again before it has noticed does not notify.
-    }
-    return !isGivenUp();
-}
-
-/// Whether the output threads sleep because their streams ended, not because somebody paused them.
-bool QuorObject::HasOutputEnded() {
-    const auto hasEnded = [](MLHandle codec, Worker& worker, const std::atomic<bool>& outputEOS) {
-        return codec == ML_INVALID_HANDLE || (outputEOS && worker.IsAsleep());
-    };
-    return hasEnded(m_videoCodec, m_videoWorker, m_videoOutputEOS) &&
-           hasEnded(m_audioCodec, m_audioWorker, m_audioOutputEOS);
-}
-
-void QuorObject::NotifyOutputEnd() {
-    const std::lock_guard<std::mutex> lock(m_outputMutex);
-    m_outputChanged.notify_all();
-}
-
 /// Once a pass. Tries until the codec takes it, since without an end the output threads would never finish. Gives up
 /// when the player does not play any more: then false.
 bool QuorObject::QueueEndOfStream(MLHandle codec, std::int64_t* pIndex, bool* pQueued, std::int64_t scaledTime) {
@@ -213,7 +187,7 @@ void QuorObject::FeedVideo(std::int64_t scaledTime) {
 /// row are undecodable than there are slots, or when a decoder wants more samples than that before its first picture.
 bool QuorObject::TakeMeshSlot() {
     bool wasFreed = false;
-    const auto isCancelled = [this] { return m_abandon || m_playbackWorker.ExitRequested(); };
+    const auto isCancelled = [this] { return IsAbandoned(m_playbackWorker); };
     const bool taken = m_meshFrames.TakeSlot(isCancelled, [&] {
         if (IsPictureOverdue()) {
             m_meshFrames.DropFirst();

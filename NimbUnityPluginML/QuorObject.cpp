@@ -74,90 +74,19 @@ bool QuorObject::Rewind() {
     // Before the requests: a loop that restarts right now wakes the others, and takes that back when it sees this
     // state.
     m_state = Paused;
-    m_playbackWorker.RequestSleep();
     m_videoWorker.RequestSleep();
     m_audioWorker.RequestSleep();
-    m_abandon = true;
-    ClearMeshFrames();
-    WaitForPlaybackSleep();
+    StopPlayback();
     m_meshFrames.BeginPass();
     MLMediaExtractorSeekTo(m_extractor, 0, MLMediaSeekMode_Closest_Sync);
-    const auto flushVideo = [this] { MLMediaCodecFlush(m_videoCodec); };
-    const auto flushAudio = [this] { MLMediaCodecFlush(m_audioCodec); };
-    flushVideo();
-    m_videoWorker.WaitUntilAsleep(flushVideo);
+    StopOutput(m_videoWorker, [this] { MLMediaCodecFlush(m_videoCodec); });
     if (m_audioCodec != ML_INVALID_HANDLE) {
-        flushAudio();
-        m_audioWorker.WaitUntilAsleep(flushAudio);
+        StopOutput(m_audioWorker, [this] { MLMediaCodecFlush(m_audioCodec); });
         m_audioBufferFilled = 0;  // what it holds is from before the rewind
     }
     m_abandon = false;
     StartOver();
     return true;
-}
-
-/// For the file's start after a rewind or in a loop: the playback thread sleeps or is the caller, the others sleep.
-void QuorObject::StartOver() {
-    m_videoEndQueued = false;
-    m_audioEndQueued = false;
-    m_endReported = false;
-    m_audioOutputEOS = false;
-    m_videoOutputEOS = false;
-    m_renderStart = c_RenderStartUnset;
-    m_clock.Restart();
-    m_pendingRestart = true;
-}
-
-/// Wakes the worker if the player plays and lets it sleep if not, whatever Play and Pause do meanwhile: they change the
-/// state before they wake or stop workers, so the last look at the state decides.
-void QuorObject::FollowState(Worker& worker) {
-    State state;
-    do {
-        state = m_state;
-        if (state == Playing) {
-            worker.Wake();
-        } else {
-            worker.RequestSleep();
-        }
-    } while (m_state != state);
-}
-
-/// For the output thread whose stream has just ended: the last of them reports it, once.
-void QuorObject::ReportEndOfStream(bool hasOtherEnded) {
-    if (hasOtherEnded && !m_endReported.exchange(true)) {
-        m_endOfStream = true;
-    }
-}
-
-/// Lets a worker sleep that found its output ended, unless a loop restarts it at this very moment.
-void QuorObject::SleepAtEnd(Worker& worker, const std::atomic<bool>& outputEOS) {
-    worker.RequestSleep();
-    if (!outputEOS) {
-        FollowState(worker);
-    }
-}
-
-/// The playback thread may be waiting for an input buffer, which a flush ends, for a slot, which clearing frames ends,
-/// or for the end of the output before a loop, which it abandons when told to. Until it sleeps, all of that is
-/// repeated.
-void QuorObject::WaitForPlaybackSleep() {
-    m_playbackWorker.WaitUntilAsleep([this] {
-        ClearMeshFrames();
-        FlushCodecs();
-        NotifyOutputEnd();
-    });
-}
-
-/// Ends dequeues that wait, unless a sample is just on its way to codec and mesh thread: then the next try will do.
-void QuorObject::FlushCodecs() {
-    const std::unique_lock<std::mutex> lock(m_feedMutex, std::try_to_lock);
-    if (!lock.owns_lock()) {
-        return;
-    }
-    MLMediaCodecFlush(m_videoCodec);
-    if (m_audioCodec != ML_INVALID_HANDLE) {
-        MLMediaCodecFlush(m_audioCodec);
-    }
 }
 
 void QuorObject::SetClockScale(float scale) {

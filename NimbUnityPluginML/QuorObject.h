@@ -14,7 +14,7 @@
 //   render -> frames -> slots   a render event holds the render mutex from acquiring a frame to releasing it
 //   render -> Unity's buffers
 //   output -> sleep
-// Docs/architecture.md says what each guards, and how a player stops.
+// Docs/architecture.md says what each guards; Stopping.cpp says how a player stops.
 #pragma once
 
 #include "NimbCore/NimbComPtr.h"
@@ -36,6 +36,7 @@
 
 #include <atomic>
 #include <condition_variable>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <vector>
@@ -90,26 +91,28 @@ private:
     void StartWorkers();
     void ReleaseMedia();
     void WithdrawVideoCodec();
-    void ReleaseCodec(std::atomic<MLHandle>& codec, Worker& worker);
     void ReleaseSound();
-    void WaitForPlaybackSleep();
-    void StartOver();
     void SetPitch(float pitch);
-    void FlushCodecs();
     bool ReadFileAttributes(NimbFileInfo* info, bool* pFailed);
 
-    // Workers.
+    // How it stops, and why like this: Stopping.cpp.
+    void StopPlayback();
+    void FlushCodecs();
+    void StopOutput(Worker& worker, const std::function<void()>& unblock);
+    void ReleaseCodec(std::atomic<MLHandle>& codec, Worker& worker);
+    void StartOver();
+    bool IsAbandoned(const Worker& worker) const;
     void FollowState(Worker& worker);
     void SleepAtEnd(Worker& worker, const std::atomic<bool>& outputEOS);
     void ReportEndOfStream(bool hasOtherEnded);
+    bool WaitForOutputEnd();
+    bool HasOutputEnded();
     void NotifyOutputEnd();
 
     // Playback thread.
     void PlaybackThreadFunc();
     void PlaybackIteration();
     void EndOfInput(std::int64_t scaledTime);
-    bool WaitForOutputEnd();
-    bool HasOutputEnded();
     bool QueueEndOfStream(MLHandle codec, std::int64_t* pIndex, bool* pQueued, std::int64_t scaledTime);
     void FeedAudio(std::int64_t scaledTime);
     void FeedVideo(std::int64_t scaledTime);
