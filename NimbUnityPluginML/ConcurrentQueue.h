@@ -4,10 +4,10 @@
 // needs to hold a lock to call these functions. A stopped queue stays stopped.
 #pragma once
 
-#include <condition_variable>
+#include "NimbUnityPluginML/Mutex.h"
+
 #include <deque>
 #include <functional>
-#include <mutex>
 #include <utility>
 
 namespace Nimb::Plugin {
@@ -18,17 +18,17 @@ public:
 
     void Enqueue(Task task) {
         {
-            const std::lock_guard<std::mutex> lock(m_mutex);
+            const MutexLock lock(m_mutex);
             m_tasks.push_back(std::move(task));
         }
-        m_changed.notify_one();
+        m_changed.NotifyOne();
     }
 
     /// Blocks until there is a task, which is moved into `*pTask`, or until the queue is stopped: then false, and tasks
     /// that are still queued are abandoned.
     bool Dequeue(Task* pTask) {
-        std::unique_lock<std::mutex> lock(m_mutex);
-        m_changed.wait(lock, [this] { return m_stopped || !m_tasks.empty(); });
+        MutexLock lock(m_mutex);
+        m_changed.Wait(lock, [this]() NIMB_REQUIRES(m_mutex) { return m_stopped || !m_tasks.empty(); });
         if (m_stopped) {
             return false;
         }
@@ -39,17 +39,17 @@ public:
 
     void Stop() {
         {
-            const std::lock_guard<std::mutex> lock(m_mutex);
+            const MutexLock lock(m_mutex);
             m_stopped = true;
         }
-        m_changed.notify_all();
+        m_changed.NotifyAll();
     }
 
 private:
-    std::mutex m_mutex;
-    std::condition_variable m_changed;
-    std::deque<Task> m_tasks;
-    bool m_stopped = false;
+    Mutex m_mutex;
+    Condition m_changed;
+    std::deque<Task> m_tasks NIMB_GUARDED_BY(m_mutex);
+    bool m_stopped NIMB_GUARDED_BY(m_mutex) = false;
 };
 
 }  // namespace Nimb::Plugin

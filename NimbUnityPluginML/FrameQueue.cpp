@@ -19,9 +19,10 @@ std::uint64_t Ahead(const MeshFrame& frame, std::int64_t textureFrameNumber) {
 
 bool FrameQueue::TakeSlot(const std::function<bool()>& cancelled, const std::function<void()>& stillWaiting) {
     constexpr std::chrono::milliseconds slice{20};
-    std::unique_lock<std::mutex> lock(m_slotsMutex);
+    MutexLock lock(m_slotsMutex);
     for (;;) {
-        const bool isFree = m_slotsChanged.wait_for(lock, slice, [this] { return m_freeMeshSlots > 0; });
+        const bool isFree =
+            m_slotsChanged.WaitFor(lock, slice, [this]() NIMB_REQUIRES(m_slotsMutex) { return m_freeMeshSlots > 0; });
         if (cancelled()) {
             return false;  // also when it was the canceller who made a slot free
         }
@@ -29,27 +30,27 @@ bool FrameQueue::TakeSlot(const std::function<bool()>& cancelled, const std::fun
             --m_freeMeshSlots;
             return true;
         }
-        lock.unlock();
+        lock.Unlock();
         stillWaiting();
-        lock.lock();
+        lock.Lock();
     }
 }
 
 void FrameQueue::ReturnSlots(std::int32_t count) {
     {
-        const std::lock_guard<std::mutex> lock(m_slotsMutex);
+        const MutexLock lock(m_slotsMutex);
         m_freeMeshSlots += count;
     }
-    m_slotsChanged.notify_one();
+    m_slotsChanged.NotifyOne();
 }
 
 FrameQueue::Ticket FrameQueue::CurrentTicket() {
-    const std::lock_guard<std::mutex> lock(m_meshFramesMutex);
+    const MutexLock lock(m_meshFramesMutex);
     return m_ticket;
 }
 
 std::optional<std::int64_t> FrameQueue::TakeNumber(Ticket ticket) {
-    const std::lock_guard<std::mutex> lock(m_meshFramesMutex);
+    const MutexLock lock(m_meshFramesMutex);
     if (ticket.file != m_ticket.file) {
         return std::nullopt;
     }
@@ -60,7 +61,7 @@ std::optional<std::int64_t> FrameQueue::TakeNumber(Ticket ticket) {
 }
 
 void FrameQueue::Push(std::shared_ptr<MeshFrame> frame, Ticket ticket) {
-    const std::lock_guard<std::mutex> lock(m_meshFramesMutex);
+    const MutexLock lock(m_meshFramesMutex);
     if (IsCurrentLocked(ticket)) {
         m_frames.push_back(std::move(frame));
     } else {
@@ -69,7 +70,7 @@ void FrameQueue::Push(std::shared_ptr<MeshFrame> frame, Ticket ticket) {
 }
 
 void FrameQueue::CountLost(Ticket ticket) {
-    const std::lock_guard<std::mutex> lock(m_meshFramesMutex);
+    const MutexLock lock(m_meshFramesMutex);
     if (IsCurrentLocked(ticket) && ticket.loop == m_ticket.loop) {
         ++m_lostSlots;
     } else {
@@ -78,7 +79,7 @@ void FrameQueue::CountLost(Ticket ticket) {
 }
 
 void FrameQueue::BeginFile() {
-    const std::lock_guard<std::mutex> lock(m_meshFramesMutex);
+    const MutexLock lock(m_meshFramesMutex);
     ++m_ticket.file;
     ++m_ticket.pass;
     m_meshFrameCounter = 0;
@@ -87,20 +88,20 @@ void FrameQueue::BeginFile() {
 }
 
 void FrameQueue::BeginPass() {
-    const std::lock_guard<std::mutex> lock(m_meshFramesMutex);
+    const MutexLock lock(m_meshFramesMutex);
     ++m_ticket.pass;
     m_firstOfPass = c_NotYetKnown;
     ClearLocked();
 }
 
 void FrameQueue::BeginLoop() {
-    const std::lock_guard<std::mutex> lock(m_meshFramesMutex);
+    const MutexLock lock(m_meshFramesMutex);
     ++m_ticket.loop;
     ReturnSlots(std::exchange(m_lostSlots, 0));
 }
 
 void FrameQueue::DropPassed(std::int64_t textureFrameNumber) {
-    const std::lock_guard<std::mutex> lock(m_meshFramesMutex);
+    const MutexLock lock(m_meshFramesMutex);
     if (HasFreeSlot()) {
         return;
     }
@@ -112,7 +113,7 @@ void FrameQueue::DropPassed(std::int64_t textureFrameNumber) {
 }
 
 void FrameQueue::DropFirst() {
-    const std::lock_guard<std::mutex> lock(m_meshFramesMutex);
+    const MutexLock lock(m_meshFramesMutex);
     if (!HasFreeSlot() && !m_frames.empty()) {
         m_frames.pop_front();
         ReturnSlots(1);
@@ -120,7 +121,7 @@ void FrameQueue::DropFirst() {
 }
 
 bool FrameQueue::HasFreeSlot() {
-    const std::lock_guard<std::mutex> lock(m_slotsMutex);
+    const MutexLock lock(m_slotsMutex);
     return m_freeMeshSlots > 0;
 }
 
@@ -131,9 +132,9 @@ void FrameQueue::PopLocked() {
 }
 
 FrameQueue::Matched FrameQueue::Match(std::int64_t textureFrameNumber, std::atomic<bool>* pPendingRestart) {
-    const std::lock_guard<std::mutex> lock(m_meshFramesMutex);
+    const MutexLock lock(m_meshFramesMutex);
     Matched matched;
-    const auto isStale = [&] {
+    const auto isStale = [&]() NIMB_REQUIRES(m_meshFramesMutex) {
         return m_currentMeshFrame != nullptr && Ahead(*m_currentMeshFrame, textureFrameNumber) > c_RestartDistance;
     };
     if (*pPendingRestart && textureFrameNumber >= m_firstOfPass && isStale()) {
@@ -144,7 +145,7 @@ FrameQueue::Matched FrameQueue::Match(std::int64_t textureFrameNumber, std::atom
             *pPendingRestart = false;
         }
     }
-    const auto isBehind = [&] {
+    const auto isBehind = [&]() NIMB_REQUIRES(m_meshFramesMutex) {
         return m_currentMeshFrame == nullptr || static_cast<std::uint64_t>(m_currentMeshFrame->m_frameNumber) <
                                                     static_cast<std::uint64_t>(textureFrameNumber);
     };
@@ -160,7 +161,7 @@ FrameQueue::Matched FrameQueue::Match(std::int64_t textureFrameNumber, std::atom
 }
 
 std::size_t FrameQueue::Clear() {
-    const std::lock_guard<std::mutex> lock(m_meshFramesMutex);
+    const MutexLock lock(m_meshFramesMutex);
     return ClearLocked();
 }
 
@@ -173,7 +174,7 @@ std::size_t FrameQueue::ClearLocked() {
 }
 
 void FrameQueue::ReadCurrent(const std::function<void(const MeshFrame*)>& read) {
-    const std::lock_guard<std::mutex> lock(m_meshFramesMutex);
+    const MutexLock lock(m_meshFramesMutex);
     read(m_currentMeshFrame.get());
 }
 

@@ -13,15 +13,14 @@
 #pragma once
 
 #include "NimbUnityPluginML/MeshFrame.h"
+#include "NimbUnityPluginML/Mutex.h"
 
 #include <atomic>
-#include <condition_variable>
 #include <cstddef>
 #include <cstdint>
 #include <deque>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <optional>
 
 namespace Nimb::Plugin {
@@ -109,23 +108,26 @@ public:
 private:
     static constexpr std::int64_t c_NotYetKnown = INT64_MAX;
 
-    bool IsCurrentLocked(Ticket ticket) const noexcept { return ticket.pass == m_ticket.pass; }
-    bool HasFreeSlot();
-    void PopLocked();
-    std::size_t ClearLocked();
-    void ReturnSlots(std::int32_t count);
+    bool IsCurrentLocked(Ticket ticket) const noexcept NIMB_REQUIRES(m_meshFramesMutex) {
+        return ticket.pass == m_ticket.pass;
+    }
+    bool HasFreeSlot() NIMB_EXCLUDES(m_slotsMutex);
+    void PopLocked() NIMB_REQUIRES(m_meshFramesMutex);
+    std::size_t ClearLocked() NIMB_REQUIRES(m_meshFramesMutex);
+    void ReturnSlots(std::int32_t count) NIMB_EXCLUDES(m_slotsMutex);
 
-    std::mutex m_meshFramesMutex;  // guards the next six
-    std::deque<std::shared_ptr<MeshFrame>> m_frames;
-    std::shared_ptr<MeshFrame> m_currentMeshFrame;
-    std::int32_t m_lostSlots = 0;
-    std::int64_t m_meshFrameCounter = 0;
-    std::int64_t m_firstOfPass = 0;  // the lowest number of this pass; c_NotYetKnown until it is taken
-    Ticket m_ticket{0, 0, 0};
+    Mutex m_meshFramesMutex;
+    std::deque<std::shared_ptr<MeshFrame>> m_frames NIMB_GUARDED_BY(m_meshFramesMutex);
+    std::shared_ptr<MeshFrame> m_currentMeshFrame NIMB_GUARDED_BY(m_meshFramesMutex);
+    std::int32_t m_lostSlots NIMB_GUARDED_BY(m_meshFramesMutex) = 0;
+    std::int64_t m_meshFrameCounter NIMB_GUARDED_BY(m_meshFramesMutex) = 0;
+    /// The lowest number of this pass; c_NotYetKnown until it is taken.
+    std::int64_t m_firstOfPass NIMB_GUARDED_BY(m_meshFramesMutex) = 0;
+    Ticket m_ticket NIMB_GUARDED_BY(m_meshFramesMutex){0, 0, 0};
 
-    std::mutex m_slotsMutex;  // guards m_freeMeshSlots
-    std::condition_variable m_slotsChanged;
-    std::int32_t m_freeMeshSlots = c_MaxMeshFrames;
+    Mutex m_slotsMutex;
+    Condition m_slotsChanged;
+    std::int32_t m_freeMeshSlots NIMB_GUARDED_BY(m_slotsMutex) = c_MaxMeshFrames;
 };
 
 }  // namespace Nimb::Plugin

@@ -51,7 +51,7 @@ void QuorObject::OnUnityRender(EGLContext unityContext) {
         return;
     }
     // To the end of the event: the codec lives until its frame is released.
-    const std::lock_guard<std::mutex> lock(m_renderMutex);
+    const MutexLock lock(m_renderMutex);
     if (m_renderCodec == ML_INVALID_HANDLE) {
         return;
     }
@@ -97,7 +97,7 @@ void QuorObject::ShowFrame(MLHandle nativeBuffer, const FrameQueue::Matched& mat
     UnityBuffers unity;
     bool copyIndices = false;
     {
-        const std::lock_guard<std::mutex> lock(m_unityMutex);
+        const MutexLock lock(m_unityMutex);
         unity = m_unityBuffers;
         if (matched.isFirstTake) {
             copyIndices = m_lastIndexBuffer.p != matched.frame->IndexBuffer();
@@ -115,7 +115,7 @@ void QuorObject::ShowFrame(MLHandle nativeBuffer, const FrameQueue::Matched& mat
             static_cast<unsigned int>(std::max(unity.vertexBufferSize, 0)), m_computeNormals, copyIndices);
     } catch (...) {
         // The indices may be on their way still: the next frame must not count on them.
-        const std::lock_guard<std::mutex> lock(m_unityMutex);
+        const MutexLock lock(m_unityMutex);
         m_lastIndexBuffer.Release();
         throw;
     }

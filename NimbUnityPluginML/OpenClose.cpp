@@ -198,7 +198,7 @@ bool QuorObject::ConfigureVideoTrack(MLHandle format, std::size_t index, const c
     m_meshFrames.BeginFile();
     m_renderStart = c_RenderStartUnset;
     m_videoOutputEOS = false;
-    const std::lock_guard<std::mutex> lock(m_renderMutex);
+    const MutexLock lock(m_renderMutex);
     m_textureFrameNumber = -1;
     m_renderCodec = codec;
     return true;
@@ -278,7 +278,7 @@ void QuorObject::ReleaseMedia() {
 
 /// From here on render events find no codec. Waits for the one that holds a frame of it.
 void QuorObject::WithdrawVideoCodec() {
-    const std::lock_guard<std::mutex> lock(m_renderMutex);
+    const MutexLock lock(m_renderMutex);
     m_renderCodec = ML_INVALID_HANDLE;
 }
 

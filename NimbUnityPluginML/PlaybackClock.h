@@ -1,11 +1,11 @@
 // The scaled timeline: what time a sample has when the clock runs faster or slower than the file's.
 #pragma once
 
+#include "NimbUnityPluginML/Mutex.h"
 #include "NimbUnityPluginML/Times.h"
 
 #include <cmath>
 #include <cstdint>
-#include <mutex>
 
 namespace Nimb::Plugin {
 
@@ -14,7 +14,7 @@ class PlaybackClock {
 public:
     /// Maps a sample time of the file and remembers both.
     std::int64_t Map(std::int64_t rawSampleTime) {
-        const std::lock_guard<std::mutex> lock(m_mutex);
+        const MutexLock lock(m_mutex);
         m_rawSampleTime = rawSampleTime;
         // Unsigned and in single precision, deliberately. The result of a scale of 0, or of a time before the base (as
         // -1, the time at the end of the file), is beyond 64 bits: it saturates. Sums wrap, so that a timeline that was
@@ -27,7 +27,7 @@ public:
 
     /// From now on the clock runs at another scale, without a jump.
     void SetScale(float scale) {
-        const std::lock_guard<std::mutex> lock(m_mutex);
+        const MutexLock lock(m_mutex);
         m_scaledOffset = m_scaledSampleTime;
         m_rawBase = m_rawSampleTime;
         m_clockScale = scale;
@@ -36,7 +36,7 @@ public:
     /// A file starts, or starts over: its time and the scaled one count from 0 again, and a scale set before the first
     /// sample does not begin at an earlier time. The scale stays.
     void Restart() {
-        const std::lock_guard<std::mutex> lock(m_mutex);
+        const MutexLock lock(m_mutex);
         m_scaledSampleTime = 0;
         m_rawSampleTime = 0;
         m_scaledOffset = 0;
@@ -44,7 +44,7 @@ public:
     }
 
     float Scale() {
-        const std::lock_guard<std::mutex> lock(m_mutex);
+        const MutexLock lock(m_mutex);
         return m_clockScale;
     }
 
@@ -60,12 +60,12 @@ private:
         return value > -limit ? static_cast<std::int64_t>(value) : INT64_MIN;
     }
 
-    std::mutex m_mutex;
-    std::int64_t m_scaledSampleTime = 0;
-    std::int64_t m_rawSampleTime = 0;
-    std::int64_t m_scaledOffset = 0;
-    std::int64_t m_rawBase = 0;
-    float m_clockScale = 1.0f;
+    Mutex m_mutex;
+    std::int64_t m_scaledSampleTime NIMB_GUARDED_BY(m_mutex) = 0;
+    std::int64_t m_rawSampleTime NIMB_GUARDED_BY(m_mutex) = 0;
+    std::int64_t m_scaledOffset NIMB_GUARDED_BY(m_mutex) = 0;
+    std::int64_t m_rawBase NIMB_GUARDED_BY(m_mutex) = 0;
+    float m_clockScale NIMB_GUARDED_BY(m_mutex) = 1.0f;
 };
 
 }  // namespace Nimb::Plugin

@@ -136,7 +136,7 @@ void QuorObject::FeedAudio(std::int64_t scaledTime) {
         return;
     }
     {
-        const std::lock_guard<std::mutex> lock(m_feedMutex);
+        const MutexLock lock(m_feedMutex);
         std::uint8_t* buffer = nullptr;
         std::int64_t size = 0;
         if (!ReadSample(m_audioCodec, &m_audioInput, &buffer, &size)) {
@@ -155,7 +155,7 @@ void QuorObject::FeedVideo(std::int64_t scaledTime) {
         return;
     }
     {
-        const std::lock_guard<std::mutex> lock(m_feedMutex);
+        const MutexLock lock(m_feedMutex);
         std::uint8_t* buffer = nullptr;
         std::int64_t size = 0;
         if (!ReadSample(m_videoCodec, &m_videoInput, &buffer, &size)) {

@@ -5,12 +5,11 @@
 // while calling into a player.
 #pragma once
 
+#include "NimbUnityPluginML/Mutex.h"
 #include "NimbUnityPluginML/QuorObject.h"
 
-#include <condition_variable>
 #include <map>
 #include <memory>
-#include <mutex>
 
 namespace Nimb::Plugin {
 
@@ -58,10 +57,13 @@ public:
 private:
     void Unpin(Entry& entry);
 
-    std::mutex m_mutex;  // guards everything below, and all entries
-    std::condition_variable m_unpinned;
-    std::map<int, std::shared_ptr<Entry>> m_players;
-    int m_nextId = 0;
+    /// The only way to the count, so that clang sees who touches it without the lock.
+    int& PinsOf(Entry& entry) NIMB_REQUIRES(m_mutex) { return entry.pins; }
+
+    Mutex m_mutex;
+    Condition m_unpinned;
+    std::map<int, std::shared_ptr<Entry>> m_players NIMB_GUARDED_BY(m_mutex);
+    int m_nextId NIMB_GUARDED_BY(m_mutex) = 0;
 };
 
 }  // namespace Nimb::Plugin

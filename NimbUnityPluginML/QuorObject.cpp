@@ -119,7 +119,7 @@ int QuorObject::SetUnityBuffers(void* vb, int vbSize, void* ib, int ibSize, void
     const auto name = [](void* pointer) {
         return static_cast<unsigned int>(reinterpret_cast<std::uintptr_t>(pointer));
     };
-    const std::lock_guard<std::mutex> lock(m_unityMutex);
+    const MutexLock lock(m_unityMutex);
     m_unityBuffers = {name(vb), vbSize, name(ib), ibSize, name(tex), width, height};
     m_lastIndexBuffer.Release();  // so that the next upload writes indices into what may be another buffer
     NIMB_LOG_INFO("[%i] SetUnityBuffers, vb = %i, ib = %i, tex = %i (%ix%i)", m_id,

@@ -22,6 +22,7 @@
 #include "NimbUnityPluginML/ConcurrentQueue.h"
 #include "NimbUnityPluginML/FileTail.h"
 #include "NimbUnityPluginML/FrameQueue.h"
+#include "NimbUnityPluginML/Mutex.h"
 #include "NimbUnityPluginML/NimbUnityPluginML.h"
 #include "NimbUnityPluginML/PlaybackClock.h"
 #include "NimbUnityPluginML/TextureCopy.h"
@@ -35,10 +36,8 @@
 #include <EGL/egl.h>
 
 #include <atomic>
-#include <condition_variable>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <vector>
 
 namespace Nimb::Plugin {
@@ -116,9 +115,10 @@ private:
     bool QueueEndOfStream(MLHandle codec, std::int64_t* pIndex, bool* pQueued, std::int64_t scaledTime);
     void FeedAudio(std::int64_t scaledTime);
     void FeedVideo(std::int64_t scaledTime);
-    bool TakeMeshSlot();
+    bool TakeMeshSlot() NIMB_REQUIRES(m_feedMutex);
     bool DequeueInput(MLHandle codec, std::int64_t* pIndex);
-    bool ReadSample(MLHandle codec, std::int64_t* pIndex, std::uint8_t** ppBuffer, std::int64_t* pSize);
+    bool ReadSample(MLHandle codec, std::int64_t* pIndex, std::uint8_t** ppBuffer, std::int64_t* pSize)
+        NIMB_REQUIRES(m_feedMutex);
 
     // Mesh thread.
     void MeshThreadFunc(UINT32 vertexFormat);
@@ -140,7 +140,7 @@ private:
     void FinishAudio();
 
     // Render thread.
-    void ShowFrame(MLHandle nativeBuffer, const FrameQueue::Matched& matched);
+    void ShowFrame(MLHandle nativeBuffer, const FrameQueue::Matched& matched) NIMB_REQUIRES(m_renderMutex);
 
     const int m_id;
     std::atomic<State> m_state{Empty};
@@ -181,22 +181,24 @@ private:
 
     // Held by the playback thread from an input buffer in hand to its being queued. Flushes from other threads take it,
     // so that a sample goes to codec and mesh thread, or to neither: their frame numbers depend on it.
-    std::mutex m_feedMutex;
+    Mutex m_feedMutex;
 
     // The video codec as render events know it. An event holds the mutex from before it acquires a frame until it has
     // released it; whoever is about to destroy the codec takes it away here first, and so waits for the event. The
     // frame queue moves to another file only while there is no codec here, so an event's number and meshes belong to
     // one file.
-    std::mutex m_renderMutex;                    // guards the next two
-    MLHandle m_renderCodec = ML_INVALID_HANDLE;  // m_videoCodec, or none while a file is opened or closed
-    std::int64_t m_textureFrameNumber = -1;      // of the texture frame last taken
+    Mutex m_renderMutex;
+    /// m_videoCodec, or none while a file is opened or closed.
+    MLHandle m_renderCodec NIMB_GUARDED_BY(m_renderMutex) = ML_INVALID_HANDLE;
+    /// Of the texture frame last taken.
+    std::int64_t m_textureFrameNumber NIMB_GUARDED_BY(m_renderMutex) = -1;
 
     // For the playback thread's wait for the end of the output: whoever changes what HasOutputEnded looks at notifies
     // under the mutex.
-    std::mutex m_outputMutex;
-    std::condition_variable m_outputChanged;
+    Mutex m_outputMutex;
+    Condition m_outputChanged;
 
-    // The engine's objects, under m_unityMutex.
+    // The engine's objects.
     struct UnityBuffers {
         unsigned int vertexBuffer = 0;
         int vertexBufferSize = 0;
@@ -206,9 +208,10 @@ private:
         int textureWidth = 0;
         int textureHeight = 0;
     };
-    std::mutex m_unityMutex;
-    UnityBuffers m_unityBuffers;
-    NIMBCORE::CComPtr<INimbBuffer> m_lastIndexBuffer;  // of the mesh last uploaded: its indices need no second upload
+    Mutex m_unityMutex;
+    UnityBuffers m_unityBuffers NIMB_GUARDED_BY(m_unityMutex);
+    /// Of the mesh last uploaded: its indices need no second upload.
+    NIMBCORE::CComPtr<INimbBuffer> m_lastIndexBuffer NIMB_GUARDED_BY(m_unityMutex);
 
     // Playback thread: input buffers in hand, -1 when there is none.
     std::int64_t m_videoInput = -1;

@@ -38,14 +38,14 @@ void QuorObject::StopPlayback() {
 
 /// Ends dequeues that wait, unless a sample is just on its way to codec and mesh thread: then the next try will do.
 void QuorObject::FlushCodecs() {
-    const std::unique_lock<std::mutex> lock(m_feedMutex, std::try_to_lock);
-    if (!lock.owns_lock()) {
+    if (!m_feedMutex.try_lock()) {
         return;
     }
     MLMediaCodecFlush(m_videoCodec);
     if (m_audioCodec != ML_INVALID_HANDLE) {
         MLMediaCodecFlush(m_audioCodec);
     }
+    m_feedMutex.unlock();
 }
 
 /// `worker` drains the output of a codec and may be waiting in it; `unblock` ends that wait.
@@ -118,8 +118,8 @@ void QuorObject::SleepAtEnd(Worker& worker, const std::atomic<bool>& outputEOS) 
 /// False when the wait is to be given up.
 bool QuorObject::WaitForOutputEnd() {
     const auto isOver = [this] { return IsAbandoned(m_playbackWorker) || HasOutputEnded(); };
-    std::unique_lock<std::mutex> lock(m_outputMutex);
-    while (!m_outputChanged.wait_for(lock, Worker::c_MaxNap, isOver)) {
+    MutexLock lock(m_outputMutex);
+    while (!m_outputChanged.WaitFor(lock, Worker::c_MaxNap, isOver)) {
         // A worker that is woken and told to sleep again before it has noticed does not notify.
     }
     return !IsAbandoned(m_playbackWorker);
@@ -136,8 +136,8 @@ bool QuorObject::HasOutputEnded() {
 
 /// Whoever changes what HasOutputEnded looks at notifies under the mutex.
 void QuorObject::NotifyOutputEnd() {
-    const std::lock_guard<std::mutex> lock(m_outputMutex);
-    m_outputChanged.notify_all();
+    const MutexLock lock(m_outputMutex);
+    m_outputChanged.NotifyAll();
 }
 
 }  // namespace Nimb::Plugin

@@ -27,11 +27,11 @@ void Worker::WaitUntilAsleep(const std::function<void()>& unblock) {
     if (!Exists()) {
         return;
     }
-    std::unique_lock<std::mutex> lock(m_sleepMutex);
-    while (!m_sleepChanged.wait_for(lock, c_Slice, [this] { return m_sleeping; })) {
-        lock.unlock();
+    MutexLock lock(m_sleepMutex);
+    while (!m_sleepChanged.WaitFor(lock, c_Slice, [this]() NIMB_REQUIRES(m_sleepMutex) { return m_sleeping; })) {
+        lock.Unlock();
         unblock();
-        lock.lock();
+        lock.Lock();
     }
 }
 
@@ -66,18 +66,18 @@ void Worker::Sleep() {
     for (bool isNew = true;; isNew = false) {
         {
             // Tested and cleared under one lock: whoever asks for sleep and then sees `m_sleeping` can rely on it.
-            const std::lock_guard<std::mutex> lock(m_sleepMutex);
+            const MutexLock lock(m_sleepMutex);
             m_sleeping = m_sleepRequest;
             if (!m_sleeping) {
                 return;
             }
         }
         if (isNew) {
-            m_sleepChanged.notify_all();
+            m_sleepChanged.NotifyAll();
             m_onAsleep();
         }
-        std::unique_lock<std::mutex> lock(m_wakeMutex);
-        m_wakeChanged.wait_for(lock, c_MaxNap, [this] { return !m_sleepRequest; });
+        MutexLock lock(m_wakeMutex);
+        m_wakeChanged.WaitFor(lock, c_MaxNap, [this] { return !m_sleepRequest; });
     }
 }
 
@@ -85,10 +85,10 @@ bool Worker::Pause(std::chrono::nanoseconds time) {
     const auto interrupted = [this] { return m_sleepRequest || m_exitRequest; };
     const auto end =
         std::chrono::steady_clock::now() + std::min<std::chrono::nanoseconds>(time, std::chrono::hours(24));
-    std::unique_lock<std::mutex> lock(m_wakeMutex);
+    MutexLock lock(m_wakeMutex);
     for (auto now = std::chrono::steady_clock::now(); now < end; now = std::chrono::steady_clock::now()) {
         // RequestSleep does not notify, so the wait looks up now and then.
-        if (m_wakeChanged.wait_until(lock, std::min(end, now + c_Slice), interrupted)) {
+        if (m_wakeChanged.WaitUntil(lock, std::min(end, now + c_Slice), interrupted)) {
             return false;
         }
     }
@@ -96,7 +96,7 @@ bool Worker::Pause(std::chrono::nanoseconds time) {
 }
 
 bool Worker::IsAsleep() {
-    const std::lock_guard<std::mutex> lock(m_sleepMutex);
+    const MutexLock lock(m_sleepMutex);
     return m_sleeping && m_sleepRequest;
 }
 

@@ -6,11 +6,11 @@
 // c_MaxNap at most.
 #pragma once
 
+#include "NimbUnityPluginML/Mutex.h"
+
 #include <atomic>
 #include <chrono>
-#include <condition_variable>
 #include <functional>
-#include <mutex>
 #include <thread>
 #include <utility>
 
@@ -38,7 +38,7 @@ public:
 
     void Wake() noexcept {
         m_sleepRequest = false;
-        m_wakeChanged.notify_one();
+        m_wakeChanged.NotifyOne();
     }
 
     /// Waits until the worker sleeps; at once if there is no thread. Every few milliseconds it calls `unblock`, which
@@ -73,12 +73,12 @@ private:
     std::atomic<bool> m_exitRequest{false};
     std::atomic<bool> m_sleepRequest{true};
 
-    std::mutex m_sleepMutex;  // guards m_sleeping; the request is tested and m_sleeping cleared under it
-    std::condition_variable m_sleepChanged;
-    bool m_sleeping = false;
+    Mutex m_sleepMutex;  // the request is tested and m_sleeping cleared under it
+    Condition m_sleepChanged;
+    bool m_sleeping NIMB_GUARDED_BY(m_sleepMutex) = false;
 
-    std::mutex m_wakeMutex;  // guards nothing but the wait
-    std::condition_variable m_wakeChanged;
+    Mutex m_wakeMutex;  // guards nothing but the wait
+    Condition m_wakeChanged;
 };
 
 }  // namespace Nimb::Plugin

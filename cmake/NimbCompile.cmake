@@ -8,6 +8,8 @@ target_compile_options(nimb_compile_options INTERFACE
   -ffp-contract=off
   # Assertion texts name files relative to the repository, wherever it was built.
   "-fmacro-prefix-map=${CMAKE_SOURCE_DIR}/="
+  # Whether what a mutex guards is touched without it; g++ does not know the annotations.
+  $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety>
   # At -O3 g++ 12 takes the growth of any byte vector for an overflow; the sanitizer builds look for real ones.
   $<$<CXX_COMPILER_ID:GNU>:-Wno-stringop-overflow>)
 
