@@ -104,8 +104,8 @@ bool QuorObject::OpenMedia(const char* path) {
     // Releases what the previous file left; its workers sleep.
     m_clock.Restart();
     m_durationUs = 0;
-    m_videoEndQueued = false;
-    m_audioEndQueued = false;
+    m_videoInput.endQueued = false;
+    m_audioInput.endQueued = false;
     m_endReported = false;
     m_endOfStream = false;
     return ConfigureTracks();
@@ -209,7 +209,7 @@ bool QuorObject::ConfigureAudioTrack(MLHandle format, std::size_t index, const c
     MLMediaExtractorSelectTrack(m_extractor, index);
 
     ReleaseCodec(m_audioCodec, m_audioWorker);
-    ReleaseSound();
+    m_audioOutput.Release();
     MLHandle codec = ML_INVALID_HANDLE;
     MLMediaCodecCreateCodec(MLMediaCodecCreation_ByType, MLMediaCodecType_Decoder, mime, &codec);
     MLResult result = MLMediaCodecConfigure(codec, format, 0);
@@ -226,20 +226,13 @@ bool QuorObject::ConfigureAudioTrack(MLHandle format, std::size_t index, const c
     m_audioCodec = codec;
     m_audioOutputEOS = false;
 
-    // Whatever the track's format is: the platform's decoders deliver this one.
-    const MLAudioBufferFormat soundFormat{2, 48000, 16, 16, MLAudioSampleFormat_Int, 0};
-    constexpr std::uint32_t soundBufferBytes = 4096;
-    MLHandle sound = ML_INVALID_HANDLE;
-    if (MLAudioCreateSoundWithOutputStream(&soundFormat, soundBufferBytes, nullptr, this, &sound) != MLResult_Ok) {
-        NIMB_LOG_ERROR("[%i] MLAudioCreateSoundWithOutputStream failed", m_id);
+    if (!m_audioOutput.Create(this)) {
         return false;
     }
-    m_sound = sound;
     if (const float scale = m_clock.Scale(); scale != 1.0f) {
-        SetPitch(scale);  // the clock's scale outlives files and their sounds
+        m_audioOutput.SetPitch(scale);  // the clock's scale outlives files and their sounds
     }
-    if (MLAudioStartSound(sound) != MLResult_Ok) {
-        NIMB_LOG_ERROR("[%i] MLAudioStartSound failed", m_id);
+    if (!m_audioOutput.Start()) {
         return false;
     }
     m_audioWorker.Start("NimbAudio", [this] { AudioThreadFunc(); });
@@ -269,7 +262,7 @@ void QuorObject::ReleaseMedia() {
     m_audioWorker.RequestSleep();
     ReleaseCodec(m_videoCodec, m_videoWorker);
     ReleaseCodec(m_audioCodec, m_audioWorker);
-    ReleaseSound();
+    m_audioOutput.Release();
     m_abandon = false;
     m_framesAvailable = 0;
     m_meshFrames.BeginFile();  // meshes that are still being decoded no longer belong to anything
@@ -280,17 +273,6 @@ void QuorObject::ReleaseMedia() {
 void QuorObject::WithdrawVideoCodec() {
     const MutexLock lock(m_renderMutex);
     m_renderCodec = ML_INVALID_HANDLE;
-}
-
-/// The audio thread sleeps.
-void QuorObject::ReleaseSound() {
-    const MLHandle sound = m_sound.exchange(ML_INVALID_HANDLE);
-    if (sound != ML_INVALID_HANDLE) {
-        MLAudioStopSound(sound);
-        MLAudioDestroySound(sound);
-        m_audioBuffer = {};
-        m_audioBufferFilled = 0;
-    }
 }
 
 }  // namespace Nimb::Plugin

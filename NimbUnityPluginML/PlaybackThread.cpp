@@ -55,8 +55,8 @@ void QuorObject::PlaybackIteration() {
 
 void QuorObject::EndOfInput(std::int64_t scaledTime) {
     NIMB_LOG_INFO("[%i] input EOS", m_id);
-    if (!QueueEndOfStream(m_videoCodec, &m_videoInput, &m_videoEndQueued, scaledTime) ||
-        !QueueEndOfStream(m_audioCodec, &m_audioInput, &m_audioEndQueued, scaledTime)) {
+    if (!QueueEndOfStream(m_videoCodec, m_videoInput, scaledTime) ||
+        !QueueEndOfStream(m_audioCodec, m_audioInput, scaledTime)) {
         return;  // paused: the end is still to come
     }
     const bool hasOutput = m_videoCodec != ML_INVALID_HANDLE || m_audioCodec != ML_INVALID_HANDLE;
@@ -87,15 +87,15 @@ void QuorObject::EndOfInput(std::int64_t scaledTime) {
 
 /// Once a pass. Tries until the codec takes it, since without an end the output threads would never finish. Gives up
 /// when the player does not play any more: then false.
-bool QuorObject::QueueEndOfStream(MLHandle codec, std::int64_t* pIndex, bool* pQueued, std::int64_t scaledTime) {
-    if (codec == ML_INVALID_HANDLE || *pQueued) {
+bool QuorObject::QueueEndOfStream(MLHandle codec, CodecInput& input, std::int64_t scaledTime) {
+    if (codec == ML_INVALID_HANDLE || input.endQueued) {
         return true;
     }
     while (m_state == Playing && !m_playbackWorker.ExitRequested()) {
-        if (DequeueInput(codec, pIndex) && MLMediaCodecQueueInputBuffer(codec, std::exchange(*pIndex, -1), 0, 0,
-                                                                        static_cast<std::uint64_t>(scaledTime),
-                                                                        MLMediaCodecBufferFlag_EOS) == MLResult_Ok) {
-            *pQueued = true;
+        if (DequeueInput(codec, input) && MLMediaCodecQueueInputBuffer(codec, std::exchange(input.buffer, -1), 0, 0,
+                                                                       static_cast<std::uint64_t>(scaledTime),
+                                                                       MLMediaCodecBufferFlag_EOS) == MLResult_Ok) {
+            input.endQueued = true;
             return true;
         }
         m_playbackWorker.Pause(Worker::c_Rest);
@@ -105,25 +105,25 @@ bool QuorObject::QueueEndOfStream(MLHandle codec, std::int64_t* pIndex, bool* pQ
 
 /// Waits for an input buffer, unless one is left from before. False when there is none, as after a flush; then the
 /// iteration ends without advancing.
-bool QuorObject::DequeueInput(MLHandle codec, std::int64_t* pIndex) {
-    if (*pIndex >= 0) {
+bool QuorObject::DequeueInput(MLHandle codec, CodecInput& input) {
+    if (input.buffer >= 0) {
         return true;
     }
-    const MLResult result = MLMediaCodecDequeueInputBuffer(codec, c_NoTimeout, pIndex);
-    if (result == MLResult_Ok && *pIndex >= 0) {
+    const MLResult result = MLMediaCodecDequeueInputBuffer(codec, c_NoTimeout, &input.buffer);
+    if (result == MLResult_Ok && input.buffer >= 0) {
         return true;
     }
-    *pIndex = -1;
+    input.buffer = -1;
     m_playbackWorker.Pause(Worker::c_Rest);  // a codec that keeps refusing must not use up processor time
     return false;
 }
 
 /// Reads the current sample into an input buffer of the codec. False when the iteration is to end without advancing.
-/// With an empty sample the buffer stays in `*pIndex` for the next one, and `*pSize` is below 1.
-bool QuorObject::ReadSample(MLHandle codec, std::int64_t* pIndex, std::uint8_t** ppBuffer, std::int64_t* pSize) {
+/// With an empty sample the buffer stays in `input` for the next one, and `*pSize` is below 1.
+bool QuorObject::ReadSample(MLHandle codec, CodecInput& input, std::uint8_t** ppBuffer, std::int64_t* pSize) {
     std::size_t capacity = 0;
-    if (MLMediaCodecGetInputBufferPointer(codec, *pIndex, ppBuffer, &capacity) != MLResult_Ok) {
-        *pIndex = -1;  // flushed in between
+    if (MLMediaCodecGetInputBufferPointer(codec, input.buffer, ppBuffer, &capacity) != MLResult_Ok) {
+        input.buffer = -1;  // flushed in between
         return false;
     }
     *pSize = 0;
@@ -132,18 +132,18 @@ bool QuorObject::ReadSample(MLHandle codec, std::int64_t* pIndex, std::uint8_t**
 }
 
 void QuorObject::FeedAudio(std::int64_t scaledTime) {
-    if (!DequeueInput(m_audioCodec, &m_audioInput)) {
+    if (!DequeueInput(m_audioCodec, m_audioInput)) {
         return;
     }
     {
         const MutexLock lock(m_feedMutex);
         std::uint8_t* buffer = nullptr;
         std::int64_t size = 0;
-        if (!ReadSample(m_audioCodec, &m_audioInput, &buffer, &size)) {
+        if (!ReadSample(m_audioCodec, m_audioInput, &buffer, &size)) {
             return;
         }
         if (size > 0) {
-            MLMediaCodecQueueInputBuffer(m_audioCodec, std::exchange(m_audioInput, -1), 0,
+            MLMediaCodecQueueInputBuffer(m_audioCodec, std::exchange(m_audioInput.buffer, -1), 0,
                                          static_cast<std::size_t>(size), static_cast<std::uint64_t>(scaledTime), 0);
         }
     }
@@ -151,14 +151,14 @@ void QuorObject::FeedAudio(std::int64_t scaledTime) {
 }
 
 void QuorObject::FeedVideo(std::int64_t scaledTime) {
-    if (!DequeueInput(m_videoCodec, &m_videoInput)) {
+    if (!DequeueInput(m_videoCodec, m_videoInput)) {
         return;
     }
     {
         const MutexLock lock(m_feedMutex);
         std::uint8_t* buffer = nullptr;
         std::int64_t size = 0;
-        if (!ReadSample(m_videoCodec, &m_videoInput, &buffer, &size)) {
+        if (!ReadSample(m_videoCodec, m_videoInput, &buffer, &size)) {
             return;
         }
         if (size >= 1) {
@@ -175,7 +175,7 @@ void QuorObject::FeedVideo(std::int64_t scaledTime) {
                 m_meshFrames.GiveSlotBack();
                 throw;
             }
-            MLMediaCodecQueueInputBuffer(m_videoCodec, std::exchange(m_videoInput, -1), 0,
+            MLMediaCodecQueueInputBuffer(m_videoCodec, std::exchange(m_videoInput.buffer, -1), 0,
                                          static_cast<std::size_t>(size), static_cast<std::uint64_t>(scaledTime), 0);
         }
     }

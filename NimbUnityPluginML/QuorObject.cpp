@@ -82,7 +82,7 @@ bool QuorObject::Rewind() {
     StopOutput(m_videoWorker, [this] { MLMediaCodecFlush(m_videoCodec); });
     if (m_audioCodec != ML_INVALID_HANDLE) {
         StopOutput(m_audioWorker, [this] { MLMediaCodecFlush(m_audioCodec); });
-        m_audioBufferFilled = 0;  // what it holds is from before the rewind
+        m_audioOutput.DropFilled();
     }
     m_abandon = false;
     StartOver();
@@ -92,26 +92,7 @@ bool QuorObject::Rewind() {
 void QuorObject::SetClockScale(float scale) {
     NIMB_LOG_INFO("[%i] SetClockScale = %f", m_id, static_cast<double>(scale));
     m_clock.SetScale(scale);
-    if (m_sound != ML_INVALID_HANDLE) {
-        SetPitch(scale);
-    }
-}
-
-void QuorObject::SetPitch(float pitch) {
-    if (MLAudioSetSoundPitch(m_sound, pitch) != MLResult_Ok) {
-        NIMB_LOG_INFO("[%i] MLAudioSetSoundPitch failed", m_id);  // deliberately not an error
-    }
-}
-
-bool QuorObject::SetAudioVolume(float volume) {
-    if (m_sound == ML_INVALID_HANDLE) {
-        return false;
-    }
-    if (MLAudioSetSoundVolumeLinear(m_sound, volume) != MLResult_Ok) {
-        NIMB_LOG_ERROR("[%i] MLAudioSetSoundVolumeLinear failed", m_id);
-        return false;
-    }
-    return true;
+    m_audioOutput.SetPitch(scale);
 }
 
 int QuorObject::SetUnityBuffers(void* vb, int vbSize, void* ib, int ibSize, void* tex, int width, int height) {

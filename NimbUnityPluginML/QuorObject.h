@@ -19,6 +19,7 @@
 
 #include "NimbCore/NimbComPtr.h"
 #include "NimbCore/NimbMeshReader.h"
+#include "NimbUnityPluginML/AudioOutput.h"
 #include "NimbUnityPluginML/ConcurrentQueue.h"
 #include "NimbUnityPluginML/FileTail.h"
 #include "NimbUnityPluginML/FrameQueue.h"
@@ -28,7 +29,6 @@
 #include "NimbUnityPluginML/TextureCopy.h"
 #include "NimbUnityPluginML/Worker.h"
 
-#include <ml_audio.h>
 #include <ml_media_codec.h>
 #include <ml_media_extractor.h>
 #include <ml_media_format.h>
@@ -60,7 +60,7 @@ public:
     bool Pause();
     bool Rewind();
     void SetClockScale(float scale);
-    bool SetAudioVolume(float volume);
+    bool SetAudioVolume(float volume) { return m_audioOutput.SetVolume(volume); }
     void SetComputeNormals(bool computeNormals) noexcept { m_computeNormals = computeNormals; }
     bool GetFrameInfo(NimbFrameInfo* info);
     bool GetFileInfo(NimbFileInfo* info);
@@ -81,6 +81,13 @@ public:
 private:
     friend class MeshBarrier;  // of the tests
 
+    /// The input side of a codec.
+    struct CodecInput {
+        std::int64_t buffer = -1;  ///< playback thread: the buffer in hand, -1 when there is none
+        bool endQueued =
+            false;  ///< also the script thread while that sleeps: the codec was told of the end of this pass
+    };
+
     // Open and Close.
     void ReadFileTail(std::FILE* file);
     bool OpenMedia(const char* path);
@@ -90,8 +97,6 @@ private:
     void StartWorkers();
     void ReleaseMedia();
     void WithdrawVideoCodec();
-    void ReleaseSound();
-    void SetPitch(float pitch);
     bool ReadFileAttributes(NimbFileInfo* info, bool* pFailed);
 
     // How it stops, and why like this: Stopping.cpp.
@@ -112,12 +117,12 @@ private:
     void PlaybackThreadFunc();
     void PlaybackIteration();
     void EndOfInput(std::int64_t scaledTime);
-    bool QueueEndOfStream(MLHandle codec, std::int64_t* pIndex, bool* pQueued, std::int64_t scaledTime);
+    bool QueueEndOfStream(MLHandle codec, CodecInput& input, std::int64_t scaledTime);
     void FeedAudio(std::int64_t scaledTime);
     void FeedVideo(std::int64_t scaledTime);
     bool TakeMeshSlot() NIMB_REQUIRES(m_feedMutex);
-    bool DequeueInput(MLHandle codec, std::int64_t* pIndex);
-    bool ReadSample(MLHandle codec, std::int64_t* pIndex, std::uint8_t** ppBuffer, std::int64_t* pSize)
+    bool DequeueInput(MLHandle codec, CodecInput& input);
+    bool ReadSample(MLHandle codec, CodecInput& input, std::uint8_t** ppBuffer, std::int64_t* pSize)
         NIMB_REQUIRES(m_feedMutex);
 
     // Mesh thread.
@@ -134,10 +139,6 @@ private:
     void DeferOverduePicture();
     void AudioThreadFunc();
     void AudioIteration();
-    void PlayAudio(const BYTE* data, std::size_t size);
-    bool TakeAudioBuffer();
-    void ReleaseAudioBuffer();
-    void FinishAudio();
 
     // Render thread.
     void ShowFrame(MLHandle nativeBuffer, const FrameQueue::Matched& matched) NIMB_REQUIRES(m_renderMutex);
@@ -158,7 +159,6 @@ private:
     std::atomic<MLHandle> m_extractor{ML_INVALID_HANDLE};
     std::atomic<MLHandle> m_videoCodec{ML_INVALID_HANDLE};
     std::atomic<MLHandle> m_audioCodec{ML_INVALID_HANDLE};
-    std::atomic<MLHandle> m_sound{ML_INVALID_HANDLE};
 
     // Flags between the threads.
     std::atomic<bool> m_videoOutputEOS{false};
@@ -213,17 +213,12 @@ private:
     /// Of the mesh last uploaded: its indices need no second upload.
     NIMBCORE::CComPtr<INimbBuffer> m_lastIndexBuffer NIMB_GUARDED_BY(m_unityMutex);
 
-    // Playback thread: input buffers in hand, -1 when there is none.
-    std::int64_t m_videoInput = -1;
-    std::int64_t m_audioInput = -1;
+    // Playback thread.
+    CodecInput m_videoInput;
+    CodecInput m_audioInput;
 
-    // Playback thread, and the script thread while that sleeps: whether the codec was told the end of this pass.
-    bool m_videoEndQueued = false;
-    bool m_audioEndQueued = false;
-
-    // Audio thread, and the script thread while that sleeps: the output buffer being filled.
-    MLAudioBuffer m_audioBuffer{};
-    std::size_t m_audioBufferFilled = 0;
+    // Script thread and audio thread.
+    AudioOutput m_audioOutput{m_id};
 
     // Render thread; the mesh thread cleans it up at its end.
     TextureCopy m_textureCopy{m_id};

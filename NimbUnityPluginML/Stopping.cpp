@@ -68,8 +68,8 @@ void QuorObject::ReleaseCodec(std::atomic<MLHandle>& codec, Worker& worker) {
 
 /// For the file's start after a rewind or in a loop: the playback thread sleeps or is the caller, the others sleep.
 void QuorObject::StartOver() {
-    m_videoEndQueued = false;
-    m_audioEndQueued = false;
+    m_videoInput.endQueued = false;
+    m_audioInput.endQueued = false;
     m_endReported = false;
     m_audioOutputEOS = false;
     m_videoOutputEOS = false;
