@@ -82,20 +82,15 @@ void PrepareContext(const Setup& setup, Nimb::CNimbMeshReaderCtx& ctx) {
 }
 
 Outcome Run(Stage stage, const Setup& setup, const BYTE* data, std::size_t size, BYTE pattern) {
-    NimbTest::PatternAllocator allocator(pattern, 1u << 20);
-    CNimbMeshReader reader;
-    reader.Initialize(&allocator, setup.vertexFormat);
-    Nimb::CNimbMeshReaderCtx ctx;
-    PrepareContext(setup, ctx);
-    CStreamingMeshHeader header = MakeHeader(setup);
-    NimbTest::MemoryStream stream(data, size);
-    NIMBCORE::CComPtr<INimbBuffer> buffer;
+    NimbTest::SectionReader sections(setup.vertexFormat, pattern, 1u << 20);
+    PrepareContext(setup, sections.ctx);
+    sections.header = MakeHeader(setup);
     Outcome outcome;
-    outcome.hr = (reader.*stage)(&ctx, &stream, &header, &buffer);
+    outcome.hr = sections.Run(stage, data, size);
     if (Succeeded(outcome.hr)) {
-        outcome.bytes = NimbTest::Contents<BYTE>(buffer);
+        outcome.bytes = sections.Output<BYTE>();
         for (std::size_t i = 0; !c_IsIndexSection && i < setup.count; ++i) {
-            const Nimb::__vector4& p = (*ctx.m_pPrevMesh)[i];
+            const Nimb::__vector4& p = (*sections.ctx.m_pPrevMesh)[i];
             outcome.history.insert(outcome.history.end(), {p.x, p.y, p.z});
         }
     }

@@ -7,6 +7,7 @@
 #include "Authoring/Codec/XtraAttributes.h"
 #include "Authoring/Frame/DeltaSection.h"
 #include "Authoring/Frame/FrameEncoder.h"
+#include "Tests/Support/Frames.h"
 #include "Tests/Support/TestSupport.h"
 
 #include <cctype>
@@ -60,41 +61,23 @@ Bytes Sequence(UINT32 layout, const std::vector<Bytes>& frames) {
 }
 
 std::vector<Bytes> MakeClip(IndexCoding indices, DeltaCoding coding, bool normals) {
-    const Mesh mesh = NimbTest::MakeSheet(4, 3);
     KeyFrameOptions key;
     key.indices = indices;
     key.normals = normals;
-    FrameEncoder encoder;
-    std::vector<Bytes> clip{encoder.KeyFrame(mesh, key).bytes};
-    for (UINT32 i = 1; i <= 2; ++i) {
-        DeltaFrameOptions delta;
-        delta.coding = coding;
-        delta.maxError = 0.002;
-        delta.normals = normals;
-        clip.push_back(encoder.DeltaFrame(NimbTest::Moved(mesh, i), delta).bytes);
-    }
-    return clip;
+    DeltaFrameOptions delta;
+    delta.coding = coding;
+    delta.maxError = 0.002;
+    delta.normals = normals;
+    return NimbTest::EncodeClip(NimbTest::MakeSheet(4, 3), key, {delta, delta});
 }
 
 std::vector<Bytes> MakeTemporalClip() {
+    const NimbTest::TwoSubMeshes how{
+        {0, 1}, {}, {DeltaCoding::Golomb, DeltaCoding::Golomb}, SolveTransform(PlaceInAtlas(0.5f, 0.5f, 0.25f, 0.25f))};
+    const Mesh mesh = NimbTest::MakeSheet(3, 3), moved = NimbTest::Moved(mesh, 1);
     FrameEncoder encoder;
-    std::vector<Bytes> clip;
-    const Mesh mesh = NimbTest::MakeSheet(3, 3);
-    for (UINT32 time = 0; time < 2; ++time) {
-        const Mesh moved = NimbTest::Moved(mesh, time);
-        std::vector<SubFrame> subFrames(2);
-        for (UINT32 k = 0; k < 2; ++k) {
-            subFrames[k].mesh = &moved;
-            subFrames[k].key.subMeshId = k;
-            if (time > 0) {
-                subFrames[k].delta.emplace();
-                subFrames[k].delta->subMeshId = k;
-                subFrames[k].delta->coding = DeltaCoding::Golomb;
-            }
-        }
-        subFrames[1].transform = SolveTransform(PlaceInAtlas(0.5f, 0.5f, 0.25f, 0.25f));
-        clip.push_back(encoder.TemporalFrame(subFrames).bytes);
-    }
+    std::vector<Bytes> clip{how.Encode(encoder, mesh, mesh, false).bytes};
+    clip.push_back(how.Encode(encoder, moved, moved, true).bytes);
     return clip;
 }
 

@@ -24,6 +24,7 @@ using Nimb::Authoring::Image;
 using Nimb::Authoring::Mesh;
 using Nimb::Authoring::Vec2;
 using Nimb::Authoring::Vec3;
+using NimbTest::Shuffled;
 
 /// Frames in memory.
 class TestSource final : public Nimb::Authoring::MeshSource {
@@ -76,27 +77,6 @@ Mesh Sheet(UINT32 columns, UINT32 rows, float z, UINT32 frame) {
                              static_cast<float>(i / columns) / static_cast<float>(rows - 1)};
     }
     return mesh;
-}
-
-/// The same surface as an exporter writes it that numbers vertices and faces as it likes.
-Mesh Shuffled(const Mesh& mesh, UINT32 seed) {
-    NimbTest::Random random(seed);
-    std::vector<UINT32> place(mesh.positions.size());
-    for (UINT32 i = 0; i < place.size(); ++i) {
-        place[i] = i;
-        std::swap(place[i], place[random.Below(i + 1)]);
-    }
-    Mesh out = mesh;
-    for (std::size_t i = 0; i < place.size(); ++i) {
-        out.positions[place[i]] = mesh.positions[i];
-        out.texCoords[place[i]] = mesh.texCoords[i];
-    }
-    for (std::size_t i = 0; i < out.faces.size(); ++i) {
-        const auto& v = mesh.faces[i].v;
-        out.faces[i] = {{place[v[1]], place[v[2]], place[v[0]]}};
-    }
-    std::reverse(out.faces.begin(), out.faces.end());
-    return out;
 }
 
 /// Two materials. Vertices are shuffled from frame 3 on, both sheets have another topology from frame 6 on, and the

@@ -22,14 +22,6 @@ using Nimb::Authoring::ClipError;
 using Nimb::Authoring::Mp4Writer;
 using Nimb::Authoring::VideoTrackOptions;
 
-VideoTrackOptions Size(int width, int height) {
-    VideoTrackOptions options;
-    options.width = width;
-    options.height = height;
-    options.preset = "veryfast";
-    return options;
-}
-
 void AddPicture(Mp4Writer& writer, int number, const VideoTrackOptions& options, const Bytes& mesh) {
     const auto pixels = PaintNumber(number, options.width, options.height);
     writer.AddFrame(pixels.data(), static_cast<std::size_t>(options.width) * 4, mesh);
@@ -52,7 +44,7 @@ std::vector<Bytes> AwkwardMeshes(std::size_t count) {
 TEST(Mp4Writer, EveryMeshComesBackAndOrdinaryPlayersPlayTheFile) {
     const TemporaryFolder folder;
     const std::string path = folder / "clip.mp4";
-    const VideoTrackOptions options = Size(96, 64);
+    const VideoTrackOptions options = ClipTracks::SmallVideo(96, 64);
     const std::vector<Bytes> meshes = AwkwardMeshes(60);
     {
         Mp4Writer writer(path, options, AudioTrackOptions{});
@@ -84,17 +76,18 @@ TEST(Mp4Writer, EveryMeshComesBackAndOrdinaryPlayersPlayTheFile) {
 TEST(Mp4Writer, RefusalsSayWhatAndWhere) {
     const TemporaryFolder folder;
     for (const auto& [width, height] : {std::pair{63, 64}, {64, 65}, {0, 64}, {14, 64}, {4098, 64}}) {
-        EXPECT_THROW(Mp4Writer(folder / "clip.mp4", Size(width, height)), std::invalid_argument) << width;
+        EXPECT_THROW(Mp4Writer(folder / "clip.mp4", ClipTracks::SmallVideo(width, height)), std::invalid_argument)
+            << width;
     }
     try {
-        Mp4Writer writer(folder / "nowhere/clip.mp4", Size(64, 64));
+        Mp4Writer writer(folder / "nowhere/clip.mp4", ClipTracks::SmallVideo(64, 64));
         FAIL() << "no error";
     } catch (const ClipError& error) {
         EXPECT_NE(std::string(error.what()).find("nowhere/clip.mp4: cannot be written: No such file"),
                   std::string::npos)
             << error.what();
     }
-    Mp4Writer writer(folder / "clip.mp4", Size(64, 64));
+    Mp4Writer writer(folder / "clip.mp4", ClipTracks::SmallVideo(64, 64));
     const float silence[2] = {};
     EXPECT_THROW(writer.AddAudio(silence, 1), std::invalid_argument);
 }
@@ -103,7 +96,7 @@ TEST(Mp4Writer, AnInterruptedRunLeavesNothing) {
     const TemporaryFolder folder;
     WriteFile(folder / "clip.mp4", {'o', 'l', 'd'});
     {
-        const VideoTrackOptions options = Size(64, 64);
+        const VideoTrackOptions options = ClipTracks::SmallVideo(64, 64);
         Mp4Writer writer(folder / "clip.mp4", options);
         AddPicture(writer, 0, options, {1});
     }
@@ -117,7 +110,7 @@ TEST(Mp4Writer, AFullDiskIsAnError) {
     const TemporaryFolder folder;
     const std::string path = folder / "clip.mp4";
     std::filesystem::create_symlink("/dev/full", path + ".part" + std::to_string(getpid()));
-    const VideoTrackOptions options = Size(256, 256);
+    const VideoTrackOptions options = ClipTracks::SmallVideo(256, 256);
     EXPECT_THROW(
         {
             Mp4Writer writer(path, options);

@@ -11,8 +11,8 @@
 using Nimb::CNimbMeshReader;
 using Nimb::CNimbMeshReaderCtx;
 using NimbTest::AssertionRecorder;
-using NimbTest::Frame;
-using NimbTest::Reader;
+using NimbTest::DecodedFrame;
+using NimbTest::FrameReader;
 using NimbTest::Wire;
 
 namespace {
@@ -38,7 +38,7 @@ Wire PlainDelta(std::initializer_list<unsigned> bytes) {
     return DeltaHeader(3).Floats({0, 0, 0, 255, 255, 255}).Bytes(bytes);
 }
 
-std::vector<float> Positions(const Frame& frame) {
+std::vector<float> Positions(const DecodedFrame& frame) {
     const std::vector<float> floats = frame.Floats();
     std::vector<float> positions;
     for (std::size_t i = 0; i < floats.size(); i += 5) {
@@ -49,12 +49,11 @@ std::vector<float> Positions(const Frame& frame) {
 
 std::string FailureOf(const Wire& wire, HRESULT expected = E_UNEXPECTED) {
     AssertionRecorder recorder;
-    Reader reader(13);
-    Frame frame;
-    EXPECT_EQ(reader.Read(KeyFrame(), &frame), S_OK);
-    EXPECT_EQ(reader.Read(wire, &frame), expected);
+    FrameReader reader(13);
+    EXPECT_EQ(reader.Read(KeyFrame()), S_OK);
+    EXPECT_EQ(reader.Read(wire), expected);
     const std::string text = AssertionRecorder::Text();
-    EXPECT_EQ(reader.Read(KeyFrame(), &frame), S_OK) << "the next key frame must decode";
+    EXPECT_EQ(reader.Read(KeyFrame()), S_OK) << "the next key frame must decode";
     return text;
 }
 
@@ -80,52 +79,49 @@ Wire Frequencies(std::initializer_list<std::pair<std::size_t, INT32>> entries) {
 }  // namespace
 
 TEST(DeltaVertices, ExtrapolatesFromTheSecondFrameOn) {
-    Reader reader(13);
-    Frame frame;
-    ASSERT_EQ(reader.Read(KeyFrame(), &frame), S_OK);
-    ASSERT_EQ(reader.Read(PlainDelta({1, 2, 3, 0, 0, 255}), &frame), S_OK);
-    EXPECT_EQ(Positions(frame), (std::vector<float>{101, 202, 303, 1000, 2000, 3255}));
+    FrameReader reader(13);
+    ASSERT_EQ(reader.Read(KeyFrame()), S_OK);
+    ASSERT_EQ(reader.Read(PlainDelta({1, 2, 3, 0, 0, 255})), S_OK);
+    EXPECT_EQ(Positions(reader.frame), (std::vector<float>{101, 202, 303, 1000, 2000, 3255}));
     // Without corrections the motion of the last step goes on.
-    ASSERT_EQ(reader.Read(PlainDelta({0, 0, 0, 0, 0, 0}), &frame), S_OK);
-    EXPECT_EQ(Positions(frame), (std::vector<float>{102, 204, 306, 1000, 2000, 3510}));
-    ASSERT_EQ(reader.Read(PlainDelta({10, 0, 0, 0, 0, 0}), &frame), S_OK);
-    EXPECT_EQ(Positions(frame), (std::vector<float>{113, 206, 309, 1000, 2000, 3765}));
+    ASSERT_EQ(reader.Read(PlainDelta({0, 0, 0, 0, 0, 0})), S_OK);
+    EXPECT_EQ(Positions(reader.frame), (std::vector<float>{102, 204, 306, 1000, 2000, 3510}));
+    ASSERT_EQ(reader.Read(PlainDelta({10, 0, 0, 0, 0, 0})), S_OK);
+    EXPECT_EQ(Positions(reader.frame), (std::vector<float>{113, 206, 309, 1000, 2000, 3765}));
     // A key frame starts over: no motion is predicted after it.
-    ASSERT_EQ(reader.Read(KeyFrame(), &frame), S_OK);
-    ASSERT_EQ(reader.Read(PlainDelta({0, 0, 0, 0, 0, 0}), &frame), S_OK);
-    EXPECT_EQ(Positions(frame), (std::vector<float>{100, 200, 300, 1000, 2000, 3000}));
+    ASSERT_EQ(reader.Read(KeyFrame()), S_OK);
+    ASSERT_EQ(reader.Read(PlainDelta({0, 0, 0, 0, 0, 0})), S_OK);
+    EXPECT_EQ(Positions(reader.frame), (std::vector<float>{100, 200, 300, 1000, 2000, 3000}));
 }
 
 TEST(DeltaVertices, OutputIsClampedHistoryIsNot) {
-    Reader reader(13);
-    Frame frame;
-    ASSERT_EQ(reader.Read(KeyFrame(), &frame), S_OK);
+    FrameReader reader(13);
+    ASSERT_EQ(reader.Read(KeyFrame()), S_OK);
     const Wire outside = DeltaHeader(3).Floats({-200, 0, 0, 0, 0, 0}).Bytes({0, 0, 0, 0, 0, 0});
-    ASSERT_EQ(reader.Read(outside, &frame), S_OK);
-    EXPECT_EQ(Positions(frame)[0], 0.0f);
+    ASSERT_EQ(reader.Read(outside), S_OK);
+    EXPECT_EQ(Positions(reader.frame)[0], 0.0f);
     const Wire still = DeltaHeader(3).Floats({300, 0, 0, 300, 0, 0}).Bytes({0, 0, 0, 0, 0, 0});
-    ASSERT_EQ(reader.Read(still, &frame), S_OK);
-    EXPECT_EQ(Positions(frame)[0], 0.0f);  // -100 - 200 + 300: the history went on from -100, not from 0
-    EXPECT_EQ(Positions(frame)[3], 900.0f);
+    ASSERT_EQ(reader.Read(still), S_OK);
+    EXPECT_EQ(Positions(reader.frame)[0], 0.0f);  // -100 - 200 + 300: the history went on from -100, not from 0
+    EXPECT_EQ(Positions(reader.frame)[3], 900.0f);
 }
 
 TEST(DeltaVertices, VerticesThatMeetGoOnByTheirOwnMotion) {
     // The last two records are missing, so the three vertices start in one place. The last two meet again on the way.
-    Reader reader(13);
-    Frame frame;
+    FrameReader reader(13);
     Wire key = Wire().Version(2, 1, 5, 1).Floats({0, 0, 0, 65535, 65535, 65535}).U32(3).U32(0).U32(0);
-    ASSERT_EQ(reader.Read(key.Vertex(0, 0, 0, -32768, 32767), &frame), S_OK);
-    const float start = Positions(frame)[0];
-    ASSERT_EQ(reader.Read(PlainDelta({0, 0, 0, 10, 10, 10, 0, 0, 0}), &frame), S_OK);
-    ASSERT_EQ(reader.Read(PlainDelta({0, 0, 0, 0, 0, 0, 20, 20, 20}), &frame), S_OK);
-    ASSERT_EQ(reader.Read(PlainDelta({0, 0, 0, 0, 0, 0, 0, 0, 0}), &frame), S_OK);
-    const std::vector<float> p = Positions(frame);
+    ASSERT_EQ(reader.Read(key.Vertex(0, 0, 0, -32768, 32767)), S_OK);
+    const float start = Positions(reader.frame)[0];
+    ASSERT_EQ(reader.Read(PlainDelta({0, 0, 0, 10, 10, 10, 0, 0, 0})), S_OK);
+    ASSERT_EQ(reader.Read(PlainDelta({0, 0, 0, 0, 0, 0, 20, 20, 20})), S_OK);
+    ASSERT_EQ(reader.Read(PlainDelta({0, 0, 0, 0, 0, 0, 0, 0, 0})), S_OK);
+    const std::vector<float> p = Positions(reader.frame);
     EXPECT_EQ(p[0], start);
     EXPECT_EQ(p[3], start + 30);
     EXPECT_EQ(p[6], start + 40);
-    EXPECT_EQ(frame.Floats()[3], 0.0f) << "nor do they lose their texture coordinates";
-    EXPECT_EQ(frame.Floats()[4], 1.0f);
-    EXPECT_GT(frame.Floats()[8], 0.4f);
+    EXPECT_EQ(reader.frame.Floats()[3], 0.0f) << "nor do they lose their texture coordinates";
+    EXPECT_EQ(reader.frame.Floats()[4], 1.0f);
+    EXPECT_GT(reader.frame.Floats()[8], 0.4f);
 }
 
 TEST(DeltaVertices, PlainSectionRejections) {
@@ -137,9 +133,8 @@ TEST(DeltaVertices, PlainSectionRejections) {
     EXPECT_EQ(FailureOf(DeltaHeader(6).UnitBox()), "Unsupported vertex format");
 
     AssertionRecorder recorder;
-    Reader reader(13);
-    Frame frame;
-    EXPECT_EQ(reader.Read(PlainDelta({}), &frame), E_UNEXPECTED);
+    FrameReader reader(13);
+    EXPECT_EQ(reader.Read(PlainDelta({})), E_UNEXPECTED);
     EXPECT_EQ(AssertionRecorder::Text(), "pCtx->m_pPrevMesh");
 }
 
@@ -162,9 +157,8 @@ TEST(HuffmanTree, TiesGoAsTheFormatSays) {
 }
 
 TEST(HuffmanVertices, DecodesAxisByAxis) {
-    Reader reader(13);
-    Frame frame;
-    ASSERT_EQ(reader.Read(KeyFrame(), &frame), S_OK);
+    FrameReader reader(13);
+    ASSERT_EQ(reader.Read(KeyFrame()), S_OK);
     // x: 5 is left (0) and 9 right (1); y: no bits, all 0; z: three symbols, the most frequent with one bit.
     Wire wire = HuffmanHead(2, c_NoBits, 3);
     wire += Frequencies({{5, 1}, {9, 2}});
@@ -172,8 +166,8 @@ TEST(HuffmanVertices, DecodesAxisByAxis) {
     wire += Frequencies({{77, 3}});
     wire += Frequencies({{1, 1}, {2, 1}, {200, 5}});
     wire.U32(0xA0000000);  // 1, then 01
-    ASSERT_EQ(reader.Read(wire, &frame), S_OK);
-    const std::vector<float> p = Positions(frame);
+    ASSERT_EQ(reader.Read(wire), S_OK);
+    const std::vector<float> p = Positions(reader.frame);
     EXPECT_EQ(p[0], 105.0f);
     EXPECT_EQ(p[3], 1009.0f);
     EXPECT_EQ(p[1], 200.0f);
@@ -182,16 +176,15 @@ TEST(HuffmanVertices, DecodesAxisByAxis) {
 }
 
 TEST(HuffmanVertices, FewerSymbolsThanVerticesLeaveZeros) {
-    Reader reader(13);
-    Frame frame;
-    ASSERT_EQ(reader.Read(KeyFrame(), &frame), S_OK);
+    FrameReader reader(13);
+    ASSERT_EQ(reader.Read(KeyFrame()), S_OK);
     Wire wire = HuffmanHead(1, c_NoBits, c_NoBits);
     wire += Frequencies({{5, 1}, {9, 1}});
     wire.U32(0) += Frequencies({});
     wire += Frequencies({});
-    ASSERT_EQ(reader.Read(wire, &frame), S_OK);
-    EXPECT_EQ(Positions(frame)[0], 105.0f);
-    EXPECT_EQ(Positions(frame)[3], 1000.0f);
+    ASSERT_EQ(reader.Read(wire), S_OK);
+    EXPECT_EQ(Positions(reader.frame)[0], 105.0f);
+    EXPECT_EQ(Positions(reader.frame)[3], 1000.0f);
 }
 
 TEST(HuffmanVertices, Rejections) {
@@ -234,17 +227,16 @@ TEST(GolombVertices, DecodesAndRejects) {
         }
         return wire;
     };
-    Reader reader(13);
-    Frame frame;
-    ASSERT_EQ(reader.Read(KeyFrame(), &frame), S_OK);
+    FrameReader reader(13);
+    ASSERT_EQ(reader.Read(KeyFrame()), S_OK);
     // m = 2; the codes are 00 (0), 01 (-1) and 100 (+1).
-    ASSERT_EQ(reader.Read(section({4, 5, 4}).U32(0x10000000).U32(0x60000000).U32(0), &frame), S_OK);
-    EXPECT_EQ(Positions(frame), (std::vector<float>{110, 219, 330, 1009, 2021, 3030}));
+    ASSERT_EQ(reader.Read(section({4, 5, 4}).U32(0x10000000).U32(0x60000000).U32(0)), S_OK);
+    EXPECT_EQ(Positions(reader.frame), (std::vector<float>{110, 219, 330, 1009, 2021, 3030}));
 
     // Surplus symbols are ignored as long as all axes have as many.
-    ASSERT_EQ(reader.Read(KeyFrame(), &frame), S_OK);
-    ASSERT_EQ(reader.Read(section({6, 6, 6}).U32(0).U32(0).U32(0), &frame), S_OK);
-    EXPECT_EQ(Positions(frame)[5], 3030.0f);
+    ASSERT_EQ(reader.Read(KeyFrame()), S_OK);
+    ASSERT_EQ(reader.Read(section({6, 6, 6}).U32(0).U32(0).U32(0)), S_OK);
+    EXPECT_EQ(Positions(reader.frame)[5], 3030.0f);
 
     EXPECT_EQ(FailureOf(section({4, 6, 4}).U32(0).U32(0).U32(0)),
               "len == decompressedDataSingleAxis[1].size() && len == decompressedDataSingleAxis[2].size()");
@@ -273,14 +265,12 @@ TEST(DeltaVertices, OfSeveralFaultsTheFirstCounts) {
     // The stream fails at read `failAt`, and buffers of a delta frame are refused with E_FAIL, or not.
     const auto outcome = [](const Wire& wire, std::size_t failAt, bool buffers = true) {
         NimbTest::PatternAllocator allocator(0, buffers ? 1000 : 0);
-        Reader reader(13);
-        Frame frame;
-        EXPECT_EQ(reader.Read(KeyFrame(), &frame), S_OK);
+        FrameReader reader(13);
+        EXPECT_EQ(reader.Read(KeyFrame()), S_OK);
         reader.reader.Initialize(&allocator, 13);
         NimbTest::MemoryStream stream(wire.Data().data(), wire.Size(), failAt);
-        frame = Frame();
         AssertionRecorder recorder;
-        const HRESULT hr = reader.reader.ReadMesh(&stream, 0, &frame.vertices, &frame.indices);
+        const HRESULT hr = reader.Decode(&stream).hr;
         return std::make_pair(hr, AssertionRecorder::Text());
     };
     using Outcome = std::pair<HRESULT, std::string>;

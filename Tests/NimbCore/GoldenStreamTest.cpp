@@ -6,6 +6,7 @@
 // same stream. The second part is written by hand, as no encoder here writes it.
 #include "Authoring/Codec/TextureTransform.h"
 #include "Authoring/Frame/FrameEncoder.h"
+#include "Tests/Support/Frames.h"
 #include "Tests/Support/TestSupport.h"
 #include "Tests/Support/Wire.h"
 
@@ -69,24 +70,21 @@ Golden HashClip(const char* name, const std::vector<Bytes>& clip) {
 
 /// A key frame and five frames that follow it, in two of which a vertex leaves the box it is clamped to.
 std::vector<Bytes> MakeClip(IndexCoding indices, bool indicesFirst, bool normals, DeltaCoding coding, double maxError) {
-    const Mesh mesh = MakeSheet(7, 5);
     KeyFrameOptions key;
     key.indices = indices;
     key.indicesFirst = indicesFirst;
     key.normals = normals;
-    FrameEncoder encoder;
-    std::vector<Bytes> clip{encoder.KeyFrame(mesh, key).bytes};
+    std::vector<DeltaFrameOptions> deltas(5);
     for (UINT32 i = 1; i <= 5; ++i) {
-        DeltaFrameOptions delta;
+        DeltaFrameOptions& delta = deltas[i - 1];
         delta.coding = coding;
         delta.maxError = maxError;
         delta.normals = normals && i % 2 == 0;
         if (i > 3) {
             delta.box = Box{{0.125f, 0, -0.03125f}, {0.75f, 0.4375f, 0.03125f}};
         }
-        clip.push_back(encoder.DeltaFrame(Moved(mesh, i), delta).bytes);
     }
-    return clip;
+    return NimbTest::EncodeClip(MakeSheet(7, 5), key, deltas);
 }
 
 /// Delta frames of version 5 as they stand: how their encoder fits transforms is not the same to the last bit
@@ -120,24 +118,15 @@ std::vector<Bytes> MakeTransformClip() {
 }
 
 std::vector<Bytes> MakeTemporalClip() {
-    const Mesh meshes[2] = {MakeSheet(5, 4, 3), MakeSheet(3, 6, 4)};
+    const NimbTest::TwoSubMeshes how{{7, 6},
+                                     {IndexCoding::EdgeBreaker, IndexCoding::List2},
+                                     {DeltaCoding::Golomb, DeltaCoding::Quantised},
+                                     SolveTransform(PlaceInAtlas(0.3f, 0.7f, 0.6f, 0.1f))};
+    const Mesh first = MakeSheet(5, 4, 3), second = MakeSheet(3, 6, 4);
     FrameEncoder encoder;
     std::vector<Bytes> clip;
     for (UINT32 time = 0; time < 3; ++time) {
-        const Mesh moved[2] = {Moved(meshes[0], time), Moved(meshes[1], 5 * time)};
-        std::vector<SubFrame> subFrames(2);
-        for (UINT32 k = 0; k < 2; ++k) {
-            subFrames[k].mesh = &moved[k];
-            subFrames[k].key.subMeshId = 7 - k;
-            subFrames[k].key.indices = k == 0 ? IndexCoding::EdgeBreaker : IndexCoding::List2;
-            if (time > 0) {
-                subFrames[k].delta.emplace();
-                subFrames[k].delta->subMeshId = 7 - k;
-                subFrames[k].delta->coding = k == 0 ? DeltaCoding::Golomb : DeltaCoding::Quantised;
-            }
-        }
-        subFrames[1].transform = SolveTransform(PlaceInAtlas(0.3f, 0.7f, 0.6f, 0.1f));
-        clip.push_back(encoder.TemporalFrame(subFrames).bytes);
+        clip.push_back(how.Encode(encoder, Moved(first, time), Moved(second, 5 * time), time > 0).bytes);
     }
     return clip;
 }
@@ -207,10 +196,6 @@ TEST(GoldenStreams, DecodeToTheSameBytesEverywhere) {
 
 namespace {
 
-DecodedFrame DecodeWire(FrameReader& reader, const Wire& wire) {
-    return reader.Decode(wire.Data());
-}
-
 std::vector<float> PositionsOf(const DecodedFrame& frame) {
     std::vector<float> out;
     for (std::size_t at = 0; at < frame.vertices.size(); at += 20) {
@@ -240,7 +225,7 @@ TEST(HandWrittenStreams, OldKeyFrameThenBothOldDeltaLayouts) {
     key.Bytes({0xC0, 0, 1, 2});
     key.Bytes({0x80 | 0x01 | 0x08, 0x00, 0x00, 0x01, 0x00, 0x00, 0x01});
     FrameReader reader(13);
-    const DecodedFrame frame = DecodeWire(reader, key);
+    const DecodedFrame frame = reader.Decode(key);
     ASSERT_EQ(S_OK, frame.hr);
     EXPECT_EQ((std::vector<UINT32>{0, 1, 2, 0, 2, 3}), frame.indices);
 
@@ -248,7 +233,7 @@ TEST(HandWrittenStreams, OldKeyFrameThenBothOldDeltaLayouts) {
     Wire plain;
     plain.Version(23, 0, 2, 0).Floats({0, 0, 0, 2, 2, 2}).Floats({0, 0, -0.5f, 0.25f, 0, 0});
     plain.Bytes({255, 9, 255, 0, 9, 255, 255, 9, 255, 0, 9, 0});
-    const DecodedFrame second = DecodeWire(reader, plain);
+    const DecodedFrame second = reader.Decode(plain);
     ASSERT_EQ(S_OK, second.hr);
     EXPECT_EQ((std::vector<float>{0.25f, 0, 0, 1, 0, 0, 1.25f, 1, 0, 0, 1, 0.5f}), PositionsOf(second));
     EXPECT_EQ(frame.indices, second.indices);
@@ -263,7 +248,7 @@ TEST(HandWrittenStreams, OldKeyFrameThenBothOldDeltaLayouts) {
     golomb.Version(23, 0, 3, 0).Floats({-1, -1, -1, 400, 2, 2}).Floats({0, -1, 0, 255, 0, 0});
     golomb.Bytes({0, 255, 77}).Bytes({1, 3, 0}).U32(9).U32(12).U32(4);
     golomb.U32(0x28800000).U32(0x13B00000).U32(0);
-    const DecodedFrame third = DecodeWire(reader, golomb);
+    const DecodedFrame third = reader.Decode(golomb);
     ASSERT_EQ(S_OK, third.hr);
     const auto y = [](float from, float byte) { return from + (1.0f * (byte / 255.0f) + -1.0f); };
     EXPECT_EQ((std::vector<float>{0.5f, y(0, 255), 0, 2, y(0, 254), 0, 1.5f, y(1, 0), 0, 255, y(1, 252), 0}),

@@ -3,6 +3,7 @@
 // before, and the frames that follow decode as if it had never been.
 #include "Authoring/Codec/TextureTransform.h"
 #include "Authoring/Frame/FrameEncoder.h"
+#include "Tests/Support/Frames.h"
 #include "Tests/Support/Wire.h"
 
 #include <gtest/gtest.h>
@@ -11,6 +12,7 @@
 
 using namespace Nimb::Authoring;
 using NimbTest::DecodedFrame;
+using NimbTest::EncodeClip;
 using NimbTest::FrameReader;
 using NimbTest::MakeSheet;
 using NimbTest::Moved;
@@ -29,23 +31,11 @@ struct Subject {
     std::size_t fullyChanged = 140;  // bytes that take all values; the ones behind them only a few telling ones
 };
 
-/// A key frame of the mesh, then one frame in each of the codings.
-std::vector<Bytes> EncodeClip(const Mesh& mesh, const KeyFrameOptions& key, std::vector<DeltaFrameOptions> deltas) {
-    FrameEncoder encoder;
-    std::vector<Bytes> frames{encoder.KeyFrame(mesh, key).bytes};
-    UINT32 time = 0;
-    for (DeltaFrameOptions& delta : deltas) {
-        delta.subMeshId = key.subMeshId;
-        delta.maxError = 0.002;
-        frames.push_back(encoder.DeltaFrame(Moved(mesh, ++time), delta).bytes);
-    }
-    return frames;
-}
-
 DeltaFrameOptions Delta(DeltaCoding coding, bool normals = false) {
     DeltaFrameOptions options;
     options.coding = coding;
     options.normals = normals;
+    options.maxError = 0.002;
     return options;
 }
 
@@ -66,23 +56,15 @@ Subject DeltaSubject(const char* name, UINT32 vertexFormat, DeltaCoding coding, 
 }
 
 Subject TemporalSubject(const char* name, UINT32 vertexFormat, bool delta) {
-    const Mesh meshes[2] = {MakeSheet(2, 2, 1), MakeSheet(2, 2, 2)};
+    const NimbTest::TwoSubMeshes how{{0, 1},
+                                     {IndexCoding::List2, IndexCoding::EdgeBreaker},
+                                     {DeltaCoding::Golomb, DeltaCoding::Plain},
+                                     SolveTransform(PlaceInAtlas(0.5f, 0.5f, 0.25f, 0.25f))};
+    const Mesh first = MakeSheet(2, 2, 1), second = MakeSheet(2, 2, 2);
     FrameEncoder encoder;
     std::vector<Bytes> frames;
     for (UINT32 time = 0; time < 2; ++time) {
-        const Mesh moved[2] = {Moved(meshes[0], time), Moved(meshes[1], time)};
-        std::vector<SubFrame> subFrames(2);
-        for (UINT32 k = 0; k < 2; ++k) {
-            subFrames[k].mesh = &moved[k];
-            subFrames[k].key.subMeshId = k;
-            subFrames[k].key.indices = k == 0 ? IndexCoding::List2 : IndexCoding::EdgeBreaker;
-            if (time > 0) {
-                subFrames[k].delta = Delta(k == 0 ? DeltaCoding::Golomb : DeltaCoding::Plain);
-                subFrames[k].delta->subMeshId = k;
-            }
-        }
-        subFrames[1].transform = SolveTransform(PlaceInAtlas(0.5f, 0.5f, 0.25f, 0.25f));
-        frames.push_back(encoder.TemporalFrame(subFrames).bytes);
+        frames.push_back(how.Encode(encoder, Moved(first, time), Moved(second, time), time > 0).bytes);
     }
     return {name, vertexFormat, delta ? std::vector<Bytes>{frames[0]} : std::vector<Bytes>{}, frames[delta ? 1 : 0],
             frames};
@@ -141,7 +123,7 @@ protected:
         for (const Bytes& frame : subject.before) {
             reader.Decode(frame);
         }
-        const DecodedFrame outcome = reader.Decode(damaged);
+        const DecodedFrame outcome = reader.Decode(&damaged);
         if (outcome.hr != S_OK) {
             EXPECT_TRUE(outcome.vertices.empty() && outcome.indices.empty()) << "a refused frame hands something out";
         }

@@ -4,8 +4,8 @@
 #include <gtest/gtest.h>
 
 using NimbTest::AssertionRecorder;
-using NimbTest::Frame;
-using NimbTest::Reader;
+using NimbTest::DecodedFrame;
+using NimbTest::FrameReader;
 using NimbTest::Wire;
 
 namespace {
@@ -17,22 +17,14 @@ Wire KeyFrame(unsigned flags, unsigned indexVersion, UINT32 faces, UINT32 indice
     return Wire().Version(2, flags, 5, indexVersion).UnitBox().U32(0).U32(faces).U32(indices);
 }
 
-struct Outcome {
-    HRESULT hr;
-    std::vector<UINT32> indices;
+struct Outcome : DecodedFrame {
     std::string text;
-    Frame frame;
 };
 
 Outcome Decode(const Wire& wire) {
     AssertionRecorder recorder;
-    Reader reader(13);
-    Outcome outcome{};
-    outcome.hr = reader.Read(wire, &outcome.frame);
+    Outcome outcome{FrameReader(13).Decode(wire), {}};
     outcome.text = AssertionRecorder::Text();
-    if (Succeeded(outcome.hr)) {
-        outcome.indices = outcome.frame.Indices();
-    }
     return outcome;
 }
 
@@ -81,7 +73,7 @@ TEST(IndexStream, TopologyAttributeFollowsTheFlags) {
     for (const unsigned flags : {0x00u, c_List, c_Strip, 0x03u}) {
         const Outcome outcome = Decode(KeyFrame(flags, 1, 1, 3) += indices);
         ASSERT_EQ(outcome.hr, S_OK);
-        EXPECT_EQ(Frame::Attribute(outcome.frame.indices, NimbAttrib_UseTriList), flags & 1);
+        EXPECT_EQ(DecodedFrame::Attribute(outcome.indexBuffer, NimbAttrib_UseTriList), flags & 1);
     }
     // Before that, the index decoder itself says whether it decoded a list.
     const NIMBCORE::CComPtr<INimbBufferAllocator> allocator = new NimbCrossPlatform::BufferAllocator;
@@ -94,7 +86,7 @@ TEST(IndexStream, TopologyAttributeFollowsTheFlags) {
         ASSERT_EQ(header.Read(stream), S_OK);
         NIMBCORE::CComPtr<INimbBuffer> buffer;
         ASSERT_EQ(reader.ReadIndices(&ctx, stream, &header, &buffer), S_OK);
-        EXPECT_EQ(Frame::Attribute(buffer, NimbAttrib_UseTriList), flags == c_Strip ? 0u : 1u);
+        EXPECT_EQ(DecodedFrame::Attribute(buffer, NimbAttrib_UseTriList), flags == c_Strip ? 0u : 1u);
         EXPECT_EQ(ctx.m_pIndexBuffer.p, buffer.p);
     }
 }
@@ -181,6 +173,6 @@ TEST(IndexStream, AFailingLockComesAfterTheAttribute) {
     ASSERT_EQ(header.Read(stream), S_OK);
     NIMBCORE::CComPtr<INimbBuffer> buffer;
     EXPECT_EQ(reader.ReadIndices(&ctx, stream, &header, &buffer), E_FAIL);
-    EXPECT_EQ(Frame::Attribute(lockedOut.inner, NimbAttrib_UseTriList), 1u);
+    EXPECT_EQ(DecodedFrame::Attribute(lockedOut.inner, NimbAttrib_UseTriList), 1u);
     EXPECT_EQ(ctx.m_pIndexBuffer.p, nullptr);
 }

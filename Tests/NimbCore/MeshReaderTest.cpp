@@ -9,8 +9,8 @@
 
 using Nimb::CNimbMeshReader;
 using NimbTest::AssertionRecorder;
-using NimbTest::Frame;
-using NimbTest::Reader;
+using NimbTest::DecodedFrame;
+using NimbTest::FrameReader;
 using NimbTest::Wire;
 
 namespace {
@@ -65,28 +65,27 @@ Transformed Inverse(const float (&m)[6]) {
 }  // namespace
 
 TEST(MeshReader, PublishesTheFrameOnBothBuffers) {
-    Reader reader(15);
-    Frame frame;
+    FrameReader reader(15);
     Wire wire = Wire().Version(2, 0x51, 5, 1).Floats({-1, -2, -3, 4, 5, 6}).U32(1234).U32(3).U32(1).U32(3);
     (wire.Zeros(36)).U32(0).U32(1).U32(2);
-    ASSERT_EQ(reader.Read(wire, &frame, 55), S_OK);
-    for (INimbBuffer* const buffer : {frame.vertices.p, frame.indices.p}) {
+    ASSERT_EQ(reader.Read(wire, 55), S_OK);
+    for (INimbBuffer* const buffer : {reader.frame.vertexBuffer.p, reader.frame.indexBuffer.p}) {
         EXPECT_EQ(DoubleAttribute(buffer, NimbAttrib_BBoxMinX), -1.0);
         EXPECT_EQ(DoubleAttribute(buffer, NimbAttrib_BBoxMinY), -2.0);
         EXPECT_EQ(DoubleAttribute(buffer, NimbAttrib_BBoxMinZ), -3.0);
         EXPECT_EQ(DoubleAttribute(buffer, NimbAttrib_BBoxMaxX), 4.0);
         EXPECT_EQ(DoubleAttribute(buffer, NimbAttrib_BBoxMaxY), 5.0);
         EXPECT_EQ(DoubleAttribute(buffer, NimbAttrib_BBoxMaxZ), 6.0);
-        EXPECT_EQ(Frame::Attribute(buffer, NimbAttrib_UseTriList), 1u);
-        EXPECT_EQ(Frame::Attribute(buffer, NimbAttrib_NumFaces), 1u);
-        EXPECT_EQ(Frame::Attribute(buffer, NimbAttrib_NumIndices), 3u);
-        EXPECT_EQ(Frame::Attribute(buffer, NimbAttrib_NumVertices), 3u);
-        EXPECT_EQ(Frame::Attribute(buffer, NimbAttrib_VertHasNormals), 1u);
-        EXPECT_EQ(Frame::Attribute(buffer, NimbAttrib_UseUnsignedUVs), 1u);
-        EXPECT_EQ(Frame::Attribute(buffer, NimbAttrib_FrameId), 1234u);
-        EXPECT_EQ(Frame::Attribute(buffer, NimbAttrib_FrameTimestamp), 55u);
-        EXPECT_EQ(Frame::Attribute(buffer, NimbAttrib_VertexFormatFlags), 0x01055102u);
-        EXPECT_EQ(Frame::Attribute(buffer, NimbAttrib_IsKeyFrame), 1u);
+        EXPECT_EQ(DecodedFrame::Attribute(buffer, NimbAttrib_UseTriList), 1u);
+        EXPECT_EQ(DecodedFrame::Attribute(buffer, NimbAttrib_NumFaces), 1u);
+        EXPECT_EQ(DecodedFrame::Attribute(buffer, NimbAttrib_NumIndices), 3u);
+        EXPECT_EQ(DecodedFrame::Attribute(buffer, NimbAttrib_NumVertices), 3u);
+        EXPECT_EQ(DecodedFrame::Attribute(buffer, NimbAttrib_VertHasNormals), 1u);
+        EXPECT_EQ(DecodedFrame::Attribute(buffer, NimbAttrib_UseUnsignedUVs), 1u);
+        EXPECT_EQ(DecodedFrame::Attribute(buffer, NimbAttrib_FrameId), 1234u);
+        EXPECT_EQ(DecodedFrame::Attribute(buffer, NimbAttrib_FrameTimestamp), 55u);
+        EXPECT_EQ(DecodedFrame::Attribute(buffer, NimbAttrib_VertexFormatFlags), 0x01055102u);
+        EXPECT_EQ(DecodedFrame::Attribute(buffer, NimbAttrib_IsKeyFrame), 1u);
     }
 }
 
@@ -96,54 +95,51 @@ TEST(MeshReader, FrameIdFromTime) {
         UINT32 id;
     } cases[] = {{0, 1}, {10000000, 31}, {333332, 1}, {333333, 2}, {-10000000, static_cast<UINT32>(-28)}};
     for (const auto& c : cases) {
-        Reader reader(13);
-        Frame frame;
-        ASSERT_EQ(reader.Read(KeyTriangle(0), &frame, c.time), S_OK);
-        EXPECT_EQ(frame.Attribute(NimbAttrib_FrameId), c.id) << c.time;
+        FrameReader reader(13);
+        ASSERT_EQ(reader.Read(KeyTriangle(0), c.time), S_OK);
+        EXPECT_EQ(reader.frame.Attribute(NimbAttrib_FrameId), c.id) << c.time;
     }
-    Reader reader(13);
-    Frame frame;
-    EXPECT_EQ(reader.Read(KeyTriangle(0), &frame, std::numeric_limits<LONGLONG>::max()), S_OK);
-    EXPECT_EQ(reader.Read(KeyTriangle(0), &frame, std::numeric_limits<LONGLONG>::min()), S_OK);
+    FrameReader reader(13);
+    EXPECT_EQ(reader.Read(KeyTriangle(0), std::numeric_limits<LONGLONG>::max()), S_OK);
+    EXPECT_EQ(reader.Read(KeyTriangle(0), std::numeric_limits<LONGLONG>::min()), S_OK);
 }
 
 TEST(MeshReader, MissingPayloadIsAQuad) {
     for (const UINT32 format : {5u, 15u}) {
-        Reader reader(format);
-        Frame frame;
-        ASSERT_EQ(reader.reader.ReadMesh(nullptr, 777, &frame.vertices, &frame.indices), S_OK);
+        FrameReader reader(format);
+        const DecodedFrame frame = reader.Decode(nullptr, 777);
+        ASSERT_EQ(frame.hr, S_OK);
         EXPECT_EQ(frame.Words(), (std::vector<std::int16_t>{-32768, -32768, 0, 0, -32768, -32768,  //
                                                             -32768, 32767,  0, 0, -32768, 32767,   //
                                                             32767,  32767,  0, 0, 32767,  32767,   //
                                                             32767,  -32768, 0, 0, 32767,  -32768}));
-        EXPECT_EQ(frame.Indices(), (std::vector<UINT32>{0, 1, 3, 3, 1, 2, 0, 3, 1, 3, 2, 1}));
+        EXPECT_EQ(frame.indices, (std::vector<UINT32>{0, 1, 3, 3, 1, 2, 0, 3, 1, 3, 2, 1}));
         EXPECT_EQ(frame.Attribute(NimbAttrib_FrameId), 1u);
         EXPECT_EQ(frame.Attribute(NimbAttrib_FrameTimestamp), 777u);
         EXPECT_EQ(frame.Attribute(NimbAttrib_UseTriList), 0u);
         EXPECT_EQ(frame.Attribute(NimbAttrib_IsKeyFrame), 0u);
         EXPECT_EQ(frame.Attribute(NimbAttrib_VertHasNormals), 0u);
         EXPECT_EQ(frame.Attribute(NimbAttrib_NumFaces), 4u);
-        EXPECT_EQ(DoubleAttribute(frame.vertices, NimbAttrib_BBoxMinX), -1.0);
+        EXPECT_EQ(DoubleAttribute(frame.vertexBuffer, NimbAttrib_BBoxMinX), -1.0);
     }
 }
 
 TEST(MeshReader, DeltaFramesBelongToTheirSubMesh) {
-    Reader reader(13);
-    Frame three, four, delta;
-    ASSERT_EQ(reader.Read(KeyTriangle(3), &three), S_OK);
-    ASSERT_EQ(reader.Read(KeyTriangle(4), &four), S_OK);
-    ASSERT_EQ(reader.Read(StillDelta(3), &delta), S_OK);
-    EXPECT_EQ(delta.indices.p, three.indices.p);
-    EXPECT_EQ(delta.Attribute(NimbAttrib_IsKeyFrame), 0u);
-    EXPECT_EQ(delta.Floats(), three.Floats());
+    FrameReader reader(13);
+    const DecodedFrame three = reader.Decode(KeyTriangle(3));
+    ASSERT_EQ(reader.Read(KeyTriangle(4)), S_OK);
+    ASSERT_EQ(reader.Read(StillDelta(3)), S_OK);
+    EXPECT_EQ(reader.frame.indexBuffer.p, three.indexBuffer.p);
+    EXPECT_EQ(reader.frame.Attribute(NimbAttrib_IsKeyFrame), 0u);
+    EXPECT_EQ(reader.frame.Floats(), three.Floats());
     // Initialize changes the format and keeps the contexts.
     const NIMBCORE::CComPtr<INimbBufferAllocator> allocator = new NimbCrossPlatform::BufferAllocator;
     reader.reader.Initialize(allocator, 5);
-    ASSERT_EQ(reader.Read(StillDelta(4), &delta), S_OK);
-    EXPECT_EQ(delta.Words().size(), 18u);
+    ASSERT_EQ(reader.Read(StillDelta(4)), S_OK);
+    EXPECT_EQ(reader.frame.Words().size(), 18u);
 
     AssertionRecorder recorder;
-    EXPECT_EQ(reader.Read(StillDelta(5), &delta), E_UNEXPECTED);
+    EXPECT_EQ(reader.Read(StillDelta(5)), E_UNEXPECTED);
 }
 
 TEST(MeshReader, TemporalFrameMergesSubMeshes) {
@@ -155,11 +151,10 @@ TEST(MeshReader, TemporalFrameMergesSubMeshes) {
     }
     (wire += KeyTriangle(1)) += KeyTriangle(2);
 
-    Reader reader(15);
-    Frame frame;
-    ASSERT_EQ(reader.Read(wire, &frame), S_OK);
-    EXPECT_EQ(frame.Indices(), (std::vector<UINT32>{0, 1, 2, 3, 4, 5}));
-    const std::vector<float> f = frame.Floats();
+    FrameReader reader(15);
+    ASSERT_EQ(reader.Read(wire), S_OK);
+    EXPECT_EQ(reader.frame.indices, (std::vector<UINT32>{0, 1, 2, 3, 4, 5}));
+    const std::vector<float> f = reader.frame.Floats();
     ASSERT_EQ(f.size(), 48u);
     EXPECT_EQ(f[8 + 6], 1.0f);  // kind 0: u = 1 and v = 0 stay
     EXPECT_EQ(f[8 + 7], 0.0f);
@@ -178,10 +173,9 @@ TEST(MeshReader, TemporalFrameRequantisesIntoTheOuterBox) {
     Wire wire = Wire().Version(2, 1, 7, 1).Floats({-1, 0, 0, 0.5f, 1, 1}).U32(1).U32(3).U32(1).U32(3).U8(0);
     wire += KeyTriangle(1);
     for (const UINT32 format : {5u, 7u}) {
-        Reader reader(format);
-        Frame frame;
-        ASSERT_EQ(reader.Read(wire, &frame), S_OK);
-        const std::vector<std::int16_t> w = frame.Words();
+        FrameReader reader(format);
+        ASSERT_EQ(reader.Read(wire), S_OK);
+        const std::vector<std::int16_t> w = reader.frame.Words();
         const std::size_t stride = format == 5 ? 6 : 10;
         EXPECT_EQ(w[0], static_cast<int>(1.0f / 1.5f * 65535.0f - 32768.0f));
         EXPECT_EQ(w[stride], 32767);
@@ -200,25 +194,23 @@ TEST(MeshReader, TemporalFrameSweepsAbsentSubMeshes) {
         }
         return wire;
     };
-    Reader reader(13);
-    Frame frame;
-    ASSERT_EQ(reader.Read(temporal({1, 2, 5}, false), &frame), S_OK);
-    ASSERT_EQ(reader.Read(temporal({1, 2}, true), &frame), S_OK);
-    ASSERT_EQ(reader.Read(temporal({2}, true), &frame), S_OK);
+    FrameReader reader(13);
+    ASSERT_EQ(reader.Read(temporal({1, 2, 5}, false)), S_OK);
+    ASSERT_EQ(reader.Read(temporal({1, 2}, true)), S_OK);
+    ASSERT_EQ(reader.Read(temporal({2}, true)), S_OK);
     AssertionRecorder recorder;
-    EXPECT_EQ(reader.Read(temporal({2, 5}, true), &frame), E_UNEXPECTED);
+    EXPECT_EQ(reader.Read(temporal({2, 5}, true)), E_UNEXPECTED);
     EXPECT_EQ(AssertionRecorder::Text(), "pCtx->m_pPrevMesh");
     // Single-mesh frames sweep nothing.
-    ASSERT_EQ(reader.Read(KeyTriangle(9), &frame), S_OK);
-    EXPECT_EQ(reader.Read(StillDelta(2), &frame), S_OK);
+    ASSERT_EQ(reader.Read(KeyTriangle(9)), S_OK);
+    EXPECT_EQ(reader.Read(StillDelta(2)), S_OK);
 }
 
 TEST(MeshReader, TemporalFrameKeepsToItsCounts) {
     const auto failure = [](Wire wire) {
         AssertionRecorder recorder;
-        Reader reader(13);
-        Frame frame;
-        EXPECT_EQ(reader.Read(wire += KeyTriangle(1), &frame), E_UNEXPECTED);
+        FrameReader reader(13);
+        EXPECT_EQ(reader.Read(wire += KeyTriangle(1)), E_UNEXPECTED);
         return AssertionRecorder::Text();
     };
     EXPECT_EQ(failure(TemporalHead(1, 3, 1, 2).U8(0)), "false");
@@ -227,22 +219,20 @@ TEST(MeshReader, TemporalFrameKeepsToItsCounts) {
     EXPECT_EQ(failure(TemporalHead(0x00400000, 3, 1, 3).U8(0)), "");
 
     // Counts that no sub-mesh fills are zero records.
-    Reader reader(13);
-    Frame frame;
-    ASSERT_EQ(reader.Read(TemporalHead(1, 4, 1, 5).U8(0) += KeyTriangle(1), &frame), S_OK);
-    EXPECT_EQ(frame.Indices(), (std::vector<UINT32>{0, 1, 2, 0, 0}));
-    EXPECT_EQ(frame.Floats()[15], 0.0f);
+    FrameReader reader(13);
+    ASSERT_EQ(reader.Read(TemporalHead(1, 4, 1, 5).U8(0) += KeyTriangle(1)), S_OK);
+    EXPECT_EQ(reader.frame.indices, (std::vector<UINT32>{0, 1, 2, 0, 0}));
+    EXPECT_EQ(reader.frame.Floats()[15], 0.0f);
 }
 
 TEST(MeshReader, RejectsKeyFramesOfOtherVertexVersions) {
     AssertionRecorder recorder;
-    Reader reader(13);
-    Frame frame;
-    EXPECT_EQ(reader.Read(Wire().Version(3, 1, 5, 1).UnitBox().U32(0).U32(0).U32(0), &frame), E_UNEXPECTED);
+    FrameReader reader(13);
+    EXPECT_EQ(reader.Read(Wire().Version(3, 1, 5, 1).UnitBox().U32(0).U32(0).U32(0)), E_UNEXPECTED);
     EXPECT_EQ(AssertionRecorder::Text(),
               "header.m_Version.v.m_VertexVersion == NTarnStudioVertexVersion::c_UnwrappedXYZUV");
-    EXPECT_EQ(frame.vertices.p, nullptr);
-    EXPECT_EQ(reader.Read(KeyTriangle(0), &frame), S_OK);
+    EXPECT_EQ(reader.frame.vertexBuffer.p, nullptr);
+    EXPECT_EQ(reader.Read(KeyTriangle(0)), S_OK);
 
     NIMBCORE::CComPtr<INimbBuffer> buffer;
     EXPECT_EQ(reader.reader.ReadMesh(nullptr, 0, nullptr, &buffer), E_UNEXPECTED);
@@ -268,29 +258,28 @@ TEST(MeshReader, RejectsKeyFramesOfOtherVertexVersions) {
 
 TEST(MeshReader, DeltaAfterAHalfReadKeyFrameGetsTheIndicesBefore) {
     // The second key frame has other counts and fails in its index section.
-    Reader reader(13);
-    Frame key, frame;
-    ASSERT_EQ(reader.Read(KeyTriangle(0), &key), S_OK);
+    FrameReader reader(13);
+    const DecodedFrame key = reader.Decode(KeyTriangle(0));
     AssertionRecorder recorder;
     const Wire bad = Wire().Version(2, 1 | c_IdFlag, 5, 2).UnitBox().U32(0).U32(3).U32(2).U32(6).Zeros(36);
-    ASSERT_EQ(reader.Read(bad, &frame), E_UNEXPECTED);
-    ASSERT_EQ(reader.Read(StillDelta(0), &frame), S_OK);
-    EXPECT_EQ(frame.indices.p, key.indices.p);
-    EXPECT_EQ(frame.Attribute(NimbAttrib_NumIndices), 6u);
-    ASSERT_EQ(reader.Read(TemporalHead(1, 3, 1, 4).U8(0) += StillDelta(0), &frame), S_OK);
-    EXPECT_EQ(frame.Indices(), (std::vector<UINT32>{0, 1, 2, 0}));
-    EXPECT_EQ(reader.Read(KeyTriangle(0), &frame), S_OK);
-    EXPECT_EQ(reader.Read(StillDelta(0), &frame), S_OK);
+    ASSERT_EQ(reader.Read(bad), E_UNEXPECTED);
+    ASSERT_EQ(reader.Read(StillDelta(0)), S_OK);
+    EXPECT_EQ(reader.frame.indexBuffer.p, key.indexBuffer.p);
+    EXPECT_EQ(reader.frame.Attribute(NimbAttrib_NumIndices), 6u);
+    ASSERT_EQ(reader.Read(TemporalHead(1, 3, 1, 4).U8(0) += StillDelta(0)), S_OK);
+    EXPECT_EQ(reader.frame.indices, (std::vector<UINT32>{0, 1, 2, 0}));
+    EXPECT_EQ(reader.Read(KeyTriangle(0)), S_OK);
+    EXPECT_EQ(reader.Read(StillDelta(0)), S_OK);
 }
 
 TEST(MeshReader, OnlyWhatFramesLeaveBehindCountsForTheCeiling) {
     // E_UNEXPECTED: beyond the ceiling. E_FAIL: below it, but too large for this allocator.
-    NimbTest::FrameReader reader(5);
+    FrameReader reader(5);
     AssertionRecorder recorder;
     const auto claim = [&](UINT32 id, UINT64 vertices, unsigned indexVersion = 1) {
         const UINT32 count = static_cast<UINT32>(vertices);
         return reader.Decode(
-            Wire().Version(2, 1 | c_IdFlag, 5, indexVersion).UnitBox().U32(id).U32(count).U32(0).U32(0).Data());
+            Wire().Version(2, 1 | c_IdFlag, 5, indexVersion).UnitBox().U32(id).U32(count).U32(0).U32(0));
     };
     constexpr UINT64 fixed = 512, perVertex = 53, most = (Nimb::c_MaxContextBytes - fixed) / perVertex;
     EXPECT_EQ(claim(0, most + 1).hr, E_UNEXPECTED);
@@ -298,7 +287,7 @@ TEST(MeshReader, OnlyWhatFramesLeaveBehindCountsForTheCeiling) {
         EXPECT_EQ(claim(id, most).hr, E_FAIL) << "a refused frame costs the others nothing";
     }
     // One triangle, and no room for it any more beside the largest claim.
-    ASSERT_EQ(reader.Decode(KeyTriangle(7).Data()).hr, S_OK);
+    ASSERT_EQ(reader.Decode(KeyTriangle(7)).hr, S_OK);
     constexpr UINT64 rest = (Nimb::c_MaxContextBytes - 2 * fixed - 3 * perVertex - 12) / perVertex;
     const auto expectRest = [&](const char* after) {
         EXPECT_EQ(claim(8, rest + 1).hr, E_UNEXPECTED) << after;
@@ -313,11 +302,11 @@ TEST(MeshReader, OnlyWhatFramesLeaveBehindCountsForTheCeiling) {
     EXPECT_EQ(claim(7, 1000000).vertices.size(), 12000000u);
     EXPECT_EQ(claim(8, rest).hr, E_FAIL);
     const Wire records = Wire().Version(2, 1 | c_IdFlag, 6, 1).UnitBox().U32(7);
-    EXPECT_EQ(reader.Decode(records.Data()).vertices.size(), 12000000u) << "but the next frame has them all";
+    EXPECT_EQ(reader.Decode(records).vertices.size(), 12000000u) << "but the next frame has them all";
     EXPECT_EQ(claim(8, rest).hr, E_FAIL);
     // A million that are there stay until a small key frame, which gives the storage back.
-    ASSERT_EQ(reader.Decode(Wire(records).Zeros(12000000).Data()).hr, S_OK);
+    ASSERT_EQ(reader.Decode(Wire(records).Zeros(12000000)).hr, S_OK);
     EXPECT_EQ(claim(8, rest).hr, E_UNEXPECTED);
-    ASSERT_EQ(reader.Decode(KeyTriangle(7).Data()).hr, S_OK);
+    ASSERT_EQ(reader.Decode(KeyTriangle(7)).hr, S_OK);
     expectRest("a small key frame");
 }

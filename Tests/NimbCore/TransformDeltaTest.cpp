@@ -29,10 +29,9 @@ std::vector<Vec3> PositionsOf(const std::vector<__vector4>& history) {
 }
 
 /// A reader's context right after a key frame with these positions, and the one operation that is tested on it.
-class Decoder {
+class Decoder : public NimbTest::SectionReader {
 public:
-    explicit Decoder(const std::vector<Vec3>& key, UINT32 vertexFormat = 13) : m_Allocator(0xCD) {
-        m_Reader.Initialize(&m_Allocator, vertexFormat);
+    explicit Decoder(const std::vector<Vec3>& key, UINT32 vertexFormat = 13) : SectionReader(vertexFormat) {
         for (const Vec3& p : key) {
             ctx.m_Positions.push_back({p.x, p.y, p.z, 0.0f});
         }
@@ -44,26 +43,9 @@ public:
         std::fill_n(header.m_BBoxMax, 3, 1000.0f);
     }
 
-    HRESULT Decode(const Bytes& section) {
-        NimbTest::MemoryStream stream(section.data(), section.size());
-        NIMBCORE::CComPtr<INimbBuffer> buffer;
-        const HRESULT hr =
-            Nimb::GuardAssertions([&] { return m_Reader.ReadTransformDeltaVertices(&ctx, &stream, &header, &buffer); });
-        output = Succeeded(hr) ? NimbTest::Contents<float>(buffer) : std::vector<float>();
-        left = stream.Left();
-        return hr;
-    }
+    HRESULT Decode(const Bytes& section) { return Run(&Nimb::CNimbMeshReader::ReadTransformDeltaVertices, section); }
 
     std::vector<Vec3> Positions() const { return PositionsOf(*ctx.m_pPrevMesh); }
-
-    Nimb::CNimbMeshReaderCtx ctx;
-    CStreamingMeshHeader header;
-    std::vector<float> output;
-    std::size_t left = 0;
-
-private:
-    NimbTest::PatternAllocator m_Allocator;
-    Nimb::CNimbMeshReader m_Reader;
 };
 
 bool SameBits(const std::vector<Vec3>& a, const std::vector<Vec3>& b) {
@@ -281,7 +263,7 @@ TEST(TransformDelta, HandWrittenTransformsMoveAsTheFormatSays) {
     ASSERT_EQ(decoder.Decode(Finish(bits, 4)), S_OK);
     ExpectPositions(decoder.Positions(), {{0, 0, 1}, {3, 1, 3}, {1, 2, 0}, {25, 1.75f, -1}});
     EXPECT_EQ(decoder.ctx.m_TransformIndices, (std::vector<BYTE>{0, 0, 1, 1}));
-    EXPECT_EQ(decoder.output[15], 25.0f);
+    EXPECT_EQ(decoder.Output<float>()[15], 25.0f);
 }
 
 TEST(TransformDelta, KeptPartsAndExtrapolation) {

@@ -8,37 +8,32 @@
 using Nimb::CNimbMeshReader;
 using Nimb::CNimbMeshReaderCtx;
 using NimbTest::AssertionRecorder;
-using NimbTest::Frame;
+using NimbTest::DecodedFrame;
 using NimbTest::Wire;
 
 namespace {
 
 constexpr unsigned c_StoredNormals = 0x20;
 
-struct Decoded {
-    HRESULT hr = E_FAIL;
-    CNimbMeshReaderCtx ctx;
-    NIMBCORE::CComPtr<INimbBuffer> buffer;
+struct Decoded : NimbTest::SectionReader {
+    using SectionReader::SectionReader;
+    std::vector<float> Floats() const { return Output<float>(); }
+    std::vector<std::int16_t> Words() const { return Output<std::int16_t>(); }
 
-    std::vector<float> Floats() const { return NimbTest::Contents<float>(buffer); }
-    std::vector<std::int16_t> Words() const { return NimbTest::Contents<std::int16_t>(buffer); }
+    HRESULT hr = E_FAIL;
 };
 
 /// Decodes `records` as the vertex section of a key frame with box (0,0,0)-(2,4,6).
 std::unique_ptr<Decoded> Decode(UINT32 vertexFormat, unsigned flags, UINT32 numVertices, const Wire& records) {
-    const NIMBCORE::CComPtr<INimbBufferAllocator> allocator = new NimbCrossPlatform::BufferAllocator;
-    CNimbMeshReader reader;
-    reader.Initialize(allocator, vertexFormat);
-    CStreamingMeshHeader header;
+    auto decoded = std::make_unique<Decoded>(vertexFormat);
+    CStreamingMeshHeader& header = decoded->header;
     header.m_Version.v.m_VertexVersion = 2;
     header.m_Version.v.m_FormatFlags = static_cast<BYTE>(flags);
     header.m_BBoxMax[0] = 2;
     header.m_BBoxMax[1] = 4;
     header.m_BBoxMax[2] = 6;
     header.m_numVertices = numVertices;
-    auto decoded = std::make_unique<Decoded>();
-    const NIMBCORE::CComPtr<IStream> stream = records.Stream();
-    decoded->hr = reader.ReadVertices(&decoded->ctx, stream, &header, &decoded->buffer);
+    decoded->hr = decoded->Run(&CNimbMeshReader::ReadVertices, records);
     return decoded;
 }
 
@@ -197,16 +192,15 @@ TEST(VertexStream, FlatAndInvertedBoxesStayDefined) {
                               {0, -3e38f, 0, 1e-30f, 3e38f, 3e38f}};
     for (const auto& box : boxes) {
         for (const UINT32 format : {5u, 7u, 13u, 15u}) {
-            NimbTest::Reader reader(format);
-            Frame frame;
+            NimbTest::FrameReader reader(format);
             Wire wire = Wire().Version(2, 1, 5, 1);
             for (const float value : box) {
                 wire.F32(value);
             }
             wire.U32(2).U32(0).U32(0) += PlainRecords();
-            ASSERT_EQ(reader.Read(wire, &frame), S_OK);
+            ASSERT_EQ(reader.Read(wire), S_OK);
             if ((format & 8) != 0) {
-                for (const float value : frame.Floats()) {
+                for (const float value : reader.frame.Floats()) {
                     UINT32 bits;
                     std::memcpy(&bits, &value, 4);
                     EXPECT_TRUE(value == value || bits == 0x7FC00000u);  // one NaN on every processor

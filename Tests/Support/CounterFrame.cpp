@@ -1,5 +1,7 @@
 #include "Tests/Support/CounterFrame.h"
 
+#include "Tests/Support/Meshes.h"
+
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
@@ -61,14 +63,7 @@ Nimb::Authoring::Mesh MakeNumberedMesh(int number, int columns, int rows) {
             mesh.normals.push_back(c_StoredNormal);
         }
     }
-    for (int row = 0; row + 1 < rows; ++row) {
-        for (int column = 0; column + 1 < columns; ++column) {
-            const auto a = static_cast<UINT32>(row * columns + column);
-            const auto below = a + static_cast<UINT32>(columns);
-            mesh.faces.push_back({{a, a + 1, below}});
-            mesh.faces.push_back({{a + 1, below + 1, below}});
-        }
-    }
+    mesh.faces = NimbTest::SheetFaces(static_cast<UINT32>(columns), static_cast<UINT32>(rows));
     return mesh;
 }
 

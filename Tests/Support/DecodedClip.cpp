@@ -23,16 +23,24 @@ std::vector<unsigned char> Ffmpeg(const std::string& arguments, const std::strin
 
 }  // namespace
 
-std::vector<ByteVector> MeshesOf(const std::vector<unsigned char>& byteStream) {
-    const BYTE unit[] = {0, 0, 1, 0x18, 'T', 'A', 'R', 'N'};
-    std::vector<ByteVector> meshes;
-    for (auto at = byteStream.begin();; ++at) {
-        at = std::search(at, byteStream.end(), std::begin(unit), std::end(unit));
-        if (at == byteStream.end()) {
-            return meshes;
+std::vector<std::size_t> MeshOffsets(const std::vector<unsigned char>& file) {
+    const unsigned char begin[] = {0x18, 'T', 'A', 'R', 'N'};
+    std::vector<std::size_t> offsets;
+    for (auto at = file.begin();; ++at) {
+        at = std::search(at, file.end(), std::begin(begin), std::end(begin));
+        if (at == file.end()) {
+            return offsets;
         }
-        const auto size = static_cast<std::size_t>(byteStream.end() - at);
-        const NIMBCORE::CComPtr<NimbCrossPlatform::Stream> stream(NimbCrossPlatform::FindCompressedMesh(&*at, size));
+        offsets.push_back(static_cast<std::size_t>(at - file.begin()));
+    }
+}
+
+std::vector<ByteVector> MeshesOf(const std::vector<unsigned char>& byteStream) {
+    std::vector<ByteVector> meshes;
+    for (const std::size_t header : MeshOffsets(byteStream)) {
+        const std::size_t startCode = header - 3, size = byteStream.size() - startCode;
+        const NIMBCORE::CComPtr<NimbCrossPlatform::Stream> stream(
+            NimbCrossPlatform::FindCompressedMesh(byteStream.data() + startCode, size));
         if (stream == nullptr) {
             throw std::runtime_error("a mesh unit is damaged");
         }
@@ -41,6 +49,7 @@ std::vector<ByteVector> MeshesOf(const std::vector<unsigned char>& byteStream) {
         stream->Read(meshes.back().data(), static_cast<UINT32>(size), &count);
         meshes.back().resize(count);
     }
+    return meshes;
 }
 
 DecodedClip DecodeClip(const std::string& path, std::size_t width, std::size_t height, const std::string& folder) {

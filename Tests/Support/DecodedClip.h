@@ -16,6 +16,9 @@ struct DecodedClip {
     std::vector<Nimb::Authoring::Image> pictures;
 };
 
+/// Offsets of the NAL headers of all mesh units in a file, ascending; found without the tool's own reader.
+std::vector<std::size_t> MeshOffsets(const std::vector<unsigned char>& file);
+
 /// The meshes in a byte stream of samples, one after another, as the player's locator finds them.
 std::vector<NimbTest::ByteVector> MeshesOf(const std::vector<unsigned char>& byteStream);
 

@@ -1,55 +1,35 @@
 #include "Tests/Support/TestClip.h"
 
-#include "Clip/Write/Mp4Writer.h"
 #include "Tests/Support/CounterFrame.h"
+#include "Tests/Support/Frames.h"
 
 #include <algorithm>
 #include <cmath>
 
 namespace ClipTest {
-namespace {
 
 using Nimb::Authoring::EncodedFrame;
 
-/// Meshes of consecutive frames in the recipe's codings, and what the file says about them.
-class MeshTrack {
-public:
-    explicit MeshTrack(const ClipRecipe& recipe) : m_Recipe(recipe) {
-        m_Key.indices = recipe.indices;
-        m_Key.normals = recipe.storeNormals;
-        m_Delta.normals = recipe.storeNormals;
-        m_Delta.coding = recipe.delta.value_or(Nimb::Authoring::DeltaCoding::Plain);
-        m_Delta.maxError = 0.002;
-        m_Attributes.hasVertexNormals = recipe.storeNormals ? 1 : 0;
+namespace {
+
+/// Numbered sheets in the recipe's codings.
+std::vector<EncodedFrame> EncodeSheets(const ClipRecipe& recipe) {
+    Nimb::Authoring::KeyFrameOptions key;
+    key.indices = recipe.indices;
+    key.normals = recipe.storeNormals;
+    Nimb::Authoring::DeltaFrameOptions delta;
+    delta.normals = recipe.storeNormals;
+    delta.coding = recipe.delta.value_or(Nimb::Authoring::DeltaCoding::Plain);
+    delta.maxError = 0.002;
+    Nimb::Authoring::FrameEncoder encoder;
+    std::vector<EncodedFrame> frames;
+    for (int number = 0; number < recipe.frameCount; ++number) {
+        const bool isKey = !recipe.delta || number % recipe.meshKeyInterval == 0;
+        const Nimb::Authoring::Mesh mesh = MakeNumberedMesh(number, recipe.meshColumns, recipe.meshRows);
+        frames.push_back(isKey ? encoder.KeyFrame(mesh, key) : encoder.DeltaFrame(mesh, delta));
     }
-
-    Nimb::Authoring::Bytes Encode(int number) {
-        const bool isKey = !m_Recipe.delta || number % m_Recipe.meshKeyInterval == 0;
-        const Nimb::Authoring::Mesh mesh = MakeNumberedMesh(number, m_Recipe.meshColumns, m_Recipe.meshRows);
-        EncodedFrame frame = isKey ? m_Encoder.KeyFrame(mesh, m_Key) : m_Encoder.DeltaFrame(mesh, m_Delta);
-        Count(frame);
-        return std::move(frame.bytes);
-    }
-
-    const Nimb::Authoring::FileAttributes& Attributes() const { return m_Attributes; }
-
-private:
-    void Count(const EncodedFrame& frame) {
-        m_Box = m_Attributes.frameCount == 0 ? frame.box : Nimb::Authoring::Union(m_Box, frame.box);
-        ++m_Attributes.frameCount;
-        m_Attributes.maxVertexCount = std::max(m_Attributes.maxVertexCount, frame.numVertices);
-        m_Attributes.maxIndexCount = std::max(m_Attributes.maxIndexCount, frame.numIndices);
-        m_Attributes.bboxMin = {m_Box.min.x, m_Box.min.y, m_Box.min.z};
-        m_Attributes.bboxMax = {m_Box.max.x, m_Box.max.y, m_Box.max.z};
-    }
-
-    const ClipRecipe& m_Recipe;
-    Nimb::Authoring::FrameEncoder m_Encoder;
-    Nimb::Authoring::KeyFrameOptions m_Key;
-    Nimb::Authoring::DeltaFrameOptions m_Delta;
-    Nimb::Authoring::FileAttributes m_Attributes;
-    Nimb::Authoring::Box m_Box;
-};
+    return frames;
+}
 
 std::vector<float> MakeTone(double seconds) {
     std::vector<float> samples;
@@ -64,31 +44,64 @@ std::vector<float> MakeTone(double seconds) {
 }  // namespace
 
 void MakeClip(const std::string& path, const ClipRecipe& recipe) {
+    std::vector<EncodedFrame> frames = EncodeSheets(recipe);
+    Nimb::Authoring::FileAttributes attributes = AttributesOf(frames);
+    attributes.hasVertexNormals = recipe.storeNormals ? 1 : 0;
+    for (int number = 0; recipe.damage && number < recipe.frameCount; ++number) {
+        recipe.damage(number, frames[static_cast<std::size_t>(number)].bytes);
+    }
+    ClipTracks tracks{ClipTracks::SmallVideo(recipe.width, recipe.height), {}, recipe.audioSeconds};
+    tracks.video.frameRateNumerator = recipe.frameRate;
+    tracks.video.keyFrameInterval = recipe.pictureKeyInterval;
+    WriteClip(path, frames, recipe.hasAttributes ? std::optional(attributes) : std::nullopt, tracks);
+}
+
+EncodedFrame EncodeTemporal(Nimb::Authoring::FrameEncoder& encoder, int number, bool isDelta) {
+    constexpr auto plain = Nimb::Authoring::DeltaCoding::Plain;
+    const NimbTest::TwoSubMeshes how{{1, 2}, {}, {plain, plain}};
+    return how.Encode(encoder, MakeNumberedMesh(number), MakeNumberedMesh(number, 5, 4), isDelta);
+}
+
+Nimb::Authoring::FileAttributes AttributesOf(const std::vector<EncodedFrame>& frames) {
+    Nimb::Authoring::FileAttributes attributes;
+    Nimb::Authoring::Box box = frames.front().box;
+    for (const EncodedFrame& frame : frames) {
+        box = Nimb::Authoring::Union(box, frame.box);
+        attributes.maxVertexCount = std::max(attributes.maxVertexCount, frame.numVertices);
+        attributes.maxIndexCount = std::max(attributes.maxIndexCount, frame.numIndices);
+    }
+    attributes.frameCount = static_cast<UINT32>(frames.size());
+    attributes.bboxMin = {box.min.x, box.min.y, box.min.z};
+    attributes.bboxMax = {box.max.x, box.max.y, box.max.z};
+    return attributes;
+}
+
+Nimb::Authoring::VideoTrackOptions ClipTracks::SmallVideo(int width, int height) {
     Nimb::Authoring::VideoTrackOptions video;
-    video.width = recipe.width;
-    video.height = recipe.height;
-    video.frameRateNumerator = recipe.frameRate;
-    video.keyFrameInterval = recipe.pictureKeyInterval;
+    video.width = width;
+    video.height = height;
     video.preset = "veryfast";
+    return video;
+}
+
+void WriteClip(const std::string& path, const std::vector<EncodedFrame>& frames,
+               const std::optional<Nimb::Authoring::FileAttributes>& attributes, const ClipTracks& tracks) {
+    const int width = tracks.video.width, height = tracks.video.height;
     std::optional<Nimb::Authoring::AudioTrackOptions> audio;
-    if (recipe.audioSeconds > 0) {
+    if (tracks.audioSeconds > 0) {
         audio.emplace();
     }
-    Nimb::Authoring::Mp4Writer writer(path, video, audio);
-    MeshTrack meshes(recipe);
-    for (int number = 0; number < recipe.frameCount; ++number) {
-        Nimb::Authoring::Bytes mesh = meshes.Encode(number);
-        if (recipe.damage) {
-            recipe.damage(number, mesh);
-        }
-        const std::vector<std::uint8_t> pixels = PaintNumber(number, recipe.width, recipe.height);
-        writer.AddFrame(pixels.data(), static_cast<std::size_t>(recipe.width) * 4, mesh);
+    Nimb::Authoring::Mp4Writer writer(path, tracks.video, audio);
+    for (std::size_t i = 0; i < frames.size(); ++i) {
+        const int number = static_cast<int>(i);
+        const auto pixels = tracks.paint ? tracks.paint(number) : PaintNumber(number, width, height);
+        writer.AddFrame(pixels.data(), static_cast<std::size_t>(width) * 4, frames[i].bytes);
     }
     if (audio) {
-        const std::vector<float> tone = MakeTone(recipe.audioSeconds);
+        const std::vector<float> tone = MakeTone(tracks.audioSeconds);
         writer.AddAudio(tone.data(), tone.size() / 2);
     }
-    writer.Finish(recipe.hasAttributes ? std::optional(meshes.Attributes()) : std::nullopt);
+    writer.Finish(attributes);
 }
 
 }  // namespace ClipTest

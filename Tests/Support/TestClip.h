@@ -1,12 +1,15 @@
 // Real clips for the tests: encoded meshes, libx264 and AAC.
 #pragma once
 
+#include "Authoring/Codec/XtraAttributes.h"
 #include "Authoring/Frame/FrameEncoder.h"
+#include "Clip/Write/Mp4Writer.h"
 #include "Tests/Support/Files.h"
 
 #include <functional>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace ClipTest {
 
@@ -33,5 +36,26 @@ struct ClipRecipe {
 
 /// Writes the clip whose frames are numbered from 0 (see CounterFrame.h).
 void MakeClip(const std::string& path, const ClipRecipe& recipe);
+
+/// Two numbered sheets as one temporal frame: a key frame, or deltas to it.
+Nimb::Authoring::EncodedFrame EncodeTemporal(Nimb::Authoring::FrameEncoder& encoder, int number, bool isDelta);
+
+/// What the atom of a clip of these frames should say.
+Nimb::Authoring::FileAttributes AttributesOf(const std::vector<Nimb::Authoring::EncodedFrame>& frames);
+
+/// What a clip of given meshes has beside them.
+struct ClipTracks {
+    Nimb::Authoring::VideoTrackOptions video = SmallVideo(64, 64);
+    std::function<std::vector<std::uint8_t>(int number)> paint;  ///< none: numbered pictures
+    double audioSeconds = 0;
+
+    static Nimb::Authoring::VideoTrackOptions SmallVideo(int width, int height);
+};
+
+void WriteClip(const std::string& path, const std::vector<Nimb::Authoring::EncodedFrame>& frames,
+               const std::optional<Nimb::Authoring::FileAttributes>& attributes, const ClipTracks& tracks);
+inline void WriteClip(const std::string& path, const std::vector<Nimb::Authoring::EncodedFrame>& frames) {
+    WriteClip(path, frames, AttributesOf(frames), {});
+}
 
 }  // namespace ClipTest

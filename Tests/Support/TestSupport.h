@@ -1,10 +1,11 @@
-// Streams and allocators that fail on demand, small meshes, and a compact way to decode frames from bytes.
+// Streams and allocators that fail on demand, and a compact way to decode frames, or sections of them, from bytes.
 #pragma once
 
 #include "Authoring/Codec/Mesh.h"
 #include "NimbCore/NimbComPtr.h"
 #include "NimbCore/NimbCrossPlatform.h"
 #include "NimbCore/NimbMeshReader.h"
+#include "Tests/Support/Meshes.h"
 
 #include <algorithm>
 #include <cmath>
@@ -85,23 +86,6 @@ private:
     INT32 m_Extra;
 };
 
-/// One decoded frame by value.
-struct DecodedFrame {
-    HRESULT hr = E_FAIL;
-    ByteVector vertices;
-    std::vector<UINT32> indices;
-
-    template <class T>
-    T Field(std::size_t offset) const {
-        T value;
-        std::memcpy(&value, vertices.data() + offset, sizeof(value));
-        return value;
-    }
-    friend bool operator==(const DecodedFrame& a, const DecodedFrame& b) {
-        return a.hr == b.hr && a.vertices == b.vertices && a.indices == b.indices;
-    }
-};
-
 template <class T>
 std::vector<T> Contents(INimbBuffer* buffer) {
     NimbLockedMemory memory{};
@@ -114,36 +98,104 @@ std::vector<T> Contents(INimbBuffer* buffer) {
     return values;
 }
 
+/// One decoded frame, by value and as the buffers that came out.
+struct DecodedFrame {
+    HRESULT hr = E_FAIL;
+    ByteVector vertices;
+    std::vector<UINT32> indices;
+    NIMBCORE::CComPtr<INimbBuffer> vertexBuffer, indexBuffer;
+
+    std::vector<float> Floats() const { return Contents<float>(vertexBuffer); }
+    std::vector<std::int16_t> Words() const { return Contents<std::int16_t>(vertexBuffer); }
+
+    static UINT32 Attribute(INimbBuffer* buffer, const _GUID& key) {
+        NIMBCORE::CComPtr<INimbAttributesCore> attributes;
+        UINT32 value = 0xDEADBEEF;
+        if (Succeeded(buffer->QueryInterface(IID_INimbAttributesCore, reinterpret_cast<void**>(&attributes)))) {
+            attributes->GetUINT32(key, &value);
+        }
+        return value;
+    }
+    UINT32 Attribute(const _GUID& key) const { return Attribute(vertexBuffer, key); }
+
+    template <class T>
+    T Field(std::size_t offset) const {
+        T value;
+        std::memcpy(&value, vertices.data() + offset, sizeof(value));
+        return value;
+    }
+    friend bool operator==(const DecodedFrame& a, const DecodedFrame& b) {
+        return a.hr == b.hr && a.vertices == b.vertices && a.indices == b.indices;
+    }
+};
+
 /// A reader with an allocator of its own.
 class FrameReader {
 public:
     explicit FrameReader(UINT32 vertexFormat, BYTE pattern = 0xCD, UINT32 largestBuffer = 16u << 20,
                          INT32 extraBytes = 0)
         : m_Allocator(pattern, largestBuffer, extraBytes) {
-        m_Reader.Initialize(&m_Allocator, vertexFormat);
+        reader.Initialize(&m_Allocator, vertexFormat);
     }
 
-    DecodedFrame Decode(const ByteVector& frame) { return Decode(frame.data(), frame.size()); }
-    DecodedFrame Decode(const BYTE* data, std::size_t size) {
-        MemoryStream stream(data, size);
-        return Decode(stream);
+    DecodedFrame Decode(const ByteVector& bytes) {
+        MemoryStream stream(bytes.data(), bytes.size());
+        return Decode(&stream);
     }
-    DecodedFrame Decode(IStream& stream) {
-        NIMBCORE::CComPtr<INimbBuffer> vertices, indices;
+    DecodedFrame Decode(IStream* stream, LONGLONG time = 0) {
         DecodedFrame out;
-        out.hr = m_Reader.ReadMesh(&stream, 0, &vertices, &indices);
-        if (vertices != nullptr) {
-            out.vertices = Contents<BYTE>(vertices);
+        out.hr = reader.ReadMesh(stream, time, &out.vertexBuffer, &out.indexBuffer);
+        if (out.vertexBuffer != nullptr) {
+            out.vertices = Contents<BYTE>(out.vertexBuffer);
         }
-        if (indices != nullptr) {
-            out.indices = Contents<UINT32>(indices);
+        if (out.indexBuffer != nullptr) {
+            out.indices = Contents<UINT32>(out.indexBuffer);
         }
         return out;
     }
+    HRESULT Read(const ByteVector& bytes, LONGLONG time = 0) {
+        MemoryStream stream(bytes.data(), bytes.size());
+        frame = Decode(&stream, time);
+        return frame.hr;
+    }
+
+    DecodedFrame frame;  ///< that Read read last
+    Nimb::CNimbMeshReader reader;
 
 private:
     PatternAllocator m_Allocator;
-    Nimb::CNimbMeshReader m_Reader;
+};
+
+/// Runs single stages of a reader on one context.
+class SectionReader {
+public:
+    using Stage = decltype(&Nimb::CNimbMeshReader::ReadVertices);
+
+    explicit SectionReader(UINT32 vertexFormat, BYTE pattern = 0xCD, UINT32 largestBuffer = 16u << 20)
+        : m_Frames(vertexFormat, pattern, largestBuffer) {}
+
+    HRESULT Run(Stage stage, const ByteVector& section) { return Run(stage, section.data(), section.size()); }
+    HRESULT Run(Stage stage, const BYTE* data, std::size_t size) {
+        MemoryStream stream(data, size);
+        buffer.Release();
+        const HRESULT hr =
+            Nimb::GuardAssertions([&] { return (m_Frames.reader.*stage)(&ctx, &stream, &header, &buffer); });
+        left = stream.Left();
+        return hr;
+    }
+
+    template <class T>
+    std::vector<T> Output() const {
+        return buffer != nullptr ? Contents<T>(buffer) : std::vector<T>();
+    }
+
+    Nimb::CNimbMeshReaderCtx ctx;
+    CStreamingMeshHeader header;
+    NIMBCORE::CComPtr<INimbBuffer> buffer;
+    std::size_t left = 0;  ///< bytes that were not read
+
+private:
+    FrameReader m_Frames;
 };
 
 inline Nimb::Authoring::Vec3 PositionOf(const DecodedFrame& frame, std::size_t vertex, std::size_t stride) {
@@ -169,72 +221,6 @@ inline double ErrorOf(const DecodedFrame& frame, std::size_t stride, const Nimb:
         error = std::max(error, Distance(mesh.positions.at(order[i]), PositionOf(frame, i, stride)));
     }
     return error;
-}
-
-/// Faces as a set: indices replaced by order[index] if there is an order, each face rotated to start with its smallest
-/// vertex, all sorted.
-inline std::vector<std::vector<UINT32>> FaceSet(const std::vector<UINT32>& indices,
-                                                const std::vector<UINT32>& order = {}) {
-    const auto vertex = [&](std::size_t i) { return order.empty() ? indices[i] : order.at(indices[i]); };
-    std::vector<std::vector<UINT32>> faces;
-    for (std::size_t i = 0; i + 2 < indices.size(); i += 3) {
-        std::vector<UINT32> face{vertex(i), vertex(i + 1), vertex(i + 2)};
-        std::rotate(face.begin(), std::min_element(face.begin(), face.end()), face.end());
-        // Of two rotations of a degenerate face, (a, a, b) and (a, b, a), the smaller stands for both.
-        std::vector<UINT32> other{face[2], face[0], face[1]};
-        faces.push_back(std::min(face, other));
-    }
-    std::sort(faces.begin(), faces.end());
-    return faces;
-}
-
-/// Small numbers that are the same everywhere.
-class Random {
-public:
-    explicit Random(UINT32 seed) : m_State(seed * 2654435761u + 1) {}
-    UINT32 Next() {
-        m_State = m_State * 1664525u + 1013904223u;
-        return m_State >> 8;
-    }
-    /// 0 to bound - 1.
-    UINT32 Below(UINT32 bound) { return Next() % bound; }
-    /// A multiple of 1/4096 from -1 to 1.
-    float Signed() { return (static_cast<float>(Below(8193)) - 4096.0f) / 4096.0f; }
-
-private:
-    UINT32 m_State;
-};
-
-/// A bumpy sheet of columns x rows vertices with normals, made of integers alone so that it is the same everywhere.
-inline Nimb::Authoring::Mesh MakeSheet(UINT32 columns, UINT32 rows, UINT32 seed = 1) {
-    Random random(seed);
-    Nimb::Authoring::Mesh mesh;
-    for (UINT32 r = 0; r < rows; ++r) {
-        for (UINT32 c = 0; c < columns; ++c) {
-            mesh.positions.push_back({static_cast<float>(c) / 8, static_cast<float>(r) / 8, random.Signed() / 16});
-            mesh.texCoords.push_back({static_cast<float>(c) / 64, static_cast<float>(r) / 64});
-            mesh.normals.push_back({random.Signed(), random.Signed(), random.Signed()});
-        }
-    }
-    for (UINT32 r = 0; r + 1 < rows; ++r) {
-        for (UINT32 c = 0; c + 1 < columns; ++c) {
-            const UINT32 a = r * columns + c;
-            mesh.faces.push_back({{a, a + 1, a + columns}});
-            mesh.faces.push_back({{a + 1, a + columns + 1, a + columns}});
-        }
-    }
-    return mesh;
-}
-
-/// The mesh `frame` frames later: it drifts, shears back and forth, and ripples.
-inline Nimb::Authoring::Mesh Moved(Nimb::Authoring::Mesh mesh, UINT32 frame) {
-    Random random(frame + 77);
-    const float drift = static_cast<float>(frame) / 256;
-    const float swing = static_cast<float>(frame % 16 < 8 ? frame % 8 : 8 - frame % 8) / 128;
-    for (Nimb::Authoring::Vec3& p : mesh.positions) {
-        p = {p.x + drift + swing * p.y, p.y - drift / 2, p.z + random.Signed() / 1024};
-    }
-    return mesh;
 }
 
 }  // namespace NimbTest

@@ -1,4 +1,4 @@
-// Hand-written streams: bytes put together field by field, and a stream that reads them.
+// Hand-written streams: bytes put together field by field, and what the checks say about them.
 #pragma once
 
 #include "Tests/Support/TestSupport.h"
@@ -52,6 +52,7 @@ public:
     Wire& Vertex(int x, int y, int z, int u, int v) { return U16(x).U16(y).U16(z).U16(0x7777).U16(u).U16(v); }
 
     const std::vector<BYTE>& Data() const { return m_Bytes; }
+    operator const std::vector<BYTE>&() const { return m_Bytes; }
     std::size_t Size() const { return m_Bytes.size(); }
 
     /// A new stream over a copy of the bytes, sized exactly so that a sanitizer sees every overrun.
@@ -83,44 +84,6 @@ public:
 
 private:
     Nimb::AssertionSink m_Previous;
-};
-
-/// A decoded frame with typed access to its buffers.
-struct Frame {
-    NIMBCORE::CComPtr<INimbBuffer> vertices;
-    NIMBCORE::CComPtr<INimbBuffer> indices;
-
-    std::vector<float> Floats() const { return Contents<float>(vertices); }
-    std::vector<std::int16_t> Words() const { return Contents<std::int16_t>(vertices); }
-    std::vector<UINT32> Indices() const { return Contents<UINT32>(indices); }
-
-    static UINT32 Attribute(INimbBuffer* buffer, const _GUID& key) {
-        NIMBCORE::CComPtr<INimbAttributesCore> attributes;
-        UINT32 value = 0xDEADBEEF;
-        if (Succeeded(buffer->QueryInterface(IID_INimbAttributesCore, reinterpret_cast<void**>(&attributes)))) {
-            attributes->GetUINT32(key, &value);
-        }
-        return value;
-    }
-    UINT32 Attribute(const _GUID& key) const { return Attribute(vertices, key); }
-};
-
-/// A reader with an allocator of its own.
-class Reader {
-public:
-    explicit Reader(UINT32 vertexFormat) : m_Allocator(new NimbCrossPlatform::BufferAllocator) {
-        reader.Initialize(m_Allocator, vertexFormat);
-    }
-    HRESULT Read(const Wire& wire, Frame* frame, LONGLONG time = 0) {
-        frame->vertices.Release();
-        frame->indices.Release();
-        return reader.ReadMesh(wire.Stream(), time, &frame->vertices, &frame->indices);
-    }
-
-    Nimb::CNimbMeshReader reader;
-
-private:
-    NIMBCORE::CComPtr<INimbBufferAllocator> m_Allocator;
 };
 
 }  // namespace NimbTest

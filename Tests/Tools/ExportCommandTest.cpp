@@ -1,7 +1,7 @@
 // `nimb export`: other programs' loader finds the meshes and textures that went into the clip, the right way up.
 #include "Authoring/Source/ImageFile.h"
 #include "Tests/Support/CounterFrame.h"
-#include "Tests/Support/MeshClip.h"
+#include "Tests/Support/DecodedClip.h"
 #include "Tests/Tools/ToolTest.h"
 
 #include <assimp/postprocess.h>
@@ -114,7 +114,7 @@ TEST_F(ExportCommand, StripsAndSubMeshesBecomeTriangles) {
     Nimb::Authoring::KeyFrameOptions strips;
     strips.indices = Nimb::Authoring::IndexCoding::Strips2;
     const Nimb::Authoring::EncodedFrame strip = encoder.KeyFrame(ClipTest::MakeNumberedMesh(0), strips);
-    WriteMeshClip(m_Clip, {strip, EncodeTemporal(encoder, 1, false)});
+    ClipTest::WriteClip(m_Clip, {strip, ClipTest::EncodeTemporal(encoder, 1, false)});
     ASSERT_EQ(Export("--format ply").status, 0);
     Assimp::Importer importer;
     ExpectSheet(*importer.ReadFile(FrameFile(0, "ply"), 0)->mMeshes[0], 0, false);

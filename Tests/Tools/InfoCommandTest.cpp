@@ -1,6 +1,6 @@
 // `nimb info`: what it says of a clip is what went into it.
 #include "Authoring/Source/ImageFile.h"
-#include "Tests/Support/MeshClip.h"
+#include "Tests/Support/DecodedClip.h"
 #include "Tests/Tools/ToolTest.h"
 
 #include <gtest/gtest.h>
@@ -93,7 +93,8 @@ TEST_F(InfoCommand, NumbersAddUpAndAreThoseOfTheFile) {
 
 TEST_F(InfoCommand, TemporalFramesListTheirSubMeshes) {
     Nimb::Authoring::FrameEncoder encoder;
-    WriteMeshClip(m_Clip, {EncodeTemporal(encoder, 0, false), EncodeTemporal(encoder, 1, true)});
+    ClipTest::WriteClip(m_Clip,
+                        {ClipTest::EncodeTemporal(encoder, 0, false), ClipTest::EncodeTemporal(encoder, 1, true)});
     const Json frames = Json::parse(RunNimb("info --json --frames " + m_Clip).out)["frames"];
     for (const Json& frame : frames) {
         EXPECT_EQ(frame["kind"], "temporal");

@@ -2,7 +2,6 @@
 #include "Authoring/Frame/FrameEncoder.h"
 #include "Authoring/Source/ImageFile.h"
 #include "Clip/Read/ClipReader.h"
-#include "Clip/Write/Mp4Writer.h"
 #include "Tests/Tools/ToolTest.h"
 #include "Tools/nimb/ExitStatus.h"
 #include "Tools/nimb/Viewer/ClipIndex.h"
@@ -85,32 +84,17 @@ struct CubeClip {
 };
 
 void MakeCubeClip(const std::string& path, const CubeClip& recipe = {}) {
-    Nimb::Authoring::VideoTrackOptions video;
-    video.width = c_CellSize * static_cast<int>(c_SideCount);
-    video.height = c_CellSize;
-    video.quality = 5;
-    Nimb::Authoring::Mp4Writer writer(
-        path, video, recipe.audioSeconds > 0 ? std::optional(Nimb::Authoring::AudioTrackOptions()) : std::nullopt);
-    Nimb::Authoring::FrameEncoder encoder;
-    Nimb::Authoring::FileAttributes attributes;
-    for (int number = 0; number < c_FrameCount; ++number) {
-        Nimb::Authoring::EncodedFrame frame = encoder.KeyFrame(MakeWalls(recipe.isInsideOut));
-        if (recipe.damage) {
-            recipe.damage(number, frame.bytes);
-        }
-        const Image texture = PaintTexture(number);
-        writer.AddFrame(texture.rgba.data(), texture.width * 4, frame.bytes);
-        attributes.maxVertexCount = std::max(attributes.maxVertexCount, frame.numVertices);
-        attributes.maxIndexCount = std::max(attributes.maxIndexCount, frame.numIndices);
+    const Nimb::Authoring::EncodedFrame frame = Nimb::Authoring::FrameEncoder().KeyFrame(MakeWalls(recipe.isInsideOut));
+    std::vector<Nimb::Authoring::EncodedFrame> frames(c_FrameCount, frame);
+    for (int number = 0; recipe.damage && number < c_FrameCount; ++number) {
+        recipe.damage(number, frames[static_cast<std::size_t>(number)].bytes);
     }
-    if (recipe.audioSeconds > 0) {
-        const std::vector<float> silence(static_cast<std::size_t>(recipe.audioSeconds * 48000) * 2);
-        writer.AddAudio(silence.data(), silence.size() / 2);
-    }
-    attributes.frameCount = c_FrameCount;
-    attributes.bboxMin = {-c_H, 0, -c_H};
-    attributes.bboxMax = {c_H, 1, c_H};
-    writer.Finish(attributes);
+    ClipTest::ClipTracks tracks;
+    tracks.video.width = c_CellSize * static_cast<int>(c_SideCount);
+    tracks.video.quality = 5;
+    tracks.paint = [](int number) { return PaintTexture(number).rgba; };
+    tracks.audioSeconds = recipe.audioSeconds;
+    ClipTest::WriteClip(path, frames, ClipTest::AttributesOf(frames), tracks);
 }
 
 void ExpectColour(const Image& image, std::size_t x, std::size_t y, const Nimb::Tool::Colour& expected, int tolerance) {

@@ -1,6 +1,6 @@
 // `nimb verify`: silent about sound clips, and each fault with its name, frame and byte.
 #include "Tests/Support/CounterFrame.h"
-#include "Tests/Support/MeshClip.h"
+#include "Tests/Support/DecodedClip.h"
 #include "Tests/Tools/ToolTest.h"
 
 #include <gtest/gtest.h>
@@ -39,7 +39,7 @@ protected:
         return m_Bad;
     }
     std::string MakeBad(const std::vector<EncodedFrame>& frames) {
-        WriteMeshClip(m_Bad, frames);
+        ClipTest::WriteClip(m_Bad, frames);
         return m_Bad;
     }
     /// The clip through the ffmpeg program.
@@ -112,7 +112,7 @@ TEST_F(VerifyCommand, GoodClipsOfEveryCodingHaveNoProblem) {
         EXPECT_EQ(Verify(MakeBad(KeyFrames(3, options))), Json::array()) << static_cast<int>(indices);
     }
     FrameEncoder encoder;
-    Expect(MakeBad({EncodeTemporal(encoder, 0, false), EncodeTemporal(encoder, 1, true)}), {});
+    Expect(MakeBad({ClipTest::EncodeTemporal(encoder, 0, false), ClipTest::EncodeTemporal(encoder, 1, true)}), {});
 }
 
 TEST_F(VerifyCommand, DamagedMeshesAreNamedWithFrameAndByte) {
@@ -186,7 +186,7 @@ TEST_F(VerifyCommand, MeshesThatDecodeToNonsenseAreNamed) {
     Expect(MakeBad(numbered), {{"frame-id", 2, "frame id 8 follows frame id 8"}, {"frame-id", 3, "no frame id"}});
 
     FrameEncoder encoder;
-    EncodedFrame temporal = EncodeTemporal(encoder, 0, false);
+    EncodedFrame temporal = ClipTest::EncodeTemporal(encoder, 0, false);
     PutFloat(temporal.bytes, boxMax, 0.1f);  // the sub-meshes reach to 0.2
     temporal.box.max.x = 0.2f;
     const Json problems = Verify(MakeBad({temporal}));

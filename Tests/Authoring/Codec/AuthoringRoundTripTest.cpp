@@ -16,7 +16,6 @@
 using namespace Nimb::Authoring;
 using NimbTest::FaceSet;
 using NimbTest::MakeSheet;
-using NimbTest::MemoryStream;
 using NimbTest::Random;
 
 namespace {
@@ -34,34 +33,25 @@ CStreamingMeshHeader HeaderOf(BYTE vertexVersion, BYTE flags, BYTE indexVersion,
 }
 
 /// Runs single stages of a reader.
-class Stages {
+class Stages : public NimbTest::SectionReader {
 public:
-    using Stage = decltype(&Nimb::CNimbMeshReader::ReadVertices);
-
-    explicit Stages(UINT32 vertexFormat = 8) { m_Reader.Initialize(&m_Allocator, vertexFormat); }
+    explicit Stages(UINT32 vertexFormat = 8) : SectionReader(vertexFormat) {}
 
     template <class T>
-    std::vector<T> Run(Stage stage, const Bytes& section, CStreamingMeshHeader header) {
-        MemoryStream stream(section.data(), section.size());
-        NIMBCORE::CComPtr<INimbBuffer> buffer;
-        EXPECT_EQ(S_OK, (m_Reader.*stage)(&ctx, &stream, &header, &buffer));
-        EXPECT_EQ(0u, stream.Left()) << "the section is longer than what is read of it";
-        return buffer != nullptr ? NimbTest::Contents<T>(buffer) : std::vector<T>();
+    std::vector<T> Run(Stage stage, const Bytes& section, const CStreamingMeshHeader& wanted) {
+        header = wanted;
+        EXPECT_EQ(S_OK, SectionReader::Run(stage, section));
+        EXPECT_EQ(0u, left) << "the section is longer than what is read of it";
+        return Output<T>();
     }
 
     std::vector<UINT32> Indices(const Bytes& section, BYTE flags, BYTE version, std::size_t faces,
                                 std::size_t indices) {
-        CStreamingMeshHeader header = HeaderOf(2, flags, version, {}, 0);
-        header.m_numFaces = static_cast<UINT32>(faces);
-        header.m_numIndices = static_cast<UINT32>(indices);
-        return Run<UINT32>(&Nimb::CNimbMeshReader::ReadIndices, section, header);
+        CStreamingMeshHeader wanted = HeaderOf(2, flags, version, {}, 0);
+        wanted.m_numFaces = static_cast<UINT32>(faces);
+        wanted.m_numIndices = static_cast<UINT32>(indices);
+        return Run<UINT32>(&Nimb::CNimbMeshReader::ReadIndices, section, wanted);
     }
-
-    Nimb::CNimbMeshReaderCtx ctx;
-
-private:
-    NimbTest::PatternAllocator m_Allocator{0xCD};
-    Nimb::CNimbMeshReader m_Reader;
 };
 
 std::vector<TarnMeshFace> RandomFaces(Random& random, std::size_t count) {

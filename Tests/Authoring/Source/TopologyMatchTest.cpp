@@ -1,4 +1,5 @@
 #include "Authoring/Scene/TopologyMatch.h"
+#include "Tests/Support/Meshes.h"
 
 #include <gtest/gtest.h>
 #include <algorithm>
@@ -8,6 +9,7 @@
 #include <random>
 
 using namespace Nimb::Authoring;
+using NimbTest::Shuffled;
 
 namespace {
 
@@ -20,37 +22,8 @@ Mesh Grid(UINT32 n, float moment) {
         mesh.positions.push_back({u, v, std::sin(7 * u + moment) * std::cos(5 * v)});
         mesh.texCoords.push_back({u, v});
     }
-    for (UINT32 i = 0; i + n < n * n; ++i) {
-        if (i % n + 1 < n) {
-            mesh.faces.push_back({{i, i + 1, i + n}});
-            mesh.faces.push_back({{i + 1, i + n + 1, i + n}});
-        }
-    }
+    mesh.faces = NimbTest::SheetFaces(n, n);
     return mesh;
-}
-
-/// The same surface with vertices, faces and first corners in a random order.
-Mesh Shuffled(const Mesh& mesh, unsigned seed) {
-    std::mt19937 random(seed);
-    std::vector<UINT32> order(mesh.positions.size());
-    std::iota(order.begin(), order.end(), 0U);
-    std::shuffle(order.begin(), order.end(), random);
-    Mesh shuffled = mesh;
-    for (std::size_t i = 0; i < order.size(); ++i) {
-        shuffled.positions[order[i]] = mesh.positions[i];
-        shuffled.texCoords[order[i]] = mesh.texCoords[i];
-        if (!mesh.normals.empty()) {
-            shuffled.normals[order[i]] = mesh.normals[i];
-        }
-    }
-    for (TarnMeshFace& face : shuffled.faces) {
-        for (UINT32& v : face.v) {
-            v = order[v];
-        }
-        std::rotate(face.v, face.v + random() % 3, face.v + 3);
-    }
-    std::shuffle(shuffled.faces.begin(), shuffled.faces.end(), random);
-    return shuffled;
 }
 
 /// Every face gets vertices of its own.
