@@ -17,8 +17,6 @@
 #define NIMB_THREAD_SAFETY(attribute)
 #endif
 
-#define NIMB_CAPABILITY(name) NIMB_THREAD_SAFETY(capability(name))
-#define NIMB_SCOPED_CAPABILITY NIMB_THREAD_SAFETY(scoped_lockable)
 #define NIMB_ACQUIRE(...) NIMB_THREAD_SAFETY(acquire_capability(__VA_ARGS__))
 #define NIMB_RELEASE(...) NIMB_THREAD_SAFETY(release_capability(__VA_ARGS__))
 #define NIMB_TRY_ACQUIRE(...) NIMB_THREAD_SAFETY(try_acquire_capability(__VA_ARGS__))
@@ -32,7 +30,7 @@
 
 namespace Nimb::Plugin {
 
-class NIMB_CAPABILITY("mutex") Mutex {
+class NIMB_THREAD_SAFETY(capability("mutex")) Mutex {
 public:
     void lock() NIMB_ACQUIRE() { m_mutex.lock(); }
     void unlock() NIMB_RELEASE() { m_mutex.unlock(); }
@@ -44,7 +42,7 @@ private:
 };
 
 /// Holds a mutex to the end of a scope, but for stretches between Unlock and Lock.
-class NIMB_SCOPED_CAPABILITY MutexLock {
+class NIMB_THREAD_SAFETY(scoped_lockable) MutexLock {
 public:
     explicit MutexLock(Mutex& mutex) NIMB_ACQUIRE(mutex) : m_lock(mutex.m_mutex) {}
     ~MutexLock() NIMB_RELEASE() {}
