@@ -25,7 +25,7 @@ endfunction()
 nimb_install_headers(Nimb NimbInterfaces.h NimbRefCount.h NimbAssert.h)
 nimb_install_headers(NimbCore NimbComPtr.h NimbCrossPlatform.h NimbMeshReader.h Golomb.h EdgeBreaker.h)
 nimb_install_headers(Authoring/Codec ByteWriter.h Mesh.h MeshPayload.h TextureTransform.h XtraAttributes.h)
-nimb_install_headers(Authoring/Frame DeltaCodings.h FrameEncoder.h FrameOptions.h)
+nimb_install_headers(Authoring/Frame DeltaCodings.h EncodedFrame.h FrameEncoder.h FrameOptions.h)
 set_target_properties(NimbAuthoring PROPERTIES EXPORT_NAME Authoring)
 nimb_install_targets(NimbTargets NimbCoreAbort NimbCoreReport NimbAuthoring)
 

@@ -64,7 +64,7 @@ public:
           m_Step(static_cast<float>(StepFor(maxError))) {}
 
     struct Result {
-        TransformDeltas frame;
+        TransformDeltaFrame frame;
         double cost = 0;  // bits, with the share of the parts that this frame is charged
     };
 
@@ -78,7 +78,8 @@ private:
     }
     std::vector<PartSamples> Gather(const PartMap& parts) const;
     Correction ChooseCorrection(Float4 prediction, const Vec3& target) const;
-    void Decode(const std::vector<Motion>& motions, std::vector<Correction>& corrections, TransformDeltas& frame) const;
+    void Decode(const std::vector<Motion>& motions, std::vector<Correction>& corrections,
+                TransformDeltaFrame& frame) const;
 
     const DeltaHistory& m_History;
     const std::vector<Vec3>& m_Targets;
@@ -161,7 +162,7 @@ Correction FrameCoder::ChooseCorrection(Float4 prediction, const Vec3& target) c
 }
 
 void FrameCoder::Decode(const std::vector<Motion>& motions, std::vector<Correction>& corrections,
-                        TransformDeltas& frame) const {
+                        TransformDeltaFrame& frame) const {
     const std::size_t count = m_Targets.size();
     corrections.resize(count);
     frame.positions.resize(count);
@@ -245,8 +246,8 @@ void TransformDeltaEncoder::Learn(const std::vector<Vec3>& positions) {
     m_Poses.push_back(positions);
 }
 
-TransformDeltas TransformDeltaEncoder::Encode(const DeltaHistory& history, const std::vector<Vec3>& targets,
-                                              const TransformDeltaOptions& options) {
+TransformDeltaFrame TransformDeltaEncoder::Encode(const DeltaHistory& history, const std::vector<Vec3>& targets,
+                                                  const TransformDeltaOptions& options) {
     Check(history, targets, options);
     if (m_Poses.empty() || m_Poses.front().size() != targets.size()) {
         std::vector<Vec3> previous;

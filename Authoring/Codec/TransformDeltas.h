@@ -17,7 +17,7 @@ struct TransformDeltaOptions {
 };
 
 /// One encoded frame.
-struct TransformDeltas {
+struct TransformDeltaFrame {
     Bytes section;                           ///< without normals
     std::vector<Nimb::__vector4> positions;  ///< as decoded, before clamping to a box
     double maxError = 0;                     ///< largest distance of a decoded position from its target
@@ -42,11 +42,11 @@ public:
     ///
     /// 30,000 vertices take a few milliseconds; a tenth of a second when parts are looked for, which happens each time
     /// that the number of frames seen has doubled.
-    TransformDeltas Encode(const DeltaHistory& history, const std::vector<Vec3>& targets,
-                           const TransformDeltaOptions& options);
+    TransformDeltaFrame Encode(const DeltaHistory& history, const std::vector<Vec3>& targets,
+                               const TransformDeltaOptions& options);
 
     /// Tells that the frame that Encode returned last is the one that the decoder gets.
-    void Accept(const TransformDeltas& frame) { m_DecoderParts = frame.parts; }
+    void Accept(const TransformDeltaFrame& frame) { m_DecoderParts = frame.parts; }
 
 private:
     std::vector<PartMap> Candidates(double tolerance, std::size_t maxParts) const;

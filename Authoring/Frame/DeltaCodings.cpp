@@ -38,7 +38,7 @@ DeltaSection EncodeHuffman(const DeltaInput& input) {
 DeltaSection EncodeTransforms(const DeltaInput& input) {
     TransformDeltaOptions options;
     options.maxError = input.limit;
-    TransformDeltas deltas = input.transformDeltas.Encode(input.history, input.ordered.positions, options);
+    TransformDeltaFrame deltas = input.transformDeltas.Encode(input.history, input.ordered.positions, options);
     DeltaSection section{0, deltas.section, deltas.maxError, std::nullopt};
     section.transforms = std::move(deltas);
     return section;

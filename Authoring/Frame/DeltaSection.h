@@ -11,9 +11,9 @@ namespace Nimb::Authoring {
 
 struct DeltaSection {
     BYTE vertexVersion = 0;
-    Bytes bytes;                                ///< without normals, except in records
-    double maxError = 0;                        ///< before clamping to a box; of records 0
-    std::optional<TransformDeltas> transforms;  ///< of version 5, to be accepted when the section is used
+    Bytes bytes;                                    ///< without normals, except in records
+    double maxError = 0;                            ///< before clamping to a box; of records 0
+    std::optional<TransformDeltaFrame> transforms;  ///< of version 5, to be accepted when the section is used
 };
 
 /// What a section is made from.

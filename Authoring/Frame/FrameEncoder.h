@@ -4,12 +4,11 @@
 // of it, so that errors never add up over time.
 #pragma once
 
-#include "Authoring/Codec/ByteWriter.h"
 #include "Authoring/Codec/Mesh.h"
+#include "Authoring/Frame/EncodedFrame.h"
 #include "Authoring/Frame/FrameOptions.h"
 
 #include <array>
-#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
@@ -17,19 +16,8 @@
 
 namespace Nimb::Authoring {
 
-struct EncodedFrame {
-    Bytes bytes;
-    double maxError = 0;  ///< largest distance of a decoded position from its target
-    bool isKeyFrame = false;
-    BYTE vertexVersion = 0;  ///< as the header has it; of a temporal frame that of a delta frame in it, if there is one
-    Box box;                 ///< likewise
-    UINT32 numVertices = 0;  ///< of the decoded mesh
-    UINT32 numIndices = 0;   ///< likewise
-    bool oneDeltaVersion = true;  ///< all delta frames in a temporal frame have the same vertex version
-};
-
-/// One sub-mesh of a temporal frame: a key frame, or a delta frame when `delta` is set. Each needs a sub-mesh id of its
-/// own and no strips.
+/// What a temporal frame has of one sub-mesh: a key frame, or a delta frame when `delta` is set. Each needs a sub-mesh
+/// id of its own and no strips.
 struct SubFrame {
     const Mesh* mesh = nullptr;
     KeyFrameOptions key;
@@ -37,28 +25,15 @@ struct SubFrame {
     std::optional<std::array<float, 6>> transform;  ///< stored coefficients (see SolveTransform); none: identity
 };
 
-/// How the frames of a clip are chosen. A choice that is left open is made frame by frame: the smallest that meets the
-/// limit.
-struct ClipOptions {
-    FrameOptions frame;  ///< of each; in temporal frames what `normals` and `unsignedUVs` say is said of sub-meshes
-    std::optional<IndexCoding> indices;  ///< of key frames
-    bool keepVertexOrder = false;        ///< see KeyFrameOptions
-    std::optional<DeltaCoding> delta;    ///< none or Smallest: open. Where it misses the limit, a key frame follows
-    double maxError = 0;  ///< limit for delta frames, 0: none. Key frames have the error of 16-bit records
-    std::size_t keyFrameInterval = 30;  ///< at most so many frames from one key frame to the next; 0: no limit
-};
-
 /// One sub-mesh of a clip at one moment.
-struct ClipSubMesh {
+struct SubMesh {
     const Mesh* mesh = nullptr;
     UINT32 id = 0;
     std::optional<std::array<float, 6>> transform;  ///< stored coefficients (see SolveTransform); none: identity
     bool newTopology = false;  ///< makes it a key frame even if faces are those of the frame before
 };
 
-struct DeltaSection;
-struct Topology;
-struct TopologyChoice;
+class SubMeshEncoder;
 
 /// Belongs to one thread. Methods throw std::invalid_argument for meshes and options that cannot be encoded; the
 /// encoder's state is then as it was, unless the method says otherwise.
@@ -87,7 +62,7 @@ public:
 
     /// The same for all sub-meshes as one temporal frame, each of them a key frame or a delta frame by itself. When the
     /// interval is over, all are key frames. Sub-meshes may appear and disappear. See TemporalFrame for exceptions.
-    EncodedFrame NextTemporalFrame(const std::vector<ClipSubMesh>& subMeshes, const ClipOptions& options);
+    EncodedFrame NextTemporalFrame(const std::vector<SubMesh>& subMeshes, const ClipOptions& options);
 
     /// Shows a mesh of the frames to come, in the topology of the sub-mesh's last key frame; meshes of another one are
     /// ignored. Transform deltas are smaller from the first on when they know how the figure is going to move.
@@ -98,23 +73,13 @@ public:
     const std::vector<UINT32>& VertexOrder(UINT32 subMeshId = 0) const;
 
 private:
-    struct SubMeshState;
-    struct TemporalPart;
-
-    SubMeshState& StateOf(UINT32 subMeshId) const;
-    Topology TopologyOf(const Mesh& mesh, UINT32 subMeshId, const TopologyChoice& choice) const;
+    SubMeshEncoder* Find(UINT32 subMeshId) const;
+    SubMeshEncoder& Get(UINT32 subMeshId) const;
     EncodedFrame EncodeKey(const Mesh& mesh, const KeyFrameOptions& options, bool mayBeStrips);
-    std::optional<EncodedFrame> TryDelta(const Mesh& mesh, const FrameOptions& options, const ClipOptions& clip);
-    static Mesh OrderedForDelta(const SubMeshState& state, const Mesh& mesh, const FrameOptions& options);
-    static EncodedFrame CommitDelta(SubMeshState& state, const Mesh& ordered, const Box& box,
-                                    const DeltaFrameOptions& options, const DeltaSection& section);
-    static void CheckParts(const std::vector<TemporalPart>& parts);
-    EncodedFrame AssembleTemporal(const std::vector<TemporalPart>& parts, const FrameOptions& options,
-                                  const std::function<EncodedFrame(std::size_t)>& encodePart);
-    void SweepStates();
+    void ForgetUnused();
 
-    std::map<INT32, std::unique_ptr<SubMeshState>> m_States;
-    std::size_t m_FramesSinceAllKeys = 0;  // of NextTemporalFrame
+    std::map<INT32, std::unique_ptr<SubMeshEncoder>> m_SubMeshes;  // those that have had a key frame
+    std::size_t m_FramesSinceAllKeys = 0;                          // of NextTemporalFrame
 };
 
 }  // namespace Nimb::Authoring

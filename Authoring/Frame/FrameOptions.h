@@ -31,4 +31,15 @@ struct DeltaFrameOptions : FrameOptions {
                           ///< allow (Transform needs a limit)
 };
 
+/// How the frames of a clip are chosen. A choice that is left open is made frame by frame: the smallest that meets the
+/// limit.
+struct ClipOptions {
+    FrameOptions frame;  ///< of each; in temporal frames what `normals` and `unsignedUVs` say is said of sub-meshes
+    std::optional<IndexCoding> indices;  ///< of key frames
+    bool keepVertexOrder = false;        ///< see KeyFrameOptions
+    std::optional<DeltaCoding> delta;    ///< none or Smallest: open. Where it misses the limit, a key frame follows
+    double maxError = 0;  ///< limit for delta frames, 0: none. Key frames have the error of 16-bit records
+    std::size_t keyFrameInterval = 30;  ///< at most so many frames from one key frame to the next; 0: no limit
+};
+
 }  // namespace Nimb::Authoring

@@ -31,9 +31,9 @@ bool LooksAhead(DeltaCoding coding) {
 /// What each frame will have at least, so that a trial can be given up early.
 using Expectation = std::vector<double>;
 
-class Segment {
+class SegmentTrials {
 public:
-    explicit Segment(const std::vector<ClipMoment>& moments);
+    explicit SegmentTrials(const std::vector<ClipMoment>& moments);
 
     // Each also tries all delta codings, if the choice is open.
     void TryEdgeBreaker(ClipOptions options);  ///< or another coding that the options fix
@@ -67,10 +67,10 @@ double TotalBytes(const std::vector<EncodedFrame>& frames) {
     return bytes;
 }
 
-Segment::Segment(const std::vector<ClipMoment>& moments) : m_Moments(moments) {
+SegmentTrials::SegmentTrials(const std::vector<ClipMoment>& moments) : m_Moments(moments) {
     for (const ClipMoment& moment : moments) {
         m_Plain = m_Plain && moment.size() == 1 && !moment.front().transform;
-        for (const ClipSubMesh& sub : moment) {
+        for (const SubMesh& sub : moment) {
             if (sub.mesh == nullptr) {
                 throw std::invalid_argument("a sub-mesh has no mesh");
             }
@@ -78,7 +78,7 @@ Segment::Segment(const std::vector<ClipMoment>& moments) : m_Moments(moments) {
     }
 }
 
-EncodedFrame Segment::Next(FrameEncoder& encoder, std::size_t moment, const ClipOptions& options) const {
+EncodedFrame SegmentTrials::Next(FrameEncoder& encoder, std::size_t moment, const ClipOptions& options) const {
     const ClipMoment& subMeshes = m_Moments[moment];
     if (!m_Plain) {
         return encoder.NextTemporalFrame(subMeshes, options);
@@ -91,10 +91,10 @@ EncodedFrame Segment::Next(FrameEncoder& encoder, std::size_t moment, const Clip
 }
 
 /// Shows the encoder how sub-meshes go on that have just begun.
-void Segment::LookAhead(FrameEncoder& encoder, std::size_t moment, const ClipOptions& options) const {
-    for (const ClipSubMesh& begun : m_Moments[moment]) {
+void SegmentTrials::LookAhead(FrameEncoder& encoder, std::size_t moment, const ClipOptions& options) const {
+    for (const SubMesh& begun : m_Moments[moment]) {
         for (std::size_t later = moment; later < m_Moments.size() && (moment == 0 || begun.newTopology); ++later) {
-            for (const ClipSubMesh& sub : m_Moments[later]) {
+            for (const SubMesh& sub : m_Moments[later]) {
                 if (sub.id == begun.id && (later == moment || !sub.newTopology)) {
                     encoder.LookAhead(*sub.mesh, m_Plain ? options.frame.subMeshId.value_or(0) : sub.id);
                 }
@@ -105,7 +105,7 @@ void Segment::LookAhead(FrameEncoder& encoder, std::size_t moment, const ClipOpt
 
 /// Encodes the segment and keeps it if it is the smallest so far. Gives up, with the frames that it has got so far,
 /// when the expectation of the others says that it will not be.
-std::vector<EncodedFrame> Segment::Try(const ClipOptions& options, const Expectation& expected) {
+std::vector<EncodedFrame> SegmentTrials::Try(const ClipOptions& options, const Expectation& expected) {
     const DeltaCoding coding = options.delta.value_or(DeltaCoding::Smallest);
     const double limit = TotalBytes(m_Best);
     double bytes = 0;
@@ -131,11 +131,11 @@ std::vector<EncodedFrame> Segment::Try(const ClipOptions& options, const Expecta
 }
 
 /// Vertices that the frames have when key frames keep the order of the meshes.
-std::vector<std::size_t> Segment::VerticesInOrder() const {
+std::vector<std::size_t> SegmentTrials::VerticesInOrder() const {
     std::vector<std::size_t> counts;
     for (const ClipMoment& moment : m_Moments) {
         counts.push_back(0);
-        for (const ClipSubMesh& sub : moment) {
+        for (const SubMesh& sub : moment) {
             counts.back() += sub.mesh->positions.size();
         }
     }
@@ -143,16 +143,16 @@ std::vector<std::size_t> Segment::VerticesInOrder() const {
 }
 
 /// What that makes of a key frame at least: records, and of strips two bytes for a triangle.
-double Segment::LeastKeyBytesInOrder(std::size_t moment) const {
+double SegmentTrials::LeastKeyBytesInOrder(std::size_t moment) const {
     std::size_t bytes = 0;
-    for (const ClipSubMesh& sub : m_Moments[moment]) {
+    for (const SubMesh& sub : m_Moments[moment]) {
         bytes += 12 * sub.mesh->positions.size() + 2 * sub.mesh->faces.size();
     }
     return static_cast<double>(bytes);
 }
 
-void Segment::TryFixedCodings(ClipOptions options, double keyBytes, const std::vector<std::size_t>& numVertices,
-                              bool withTransforms) {
+void SegmentTrials::TryFixedCodings(ClipOptions options, double keyBytes, const std::vector<std::size_t>& numVertices,
+                                    bool withTransforms) {
     // The quick ones first: the smallest of them may show that the others need no trial.
     std::vector<DeltaCoder> coders = DeltaCoders();
     std::stable_partition(coders.begin(), coders.end(), [](const DeltaCoder& coder) { return !coder.fitsMotions; });
@@ -169,7 +169,7 @@ void Segment::TryFixedCodings(ClipOptions options, double keyBytes, const std::v
     }
 }
 
-void Segment::TryEdgeBreaker(ClipOptions options) {
+void SegmentTrials::TryEdgeBreaker(ClipOptions options) {
     const std::vector<EncodedFrame> frames = Try(options, {});
     if (frames.empty() || !IsOpen(options)) {
         return;
@@ -185,7 +185,7 @@ void Segment::TryEdgeBreaker(ClipOptions options) {
     TryFixedCodings(options, static_cast<double>(frames.front().bytes.size()), numVertices, !alwaysTransforms);
 }
 
-void Segment::TryInOrder(ClipOptions options) {
+void SegmentTrials::TryInOrder(ClipOptions options) {
     const std::vector<std::size_t> numVertices = VerticesInOrder();
     Expectation expected;
     for (std::size_t i = 0; i < m_Best.size(); ++i) {
@@ -203,20 +203,20 @@ void Segment::TryInOrder(ClipOptions options) {
 }  // namespace
 
 std::vector<EncodedFrame> EncodeSegment(const std::vector<ClipMoment>& moments, const ClipOptions& options) {
-    Segment segment(moments);
+    SegmentTrials trials(moments);
     ClipOptions trial = options;
     if (options.indices) {
-        segment.TryEdgeBreaker(trial);
+        trials.TryEdgeBreaker(trial);
     } else {
         if (!options.keepVertexOrder) {
             trial.indices = IndexCoding::EdgeBreaker;
-            segment.TryEdgeBreaker(trial);
+            trials.TryEdgeBreaker(trial);
         }
         trial.indices.reset();
         trial.keepVertexOrder = true;
-        segment.TryInOrder(trial);
+        trials.TryInOrder(trial);
     }
-    return segment.TakeBest();
+    return trials.TakeBest();
 }
 
 }  // namespace Nimb::Authoring

@@ -9,7 +9,7 @@
 namespace Nimb::Authoring {
 
 /// All sub-meshes at one moment.
-using ClipMoment = std::vector<ClipSubMesh>;
+using ClipMoment = std::vector<SubMesh>;
 
 /// Encodes moments that do not build on any before them; the first is a key frame. A moment of one sub-mesh without a
 /// transform makes a plain frame, with the id of `options.frame` if it has one, when all moments are such; otherwise

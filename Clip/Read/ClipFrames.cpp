@@ -38,8 +38,8 @@ void AppendFaces(const UINT32* indices, std::size_t count, bool isStrip, std::ve
 
 Mesh MakeMesh(const DecodedMesh& decoded, const MeshFrameLayout& layout) {
     Mesh mesh;
-    const bool hasNormals =
-        std::all_of(layout.parts.begin(), layout.parts.end(), [](const MeshPart& part) { return part.hasNormals; });
+    const bool hasNormals = std::all_of(layout.subFrames.begin(), layout.subFrames.end(),
+                                        [](const SubFrameLayout& sub) { return sub.hasNormals; });
     for (std::size_t i = 0; i < decoded.vertexCount; ++i) {
         const DecodedVertex& v = decoded.vertices[i];
         mesh.positions.push_back({v.position[0], v.position[1], v.position[2]});
@@ -49,9 +49,9 @@ Mesh MakeMesh(const DecodedMesh& decoded, const MeshFrameLayout& layout) {
         }
     }
     std::size_t begin = 0;
-    for (const MeshPart& part : layout.parts) {
-        const std::size_t count = std::min<std::size_t>(part.header.m_numIndices, decoded.indexCount - begin);
-        AppendFaces(decoded.indices + begin, count, part.isStrip, mesh.faces);
+    for (const SubFrameLayout& sub : layout.subFrames) {
+        const std::size_t count = std::min<std::size_t>(sub.header.m_numIndices, decoded.indexCount - begin);
+        AppendFaces(decoded.indices + begin, count, sub.isStrip, mesh.faces);
         begin += count;
     }
     return mesh;

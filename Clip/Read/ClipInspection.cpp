@@ -50,22 +50,21 @@ void Count(const FrameFacts& facts, ClipSummary& summary) {
         return;
     }
     summary.keyFrames += facts.layout.IsKeyFrame() ? 1 : 0;
-    summary.maxSubMeshes = std::max(summary.maxSubMeshes, facts.layout.parts.size());
+    summary.maxSubMeshes = std::max(summary.maxSubMeshes, facts.layout.subFrames.size());
     const CStreamingMeshHeader& header = facts.layout.header;
     summary.vertices += header.m_numVertices;
     summary.maxVertices = std::max(summary.maxVertices, header.m_numVertices);
     summary.maxFaces = std::max(summary.maxFaces, header.m_numFaces);
     summary.maxIndices = std::max(summary.maxIndices, header.m_numIndices);
     summary.box = summary.box ? Union(*summary.box, BoxOf(header)) : BoxOf(header);
-    for (const MeshPart& part : facts.layout.parts) {
-        Share& vertices = summary.vertexCodings[VertexCodingName(part.header.m_Version.v.m_VertexVersion)];
+    for (const SubFrameLayout& sub : facts.layout.subFrames) {
+        Share& vertices = summary.vertexCodings[VertexCodingName(sub.header.m_Version.v.m_VertexVersion)];
         ++vertices.frames;
-        vertices.bytes += part.vertexBytes + part.normalBytes;
-        if (!part.isDelta) {
-            Share& indices =
-                summary.indexCodings[IndexCodingName(part.header.m_Version.v.m_IndexVersion, part.isStrip)];
+        vertices.bytes += sub.vertexBytes + sub.normalBytes;
+        if (!sub.isDelta) {
+            Share& indices = summary.indexCodings[IndexCodingName(sub.header.m_Version.v.m_IndexVersion, sub.isStrip)];
             ++indices.frames;
-            indices.bytes += part.indexBytes;
+            indices.bytes += sub.indexBytes;
         }
     }
 }

@@ -254,8 +254,8 @@ void Verifier::CheckMeshFrame(const ClipSample& sample, const SampleMesh& mesh) 
     };
     const MeshFrameLayout layout = m_Scanner.Scan(*mesh.frame);
     const DecodedMesh decoded = m_Meshes.Decode(*mesh.frame, sample.microseconds * 10);
-    const bool lacksKeyFrame =
-        std::any_of(layout.parts.begin(), layout.parts.end(), [](const MeshPart& part) { return !part.hasKeyFrame; });
+    const bool lacksKeyFrame = std::any_of(layout.subFrames.begin(), layout.subFrames.end(),
+                                           [](const SubFrameLayout& sub) { return !sub.hasKeyFrame; });
     std::string damage;
     if (!decoded.error.empty()) {
         damage = decoded.error + (layout.problem.empty() ? "" : " (" + layout.problem + ")");
@@ -311,11 +311,11 @@ void Verifier::CheckFrameId(std::size_t frame, UINT64 offset, const MeshFrameLay
         Report("frame-id", frame, offset,
                "frame id " + std::to_string(id) + " follows frame id " + std::to_string(*m_LastFrameId));
     }
-    for (const MeshPart& part : layout.parts) {
-        if (layout.isTemporal && part.header.m_FrameId != 0 && part.header.m_FrameId != id) {
+    for (const SubFrameLayout& sub : layout.subFrames) {
+        if (layout.isTemporal && sub.header.m_FrameId != 0 && sub.header.m_FrameId != id) {
             Report("frame-id", frame, offset,
-                   "sub-mesh " + std::to_string(part.header.m_SubMeshId) + " has frame id " +
-                       std::to_string(part.header.m_FrameId) + ", the frame has " + std::to_string(id));
+                   "sub-mesh " + std::to_string(sub.header.m_SubMeshId) + " has frame id " +
+                       std::to_string(sub.header.m_FrameId) + ", the frame has " + std::to_string(id));
         }
     }
     if (id != 0) {

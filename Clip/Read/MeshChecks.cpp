@@ -26,8 +26,8 @@ std::string Span(char axis, double min, double max) {
     return std::string(1, axis) + " from " + Number(min) + " to " + Number(max);
 }
 
-bool IsListWithOddCounts(const MeshPart& part) {
-    return !part.isDelta && !part.isStrip && UINT64{3} * part.header.m_numFaces != part.header.m_numIndices;
+bool IsListWithOddCounts(const SubFrameLayout& sub) {
+    return !sub.isDelta && !sub.isStrip && UINT64{3} * sub.header.m_numFaces != sub.header.m_numIndices;
 }
 
 void CheckBox(const CStreamingMeshHeader& header, const std::string& whose, const ReportProblem& report) {
@@ -54,22 +54,22 @@ void CheckBoxInside(const CStreamingMeshHeader& header, const Bound& min, const 
     }
 }
 
-void CheckParts(const MeshFrameLayout& layout, const ReportProblem& report) {
+void CheckSubFrames(const MeshFrameLayout& layout, const ReportProblem& report) {
     UINT64 vertices = 0;
     UINT64 indices = 0;
-    for (const MeshPart& part : layout.parts) {
-        vertices += part.header.m_numVertices;
-        indices += part.header.m_numIndices;
+    for (const SubFrameLayout& sub : layout.subFrames) {
+        vertices += sub.header.m_numVertices;
+        indices += sub.header.m_numIndices;
         const std::string whose =
-            layout.isTemporal ? "sub-mesh " + std::to_string(part.header.m_SubMeshId) + "'s" : "the frame's";
-        CheckBox(part.header, whose, report);
-        if (IsListWithOddCounts(part)) {
-            report("mesh-counts", whose + " " + std::to_string(part.header.m_numFaces) + " faces do not match its " +
-                                      std::to_string(part.header.m_numIndices) + " indices");
+            layout.isTemporal ? "sub-mesh " + std::to_string(sub.header.m_SubMeshId) + "'s" : "the frame's";
+        CheckBox(sub.header, whose, report);
+        if (IsListWithOddCounts(sub)) {
+            report("mesh-counts", whose + " " + std::to_string(sub.header.m_numFaces) + " faces do not match its " +
+                                      std::to_string(sub.header.m_numIndices) + " indices");
         }
         if (layout.isTemporal) {
-            CheckBoxInside(part.header, layout.header.m_BBoxMin, layout.header.m_BBoxMax, "box-exceeded",
-                           "the frame's box does not hold that of sub-mesh " + std::to_string(part.header.m_SubMeshId),
+            CheckBoxInside(sub.header, layout.header.m_BBoxMin, layout.header.m_BBoxMax, "box-exceeded",
+                           "the frame's box does not hold that of sub-mesh " + std::to_string(sub.header.m_SubMeshId),
                            report);
         }
     }
@@ -153,7 +153,7 @@ bool IsInside(const DecodedVertex& vertex, const CStreamingMeshHeader& header) {
 
 void CheckHeaders(const MeshFrameLayout& layout, const std::optional<FileAttributes>& attributes,
                   const ReportProblem& report) {
-    CheckParts(layout, report);
+    CheckSubFrames(layout, report);
     if (!attributes) {
         return;
     }

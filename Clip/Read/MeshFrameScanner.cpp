@@ -110,11 +110,11 @@ void SkipIndices(Cursor& cursor, const CStreamingMeshHeader& header, bool isStri
 }  // namespace
 
 bool MeshFrameLayout::IsKeyFrame() const {
-    return std::none_of(parts.begin(), parts.end(), [](const MeshPart& part) { return part.isDelta; });
+    return std::none_of(subFrames.begin(), subFrames.end(), [](const SubFrameLayout& sub) { return sub.isDelta; });
 }
 
 bool MeshFrameLayout::HasNormals() const {
-    return std::any_of(parts.begin(), parts.end(), [](const MeshPart& part) { return part.hasNormals; });
+    return std::any_of(subFrames.begin(), subFrames.end(), [](const SubFrameLayout& sub) { return sub.hasNormals; });
 }
 
 bool MeshFrameScanner::ScanHeader(Cursor& cursor, CStreamingMeshHeader& header) {
@@ -131,25 +131,25 @@ bool MeshFrameScanner::ScanHeader(Cursor& cursor, CStreamingMeshHeader& header) 
     return cursor.Problem().empty();
 }
 
-bool MeshFrameScanner::ScanPart(Cursor& cursor, const CStreamingMeshHeader& header, MeshPart& part) {
+bool MeshFrameScanner::ScanSubFrame(Cursor& cursor, const CStreamingMeshHeader& header, SubFrameLayout& sub) {
     const BYTE flags = header.m_Version.v.m_FormatFlags;
-    part.header = header;
-    part.isDelta = header.m_Version.v.m_MeshHeaderVersion == HeaderVersion::c_MeshHeaderVersion_DeltaFrame;
-    part.hasNormals = (flags & FormatFlags::c_HasNormals) != 0;
-    part.hasKeyFrame = !part.isDelta || m_SubMeshes.count(header.m_SubMeshId) != 0;
+    sub.header = header;
+    sub.isDelta = header.m_Version.v.m_MeshHeaderVersion == HeaderVersion::c_MeshHeaderVersion_DeltaFrame;
+    sub.hasNormals = (flags & FormatFlags::c_HasNormals) != 0;
+    sub.hasKeyFrame = !sub.isDelta || m_SubMeshes.count(header.m_SubMeshId) != 0;
 
     SubMesh& subMesh = m_SubMeshes[header.m_SubMeshId];
-    if (part.isDelta) {
-        part.header.m_numVertices = subMesh.numVertices;
-        part.header.m_numFaces = subMesh.numFaces;
-        part.header.m_numIndices = subMesh.numIndices;
+    if (sub.isDelta) {
+        sub.header.m_numVertices = subMesh.numVertices;
+        sub.header.m_numFaces = subMesh.numFaces;
+        sub.header.m_numIndices = subMesh.numIndices;
     } else {
         subMesh = {header.m_numVertices, header.m_numFaces, header.m_numIndices, flags == FormatFlags::c_TriStrips,
                    true};
     }
     subMesh.isInUse = true;
-    part.isStrip = subMesh.isStrip;
-    if (!part.hasKeyFrame) {
+    sub.isStrip = subMesh.isStrip;
+    if (!sub.hasKeyFrame) {
         m_SubMeshes.erase(header.m_SubMeshId);
         cursor.Fail("a delta frame of sub-mesh " + std::to_string(header.m_SubMeshId) + ", which has had no key frame");
         return false;
@@ -160,17 +160,17 @@ bool MeshFrameScanner::ScanPart(Cursor& cursor, const CStreamingMeshHeader& head
         section();
         bytes = cursor.Position() - begin;
     };
-    const auto skipIndices = [&] { SkipIndices(cursor, part.header, part.isStrip); };
+    const auto skipIndices = [&] { SkipIndices(cursor, sub.header, sub.isStrip); };
     const bool isIndicesFirst = (flags & FormatFlags::c_IndicesFirst) != 0;
-    if (!part.isDelta && isIndicesFirst) {
-        skip(part.indexBytes, skipIndices);
+    if (!sub.isDelta && isIndicesFirst) {
+        skip(sub.indexBytes, skipIndices);
     }
-    skip(part.vertexBytes, [&] { SkipVertices(cursor, part.header, part.hasNormals); });
-    if (part.hasNormals && header.m_Version.v.m_VertexVersion != VertexVersion::c_UnwrappedXYZUV) {
-        skip(part.normalBytes, [&] { cursor.Skip(c_NormalBytes * part.header.m_numVertices, "the normals"); });
+    skip(sub.vertexBytes, [&] { SkipVertices(cursor, sub.header, sub.hasNormals); });
+    if (sub.hasNormals && header.m_Version.v.m_VertexVersion != VertexVersion::c_UnwrappedXYZUV) {
+        skip(sub.normalBytes, [&] { cursor.Skip(c_NormalBytes * sub.header.m_numVertices, "the normals"); });
     }
-    if (!part.isDelta && !isIndicesFirst) {
-        skip(part.indexBytes, skipIndices);
+    if (!sub.isDelta && !isIndicesFirst) {
+        skip(sub.indexBytes, skipIndices);
     }
     return cursor.Problem().empty();
 }
@@ -181,9 +181,9 @@ MeshFrameLayout MeshFrameScanner::Scan(const Bytes& frame) {
     bool isWhole = ScanHeader(cursor, layout.header);
     layout.isTemporal = layout.header.m_Version.v.m_MeshHeaderVersion == HeaderVersion::c_MeshHeaderVersion_Temporal;
     if (isWhole && !layout.isTemporal) {
-        layout.parts.emplace_back();
-        ScanPart(cursor, layout.header, layout.parts.back());
-        layout.header = layout.parts.back().header;
+        layout.subFrames.emplace_back();
+        ScanSubFrame(cursor, layout.header, layout.subFrames.back());
+        layout.header = layout.subFrames.back().header;
     } else if (isWhole) {
         for (UINT32 i = 0; isWhole && i < layout.header.m_numTransforms; ++i) {
             const BYTE kind = cursor.Take<BYTE>("a texture transform");
@@ -194,8 +194,8 @@ MeshFrameLayout MeshFrameScanner::Scan(const Bytes& frame) {
             CStreamingMeshHeader header;
             isWhole = ScanHeader(cursor, header);
             if (isWhole) {
-                layout.parts.emplace_back();
-                isWhole = ScanPart(cursor, header, layout.parts.back());
+                layout.subFrames.emplace_back();
+                isWhole = ScanSubFrame(cursor, header, layout.subFrames.back());
             }
         }
         // As the reader does: a temporal frame that was decoded to its end forgets the sub-meshes that were not used.

@@ -11,7 +11,7 @@
 namespace Nimb::Authoring {
 
 /// One sub-frame of a temporal frame, or all of another frame.
-struct MeshPart {
+struct SubFrameLayout {
     CStreamingMeshHeader header;  ///< of a delta frame with the counts of the key frame before it
     bool isDelta = false;
     bool hasKeyFrame = true;  ///< false: a delta frame of a sub-mesh that has had none
@@ -23,13 +23,13 @@ struct MeshPart {
 };
 
 struct MeshFrameLayout {
-    CStreamingMeshHeader header;  ///< counts as those of MeshPart::header
+    CStreamingMeshHeader header;  ///< counts as those of SubFrameLayout::header
     bool isTemporal = false;
-    std::vector<MeshPart> parts;
+    std::vector<SubFrameLayout> subFrames;
     std::string problem;  ///< why the rest of the frame could not be told apart; empty: it could
 
     bool IsKeyFrame() const;  ///< nothing in it builds on earlier frames
-    bool HasNormals() const;  ///< of any part
+    bool HasNormals() const;  ///< of any sub-frame
 };
 
 /// Keeps what delta frames take over from key frames, so it must see all frames in order. Belongs to one thread.
@@ -48,7 +48,7 @@ private:
     class Cursor;
 
     bool ScanHeader(Cursor& cursor, CStreamingMeshHeader& header);
-    bool ScanPart(Cursor& cursor, const CStreamingMeshHeader& header, MeshPart& part);
+    bool ScanSubFrame(Cursor& cursor, const CStreamingMeshHeader& header, SubFrameLayout& sub);
 
     std::map<UINT32, SubMesh> m_SubMeshes;
 };

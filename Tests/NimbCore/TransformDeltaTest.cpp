@@ -186,7 +186,7 @@ TEST(TransformDelta, EncoderKnowsWhatDecoderMakesAndBeatsTheOtherCodings) {
             previous[i] = {targets[i].x, targets[i].y, targets[i].z, 0.0f};
         }
 
-        const TransformDeltas encoded = encoder.Encode(HistoryOf(decoder.ctx), targets, {corrections.maxError, 0});
+        const TransformDeltaFrame encoded = encoder.Encode(HistoryOf(decoder.ctx), targets, {corrections.maxError, 0});
         encoder.Accept(encoded);
         transformBytes += encoded.section.size();
         ASSERT_EQ(decoder.Decode(encoded.section), S_OK);
@@ -393,7 +393,7 @@ TEST(TransformDelta, BadSectionsLeaveTheHistoryAlone) {
     const int rings = 8, sides = 6;
     Decoder decoder(PosedFigure(0, rings, sides));
     TransformDeltaEncoder encoder;
-    TransformDeltas third;
+    TransformDeltaFrame third;
     for (int frame = 1; frame <= 3; ++frame) {
         third = encoder.Encode(HistoryOf(decoder.ctx), PosedFigure(frame, rings, sides), {0.002, 6});
         encoder.Accept(third);
@@ -451,7 +451,7 @@ TEST(TransformDelta, EncoderTakesJumpsScatterAndEveryTransformCount) {
     }
     for (const UINT32 numTransforms : {0u, 1u, 2u, 64u}) {
         Decoder decoder(key);
-        const TransformDeltas encoded =
+        const TransformDeltaFrame encoded =
             TransformDeltaEncoder().Encode(HistoryOf(decoder.ctx), targets, {0.0004, numTransforms});
         EXPECT_LE(encoded.maxError, 0.0004);
         EXPECT_LE(encoded.numTransforms, numTransforms == 0 ? 64 : numTransforms);
@@ -468,7 +468,7 @@ TEST(TransformDelta, EncoderTakesJumpsScatterAndEveryTransformCount) {
             for (Vec3& p : moved) {
                 p.z += std::sin(p.x + 0.3f * static_cast<float>(frame)) / 8;
             }
-            const TransformDeltas encoded = encoder.Encode(HistoryOf(decoder.ctx), moved, {0.0004, 0});
+            const TransformDeltaFrame encoded = encoder.Encode(HistoryOf(decoder.ctx), moved, {0.0004, 0});
             ASSERT_EQ(decoder.Decode(encoded.section), S_OK) << count << " vertices";
         }
     }

@@ -20,23 +20,23 @@ Json HeaderJson(const CStreamingMeshHeader& header) {
             {"box", BoxJson(header.m_BBoxMin, header.m_BBoxMax)}};
 }
 
-Json PartJson(const MeshPart& part) {
-    const auto& version = part.header.m_Version.v;
-    Json json = {{"subMesh", part.header.m_SubMeshId},
-                 {"kind", part.isDelta ? "delta" : "key"},
+Json SubFrameJson(const SubFrameLayout& sub) {
+    const auto& version = sub.header.m_Version.v;
+    Json json = {{"subMesh", sub.header.m_SubMeshId},
+                 {"kind", sub.isDelta ? "delta" : "key"},
                  {"vertexVersion", version.m_VertexVersion},
                  {"vertexCoding", VertexCodingName(version.m_VertexVersion)},
                  {"indexVersion", nullptr},
                  {"indexCoding", nullptr},
-                 {"normals", part.hasNormals},
-                 {"vertexBytes", part.vertexBytes},
-                 {"normalBytes", part.normalBytes},
-                 {"indexBytes", part.indexBytes}};
-    if (!part.isDelta) {
+                 {"normals", sub.hasNormals},
+                 {"vertexBytes", sub.vertexBytes},
+                 {"normalBytes", sub.normalBytes},
+                 {"indexBytes", sub.indexBytes}};
+    if (!sub.isDelta) {
         json["indexVersion"] = version.m_IndexVersion;
-        json["indexCoding"] = IndexCodingName(version.m_IndexVersion, part.isStrip);
+        json["indexCoding"] = IndexCodingName(version.m_IndexVersion, sub.isStrip);
     }
-    json.update(HeaderJson(part.header));
+    json.update(HeaderJson(sub.header));
     return json;
 }
 
@@ -106,8 +106,8 @@ Json ToJson(const FrameFacts& frame) {
         json["frameId"] = frame.layout.header.m_FrameId;
         json.update(HeaderJson(frame.layout.header));
         json["parts"] = Json::array();
-        for (const MeshPart& part : frame.layout.parts) {
-            json["parts"].push_back(PartJson(part));
+        for (const SubFrameLayout& sub : frame.layout.subFrames) {
+            json["parts"].push_back(SubFrameJson(sub));
         }
     }
     return json;

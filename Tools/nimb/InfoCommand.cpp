@@ -52,8 +52,8 @@ void PrintHeader(const CStreamingMeshHeader& header, const char* meshBytes, cons
                 static_cast<double>(header.m_BBoxMax[1]), static_cast<double>(header.m_BBoxMax[2]));
 }
 
-std::string IndexColumn(const MeshPart& part) {
-    return part.isDelta ? "-" : IndexCodingName(part.header.m_Version.v.m_IndexVersion, part.isStrip);
+std::string IndexColumn(const SubFrameLayout& sub) {
+    return sub.isDelta ? "-" : IndexCodingName(sub.header.m_Version.v.m_IndexVersion, sub.isStrip);
 }
 
 void PrintFrame(const FrameFacts& frame) {
@@ -66,11 +66,11 @@ void PrintFrame(const FrameFacts& frame) {
                     videoBytes.c_str(), "-", frame.layout.problem.c_str());
         return;
     }
-    const std::vector<MeshPart>& parts = frame.layout.parts;
-    const std::string partCount = std::to_string(parts.size()) + " parts";
+    const std::vector<SubFrameLayout>& subFrames = frame.layout.subFrames;
+    const std::string subFrameCount = std::to_string(subFrames.size()) + " parts";
     const std::string vertexColumn =
-        frame.layout.isTemporal ? partCount : VertexCodingName(parts[0].header.m_Version.v.m_VertexVersion);
-    const std::string indexColumn = frame.layout.isTemporal ? "-" : IndexColumn(parts[0]);
+        frame.layout.isTemporal ? subFrameCount : VertexCodingName(subFrames[0].header.m_Version.v.m_VertexVersion);
+    const std::string indexColumn = frame.layout.isTemporal ? "-" : IndexColumn(subFrames[0]);
     const CStreamingMeshHeader& header = frame.layout.header;
     char bits[32] = "-";
     if (header.m_numVertices != 0) {
@@ -78,13 +78,13 @@ void PrintFrame(const FrameFacts& frame) {
     }
     std::printf(" %-11s %-13s", vertexColumn.c_str(), indexColumn.c_str());
     PrintHeader(header, meshBytes.c_str(), videoBytes.c_str(), bits);
-    for (std::size_t i = 0; frame.layout.isTemporal && i < parts.size(); ++i) {
-        const MeshPart& part = parts[i];
-        const std::string name = "sub-mesh " + std::to_string(part.header.m_SubMeshId);
-        const std::string bytes = std::to_string(part.vertexBytes + part.normalBytes + part.indexBytes);
-        std::printf("%6s %20s %-9s %-11s %-13s", "", name.c_str(), part.isDelta ? "delta" : "key",
-                    VertexCodingName(part.header.m_Version.v.m_VertexVersion).c_str(), IndexColumn(part).c_str());
-        PrintHeader(part.header, bytes.c_str(), "", "");
+    for (std::size_t i = 0; frame.layout.isTemporal && i < subFrames.size(); ++i) {
+        const SubFrameLayout& sub = subFrames[i];
+        const std::string name = "sub-mesh " + std::to_string(sub.header.m_SubMeshId);
+        const std::string bytes = std::to_string(sub.vertexBytes + sub.normalBytes + sub.indexBytes);
+        std::printf("%6s %20s %-9s %-11s %-13s", "", name.c_str(), sub.isDelta ? "delta" : "key",
+                    VertexCodingName(sub.header.m_Version.v.m_VertexVersion).c_str(), IndexColumn(sub).c_str());
+        PrintHeader(sub.header, bytes.c_str(), "", "");
     }
 }
 

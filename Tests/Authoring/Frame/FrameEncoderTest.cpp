@@ -232,7 +232,7 @@ TEST(FrameEncoder, NextTemporalFrameChoosesForEachSubMesh) {
     FrameReader reader(c_Float);
     const auto next = [&](UINT32 time, bool newTopology, bool alone) {
         const Mesh moved[2] = {Moved(meshes[0], time), Moved(meshes[1], time)};
-        std::vector<ClipSubMesh> subMeshes = {{&moved[0], 4, std::nullopt, false}};
+        std::vector<SubMesh> subMeshes = {{&moved[0], 4, std::nullopt, false}};
         if (!alone) {
             subMeshes.push_back({&moved[1], 5, SolveTransform(PlaceInAtlas(0.5f, 0.5f, 0, 0)), newTopology});
         }
