@@ -12,6 +12,7 @@
 #include "NimbCore/EdgeBreaker.h"
 
 #include "Nimb/NimbAssert.h"
+#include "NimbCore/BitReader.h"
 
 #include <algorithm>
 #include <climits>
@@ -35,7 +36,6 @@ constexpr int c_CodeBits[] = {1, 3, 3, 3, 4, 4};
 constexpr unsigned c_WindowBits = 11;
 constexpr unsigned c_CodesPerEntry = 8;
 constexpr unsigned c_TerminatorBits = 4;
-constexpr unsigned c_UsableBits = 57;  // of a 64-bit word after dropping up to 7 bits
 
 struct WindowEntry {
     EEdgeCode codes[c_CodesPerEntry];
@@ -86,18 +86,6 @@ struct CodeStream {
     std::size_t numOperations = 0;
 };
 
-/// Eight bytes from `position` on, first byte most significant; zeros stand in for bytes behind the end.
-UINT64 LoadWindow(const std::vector<BYTE>& bytes, std::size_t position) {
-    BYTE raw[8] = {};
-    if (bytes.size() >= 8 && position <= bytes.size() - 8) {
-        std::memcpy(raw, bytes.data() + position, 8);
-    } else if (position < bytes.size()) {
-        std::memcpy(raw, bytes.data() + position, bytes.size() - position);
-    }
-    return UINT64{raw[0]} << 56 | UINT64{raw[1]} << 48 | UINT64{raw[2]} << 40 | UINT64{raw[3]} << 32 |
-           UINT64{raw[4]} << 24 | UINT64{raw[5]} << 16 | UINT64{raw[6]} << 8 | UINT64{raw[7]};
-}
-
 /// Splits a stream into codes.
 ///
 /// The format tests for the end of the data after every code but the closing terminator. One test for each refill does
@@ -105,21 +93,21 @@ UINT64 LoadWindow(const std::vector<BYTE>& bytes, std::size_t position) {
 /// cannot close the stream, and the test fails where an earlier one would have.
 CodeStream SplitCodes(const std::vector<BYTE>& compressedIndices) {
     constexpr std::size_t maxCodes = 2 * c_MaxFaces + 2;  // no two terminators meet before the end
-    constexpr std::size_t slack = c_UsableBits + c_CodesPerEntry;
-    const UINT64 endBit = UINT64{compressedIndices.size()} * 8;
-    const std::size_t room = static_cast<std::size_t>(std::min<UINT64>(endBit, maxCodes));
+    constexpr std::size_t slack = Nimb::ByteBitReader::c_PeekBits + c_CodesPerEntry;
+    const std::size_t room = static_cast<std::size_t>(std::min<UINT64>(UINT64{8} * compressedIndices.size(), maxCodes));
 
     CodeStream stream;
     stream.codes.reset(new EEdgeCode[room + slack]);  // not cleared: every code read was written
     EEdgeCode* const begin = stream.codes.get();
     EEdgeCode* out = begin;
     EEdgeCode* subMesh = begin;
-    UINT64 position = 0;
+    Nimb::ByteBitReader bits(compressedIndices.data(), compressedIndices.size());
     for (;;) {
-        NIMB_ASSERT_MSG(position < endBit, "p <= &compressedIndices[compressedIndices.size() - 1]");
+        NIMB_ASSERT_MSG(!bits.AtEnd(), "p <= &compressedIndices[compressedIndices.size() - 1]");
         NIMB_ASSERT_MSG(out - begin <= static_cast<std::ptrdiff_t>(room), c_TooManyFaces);
-        UINT64 window = LoadWindow(compressedIndices, static_cast<std::size_t>(position >> 3)) << (position & 7);
-        for (unsigned used = 0; used <= c_UsableBits - c_WindowBits;) {
+        UINT64 window = bits.Peek();
+        unsigned used = 0;
+        while (used <= Nimb::ByteBitReader::c_PeekBits - c_WindowBits) {
             const WindowEntry& entry = c_Windows.entries[window >> (64 - c_WindowBits)];
             std::memcpy(out, entry.codes, sizeof entry.codes);
             out += entry.numCodes;
@@ -139,8 +127,8 @@ CodeStream SplitCodes(const std::vector<BYTE>& compressedIndices) {
             }
             window <<= numBits;
             used += numBits;
-            position += numBits;
         }
+        bits.Skip(used);
     }
 }
 

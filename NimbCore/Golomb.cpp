@@ -1,5 +1,4 @@
-// Golomb decoding. A cursor goes through the stream code by code: by a table of the short codes where a 64-bit window
-// lies inside the stream, bit by bit near its end and for long codes.
+// Golomb decoding, code by code: short ones by a table, long ones bit by bit.
 #include "NimbCore/Golomb.h"
 
 #include "Nimb/NimbAssert.h"
@@ -7,7 +6,6 @@
 #include "NimbCore/NimbMeshReader.h"
 
 #include <algorithm>
-#include <cstring>
 
 namespace {
 
@@ -34,13 +32,13 @@ public:
           center(stream.center),
           remainderBits(CeilLog2(m) > 1 ? CeilLog2(m) - 1 : 0),
           longFrom((UINT32{1} << CeilLog2(m)) - m) {
-        if (stream.numBits >= c_WindowBits) {
+        if (stream.numBits >= c_MinBitsForTable) {
             FillTable();
         }
     }
 
     static constexpr UINT32 c_TableBits = 11;
-    static constexpr UINT32 c_WindowBits = 64;
+    static constexpr UINT32 c_MinBitsForTable = 64;  // shorter streams are not worth one
 
     struct Entry {
         BYTE value;
@@ -84,61 +82,43 @@ private:
 class GolombCursor {
 public:
     GolombCursor(const GolombStream& stream, const GolombCode& code) noexcept
-        : m_Words(stream.words),
-          m_NumBits(stream.numBits),
-          m_WindowEnd(std::min<UINT64>(stream.numBits, UINT64{32} * Nimb::CodeWords(stream.numBits))),
-          m_Code(code) {}
+        : m_Bits(stream.words, Nimb::CodeWords(stream.numBits)), m_NumBits(stream.numBits), m_Code(code) {}
 
-    bool AtEnd() const noexcept { return m_Position >= m_NumBits; }
+    bool AtEnd() const noexcept { return m_Bits.Position() >= m_NumBits; }
 
-    /// Whether a window of 64 bits, words included that it starts in the middle of, ends before the stream does.
-    bool HasWindow() const noexcept { return m_Position + GolombCode::c_WindowBits <= m_WindowEnd; }
+    /// Whether the end is surely farther on.
+    bool HasMoreWords() const noexcept { return m_Bits.HasMoreWords(); }
 
-    /// Decodes a code from a window. Requires HasWindow.
-    BYTE NextInWindow() {
-        UINT64 window;
-        std::memcpy(&window, m_Words + (m_Position >> 5), sizeof(window));
-        window = ((window << 32) | (window >> 32)) << (m_Position & 31);
-        const GolombCode::Entry entry = m_Code.table[window >> (64 - GolombCode::c_TableBits)];
+    /// Past the last word there are zeros to decode: see CheckInside.
+    BYTE Next() noexcept {
+        m_Bits.Refill();
+        const GolombCode::Entry entry = m_Code.table[m_Bits.Peek() >> (64 - GolombCode::c_TableBits)];
         if (__builtin_expect(entry.length == 0, 0)) {
-            return Next();
+            return NextLong();
         }
-        m_Position += entry.length;
+        m_Bits.Skip(entry.length);
         return entry.value;
     }
 
-    /// Decodes a code bit by bit, anywhere.
-    BYTE Next() {
+    /// That the codes so far end within the last word. Streams without words have no end to stop at, so loops that
+    /// nothing else ends ask after every code.
+    void CheckInside() const { NIMB_ASSERT_MSG(!m_Bits.Overrun(), "compressedDataIndex < compressedLen"); }
+
+private:
+    BYTE NextLong() noexcept {
         UINT32 quotient = 0;
-        while (NextBit() != 0) {
+        while (m_Bits.Read(1) != 0) {
             ++quotient;
         }
-        UINT32 remainder = 0;
-        for (UINT32 i = 0; i < m_Code.remainderBits; ++i) {
-            remainder = 2 * remainder + NextBit();
-        }
+        UINT32 remainder = m_Bits.Read(m_Code.remainderBits);
         if (remainder >= m_Code.longFrom) {
-            remainder = remainder + remainder + NextBit() - m_Code.longFrom;
+            remainder = remainder + remainder + m_Bits.Read(1) - m_Code.longFrom;
         }
         return ToByte(quotient * m_Code.m + remainder, m_Code.center);
     }
 
-    BYTE NextAnywhere() { return HasWindow() ? NextInWindow() : Next(); }
-
-private:
-    UINT32 NextBit() {
-        const UINT64 compressedDataIndex = m_Position >> 5;
-        const UINT64 compressedLen = Nimb::CodeWords(m_NumBits);
-        NIMB_ASSERT(compressedDataIndex < compressedLen);
-        const UINT32 bit = (m_Words[compressedDataIndex] >> (31 - (m_Position & 31))) & 1;
-        ++m_Position;
-        return bit;
-    }
-
-    const unsigned int* m_Words;
-    UINT64 m_Position = 0;
+    Nimb::WordBitReader m_Bits;
     UINT32 m_NumBits;
-    UINT64 m_WindowEnd;
     const GolombCode& m_Code;
 };
 
@@ -155,7 +135,8 @@ HRESULT CGolombDecompressor::Decompress(const unsigned int* compressed, unsigned
             if (out.size() == Nimb::c_MaxBufferBytes) {
                 return E_UNEXPECTED;
             }
-            out.push_back(cursor.NextAnywhere());
+            out.push_back(cursor.Next());
+            cursor.CheckInside();
         }
         return S_OK;
     });
@@ -169,10 +150,10 @@ void CGolombDecompressor::DecompressInterleaved(const std::array<GolombStream, 3
     GolombCursor z(axes[2], codes[2]);
     std::size_t together = 0;
     BYTE* out = interleaved;
-    while (together < maxSymbols && x.HasWindow() && y.HasWindow() && z.HasWindow()) {
-        out[0] = x.NextInWindow();
-        out[1] = y.NextInWindow();
-        out[2] = z.NextInWindow();
+    while (together < maxSymbols && x.HasMoreWords() && y.HasMoreWords() && z.HasMoreWords()) {
+        out[0] = x.Next();
+        out[1] = y.Next();
+        out[2] = z.Next();
         out += 3;
         ++together;
     }
@@ -181,8 +162,10 @@ void CGolombDecompressor::DecompressInterleaved(const std::array<GolombStream, 3
     for (std::size_t axis = 0; axis < 3; ++axis) {
         GolombCursor& cursor = *cursors[axis];
         std::size_t count = together;
+        cursor.CheckInside();
         for (; !cursor.AtEnd(); ++count) {
-            const BYTE value = cursor.NextAnywhere();
+            const BYTE value = cursor.Next();
+            cursor.CheckInside();
             if (count < maxSymbols) {
                 interleaved[3 * count + axis] = value;
             }
