@@ -1,4 +1,5 @@
-// EdgeBreaker connectivity coding (index version 4): one prefix code per triangle, about two bits each.
+// EdgeBreaker connectivity coding (index version 4): one prefix code per triangle, about two bits each. J. Rossignac,
+// "Edgebreaker: connectivity compression for triangle meshes", 1999.
 //
 // A mesh is cut into pieces, each a disk whose border is one closed loop of vertices. A piece is eaten triangle by
 // triangle from its border; every triangle sits on the current border edge, the gate (a -> b), and its third vertex v

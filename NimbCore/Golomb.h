@@ -1,4 +1,4 @@
-// Golomb codes of byte sequences: the entropy coder of vertex version 4.
+// Golomb codes of byte sequences: the entropy coder of vertex version 4. S. W. Golomb, "Run-length encodings", 1966.
 //
 // Each byte is stored as its signed difference from a centre byte, zigzag-mapped to an unsigned number and written as a
 // Golomb code with parameter M: quotient in unary (ones closed by a zero), remainder in truncated binary.

@@ -1,4 +1,5 @@
-// Huffman trees and code tables from symbol frequencies.
+// Huffman trees and code tables from symbol frequencies: D. A. Huffman, "A method for the construction of
+// minimum-redundancy codes", 1952.
 //
 // Encoder and decoder build the same tree from the same table of counts, so the heap's behaviour on equal counts is
 // part of the format: Pop prefers the right child when both are equal, and Push stops below an equal parent.

@@ -40,7 +40,8 @@ public:
         return value;
     }
 
-    /// Exponential Golomb code: p ones and a zero, then p + order bits, counted on from where p - 1 ended.
+    /// Exponential Golomb code (J. Teuhola, "A compression method for clustered bit-vectors", 1978): p ones and a zero,
+    /// then p + order bits, counted on from where p - 1 ended.
     UINT32 ReadGolomb(UINT32 order) {
         UINT32 p = 0;
         while (p <= 32 && ReadFlag()) {
@@ -204,7 +205,8 @@ bool ReadTransforms(FieldReader& fields, Section& section) {
     return true;
 }
 
-/// The part of every vertex: runs of vertices of one part, named by its rank in the list of most recently named parts.
+/// The part of every vertex: runs of vertices of one part, named by its rank in the list of most recently named parts
+/// (move to front: J. Bentley, D. Sleator, R. Tarjan, V. Wei, "A locally adaptive data compression scheme", 1986).
 bool ReadParts(FieldReader& fields, UINT32 numTransforms, std::vector<BYTE>& parts) {
     if (numTransforms <= 1) {
         return true;

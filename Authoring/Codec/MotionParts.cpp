@@ -199,7 +199,8 @@ void Search::Reassign() {
     }
 }
 
-/// Lets all vertices choose among all maps, and the maps follow, until little changes.
+/// Lets all vertices choose among all maps, and the maps follow, until little changes: the iteration of S. P. Lloyd,
+/// "Least squares quantization in PCM", 1982, with maps in place of means.
 void Search::Settle() {
     for (int pass = 0; pass < c_SettlingPasses; ++pass) {
         Reassign();
@@ -262,7 +263,8 @@ void Search::Claim(std::size_t part) {
     }
 }
 
-/// The cheapest map of all vertices to parts when changing the part along the vertex order costs too.
+/// The cheapest map of all vertices to parts when changing the part along the vertex order costs too: A. J. Viterbi,
+/// "Error bounds for convolutional codes and an asymptotically optimum decoding algorithm", 1967.
 PartMap Search::Smoothed(const PosedVertices& all) const {
     const std::size_t numParts = m_Maps.size();
     const std::size_t count = all.Size();

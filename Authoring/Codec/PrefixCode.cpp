@@ -11,7 +11,8 @@ using namespace Nimb::TransformDeltas;
 
 namespace {
 
-/// Shortest total length under the limit, by package-merge. Each length has a list of coins, lightest first: the
+/// Shortest total length under the limit, by package-merge (L. L. Larmore, D. S. Hirschberg, "A fast algorithm for
+/// optimal length-limited Huffman codes", 1990). Each length has a list of coins, lightest first: the
 /// symbols with their counts, and the coins of the next length in pairs. Of the cheapest 2n - 2 coins of length 1, with
 /// all that they contain, each symbol's number is its code length.
 std::vector<UINT32> LimitedLengths(const std::vector<UINT32>& counts) {

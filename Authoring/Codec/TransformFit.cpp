@@ -1,7 +1,8 @@
 // Robust least-squares fits of transforms, in the quantised form in which they are stored.
 //
 // What matters is how many vertices end up close enough, not the sum of squares: vertices that a transform cannot reach
-// need a correction anyway. Fits are therefore reweighted a few times, which lets go of those.
+// need a correction anyway. Fits are therefore reweighted a few times, which lets go of those: P. W. Holland, R. E.
+// Welsch, "Robust regression using iteratively reweighted least-squares", 1977, with Cauchy weights.
 #include "Authoring/Codec/TransformFit.h"
 
 #include "Authoring/Codec/ChordLog.h"
