@@ -88,7 +88,7 @@ def check_unused(files):
                 places.setdefault(match[0], []).append((path, text, match))
     # A declaration: a type, perhaps a class, and the name.
     before = re.compile(r"(?:\w|[\w>*]>|[\w>][&*]+)\s+(?!std::)(?:\w+::)*$")
-    statement = re.compile(r"\b(?:return|throw|else|new|case|goto|delete|using|and|or|not)\s+(?:\w+::)*$")
+    statement = re.compile(r"\b(?:return|throw|else|new|case|goto|delete|using|class|struct|and|or|not)\s+(?:\w+::)*$")
     for name, found in places.items():
         if len(found) > 2 or CALLED_FROM_OUTSIDE.fullmatch(name):
             continue
