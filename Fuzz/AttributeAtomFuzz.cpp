@@ -2,12 +2,12 @@
 // what stands in front of the atom. And any bytes as attributes: what is written comes back bit for bit, from between
 // other bytes, and never with wrong values when the end is cut off.
 #include "Authoring/Codec/XtraAttributes.h"
+#include "Fuzz/Require.h"
 #include "NimbCore/NimbComPtr.h"
 #include "NimbCore/NimbCrossPlatform.h"
 
 #include <algorithm>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <memory>
 
@@ -21,12 +21,6 @@ const _GUID* const c_Ids[] = {&NimbAttrib_FrameCount,      &NimbAttrib_MaxVertex
                               &NimbAttrib_BBoxMaxY,        &NimbAttrib_BBoxMinZ,       &NimbAttrib_BBoxMaxZ,
                               &NimbAttrib_HasVertexNormals};
 constexpr std::size_t c_Required = 9;
-
-void Require(bool condition) {
-    if (!condition) {
-        std::abort();
-    }
-}
 
 /// Eight bytes for each id that the store has, in the order of the table.
 struct Contents {

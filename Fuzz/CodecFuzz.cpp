@@ -4,11 +4,10 @@
 // comes out may not depend on what memory held before, and where there is a model of the section it is the model's
 // result, or a refusal exactly where the model has none.
 #include "Fuzz/CodecModel.h"
+#include "Fuzz/Require.h"
 #include "Nimb/NimbAssert.h"
 #include "NimbCore/Codings.h"
 #include "Tests/Support/TestSupport.h"
-
-#include <cstdlib>
 
 namespace {
 
@@ -174,12 +173,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     size -= 3;
 
     const Outcome outcome = RunSection(setup, data, size, 0x00);
-    if (!(outcome == RunSection(setup, data, size, 0xA7))) {
-        std::abort();
-    }
+    Require(outcome == RunSection(setup, data, size, 0xA7));
     const std::optional<Outcome> wanted = RunModel(setup, data, size);
-    if (wanted && !(*wanted == outcome)) {
-        std::abort();
-    }
+    Require(!wanted || *wanted == outcome);
     return 0;
 }

@@ -1,8 +1,7 @@
 // Any bytes as an EdgeBreaker stream: it decodes to one face per operation code, or fails where the bit-by-bit rule
 // says that the data ends. Whatever decodes can be encoded again.
+#include "Fuzz/Require.h"
 #include "Tests/Support/EdgeBreakerModel.h"
-
-#include <cstdlib>
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     Nimb::SetAssertionSink([](const Nimb::AssertionInfo&) {});
@@ -11,17 +10,13 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const std::string violation = NimbTest::Decode(bytes, &faces);
 
     const std::optional<std::vector<int>> codes = NimbTest::ModelCodes(bytes);
-    if (codes.has_value() == (violation == NimbTest::c_EndOfData)) {
-        std::abort();
-    }
+    Require(codes.has_value() != (violation == NimbTest::c_EndOfData));
     if (violation.empty()) {
         std::size_t numOperations = 0;
         for (const int code : *codes) {
             numOperations += code != 5;
         }
-        if (faces.size() != numOperations || !NimbTest::RoundTrip(faces).empty()) {
-            std::abort();
-        }
+        Require(faces.size() == numOperations && NimbTest::RoundTrip(faces).empty());
     }
     return 0;
 }

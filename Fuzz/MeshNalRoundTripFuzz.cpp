@@ -2,19 +2,12 @@
 // back from among other units, in both framings. The first byte of the input says how many bytes go before the unit and
 // how many behind.
 #include "Authoring/Codec/MeshPayload.h"
+#include "Fuzz/Require.h"
 #include "Tests/Support/MeshPayloadModel.h"
-
-#include <cstdlib>
 
 namespace {
 
 using NimbTest::Bytes;
-
-void Require(bool condition) {
-    if (!condition) {
-        std::abort();
-    }
-}
 
 Bytes Join(const Bytes& a, const Bytes& b, const Bytes& c) {
     Bytes all(a);

@@ -1,10 +1,9 @@
 // Any bytes as a sequence of frames through one reader: the first byte chooses the output layout, then each frame is
 // its length (two bytes, little-endian) and its bytes. Outcomes may not depend on what memory held before, and a key
 // frame behind them decodes as it should, even with one in between that claims all the memory that contexts may have.
+#include "Fuzz/Require.h"
 #include "Nimb/NimbAssert.h"
 #include "Tests/Support/TestSupport.h"
-
-#include <cstdlib>
 
 namespace {
 
@@ -54,17 +53,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         const std::size_t length = std::min(wanted, size - at);
         const NimbTest::ByteVector frame(data + at, data + at + length);
         at += length;
-        if (!(reader.Decode(frame) == again.Decode(frame))) {
-            std::abort();
-        }
+        Require(reader.Decode(frame) == again.Decode(frame));
     }
-    if (Succeeded(reader.Decode(LargestClaim()).hr)) {
-        std::abort();
-    }
+    Require(Failed(reader.Decode(LargestClaim()).hr));
     const NimbTest::ByteVector key = KeyFrame();
     const NimbTest::DecodedFrame last = reader.Decode(key);
-    if (last.hr != S_OK || !(last == NimbTest::FrameReader(format).Decode(key))) {
-        std::abort();
-    }
+    Require(last.hr == S_OK && last == NimbTest::FrameReader(format).Decode(key));
     return 0;
 }
