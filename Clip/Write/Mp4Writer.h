@@ -45,7 +45,6 @@ private:
     class Container;
 
     std::string m_Path;
-    std::string m_TemporaryPath;
     std::size_t m_Width = 0;
     std::unique_ptr<Container> m_Container;  // null after Finish
 };
