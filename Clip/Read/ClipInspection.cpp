@@ -20,23 +20,9 @@ Box BoxOf(const CStreamingMeshHeader& header) {
             {header.m_BBoxMax[0], header.m_BBoxMax[1], header.m_BBoxMax[2]}};
 }
 
-FrameFacts Describe(const ClipSample& sample, MeshFrameScanner& scanner) {
-    FrameFacts facts;
-    facts.number = sample.number;
-    facts.seconds = static_cast<double>(sample.microseconds) / 1e6;
-    facts.offset = sample.offset;
-    facts.isKeyPicture = sample.isKeyPicture;
-    const SampleMesh mesh = FindMesh(sample);
-    if (mesh.frame) {
-        facts.layout = scanner.Scan(*mesh.frame);
-    } else if (mesh.unitCount != 0) {
-        facts.layout.problem = "the mesh unit cannot be read";
-    }
-    facts.kind = KindOf(mesh, facts.layout);
-    facts.meshOffset = mesh.offset;
-    facts.meshBytes = mesh.storedBytes;
-    facts.videoBytes = sample.bytes.size() - facts.meshBytes;
-    return facts;
+/// Not inside out, and of numbers.
+bool IsProper(const Box& box) {
+    return box.min.x <= box.max.x && box.min.y <= box.max.y && box.min.z <= box.max.z;
 }
 
 void Count(const FrameFacts& facts, ClipSummary& summary) {
@@ -71,6 +57,60 @@ void Count(const FrameFacts& facts, ClipSummary& summary) {
 
 }  // namespace
 
+FrameFacts DescribeFrame(const ClipSample& sample, MeshFrameScanner& scanner) {
+    FrameFacts facts;
+    facts.number = sample.number;
+    facts.seconds = static_cast<double>(sample.microseconds) / 1e6;
+    facts.offset = sample.offset;
+    facts.isKeyPicture = sample.isKeyPicture;
+    const SampleMesh mesh = FindMesh(sample);
+    if (mesh.frame) {
+        facts.layout = scanner.Scan(*mesh.frame);
+    } else if (mesh.unitCount != 0) {
+        facts.layout.problem = "the mesh unit cannot be read";
+    }
+    facts.kind = KindOf(mesh, facts.layout);
+    facts.meshOffset = mesh.offset;
+    facts.meshBytes = mesh.storedBytes;
+    facts.videoBytes = sample.bytes.size() - facts.meshBytes;
+    return facts;
+}
+
+void AttributeFinder::Count(const FrameFacts& facts) {
+    ++m_Values.frameCount;
+    if (!facts.HasMesh()) {
+        return;
+    }
+    const CStreamingMeshHeader& header = facts.layout.header;
+    m_Values.maxVertexCount = std::max(m_Values.maxVertexCount, header.m_numVertices);
+    m_Values.maxIndexCount = std::max(m_Values.maxIndexCount, header.m_numIndices);
+    const bool hasNormals = m_Values.hasVertexNormals.value_or(0) == 1 || facts.layout.HasNormals();
+    m_Values.hasVertexNormals = hasNormals ? 1 : 0;
+    const Box box = BoxOf(header);
+    m_HasMesh = true;
+    if (IsProper(box)) {
+        m_Box = m_Box ? Union(*m_Box, box) : box;
+    }
+}
+
+std::optional<FileAttributes> AttributeFinder::Attributes() const {
+    if (!m_HasMesh) {
+        return std::nullopt;
+    }
+    FileAttributes values = m_Values;
+    const Box box = m_Box.value_or(Box{});
+    values.bboxMin = {box.min.x, box.min.y, box.min.z};
+    values.bboxMax = {box.max.x, box.max.y, box.max.z};
+    return values;
+}
+
+std::optional<FileAttributes> FindAttributes(const std::string& path) {
+    ClipReader reader(path);
+    AttributeFinder finder;
+    InspectClip(reader, [&](const FrameFacts& facts) { finder.Count(facts); });
+    return finder.Attributes();
+}
+
 const char* FrameKindName(FrameKind kind) {
     constexpr const char* names[c_FrameKinds] = {"empty", "damaged", "key", "delta", "temporal"};
     return names[static_cast<std::size_t>(kind)];
@@ -88,7 +128,7 @@ ClipSummary InspectClip(ClipReader& reader, const std::function<void(const Frame
     ClipSample sample;
     while (reader.Read(sample)) {
         if (sample.track == *video) {
-            const FrameFacts facts = Describe(sample, scanner);
+            const FrameFacts facts = DescribeFrame(sample, scanner);
             Count(facts, summary);
             onFrame(facts);
         } else if (reader.Tracks()[sample.track].kind == ClipTrack::Kind::Audio) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "Authoring/Codec/Mesh.h"
+#include "Authoring/Codec/XtraAttributes.h"
 #include "Clip/Read/ClipReader.h"
 #include "Clip/Read/MeshFrameScanner.h"
 #include "Clip/Read/SampleMesh.h"
@@ -39,6 +40,26 @@ struct FrameFacts {
 
     bool HasMesh() const { return kind >= FrameKind::Key; }
 };
+
+/// A frame's facts. `scanner` must have seen all frames before it.
+FrameFacts DescribeFrame(const ClipSample& sample, MeshFrameScanner& scanner);
+
+/// What the attribute atom of a clip should say, from its frames.
+class AttributeFinder {
+public:
+    void Count(const FrameFacts& facts);
+
+    /// None when no frame had a mesh.
+    std::optional<FileAttributes> Attributes() const;
+
+private:
+    FileAttributes m_Values;
+    bool m_HasMesh = false;
+    std::optional<Box> m_Box;  // without boxes that damage has turned inside out
+};
+
+/// Reads the clip to its end. None when no frame has a mesh. Throws InputError as ClipReader does.
+std::optional<FileAttributes> FindAttributes(const std::string& path);
 
 /// Some frames, and how many bytes of the file they take.
 struct Share {

@@ -157,7 +157,8 @@ void Verifier::CheckTracks() {
 
 void Verifier::CheckAttributes() {
     if (!m_Attributes.values) {
-        Report("attributes-missing", {}, m_Attributes.offset, m_Attributes.problem);
+        Report("attributes-missing", {}, m_Attributes.offset,
+               m_Attributes.problem + " (`nimb remux` writes the attributes anew)");
         return;
     }
     const FileAttributes& values = *m_Attributes.values;

@@ -89,7 +89,7 @@ void PrintClip(const ClipReader& reader, const ClipSummary& summary) {
 
 void PrintAttributes(const ClipAttributes& attributes) {
     if (!attributes.values) {
-        std::printf("attributes   none: %s\n", attributes.problem.c_str());
+        std::printf("attributes   none: %s (`nimb remux` writes them)\n", attributes.problem.c_str());
         return;
     }
     const FileAttributes& v = *attributes.values;

@@ -1,6 +1,8 @@
 #include "Tools/nimb/PlaySession.h"
 
 #include "Authoring/Scene/MeshSource.h"
+#include "Clip/Read/ClipAttributes.h"
+#include "Clip/Read/ClipInspection.h"
 #include "Tools/nimb/ExitStatus.h"
 
 #include <cmath>
@@ -10,6 +12,23 @@ namespace Nimb::Tool {
 namespace {
 
 constexpr double c_Turn = 2 * 3.14159265358979;
+
+/// Without attributes nobody knows how large buffers must be, and the player does not look ahead.
+std::optional<Authoring::FileAttributes> FindMissingAttributes(const std::string& clip) {
+    const Authoring::ClipAttributes attributes = Authoring::ReadClipAttributes(clip);
+    if (attributes.values && attributes.values->maxVertexCount != 0 && attributes.values->maxIndexCount != 0) {
+        return std::nullopt;
+    }
+    std::optional<Authoring::FileAttributes> found = Authoring::FindAttributes(clip);
+    if (!found) {
+        throw Authoring::InputError(clip + ": has neither attributes nor meshes, so there is nothing to play");
+    }
+    std::fprintf(stderr,
+                 "nimb: %s: does not say how large its meshes are; looked through it to find out. "
+                 "Other players cannot do that: `nimb remux` writes the attributes anew\n",
+                 clip.c_str());
+    return found;
+}
 
 std::unique_ptr<EngineStandIn::PluginLibrary> LoadPlugin() {
     const std::string path = FindPlugin();
@@ -35,6 +54,7 @@ std::unique_ptr<EngineStandIn::RenderThread> StartRenderThread(const EngineStand
 PlaySession::PlaySession(const PlayOptions& options, const EngineStandIn::GlContextFactory& makeContext)
     : m_Options(options),
       m_Index(ReadClipIndex(options.clip)),
+      m_FoundAttributes(FindMissingAttributes(options.clip)),
       m_Plugin(LoadPlugin()),
       m_RenderThread(StartRenderThread(makeContext)) {
     if (m_Index.firstWithoutMesh) {
@@ -54,6 +74,7 @@ PlaySession::~PlaySession() {
 std::unique_ptr<Playback> PlaySession::Open(float speed, bool sound) {
     PlaybackOptions playback;
     playback.path = m_Options.clip;
+    playback.attributes = m_FoundAttributes;
     playback.sound = sound;
     playback.computeNormals = m_Options.computeNormals;
     playback.speed = speed;

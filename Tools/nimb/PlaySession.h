@@ -38,6 +38,7 @@ public:
 private:
     PlayOptions m_Options;
     ClipIndex m_Index;
+    std::optional<Authoring::FileAttributes> m_FoundAttributes;  // of a clip that does not say them itself
     std::unique_ptr<EngineStandIn::PluginLibrary> m_Plugin;
     std::unique_ptr<EngineStandIn::RenderThread> m_RenderThread;
     std::unique_ptr<Tool::Renderer> m_Renderer;

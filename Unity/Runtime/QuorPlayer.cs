@@ -139,7 +139,7 @@ namespace Nimb
             if (!isComplete || info.maxVertexCount == 0 || info.maxIndexCount == 0)
             {
                 throw new ClipException("The clip '" + path + "' does not say how large its meshes are: its attribute " +
-                    "atom is missing or incomplete.");
+                    "atom is missing or incomplete. 'nimb remux' writes it anew.");
             }
             if (info.textureWidth == 0 || info.textureHeight == 0)
             {

@@ -11,6 +11,22 @@
 namespace fs = std::filesystem;
 
 namespace Nimb::Tool {
+namespace {
+
+void SetAttributes(const Authoring::FileAttributes& values, NimbFileInfo& info) {
+    info.frameCount = values.frameCount;
+    info.maxVertexCount = values.maxVertexCount;
+    info.maxIndexCount = values.maxIndexCount;
+    info.minX = values.bboxMin[0];
+    info.minY = values.bboxMin[1];
+    info.minZ = values.bboxMin[2];
+    info.maxX = values.bboxMax[0];
+    info.maxY = values.bboxMax[1];
+    info.maxZ = values.bboxMax[2];
+    info.hasNormals = values.hasVertexNormals.value_or(0) == 1 ? 1 : 0;
+}
+
+}  // namespace
 
 std::string FindPlugin() {
     const char* const chosen = std::getenv("NIMB_PLUGIN");
@@ -36,12 +52,13 @@ void Playback::Open() {
         throw Authoring::InputError(m_Options.path + ": the player cannot open it");
     }
     m_FileInfo = {};
-    if (m_Plugin->GetQuorObjectFileInfo(m_Player->Id(), &m_FileInfo) == 0 || m_FileInfo.maxVertexCount == 0 ||
-        m_FileInfo.maxIndexCount == 0) {
-        throw Authoring::InputError(m_Options.path +
-                                    ": does not say how large its meshes are (it has no usable attribute atom)");
+    if (m_Plugin->GetQuorObjectFileInfo(m_Player->Id(), &m_FileInfo) == 0) {
+        throw Authoring::InputError(m_Options.path + ": the player cannot tell its sizes");
     }
-    m_Player->CreateBuffers();
+    if (m_Options.attributes) {
+        SetAttributes(*m_Options.attributes, m_FileInfo);
+    }
+    m_Player->CreateBuffers(EngineStandIn::Player::SizesFor(m_FileInfo));
     m_Plugin->SetClockScale(m_Player->Id(), m_Options.speed);
     m_HasTimeline = true;
 }

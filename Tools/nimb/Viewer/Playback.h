@@ -2,6 +2,7 @@
 // objects.
 #pragma once
 
+#include "Authoring/Codec/XtraAttributes.h"
 #include "EngineStandIn/Player.h"
 #include "Tools/nimb/Viewer/ClipIndex.h"
 
@@ -17,6 +18,7 @@ std::string FindPlugin();
 
 struct PlaybackOptions {
     std::string path;
+    std::optional<Authoring::FileAttributes> attributes;  ///< of a clip that does not say them itself
     bool sound = true;
     bool computeNormals = true;
     float speed = 1;
