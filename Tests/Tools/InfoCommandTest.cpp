@@ -107,6 +107,40 @@ TEST_F(InfoCommand, TemporalFramesListTheirSubMeshes) {
     EXPECT_EQ(frames[1]["parts"][0]["vertexCoding"], "plain");
 }
 
+TEST_F(InfoCommand, DecodingIsTimedForEveryFrameThatDecodes) {
+    ClipTest::ClipRecipe recipe;
+    recipe.damage = [](int number, Nimb::Authoring::Bytes& mesh) {
+        mesh.resize(number == 11 ? 0 : number == 13 ? 40 : mesh.size());
+    };
+    ClipTest::MakeClip(m_Clip, recipe);
+    const Json json = Json::parse(RunNimb("info --json --decode " + m_Clip).out)["decode"];
+    const Json& all = json["all"];
+    double sum = 0, slowest = 0;
+    for (std::size_t i = 0; i < 30; ++i) {
+        const Json& frame = json["frames"][i];
+        EXPECT_EQ(frame["time"].is_null(), i == 11 || i == 13) << frame;
+        EXPECT_EQ(frame.contains("problem"), i == 11 || i == 13) << frame;
+        sum += frame["time"].is_null() ? 0 : frame["time"].get<double>();
+        slowest = std::max(slowest, frame["time"].is_null() ? 0 : frame["time"].get<double>());
+    }
+    EXPECT_EQ(json["frames"].size(), 30u);
+    EXPECT_EQ(all["frames"], 28);
+    EXPECT_NEAR(all["mean"], sum / 28, 1e-9);
+    EXPECT_EQ(all["slowest"], slowest);
+    EXPECT_EQ(json["frames"][all["slowestFrame"].get<std::size_t>()]["time"], slowest);
+    EXPECT_LE(all["median"], all["percentile99"]);
+    const Json &key = json["kinds"]["key"], &delta = json["kinds"]["delta"];
+    EXPECT_EQ(key["frames"], 4);
+    EXPECT_EQ(delta["frames"], 24);
+    EXPECT_EQ(key["bytes"].get<int>() + delta["bytes"].get<int>(), all["bytes"]);
+
+    const std::string text = RunNimb("info --decode " + m_Clip).out;
+    for (const char* words :
+         {"one thread", "32 bytes a vertex", "not decoded      2 frames", "  delta           24 "}) {
+        EXPECT_NE(text.find(words), std::string::npos) << words << text;
+    }
+}
+
 TEST_F(InfoCommand, ThePlotShowsEveryKindAndIsNotOverwritten) {
     ClipTest::ClipRecipe recipe;
     recipe.damage = [](int number, Nimb::Authoring::Bytes& mesh) {

@@ -4,8 +4,10 @@
 #include "Tools/nimb/ClipText.h"
 #include "Tools/nimb/CommandLine.h"
 #include "Tools/nimb/Commands.h"
+#include "Tools/nimb/DecodeReport.h"
 #include "Tools/nimb/ExitStatus.h"
 #include "Tools/nimb/OutputFile.h"
+#include "Tools/nimb/Progress.h"
 #include "Tools/nimb/SizePlot.h"
 
 #include <cstdio>
@@ -27,6 +29,8 @@ constexpr const char* c_Examples =
     "      also a line for each frame\n"
     "  nimb info --plot sizes.png dancer.mp4\n"
     "      also a picture of the frames' sizes over time\n"
+    "  nimb info --decode dancer.mp4\n"
+    "      also how long meshes take to decode\n"
     "  nimb info --json --frames dancer.mp4 | jq '[.frames[] | select(.kind == \"key\") | .meshBytes] | add'\n"
     "      the bytes of all key frames";
 
@@ -34,6 +38,7 @@ struct Arguments {
     std::string path;
     bool frames = false;
     bool json = false;
+    bool decode = false;
     std::string plot;
     bool overwrite = false;
 };
@@ -103,6 +108,11 @@ void WritePlot(const Arguments& arguments, const ClipSummary& summary, const std
     output.Commit();
 }
 
+std::vector<FrameTime> TimeFrames(const Arguments& arguments, std::size_t total) {
+    Progress progress("Decoding", total);
+    return TimeDecoding(arguments.path, [&](std::size_t done) { progress.Report(done); });
+}
+
 int Run(const Arguments& arguments) {
     if (!arguments.plot.empty()) {
         CheckOutput(arguments.plot, OutputKind::Picture, arguments.overwrite, {arguments.path});
@@ -130,8 +140,15 @@ int Run(const Arguments& arguments) {
     if (!arguments.plot.empty()) {
         WritePlot(arguments, summary, plot);
     }
+    std::vector<FrameTime> times;
+    if (arguments.decode) {
+        times = TimeFrames(arguments, summary.frames);
+    }
     if (arguments.json) {
         json["summary"] = ToJson(summary);
+        if (arguments.decode) {
+            json["decode"] = DecodingJson(times);
+        }
         Print(json);
         return c_ExitOk;
     }
@@ -140,6 +157,9 @@ int Run(const Arguments& arguments) {
     }
     PrintClip(reader, summary);
     PrintAttributes(attributes);
+    if (arguments.decode) {
+        PrintDecoding(times);
+    }
     return c_ExitOk;
 }
 
@@ -150,7 +170,8 @@ Command AddInfo(CLI::App& app) {
     const auto arguments = std::make_shared<Arguments>();
     sub->add_option("clip", arguments->path, "the clip, an .mp4 file")->required();
     sub->add_flag("--frames", arguments->frames, "show every frame too");
-    sub->add_flag("--json", arguments->json, "print as JSON");
+    sub->add_flag("--decode", arguments->decode, "decode the meshes and show how long that takes");
+    sub->add_flag("--json", arguments->json, "print as JSON; with --decode, also the time of each frame");
     sub->add_option("--plot", arguments->plot, "write a picture (PNG) of the frames' sizes over time")
         ->type_name("FILE");
     AddOverwrite(*sub, arguments->overwrite);
