@@ -14,7 +14,7 @@ import sys
 CORE = ["Nimb", "NimbCore"]
 AUTHORING = CORE + ["Authoring/Codec", "Authoring/Frame", "Authoring/Scene"]
 CLIP = AUTHORING + ["Media"]
-TOOL = CLIP + ["Authoring/Source", "Authoring/Export", "Clip/Read", "Clip/Write", "Demo", "EngineStandIn"]
+TOOL = CLIP + ["Authoring/Source", "Authoring/Export", "Clip/Read", "Clip/Write", "Clip/Remux", "Demo", "EngineStandIn"]
 ROOMS = {
     "Nimb": [],
     "NimbCore": ["Nimb"],
@@ -31,6 +31,7 @@ ROOMS = {
     "Authoring/Export": AUTHORING + ["Authoring/Source"],
     "Clip/Read": CLIP,
     "Clip/Write": CLIP,
+    "Clip/Remux": CLIP + ["Clip/Read", "Clip/Write"],
     "Demo": AUTHORING,
     "Tools/nimb": TOOL,
     "Bench": TOOL + ["NimbUnityPluginML", "Platform/Interface"],

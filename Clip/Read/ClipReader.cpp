@@ -3,6 +3,8 @@
 #include "Media/Av.h"
 
 #include <algorithm>
+#include <array>
+#include <fstream>
 
 namespace Nimb::Authoring {
 namespace {
@@ -19,13 +21,25 @@ Media::FileBoxes ReadBoxes(const std::string& path) {
     return std::move(*boxes);
 }
 
-/// Samples as the file has them: not parsed, not repaired, and without the edit list. That is how the player reads.
-Media::AvPtr<AVFormatContext> OpenContext(const std::string& path) {
+constexpr const char* c_Mp4 = "mp4";
+constexpr const char* c_Matroska = "matroska";
+
+bool IsMatroska(const std::string& path) {
+    const std::array<char, 4> magic = {'\x1A', '\x45', '\xDF', '\xA3'};
+    std::array<char, 4> head{};
+    return std::ifstream(path, std::ios::binary).read(head.data(), head.size()) && head == magic;
+}
+
+/// Samples as the file has them: not parsed, not repaired, and none left out because of an edit list.
+Media::AvPtr<AVFormatContext> OpenContext(const std::string& path, const char* format, ClipForm form) {
     Media::AvPtr<AVFormatContext> context;
-    const int result = Media::OpenAvFile(path, av_find_input_format("mp4"), AVFMT_FLAG_NOPARSE | AVFMT_FLAG_NOFILLIN,
-                                         {{"ignore_editlist", "1"}}, context);
+    const bool isPlayed = form == ClipForm::Played;
+    const int result =
+        Media::OpenAvFile(path, av_find_input_format(format), AVFMT_FLAG_NOPARSE | AVFMT_FLAG_NOFILLIN,
+                          {{isPlayed ? "ignore_editlist" : "advanced_editlist", isPlayed ? "1" : "0"}}, context);
     if (result < 0) {
-        throw InputError(path + ": cannot be read as an MP4 file: " + Media::AvText(result));
+        throw InputError(path + ": cannot be read as " + (format == c_Mp4 ? "an MP4" : "a Matroska") +
+                         " file: " + Media::AvText(result));
     }
     return context;
 }
@@ -96,8 +110,8 @@ public:
         std::size_t samplesRead = 0;
     };
 
-    explicit Container(const std::string& path)
-        : m_Context(OpenContext(path)), m_Packet(Media::Owned(av_packet_alloc())) {
+    Container(const std::string& path, const char* format, ClipForm form)
+        : m_Context(OpenContext(path, format, form)), m_Packet(Media::Owned(av_packet_alloc())) {
         for (unsigned i = 0; i < m_Context->nb_streams; ++i) {
             AVStream* const stream = m_Context->streams[i];
             // A cover picture is not a track of the file.
@@ -145,6 +159,7 @@ private:
         };
         sample.presentationTime = known(m_Packet->pts);
         sample.decodeTime = known(m_Packet->dts);
+        sample.duration = m_Packet->duration;
         const std::int64_t time = sample.presentationTime.value_or(sample.decodeTime.value_or(0));
         sample.microseconds = std::max<std::int64_t>(av_rescale_q(time, track.stream->time_base, c_Microseconds), 0);
         sample.offset = m_Packet->pos >= 0 ? static_cast<UINT64>(m_Packet->pos) : 0;
@@ -183,16 +198,17 @@ private:
     std::vector<Track> m_Tracks;
 };
 
-ClipReader::ClipReader(const std::string& path) : m_Path(path), m_Boxes(ReadBoxes(path)) {
+ClipReader::ClipReader(const std::string& path, ClipForm form) : m_Path(path), m_Boxes(ReadBoxes(path)) {
+    const char* const format = form == ClipForm::Edited && IsMatroska(path) ? c_Matroska : c_Mp4;
     const Media::FileBox* const index = m_Boxes.Find("moov");
-    if (index == nullptr) {
+    if (index == nullptr && format == c_Mp4) {
         throw InputError(path + ": not an MP4 file, or cut off before its index: there is no box 'moov'");
     }
     // libavformat would take what is left for the whole index, and drop tracks or give samples wrong times.
-    if (m_Boxes.IsCut(*index)) {
+    if (index != nullptr && format == c_Mp4 && m_Boxes.IsCut(*index)) {
         throw InputError(path + ": ends inside its index, the box 'moov' at byte " + std::to_string(index->offset));
     }
-    m_Container = std::make_unique<Container>(path);
+    m_Container = std::make_unique<Container>(path, format, form);
     for (const Container::Track& track : m_Container->Tracks()) {
         m_Tracks.push_back(DescribeTrack(*track.stream));
     }
@@ -221,6 +237,10 @@ const AVCodecParameters& ClipReader::Parameters(std::size_t track) const {
     const Container::Track& from = m_Container->Tracks().at(track);
     // The filter's parameter sets are in the form in which its samples are.
     return from.filter != nullptr ? *from.filter->par_out : *from.stream->codecpar;
+}
+
+const AVCodecParameters& ClipReader::StoredParameters(std::size_t track) const {
+    return *m_Container->Tracks().at(track).stream->codecpar;
 }
 
 void SilenceAvLog() {

@@ -42,6 +42,7 @@ struct ClipSample {
     std::size_t number = 0;  ///< among the track's samples, from 0
     std::optional<std::int64_t> presentationTime;
     std::optional<std::int64_t> decodeTime;
+    std::int64_t duration = 0;      ///< 0 when the file does not say
     std::int64_t microseconds = 0;  ///< presentation time as the player has it, not below 0
     UINT64 offset = 0;              ///< in the file
     bool isKeyPicture = false;
@@ -52,11 +53,17 @@ struct ClipSample {
     std::vector<SampleUnit> units;  ///< of H.264, up to where the lengths stop making sense
 };
 
+/// How a file is read.
+enum class ClipForm {
+    Played,  ///< as players do: an MP4 file, without its edit lists
+    Edited,  ///< as editors left it: MP4, QuickTime or Matroska, with the times that edit lists give
+};
+
 /// Belongs to one thread. Memory is bounded by the index and the largest sample.
 class ClipReader {
 public:
-    /// Throws InputError, naming the file, when it is missing, is not an MP4 file, or ends inside its index.
-    explicit ClipReader(const std::string& path);
+    /// Throws InputError, naming the file, when it is missing, is of another format, or ends inside its index.
+    explicit ClipReader(const std::string& path, ClipForm form = ClipForm::Played);
     ~ClipReader();
     ClipReader(const ClipReader&) = delete;
     ClipReader& operator=(const ClipReader&) = delete;
@@ -76,6 +83,9 @@ public:
 
     /// For decoders of what Read delivers. Lives as long as the reader.
     const AVCodecParameters& Parameters(std::size_t track) const;
+
+    /// As the file describes the track. Lives as long as the reader.
+    const AVCodecParameters& StoredParameters(std::size_t track) const;
 
 private:
     class Container;

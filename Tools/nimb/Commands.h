@@ -23,6 +23,7 @@ Command AddPlay(CLI::App& app);
 Command AddInfo(CLI::App& app);
 Command AddVerify(CLI::App& app);
 Command AddExport(CLI::App& app);
+Command AddRemux(CLI::App& app);
 Command AddDemo(CLI::App& app);
 
 }  // namespace Nimb::Tool
