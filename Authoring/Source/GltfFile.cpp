@@ -21,6 +21,9 @@ namespace {
 // Accessors may claim elements that no buffer backs, all zero: bounded, so that a small file cannot take all memory.
 constexpr std::size_t c_MaxNumbers = std::size_t{1} << 26;
 
+// What is read or copied by recursion must not take the whole stack.
+constexpr int c_MaxDepth = 256;
+
 UINT32 LittleEndian32(const BYTE* bytes) {
     return static_cast<UINT32>(bytes[0] | bytes[1] << 8 | bytes[2] << 16) | static_cast<UINT32>(bytes[3]) << 24;
 }
@@ -139,7 +142,12 @@ void GltfFile::ReadContainer(const std::vector<BYTE>& file) {
         }
     }
     try {
-        m_Root = Json::parse(json.begin(), json.end());
+        m_Root = Json::parse(json.begin(), json.end(), [this](int depth, Json::parse_event_t, const Json&) {
+            if (depth > c_MaxDepth) {
+                Fail("its JSON is nested more than " + std::to_string(c_MaxDepth) + " deep");
+            }
+            return true;
+        });
     } catch (const Json::exception& e) {
         Fail(std::string("not valid JSON: ") + e.what());
     }

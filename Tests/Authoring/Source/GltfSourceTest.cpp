@@ -282,6 +282,13 @@ TEST_F(GltfSourceTest, BrokenScenesAreRefused) {
     bad.Primitive(mesh)["indices"] = good.Primitive(mesh)["indices"];
     bad.Primitive(mesh)["attributes"]["POSITION"] = bad.Floats("VEC3", {0, 0, 0, 1, 0, NAN, 0, 1, 0});
     ExpectContains(ErrorOfScene(bad), "element 1 is not a finite number");
+    bad = good;
+    bad.root["nodes"][0]["children"] = "deep";
+    Write("nested.bin", bad.Buffer());
+    std::string nested = bad.Gltf("nested.bin");
+    nested.replace(nested.find("\"deep\""), 6, std::string(200000, '[') + std::string(200000, ']'));
+    Write("nested.gltf", nested);
+    ExpectContains(ErrorOf(Options("nested.gltf")), "nested.gltf: its JSON is nested more than 256 deep");
     const std::string file = good.Glb();
     for (std::size_t size = 0; size < file.size() - 3; ++size) {
         Write("cut.glb", file.substr(0, size));
