@@ -16,10 +16,10 @@ void EncodeKey(benchmark::State& state, const Subject& subject) {
 /// An iteration is a frame: the time is the mean of the clip's frames.
 void EncodeClipFrames(benchmark::State& state, const Subject& subject, std::optional<DeltaCoding> coding) {
     constexpr std::size_t interval = 30;
-    Nimb::Authoring::ClipOptions options;
+    Nimb::Authoring::CodingOptions options;
     options.delta = coding;
     options.maxError = PeerPositionError(subject.frames[0]);
-    std::vector<Nimb::Authoring::ClipMoment> moments;
+    std::vector<Nimb::Authoring::Moment> moments;
     for (std::size_t i = 0; i < std::min(interval, subject.frames.size()); ++i) {
         moments.push_back({{&subject.frames[i], 0, std::nullopt, false}});
     }

@@ -17,7 +17,7 @@ bool SaysMoreThanStripsCan(const KeyFrameOptions& options) {
     return options.subMeshId || options.frameId || options.normals || options.unsignedUVs || options.indicesFirst;
 }
 
-KeyFrameOptions KeyOptions(const FrameOptions& frame, const ClipOptions& clip) {
+KeyFrameOptions KeyOptions(const FrameOptions& frame, const CodingOptions& clip) {
     KeyFrameOptions key;
     static_cast<FrameOptions&>(key) = frame;
     key.indices = clip.indices;
@@ -25,7 +25,7 @@ KeyFrameOptions KeyOptions(const FrameOptions& frame, const ClipOptions& clip) {
     return key;
 }
 
-DeltaFrameOptions DeltaOptions(const FrameOptions& frame, const ClipOptions& clip) {
+DeltaFrameOptions DeltaOptions(const FrameOptions& frame, const CodingOptions& clip) {
     DeltaFrameOptions delta;
     static_cast<FrameOptions&>(delta) = frame;
     delta.coding = clip.delta.value_or(DeltaCoding::Smallest);
@@ -103,14 +103,14 @@ EncodedFrame FrameEncoder::TemporalFrame(const std::vector<SubFrame>& subFrames,
     CheckIds(ids);
     std::vector<PlacedFrame> frames;
     for (const SubFrame& sub : subFrames) {
-        frames.push_back(
-            {sub.delta ? DeltaFrame(*sub.mesh, *sub.delta) : EncodeKey(*sub.mesh, sub.key, false), sub.transform});
+        frames.push_back({sub.delta ? DeltaFrame(*sub.mesh, *sub.delta) : EncodeKey(*sub.mesh, sub.key, false),
+                          sub.textureTransform});
     }
     ForgetUnused();
     return AssembleTemporalFrame(frames, options);
 }
 
-EncodedFrame FrameEncoder::NextFrame(const Mesh& mesh, const ClipOptions& options) {
+EncodedFrame FrameEncoder::NextFrame(const Mesh& mesh, const CodingOptions& options) {
     SubMeshEncoder* const found = Find(options.frame.subMeshId.value_or(0));
     const bool due =
         options.keyFrameInterval > 0 && found != nullptr && found->FramesSinceKey() + 1 >= options.keyFrameInterval;
@@ -122,7 +122,7 @@ EncodedFrame FrameEncoder::NextFrame(const Mesh& mesh, const ClipOptions& option
     return KeyFrame(mesh, KeyOptions(options.frame, options));
 }
 
-EncodedFrame FrameEncoder::NextTemporalFrame(const std::vector<SubMesh>& subMeshes, const ClipOptions& options) {
+EncodedFrame FrameEncoder::NextTemporalFrame(const std::vector<SubMesh>& subMeshes, const CodingOptions& options) {
     std::vector<UINT32> ids;
     for (const SubMesh& sub : subMeshes) {
         CheckHasMesh(sub.mesh);
@@ -144,7 +144,7 @@ EncodedFrame FrameEncoder::NextTemporalFrame(const std::vector<SubMesh>& subMesh
         if (!frame) {
             frame = EncodeKey(*sub.mesh, KeyOptions(subFrame, options), false);
         }
-        frames.push_back({std::move(*frame), sub.transform});
+        frames.push_back({std::move(*frame), sub.textureTransform});
     }
     ForgetUnused();
     EncodedFrame frame = AssembleTemporalFrame(frames, options.frame);

@@ -21,15 +21,15 @@ namespace Nimb::Authoring {
 struct SubFrame {
     const Mesh* mesh = nullptr;
     KeyFrameOptions key;
-    std::optional<DeltaFrameOptions> delta;         ///< its own subMeshId counts
-    std::optional<std::array<float, 6>> transform;  ///< stored coefficients (see SolveTransform); none: identity
+    std::optional<DeltaFrameOptions> delta;                ///< its own subMeshId counts
+    std::optional<std::array<float, 6>> textureTransform;  ///< stored coefficients (see SolveTransform); none: identity
 };
 
 /// One sub-mesh of a clip at one moment.
 struct SubMesh {
     const Mesh* mesh = nullptr;
     UINT32 id = 0;
-    std::optional<std::array<float, 6>> transform;  ///< stored coefficients (see SolveTransform); none: identity
+    std::optional<std::array<float, 6>> textureTransform;  ///< stored coefficients (see SolveTransform); none: identity
     bool newTopology = false;  ///< makes it a key frame even if faces are those of the frame before
 };
 
@@ -58,11 +58,11 @@ public:
 
     /// A delta frame where one meets the limit and the interval permits, otherwise a key frame. Faces or texture
     /// coordinates other than those of the last key frame make it a key frame too.
-    EncodedFrame NextFrame(const Mesh& mesh, const ClipOptions& options);
+    EncodedFrame NextFrame(const Mesh& mesh, const CodingOptions& options);
 
     /// The same for all sub-meshes as one temporal frame, each of them a key frame or a delta frame by itself. When the
     /// interval is over, all are key frames. Sub-meshes may appear and disappear. See TemporalFrame for exceptions.
-    EncodedFrame NextTemporalFrame(const std::vector<SubMesh>& subMeshes, const ClipOptions& options);
+    EncodedFrame NextTemporalFrame(const std::vector<SubMesh>& subMeshes, const CodingOptions& options);
 
     /// Shows a mesh of the frames to come, in the topology of the sub-mesh's last key frame; meshes of another one are
     /// ignored. Transform deltas are smaller from the first on when they know how the figure is going to move.

@@ -33,7 +33,7 @@ struct DeltaFrameOptions : FrameOptions {
 
 /// How the frames of a clip are chosen. A choice that is left open is made frame by frame: the smallest that meets the
 /// limit.
-struct ClipOptions {
+struct CodingOptions {
     FrameOptions frame;  ///< of each; in temporal frames what `normals` and `unsignedUVs` say is said of sub-meshes
     std::optional<IndexCoding> indices;  ///< of key frames
     bool keepVertexOrder = false;        ///< see KeyFrameOptions

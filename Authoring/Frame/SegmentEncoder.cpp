@@ -33,29 +33,29 @@ using Expectation = std::vector<double>;
 
 class SegmentTrials {
 public:
-    explicit SegmentTrials(const std::vector<ClipMoment>& moments);
+    explicit SegmentTrials(const std::vector<Moment>& moments);
 
     // Each also tries all delta codings, if the choice is open.
-    void TryEdgeBreaker(ClipOptions options);  ///< or another coding that the options fix
-    void TryInOrder(ClipOptions options);      ///< codings that keep the order of the vertices
+    void TryEdgeBreaker(CodingOptions options);  ///< or another coding that the options fix
+    void TryInOrder(CodingOptions options);      ///< codings that keep the order of the vertices
 
     std::vector<EncodedFrame> TakeBest() { return std::move(m_Best); }
 
 private:
-    std::vector<EncodedFrame> Try(const ClipOptions& options, const Expectation& expected);
-    void TryFixedCodings(ClipOptions options, double keyBytes, const std::vector<std::size_t>& numVertices,
+    std::vector<EncodedFrame> Try(const CodingOptions& options, const Expectation& expected);
+    void TryFixedCodings(CodingOptions options, double keyBytes, const std::vector<std::size_t>& numVertices,
                          bool withTransforms);
-    EncodedFrame Next(FrameEncoder& encoder, std::size_t moment, const ClipOptions& options) const;
-    void LookAhead(FrameEncoder& encoder, std::size_t moment, const ClipOptions& options) const;
+    EncodedFrame Next(FrameEncoder& encoder, std::size_t moment, const CodingOptions& options) const;
+    void LookAhead(FrameEncoder& encoder, std::size_t moment, const CodingOptions& options) const;
     std::vector<std::size_t> VerticesInOrder() const;
     double LeastKeyBytesInOrder(std::size_t moment) const;
 
-    const std::vector<ClipMoment>& m_Moments;
+    const std::vector<Moment>& m_Moments;
     bool m_Plain = true;  // no temporal frames
     std::vector<EncodedFrame> m_Best;
 };
 
-bool IsOpen(const ClipOptions& options) {
+bool IsOpen(const CodingOptions& options) {
     return !options.delta || *options.delta == DeltaCoding::Smallest;
 }
 
@@ -67,9 +67,9 @@ double TotalBytes(const std::vector<EncodedFrame>& frames) {
     return bytes;
 }
 
-SegmentTrials::SegmentTrials(const std::vector<ClipMoment>& moments) : m_Moments(moments) {
-    for (const ClipMoment& moment : moments) {
-        m_Plain = m_Plain && moment.size() == 1 && !moment.front().transform;
+SegmentTrials::SegmentTrials(const std::vector<Moment>& moments) : m_Moments(moments) {
+    for (const Moment& moment : moments) {
+        m_Plain = m_Plain && moment.size() == 1 && !moment.front().textureTransform;
         for (const SubMesh& sub : moment) {
             if (sub.mesh == nullptr) {
                 throw std::invalid_argument("a sub-mesh has no mesh");
@@ -78,12 +78,12 @@ SegmentTrials::SegmentTrials(const std::vector<ClipMoment>& moments) : m_Moments
     }
 }
 
-EncodedFrame SegmentTrials::Next(FrameEncoder& encoder, std::size_t moment, const ClipOptions& options) const {
-    const ClipMoment& subMeshes = m_Moments[moment];
+EncodedFrame SegmentTrials::Next(FrameEncoder& encoder, std::size_t moment, const CodingOptions& options) const {
+    const Moment& subMeshes = m_Moments[moment];
     if (!m_Plain) {
         return encoder.NextTemporalFrame(subMeshes, options);
     }
-    ClipOptions next = options;
+    CodingOptions next = options;
     if (subMeshes.front().newTopology) {
         next.keyFrameInterval = 1;
     }
@@ -91,7 +91,7 @@ EncodedFrame SegmentTrials::Next(FrameEncoder& encoder, std::size_t moment, cons
 }
 
 /// Shows the encoder how sub-meshes go on that have just begun.
-void SegmentTrials::LookAhead(FrameEncoder& encoder, std::size_t moment, const ClipOptions& options) const {
+void SegmentTrials::LookAhead(FrameEncoder& encoder, std::size_t moment, const CodingOptions& options) const {
     for (const SubMesh& begun : m_Moments[moment]) {
         for (std::size_t later = moment; later < m_Moments.size() && (moment == 0 || begun.newTopology); ++later) {
             for (const SubMesh& sub : m_Moments[later]) {
@@ -105,7 +105,7 @@ void SegmentTrials::LookAhead(FrameEncoder& encoder, std::size_t moment, const C
 
 /// Encodes the segment and keeps it if it is the smallest so far. Gives up, with the frames that it has got so far,
 /// when the expectation of the others says that it will not be.
-std::vector<EncodedFrame> SegmentTrials::Try(const ClipOptions& options, const Expectation& expected) {
+std::vector<EncodedFrame> SegmentTrials::Try(const CodingOptions& options, const Expectation& expected) {
     const DeltaCoding coding = options.delta.value_or(DeltaCoding::Smallest);
     const double limit = TotalBytes(m_Best);
     double bytes = 0;
@@ -133,7 +133,7 @@ std::vector<EncodedFrame> SegmentTrials::Try(const ClipOptions& options, const E
 /// Vertices that the frames have when key frames keep the order of the meshes.
 std::vector<std::size_t> SegmentTrials::VerticesInOrder() const {
     std::vector<std::size_t> counts;
-    for (const ClipMoment& moment : m_Moments) {
+    for (const Moment& moment : m_Moments) {
         counts.push_back(0);
         for (const SubMesh& sub : moment) {
             counts.back() += sub.mesh->positions.size();
@@ -151,7 +151,7 @@ double SegmentTrials::LeastKeyBytesInOrder(std::size_t moment) const {
     return static_cast<double>(bytes);
 }
 
-void SegmentTrials::TryFixedCodings(ClipOptions options, double keyBytes, const std::vector<std::size_t>& numVertices,
+void SegmentTrials::TryFixedCodings(CodingOptions options, double keyBytes, const std::vector<std::size_t>& numVertices,
                                     bool withTransforms) {
     // The quick ones first: the smallest of them may show that the others need no trial.
     std::vector<DeltaCoder> coders = DeltaCoders();
@@ -169,7 +169,7 @@ void SegmentTrials::TryFixedCodings(ClipOptions options, double keyBytes, const 
     }
 }
 
-void SegmentTrials::TryEdgeBreaker(ClipOptions options) {
+void SegmentTrials::TryEdgeBreaker(CodingOptions options) {
     const std::vector<EncodedFrame> frames = Try(options, {});
     if (frames.empty() || !IsOpen(options)) {
         return;
@@ -185,7 +185,7 @@ void SegmentTrials::TryEdgeBreaker(ClipOptions options) {
     TryFixedCodings(options, static_cast<double>(frames.front().bytes.size()), numVertices, !alwaysTransforms);
 }
 
-void SegmentTrials::TryInOrder(ClipOptions options) {
+void SegmentTrials::TryInOrder(CodingOptions options) {
     const std::vector<std::size_t> numVertices = VerticesInOrder();
     Expectation expected;
     for (std::size_t i = 0; i < m_Best.size(); ++i) {
@@ -202,9 +202,9 @@ void SegmentTrials::TryInOrder(ClipOptions options) {
 
 }  // namespace
 
-std::vector<EncodedFrame> EncodeSegment(const std::vector<ClipMoment>& moments, const ClipOptions& options) {
+std::vector<EncodedFrame> EncodeSegment(const std::vector<Moment>& moments, const CodingOptions& options) {
     SegmentTrials trials(moments);
-    ClipOptions trial = options;
+    CodingOptions trial = options;
     if (options.indices) {
         trials.TryEdgeBreaker(trial);
     } else {

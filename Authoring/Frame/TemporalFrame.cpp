@@ -38,7 +38,7 @@ EncodedFrame AssembleTemporalFrame(const std::vector<PlacedFrame>& subFrames, co
     EncodedFrame frame;
     ByteWriter body;
     for (const PlacedFrame& sub : subFrames) {
-        WriteTransform(sub.transform, body);
+        WriteTransform(sub.textureTransform, body);
     }
     for (std::size_t i = 0; i < subFrames.size(); ++i) {
         Accumulate(subFrames[i].frame, i == 0, frame);

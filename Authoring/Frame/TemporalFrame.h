@@ -13,7 +13,7 @@ namespace Nimb::Authoring {
 /// One sub-frame: the frame of a sub-mesh, and where its texture coordinates go.
 struct PlacedFrame {
     EncodedFrame frame;
-    std::optional<std::array<float, 6>> transform;  ///< stored coefficients (see SolveTransform); none: identity
+    std::optional<std::array<float, 6>> textureTransform;  ///< stored coefficients (see SolveTransform); none: identity
 };
 
 EncodedFrame AssembleTemporalFrame(const std::vector<PlacedFrame>& subFrames, const FrameOptions& options);

@@ -72,7 +72,7 @@ void MakeClip(const std::string& path) {
     video.preset = "veryfast";
     Nimb::Authoring::Mp4Writer writer(path, video);
     Nimb::Authoring::FrameEncoder encoder;
-    Nimb::Authoring::ClipOptions options;
+    Nimb::Authoring::CodingOptions options;
     options.maxError = 0.0005;
     Nimb::Authoring::FileAttributes attributes;
     std::vector<BYTE> picture(static_cast<std::size_t>(c_AtlasSize) * c_AtlasSize * 4, 128);

@@ -31,10 +31,10 @@ struct Outcome {
     std::size_t keyFrames = 0;
 };
 
-Outcome EncodeAll(const std::vector<Mesh>& clip, const ClipOptions& options) {
+Outcome EncodeAll(const std::vector<Mesh>& clip, const CodingOptions& options) {
     Outcome outcome;
     for (std::size_t first = 0; first < clip.size(); first += c_KeyInterval) {
-        std::vector<ClipMoment> moments;
+        std::vector<Moment> moments;
         for (std::size_t i = first; i < std::min(clip.size(), first + c_KeyInterval); ++i) {
             moments.push_back({{&clip[i], 0, std::nullopt, false}});
         }
@@ -80,7 +80,7 @@ double Time(std::size_t numFrames, Work work) {
 }
 
 void PrintClip(const char* name, const std::vector<Mesh>& clip) {
-    ClipOptions options;
+    CodingOptions options;
     options.maxError = Bench::PeerPositionError(clip.front());
     options.keyFrameInterval = c_KeyInterval;
     const Outcome automatic = EncodeAll(clip, options);
@@ -98,7 +98,7 @@ void PrintClip(const char* name, const std::vector<Mesh>& clip) {
     for (const auto& [indexName, indices] : Bench::c_IndexCodings) {
         std::printf("| %s |", indexName);
         for (const auto& [deltaName, delta] : deltaCodings) {
-            ClipOptions fixed = options;
+            CodingOptions fixed = options;
             fixed.indices = indices;
             fixed.delta = delta;
             const Outcome outcome = EncodeAll(clip, fixed);

@@ -50,8 +50,8 @@ void CheckOptions(const EncodeOptions& options) {
     }
 }
 
-ClipOptions MeshOptions(const EncodeOptions& options, double errorLimit) {
-    ClipOptions out;
+CodingOptions MeshOptions(const EncodeOptions& options, double errorLimit) {
+    CodingOptions out;
     out.frame.normals = options.normals;
     out.indices = options.indices;
     out.delta = options.delta;
@@ -161,7 +161,7 @@ std::unique_ptr<Pictures> StartPictures(const Work& work) {
 }
 
 /// Encodes all frames and hands them to the writer in order.
-void WriteFrames(const Work& work, const ClipOptions& meshOptions, SoundTrack& sound, Mp4Writer& writer,
+void WriteFrames(const Work& work, const CodingOptions& meshOptions, SoundTrack& sound, Mp4Writer& writer,
                  Written& written, const EncodeProgress& progress) {
     const std::vector<Segment>& segments = work.plan.segments;
     const std::vector<PlacedSubMesh> placed = PlaceSubMeshes(work.plan.subMeshes, work.pictures.Layout());

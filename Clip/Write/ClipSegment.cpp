@@ -44,8 +44,8 @@ FrameMeshes Match(std::vector<Mesh> meshes, std::vector<Mesh>& references) {
     return out;
 }
 
-ClipMoment MomentOf(const FrameMeshes& frame, const std::vector<PlacedSubMesh>& subMeshes) {
-    ClipMoment moment;
+Moment MomentOf(const FrameMeshes& frame, const std::vector<PlacedSubMesh>& subMeshes) {
+    Moment moment;
     for (std::size_t i = 0; i < subMeshes.size(); ++i) {
         if (!frame.meshes[i].faces.empty()) {
             moment.push_back(
@@ -98,7 +98,7 @@ private:
 }  // namespace
 
 std::vector<EncodedFrame> EncodeClipSegment(const SubMeshSource& source, const std::vector<PlacedSubMesh>& subMeshes,
-                                            const Segment& segment, const ClipOptions& options,
+                                            const Segment& segment, const CodingOptions& options,
                                             const std::atomic<bool>& stop) {
     std::vector<FrameMeshes> frames;
     std::vector<Mesh> references(subMeshes.size());
@@ -113,7 +113,7 @@ std::vector<EncodedFrame> EncodeClipSegment(const SubMeshSource& source, const s
         }
         frames.push_back(Match(std::move(meshes), references));
     }
-    std::vector<ClipMoment> moments;
+    std::vector<Moment> moments;
     for (const FrameMeshes& frame : frames) {
         moments.push_back(MomentOf(frame, subMeshes));
     }

@@ -24,7 +24,7 @@ struct PlacedSubMesh {
 /// Throws InputError for frames that cannot be encoded, std::logic_error when a frame does not come back as it was or
 /// misses the limit.
 std::vector<EncodedFrame> EncodeClipSegment(const SubMeshSource& source, const std::vector<PlacedSubMesh>& subMeshes,
-                                            const Segment& segment, const ClipOptions& options,
+                                            const Segment& segment, const CodingOptions& options,
                                             const std::atomic<bool>& stop);
 
 }  // namespace Nimb::Authoring

@@ -41,7 +41,7 @@ struct TwoSubMeshes {
                 frames[i].delta->coding = deltas[i];
             }
         }
-        frames[1].transform = transform;
+        frames[1].textureTransform = transform;
         return encoder.TemporalFrame(frames);
     }
 };

@@ -44,7 +44,7 @@ struct Arguments {
 };
 
 void PrintFrameHeading() {
-    std::printf("%6s %9s %10s %-9s %-11s %-13s %9s %9s %9s %9s %9s %7s  %s\n", "frame", "seconds", "offset", "kind",
+    std::printf("%6s %9s %10s %-9s %-13s %-13s %9s %9s %9s %9s %9s %7s  %s\n", "frame", "seconds", "offset", "kind",
                 "vertices", "indices", "vertices", "faces", "indices", "mesh", "video", "bits/v", "box");
 }
 
@@ -67,27 +67,27 @@ void PrintFrame(const FrameFacts& frame) {
     const std::string meshBytes = std::to_string(frame.meshBytes);
     const std::string videoBytes = std::to_string(frame.videoBytes);
     if (!frame.HasMesh()) {
-        std::printf(" %-11s %-13s %9s %9s %9s %9s %9s %7s  %s\n", "-", "-", "-", "-", "-", meshBytes.c_str(),
+        std::printf(" %-13s %-13s %9s %9s %9s %9s %9s %7s  %s\n", "-", "-", "-", "-", "-", meshBytes.c_str(),
                     videoBytes.c_str(), "-", frame.layout.problem.c_str());
         return;
     }
     const std::vector<SubFrameLayout>& subFrames = frame.layout.subFrames;
-    const std::string subFrameCount = std::to_string(subFrames.size()) + " parts";
+    const std::string subMeshCount = std::to_string(subFrames.size()) + " sub-meshes";
     const std::string vertexColumn =
-        frame.layout.isTemporal ? subFrameCount : VertexCodingName(subFrames[0].header.m_Version.v.m_VertexVersion);
+        frame.layout.isTemporal ? subMeshCount : VertexCodingName(subFrames[0].header.m_Version.v.m_VertexVersion);
     const std::string indexColumn = frame.layout.isTemporal ? "-" : IndexColumn(subFrames[0]);
     const CStreamingMeshHeader& header = frame.layout.header;
     char bits[32] = "-";
     if (header.m_numVertices != 0) {
         std::snprintf(bits, sizeof(bits), "%.2f", 8.0 * static_cast<double>(frame.meshBytes) / header.m_numVertices);
     }
-    std::printf(" %-11s %-13s", vertexColumn.c_str(), indexColumn.c_str());
+    std::printf(" %-13s %-13s", vertexColumn.c_str(), indexColumn.c_str());
     PrintHeader(header, meshBytes.c_str(), videoBytes.c_str(), bits);
     for (std::size_t i = 0; frame.layout.isTemporal && i < subFrames.size(); ++i) {
         const SubFrameLayout& sub = subFrames[i];
         const std::string name = "sub-mesh " + std::to_string(sub.header.m_SubMeshId);
         const std::string bytes = std::to_string(sub.vertexBytes + sub.normalBytes + sub.indexBytes);
-        std::printf("%6s %20s %-9s %-11s %-13s", "", name.c_str(), sub.isDelta ? "delta" : "key",
+        std::printf("%6s %20s %-9s %-13s %-13s", "", name.c_str(), sub.isDelta ? "delta" : "key",
                     VertexCodingName(sub.header.m_Version.v.m_VertexVersion).c_str(), IndexColumn(sub).c_str());
         PrintHeader(sub.header, bytes.c_str(), "", "");
     }

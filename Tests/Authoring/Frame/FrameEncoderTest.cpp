@@ -173,8 +173,8 @@ TEST(SegmentEncoder, IsNoLargerThanAnyFixedChoiceAndKeepsTheLimit) {
                 p.y += tremble * random.Signed();
             }
         }
-        const auto total = [&](const ClipOptions& options, bool temporal) {
-            std::vector<ClipMoment> moments;
+        const auto total = [&](const CodingOptions& options, bool temporal) {
+            std::vector<Moment> moments;
             for (const Mesh& mesh : meshes) {
                 moments.push_back({{&mesh, 0, std::nullopt, &mesh == &meshes[3]}});
                 if (temporal) {
@@ -199,7 +199,7 @@ TEST(SegmentEncoder, IsNoLargerThanAnyFixedChoiceAndKeepsTheLimit) {
             return bytes;
         };
         for (const bool temporal : {false, true}) {
-            ClipOptions options;
+            CodingOptions options;
             options.maxError = limit;
             const std::size_t automatic = total(options, temporal);
             for (const IndexCoding indices : {IndexCoding::List1, IndexCoding::List2, IndexCoding::EdgeBreaker,
@@ -215,7 +215,7 @@ TEST(SegmentEncoder, IsNoLargerThanAnyFixedChoiceAndKeepsTheLimit) {
                         << static_cast<int>(indices) << " " << static_cast<int>(coding);
                 }
             }
-            ClipOptions inOrder;
+            CodingOptions inOrder;
             inOrder.maxError = limit;
             inOrder.keepVertexOrder = true;
             EXPECT_GE(total(inOrder, temporal), automatic);
@@ -225,7 +225,7 @@ TEST(SegmentEncoder, IsNoLargerThanAnyFixedChoiceAndKeepsTheLimit) {
 
 TEST(FrameEncoder, NextTemporalFrameChoosesForEachSubMesh) {
     const Mesh meshes[2] = {MakeSheet(8, 7, 1), MakeSheet(5, 9, 2)};
-    ClipOptions options;
+    CodingOptions options;
     options.maxError = 0.002;
     options.keyFrameInterval = 5;
     FrameEncoder encoder;
@@ -265,7 +265,7 @@ TEST(FrameEncoder, NextTemporalFrameChoosesForEachSubMesh) {
 
 TEST(FrameEncoder, NextFrameKeepsTheLimitAndStartsAnewWhereItMust) {
     const Mesh mesh = MakeSheet(10, 10);
-    ClipOptions options;
+    CodingOptions options;
     options.maxError = 0.002;
     options.keyFrameInterval = 8;
     FrameEncoder encoder;
@@ -317,7 +317,7 @@ TEST(FrameEncoder, TemporalFramesPlaceSubMeshesInTheAtlas) {
             sub.mesh = &moved[k];
             sub.key.subMeshId = 10 + k;
             if (k > 0) {
-                sub.transform = SolveTransform(wanted[k]);
+                sub.textureTransform = SolveTransform(wanted[k]);
             }
             if (time > 0) {
                 sub.delta.emplace();
@@ -362,7 +362,7 @@ TEST(FrameEncoder, AtlasPlacementIsScaleAndOffset) {
     SubFrame sub;
     sub.mesh = &mesh;
     sub.key.indices = IndexCoding::List1;
-    sub.transform = SolveTransform(PlaceInAtlas(0.25f, 0.5f, 0.625f, 0.125f));
+    sub.textureTransform = SolveTransform(PlaceInAtlas(0.25f, 0.5f, 0.625f, 0.125f));
     FrameEncoder encoder;
     const DecodedFrame decoded = FrameReader(c_Float).Decode(encoder.TemporalFrame({sub}).bytes);
     const Vec2 wanted[3] = {{0.625f, 0.125f}, {0.875f, 0.125f}, {0.75f, 0.625f}};
