@@ -29,6 +29,12 @@ struct Mesh {
     std::vector<TarnMeshFace> faces;
 };
 
+/// A mesh at one time: what changes while faces and texture coordinates stay.
+struct Pose {
+    std::vector<Vec3> positions;
+    std::vector<Vec3> normals;  ///< empty, or one for each position
+};
+
 /// The smallest box that holds both.
 inline Box Union(const Box& a, const Box& b) {
     return {{std::min(a.min.x, b.min.x), std::min(a.min.y, b.min.y), std::min(a.min.z, b.min.z)},

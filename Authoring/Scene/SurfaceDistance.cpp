@@ -1,0 +1,223 @@
+#include "Authoring/Scene/SurfaceDistance.h"
+
+#include <glm/glm.hpp>
+#include <glm/gtx/component_wise.hpp>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <limits>
+#include <utility>
+
+namespace Nimb::Authoring {
+namespace {
+
+using glm::dvec3;
+
+constexpr int c_Cells = 64;  // along the longest axis
+
+using Corners = std::array<dvec3, 3>;
+
+dvec3 Vector(const Vec3& p) {
+    return {p.x, p.y, p.z};
+}
+
+/// Distance of a point from a triangle, by the region of its plane that the point projects to (Ericson, "Real-Time
+/// Collision Detection", 5.1.5).
+double Distance(const dvec3& p, const Corners& t) {
+    const dvec3 ab = t[1] - t[0], ac = t[2] - t[0], ap = p - t[0];
+    const double d1 = glm::dot(ab, ap), d2 = glm::dot(ac, ap);
+    if (d1 <= 0 && d2 <= 0) {
+        return glm::length(ap);
+    }
+    const dvec3 bp = p - t[1];
+    const double d3 = glm::dot(ab, bp), d4 = glm::dot(ac, bp);
+    if (d3 >= 0 && d4 <= d3) {
+        return glm::length(bp);
+    }
+    const double vc = d1 * d4 - d3 * d2;
+    if (vc <= 0 && d1 >= 0 && d3 <= 0) {
+        return glm::length(ap - ab * (d1 / (d1 - d3)));
+    }
+    const dvec3 cp = p - t[2];
+    const double d5 = glm::dot(ab, cp), d6 = glm::dot(ac, cp);
+    if (d6 >= 0 && d5 <= d6) {
+        return glm::length(cp);
+    }
+    const double vb = d5 * d2 - d1 * d6;
+    if (vb <= 0 && d2 >= 0 && d6 <= 0) {
+        return glm::length(ap - ac * (d2 / (d2 - d6)));
+    }
+    const double va = d3 * d6 - d5 * d4;
+    if (va <= 0 && d4 - d3 >= 0 && d5 - d6 >= 0) {
+        return glm::length(bp - (t[2] - t[1]) * ((d4 - d3) / ((d4 - d3) + (d5 - d6))));
+    }
+    const double sum = va + vb + vc;
+    return glm::length(ap - ab * (vb / sum) - ac * (vc / sum));
+}
+
+dvec3 AreaVector(const Corners& t) {
+    return glm::cross(t[1] - t[0], t[2] - t[0]);
+}
+
+double LongestEdge(const Corners& t) {
+    return std::max({glm::distance(t[0], t[1]), glm::distance(t[1], t[2]), glm::distance(t[2], t[0])});
+}
+
+/// Its height above the longest edge. What is thinner than rounding has no direction to speak of.
+double Thickness(const Corners& t) {
+    const double longest = LongestEdge(t);
+    return longest > 0 ? glm::length(AreaVector(t)) / longest : 0;
+}
+
+Box BoxOf(const Corners& t, double margin) {
+    const dvec3 low = glm::min(glm::min(t[0], t[1]), t[2]) - margin;
+    const dvec3 high = glm::max(glm::max(t[0], t[1]), t[2]) + margin;
+    return {{static_cast<float>(low.x), static_cast<float>(low.y), static_cast<float>(low.z)},
+            {static_cast<float>(high.x), static_cast<float>(high.y), static_cast<float>(high.z)}};
+}
+
+/// Finds the largest distance of a triangle's points from the triangles near it, by halving it until corners and
+/// insides cannot differ. The distance from one triangle is convex, so of a piece whose corners are all near the same
+/// triangle, one of the corners is the furthest point.
+class Measurement {
+public:
+    Measurement(std::vector<Corners> near, double limit) : m_Near(std::move(near)), m_Limit(limit) {}
+
+    /// False when the limit is exceeded.
+    bool Add(const Corners& piece) {
+        double largest = 0;
+        double bound = std::numeric_limits<double>::max();
+        std::array<double, 3> ofCorner;
+        ofCorner.fill(std::numeric_limits<double>::max());
+        for (const Corners& triangle : m_Near) {
+            double worst = 0;
+            for (std::size_t i = 0; i < 3; ++i) {
+                const double distance = Distance(piece[i], triangle);
+                ofCorner[i] = std::min(ofCorner[i], distance);
+                worst = std::max(worst, distance);
+            }
+            bound = std::min(bound, worst);
+        }
+        largest = *std::max_element(ofCorner.begin(), ofCorner.end());
+        if (largest > m_Limit) {
+            return false;
+        }
+        m_Largest = std::max(m_Largest, largest);
+        const double step = m_Limit / 16;
+        if (bound <= m_Largest + step || LongestEdge(piece) <= step) {
+            return true;
+        }
+        std::size_t a = 0;  // the longest edge runs from here to the next corner
+        for (std::size_t i = 1; i < 3; ++i) {
+            if (glm::distance(piece[i], piece[(i + 1) % 3]) > glm::distance(piece[a], piece[(a + 1) % 3])) {
+                a = i;
+            }
+        }
+        const dvec3 middle = (piece[a] + piece[(a + 1) % 3]) * 0.5;
+        return Add({piece[a], middle, piece[(a + 2) % 3]}) && Add({middle, piece[(a + 1) % 3], piece[(a + 2) % 3]});
+    }
+
+    double Largest() const { return m_Largest; }
+
+private:
+    const std::vector<Corners> m_Near;
+    const double m_Limit;
+    double m_Largest = 0;
+};
+
+Corners CornersOf(const SurfaceView& surface, UINT32 face) {
+    const UINT32* v = surface.faces[face].v;
+    return {Vector(surface.positions[v[0]]), Vector(surface.positions[v[1]]), Vector(surface.positions[v[2]])};
+}
+
+/// Cells of space, and the triangles in those of them that were asked for.
+class Grid {
+public:
+    explicit Grid(const Box& box)
+        : m_Low(Vector(box.min)), m_CellSize(std::max(glm::compMax(Vector(box.max) - m_Low) / c_Cells, 1e-30)) {}
+
+    /// Calls visit(cell) for all cells that touch the box; what lies outside counts to the cells at the rim.
+    template <class Visit>
+    void ForEachCell(const Box& box, Visit visit) const {
+        const glm::ivec3 low = CellOf(box.min), high = CellOf(box.max);
+        for (int z = low.z; z <= high.z; ++z) {
+            for (int y = low.y; y <= high.y; ++y) {
+                for (int x = low.x; x <= high.x; ++x) {
+                    visit(static_cast<std::size_t>((z * c_Cells + y) * c_Cells + x));
+                }
+            }
+        }
+    }
+
+    static constexpr std::size_t c_Count = std::size_t{c_Cells} * c_Cells * c_Cells;
+
+private:
+    glm::ivec3 CellOf(const Vec3& p) const {
+        return {glm::clamp(glm::floor((Vector(p) - m_Low) / m_CellSize), 0.0, c_Cells - 1.0)};
+    }
+
+    dvec3 m_Low;
+    double m_CellSize;
+};
+
+bool Overlap(const Box& a, const Box& b) {
+    return a.min.x <= b.max.x && a.max.x >= b.min.x && a.min.y <= b.max.y && a.max.y >= b.min.y && a.min.z <= b.max.z &&
+           a.max.z >= b.min.z;
+}
+
+}  // namespace
+
+std::optional<double> LargestDistance(const SurfaceView& from, const std::vector<UINT32>& numbers,
+                                      const SurfaceView& to, double limit) {
+    // Few of the faces are measured, as a rule: only the cells around them are filled.
+    const Grid grid(Union(BoundingBox(from.positions), BoundingBox(to.positions)));
+    std::vector<UINT32> listOf(Grid::c_Count);  // of each cell; 0: nothing is measured there
+    std::vector<std::vector<UINT32>> lists(1);
+    for (const UINT32 face : numbers) {
+        grid.ForEachCell(BoxOf(CornersOf(from, face), limit), [&](std::size_t cell) {
+            if (listOf[cell] == 0) {
+                listOf[cell] = static_cast<UINT32>(lists.size());
+                lists.emplace_back();
+            }
+        });
+    }
+    for (UINT32 face = 0; face < to.faces.size(); ++face) {
+        grid.ForEachCell(BoxOf(CornersOf(to, face), 0), [&](std::size_t cell) {
+            if (listOf[cell] != 0) {
+                lists[listOf[cell]].push_back(face);
+            }
+        });
+    }
+
+    double largest = 0;
+    std::vector<UINT32> close;
+    for (const UINT32 face : numbers) {
+        const Corners corners = CornersOf(from, face);
+        const Box reach = BoxOf(corners, limit);
+        close.clear();
+        grid.ForEachCell(reach, [&](std::size_t cell) {
+            close.insert(close.end(), lists[listOf[cell]].begin(), lists[listOf[cell]].end());
+        });
+        std::sort(close.begin(), close.end());
+        close.erase(std::unique(close.begin(), close.end()), close.end());
+        const bool hasDirection = Thickness(corners) > limit;
+        std::vector<Corners> near;
+        for (const UINT32 other : close) {
+            const Corners candidate = CornersOf(to, other);
+            const bool isTurned = hasDirection && Thickness(candidate) > limit &&
+                                  glm::dot(AreaVector(corners), AreaVector(candidate)) < 0;
+            if (!isTurned && Overlap(BoxOf(candidate, 0), reach)) {
+                near.push_back(candidate);
+            }
+        }
+        Measurement measurement(std::move(near), limit);
+        if (!measurement.Add(corners)) {
+            return std::nullopt;
+        }
+        largest = std::max(largest, measurement.Largest());
+    }
+    return largest;
+}
+
+}  // namespace Nimb::Authoring
