@@ -29,8 +29,8 @@ public:
         m_File.Begin();
     }
 
-    void AddFrame(const BYTE* rgba, std::size_t stride, Bytes meshUnit) {
-        m_Video.Encode(rgba, stride, std::move(meshUnit), VideoSink());
+    void AddFrame(const BYTE* rgba, std::size_t stride, Bytes meshUnit, KeyPicture key) {
+        m_Video.Encode(rgba, stride, std::move(meshUnit), key, VideoSink());
     }
 
     void AddAudio(const float* samples, std::size_t frameCount) {
@@ -75,13 +75,13 @@ Mp4Writer::Mp4Writer(const std::string& path, const VideoTrackOptions& video,
 
 Mp4Writer::~Mp4Writer() = default;
 
-void Mp4Writer::AddFrame(const BYTE* rgba, std::size_t stride, const Bytes& mesh) {
+void Mp4Writer::AddFrame(const BYTE* rgba, std::size_t stride, const Bytes& mesh, KeyPicture key) {
     if (stride < m_Width * 4) {
         throw std::invalid_argument("the picture's rows overlap");
     }
     Named(m_Path, m_Container->FrameCount(), [&] {
-        m_Container->AddFrame(rgba, stride,
-                              mesh.empty() ? Bytes() : WriteMeshNalUnit(mesh.data(), mesh.size(), NalFraming::Bare));
+        m_Container->AddFrame(
+            rgba, stride, mesh.empty() ? Bytes() : WriteMeshNalUnit(mesh.data(), mesh.size(), NalFraming::Bare), key);
     });
 }
 

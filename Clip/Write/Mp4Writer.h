@@ -31,7 +31,7 @@ public:
 
     /// The next frame: its texture, rows from top to bottom and `stride` bytes apart, and its encoded mesh. Without a
     /// mesh (empty) the sample has no mesh unit, and players lose that frame.
-    void AddFrame(const BYTE* rgba, std::size_t stride, const Bytes& mesh);
+    void AddFrame(const BYTE* rgba, std::size_t stride, const Bytes& mesh, KeyPicture key = KeyPicture::Open);
 
     /// The next stretch of sound: interleaved stereo, 48000 frames a second, from time 0 on. It may come before,
     /// between or after the frames; what the other track has not caught up with yet is kept in memory.

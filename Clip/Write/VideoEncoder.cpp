@@ -12,6 +12,7 @@ namespace {
 constexpr int c_MinSize = 16;
 constexpr int c_MaxSize = 4096;
 constexpr const char* c_Encoder = "libx264";
+constexpr int c_NoInterval = 1 << 30;  // X264_KEYINT_MAX_INFINITE
 
 void CheckOptions(const VideoTrackOptions& options) {
     for (const int size : {options.width, options.height}) {
@@ -21,8 +22,8 @@ void CheckOptions(const VideoTrackOptions& options) {
                                         " cannot be stored: sizes must be even, from 16 to 4096");
         }
     }
-    if (options.frameRateNumerator <= 0 || options.frameRateDenominator <= 0 || options.keyFrameInterval <= 0) {
-        throw std::invalid_argument("frame rate and key frame interval must be positive");
+    if (options.frameRateNumerator <= 0 || options.frameRateDenominator <= 0 || options.keyFrameInterval < 0) {
+        throw std::invalid_argument("the frame rate must be positive, and the key frame interval not below 0");
     }
 }
 
@@ -37,7 +38,7 @@ Media::AvPtr<AVCodecContext> OpenEncoder(const VideoTrackOptions& options) {
     context->pix_fmt = AV_PIX_FMT_YUV420P;
     context->time_base = {options.frameRateDenominator, options.frameRateNumerator};
     context->framerate = {options.frameRateNumerator, options.frameRateDenominator};
-    context->gop_size = options.keyFrameInterval;
+    context->gop_size = options.keyFrameInterval > 0 ? options.keyFrameInterval : c_NoInterval;
     context->max_b_frames = 0;  // a player matches pictures and meshes by their order
     context->thread_count = options.threads;
     context->log_level_offset = c_QuietLogOffset;
@@ -51,6 +52,7 @@ Media::AvPtr<AVCodecContext> OpenEncoder(const VideoTrackOptions& options) {
     } else {
         CheckAv(av_opt_set_double(context->priv_data, "crf", options.quality, 0), c_Encoder);
     }
+    CheckAv(av_opt_set_int(context->priv_data, "forced-idr", 1, 0), c_Encoder);  // key pictures that are asked for
     CheckAv(av_opt_set(context->priv_data, "preset", options.preset.c_str(), 0), c_Encoder);
     CheckAv(avcodec_open2(context.get(), codec, nullptr), c_Encoder);
     return context;
@@ -94,13 +96,14 @@ void VideoEncoder::Describe(AVCodecParameters& parameters) const {
     parameters.extradata_size = static_cast<int>(m_Configuration.size());
 }
 
-void VideoEncoder::Encode(const BYTE* rgba, std::size_t stride, Bytes meshUnit, const Sink& sink) {
+void VideoEncoder::Encode(const BYTE* rgba, std::size_t stride, Bytes meshUnit, KeyPicture key, const Sink& sink) {
     CheckAv(av_frame_make_writable(m_Picture.get()), "picture");
     const BYTE* const planes[4] = {rgba, nullptr, nullptr, nullptr};
     const int strides[4] = {static_cast<int>(stride), 0, 0, 0};
     CheckAv(sws_scale(m_Converter.get(), planes, strides, 0, m_Picture->height, m_Picture->data, m_Picture->linesize),
             "picture");
     m_Picture->pts = m_FrameCount;
+    m_Picture->pict_type = key == KeyPicture::Here ? AV_PICTURE_TYPE_I : AV_PICTURE_TYPE_NONE;
     CheckAv(avcodec_send_frame(m_Context.get(), m_Picture.get()), c_Encoder);
     m_MeshUnits.push_back(std::move(meshUnit));
     ++m_FrameCount;

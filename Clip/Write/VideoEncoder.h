@@ -23,7 +23,7 @@ public:
     AVRational TimeBase() const { return m_Context->time_base; }
 
     /// `rgba`: rows from top to bottom, `stride` bytes apart. `meshUnit` in bare framing; empty: none.
-    void Encode(const BYTE* rgba, std::size_t stride, Bytes meshUnit, const Sink& sink);
+    void Encode(const BYTE* rgba, std::size_t stride, Bytes meshUnit, KeyPicture key, const Sink& sink);
     void Finish(const Sink& sink);
 
     std::int64_t FrameCount() const { return m_FrameCount; }
