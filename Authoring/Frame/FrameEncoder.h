@@ -30,7 +30,8 @@ struct SubMesh {
     const Mesh* mesh = nullptr;
     UINT32 id = 0;
     std::optional<std::array<float, 6>> textureTransform;  ///< stored coefficients (see SolveTransform); none: identity
-    bool newTopology = false;  ///< makes it a key frame even if faces are those of the frame before
+    bool newTopology = false;    ///< makes it a key frame even if faces are those of the frame before
+    const Pose* pose = nullptr;  ///< for EncodeSegment: instead of the mesh's own positions and normals
 };
 
 class SubMeshEncoder;

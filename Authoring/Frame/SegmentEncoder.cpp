@@ -6,6 +6,7 @@
 #include "NimbCore/NimbMeshReader.h"
 
 #include <algorithm>
+#include <memory>
 #include <stdexcept>
 
 namespace Nimb::Authoring {
@@ -59,6 +60,11 @@ bool IsOpen(const CodingOptions& options) {
     return !options.delta || *options.delta == DeltaCoding::Smallest;
 }
 
+Mesh MeshOf(const SubMesh& sub) {
+    return sub.pose == nullptr ? *sub.mesh
+                               : Mesh{sub.pose->positions, sub.mesh->texCoords, sub.pose->normals, sub.mesh->faces};
+}
+
 double TotalBytes(const std::vector<EncodedFrame>& frames) {
     double bytes = 0;
     for (const EncodedFrame& frame : frames) {
@@ -79,7 +85,14 @@ SegmentTrials::SegmentTrials(const std::vector<Moment>& moments) : m_Moments(mom
 }
 
 EncodedFrame SegmentTrials::Next(FrameEncoder& encoder, std::size_t moment, const CodingOptions& options) const {
-    const Moment& subMeshes = m_Moments[moment];
+    Moment subMeshes = m_Moments[moment];
+    std::vector<std::unique_ptr<const Mesh>> posed;
+    for (SubMesh& sub : subMeshes) {
+        if (sub.pose != nullptr) {
+            posed.push_back(std::make_unique<const Mesh>(MeshOf(sub)));
+            sub.mesh = posed.back().get();
+        }
+    }
     if (!m_Plain) {
         return encoder.NextTemporalFrame(subMeshes, options);
     }
@@ -96,7 +109,7 @@ void SegmentTrials::LookAhead(FrameEncoder& encoder, std::size_t moment, const C
         for (std::size_t later = moment; later < m_Moments.size() && (moment == 0 || begun.newTopology); ++later) {
             for (const SubMesh& sub : m_Moments[later]) {
                 if (sub.id == begun.id && (later == moment || !sub.newTopology)) {
-                    encoder.LookAhead(*sub.mesh, m_Plain ? options.frame.subMeshId.value_or(0) : sub.id);
+                    encoder.LookAhead(MeshOf(sub), m_Plain ? options.frame.subMeshId.value_or(0) : sub.id);
                 }
             }
         }

@@ -42,7 +42,7 @@ bool WantsStrips(const EncodeOptions& options) {
 }
 
 void CheckOptions(const EncodeOptions& options) {
-    if (options.video.keyFrameInterval < 1) {
+    if (options.keyFrameInterval < 1) {
         throw std::invalid_argument("the key frame interval must be at least 1");
     }
     if (WantsStrips(options) && options.normals) {
@@ -56,8 +56,55 @@ CodingOptions MeshOptions(const EncodeOptions& options, double errorLimit) {
     out.indices = options.indices;
     out.delta = options.delta;
     out.maxError = errorLimit;
-    out.keyFrameInterval = options.deltaFrames ? static_cast<std::size_t>(options.video.keyFrameInterval) : 1;
+    out.keyFrameInterval = options.deltaFrames ? options.keyFrameInterval : 1;
     return out;
+}
+
+/// Where the key pictures are. A mesh key frame falls on one, so that playback can begin there with both; but not each
+/// of several in a row, as in a clip whose surface is another in every frame. Apart from that there is one whenever the
+/// interval is over, unless the picture has been the same all along.
+class KeyPictures {
+public:
+    explicit KeyPictures(std::size_t interval) : m_Interval(interval) {}
+
+    KeyPicture Next(bool isKeyFrame, const std::shared_ptr<const Image>& picture) {
+        m_HasChanged = m_HasChanged || picture != m_Last;
+        const bool isDue = m_SinceKey >= m_Interval && m_HasChanged;
+        const bool begins = isKeyFrame && !m_WasKeyFrame;
+        m_WasKeyFrame = isKeyFrame;
+        m_Last = picture;
+        ++m_SinceKey;
+        if (!isDue && !begins) {
+            return KeyPicture::Open;
+        }
+        m_SinceKey = 1;
+        m_HasChanged = false;
+        return KeyPicture::Here;
+    }
+
+private:
+    const std::size_t m_Interval;
+    std::shared_ptr<const Image> m_Last;
+    std::size_t m_SinceKey = 0;  // pictures from the last key picture on
+    bool m_HasChanged = false;   // since the last key picture
+    bool m_WasKeyFrame = false;
+};
+
+std::size_t PictureInterval(const EncodeOptions& options, const FrameRate& rate) {
+    return options.keyPictureInterval > 0
+               ? options.keyPictureInterval
+               : std::max<std::size_t>(static_cast<std::size_t>(std::lround(rate.Value())), 1);
+}
+
+/// Segments that may be encoded at the same time: their frames are in memory, in each a position for every vertex.
+std::size_t SegmentsAtOnce(const ClipPlan& plan, std::size_t threads) {
+    constexpr std::size_t memory = std::size_t{1} << 30;
+    constexpr std::size_t bytesForFace = 16;  // a face has half a vertex, and seams repeat vertices
+    std::size_t longest = 1;
+    for (const Segment& segment : plan.segments) {
+        longest = std::max(longest, segment.count);
+    }
+    return std::clamp<std::size_t>(memory / (longest * plan.maxFaces * bytesForFace + 1), 1, threads);
 }
 
 /// Gives the writer sound up to the end of its frames.
@@ -90,12 +137,15 @@ struct Written {
     EncodeReport report;
 
     std::size_t Frames() const { return attributes.frameCount; }
-    void Count(const EncodedFrame& frame) {
-        attributes.maxVertexCount = std::max(attributes.maxVertexCount, frame.numVertices);
-        attributes.maxIndexCount = std::max(attributes.maxIndexCount, frame.numIndices);
-        if (frame.maxError > report.maxError) {
-            report.maxError = frame.maxError;
+    void Count(const SegmentFrame& frame) {
+        attributes.maxVertexCount = std::max(attributes.maxVertexCount, frame.encoded.numVertices);
+        attributes.maxIndexCount = std::max(attributes.maxIndexCount, frame.encoded.numIndices);
+        if (frame.surfaceError > report.maxError) {
+            report.maxError = frame.surfaceError;
             report.maxErrorFrame = Frames();
+        }
+        if (frame.keyReason) {
+            report.keyFrames.push_back({Frames(), *frame.keyReason});
         }
         ++attributes.frameCount;
     }
@@ -108,6 +158,7 @@ VideoTrackOptions VideoOptions(const EncodeOptions& options, const PictureSize& 
     video.frameRateNumerator = rate.numerator;
     video.frameRateDenominator = rate.denominator;
     video.threads = static_cast<int>(options.threads);
+    video.keyFrameInterval = 0;  // KeyPictures says where
     return video;
 }
 
@@ -121,18 +172,21 @@ struct Work {
         : rate(RateOf(source)),
           threads(ThreadsOf(options)),
           subMeshes(source, options.normals),
-          plan(PlanClip(
-              subMeshes,
-              {static_cast<std::size_t>(options.video.keyFrameInterval), options.maxError, threads, options.pWarnings},
-              [&progress](std::size_t done) { progress(EncodeStep::Examine, done); })),
+          plan(PlanClip(subMeshes,
+                        {options.deltaFrames ? options.keyFrameInterval : 1, options.match, options.maxError, threads,
+                         options.pWarnings},
+                        [&progress](std::size_t done) { progress(EncodeStep::Examine, done); })),
           pictures(subMeshes, CheckedSubMeshes(plan, options), options.atlasLimit) {}
     Work(const Work&) = delete;
     Work& operator=(const Work&) = delete;
 
     ClipExamination Examination() const {
-        return {
-            subMeshes.Source().FrameCount(), rate.Value(), plan.subMeshes.size(), plan.maxFaces, plan.segments.size(),
-            pictures.Layout().size,          plan.box,     plan.errorLimit};
+        ClipExamination clip{subMeshes.Source().FrameCount(), rate.Value(), plan.subMeshes.size(), plan.maxFaces, {},
+                             pictures.Layout().size,          plan.box,     plan.errorLimit};
+        for (const Segment& segment : plan.segments) {
+            clip.keyFrames.push_back({segment.first, segment.reason});
+        }
+        return clip;
     }
 
     const FrameRate rate;
@@ -161,25 +215,29 @@ std::unique_ptr<Pictures> StartPictures(const Work& work) {
 }
 
 /// Encodes all frames and hands them to the writer in order.
-void WriteFrames(const Work& work, const CodingOptions& meshOptions, SoundTrack& sound, Mp4Writer& writer,
-                 Written& written, const EncodeProgress& progress) {
+void WriteFrames(const Work& work, const EncodeOptions& options, SoundTrack& sound, Mp4Writer& writer, Written& written,
+                 const EncodeProgress& progress) {
+    const CodingOptions meshOptions = MeshOptions(options, work.plan.errorLimit);
     const std::vector<Segment>& segments = work.plan.segments;
     const std::vector<PlacedSubMesh> placed = PlaceSubMeshes(work.plan.subMeshes, work.pictures.Layout());
     std::atomic<std::size_t> meshesDone{0};
-    OrderedTasks<std::vector<EncodedFrame>> meshes("nimb mesh", segments.size(), work.threads, work.threads + 2,
-                                                   [&](std::size_t i, const std::atomic<bool>& stop) {
-                                                       std::vector<EncodedFrame> frames = EncodeClipSegment(
-                                                           work.subMeshes, placed, segments[i], meshOptions, stop);
-                                                       meshesDone += frames.size();
-                                                       return frames;
-                                                   });
+    const std::size_t threads = SegmentsAtOnce(work.plan, work.threads);
+    OrderedTasks<std::vector<SegmentFrame>> meshes(
+        "nimb mesh", segments.size(), threads, threads + 2, [&](std::size_t i, const std::atomic<bool>& stop) {
+            std::vector<SegmentFrame> frames =
+                EncodeClipSegment(work.subMeshes, placed, segments[i], options.match, meshOptions, stop);
+            meshesDone += frames.size();
+            return frames;
+        });
+    KeyPictures keyPictures(PictureInterval(options, work.rate));
     const std::unique_ptr<Pictures> pictures = StartPictures(work);
     // A frame is half done when its mesh is encoded.
     const auto tell = [&] { progress(EncodeStep::Encode, (meshesDone + written.Frames()) / 2); };
     for (std::size_t i = 0; i < segments.size(); ++i) {
-        for (const EncodedFrame& frame : meshes.Next(tell)) {
+        for (const SegmentFrame& frame : meshes.Next(tell)) {
             const std::shared_ptr<const Image> picture = pictures->Next(tell);
-            writer.AddFrame(picture->rgba.data(), picture->width * 4, frame.bytes);
+            writer.AddFrame(picture->rgba.data(), picture->width * 4, frame.encoded.bytes,
+                            keyPictures.Next(frame.encoded.isKeyFrame, picture));
             written.Count(frame);
             sound.AddUpTo(written.Frames(), writer);
             tell();
@@ -207,7 +265,7 @@ EncodeReport EncodeClip(const MeshSource& source, SoundSource* audio, const std:
                      audio != nullptr ? std::optional(options.audio) : std::nullopt);
     SoundTrack sound(audio, work.rate.Value());
     Written written;
-    WriteFrames(work, MeshOptions(options, work.plan.errorLimit), sound, writer, written, progress);
+    WriteFrames(work, options, sound, writer, written, progress);
     const Box& box = work.plan.box;
     written.attributes.bboxMin = {box.min.x, box.min.y, box.min.z};
     written.attributes.bboxMax = {box.max.x, box.max.y, box.max.z};

@@ -7,21 +7,27 @@
 #include "Authoring/Codec/Mesh.h"
 #include "Authoring/Frame/FrameOptions.h"
 #include "Authoring/Scene/Atlas.h"
+#include "Authoring/Scene/MatchRule.h"
 #include "Authoring/Scene/MeshSource.h"
 #include "Authoring/Scene/SoundSource.h"
 #include "Authoring/Scene/Warnings.h"
 #include "Clip/Write/ClipError.h"
+#include "Clip/Write/KeyFrameReason.h"
 #include "Clip/Write/TrackOptions.h"
 
 #include <cstddef>
 #include <functional>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace Nimb::Authoring {
 
 struct EncodeOptions {
-    VideoTrackOptions video;  ///< size, frame rate and threads are filled in; the key frame interval is the meshes' too
+    std::size_t keyFrameInterval = 300;  ///< of meshes: frames from one key frame to the next, at most
+    std::size_t keyPictureInterval = 0;  ///< likewise of pictures, while they change; 0: a second
+    MatchRule match = MatchRule::Surface;
+    VideoTrackOptions video;  ///< size, frame rate, key frame interval and threads are filled in
     AudioTrackOptions audio;
     PictureSize atlasLimit = c_LargestAtlas;
     std::optional<IndexCoding> indices;  ///< none: the smallest
@@ -43,8 +49,8 @@ struct ClipExamination {
     std::size_t frames = 0;
     double frameRate = 0;
     std::size_t subMeshes = 0;
-    std::size_t maxFaces = 0;   ///< of any of the source's frames
-    std::size_t keyFrames = 0;  ///< the fewest that the surface and the key frame interval allow
+    std::size_t maxFaces = 0;             ///< of any of the source's frames
+    std::vector<KeyFrameNote> keyFrames;  ///< those that the surface and the key frame interval ask for
     PictureSize atlas;
     Box box;  ///< of all frames
     double errorLimit = 0;
@@ -53,7 +59,8 @@ struct ClipExamination {
 /// InspectClip tells the rest about the finished file.
 struct EncodeReport {
     ClipExamination clip;
-    double maxError = 0;  ///< largest distance of a decoded position from the source's
+    std::vector<KeyFrameNote> keyFrames;
+    double maxError = 0;  ///< no point of a decoded surface, or of the source's, is further from the other
     std::size_t maxErrorFrame = 0;
     std::size_t damagedAudioPackets = 0;
 };

@@ -1,6 +1,6 @@
 #include "Clip/Write/ClipPlan.h"
 
-#include "Authoring/Scene/TopologyMatch.h"
+#include "Authoring/Scene/SurfaceRun.h"
 #include "Clip/Write/OrderedTasks.h"
 
 #include <algorithm>
@@ -20,12 +20,20 @@ struct ExaminedFrame {
     std::optional<Box> box;     // none: the frame is empty
     double keyFrameError = 0;   // at most, of any sub-mesh
     std::size_t faces = 0;
-    bool continuesNothing = true;  // no sub-mesh has the topology that it has in the frame before
+
+    // How the frame goes on from the one before: of the sub-mesh that does so best.
+    std::optional<double> distance;  // of the two surfaces; none: no sub-mesh goes on
+    std::size_t differing = 0;       // triangles without a counterpart
+    std::size_t ofFaces = 0;         // of so many
 };
 
 double Diagonal(const Box& box) {
     return std::hypot(static_cast<double>(box.max.x) - box.min.x, static_cast<double>(box.max.y) - box.min.y,
                       static_cast<double>(box.max.z) - box.min.z);
+}
+
+double DefaultLimit(const Box& box) {
+    return std::max(Diagonal(box) / 10000, 1e-12);
 }
 
 /// Half a 16-bit step on each axis, plus the rounding of single precision in the decoder.
@@ -37,7 +45,23 @@ double KeyFrameError(const Box& box) {
     return std::hypot(axis(box.min.x, box.max.x), axis(box.min.y, box.max.y), axis(box.min.z, box.max.z));
 }
 
-ExaminedFrame Examine(const std::vector<Mesh>& meshes, const std::vector<Mesh>& before) {
+/// Compares a sub-mesh with what it was in the frame before.
+void Compare(const Mesh& before, const Mesh& mesh, const PlanOptions& options, ExaminedFrame& examined) {
+    // The default limit is known at the end, when the box is; a frame's own box is at most a few times smaller.
+    const double furthest = options.errorLimit.value_or(4 * DefaultLimit(BoundingBox(mesh.positions)));
+    const SurfaceMatch match = SurfaceRun(before, options.match).Add(mesh, furthest);
+    if (match.joined) {
+        examined.distance = std::min(examined.distance.value_or(match.distance), match.distance);
+    }
+    const double share = static_cast<double>(match.differing) / static_cast<double>(mesh.faces.size());
+    if (examined.ofFaces == 0 ||
+        share * static_cast<double>(examined.ofFaces) < static_cast<double>(examined.differing)) {
+        examined.differing = match.differing;
+        examined.ofFaces = mesh.faces.size();
+    }
+}
+
+ExaminedFrame Examine(const std::vector<Mesh>& meshes, const std::vector<Mesh>& before, const PlanOptions& options) {
     ExaminedFrame examined;
     examined.present.resize(meshes.size());
     for (std::size_t i = 0; i < meshes.size(); ++i) {
@@ -49,14 +73,14 @@ ExaminedFrame Examine(const std::vector<Mesh>& meshes, const std::vector<Mesh>& 
         examined.faces += meshes[i].faces.size();
         examined.box = examined.box ? Union(*examined.box, box) : box;
         examined.keyFrameError = std::max(examined.keyFrameError, KeyFrameError(box));
-        if (examined.continuesNothing && !before.empty() && !before[i].faces.empty()) {
-            examined.continuesNothing = !InTopologyOf(before[i], meshes[i]);
+        if (!before.empty() && !before[i].faces.empty()) {
+            Compare(before[i], meshes[i], options, examined);
         }
     }
     return examined;
 }
 
-std::vector<ExaminedFrame> ExamineBlock(const SubMeshSource& subMeshes, std::size_t block,
+std::vector<ExaminedFrame> ExamineBlock(const SubMeshSource& subMeshes, const PlanOptions& options, std::size_t block,
                                         const std::atomic<bool>& stop) {
     const std::size_t first = block * c_BlockFrames;
     const std::size_t end = std::min(first + c_BlockFrames, subMeshes.Source().FrameCount());
@@ -64,7 +88,7 @@ std::vector<ExaminedFrame> ExamineBlock(const SubMeshSource& subMeshes, std::siz
     std::vector<Mesh> before = first == 0 ? std::vector<Mesh>() : subMeshes.Load(first - 1);
     for (std::size_t frame = first; frame < end && !stop; ++frame) {
         std::vector<Mesh> meshes = subMeshes.Load(frame);
-        frames.push_back(Examine(meshes, before));
+        frames.push_back(Examine(meshes, before, options));
         before = std::move(meshes);
     }
     return frames;
@@ -81,7 +105,7 @@ std::string RoundedUp(double value) {
 double ChooseLimit(const PlanOptions& options, const Box& box, double possible, const std::string& worstFrame) {
     char text[160];
     if (!options.errorLimit) {
-        const double usual = std::max(Diagonal(box) / 10000, 1e-12);
+        const double usual = DefaultLimit(box);
         if (usual < possible && options.pWarnings != nullptr) {
             std::snprintf(text, sizeof(text),
                           "positions are so far from the origin that single precision cannot keep the usual error "
@@ -100,6 +124,22 @@ double ChooseLimit(const PlanOptions& options, const Box& box, double possible, 
     return *options.errorLimit;
 }
 
+std::vector<Segment> CutIntoSegments(const std::vector<ExaminedFrame>& frames, double limit, std::size_t interval) {
+    std::vector<Segment> segments;
+    for (std::size_t i = 0; i < frames.size(); ++i) {
+        const ExaminedFrame& frame = frames[i];
+        if (i == 0) {
+            segments.push_back({i, 0, {KeyFrameReason::Cause::First, 0, 0}});
+        } else if (!frame.distance || *frame.distance > limit) {
+            segments.push_back({i, 0, {KeyFrameReason::Cause::NewTopology, frame.differing, frame.ofFaces}});
+        } else if (segments.back().count == interval) {
+            segments.push_back({i, 0, {KeyFrameReason::Cause::Interval, 0, 0}});
+        }
+        ++segments.back().count;
+    }
+    return segments;
+}
+
 }  // namespace
 
 ClipPlan PlanClip(const SubMeshSource& subMeshes, const PlanOptions& options,
@@ -107,22 +147,18 @@ ClipPlan PlanClip(const SubMeshSource& subMeshes, const PlanOptions& options,
     const std::size_t frameCount = subMeshes.Source().FrameCount();
     const std::size_t blocks = (frameCount + c_BlockFrames - 1) / c_BlockFrames;
     OrderedTasks<std::vector<ExaminedFrame>> tasks("nimb examine", blocks, options.threads, 2 * options.threads,
-                                                   [&subMeshes](std::size_t block, const std::atomic<bool>& stop) {
-                                                       return ExamineBlock(subMeshes, block, stop);
+                                                   [&](std::size_t block, const std::atomic<bool>& stop) {
+                                                       return ExamineBlock(subMeshes, options, block, stop);
                                                    });
     ClipPlan plan;
+    std::vector<ExaminedFrame> frames;
     std::optional<Box> box;
     std::vector<bool> present(subMeshes.Count());
     double possible = 0;
     std::size_t worst = 0;
     std::size_t frame = 0;
     for (std::size_t block = 0; block < blocks; ++block) {
-        for (const ExaminedFrame& examined : tasks.Next([&] { progress(frame); })) {
-            if (plan.segments.empty() || examined.continuesNothing ||
-                plan.segments.back().count == options.keyFrameInterval) {
-                plan.segments.push_back({frame, 0});
-            }
-            ++plan.segments.back().count;
+        for (ExaminedFrame& examined : tasks.Next([&] { progress(frame); })) {
             for (std::size_t i = 0; i < present.size(); ++i) {
                 present[i] = present[i] || examined.present[i];
             }
@@ -134,6 +170,7 @@ ClipPlan PlanClip(const SubMeshSource& subMeshes, const PlanOptions& options,
                 possible = examined.keyFrameError;
                 worst = frame;
             }
+            frames.push_back(std::move(examined));
             ++frame;
         }
         progress(frame);
@@ -148,6 +185,7 @@ ClipPlan PlanClip(const SubMeshSource& subMeshes, const PlanOptions& options,
         }
     }
     plan.errorLimit = ChooseLimit(options, plan.box, possible, subMeshes.Source().FrameName(worst));
+    plan.segments = CutIntoSegments(frames, plan.errorLimit, options.keyFrameInterval);
     return plan;
 }
 

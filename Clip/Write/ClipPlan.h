@@ -1,7 +1,9 @@
 // What has to be known of all frames of a clip before the first one is coded.
 #pragma once
 
+#include "Authoring/Scene/MatchRule.h"
 #include "Authoring/Scene/Warnings.h"
+#include "Clip/Write/KeyFrameReason.h"
 #include "Clip/Write/SubMeshSource.h"
 
 #include <cstddef>
@@ -15,6 +17,7 @@ namespace Nimb::Authoring {
 struct Segment {
     std::size_t first = 0;
     std::size_t count = 0;
+    KeyFrameReason reason;  ///< why it begins
 };
 
 struct ClipPlan {
@@ -26,8 +29,9 @@ struct ClipPlan {
 };
 
 struct PlanOptions {
-    std::size_t keyFrameInterval = 30;  ///< at least 1
-    std::optional<double> errorLimit;   ///< none: 1/10000 of the diagonal of the clip's box
+    std::size_t keyFrameInterval = 300;  ///< at least 1
+    MatchRule match = MatchRule::Surface;
+    std::optional<double> errorLimit;  ///< none: 1/10000 of the diagonal of the clip's box
     std::size_t threads = 1;
     Warnings* pWarnings = nullptr;  ///< may be null; told when the default limit had to be widened
 };

@@ -1,7 +1,7 @@
 #include "Clip/Write/ClipSegment.h"
 
 #include "Authoring/Frame/SegmentEncoder.h"
-#include "Authoring/Scene/TopologyMatch.h"
+#include "Authoring/Scene/SurfaceRun.h"
 #include "NimbCore/NimbComPtr.h"
 #include "NimbCore/NimbCrossPlatform.h"
 #include "NimbCore/NimbMeshReader.h"
@@ -16,47 +16,93 @@
 namespace Nimb::Authoring {
 namespace {
 
-/// One frame's meshes, by sub-mesh of the clip; those that do not occur in it have no faces.
-struct FrameMeshes {
-    std::vector<Mesh> meshes;
-    std::vector<bool> newTopology;
+/// A sub-mesh of the clip over a segment.
+class SubMeshRuns {
+public:
+    explicit SubMeshRuns(MatchRule rule) : m_Rule(rule) {}
+
+    /// The next frame's mesh; without faces when the sub-mesh does not occur in it.
+    void Add(Mesh mesh, double limit) {
+        Place& place = m_Places.emplace_back();
+        if (mesh.faces.empty()) {
+            return;
+        }
+        place.faces = mesh.faces.size();
+        if (!m_Runs.empty()) {
+            place.match = m_Runs.back()->Add(mesh, limit);
+        }
+        if (!place.match.joined) {
+            m_Runs.push_back(std::make_unique<SurfaceRun>(std::move(mesh), m_Rule));
+            m_Count = 0;
+        }
+        place.run = m_Runs.size();
+        place.pose = m_Count++;
+    }
+
+    void Finish() {
+        for (const std::unique_ptr<SurfaceRun>& run : m_Runs) {
+            run->Finish();
+        }
+    }
+
+    // After Finish.
+    bool Occurs(std::size_t frame) const { return m_Places[frame].run != 0; }
+    const Mesh& Topology(std::size_t frame) const { return m_Runs[m_Places[frame].run - 1]->Topology(); }
+    const Pose& PoseOf(std::size_t frame) const {
+        return m_Runs[m_Places[frame].run - 1]->Poses()[m_Places[frame].pose];
+    }
+    bool IsNew(std::size_t frame) const { return !m_Places[frame].match.joined; }
+    const SurfaceMatch& Match(std::size_t frame) const { return m_Places[frame].match; }
+    std::size_t Faces(std::size_t frame) const { return m_Places[frame].faces; }
+
+private:
+    struct Place {
+        std::size_t run = 0;  // from 1 on; 0: none
+        std::size_t pose = 0;
+        std::size_t faces = 0;
+        SurfaceMatch match;  // with the run that was last before it
+    };
+
+    const MatchRule m_Rule;
+    std::vector<std::unique_ptr<SurfaceRun>> m_Runs;
+    std::size_t m_Count = 0;  // of the last run's frames
+    std::vector<Place> m_Places;
 };
 
-/// Brings each mesh into the topology that its sub-mesh had before, where it is the same surface.
-FrameMeshes Match(std::vector<Mesh> meshes, std::vector<Mesh>& references) {
-    FrameMeshes out;
-    out.newTopology.resize(meshes.size());
-    for (std::size_t i = 0; i < meshes.size(); ++i) {
-        if (meshes[i].faces.empty()) {
-            out.meshes.emplace_back();
-            continue;
-        }
-        std::optional<Mesh> matched;
-        if (!references[i].faces.empty()) {
-            matched = InTopologyOf(references[i], meshes[i]);
-        }
-        if (!matched) {
-            references[i] = meshes[i];
-            out.newTopology[i] = true;
-        }
-        out.meshes.push_back(matched ? std::move(*matched) : std::move(meshes[i]));
-    }
-    return out;
-}
-
-Moment MomentOf(const FrameMeshes& frame, const std::vector<PlacedSubMesh>& subMeshes) {
+Moment MomentOf(const std::vector<SubMeshRuns>& runs, const std::vector<PlacedSubMesh>& subMeshes, std::size_t frame) {
+    static const Mesh s_NoTriangles;
     Moment moment;
     for (std::size_t i = 0; i < subMeshes.size(); ++i) {
-        if (!frame.meshes[i].faces.empty()) {
-            moment.push_back(
-                {&frame.meshes[i], static_cast<UINT32>(i), subMeshes[i].textureTransform, frame.newTopology[i]});
+        if (runs[i].Occurs(frame)) {
+            SubMesh subMesh;
+            subMesh.mesh = &runs[i].Topology(frame);
+            subMesh.pose = &runs[i].PoseOf(frame);
+            subMesh.id = static_cast<UINT32>(i);
+            subMesh.textureTransform = subMeshes[i].textureTransform;
+            subMesh.newTopology = runs[i].IsNew(frame);
+            moment.push_back(subMesh);
         }
     }
     if (moment.empty()) {
         // A moment without triangles is still a frame: players show nothing then, and stay in step.
-        moment.push_back({&frame.meshes.front(), 0, subMeshes.front().textureTransform, true});
+        SubMesh subMesh;
+        subMesh.mesh = &s_NoTriangles;
+        subMesh.textureTransform = subMeshes.front().textureTransform;
+        subMesh.newTopology = true;
+        moment.push_back(subMesh);
     }
     return moment;
+}
+
+/// Why a frame inside a segment is a key frame: of the sub-meshes that begin anew, the one that differs most.
+KeyFrameReason ReasonInside(const std::vector<SubMeshRuns>& runs, std::size_t frame) {
+    KeyFrameReason reason{KeyFrameReason::Cause::ErrorLimit, 0, 0};
+    for (const SubMeshRuns& subMesh : runs) {
+        if (subMesh.Occurs(frame) && subMesh.IsNew(frame) && subMesh.Match(frame).differing >= reason.differing) {
+            reason = {KeyFrameReason::Cause::NewTopology, subMesh.Match(frame).differing, subMesh.Faces(frame)};
+        }
+    }
+    return reason;
 }
 
 /// Decodes frames as a player does.
@@ -97,34 +143,47 @@ private:
 
 }  // namespace
 
-std::vector<EncodedFrame> EncodeClipSegment(const SubMeshSource& source, const std::vector<PlacedSubMesh>& subMeshes,
-                                            const Segment& segment, const CodingOptions& options,
+std::vector<SegmentFrame> EncodeClipSegment(const SubMeshSource& source, const std::vector<PlacedSubMesh>& subMeshes,
+                                            const Segment& segment, MatchRule match, const CodingOptions& options,
                                             const std::atomic<bool>& stop) {
-    std::vector<FrameMeshes> frames;
-    std::vector<Mesh> references(subMeshes.size());
+    std::vector<SubMeshRuns> runs;
+    for (std::size_t i = 0; i < subMeshes.size(); ++i) {
+        runs.emplace_back(match);
+    }
     for (std::size_t i = 0; i < segment.count; ++i) {
         if (stop) {
             return {};
         }
         std::vector<Mesh> loaded = source.Load(segment.first + i);
-        std::vector<Mesh> meshes;
-        for (const PlacedSubMesh& placed : subMeshes) {
-            meshes.push_back(std::move(loaded[placed.subMesh]));
+        for (std::size_t k = 0; k < subMeshes.size(); ++k) {
+            runs[k].Add(std::move(loaded[subMeshes[k].subMesh]), options.maxError);
         }
-        frames.push_back(Match(std::move(meshes), references));
+    }
+    for (SubMeshRuns& subMesh : runs) {
+        subMesh.Finish();
     }
     std::vector<Moment> moments;
-    for (const FrameMeshes& frame : frames) {
-        moments.push_back(MomentOf(frame, subMeshes));
+    for (std::size_t i = 0; i < segment.count; ++i) {
+        moments.push_back(MomentOf(runs, subMeshes, i));
     }
     std::size_t checked = 0;
     try {
-        std::vector<EncodedFrame> encoded = EncodeSegment(moments, options);
+        std::vector<SegmentFrame> frames;
         FrameCheck check;
-        for (; checked < encoded.size(); ++checked) {
-            check.Run(encoded[checked], options.maxError);
+        for (EncodedFrame& encoded : EncodeSegment(moments, options)) {
+            check.Run(encoded, options.maxError);
+            SegmentFrame& frame = frames.emplace_back();
+            frame.surfaceError = encoded.maxError;
+            for (const SubMeshRuns& subMesh : runs) {
+                frame.surfaceError = std::max(frame.surfaceError, encoded.maxError + subMesh.Match(checked).distance);
+            }
+            if (encoded.isKeyFrame) {
+                frame.keyReason = checked == 0 ? segment.reason : ReasonInside(runs, checked);
+            }
+            frame.encoded = std::move(encoded);
+            ++checked;
         }
-        return encoded;
+        return frames;
     } catch (const std::invalid_argument& error) {
         throw InputError(source.Source().FrameName(segment.first) + " and the frames after it: " + error.what());
     } catch (const std::logic_error& error) {

@@ -18,13 +18,21 @@ struct PlacedSubMesh {
     std::optional<std::array<float, 6>> textureTransform;  ///< none: it is the only one, and frames are plain
 };
 
+/// A frame as it goes into the file.
+struct SegmentFrame {
+    EncodedFrame encoded;
+    double surfaceError = 0;                  ///< no point of the source's surface, or of the decoded one, is further
+                                              ///< from the other
+    std::optional<KeyFrameReason> keyReason;  ///< of a key frame
+};
+
 /// Loads and encodes the frames of a segment, and decodes them again with a player's reader. Any number of threads may
 /// each encode a segment. Returns early, with fewer frames, when `stop` is set.
 ///
 /// Throws InputError for frames that cannot be encoded, std::logic_error when a frame does not come back as it was or
 /// misses the limit.
-std::vector<EncodedFrame> EncodeClipSegment(const SubMeshSource& source, const std::vector<PlacedSubMesh>& subMeshes,
-                                            const Segment& segment, const CodingOptions& options,
+std::vector<SegmentFrame> EncodeClipSegment(const SubMeshSource& source, const std::vector<PlacedSubMesh>& subMeshes,
+                                            const Segment& segment, MatchRule match, const CodingOptions& options,
                                             const std::atomic<bool>& stop);
 
 }  // namespace Nimb::Authoring

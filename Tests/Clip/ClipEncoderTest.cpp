@@ -12,6 +12,7 @@
 #include <array>
 #include <limits>
 #include <stdexcept>
+#include <tuple>
 
 namespace ToolTest {
 namespace {
@@ -288,11 +289,63 @@ TEST(ClipEncoder, OneTextureIsTheWholePictureOfAPlainClip) {
     }
 }
 
+TEST(ClipEncoder, KeyFramesHaveAReasonAndFallOnKeyPictures) {
+    using Cause = Nimb::Authoring::KeyFrameReason::Cause;
+    const TemporaryFolder folder;
+    TestSource source = TwoSheets();
+    EncodeOptions options = FastOptions();
+    options.keyFrameInterval = 4;
+    options.keyPictureInterval = 2;
+    const auto encode = [&] {
+        std::vector<std::size_t> keyMeshes, keyPictures;
+        const EncodeReport report = EncodeClip(source, nullptr, folder / "clip.mp4", options, NoProgress);
+        Nimb::Authoring::ClipReader reader(folder / "clip.mp4");
+        InspectClip(reader, [&](const Nimb::Authoring::FrameFacts& frame) {
+            if (frame.layout.IsKeyFrame()) {
+                keyMeshes.push_back(frame.number);
+            }
+            if (frame.isKeyPicture) {
+                keyPictures.push_back(frame.number);
+            }
+        });
+        std::vector<std::size_t> noted;
+        for (const Nimb::Authoring::KeyFrameNote& note : report.keyFrames) {
+            noted.push_back(note.frame);
+        }
+        EXPECT_EQ(noted, keyMeshes);
+        return std::make_tuple(report.keyFrames, keyMeshes, keyPictures);
+    };
+    using Frames = std::vector<std::size_t>;
+    auto [notes, keyMeshes, keyPictures] = encode();
+    EXPECT_EQ(keyMeshes, (Frames{0, 4, 6, 10}));
+    EXPECT_EQ(keyPictures, keyMeshes) << "the picture is always the same";
+    ASSERT_EQ(notes.size(), 4u);
+    EXPECT_EQ(notes[0].reason.cause, Cause::First);
+    EXPECT_EQ(notes[1].reason.cause, Cause::Interval);
+    EXPECT_EQ(notes[2].reason.cause, Cause::NewTopology);
+    EXPECT_EQ(notes[3].reason.cause, Cause::Interval);
+    EXPECT_EQ(notes[2].reason.faces, 2u * 4 * 8) << "of the sheet that differs least";
+    EXPECT_GT(notes[2].reason.differing, 0u);
+
+    while (source.textures.size() < source.frames.size()) {
+        source.textures.push_back({Paint(0, 90, 61), Paint(1, 50, 110)});
+    }
+    std::tie(notes, keyMeshes, keyPictures) = encode();
+    EXPECT_EQ(keyMeshes, (Frames{0, 4, 6, 10}));
+    EXPECT_EQ(keyPictures, (Frames{0, 2, 4, 6, 8, 10}));
+
+    options.deltaFrames = false;
+    options.keyPictureInterval = 5;
+    std::tie(notes, keyMeshes, keyPictures) = encode();
+    EXPECT_EQ(keyMeshes.size(), source.frames.size());
+    EXPECT_EQ(keyPictures, (Frames{0, 5, 10})) << "key frames in a row need no key picture each";
+}
+
 TEST(ClipEncoder, ThreadsDoNotChangeTheMeshes) {
     const TemporaryFolder folder;
     const TestSource source = TwoSheets();
     EncodeOptions options = FastOptions();
-    options.video.keyFrameInterval = 2;
+    options.keyFrameInterval = 2;
     std::vector<std::vector<NimbTest::DecodedFrame>> runs;
     for (const std::size_t threads : {1u, 5u}) {
         options.threads = threads;

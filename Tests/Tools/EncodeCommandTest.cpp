@@ -163,11 +163,13 @@ TEST_F(EncodeCommand, NumbersAreThoseOfInfoAndADryRunWritesNothing) {
         EXPECT_EQ(json[name], value) << name;
     }
     EXPECT_LE(json["error"]["max"], json["error"]["limit"]);
+    EXPECT_EQ(json["keyFrames"], Json::parse(R"([{"frame": 0, "reason": "first"}])"));
+    EXPECT_EQ(Json::parse(dry.out)["keyFrames"], json["keyFrames"]);
     EXPECT_EQ(Json::parse(dry.out)["frames"], info["summary"]["frames"]);
     EXPECT_EQ(Json::parse(dry.out)["box"], info["summary"]["box"]);
     EXPECT_EQ(Json::parse(dry.out)["error"]["limit"], json["error"]["limit"]);
     const std::string text = Encode("-y").out, infoText = RunNimb("info " + clip).out;
-    const std::string shared = text.substr(0, text.find("error  "));
+    const std::string shared = text.substr(0, text.find("key frames  "));
     EXPECT_EQ(infoText.substr(0, shared.size()), shared);
     EXPECT_EQ(Encode("-y -q").out, "");
     const std::string longest = folder / (std::string(251, 'x') + ".mp4");

@@ -150,10 +150,17 @@ void AddMeshOptions(CLI::App& sub, Arguments& a) {
                    "how far a position may be off, in metres [1/10000 of the diagonal of the clip's box]")
         ->check(AboveZero())
         ->group("Mesh");
-    sub.add_option("--key-interval", a.encode.video.keyFrameInterval,
-                   "at most this many frames from one key frame to the next, for meshes and video")
-        ->check(CLI::Range(1, 300))
+    sub.add_option("--key-interval", a.encode.keyFrameInterval,
+                   "at most this many frames from one mesh key frame to the next")
+        ->check(CLI::Range(1, 3000))
         ->capture_default_str()
+        ->group("Mesh");
+    sub.add_option("--match", a.encode.match,
+                   "which frames continue the surface of the frame before and need no key frame: those that show it "
+                   "within the error limit (surface), or those with the same triangles (exact)")
+        ->transform(CLI::Transformer(std::map<std::string, Authoring::MatchRule>{
+            {"surface", Authoring::MatchRule::Surface}, {"exact", Authoring::MatchRule::Exact}}))
+        ->default_str("surface")
         ->group("Mesh");
     sub.add_option("--delta", a.delta, "vertex coding of delta frames; none: key frames only")
         ->check(CLI::IsMember(DeltaChoices()))
@@ -170,6 +177,10 @@ void AddMeshOptions(CLI::App& sub, Arguments& a) {
 void AddVideoOptions(CLI::App& sub, Arguments& a) {
     sub.add_option("--atlas-size", a.atlasSize,
                    "largest size of the texture, N or WxH, even, from 16 to 4096; larger ones are scaled down [4096]")
+        ->group("Video");
+    sub.add_option("--video-key-interval", a.encode.keyPictureInterval,
+                   "at most this many frames from one key picture to the next, while the pictures change [a second]")
+        ->check(CLI::Range(1, 3000))
         ->group("Video");
     CLI::Option* const quality = sub.add_option("--quality", a.encode.video.quality, "constant quality, 1 (best) to 51")
                                      ->check(CLI::Range(1.0, 51.0))

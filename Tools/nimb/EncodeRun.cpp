@@ -3,6 +3,7 @@
 #include "Tools/nimb/ClipJson.h"
 #include "Tools/nimb/ClipText.h"
 #include "Tools/nimb/Interrupt.h"
+#include "Tools/nimb/KeyFrameText.h"
 #include "Tools/nimb/Progress.h"
 #include "Tools/nimb/StandardStreams.h"
 
@@ -92,14 +93,16 @@ void PrintSummary(const std::string& clip, const EncodeReport& report, std::chro
     if (output == RunOutput::Json) {
         Json json = ToJson(reader, Authoring::ReadClipAttributes(clip));
         json["summary"] = ToJson(summary);
+        json["keyFrames"] = ToJson(report.keyFrames);
         json["error"] = ErrorJson(report);
         json["elapsedSeconds"] = elapsed.count();
         Print(json);
         return;
     }
     PrintClip(reader, summary);
-    std::printf("error        %.3g at most (frame %zu), limit %.3g\n", report.maxError, report.maxErrorFrame,
-                report.clip.errorLimit);
+    std::printf("key frames   %s\n", KeyFrameText(report.keyFrames, summary.frames).c_str());
+    std::printf("error        surfaces %.3g apart at most (frame %zu), limit %.3g\n", report.maxError,
+                report.maxErrorFrame, report.clip.errorLimit);
     std::printf("time         %.1f s, %.1f frames/s\n", elapsed.count(),
                 static_cast<double>(summary.frames) / elapsed.count());
     FlushRemarks();
@@ -108,8 +111,8 @@ void PrintSummary(const std::string& clip, const EncodeReport& report, std::chro
 void PrintExamination(const std::string& input, const ClipExamination& clip) {
     std::printf("%s: %zu frames, %.5g a second, %.3f s; nothing was written\n", input.c_str(), clip.frames,
                 clip.frameRate, static_cast<double>(clip.frames) / clip.frameRate);
-    std::printf("surface      %zu faces at most; sub-meshes: %zu; key frames: %zu at least\n", clip.maxFaces,
-                clip.subMeshes, clip.keyFrames);
+    std::printf("surface      %zu faces at most; sub-meshes: %zu\n", clip.maxFaces, clip.subMeshes);
+    std::printf("key frames   %s\n", KeyFrameText(clip.keyFrames, clip.frames).c_str());
     std::printf("box          (%g, %g, %g) to (%g, %g, %g)\n", static_cast<double>(clip.box.min.x),
                 static_cast<double>(clip.box.min.y), static_cast<double>(clip.box.min.z),
                 static_cast<double>(clip.box.max.x), static_cast<double>(clip.box.max.y),
@@ -125,7 +128,7 @@ Json ExaminationJson(const std::string& input, const ClipExamination& clip) {
             {"seconds", static_cast<double>(clip.frames) / clip.frameRate},
             {"maxFaces", clip.maxFaces},
             {"subMeshes", clip.subMeshes},
-            {"leastKeyFrames", clip.keyFrames},
+            {"keyFrames", ToJson(clip.keyFrames)},
             {"box", ToJson(clip.box)},
             {"width", clip.atlas.width},
             {"height", clip.atlas.height},
