@@ -55,8 +55,8 @@ public:
     }
 
 private:
-    static constexpr std::size_t c_Cells = 512;
-    static constexpr std::size_t c_MostInCell = 512;
+    static constexpr std::size_t c_Cells = 1024;
+    static constexpr std::size_t c_MostInCell = 32;
 
     static std::size_t Along(float value) {
         return static_cast<std::size_t>(std::clamp(value, 0.0F, 1.0F) * (c_Cells - 1));
