@@ -136,7 +136,8 @@ private:
     /// the one that shares an edge with a known neighbour. None where that names no candidate, or several.
     UINT32 ByNeighbours(UINT32 v) const {
         for (const UINT32 face : m_Target.FacesOf(v)) {
-            const auto [a, b] = OtherCorners(m_Target.Faces()[face], v);
+            const std::pair<UINT32, UINT32> others = OtherCorners(m_Target.Faces()[face], v);
+            const UINT32 a = others.first, b = others.second;  // clang 14 cannot capture a structured binding
             if (m_VertexOf[a] != c_NoVertex && m_VertexOf[b] != c_NoVertex) {
                 const UINT32 found =
                     OnlyCandidate(v, [&](UINT32 w) { return HasFace(w, m_VertexOf[a], m_VertexOf[b]); });
