@@ -12,10 +12,12 @@
 
 namespace Nimb::Authoring {
 
+struct RunRefinement;
+
 /// What came of an attempt to put a frame into a run.
 struct SurfaceMatch {
     bool joined = false;
-    std::size_t differing = 0;  ///< triangles without a counterpart, on the side that has more of them
+    std::size_t differing = 0;  ///< triangles without a counterpart in the run so far, on the side that has more
     double distance = 0;        ///< when joined: the largest between the frame's surface and the one shown for it
 };
 
@@ -44,16 +46,13 @@ public:
     const std::vector<Pose>& Poses() const { return m_Poses; }
 
 private:
-    struct Refinement;
-
-    bool IsNumberedAlike(const Mesh& mesh) const;
-    SurfaceMatch AddExactly(const Mesh& mesh);
-    void AddAlike(const Mesh& mesh);
+    SurfaceMatch Join(Pose pose, double distance);
+    Pose PoseOf(const RunRefinement& refined, const VertexMatch& match, const Mesh& mesh) const;
+    void Grow(const RunRefinement& refined);
 
     const MatchRule m_Rule;
     Mesh m_First;                                 // with the vertices and faces added since
-    std::size_t m_FirstFaces = 0;                 // without them
-    std::size_t m_FirstVertices = 0;              // likewise
+    std::size_t m_FirstVertices = 0;              // without them
     std::vector<UINT32> m_SplitFrom;              // of each vertex that was added
     std::vector<Pose> m_Poses;                    // of the vertices that the run had when the frame came
     std::vector<Vec3> m_LastPositions;            // of all vertices

@@ -4,52 +4,20 @@
 // several ways, and the meshes are refused.
 #include "Authoring/Scene/TopologyMatch.h"
 
+#include "Authoring/Scene/IndexLists.h"
+#include "Authoring/Scene/MeshComparison.h"
+
 #include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstdint>
 #include <numeric>
-#include <stdexcept>
 #include <tuple>
 #include <unordered_map>
 #include <utility>
 
 namespace Nimb::Authoring {
 namespace {
-
-// Twice the step of the coordinates in a clip: more cannot be told from rounding.
-constexpr float c_Tolerance = 2.0F / 65535;
-// Vertices that an exporter split have the same position except for rounding, which is relative to the size.
-constexpr float c_SamePosition = 1e-5F;
-constexpr UINT32 c_None = 0xFFFFFFFF;
-
-void CheckArrays(const Mesh& mesh) {
-    const std::size_t vertices = mesh.positions.size();
-    bool isWhole = mesh.texCoords.size() == vertices && (mesh.normals.empty() || mesh.normals.size() == vertices);
-    for (const TarnMeshFace& face : mesh.faces) {
-        isWhole = isWhole && face.v[0] < vertices && face.v[1] < vertices && face.v[2] < vertices;
-    }
-    for (const Vec3& p : mesh.positions) {
-        isWhole = isWhole && std::isfinite(p.x) && std::isfinite(p.y) && std::isfinite(p.z);
-    }
-    for (const Vec2& uv : mesh.texCoords) {
-        isWhole = isWhole && std::isfinite(uv.u) && std::isfinite(uv.v);
-    }
-    if (!isWhole) {
-        throw std::invalid_argument("the mesh's arrays do not fit together, or are not finite");
-    }
-}
-
-bool AreClose(const Vec2& a, const Vec2& b) {
-    return std::abs(a.u - b.u) <= c_Tolerance && std::abs(a.v - b.v) <= c_Tolerance;
-}
-
-bool HaveSameFaces(const Mesh& a, const Mesh& b) {
-    return a.positions.size() == b.positions.size() &&
-           std::equal(a.faces.begin(), a.faces.end(), b.faces.begin(), b.faces.end(),
-                      [](const TarnMeshFace& f, const TarnMeshFace& g) { return std::equal(f.v, f.v + 3, g.v); }) &&
-           std::equal(a.texCoords.begin(), a.texCoords.end(), b.texCoords.begin(), AreClose);
-}
 
 /// Sets that can be joined; each is named by one of its members.
 class DisjointSets {
@@ -82,7 +50,7 @@ Places FindPlaces(const Mesh& reference, const Mesh& mesh) {
     std::unordered_map<std::uint64_t, UINT32> cells;
     const auto cellOf = [&](const Vec2& uv, int du, int dv) {
         const auto index = [](float value, int d) {
-            const float cell = std::floor(std::clamp(value, 0.0F, 1.0F) / c_Tolerance);
+            const float cell = std::floor(std::clamp(value, 0.0F, 1.0F) / c_TexCoordTolerance);
             return static_cast<UINT32>(static_cast<int>(cell) + d + 1);
         };
         return std::uint64_t{index(uv.u, du)} << 32 | index(uv.v, dv);
@@ -134,7 +102,7 @@ std::vector<FaceKey> SortedKeys(const std::vector<TarnMeshFace>& faces, const st
     std::vector<FaceKey> keys;
     keys.reserve(faces.size());
     for (std::size_t i = 0; i < faces.size(); ++i) {
-        FaceKey best{{c_None, c_None, c_None}, static_cast<UINT32>(i), 0};
+        FaceKey best{{c_NoVertex, c_NoVertex, c_NoVertex}, static_cast<UINT32>(i), 0};
         for (BYTE turn = 0; turn < 3; ++turn) {
             const UINT32* v = faces[i].v;
             const std::array<UINT32, 3> places{placeOf[v[turn]], placeOf[v[(turn + 1) % 3]],
@@ -159,7 +127,7 @@ public:
     Matcher(const Mesh& reference, const Mesh& mesh)
         : m_Reference(reference),
           m_Mesh(mesh),
-          m_VertexOf(reference.positions.size(), c_None),
+          m_VertexOf(reference.positions.size(), c_NoVertex),
           m_IsDone(reference.faces.size()),
           m_IsTaken(mesh.faces.size()) {
         const Places places = FindPlaces(reference, mesh);
@@ -181,7 +149,7 @@ public:
         for (std::size_t i = 0; i < m_ReferenceKeys.size(); ++i) {
             m_KeyOf[m_ReferenceKeys[i].face] = static_cast<UINT32>(i);
         }
-        ListFacesOfVertices();
+        m_FacesOf = FacesOfVertices(m_Reference.faces, m_Reference.positions.size());
         if (!MatchUniqueFaces() || !MatchNeighbours() || m_Done != m_Reference.faces.size()) {
             return std::nullopt;
         }
@@ -192,8 +160,7 @@ private:
     /// Vertices of the mesh in one place of the texture and of space are one vertex that the exporter split.
     void WeldMesh(const std::vector<UINT32>& placeOf) {
         const std::vector<Vec3>& positions = m_Mesh.positions;
-        const Box box = BoundingBox(positions);
-        const float size = std::max({box.max.x - box.min.x, box.max.y - box.min.y, box.max.z - box.min.z});
+        const float tolerance = SplitTolerance(positions);
         std::vector<UINT32> order(positions.size());
         std::iota(order.begin(), order.end(), 0U);
         std::sort(order.begin(), order.end(), [&](UINT32 a, UINT32 b) {
@@ -204,27 +171,9 @@ private:
         for (std::size_t i = 0; i < order.size(); ++i) {
             const UINT32 v = order[i], before = i == 0 ? v : order[i - 1];
             const Vec3 &p = positions[v], &q = positions[before];
-            const bool isSame = placeOf[v] == placeOf[before] && std::abs(p.x - q.x) <= size * c_SamePosition &&
-                                std::abs(p.y - q.y) <= size * c_SamePosition &&
-                                std::abs(p.z - q.z) <= size * c_SamePosition;
+            const bool isSame = placeOf[v] == placeOf[before] && std::abs(p.x - q.x) <= tolerance &&
+                                std::abs(p.y - q.y) <= tolerance && std::abs(p.z - q.z) <= tolerance;
             m_Weld[v] = isSame && i > 0 ? m_Weld[before] : v;
-        }
-    }
-
-    void ListFacesOfVertices() {
-        m_FirstFace.assign(m_Reference.positions.size() + 1, 0);
-        for (const TarnMeshFace& face : m_Reference.faces) {
-            for (const UINT32 v : face.v) {
-                ++m_FirstFace[v + 1];
-            }
-        }
-        std::partial_sum(m_FirstFace.begin(), m_FirstFace.end(), m_FirstFace.begin());
-        m_FacesOf.resize(3 * m_Reference.faces.size());
-        std::vector<UINT32> next(m_FirstFace.begin(), m_FirstFace.end() - 1);
-        for (std::size_t i = 0; i < m_Reference.faces.size(); ++i) {
-            for (const UINT32 v : m_Reference.faces[i].v) {
-                m_FacesOf[next[v]++] = static_cast<UINT32>(i);
-            }
         }
     }
 
@@ -257,7 +206,7 @@ private:
                 return false;
             }
             m_Pairs.push_back({v, w});
-            if (m_VertexOf[v] == c_None) {
+            if (m_VertexOf[v] == c_NoVertex) {
                 m_VertexOf[v] = m_Weld[w];
                 m_NewVertices.push_back(v);
             } else if (m_VertexOf[v] != m_Weld[w]) {
@@ -271,8 +220,8 @@ private:
         while (!m_NewVertices.empty()) {
             const UINT32 v = m_NewVertices.back();
             m_NewVertices.pop_back();
-            for (UINT32 i = m_FirstFace[v]; i < m_FirstFace[v + 1]; ++i) {
-                if (!m_IsDone[m_FacesOf[i]] && !MatchByVertices(m_FacesOf[i])) {
+            for (const UINT32 face : m_FacesOf[v]) {
+                if (!m_IsDone[face] && !MatchByVertices(face)) {
                     return false;
                 }
             }
@@ -312,7 +261,7 @@ private:
         for (BYTE c = 0; c < 3; ++c) {
             const UINT32 v = m_Reference.faces[face].v[c];
             const UINT32 w = m_Mesh.faces[other].v[(c + turn) % 3];
-            if ((m_VertexOf[v] != c_None && m_VertexOf[v] != m_Weld[w]) ||
+            if ((m_VertexOf[v] != c_NoVertex && m_VertexOf[v] != m_Weld[w]) ||
                 !AreClose(m_Reference.texCoords[v], m_Mesh.texCoords[w])) {
                 return false;
             }
@@ -325,7 +274,7 @@ private:
         result.texCoords = m_Reference.texCoords;
         result.faces = m_Reference.faces;
         for (const UINT32 w : m_VertexOf) {
-            if (w == c_None) {
+            if (w == c_NoVertex) {
                 return std::nullopt;
             }
             result.positions.push_back(m_Mesh.positions[w]);
@@ -339,13 +288,13 @@ private:
     /// Where a vertex has one counterpart, its normal as it stands.
     std::vector<Vec3> MeanNormals() const {
         std::vector<Vec3> normals(m_VertexOf.size());
-        std::vector<UINT32> counterpart(m_VertexOf.size(), c_None);
+        std::vector<UINT32> counterpart(m_VertexOf.size(), c_NoVertex);
         std::vector<bool> isMean(m_VertexOf.size());
         for (const auto& [v, w] : m_Pairs) {
             const Vec3& n = m_Mesh.normals[w];
             Vec3& sum = normals[v];
             if (counterpart[v] != w || isMean[v]) {
-                isMean[v] = counterpart[v] != c_None;
+                isMean[v] = counterpart[v] != c_NoVertex;
                 counterpart[v] = w;
                 sum = {sum.x + n.x, sum.y + n.y, sum.z + n.z};
             }
@@ -374,8 +323,7 @@ private:
     std::vector<FaceKey> m_MeshKeys;  ///< places at i are those of m_ReferenceKeys[i]
     std::vector<UINT32> m_KeyOf;      ///< for each of the reference's faces, where its key is
     std::vector<UINT32> m_Weld;       ///< for each of the mesh's vertices, the first one of those that coincide
-    std::vector<UINT32> m_FirstFace;  ///< faces of the reference's vertex v: m_FacesOf[m_FirstFace[v]] ...
-    std::vector<UINT32> m_FacesOf;
+    IndexLists m_FacesOf;             ///< of the reference's vertices
 
     std::vector<UINT32> m_VertexOf;  ///< for each of the reference's vertices, the mesh's, welded
     std::vector<bool> m_IsDone;      ///< for each of the reference's faces

@@ -12,22 +12,10 @@
 namespace Nimb::Authoring {
 namespace {
 
-// Vertices that an exporter split have the same position but for the rounding of its output, relative to the size.
-constexpr float c_SamePosition = 1e-5F;
-
-float SquaredDistance(const Vec3& a, const Vec3& b) {
-    const float x = a.x - b.x, y = a.y - b.y, z = a.z - b.z;
-    return x * x + y * y + z * z;
-}
-
-float Size(const std::vector<Vec3>& positions) {
-    const Box box = BoundingBox(positions);
-    return std::max({box.max.x - box.min.x, box.max.y - box.min.y, box.max.z - box.min.z});
-}
-
-bool IsDegenerate(const TarnMeshFace& face) {
-    return face.v[0] == face.v[1] || face.v[1] == face.v[2] || face.v[2] == face.v[0];
-}
+// More would say nothing about which is which, and cost time that grows with their square.
+constexpr std::size_t c_MostCandidates = 64;
+// Whatever the neighbours of a vertex have not settled after so many attempts, further ones will not.
+constexpr BYTE c_MostAttempts = 64;
 
 class Matcher {
 public:
@@ -35,8 +23,9 @@ public:
         : m_Target(target),
           m_Expected(expected),
           m_Mesh(mesh),
-          m_Same(Size(mesh.positions) * c_SamePosition),
-          m_VertexOf(target.VertexCount(), c_NoVertex) {
+          m_Same(SplitTolerance(mesh.positions)),
+          m_VertexOf(target.VertexCount(), c_NoVertex),
+          m_Attempts(target.VertexCount()) {
         FindCandidates();
         Weld();
         m_MeshFacesOf = FacesOfVertices(m_Faces, mesh.positions.size());
@@ -57,9 +46,15 @@ private:
         for (std::size_t w = 0; w < m_Mesh.texCoords.size(); ++w) {
             m_Target.ForEachAt(m_Mesh.texCoords[w], [&](UINT32 v) { pairs.emplace_back(v, static_cast<UINT32>(w)); });
         }
+        std::vector<UINT32> counts(m_VertexOf.size());
+        for (const auto& [v, w] : pairs) {
+            ++counts[v];
+        }
         m_Candidates = IndexLists(m_VertexOf.size(), [&](auto&& add) {
             for (const auto& [v, w] : pairs) {
-                add(v, w);
+                if (counts[v] <= c_MostCandidates) {
+                    add(v, w);
+                }
             }
         });
     }
@@ -114,7 +109,8 @@ private:
     }
 
     void Enqueue(UINT32 v) {
-        if (m_VertexOf[v] == c_NoVertex && m_Candidates[v].size() > 0) {
+        if (m_VertexOf[v] == c_NoVertex && m_Candidates[v].size() > 0 && m_Attempts[v] < c_MostAttempts) {
+            ++m_Attempts[v];
             m_Queue.push_back(v);
         }
     }
@@ -191,22 +187,32 @@ private:
     }
 
     bool HasFace(UINT32 w, UINT32 a, UINT32 b) const {
-        for (const UINT32 face : m_MeshFacesOf[w]) {
-            const TarnMeshFace& corners = m_Faces[face];
-            if (!IsDegenerate(corners) && OtherCorners(corners, w) == std::pair(a, b)) {
-                return true;
-            }
+        // Around the corner with the fewest faces, so that a fan's hub is not gone round for each vertex of its rim.
+        FaceCorners wanted{w, a, b};
+        while (m_MeshFacesOf[wanted[0]].size() >
+               std::min(m_MeshFacesOf[wanted[1]].size(), m_MeshFacesOf[wanted[2]].size())) {
+            std::rotate(wanted.begin(), wanted.begin() + 1, wanted.end());
         }
-        return false;
+        const auto isWanted = [&](UINT32 face) {
+            const TarnMeshFace& corners = m_Faces[face];
+            return !IsDegenerate(CornersOf(corners)) &&
+                   OtherCorners(corners, wanted[0]) == std::pair(wanted[1], wanted[2]);
+        };
+        const IndexLists::Range faces = m_MeshFacesOf[wanted[0]];
+        return std::any_of(faces.begin(), faces.end(), isWanted);
     }
 
     bool HasEdge(UINT32 w, UINT32 other) const {
-        const auto hasOther = [&](UINT32 face) {
-            const UINT32* c = m_Faces[face].v;
-            return c[0] == other || c[1] == other || c[2] == other;
+        UINT32 few = w, end = other;
+        if (m_MeshFacesOf[few].size() > m_MeshFacesOf[end].size()) {
+            std::swap(few, end);
+        }
+        const auto hasEnd = [&](UINT32 face) {
+            const FaceCorners corners = CornersOf(m_Faces[face]);
+            return std::find(corners.begin(), corners.end(), end) != corners.end();
         };
-        const IndexLists::Range faces = m_MeshFacesOf[w];
-        return w != other && std::any_of(faces.begin(), faces.end(), hasOther);
+        const IndexLists::Range faces = m_MeshFacesOf[few];
+        return w != other && std::any_of(faces.begin(), faces.end(), hasEnd);
     }
 
     /// What is left, the clearest case first; each settles those around it.
@@ -280,6 +286,7 @@ private:
     std::vector<TarnMeshFace> m_Faces;
     IndexLists m_MeshFacesOf;
     std::vector<UINT32> m_VertexOf;
+    std::vector<BYTE> m_Attempts;  ///< to settle each of the target's vertices by its neighbours
     std::vector<UINT32> m_Unsettled;
     std::vector<UINT32> m_Queue;
 };
@@ -306,10 +313,14 @@ void MatchTarget::FindTwins(const std::vector<Vec3>& positions) {
     const auto key = [&](UINT32 i) { return std::tie(positions[i].x, positions[i].y, positions[i].z); };
     std::sort(order.begin(), order.end(), [&](UINT32 a, UINT32 b) { return key(a) < key(b); });
     m_NextTwin.resize(order.size());
-    for (std::size_t first = 0, i = 0; i < order.size(); ++i) {
-        const bool isLast = i + 1 == order.size() || key(order[i]) != key(order[i + 1]);
-        m_NextTwin[order[i]] = isLast ? order[first] : order[i + 1];
-        first = isLast ? i + 1 : first;
+    for (std::size_t first = 0, end = 0; first < order.size(); first = end) {
+        while (end < order.size() && key(order[first]) == key(order[end])) {
+            ++end;
+        }
+        const bool areFew = end - first <= c_MostTwins;
+        for (std::size_t i = first; i < end; ++i) {
+            m_NextTwin[order[i]] = !areFew ? order[i] : order[i + 1 < end ? i + 1 : first];
+        }
     }
 }
 

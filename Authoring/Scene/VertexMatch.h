@@ -3,18 +3,13 @@
 
 #include "Authoring/Codec/Mesh.h"
 #include "Authoring/Scene/IndexLists.h"
+#include "Authoring/Scene/MeshComparison.h"
 
 #include <algorithm>
-#include <cmath>
 #include <cstddef>
 #include <vector>
 
 namespace Nimb::Authoring {
-
-constexpr UINT32 c_NoVertex = 0xFFFFFFFF;
-
-/// Twice the step of the coordinates in a clip: more cannot be told from rounding.
-constexpr float c_TexCoordTolerance = 2.0F / 65535;
 
 /// What is looked up in a mesh when others are matched to it. Keeps references.
 class MatchTarget {
@@ -32,8 +27,7 @@ public:
                 const IndexLists::Range cell = m_Cells[y * c_Cells + x];
                 for (std::size_t i = 0; i < cell.size() && cell.size() <= c_MostInCell; ++i) {
                     const UINT32 v = cell.begin()[i];
-                    if (std::abs(m_TexCoords[v].u - t.u) <= c_TexCoordTolerance &&
-                        std::abs(m_TexCoords[v].v - t.v) <= c_TexCoordTolerance) {
+                    if (AreClose(m_TexCoords[v], t)) {
                         visit(v);
                     }
                 }
@@ -45,18 +39,16 @@ public:
     std::size_t VertexCount() const { return m_TexCoords.size(); }
     IndexLists::Range FacesOf(UINT32 v) const { return m_FacesOf[v]; }
 
-    /// The next of the vertices that are in one place of space, round about.
+    /// The next of the vertices that are in one place of space, round about; itself where there are too many.
     UINT32 NextTwin(UINT32 v) const { return m_NextTwin[v]; }
 
     /// Whether two vertices are in one place of the texture.
-    bool ShareTexCoords(UINT32 a, UINT32 b) const {
-        return std::abs(m_TexCoords[a].u - m_TexCoords[b].u) <= c_TexCoordTolerance &&
-               std::abs(m_TexCoords[a].v - m_TexCoords[b].v) <= c_TexCoordTolerance;
-    }
+    bool ShareTexCoords(UINT32 a, UINT32 b) const { return AreClose(m_TexCoords[a], m_TexCoords[b]); }
 
 private:
     static constexpr std::size_t c_Cells = 1024;
     static constexpr std::size_t c_MostInCell = 32;
+    static constexpr std::size_t c_MostTwins = 32;
 
     static std::size_t Along(float value) {
         return static_cast<std::size_t>(std::clamp(value, 0.0F, 1.0F) * (c_Cells - 1));
