@@ -12,6 +12,7 @@ namespace Nimb::Authoring {
 
 constexpr int c_ClipSampleRate = 48000;
 constexpr int c_ClipChannels = 2;
+constexpr int c_PacketSamples = 1024;  ///< of each channel, as AAC has them
 
 class AudioEncoder {
 public:

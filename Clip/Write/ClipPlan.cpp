@@ -23,8 +23,7 @@ struct ExaminedFrame {
 
     // How the frame goes on from the one before: of the sub-mesh that does so best.
     std::optional<double> distance;  // of the two surfaces; none: no sub-mesh goes on
-    std::size_t differing = 0;       // triangles without a counterpart
-    std::size_t ofFaces = 0;         // of so many
+    KeyFrameReason reason{KeyFrameReason::Cause::NewTopology, 0, 0};
 };
 
 double Diagonal(const Box& box) {
@@ -48,16 +47,14 @@ double KeyFrameError(const Box& box) {
 /// Compares a sub-mesh with what it was in the frame before.
 void Compare(const Mesh& before, const Mesh& mesh, const PlanOptions& options, ExaminedFrame& examined) {
     // The default limit is known at the end, when the box is; a frame's own box is at most a few times smaller.
-    const double furthest = options.errorLimit.value_or(4 * DefaultLimit(BoundingBox(mesh.positions)));
+    const double furthest = options.errorLimit.value_or(4 * DefaultLimit(BoundingBox(mesh.positions))) / 2;
     const SurfaceMatch match = SurfaceRun(before, options.match).Add(mesh, furthest);
     if (match.joined) {
         examined.distance = std::min(examined.distance.value_or(match.distance), match.distance);
     }
-    const double share = static_cast<double>(match.differing) / static_cast<double>(mesh.faces.size());
-    if (examined.ofFaces == 0 ||
-        share * static_cast<double>(examined.ofFaces) < static_cast<double>(examined.differing)) {
-        examined.differing = match.differing;
-        examined.ofFaces = mesh.faces.size();
+    const KeyFrameReason reason{KeyFrameReason::Cause::NewTopology, match.differing, mesh.faces.size()};
+    if (examined.reason.faces == 0 || reason.Share() < examined.reason.Share()) {
+        examined.reason = reason;
     }
 }
 
@@ -124,14 +121,14 @@ double ChooseLimit(const PlanOptions& options, const Box& box, double possible, 
     return *options.errorLimit;
 }
 
-std::vector<Segment> CutIntoSegments(const std::vector<ExaminedFrame>& frames, double limit, std::size_t interval) {
+std::vector<Segment> CutIntoSegments(const std::vector<ExaminedFrame>& frames, double furthest, std::size_t interval) {
     std::vector<Segment> segments;
     for (std::size_t i = 0; i < frames.size(); ++i) {
         const ExaminedFrame& frame = frames[i];
         if (i == 0) {
             segments.push_back({i, 0, {KeyFrameReason::Cause::First, 0, 0}});
-        } else if (!frame.distance || *frame.distance > limit) {
-            segments.push_back({i, 0, {KeyFrameReason::Cause::NewTopology, frame.differing, frame.ofFaces}});
+        } else if (!frame.distance || *frame.distance > furthest) {
+            segments.push_back({i, 0, frame.reason});
         } else if (segments.back().count == interval) {
             segments.push_back({i, 0, {KeyFrameReason::Cause::Interval, 0, 0}});
         }
@@ -185,7 +182,8 @@ ClipPlan PlanClip(const SubMeshSource& subMeshes, const PlanOptions& options,
         }
     }
     plan.errorLimit = ChooseLimit(options, plan.box, possible, subMeshes.Source().FrameName(worst));
-    plan.segments = CutIntoSegments(frames, plan.errorLimit, options.keyFrameInterval);
+    plan.surfaceLimit = std::min(plan.errorLimit / 2, plan.errorLimit - possible);
+    plan.segments = CutIntoSegments(frames, plan.surfaceLimit, options.keyFrameInterval);
     return plan;
 }
 

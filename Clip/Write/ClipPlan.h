@@ -23,6 +23,8 @@ struct Segment {
 struct ClipPlan {
     Box box;                             ///< of all frames
     double errorLimit = 0;               ///< above 0
+    double surfaceLimit = 0;             ///< what surfaces may differ by for one to go on in the other's topology; the
+                                         ///< rest of the error limit is left for coding
     std::size_t maxFaces = 0;            ///< of any frame
     std::vector<std::size_t> subMeshes;  ///< those that occur in any frame, at least one
     std::vector<Segment> segments;
@@ -37,8 +39,11 @@ struct PlanOptions {
 };
 
 /// Loads every frame once, on several threads, and checks it, so that faults of the input show before work is put into
-/// it. Segments end where the interval is over, and where all sub-meshes change their topology at once. `progress` is
-/// called on the caller's thread now and then with the number of frames seen, and may throw.
+/// it. Segments end where the interval is over, and where all sub-meshes change their topology at once. To tell that,
+/// frames are matched in pairs, each with the one before it, which all threads can do at once; EncodeClipSegment
+/// matches them again, in order, to the topology that its run has grown by then. That costs less than a tenth of
+/// encoding them. `progress` is called on the caller's thread now and then with the number of frames seen, and may
+/// throw.
 ///
 /// Throws InputError; std::invalid_argument for an error limit below what a key frame's 16-bit positions can keep.
 ClipPlan PlanClip(const SubMeshSource& subMeshes, const PlanOptions& options,

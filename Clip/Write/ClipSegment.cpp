@@ -55,6 +55,14 @@ public:
     const SurfaceMatch& Match(std::size_t frame) const { return m_Places[frame].match; }
     std::size_t Faces(std::size_t frame) const { return m_Places[frame].faces; }
 
+    double LargestDistance() const {
+        double largest = 0;
+        for (const Place& place : m_Places) {
+            largest = std::max(largest, place.match.distance);
+        }
+        return largest;
+    }
+
 private:
     struct Place {
         std::size_t run = 0;  // from 1 on; 0: none
@@ -94,15 +102,17 @@ Moment MomentOf(const std::vector<SubMeshRuns>& runs, const std::vector<PlacedSu
     return moment;
 }
 
-/// Why a frame inside a segment is a key frame: of the sub-meshes that begin anew, the one that differs most.
+/// Why a frame inside a segment is a key frame: of the sub-meshes that begin anew, the one that differs least.
 KeyFrameReason ReasonInside(const std::vector<SubMeshRuns>& runs, std::size_t frame) {
-    KeyFrameReason reason{KeyFrameReason::Cause::ErrorLimit, 0, 0};
+    std::optional<KeyFrameReason> least;
     for (const SubMeshRuns& subMesh : runs) {
-        if (subMesh.Occurs(frame) && subMesh.IsNew(frame) && subMesh.Match(frame).differing >= reason.differing) {
-            reason = {KeyFrameReason::Cause::NewTopology, subMesh.Match(frame).differing, subMesh.Faces(frame)};
+        if (subMesh.Occurs(frame) && subMesh.IsNew(frame)) {
+            const KeyFrameReason reason{KeyFrameReason::Cause::NewTopology, subMesh.Match(frame).differing,
+                                        subMesh.Faces(frame)};
+            least = !least || reason.Share() < least->Share() ? reason : *least;
         }
     }
-    return reason;
+    return least.value_or(KeyFrameReason{KeyFrameReason::Cause::ErrorLimit, 0, 0});
 }
 
 /// Decodes frames as a player does.
@@ -144,11 +154,11 @@ private:
 }  // namespace
 
 std::vector<SegmentFrame> EncodeClipSegment(const SubMeshSource& source, const std::vector<PlacedSubMesh>& subMeshes,
-                                            const Segment& segment, MatchRule match, const CodingOptions& options,
+                                            const Segment& segment, const SegmentOptions& options,
                                             const std::atomic<bool>& stop) {
     std::vector<SubMeshRuns> runs;
     for (std::size_t i = 0; i < subMeshes.size(); ++i) {
-        runs.emplace_back(match);
+        runs.emplace_back(options.match);
     }
     for (std::size_t i = 0; i < segment.count; ++i) {
         if (stop) {
@@ -156,7 +166,7 @@ std::vector<SegmentFrame> EncodeClipSegment(const SubMeshSource& source, const s
         }
         std::vector<Mesh> loaded = source.Load(segment.first + i);
         for (std::size_t k = 0; k < subMeshes.size(); ++k) {
-            runs[k].Add(std::move(loaded[subMeshes[k].subMesh]), options.maxError);
+            runs[k].Add(std::move(loaded[subMeshes[k].subMesh]), options.surfaceLimit);
         }
     }
     for (SubMeshRuns& subMesh : runs) {
@@ -166,12 +176,16 @@ std::vector<SegmentFrame> EncodeClipSegment(const SubMeshSource& source, const s
     for (std::size_t i = 0; i < segment.count; ++i) {
         moments.push_back(MomentOf(runs, subMeshes, i));
     }
+    CodingOptions coding = options.coding;
+    for (const SubMeshRuns& subMesh : runs) {
+        coding.maxError = std::min(coding.maxError, options.coding.maxError - subMesh.LargestDistance());
+    }
     std::size_t checked = 0;
     try {
         std::vector<SegmentFrame> frames;
         FrameCheck check;
-        for (EncodedFrame& encoded : EncodeSegment(moments, options)) {
-            check.Run(encoded, options.maxError);
+        for (EncodedFrame& encoded : EncodeSegment(moments, coding)) {
+            check.Run(encoded, coding.maxError);
             SegmentFrame& frame = frames.emplace_back();
             frame.surfaceError = encoded.maxError;
             for (const SubMeshRuns& subMesh : runs) {

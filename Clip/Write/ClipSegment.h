@@ -18,6 +18,12 @@ struct PlacedSubMesh {
     std::optional<std::array<float, 6>> textureTransform;  ///< none: it is the only one, and frames are plain
 };
 
+struct SegmentOptions {
+    MatchRule match = MatchRule::Surface;
+    double surfaceLimit = 0;  ///< see ClipPlan
+    CodingOptions coding;     ///< `maxError` is the limit for the sum of both errors
+};
+
 /// A frame as it goes into the file.
 struct SegmentFrame {
     EncodedFrame encoded;
@@ -32,7 +38,7 @@ struct SegmentFrame {
 /// Throws InputError for frames that cannot be encoded, std::logic_error when a frame does not come back as it was or
 /// misses the limit.
 std::vector<SegmentFrame> EncodeClipSegment(const SubMeshSource& source, const std::vector<PlacedSubMesh>& subMeshes,
-                                            const Segment& segment, MatchRule match, const CodingOptions& options,
+                                            const Segment& segment, const SegmentOptions& options,
                                             const std::atomic<bool>& stop);
 
 }  // namespace Nimb::Authoring

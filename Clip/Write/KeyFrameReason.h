@@ -1,6 +1,7 @@
 // Why a frame of a clip is a key frame: each costs as much as many delta frames.
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <optional>
 
@@ -19,6 +20,10 @@ struct KeyFrameReason {
     // Of a new topology:
     std::size_t differing = 0;  ///< triangles without a counterpart in the frame before, or the other way round
     std::size_t faces = 0;      ///< of the frame's sub-mesh
+
+    double Share() const {
+        return static_cast<double>(differing) / static_cast<double>(std::max<std::size_t>(faces, 1));
+    }
 };
 
 struct KeyFrameNote {

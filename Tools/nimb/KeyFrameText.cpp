@@ -28,11 +28,6 @@ std::string Triangles(const KeyFrameReason& reason) {
     return std::to_string(reason.differing) + " of " + std::to_string(reason.faces) + " triangles";
 }
 
-double Share(const KeyFrameNote* pNote) {
-    return static_cast<double>(pNote->reason.differing) /
-           static_cast<double>(std::max<std::size_t>(pNote->reason.faces, 1));
-}
-
 }  // namespace
 
 std::string KeyFrameText(const std::vector<KeyFrameNote>& keyFrames, std::size_t frames) {
@@ -45,7 +40,9 @@ std::string KeyFrameText(const std::vector<KeyFrameNote>& keyFrames, std::size_t
         }
     }
     const auto count = [&](Cause cause) { return counts[static_cast<std::size_t>(cause)]; };
-    const auto byShare = [](const KeyFrameNote* a, const KeyFrameNote* b) { return Share(a) < Share(b); };
+    const auto byShare = [](const KeyFrameNote* a, const KeyFrameNote* b) {
+        return a->reason.Share() < b->reason.Share();
+    };
     std::string text = std::to_string(keyFrames.size());
     if (frames > 1 && count(Cause::First) + count(Cause::NewTopology) == frames) {
         text += ": no two frames show the same surface";
