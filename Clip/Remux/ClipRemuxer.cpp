@@ -13,7 +13,6 @@ namespace Nimb::Authoring {
 namespace {
 
 constexpr AVRational c_SoundTimeBase = {1, c_ClipSampleRate};
-constexpr std::int64_t c_PacketSamples = 1024;
 
 void Describe(AVStream& stream, const AVCodecParameters& parameters) {
     CheckAv(avcodec_parameters_copy(stream.codecpar, &parameters), "description of a track");
@@ -24,12 +23,12 @@ public:
     Remuxer(const RemuxPlan& plan, const RemuxSoundPlan& sound, const RemuxOptions& options, const std::string& path)
         : m_Plan(plan), m_Sound(sound), m_File(path) {
         m_VideoStream = &m_File.AddStream(plan.timeBase);
-        Describe(*m_VideoStream, *plan.parts.front().pInput->video);
+        Describe(*m_VideoStream, *plan.excerpts.front().pInput->video);
         if (sound.kind != RemuxSoundKind::None) {
             m_AudioStream = &m_File.AddStream(c_SoundTimeBase);
         }
         if (sound.kind == RemuxSoundKind::Copied) {
-            Describe(*m_AudioStream, *plan.parts.front().pInput->sound->parameters);
+            Describe(*m_AudioStream, *plan.excerpts.front().pInput->sound->parameters);
             m_AudioStream->codecpar->frame_size = c_PacketSamples;
         } else if (sound.kind == RemuxSoundKind::Encoded) {
             m_Source.emplace(plan, options.audio);
@@ -40,8 +39,8 @@ public:
     }
 
     void Write(const RemuxProgress& progress) {
-        for (std::size_t i = 0; i < m_Plan.parts.size(); ++i) {
-            WritePart(i, progress);
+        for (std::size_t i = 0; i < m_Plan.excerpts.size(); ++i) {
+            WriteExcerpt(i, progress);
         }
         if (m_Encoder) {
             m_Encoder->Finish(SoundSink());
@@ -50,20 +49,20 @@ public:
     }
 
 private:
-    void WritePart(std::size_t number, const RemuxProgress& progress) {
-        const RemuxPart& part = m_Plan.parts[number];
-        const RemuxInput& input = *part.pInput;
+    void WriteExcerpt(std::size_t number, const RemuxProgress& progress) {
+        const RemuxExcerpt& excerpt = m_Plan.excerpts[number];
+        const RemuxInput& input = *excerpt.pInput;
         ClipReader reader(input.path, ClipForm::Edited);
         ClipSample sample;
         std::size_t frame = 0;
         std::size_t packet = 0;
-        const std::size_t end = m_Frames + part.end - part.first;
+        const std::size_t end = m_Frames + excerpt.end - excerpt.first;
         while (reader.Read(sample)) {
             if (sample.bytes.empty()) {
                 continue;
             }
             if (sample.track == input.videoTrack) {
-                if (frame >= part.first && frame < part.end) {
+                if (frame >= excerpt.first && frame < excerpt.end) {
                     WriteFrame(sample);
                     progress(RemuxStep::Write, m_Frames, m_Plan.report.frames);
                 }

@@ -89,24 +89,24 @@ public:
     }
 
     RemuxPlan Make() {
-        ChooseParts();
+        ChooseExcerpts();
         SetTimes();
         CountFrames();
         return std::move(m_Plan);
     }
 
 private:
-    void ChooseParts() {
+    void ChooseExcerpts() {
         std::size_t begin = 0;  // of the input, over all inputs
         for (const RemuxInput& input : m_Inputs) {
             const std::size_t end = begin + input.frames.size();
             const std::size_t first = std::max(begin, m_Plan.report.firstFrame);
             const std::size_t last = std::min(end, m_End);
             if (first < last) {
-                if (!m_Plan.parts.empty()) {
-                    CheckJoint(*m_Plan.parts.back().pInput, input);
+                if (!m_Plan.excerpts.empty()) {
+                    CheckJoint(*m_Plan.excerpts.back().pInput, input);
                 }
-                m_Plan.parts.push_back({&input, first - begin, last - begin, 0, 0});
+                m_Plan.excerpts.push_back({&input, first - begin, last - begin, 0, 0});
             }
             begin = end;
         }
@@ -114,11 +114,11 @@ private:
 
     /// All inputs have the times of one rate: then so has the clip. Otherwise their own times follow each other.
     void SetTimes() {
-        const RemuxInput& front = *m_Plan.parts.front().pInput;
+        const RemuxInput& front = *m_Plan.excerpts.front().pInput;
         bool hasRate = true;
         bool hasTimeBase = true;
-        for (const RemuxPart& part : m_Plan.parts) {
-            const RemuxInput& input = *part.pInput;
+        for (const RemuxExcerpt& excerpt : m_Plan.excerpts) {
+            const RemuxInput& input = *excerpt.pInput;
             hasRate = hasRate && front.rate && input.rate && front.rate->numerator == input.rate->numerator &&
                       front.rate->denominator == input.rate->denominator;
             hasTimeBase = hasTimeBase && av_cmp_q(front.timeBase, input.timeBase) == 0;
@@ -128,49 +128,49 @@ private:
                                         : c_CommonTimeBase;
         const double unit = av_q2d(m_Plan.timeBase);
         double now = 0;
-        for (RemuxPart& part : m_Plan.parts) {
-            const RemuxInput& input = *part.pInput;
-            part.beginSeconds = now;
-            for (std::size_t i = part.first; i < part.end; ++i) {
+        for (RemuxExcerpt& excerpt : m_Plan.excerpts) {
+            const RemuxInput& input = *excerpt.pInput;
+            excerpt.beginSeconds = now;
+            for (std::size_t i = excerpt.first; i < excerpt.end; ++i) {
                 const auto number = static_cast<std::int64_t>(m_Plan.times.size());
-                const double time = part.beginSeconds + input.Seconds(i) - input.Seconds(part.first);
+                const double time = excerpt.beginSeconds + input.Seconds(i) - input.Seconds(excerpt.first);
                 m_Plan.times.push_back(hasRate ? number : std::llround(time / unit));
             }
-            part.seconds = hasRate
-                               ? static_cast<double>(part.end - part.first) * unit
-                               : input.Seconds(part.end - 1) - input.Seconds(part.first) + input.Duration(part.end - 1);
-            now += part.seconds;
+            excerpt.seconds = hasRate ? static_cast<double>(excerpt.end - excerpt.first) * unit
+                                      : input.Seconds(excerpt.end - 1) - input.Seconds(excerpt.first) +
+                                            input.Duration(excerpt.end - 1);
+            now += excerpt.seconds;
         }
         m_Plan.times.push_back(std::max<std::int64_t>(std::llround(now / unit), m_Plan.times.back() + 1));
     }
 
     void CountFrames() {
         AttributeFinder finder;
-        for (const RemuxPart& part : m_Plan.parts) {
-            for (std::size_t i = part.first; i < part.end; ++i) {
-                finder.Count(part.pInput->frames[i].facts);
+        for (const RemuxExcerpt& excerpt : m_Plan.excerpts) {
+            for (std::size_t i = excerpt.first; i < excerpt.end; ++i) {
+                finder.Count(excerpt.pInput->frames[i].facts);
             }
-            WarnOfFrames(part);
+            WarnOfFrames(excerpt);
         }
         const std::optional<FileAttributes> attributes = finder.Attributes();
         if (!attributes) {
-            throw InputError(m_Plan.parts.front().pInput->path + ": none of the frames to keep has a mesh");
+            throw InputError(m_Plan.excerpts.front().pInput->path + ": none of the frames to keep has a mesh");
         }
         m_Plan.attributes = *attributes;
         m_Plan.report.frames = attributes->frameCount;
     }
 
     /// One warning for consecutive frames with the same problem.
-    void WarnOfFrames(const RemuxPart& part) {
-        const std::vector<RemuxFrame>& frames = part.pInput->frames;
-        for (std::size_t i = part.first; i < part.end;) {
+    void WarnOfFrames(const RemuxExcerpt& excerpt) {
+        const std::vector<RemuxFrame>& frames = excerpt.pInput->frames;
+        for (std::size_t i = excerpt.first; i < excerpt.end;) {
             std::size_t next = i + 1;
             if (!frames[i].problem.empty()) {
-                while (next < part.end && frames[next].problem == frames[i].problem) {
+                while (next < excerpt.end && frames[next].problem == frames[i].problem) {
                     ++next;
                 }
                 m_Plan.report.damagedFrames += next - i;
-                m_Warn(part.pInput->path + ": " +
+                m_Warn(excerpt.pInput->path + ": " +
                        (next == i + 1 ? "frame " + std::to_string(i) + " is kept as it is: "
                                       : "frames " + std::to_string(i) + " to " + std::to_string(next - 1) +
                                             " are kept as they are: each has the same problem: ") +
@@ -178,10 +178,11 @@ private:
             }
             i = next;
         }
-        const std::optional<std::size_t> start = NextStart(*part.pInput, part.first);
-        if (start && *start != part.first) {
-            m_Warn(part.pInput->path + ": playback can begin only at frame " + std::to_string(*start) +
-                   ", with key picture and key mesh; --first " + std::to_string(*start) + " leaves out what is before");
+        const std::optional<std::size_t> start = NextStart(*excerpt.pInput, excerpt.first);
+        if (start && *start != excerpt.first) {
+            m_Warn(excerpt.pInput->path + ": playback can begin only at frame " + std::to_string(*start) +
+                   ", with key picture and key mesh; --first " + std::to_string(*start) +
+                   " leaves out what comes before");
         }
     }
 

@@ -7,7 +7,7 @@
 namespace Nimb::Authoring {
 
 /// The frames of one input that are kept.
-struct RemuxPart {
+struct RemuxExcerpt {
     const RemuxInput* pInput = nullptr;
     std::size_t first = 0;
     std::size_t end = 0;      ///< behind the last
@@ -18,13 +18,13 @@ struct RemuxPart {
 };
 
 struct RemuxPlan {
-    std::vector<RemuxPart> parts;     ///< at least one
+    std::vector<RemuxExcerpt> excerpts;  ///< at least one
     std::vector<std::int64_t> times;  ///< of all frames that are kept, and the end of the last, in units of `timeBase`
     AVRational timeBase{};
     FileAttributes attributes;
     RemuxReport report;
 
-    double Seconds() const { return parts.back().beginSeconds + parts.back().seconds; }
+    double Seconds() const { return excerpts.back().beginSeconds + excerpts.back().seconds; }
 };
 
 /// `inputs` must outlive the plan. Throws InputError when they do not go together, std::invalid_argument for a range

@@ -8,40 +8,38 @@
 namespace Nimb::Authoring {
 namespace {
 
-constexpr std::int64_t c_PacketSamples = 1024;
-
 std::string Describe(const AVCodecParameters& sound) {
     return std::string(avcodec_get_name(sound.codec_id)) + ", " + std::to_string(sound.sample_rate) + " Hz, " +
            std::to_string(sound.ch_layout.nb_channels) + " channels";
 }
 
-/// Where packets of a part would go if nothing were in their way, counted as in RemuxSoundPlan.
-double PlaceOf(const RemuxPart& part, double time) {
-    const double seconds = time - part.pInput->Seconds(part.first) + part.beginSeconds;
+/// Where packets of a excerpt would go if nothing were in their way, counted as in RemuxSoundPlan.
+double PlaceOf(const RemuxExcerpt& excerpt, double time) {
+    const double seconds = time - excerpt.pInput->Seconds(excerpt.first) + excerpt.beginSeconds;
     return seconds * c_ClipSampleRate / c_PacketSamples + 1;
 }
 
 /// Why the packets cannot be copied; empty: `packets` has their places.
 std::string PlacePackets(const RemuxPlan& plan, std::vector<std::vector<std::optional<std::int64_t>>>& packets) {
     std::int64_t next = 0;
-    for (const RemuxPart& part : plan.parts) {
-        const std::string& path = part.pInput->path;
-        if (!part.pInput->sound) {
+    for (const RemuxExcerpt& excerpt : plan.excerpts) {
+        const std::string& path = excerpt.pInput->path;
+        if (!excerpt.pInput->sound) {
             return path + ": has no sound, unlike the other clip";
         }
-        if (!part.pInput->sound->IsOfClips()) {
-            return path + ": its sound is " + Describe(*part.pInput->sound->parameters);
+        if (!excerpt.pInput->sound->IsOfClips()) {
+            return path + ": its sound is " + Describe(*excerpt.pInput->sound->parameters);
         }
-        // The next part's first packet goes where its delay begins.
-        const bool isLast = &part == &plan.parts.back();
+        // The next excerpt's first packet goes where its delay begins.
+        const bool isLast = &excerpt == &plan.excerpts.back();
         const double end =
-            isLast && !part.IsCutAtEnd()
+            isLast && !excerpt.IsCutAtEnd()
                 ? INFINITY
-                : (part.beginSeconds + part.seconds) * c_ClipSampleRate / c_PacketSamples + (isLast ? 1 : 0);
+                : (excerpt.beginSeconds + excerpt.seconds) * c_ClipSampleRate / c_PacketSamples + (isLast ? 1 : 0);
         const std::int64_t begin = next;
         std::vector<std::optional<std::int64_t>> places;
-        for (const double time : part.pInput->sound->times) {
-            const double place = PlaceOf(part, time);
+        for (const double time : excerpt.pInput->sound->times) {
+            const double place = PlaceOf(excerpt, time);
             const bool isWanted = place < end - 0.5 && place >= static_cast<double>(begin) - 0.5;
             places.push_back(isWanted ? std::optional(std::max<std::int64_t>(std::llround(place), next))
                                       : std::nullopt);
@@ -63,8 +61,8 @@ std::string PlacePackets(const RemuxPlan& plan, std::vector<std::vector<std::opt
 
 RemuxSoundPlan PlanSound(const RemuxPlan& plan, const RemuxOptions& options, const RemuxWarning& warn) {
     RemuxSoundPlan sound;
-    const bool hasSound = std::any_of(plan.parts.begin(), plan.parts.end(),
-                                      [](const RemuxPart& part) { return part.pInput->sound.has_value(); });
+    const bool hasSound = std::any_of(plan.excerpts.begin(), plan.excerpts.end(),
+                                      [](const RemuxExcerpt& excerpt) { return excerpt.pInput->sound.has_value(); });
     if (options.isSilent || (!hasSound && options.audio.empty())) {
         return sound;
     }
@@ -85,13 +83,14 @@ JoinedSound::JoinedSound(const RemuxPlan& plan, const std::string& audio) {
         Open(m_Pieces.front());  // before anything is written
         return;
     }
-    for (const RemuxPart& part : plan.parts) {
-        Piece piece{"", 0, frames(part.beginSeconds + part.seconds) - frames(part.beginSeconds)};
-        if (part.pInput->sound) {
+    for (const RemuxExcerpt& excerpt : plan.excerpts) {
+        Piece piece{"", 0, frames(excerpt.beginSeconds + excerpt.seconds) - frames(excerpt.beginSeconds)};
+        if (excerpt.pInput->sound) {
             // AudioReader counts from where the first of the tracks begins; what is before 0 is not to be heard.
-            const double origin = std::max(0.0, std::min(part.pInput->Seconds(0), part.pInput->sound->times.front()));
-            piece.path = part.pInput->path;
-            piece.start = part.pInput->Seconds(part.first) - origin;
+            const double origin =
+                std::max(0.0, std::min(excerpt.pInput->Seconds(0), excerpt.pInput->sound->times.front()));
+            piece.path = excerpt.pInput->path;
+            piece.start = excerpt.pInput->Seconds(excerpt.first) - origin;
         }
         m_Pieces.push_back(piece);
     }

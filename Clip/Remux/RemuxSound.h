@@ -13,15 +13,15 @@ enum class RemuxSoundKind { None, Copied, Encoded };
 
 struct RemuxSoundPlan {
     RemuxSoundKind kind = RemuxSoundKind::None;
-    /// Of copied sound, for each part and packet of its input: which packet of the clip it becomes; none: none. Packet
-    /// n begins at n x 1024 - 1024, in samples, as the encoder's delay has it.
+    /// Of copied sound, for each excerpt and packet of its input: which packet of the clip it becomes; none: none.
+    /// Packet n begins at n x 1024 - 1024, in samples, as the encoder's delay has it.
     std::vector<std::vector<std::optional<std::int64_t>>> packets;
 };
 
 /// `warn` is told why sound is encoded that is there already.
 RemuxSoundPlan PlanSound(const RemuxPlan& plan, const RemuxOptions& options, const RemuxWarning& warn);
 
-/// The sound of all parts, one after the other, each as long as its frames: silent where its file has none.
+/// The sound of all excerpts, one after the other, each as long as its frames: silent where its file has none.
 class JoinedSound : public SoundSource {
 public:
     /// Of the inputs, or of the file `audio` if that is not empty. Keeps a reference to the plan.

@@ -78,7 +78,7 @@ void PrintCut(const Arguments& arguments, const RemuxReport& report) {
     const std::size_t last = report.firstFrame + report.frames - 1;
     std::printf("cut          frames %zu to %zu", report.firstFrame, last);
     if (report.firstFrame != arguments.remux.first) {
-        std::printf("; at frame %zu there is no key picture with a key mesh", arguments.remux.first);
+        std::printf("; frame %zu has no key picture with a key mesh", arguments.remux.first);
     }
     std::puts("");
 }
