@@ -4,14 +4,12 @@
 
 #include <draco/compression/decode.h>
 
-#include <algorithm>
 #include <array>
 #include <cmath>
 #include <map>
 #include <numeric>
 #include <random>
 #include <stdexcept>
-#include <tuple>
 
 namespace Bench {
 namespace {
@@ -74,21 +72,6 @@ struct Cut {
     std::vector<TarnMeshFace> faces;
 };
 
-class Pieces {
-public:
-    explicit Pieces(std::size_t count) : m_Parents(count) { std::iota(m_Parents.begin(), m_Parents.end(), 0U); }
-    UINT32 Find(UINT32 i) {
-        while (m_Parents[i] != i) {
-            i = m_Parents[i] = m_Parents[m_Parents[i]];
-        }
-        return i;
-    }
-    void Join(UINT32 a, UINT32 b) { m_Parents[Find(a)] = Find(b); }
-
-private:
-    std::vector<UINT32> m_Parents;
-};
-
 /// All texture coordinates are turned and shrunk, and what then lies on one side of a line moves into the other half.
 Cut CutCharts(const Mesh& mesh, Random& random) {
     constexpr float margin = 0.01F;
@@ -115,8 +98,8 @@ Cut CutCharts(const Mesh& mesh, Random& random) {
             if (isNew) {
                 cut.origin.push_back(face.v[i]);
                 const Vec2 t = turned(mesh.texCoords[face.v[i]]);
-                cut.texCoords.push_back({isRight ? margin + t.u * (1 - 2 * margin) : margin + t.u * (1 - 2 * margin),
-                                         (isRight ? 0.5F : 0.0F) + margin + t.v * (0.5F - 2 * margin)});
+                cut.texCoords.push_back(
+                    {margin + t.u * (1 - 2 * margin), (isRight ? 0.5F : 0.0F) + margin + t.v * (0.5F - 2 * margin)});
             }
             out.v[i] = known->second;
         }

@@ -12,8 +12,7 @@
 //      clears the frame queue, flushes the codecs and notifies. One flush alone may come just before the wait that it
 //      is meant to end. Nobody uses the extractor then: Rewind seeks and begins a pass, Close destroys it.
 //   3. StopOutput does the same with the video and with the audio thread, whose waits in the codec a flush or stop
-//   ends.
-//      Close then destroys codecs and sound, and ends the file.
+//      ends. Close then destroys codecs and sound, and ends the file.
 //   4. m_abandon is cleared, and Play may wake the workers again. Meshes that are still being decoded carry the ticket
 //      of the pass or file before, and give their slots back when they arrive.
 //

@@ -202,7 +202,7 @@ ClipReader::ClipReader(const std::string& path, ClipForm form) : m_Path(path), m
     const char* const format = form == ClipForm::Edited && IsMatroska(path) ? c_Matroska : c_Mp4;
     const Media::FileBox* const index = m_Boxes.Find("moov");
     if (index == nullptr && format == c_Mp4) {
-        throw InputError(path + ": not an MP4 file, or cut off before its index: there is no box 'moov'");
+        throw InputError(path + ": not an MP4 file, or cut off before its index: it has no 'moov' box");
     }
     // libavformat would take what is left for the whole index, and drop tracks or give samples wrong times.
     if (index != nullptr && format == c_Mp4 && m_Boxes.IsCut(*index)) {

@@ -301,10 +301,10 @@ TEST_F(VerifyCommand, CutFilesAreNamedOrNotOpened) {
                    std::string::npos;
     })) << cut.dump(1);
 
-    for (const auto& [bytes, reason] : {std::pair{part(good, good.size() / 2), "there is no box 'moov'"},
+    for (const auto& [bytes, reason] : {std::pair{part(good, good.size() / 2), "it has no 'moov' box"},
                                         {part(fast, 300), "ends inside its index"},
-                                        {std::vector<unsigned char>(5000, 'x'), "there is no box 'moov'"},
-                                        {std::vector<unsigned char>(), "there is no box 'moov'"}}) {
+                                        {std::vector<unsigned char>(5000, 'x'), "it has no 'moov' box"},
+                                        {std::vector<unsigned char>(), "it has no 'moov' box"}}) {
         const ToolResult result = RunNimb("verify " + MakeBad(bytes));
         EXPECT_EQ(result.status, 3);
         EXPECT_EQ(result.out, "");
