@@ -305,18 +305,6 @@ PartMap Search::Smoothed(const PosedVertices& all) const {
     return parts;
 }
 
-/// Renumbers so that no number is without a vertex.
-void Compact(PartMap& parts) {
-    std::vector<int> numbers(256, -1);
-    int next = 0;
-    for (BYTE& part : parts) {
-        if (numbers[part] < 0) {
-            numbers[part] = next++;
-        }
-        part = static_cast<BYTE>(numbers[part]);
-    }
-}
-
 std::vector<PartMap> Search::Run() {
     std::vector<PartMap> results;
     std::vector<UINT32> everything(m_Vertices.Size());
@@ -342,6 +330,17 @@ std::vector<PartMap> Search::Run() {
 }
 
 }  // namespace
+
+void Compact(PartMap& parts) {
+    std::vector<int> numbers(256, -1);
+    int next = 0;
+    for (BYTE& part : parts) {
+        if (numbers[part] < 0) {
+            numbers[part] = next++;
+        }
+        part = static_cast<BYTE>(numbers[part]);
+    }
+}
 
 std::vector<PartMap> FindParts(const std::vector<const std::vector<Vec3>*>& poses, const PartSearch& search) {
     return Search(poses, search).Run();

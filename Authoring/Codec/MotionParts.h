@@ -23,4 +23,7 @@ struct PartSearch {
 /// many as it found worth having; a single one when few suffice. Deterministic.
 std::vector<PartMap> FindParts(const std::vector<const std::vector<Vec3>*>& poses, const PartSearch& search);
 
+/// Renumbers so that no number is without a vertex.
+void Compact(PartMap& parts);
+
 }  // namespace Nimb::Authoring

@@ -1,13 +1,13 @@
 // The choices of the transform-delta encoder: which parts, which transforms, which corrections.
 #include "Authoring/Codec/TransformDeltas.h"
 
+#include "Authoring/Codec/PlaceParts.h"
 #include "Authoring/Codec/TransformFit.h"
 #include "Authoring/Codec/TransformSection.h"
 #include "NimbCore/TransformDeltas.h"
 
 #include <algorithm>
 #include <cmath>
-#include <optional>
 #include <stdexcept>
 
 namespace Nimb::Authoring {
@@ -48,6 +48,15 @@ double StepFor(double maxError) {
 double SquaredDistance(const Vec3& a, const __vector4& b) {
     const double dx = double{a.x} - b.x, dy = double{a.y} - b.y, dz = double{a.z} - b.z;
     return (dx * dx + dy * dy) + dz * dz;
+}
+
+std::vector<Vec3> PositionsOf(const std::vector<__vector4>& history) {
+    std::vector<Vec3> positions;
+    positions.reserve(history.size());
+    for (const __vector4& p : history) {
+        positions.push_back({p.x, p.y, p.z});
+    }
+    return positions;
 }
 
 std::size_t NumParts(const PartMap& parts) {
@@ -250,13 +259,10 @@ TransformDeltaFrame TransformDeltaEncoder::Encode(const DeltaHistory& history, c
                                                   const TransformDeltaOptions& options) {
     Check(history, targets, options);
     if (m_Poses.empty() || m_Poses.front().size() != targets.size()) {
-        std::vector<Vec3> previous;
-        for (const __vector4& p : *history.previous) {
-            previous.push_back({p.x, p.y, p.z});
-        }
-        Learn(previous);
+        Learn(PositionsOf(*history.previous));
     }
     Learn(targets);
+    FindPlaces(history, targets);
 
     const std::size_t maxParts = options.numTransforms == 0 ? c_MaxTransforms : options.numTransforms;
     const FrameCoder coder(history, targets, options.maxError);
@@ -277,18 +283,30 @@ TransformDeltaFrame TransformDeltaEncoder::Encode(const DeltaHistory& history, c
     } else {
         consider(PartMap(targets.size(), 0), false);
     }
-    if (usable(m_LearnedParts) && m_LearnedParts != m_DecoderParts) {
-        consider(m_LearnedParts, false);
+    if (usable(m_LearnedParts)) {
+        const PartMap learned = OnePartAPlace(m_LearnedParts, *m_Places);
+        if (learned != m_DecoderParts) {
+            consider(learned, false);
+        }
     }
     if (m_PosesSeen >= m_NextSearch) {
         m_NextSearch = 2 * m_PosesSeen;
         for (const PartMap& parts : Candidates(options.maxError, maxParts)) {
-            if (consider(parts, false)) {
+            if (consider(OnePartAPlace(parts, *m_Places), false)) {
                 m_LearnedParts = parts;
             }
         }
     }
     return std::move(best->frame);
+}
+
+/// Which vertices have been in one place since the key frame. The decoder's parts need not change when fewer are.
+void TransformDeltaEncoder::FindPlaces(const DeltaHistory& history, const std::vector<Vec3>& targets) {
+    if (!m_Places || m_Places->First().size() != targets.size()) {
+        m_Places.emplace(targets.size());
+        m_Places->Distinguish(PositionsOf(*history.previous));
+    }
+    m_Places->Distinguish(targets);
 }
 
 std::vector<PartMap> TransformDeltaEncoder::Candidates(double tolerance, std::size_t maxParts) const {

@@ -4,9 +4,11 @@
 
 #include "Authoring/Codec/ByteWriter.h"
 #include "Authoring/Codec/DeltaVertices.h"
+#include "Authoring/Codec/EqualVertices.h"
 #include "Authoring/Codec/Mesh.h"
 #include "Authoring/Codec/MotionParts.h"
 
+#include <optional>
 #include <vector>
 
 namespace Nimb::Authoring {
@@ -26,12 +28,16 @@ struct TransformDeltaFrame {
 };
 
 /// Encodes the delta frames of one sub-mesh in order. Learns from the frames that it sees which vertices move together,
-/// and tells the decoder when it pays. Belongs to one thread.
+/// and tells the decoder when it pays. Vertices that are decoded to one place at a key frame, and have one target in
+/// every frame since, stay in one place. Belongs to one thread.
 class TransformDeltaEncoder {
 public:
     /// Call at every key frame: the decoder forgets the parts. What has been learned of the motion is kept while the
     /// vertex count stays the same, since a clip mostly repeats its topology.
-    void Reset() { m_DecoderParts.clear(); }
+    void Reset() {
+        m_DecoderParts.clear();
+        m_Places.reset();
+    }
 
     /// Shows a pose of the clip in advance, so that parts are known from the first delta frame on. Optional.
     void Learn(const std::vector<Vec3>& positions);
@@ -49,9 +55,11 @@ public:
     void Accept(const TransformDeltaFrame& frame) { m_DecoderParts = frame.parts; }
 
 private:
+    void FindPlaces(const DeltaHistory& history, const std::vector<Vec3>& targets);
     std::vector<PartMap> Candidates(double tolerance, std::size_t maxParts) const;
 
     PartMap m_DecoderParts;
+    std::optional<EqualVertices> m_Places;  // since the key frame
     PartMap m_LearnedParts;
     std::vector<std::vector<Vec3>> m_Poses;  // a sample of all seen, evenly spread over time
     std::size_t m_PosesSeen = 0;

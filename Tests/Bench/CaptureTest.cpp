@@ -1,8 +1,10 @@
 // Captures that were tracked over runs, published in Draco files and numbered anew in every frame: which frames join a
 // run, and that what the run shows for them is what they show.
+#include "Authoring/Frame/FrameEncoder.h"
 #include "Authoring/Scene/SurfaceRun.h"
 #include "Bench/BodyMesh.h"
 #include "Bench/CapturedClip.h"
+#include "Tests/Support/Places.h"
 
 #include <gtest/gtest.h>
 
@@ -93,6 +95,33 @@ TEST(CaptureTest, ARunIsFoundWholeAndShownExactly) {
 
     SurfaceRun exact(Capture()[0], MatchRule::Exact);
     EXPECT_FALSE(exact.Add(Capture()[1], c_Limit).joined) << "slivers differ";
+}
+
+TEST(CaptureTest, EncodedSurfacesDoNotCrackBetweenCharts) {
+    SurfaceRun run(Capture().front());
+    for (std::size_t i = 1; i < Bench::c_RunFrames; ++i) {
+        ASSERT_TRUE(run.Add(Capture()[i], c_Limit).joined);
+    }
+    run.Finish();
+    FrameEncoder encoder;
+    NimbTest::FrameReader reader(13);
+    NimbTest::PlaceWatch watch;
+    CodingOptions options;
+    options.maxError = 4 * c_Limit;
+    options.indices = IndexCoding::EdgeBreaker;
+    Mesh mesh = run.Topology();
+    for (std::size_t i = 0; i < run.Poses().size(); ++i) {
+        mesh.positions = run.Poses()[i].positions;
+        const EncodedFrame encoded = encoder.NextFrame(mesh, options);
+        ASSERT_EQ(encoded.isKeyFrame, i == 0);
+        EXPECT_EQ(watch.Apart(mesh.positions, encoder.VertexOrder(), reader.Decode(encoded.bytes)), 0U)
+            << "frame " << i;
+        EXPECT_GT(watch.Shared(), 1000U);
+        for (std::size_t later = 0; i == 0 && later < run.Poses().size(); ++later) {
+            mesh.positions = run.Poses()[later].positions;
+            encoder.LookAhead(mesh);
+        }
+    }
 }
 
 TEST(CaptureTest, WhatIsAnotherSurfaceDoesNotJoin) {

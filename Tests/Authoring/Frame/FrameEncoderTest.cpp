@@ -3,10 +3,12 @@
 #include "Authoring/Codec/TextureTransform.h"
 #include "Authoring/Frame/FrameEncoder.h"
 #include "Authoring/Frame/SegmentEncoder.h"
+#include "Tests/Support/Places.h"
 #include "Tests/Support/TestSupport.h"
 
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <numeric>
 #include <stdexcept>
 
@@ -42,6 +44,34 @@ Mesh TwoSheets() {
     mesh.normals.insert(mesh.normals.end(), other.normals.begin(), other.normals.end());
     for (const TarnMeshFace& face : other.faces) {
         mesh.faces.push_back({{face.v[0] + base, face.v[1] + base, face.v[2] + base}});
+    }
+    return mesh;
+}
+
+/// An arm of three joints, unwrapped into a chart for every two columns: vertices between charts are there twice.
+Mesh Arm(UINT32 frame) {
+    constexpr UINT32 columns = 61, rows = 17;
+    Mesh sheet = Moved(MakeSheet(columns, rows), frame);
+    for (UINT32 v = 0; v < columns * rows; ++v) {
+        Vec3& p = sheet.positions[v];
+        double x = 0, z = 0, angle = 0;
+        for (UINT32 i = 0; i < v % columns; ++i) {
+            angle += i % 15 < 3 ? 0.15 * std::sin(0.3 * frame + i / 15) : 0;
+            x += std::cos(angle) / 8;
+            z += std::sin(angle) / 8;
+        }
+        p = {static_cast<float>(x - p.z * std::sin(angle)), p.y, static_cast<float>(z + p.z * std::cos(angle))};
+    }
+    Mesh mesh;
+    for (UINT32 column = 0; column + 1 < columns; column += 2) {
+        const UINT32 base = static_cast<UINT32>(mesh.positions.size()), width = std::min(3u, columns - column);
+        for (UINT32 i = 0; i < width * rows; ++i) {
+            mesh.positions.push_back(sheet.positions[i / width * columns + column + i % width]);
+            mesh.texCoords.push_back({static_cast<float>(base + i) / 4096, 0.5f});
+        }
+        for (const TarnMeshFace& face : NimbTest::SheetFaces(width, rows)) {
+            mesh.faces.push_back({{face.v[0] + base, face.v[1] + base, face.v[2] + base}});
+        }
     }
     return mesh;
 }
@@ -117,6 +147,35 @@ TEST(FrameEncoder, ErrorsDoNotAddUpOverALongClip) {
             ASSERT_EQ(S_OK, decoded.hr);
             ASSERT_DOUBLE_EQ(frame.maxError, ErrorOf(decoded, 20, target, encoder.VertexOrder())) << "frame " << i;
             ASSERT_LE(frame.maxError, limit) << "frame " << i;
+        }
+    }
+}
+
+TEST(FrameEncoder, SurfacesDoNotCrackBetweenCharts) {
+    for (const DeltaCoding coding : {DeltaCoding::Quantised, DeltaCoding::Plain, DeltaCoding::Golomb,
+                                     DeltaCoding::Transform, DeltaCoding::Huffman, DeltaCoding::Smallest}) {
+        SCOPED_TRACE(static_cast<int>(coding));
+        FrameEncoder encoder;
+        FrameReader reader(c_Float);
+        NimbTest::PlaceWatch watch;
+        KeyFrameOptions key;
+        key.indices = IndexCoding::EdgeBreaker;
+        DeltaFrameOptions delta;
+        delta.coding = coding;
+        delta.maxError = 0.0002;
+        for (UINT32 frame = 0; frame < 24; ++frame) {
+            Mesh mesh = Arm(frame);
+            if (frame >= 20) {
+                mesh.positions.front().z += 0.001f;  // what the source tears apart may come apart
+            }
+            const EncodedFrame encoded = frame == 0 ? encoder.KeyFrame(mesh, key) : encoder.DeltaFrame(mesh, delta);
+            const DecodedFrame decoded = reader.Decode(encoded.bytes);
+            ASSERT_EQ(S_OK, decoded.hr);
+            EXPECT_EQ(0u, watch.Apart(mesh.positions, encoder.VertexOrder(), decoded)) << "frame " << frame;
+            EXPECT_GT(watch.Shared(), 490u);
+            for (UINT32 later = 0; frame == 0 && later < 20; ++later) {
+                encoder.LookAhead(Arm(later));
+            }
         }
     }
 }
