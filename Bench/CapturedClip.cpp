@@ -173,18 +173,18 @@ Mesh ThroughDraco(const Mesh& mesh) {
     return out;
 }
 
-std::vector<Mesh> SimulateCapture(const std::vector<Mesh>& clip, unsigned seed) {
+std::vector<Mesh> SimulateCapture(const std::vector<Mesh>& clip, unsigned seed, std::size_t runFrames) {
     Random random(seed);
     std::vector<Mesh> capture;
     std::vector<ShortEdge> edges;
     Cut cut;
     for (std::size_t i = 0; i < clip.size(); ++i) {
         Mesh frame = clip[i];
-        if (i % c_RunFrames == 0) {
+        if (i % runFrames == 0) {
             edges = ShortenEdges(frame, frame.faces.size() / 1000, random);
         }
         Slide(frame, edges);
-        if (i % c_RunFrames == 0) {
+        if (i % runFrames == 0) {
             cut = CutCharts(frame, random);
         }
         Mesh tracked{{}, cut.texCoords, {}, cut.faces};

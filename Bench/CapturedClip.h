@@ -10,11 +10,12 @@ namespace Bench {
 
 constexpr std::size_t c_RunFrames = 25;
 
-/// A clip of constant topology as a capture that was tracked over runs of c_RunFrames frames and published in Draco
+/// A clip of constant topology as a capture that was tracked over runs of `runFrames` frames and published in Draco
 /// files, 11 bits for positions and 10 for texture coordinates: charts are cut anew with each run, some edges are so
 /// short that quantisation collapses them in some frames and not in others, and vertices and faces come in another
 /// order in every frame. The same arguments give the same meshes.
-std::vector<Nimb::Authoring::Mesh> SimulateCapture(const std::vector<Nimb::Authoring::Mesh>& clip, unsigned seed);
+std::vector<Nimb::Authoring::Mesh> SimulateCapture(const std::vector<Nimb::Authoring::Mesh>& clip, unsigned seed,
+                                                   std::size_t runFrames = c_RunFrames);
 
 /// One frame through Draco's encoder and decoder. Vertices equal in all attributes are one; triangles that lost a
 /// corner are gone.

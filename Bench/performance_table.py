@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Writes the tables of Bench/results.md and Docs/performance.md from what the benchmark programs leave behind.
+"""Writes the tables of Bench/results.md, Docs/performance.md and Docs/encoding.md from what the benchmarks leave behind.
 
 Each table replaces what stands between its two markers. Bench/results.md has everything; Docs/performance.md has the few
 figures that people look for. The time of a benchmark is the best of its repetitions, in processor time.
@@ -11,6 +11,7 @@ import pathlib
 BENCH = pathlib.Path(__file__).resolve().parent
 RESULTS = BENCH / "results.md"
 SUMMARY = BENCH.parent / "Docs" / "performance.md"
+ENCODING = BENCH.parent / "Docs" / "encoding.md"
 
 # Rows of the summary: what is said, and the benchmark with its figure left open.
 SUMMARY_ROWS = [
@@ -24,6 +25,9 @@ SUMMARY_ROWS = [
     ("meshoptimizer", "Peer/{}/MeshoptimizerDecode/vertices+indices"),
     ("memcpy of a decoded frame", "Peer/{}/Memcpy/float/frame"),
 ]
+
+
+CAPTURES = "### Captures of "
 
 
 def best_runs(results):
@@ -115,7 +119,7 @@ def sizes_summary(text):
     names, rows = [], {}
     for line in text.splitlines():
         cells = [cell.strip() for cell in line.strip("|").split("|")]
-        if line.startswith("### "):
+        if line.startswith("### ") and not line.startswith(CAPTURES):
             names.append(line[4:].split(":")[0])
         elif cells[0] in ("Automatic", "Draco", "meshoptimizer"):
             rows.setdefault(cells[0], []).extend(cells[1:])
@@ -123,6 +127,36 @@ def sizes_summary(text):
     yield "|---|" + "--:|--:|--:|" * len(names)
     for what, cells in rows.items():
         yield "| " + " | ".join([what, *cells]) + " |"
+
+
+def captures(text):
+    """The tables of captures that nimb_sizes prints, below each other."""
+    yield "| | | Key frames | Bytes a frame | Draco's | Share | Matching, ms | Encoding, ms |"
+    yield "|---|---|--:|--:|--:|--:|--:|--:|"
+    for name, cells in capture_rows(text):
+        yield "| " + " | ".join([name, *cells[:7]]) + " |"
+
+
+def captures_summary(text):
+    """What a content engineer wants to know of them."""
+    rows, names = {}, []
+    for name, cells in capture_rows(text):
+        names += [] if name in names else [name]
+        rows.setdefault(cells[0], []).extend([cells[1], cells[2], cells[4]])
+    yield "| Frames are | " + " | ".join(f"{name}: key frames | Bytes a frame | Share of Draco's" for name in names) + " |"
+    yield "|---|" + "--:|--:|--:|" * len(names)
+    for how, cells in rows.items():
+        yield "| " + " | ".join([how, *cells]) + " |"
+
+
+def capture_rows(text):
+    name = None
+    for line in text.splitlines():
+        cells = [cell.strip() for cell in line.strip("|").split("|")]
+        if line.startswith("### "):
+            name = line[len(CAPTURES):] if line.startswith(CAPTURES) else None
+        elif name and len(cells) > 1 and cells[0] and not cells[0].startswith("---"):
+            yield name, cells
 
 
 def replace_table(path, name, text):
@@ -145,6 +179,8 @@ def main():
         text = pathlib.Path(arguments.sizes).read_text(encoding="utf-8")
         replace_table(RESULTS, "sizes", text)
         replace_table(SUMMARY, "sizes", "\n".join(sizes_summary(text)))
+        replace_table(SUMMARY, "captures", "\n".join(captures(text)))
+        replace_table(ENCODING, "captures", "\n".join(captures_summary(text)))
     if arguments.player:
         replace_table(SUMMARY, "player", pathlib.Path(arguments.player).read_text(encoding="utf-8"))
 

@@ -5,25 +5,23 @@
 #include "Bench/EncodedClip.h"
 #include "Bench/FigureClip.h"
 #include "Bench/Peers.h"
+#include "Bench/Sizes/Captures.h"
+#include "Bench/Sizes/Measure.h"
 
-#include <cmath>
+#include <algorithm>
 #include <cstdio>
-#include <ctime>
 #include <exception>
 
 namespace {
 
 using namespace Nimb::Authoring;
 
-constexpr std::size_t c_KeyInterval = 30;
-constexpr std::size_t c_BodyFrames = 60;
-constexpr int c_Repetitions = 3;
+using Bench::c_KeyInterval;
 
-double ProcessorMilliseconds() {
-    std::timespec t{};
-    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &t);
-    return static_cast<double>(t.tv_sec) * 1e3 + static_cast<double>(t.tv_nsec) * 1e-6;
-}
+constexpr std::size_t c_BodyFrames = 300;
+constexpr std::size_t c_CodingFrames = 60;  ///< in the table of all codings
+constexpr std::size_t c_CaptureFrames = 100;
+constexpr int c_Repetitions = 3;
 
 struct Outcome {
     double bytesPerFrame = 0;
@@ -47,16 +45,6 @@ Outcome EncodeAll(const std::vector<Mesh>& clip, const CodingOptions& options) {
     return outcome;
 }
 
-double DracoBytes(const std::vector<Mesh>& clip, double maxError) {
-    double bytes = 0;
-    for (const Mesh& mesh : clip) {
-        const double step = 2 * maxError / std::sqrt(3.0);
-        bytes += static_cast<double>(
-            Bench::EncodeWithDraco(*Bench::MakeDracoMesh(mesh), Bench::c_DracoDefaultSpeed, step).size());
-    }
-    return bytes / static_cast<double>(clip.size());
-}
-
 double MeshoptimizerBytes(const std::vector<Mesh>& clip) {
     double bytes = 0;
     for (const Mesh& mesh : clip) {
@@ -71,12 +59,16 @@ template <class Work>
 double Time(std::size_t numFrames, Work work) {
     double best = 0;
     for (int i = 0; i < c_Repetitions; ++i) {
-        const double start = ProcessorMilliseconds();
+        const double start = Bench::ProcessorMilliseconds();
         work();
-        const double time = (ProcessorMilliseconds() - start) / static_cast<double>(numFrames);
+        const double time = (Bench::ProcessorMilliseconds() - start) / static_cast<double>(numFrames);
         best = i == 0 ? time : std::min(best, time);
     }
     return best;
+}
+
+std::vector<Mesh> Begin(const std::vector<Mesh>& clip, std::size_t frames) {
+    return {clip.begin(), clip.begin() + static_cast<std::ptrdiff_t>(std::min(frames, clip.size()))};
 }
 
 void PrintClip(const char* name, const std::vector<Mesh>& clip) {
@@ -84,10 +76,12 @@ void PrintClip(const char* name, const std::vector<Mesh>& clip) {
     options.maxError = Bench::PeerPositionError(clip.front());
     options.keyFrameInterval = c_KeyInterval;
     const Outcome automatic = EncodeAll(clip, options);
-    const double draco = DracoBytes(clip, options.maxError);
-    std::printf("### %s: %zu vertices, %zu triangles, %zu frames, error at most %.3g of its height\n\n", name,
-                clip.front().positions.size(), clip.front().faces.size(), clip.size(),
-                0.5 / ((1 << Bench::c_PeerPositionBits) - 1));
+    const std::vector<Mesh> shorter = Begin(clip, c_CodingFrames);
+    const Outcome shorterAutomatic = EncodeAll(shorter, options);
+    const double draco = Bench::DracoBytes(clip, options.maxError);
+    std::printf("### %s: %zu vertices, %zu triangles, error at most %.3g of its height\n\n", name,
+                clip.front().positions.size(), clip.front().faces.size(), 0.5 / ((1 << Bench::c_PeerPositionBits) - 1));
+    std::printf("The first %zu frames:\n\n", shorter.size());
     const auto deltaCodings = Bench::DeltaCodings();
     std::string titles = "| Bytes a frame |", rule = "|---|";
     for (const auto& [deltaName, delta] : deltaCodings) {
@@ -101,8 +95,8 @@ void PrintClip(const char* name, const std::vector<Mesh>& clip) {
             CodingOptions fixed = options;
             fixed.indices = indices;
             fixed.delta = delta;
-            const Outcome outcome = EncodeAll(clip, fixed);
-            std::printf(" %.0f%s |", outcome.bytesPerFrame, outcome.keyFrames > automatic.keyFrames ? " *" : "");
+            const Outcome outcome = EncodeAll(shorter, fixed);
+            std::printf(" %.0f%s |", outcome.bytesPerFrame, outcome.keyFrames > shorterAutomatic.keyFrames ? " *" : "");
         }
         std::printf("\n");
     }
@@ -110,19 +104,25 @@ void PrintClip(const char* name, const std::vector<Mesh>& clip) {
     const auto& mesh = Bench::MakeDracoMesh(clip.front());
     const double time = Time(clip.size(), [&] { EncodeAll(clip, options); });
     const double dracoTime = Time(1, [&] { Bench::EncodeWithDraco(*mesh, Bench::c_DracoDefaultSpeed); });
+    std::printf("\nAll %zu frames:\n", clip.size());
     std::printf("\n| | Bytes a frame | Share of Draco's | Encoding, ms a frame |\n|---|--:|--:|--:|\n");
     std::printf("| Automatic | %.0f | %.3f | %.2f |\n", automatic.bytesPerFrame, automatic.bytesPerFrame / draco, time);
     std::printf("| Draco | %.0f | 1 | %.2f |\n", draco, dracoTime);
     std::printf("| meshoptimizer | %.0f | %.3f | |\n\n", meshoptimizer, meshoptimizer / draco);
 }
 
+void Print(const char* name, const std::vector<Mesh>& clip) {
+    PrintClip(name, clip);
+    Bench::PrintCaptures(name, Begin(clip, c_CaptureFrames));
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
     try {
-        PrintClip("Body", Bench::MakeBodyClip(c_BodyFrames));
+        Print("Body", Bench::MakeBodyClip(c_BodyFrames));
         if (argc > 1) {
-            PrintClip("Figure", Bench::LoadFigureClip(argv[1]));
+            Print("Figure", Bench::LoadFigureClip(argv[1]));
         }
     } catch (const std::exception& error) {
         std::fprintf(stderr, "%s\n", error.what());
