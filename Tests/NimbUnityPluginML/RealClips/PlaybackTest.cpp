@@ -294,9 +294,6 @@ TEST_F(PlaybackTest, MeshesThatDecodeSlowerThanPicturesDoNotStallPlayback) {
 /// Eight pictures before the end nobody fetches any more: the restart takes them away, and their meshes hold every
 /// slot.
 TEST_F(PlaybackTest, ALoopWithoutRenderEventsDoesNotStallPlayback) {
-    if (c_IsSanitized) {
-        GTEST_SKIP() << "needs all eight slots, and a player that a sanitizer slows down loses some to late meshes";
-    }
     Open(Frames(20), true);
     for (int round = 0; round < 4; ++round) {
         {
@@ -309,11 +306,11 @@ TEST_F(PlaybackTest, ALoopWithoutRenderEventsDoesNotStallPlayback) {
             })) << round;
             ExpectNoMismatch(watcher);
         }
-        const int loops = m_Log.Count("AutoLooping: restarting");
-        for (int wait = 0; wait < 1000 && m_Log.Count("AutoLooping: restarting") == loops; ++wait) {
+        // Where render events are slow, the eight pictures may be behind the codec, and the restart be over, by now.
+        for (int wait = 0; wait < 1000 && m_Log.Count("AutoLooping: restarting") <= round; ++wait) {
             std::this_thread::sleep_for(std::chrono::milliseconds(20));
         }
-        EXPECT_GT(m_Log.Count("AutoLooping: restarting"), loops);
+        EXPECT_GT(m_Log.Count("AutoLooping: restarting"), round);
     }
 }
 
