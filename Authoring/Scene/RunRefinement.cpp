@@ -31,7 +31,7 @@ std::size_t ListOf(const FaceCorners& v, std::size_t lists) {
     return static_cast<std::size_t>(hash % lists);
 }
 
-UnmatchedFaces CompareFaces(const std::vector<TarnMeshFace>& run, const std::vector<TarnMeshFace>& mesh) {
+UnmatchedFaces FindUnmatched(const std::vector<TarnMeshFace>& run, const std::vector<TarnMeshFace>& mesh) {
     const std::size_t lists = mesh.size() + 1;
     std::vector<FaceCorners> meshCorners;
     meshCorners.reserve(mesh.size());
@@ -84,8 +84,8 @@ public:
         for (const TarnMeshFace& face : m_Result.faces) {
             numbered.push_back({{Numbered(face.v[0]), Numbered(face.v[1]), Numbered(face.v[2])}});
         }
-        m_Result.unmatched = CompareFaces(numbered, m_Match.faces);
-        m_Result.differing = m_Result.unmatched.Count();
+        m_Result.unmatched = FindUnmatched(numbered, m_Match.faces);
+        m_Result.difference = {m_Result.unmatched.Count(), std::max(m_Result.faces.size(), m_Match.faces.size())};
         if (!m_Result.unmatched.ofMesh.empty()) {
             SplitVertices();
             TurnToSplitVertices();
@@ -117,12 +117,10 @@ private:
                 m_Result.splitFrom.push_back(parent);
             }
         }
-        m_RunVertexOf.resize(m_Mesh.positions.size());
+        m_RunVertexOf.assign(m_Mesh.positions.size(), c_NoVertex);
         for (UINT32 v = 0; v < m_Result.vertexOf.size(); ++v) {
             if (m_Result.vertexOf[v] != c_NoVertex) {
-                RunVertex& known = m_RunVertexOf[m_Result.vertexOf[v]];
-                known.v = v;
-                ++known.count;
+                m_RunVertexOf[m_Result.vertexOf[v]] = v;
             }
         }
     }
@@ -203,25 +201,37 @@ private:
     }
 
     /// Faces of the mesh whose corners are known and of which two were one vertex until now: without area in all frames
-    /// before.
+    /// before, whichever vertex of the run the third is.
     void AddSlivers() {
         std::vector<bool> isFound(m_Result.unmatched.ofMesh.size());
         for (std::size_t i = 0; i < m_Result.unmatched.ofMesh.size(); ++i) {
-            FaceCorners corners{}, origins{};
-            bool isKnown = true;
-            for (std::size_t c = 0; c < 3; ++c) {
-                const RunVertex& known = m_RunVertexOf[m_Match.faces[m_Result.unmatched.ofMesh[i]].v[c]];
-                isKnown = isKnown && known.count == 1;
-                corners[c] = known.v;
-                origins[c] = known.v < m_RunVertices ? known.v : m_Result.splitFrom[known.v - m_RunVertices];
-            }
-            if (isKnown && IsDegenerate(origins)) {
+            const FaceCorners corners = RunCorners(CornersOf(m_Match.faces[m_Result.unmatched.ofMesh[i]]));
+            const bool isKnown = std::count(corners.begin(), corners.end(), c_NoVertex) == 0;
+            if (isKnown && IsDegenerate({OriginOf(corners[0]), OriginOf(corners[1]), OriginOf(corners[2])})) {
                 m_Result.faces.push_back({{corners[0], corners[1], corners[2]}});
                 isFound[i] = true;
             }
         }
         KeepWithout(isFound);
     }
+
+    /// Where several of the run's vertices fall together, the one that another corner was split from.
+    FaceCorners RunCorners(const FaceCorners& ofMesh) const {
+        FaceCorners corners{};
+        for (std::size_t c = 0; c < 3; ++c) {
+            corners[c] = m_RunVertexOf[ofMesh[c]];
+        }
+        for (std::size_t c = 0; c < 3; ++c) {
+            for (const UINT32 other : corners) {
+                if (other != c_NoVertex && m_Result.vertexOf[OriginOf(other)] == ofMesh[c]) {
+                    corners[c] = OriginOf(other);
+                }
+            }
+        }
+        return corners;
+    }
+
+    UINT32 OriginOf(UINT32 v) const { return v < m_RunVertices ? v : m_Result.splitFrom[v - m_RunVertices]; }
 
     void KeepWithout(const std::vector<bool>& isFound) {
         std::vector<UINT32> left;
@@ -238,12 +248,7 @@ private:
     const std::size_t m_RunVertices;
     RunRefinement m_Result;
     std::map<UINT32, std::vector<UINT32>> m_Splits;  ///< new vertices by the one that they are split from
-
-    struct RunVertex {
-        UINT32 v = 0;
-        UINT32 count = 0;  ///< of the run's vertices that fall together here
-    };
-    std::vector<RunVertex> m_RunVertexOf;  ///< by the mesh's vertices
+    std::vector<UINT32> m_RunVertexOf;               ///< by the mesh's vertices: one of those that correspond to it
 };
 
 }  // namespace

@@ -1,6 +1,7 @@
 // What the topology of a run has to become so that it can show another frame.
 #pragma once
 
+#include "Authoring/Scene/MeshComparison.h"
 #include "Authoring/Scene/VertexMatch.h"
 
 #include <cstddef>
@@ -22,7 +23,7 @@ struct RunRefinement {
     std::vector<UINT32> vertexOf;   ///< for each vertex of the run and then the new ones the mesh's, or c_NoVertex
     std::vector<UINT32> splitFrom;  ///< for each new vertex the one that it coincides with in all frames so far
     UnmatchedFaces unmatched;       ///< what is left; numbers in `faces` and in the match's faces
-    std::size_t differing = 0;      ///< triangles without a counterpart before the run was refined
+    FaceDifference difference;      ///< before the run was refined
 };
 
 /// How a run with these faces takes in a mesh whose vertices correspond as `match` says. Where the mesh tells vertices

@@ -114,6 +114,16 @@ std::vector<Vec3> NormalsOf(const std::vector<UINT32>& vertexOf, const std::vect
 
 }  // namespace
 
+FaceDifference CompareFaces(const Mesh& before, const Mesh& mesh) {
+    CheckArrays(before);
+    CheckArrays(mesh);
+    if (HaveSameFaces(before, mesh)) {
+        return {0, mesh.faces.size()};
+    }
+    const MatchTarget target(before.positions, before.texCoords, before.faces);
+    return RefineRun(before.faces, MatchVertices(target, before.positions, mesh), mesh).difference;
+}
+
 SurfaceRun::SurfaceRun(Mesh first, MatchRule rule)
     : m_Rule(rule),
       m_First(std::move(first)),
@@ -153,9 +163,14 @@ SurfaceMatch SurfaceRun::Add(const Mesh& mesh, double limit) {
     const VertexMatch match = MatchVertices(*m_Target, m_LastPositions, mesh);
     const RunRefinement refined = RefineRun(m_First.faces, match, mesh);
     SurfaceMatch refused;
-    refused.differing = refined.differing;
-    const double most = c_MostDiffering * static_cast<double>(std::min(m_First.faces.size(), mesh.faces.size()));
-    if (m_Rule == MatchRule::Exact || static_cast<double>(refined.differing) > most) {
+    refused.difference = refined.difference;
+    if (m_Rule == MatchRule::Exact) {
+        // Also those that the frame lacks because they have no area in it.
+        const std::size_t fewer = std::min(m_First.faces.size(), mesh.faces.size());
+        refused.difference.differing = std::max(refined.difference.differing, refined.difference.faces - fewer);
+        return refused;
+    }
+    if (refined.difference.Share() > c_MostDiffering) {
         return refused;
     }
 
@@ -175,7 +190,7 @@ SurfaceMatch SurfaceRun::Add(const Mesh& mesh, double limit) {
         Grow(refined);
     }
     SurfaceMatch result = Join(std::move(pose), distance);
-    result.differing = refined.differing;
+    result.difference = refined.difference;
     return result;
 }
 

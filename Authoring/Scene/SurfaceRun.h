@@ -4,6 +4,7 @@
 
 #include "Authoring/Codec/Mesh.h"
 #include "Authoring/Scene/MatchRule.h"
+#include "Authoring/Scene/MeshComparison.h"
 #include "Authoring/Scene/VertexMatch.h"
 
 #include <cstddef>
@@ -17,9 +18,13 @@ struct RunRefinement;
 /// What came of an attempt to put a frame into a run.
 struct SurfaceMatch {
     bool joined = false;
-    std::size_t differing = 0;  ///< triangles without a counterpart in the run so far, on the side that has more
+    FaceDifference difference;  ///< from the run so far
     double distance = 0;        ///< when joined: the largest between the frame's surface and the one shown for it
 };
+
+/// What tells `mesh` from the frame `before` it, without regard to where its vertices are. A run may know better, since
+/// it has seen more frames. std::invalid_argument for meshes whose arrays do not fit together.
+FaceDifference CompareFaces(const Mesh& before, const Mesh& mesh);
 
 /// Frames in one topology, which grows: where a frame tells vertices apart that coincide in all frames before it, the
 /// vertex is split, and the slivers between are added. In the frames before they have no area.

@@ -172,10 +172,10 @@ struct Work {
         : rate(RateOf(source)),
           threads(ThreadsOf(options)),
           subMeshes(source, options.normals),
-          plan(PlanClip(subMeshes,
-                        {options.deltaFrames ? options.keyFrameInterval : 1, options.match, options.maxError, threads,
-                         options.pWarnings},
-                        [&progress](std::size_t done) { progress(EncodeStep::Examine, done); })),
+          plan(PlanClip(
+              subMeshes,
+              {options.deltaFrames ? options.keyFrameInterval : 1, options.maxError, threads, options.pWarnings},
+              [&progress](std::size_t done) { progress(EncodeStep::Examine, done); })),
           pictures(subMeshes, CheckedSubMeshes(plan, options), options.atlasLimit) {}
     Work(const Work&) = delete;
     Work& operator=(const Work&) = delete;

@@ -15,15 +15,17 @@ namespace {
 /// Frames that one task looks at. Each task loads one more, the one before its first.
 constexpr std::size_t c_BlockFrames = 16;
 
+/// A frame with more triangles of another topology than this share begins a segment. What differs less may still go on
+/// with the run that its segment has grown by then, or become a key frame inside the segment.
+constexpr double c_ClearlyDiffering = 1.0 / 64;
+
 struct ExaminedFrame {
     std::vector<bool> present;  // by sub-mesh
     std::optional<Box> box;     // none: the frame is empty
     double keyFrameError = 0;   // at most, of any sub-mesh
     std::size_t faces = 0;
 
-    // How the frame goes on from the one before: of the sub-mesh that does so best.
-    std::optional<double> distance;  // of the two surfaces; none: no sub-mesh goes on
-    KeyFrameReason reason{KeyFrameReason::Cause::NewTopology, 0, 0};
+    std::optional<FaceDifference> difference;  // from the frame before, of the sub-mesh with the smallest share
 };
 
 double Diagonal(const Box& box) {
@@ -44,21 +46,7 @@ double KeyFrameError(const Box& box) {
     return std::hypot(axis(box.min.x, box.max.x), axis(box.min.y, box.max.y), axis(box.min.z, box.max.z));
 }
 
-/// Compares a sub-mesh with what it was in the frame before.
-void Compare(const Mesh& before, const Mesh& mesh, const PlanOptions& options, ExaminedFrame& examined) {
-    // The default limit is known at the end, when the box is; a frame's own box is at most a few times smaller.
-    const double furthest = options.errorLimit.value_or(4 * DefaultLimit(BoundingBox(mesh.positions))) / 2;
-    const SurfaceMatch match = SurfaceRun(before, options.match).Add(mesh, furthest);
-    if (match.joined) {
-        examined.distance = std::min(examined.distance.value_or(match.distance), match.distance);
-    }
-    const KeyFrameReason reason{KeyFrameReason::Cause::NewTopology, match.differing, mesh.faces.size()};
-    if (examined.reason.faces == 0 || reason.Share() < examined.reason.Share()) {
-        examined.reason = reason;
-    }
-}
-
-ExaminedFrame Examine(const std::vector<Mesh>& meshes, const std::vector<Mesh>& before, const PlanOptions& options) {
+ExaminedFrame Examine(const std::vector<Mesh>& meshes, const std::vector<Mesh>& before) {
     ExaminedFrame examined;
     examined.present.resize(meshes.size());
     for (std::size_t i = 0; i < meshes.size(); ++i) {
@@ -71,13 +59,16 @@ ExaminedFrame Examine(const std::vector<Mesh>& meshes, const std::vector<Mesh>& 
         examined.box = examined.box ? Union(*examined.box, box) : box;
         examined.keyFrameError = std::max(examined.keyFrameError, KeyFrameError(box));
         if (!before.empty() && !before[i].faces.empty()) {
-            Compare(before[i], meshes[i], options, examined);
+            const FaceDifference difference = CompareFaces(before[i], meshes[i]);
+            if (!examined.difference || difference.Share() < examined.difference->Share()) {
+                examined.difference = difference;
+            }
         }
     }
     return examined;
 }
 
-std::vector<ExaminedFrame> ExamineBlock(const SubMeshSource& subMeshes, const PlanOptions& options, std::size_t block,
+std::vector<ExaminedFrame> ExamineBlock(const SubMeshSource& subMeshes, std::size_t block,
                                         const std::atomic<bool>& stop) {
     const std::size_t first = block * c_BlockFrames;
     const std::size_t end = std::min(first + c_BlockFrames, subMeshes.Source().FrameCount());
@@ -85,7 +76,7 @@ std::vector<ExaminedFrame> ExamineBlock(const SubMeshSource& subMeshes, const Pl
     std::vector<Mesh> before = first == 0 ? std::vector<Mesh>() : subMeshes.Load(first - 1);
     for (std::size_t frame = first; frame < end && !stop; ++frame) {
         std::vector<Mesh> meshes = subMeshes.Load(frame);
-        frames.push_back(Examine(meshes, before, options));
+        frames.push_back(Examine(meshes, before));
         before = std::move(meshes);
     }
     return frames;
@@ -121,16 +112,17 @@ double ChooseLimit(const PlanOptions& options, const Box& box, double possible, 
     return *options.errorLimit;
 }
 
-std::vector<Segment> CutIntoSegments(const std::vector<ExaminedFrame>& frames, double furthest, std::size_t interval) {
+std::vector<Segment> CutIntoSegments(const std::vector<ExaminedFrame>& frames, std::size_t interval) {
+    using Cause = KeyFrameReason::Cause;
     std::vector<Segment> segments;
     for (std::size_t i = 0; i < frames.size(); ++i) {
-        const ExaminedFrame& frame = frames[i];
+        const std::optional<FaceDifference>& difference = frames[i].difference;
         if (i == 0) {
-            segments.push_back({i, 0, {KeyFrameReason::Cause::First, 0, 0}});
-        } else if (!frame.distance || *frame.distance > furthest) {
-            segments.push_back({i, 0, frame.reason});
+            segments.push_back({i, 0, {Cause::First, {}}});
+        } else if (!difference || difference->Share() > c_ClearlyDiffering) {
+            segments.push_back({i, 0, {Cause::NewTopology, difference.value_or(FaceDifference())}});
         } else if (segments.back().count == interval) {
-            segments.push_back({i, 0, {KeyFrameReason::Cause::Interval, 0, 0}});
+            segments.push_back({i, 0, {Cause::Interval, {}}});
         }
         ++segments.back().count;
     }
@@ -143,10 +135,9 @@ ClipPlan PlanClip(const SubMeshSource& subMeshes, const PlanOptions& options,
                   const std::function<void(std::size_t)>& progress) {
     const std::size_t frameCount = subMeshes.Source().FrameCount();
     const std::size_t blocks = (frameCount + c_BlockFrames - 1) / c_BlockFrames;
-    OrderedTasks<std::vector<ExaminedFrame>> tasks("nimb examine", blocks, options.threads, 2 * options.threads,
-                                                   [&](std::size_t block, const std::atomic<bool>& stop) {
-                                                       return ExamineBlock(subMeshes, options, block, stop);
-                                                   });
+    OrderedTasks<std::vector<ExaminedFrame>> tasks(
+        "nimb examine", blocks, options.threads, 2 * options.threads,
+        [&](std::size_t block, const std::atomic<bool>& stop) { return ExamineBlock(subMeshes, block, stop); });
     ClipPlan plan;
     std::vector<ExaminedFrame> frames;
     std::optional<Box> box;
@@ -183,7 +174,7 @@ ClipPlan PlanClip(const SubMeshSource& subMeshes, const PlanOptions& options,
     }
     plan.errorLimit = ChooseLimit(options, plan.box, possible, subMeshes.Source().FrameName(worst));
     plan.surfaceLimit = std::min(plan.errorLimit / 2, plan.errorLimit - possible);
-    plan.segments = CutIntoSegments(frames, plan.surfaceLimit, options.keyFrameInterval);
+    plan.segments = CutIntoSegments(frames, options.keyFrameInterval);
     return plan;
 }
 

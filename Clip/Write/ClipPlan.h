@@ -1,7 +1,6 @@
 // What has to be known of all frames of a clip before the first one is coded.
 #pragma once
 
-#include "Authoring/Scene/MatchRule.h"
 #include "Authoring/Scene/Warnings.h"
 #include "Clip/Write/KeyFrameReason.h"
 #include "Clip/Write/SubMeshSource.h"
@@ -32,8 +31,7 @@ struct ClipPlan {
 
 struct PlanOptions {
     std::size_t keyFrameInterval = 300;  ///< at least 1
-    MatchRule match = MatchRule::Surface;
-    std::optional<double> errorLimit;  ///< none: 1/10000 of the diagonal of the clip's box
+    std::optional<double> errorLimit;    ///< none: 1/10000 of the diagonal of the clip's box
     std::size_t threads = 1;
     Warnings* pWarnings = nullptr;  ///< may be null; told when the default limit had to be widened
 };

@@ -27,7 +27,6 @@ public:
         if (mesh.faces.empty()) {
             return;
         }
-        place.faces = mesh.faces.size();
         if (!m_Runs.empty()) {
             place.match = m_Runs.back()->Add(mesh, limit);
         }
@@ -53,7 +52,6 @@ public:
     }
     bool IsNew(std::size_t frame) const { return !m_Places[frame].match.joined; }
     const SurfaceMatch& Match(std::size_t frame) const { return m_Places[frame].match; }
-    std::size_t Faces(std::size_t frame) const { return m_Places[frame].faces; }
 
     double LargestDistance() const {
         double largest = 0;
@@ -67,7 +65,6 @@ private:
     struct Place {
         std::size_t run = 0;  // from 1 on; 0: none
         std::size_t pose = 0;
-        std::size_t faces = 0;
         SurfaceMatch match;  // with the run that was last before it
     };
 
@@ -104,15 +101,15 @@ Moment MomentOf(const std::vector<SubMeshRuns>& runs, const std::vector<PlacedSu
 
 /// Why a frame inside a segment is a key frame: of the sub-meshes that begin anew, the one that differs least.
 KeyFrameReason ReasonInside(const std::vector<SubMeshRuns>& runs, std::size_t frame) {
-    std::optional<KeyFrameReason> least;
+    std::optional<FaceDifference> least;
     for (const SubMeshRuns& subMesh : runs) {
         if (subMesh.Occurs(frame) && subMesh.IsNew(frame)) {
-            const KeyFrameReason reason{KeyFrameReason::Cause::NewTopology, subMesh.Match(frame).differing,
-                                        subMesh.Faces(frame)};
-            least = !least || reason.Share() < least->Share() ? reason : *least;
+            const FaceDifference& difference = subMesh.Match(frame).difference;
+            least = !least || difference.Share() < least->Share() ? difference : *least;
         }
     }
-    return least.value_or(KeyFrameReason{KeyFrameReason::Cause::ErrorLimit, 0, 0});
+    using Cause = KeyFrameReason::Cause;
+    return least ? KeyFrameReason{Cause::NewTopology, *least} : KeyFrameReason{Cause::ErrorLimit, {}};
 }
 
 /// Decodes frames as a player does.

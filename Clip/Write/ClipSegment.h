@@ -3,6 +3,7 @@
 
 #include "Authoring/Frame/FrameEncoder.h"
 #include "Authoring/Scene/Atlas.h"
+#include "Authoring/Scene/MatchRule.h"
 #include "Clip/Write/ClipPlan.h"
 
 #include <array>

@@ -1,9 +1,9 @@
 // Why a frame of a clip is a key frame: each costs as much as many delta frames.
 #pragma once
 
-#include <algorithm>
+#include "Authoring/Scene/MeshComparison.h"
+
 #include <cstddef>
-#include <optional>
 
 namespace Nimb::Authoring {
 
@@ -17,13 +17,7 @@ struct KeyFrameReason {
 
     Cause cause = Cause::First;
 
-    // Of a new topology:
-    std::size_t differing = 0;  ///< triangles without a counterpart in the frame before, or the other way round
-    std::size_t faces = 0;      ///< of the frame's sub-mesh
-
-    double Share() const {
-        return static_cast<double>(differing) / static_cast<double>(std::max<std::size_t>(faces, 1));
-    }
+    FaceDifference difference;  ///< of a new topology, from the frame before: in the sub-mesh with the smallest share
 };
 
 struct KeyFrameNote {

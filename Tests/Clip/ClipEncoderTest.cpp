@@ -324,8 +324,8 @@ TEST(ClipEncoder, KeyFramesHaveAReasonAndFallOnKeyPictures) {
     EXPECT_EQ(notes[1].reason.cause, Cause::Interval);
     EXPECT_EQ(notes[2].reason.cause, Cause::NewTopology);
     EXPECT_EQ(notes[3].reason.cause, Cause::Interval);
-    EXPECT_EQ(notes[2].reason.faces, 2u * 4 * 8) << "of the sheet that differs least";
-    EXPECT_GT(notes[2].reason.differing, 0u);
+    EXPECT_EQ(notes[2].reason.difference.faces, 2u * 4 * 8) << "of the sheet that differs least";
+    EXPECT_GT(notes[2].reason.difference.differing, 0u);
 
     while (source.textures.size() < source.frames.size()) {
         source.textures.push_back({Paint(0, 90, 61), Paint(1, 50, 110)});

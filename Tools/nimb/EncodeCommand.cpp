@@ -53,6 +53,7 @@ struct Arguments {
     std::string atlasSize;
     int videoKilobits = 0;
     int audioKilobits = 160;
+    std::string match = "surface";
     std::string delta = "auto";
     std::string index = "auto";
     std::string up = "y";
@@ -155,12 +156,11 @@ void AddMeshOptions(CLI::App& sub, Arguments& a) {
         ->check(CLI::Range(1, 3000))
         ->capture_default_str()
         ->group("Mesh");
-    sub.add_option("--match", a.encode.match,
+    sub.add_option("--match", a.match,
                    "which frames continue the surface of the frame before and need no key frame: those that show it "
                    "within the error limit (surface), or those with the same triangles (exact)")
-        ->transform(CLI::Transformer(std::map<std::string, Authoring::MatchRule>{
-            {"surface", Authoring::MatchRule::Surface}, {"exact", Authoring::MatchRule::Exact}}))
-        ->default_str("surface")
+        ->check(CLI::IsMember({"surface", "exact"}))
+        ->capture_default_str()
         ->group("Mesh");
     sub.add_option("--delta", a.delta, "vertex coding of delta frames; none: key frames only")
         ->check(CLI::IsMember(DeltaChoices()))
@@ -224,6 +224,7 @@ void SortInputs(Arguments& a) {
 /// The encoder's options, as far as the command line has not filled them in already.
 void Resolve(Arguments& a) {
     a.source.upAxis = a.up == "z" ? Authoring::UpAxis::Z : Authoring::UpAxis::Y;
+    a.encode.match = a.match == "exact" ? Authoring::MatchRule::Exact : Authoring::MatchRule::Surface;
     a.encode.delta = Chosen(DeltasByName(), a.delta);
     a.encode.deltaFrames = a.delta != "none";
     a.encode.indices = Chosen(c_Indices, a.index);

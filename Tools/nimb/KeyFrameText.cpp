@@ -24,8 +24,10 @@ const char* CauseName(Cause cause) {
     return "";
 }
 
-std::string Triangles(const KeyFrameReason& reason) {
-    return std::to_string(reason.differing) + " of " + std::to_string(reason.faces) + " triangles";
+std::string Differ(const KeyFrameNote& note) {
+    const Authoring::FaceDifference& d = note.reason.difference;
+    return d.differing == 0 ? "the same triangles in the texture, but elsewhere, or in an order that stays unclear"
+                            : std::to_string(d.differing) + " of " + std::to_string(d.faces) + " triangles differ";
 }
 
 }  // namespace
@@ -35,13 +37,13 @@ std::string KeyFrameText(const std::vector<KeyFrameNote>& keyFrames, std::size_t
     std::vector<const KeyFrameNote*> surfaces;  // those for a new topology
     for (const KeyFrameNote& note : keyFrames) {
         ++counts[static_cast<std::size_t>(note.reason.cause)];
-        if (note.reason.cause == Cause::NewTopology && note.reason.faces > 0) {
+        if (note.reason.cause == Cause::NewTopology && note.reason.difference.faces > 0) {
             surfaces.push_back(&note);
         }
     }
     const auto count = [&](Cause cause) { return counts[static_cast<std::size_t>(cause)]; };
     const auto byShare = [](const KeyFrameNote* a, const KeyFrameNote* b) {
-        return a->reason.Share() < b->reason.Share();
+        return a->reason.difference.Share() < b->reason.difference.Share();
     };
     std::string text = std::to_string(keyFrames.size());
     if (frames > 1 && count(Cause::First) + count(Cause::NewTopology) == frames) {
@@ -49,7 +51,7 @@ std::string KeyFrameText(const std::vector<KeyFrameNote>& keyFrames, std::size_t
         if (!surfaces.empty()) {
             const KeyFrameNote& nearest = **std::min_element(surfaces.begin(), surfaces.end(), byShare);
             text += "; the nearest pair, frames " + std::to_string(nearest.frame - 1) + " and " +
-                    std::to_string(nearest.frame) + ", differs in " + Triangles(nearest.reason);
+                    std::to_string(nearest.frame) + ": " + Differ(nearest);
         }
         return text;
     }
@@ -61,9 +63,9 @@ std::string KeyFrameText(const std::vector<KeyFrameNote>& keyFrames, std::size_t
         text += ", " + std::to_string(count(Cause::NewTopology)) + " for a new topology";
         if (!surfaces.empty()) {
             const auto [least, most] = std::minmax_element(surfaces.begin(), surfaces.end(), byShare);
-            text += " (frame " + std::to_string((*least)->frame) + ": " + Triangles((*least)->reason) + " differ";
+            text += " (frame " + std::to_string((*least)->frame) + ": " + Differ(**least);
             if (*least != *most) {
-                text += "; frame " + std::to_string((*most)->frame) + ": " + Triangles((*most)->reason);
+                text += "; frame " + std::to_string((*most)->frame) + ": " + Differ(**most);
             }
             text += ")";
         }
@@ -79,8 +81,8 @@ nlohmann::ordered_json ToJson(const std::vector<KeyFrameNote>& keyFrames) {
     for (const KeyFrameNote& note : keyFrames) {
         nlohmann::ordered_json entry{{"frame", note.frame}, {"reason", CauseName(note.reason.cause)}};
         if (note.reason.cause == Cause::NewTopology) {
-            entry["differing"] = note.reason.differing;
-            entry["faces"] = note.reason.faces;
+            entry["differing"] = note.reason.difference.differing;
+            entry["faces"] = note.reason.difference.faces;
         }
         list.push_back(std::move(entry));
     }

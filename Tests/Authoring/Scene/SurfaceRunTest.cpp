@@ -48,7 +48,7 @@ TEST(SurfaceRunTest, ASliverMoreOrLessJoinsAsLongAsItKeepsTheLimit) {
     SurfaceRun run(reference);
     const SurfaceMatch match = run.Add(Shuffled(WithoutFirst(later), 3), c_Limit);
     ASSERT_TRUE(match.joined);
-    EXPECT_EQ(match.differing, 1U);
+    EXPECT_EQ(match.difference.differing, 1U);
     EXPECT_GT(match.distance, 5e-4) << "the height, along the diagonal";
     EXPECT_LE(match.distance, c_Limit);
     run.Finish();
