@@ -159,13 +159,19 @@ TEST_P(HostileInput, EveryCut) {
     }
 }
 
+#ifdef NIMB_SANITIZED
+constexpr UINT32 c_ChangeStep = 7;  // the fuzz targets try the rest
+#else
+constexpr UINT32 c_ChangeStep = 1;
+#endif
+
 TEST_P(HostileInput, EveryChangedByte) {
     Bytes frame = subject.frame;
     for (std::size_t at = 0; at < frame.size(); ++at) {
         const BYTE good = frame[at];
         for (UINT32 change = 1; change < 256; ++change) {
             const bool telling = change == 0x01 || change == 0x80 || change == 0xFF;
-            if (at >= subject.fullyChanged && !telling) {
+            if ((at >= subject.fullyChanged || change % c_ChangeStep != 0) && !telling) {
                 continue;
             }
             frame[at] = static_cast<BYTE>(good ^ change);
