@@ -3,7 +3,9 @@
 
 #include "Authoring/Codec/Mesh.h"
 
+#include <array>
 #include <cstddef>
+#include <cstdint>
 #include <numeric>
 #include <vector>
 
@@ -43,6 +45,26 @@ private:
     std::vector<UINT32> m_First;
     std::vector<UINT32> m_Values;
 };
+
+/// How many lists to look up so many keys in: a power of two.
+inline std::size_t ListsFor(std::size_t keys) {
+    std::size_t lists = 1;
+    while (lists < keys) {
+        lists *= 2;
+    }
+    return lists;
+}
+
+/// The list, of so many, that a key and all equal ones are in. (Multiplicative hashing: D. Knuth, "The Art of Computer
+/// Programming" 3, 6.4; the factor is 2^64 over the golden ratio.)
+inline std::size_t ListOfKey(const std::array<UINT32, 3>& key, std::size_t lists) {
+    std::uint64_t hash = 0;
+    for (const UINT32 value : key) {
+        hash = (hash ^ value) * 0x9E3779B97F4A7C15;
+        hash ^= hash >> 32;
+    }
+    return static_cast<std::size_t>(hash) & (lists - 1);
+}
 
 /// For each vertex, the faces that have it as a corner.
 inline IndexLists FacesOfVertices(const std::vector<TarnMeshFace>& faces, std::size_t vertices) {

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cstdint>
 #include <map>
 #include <utility>
 
@@ -21,18 +20,12 @@ FaceCorners Turned(const FaceCorners& v) {
     return v[1] <= v[2] ? FaceCorners{v[1], v[2], v[0]} : FaceCorners{v[2], v[0], v[1]};
 }
 
-/// A list for each face to be looked up in; equal faces share one.
-std::size_t ListOf(const FaceCorners& v, std::size_t lists) {
-    std::uint64_t hash = 0;
-    for (const UINT32 corner : v) {
-        hash = (hash ^ corner) * 0x9E3779B97F4A7C15;  // 2^64 over the golden ratio
-        hash ^= hash >> 32;
-    }
-    return static_cast<std::size_t>(hash % lists);
+bool AreSame(const FaceCorners& a, const FaceCorners& b) {
+    return a[0] == b[0] && a[1] == b[1] && a[2] == b[2];  // operator== calls a library function
 }
 
 UnmatchedFaces FindUnmatched(const std::vector<TarnMeshFace>& run, const std::vector<TarnMeshFace>& mesh) {
-    const std::size_t lists = mesh.size() + 1;
+    const std::size_t lists = ListsFor(mesh.size());
     std::vector<FaceCorners> meshCorners;
     meshCorners.reserve(mesh.size());
     for (const TarnMeshFace& face : mesh) {
@@ -41,7 +34,7 @@ UnmatchedFaces FindUnmatched(const std::vector<TarnMeshFace>& run, const std::ve
     const IndexLists byCorners(lists, [&](auto&& add) {
         for (std::size_t face = 0; face < mesh.size(); ++face) {
             if (!IsDegenerate(meshCorners[face])) {
-                add(ListOf(meshCorners[face], lists), static_cast<UINT32>(face));
+                add(ListOfKey(meshCorners[face], lists), static_cast<UINT32>(face));
             }
         }
     });
@@ -51,11 +44,11 @@ UnmatchedFaces FindUnmatched(const std::vector<TarnMeshFace>& run, const std::ve
         const FaceCorners corners = Turned(CornersOf(run[face]));
         bool isMatched = IsDegenerate(corners);
         std::size_t seen = 0;
-        for (const UINT32 other : byCorners[ListOf(corners, lists)]) {
+        for (const UINT32 other : byCorners[ListOfKey(corners, lists)]) {
             if (isMatched || ++seen > c_MostAlike) {
                 break;
             }
-            isMatched = !isTaken[other] && meshCorners[other] == corners;
+            isMatched = !isTaken[other] && AreSame(meshCorners[other], corners);
             isTaken[other] = isTaken[other] || isMatched;
         }
         if (!isMatched) {

@@ -5,8 +5,9 @@
 #include "Authoring/Scene/VertexMatch.h"
 
 #include <algorithm>
+#include <array>
+#include <cstring>
 #include <limits>
-#include <tuple>
 #include <utility>
 
 namespace Nimb::Authoring {
@@ -308,18 +309,25 @@ MatchTarget::MatchTarget(const std::vector<Vec3>& positions, const std::vector<V
 }
 
 void MatchTarget::FindTwins(const std::vector<Vec3>& positions) {
-    std::vector<UINT32> order(positions.size());
-    std::iota(order.begin(), order.end(), 0U);
-    const auto key = [&](UINT32 i) { return std::tie(positions[i].x, positions[i].y, positions[i].z); };
-    std::sort(order.begin(), order.end(), [&](UINT32 a, UINT32 b) { return key(a) < key(b); });
-    m_NextTwin.resize(order.size());
-    for (std::size_t first = 0, end = 0; first < order.size(); first = end) {
-        while (end < order.size() && key(order[first]) == key(order[end])) {
-            ++end;
+    const std::size_t lists = ListsFor(positions.size());
+    const IndexLists byPlace(lists, [&](auto&& add) {
+        for (std::size_t v = 0; v < positions.size(); ++v) {
+            const Vec3 place{positions[v].x + 0.0F, positions[v].y + 0.0F, positions[v].z + 0.0F};  // -0 is 0
+            std::array<UINT32, 3> key{};
+            std::memcpy(key.data(), &place, sizeof(key));
+            add(ListOfKey(key, lists), static_cast<UINT32>(v));
         }
-        const bool areFew = end - first <= c_MostTwins;
-        for (std::size_t i = first; i < end; ++i) {
-            m_NextTwin[order[i]] = !areFew ? order[i] : order[i + 1 < end ? i + 1 : first];
+    });
+    m_NextTwin.resize(positions.size());
+    std::iota(m_NextTwin.begin(), m_NextTwin.end(), 0U);
+    for (std::size_t list = 0; list < lists; ++list) {
+        const IndexLists::Range near = byPlace[list];
+        for (const UINT32* v = near.begin(); v != near.end() && near.size() <= c_MostTwins; ++v) {
+            const UINT32* const twin = std::find_if(
+                near.begin(), v, [&](UINT32 w) { return SquaredDistance(positions[w], positions[*v]) == 0; });
+            if (twin != v) {
+                m_NextTwin[*v] = std::exchange(m_NextTwin[*twin], *v);
+            }
         }
     }
 }
