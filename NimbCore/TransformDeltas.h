@@ -12,7 +12,8 @@ namespace Nimb {
 namespace TransformDeltas {
 
 constexpr UINT32 c_MaxTransforms = 64;
-constexpr UINT32 c_MaxCodeLength = 12;
+constexpr UINT32 c_MaxVertexCodeLength = 12;
+constexpr UINT32 c_MaxNumberCodeLength = 11;
 constexpr UINT32 c_FirstCodeLength = 4;  // what the first length of a code table is compared with
 
 /// What a transform stores. Every kind contains the one before it.
@@ -38,27 +39,33 @@ constexpr UINT32 RunSymbol(UINT32 exponent) noexcept {
     return c_EscapeSymbol + exponent;
 }
 
+/// A section has two streams: the forward one starts with the symbols of the first half of the vertices and the numbers
+/// of the first half of the escapes, the backward one has the others. The larger half is the first.
+constexpr std::size_t FirstHalf(std::size_t count) noexcept {
+    return (count + 1) / 2;
+}
+
 /// Corrections of one vertex in steps; the fourth lane is zero.
 struct Correction {
     std::int16_t axis[4] = {0, 0, 0, 0};
 };
 static_assert(sizeof(Correction) == 8, "corrections are loaded as four lanes");
 
-/// The small corrections by symbol: shortest first, equally short ones by x, then y, then z. Frequent ones thus have
-/// neighbouring symbols, which keeps code tables short.
-struct SmallCorrections {
-    Correction entries[c_NumSmallCorrections];
+/// The corrections of vertex symbols; none of those that are not small. Shortest first, equally short ones by x, then
+/// y, then z. Frequent ones thus have neighbouring symbols, which keeps code tables short.
+struct VertexCorrections {
+    Correction ofSymbol[c_NumVertexSymbols];
 
-    constexpr SmallCorrections() noexcept : entries() {
+    constexpr VertexCorrections() noexcept : ofSymbol() {
         std::size_t next = 0;
         for (INT32 norm = 0; norm <= 3 * c_SmallRadius * c_SmallRadius; ++norm) {
             for (INT32 x = -c_SmallRadius; x <= c_SmallRadius; ++x) {
                 for (INT32 y = -c_SmallRadius; y <= c_SmallRadius; ++y) {
                     for (INT32 z = -c_SmallRadius; z <= c_SmallRadius; ++z) {
                         if (x * x + y * y + z * z == norm) {
-                            entries[next].axis[0] = static_cast<std::int16_t>(x);
-                            entries[next].axis[1] = static_cast<std::int16_t>(y);
-                            entries[next].axis[2] = static_cast<std::int16_t>(z);
+                            ofSymbol[next].axis[0] = static_cast<std::int16_t>(x);
+                            ofSymbol[next].axis[1] = static_cast<std::int16_t>(y);
+                            ofSymbol[next].axis[2] = static_cast<std::int16_t>(z);
                             ++next;
                         }
                     }
@@ -67,7 +74,7 @@ struct SmallCorrections {
         }
     }
 };
-inline constexpr SmallCorrections c_SmallCorrections{};
+inline constexpr VertexCorrections c_VertexCorrections{};
 
 /// The alphabet of 16-bit numbers: 0 to 15 stand for themselves; a larger one is its leading bit's position e, the two
 /// bits below it, and e - 2 bits that follow uncoded.
@@ -92,7 +99,7 @@ constexpr UINT32 Zigzag(INT32 value) noexcept {
 }
 
 constexpr INT32 Unzigzag(UINT32 code) noexcept {
-    return static_cast<INT32>((code & 1) != 0 ? ~(code >> 1) : code >> 1);
+    return static_cast<INT32>((code >> 1) ^ (0 - (code & 1)));
 }
 
 /// One transform as it is stored.

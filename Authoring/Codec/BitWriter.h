@@ -1,4 +1,5 @@
-// Writing code bits into 32-bit words, each from bit 31 downwards: the mirror of Nimb::WordBitReader.
+// Writing code bits into 32-bit words, each from bit 31 downwards, or into bytes, each from bit 7 downwards: the mirror
+// of Nimb::WordBitReader and Nimb::PairedBitReader.
 #pragma once
 
 #include "Authoring/Codec/ByteWriter.h"
@@ -37,6 +38,14 @@ public:
         for (const UINT32 word : m_Words) {
             out.U32(word);
         }
+    }
+
+    Bytes ToBytes() const {
+        Bytes bytes((m_NumBits + 7) / 8);
+        for (std::size_t i = 0; i < bytes.size(); ++i) {
+            bytes[i] = static_cast<BYTE>(m_Words[i / 4] >> (24 - 8 * (i % 4)));
+        }
+        return bytes;
     }
 
 private:

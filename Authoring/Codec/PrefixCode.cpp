@@ -15,7 +15,7 @@ namespace {
 /// optimal length-limited Huffman codes", 1990). Each length has a list of coins, lightest first: the
 /// symbols with their counts, and the coins of the next length in pairs. Of the cheapest 2n - 2 coins of length 1, with
 /// all that they contain, each symbol's number is its code length.
-std::vector<UINT32> LimitedLengths(const std::vector<UINT32>& counts) {
+std::vector<UINT32> LimitedLengths(const std::vector<UINT32>& counts, UINT32 maxLength) {
     std::vector<UINT32> symbols;
     for (UINT32 symbol = 0; symbol < counts.size(); ++symbol) {
         if (counts[symbol] > 0) {
@@ -28,9 +28,9 @@ std::vector<UINT32> LimitedLengths(const std::vector<UINT32>& counts) {
         lengths[symbols[0]] = 1;
         return lengths;
     }
-    std::vector<std::vector<bool>> isPair(c_MaxCodeLength + 1);  // of the coins of each length
+    std::vector<std::vector<bool>> isPair(maxLength + 1);  // of the coins of each length
     std::vector<UINT64> coins, longer;
-    for (UINT32 length = c_MaxCodeLength; length > 0; --length) {
+    for (UINT32 length = maxLength; length > 0; --length) {
         longer.swap(coins);
         coins.clear();
         std::size_t single = 0, pair = 0;
@@ -43,7 +43,7 @@ std::vector<UINT32> LimitedLengths(const std::vector<UINT32>& counts) {
         }
     }
     std::size_t taken = 2 * symbols.size() - 2;
-    for (UINT32 length = 1; length <= c_MaxCodeLength; ++length) {
+    for (UINT32 length = 1; length <= maxLength; ++length) {
         const auto end = isPair[length].begin() + static_cast<std::ptrdiff_t>(taken);
         const auto pairs = static_cast<std::size_t>(std::count(isPair[length].begin(), end, true));
         for (std::size_t i = 0; i < taken - pairs; ++i) {
@@ -107,10 +107,11 @@ UINT32 GolombNumberBits(UINT32 value, UINT32 order) {
     return 2 * p + 1 + order;
 }
 
-PrefixCode::PrefixCode(const std::vector<UINT32>& counts) : m_Lengths(LimitedLengths(counts)) {
+PrefixCode::PrefixCode(const std::vector<UINT32>& counts, UINT32 maxLength)
+    : m_Lengths(LimitedLengths(counts, maxLength)) {
     std::vector<int> frequencies(m_Lengths.size());
     for (std::size_t symbol = 0; symbol < m_Lengths.size(); ++symbol) {
-        frequencies[symbol] = m_Lengths[symbol] == 0 ? 0 : 1 << (c_MaxCodeLength - m_Lengths[symbol]);
+        frequencies[symbol] = m_Lengths[symbol] == 0 ? 0 : 1 << (maxLength - m_Lengths[symbol]);
     }
     HuffmanEncoding().BuildTable(frequencies, m_Codes);
 }
@@ -119,8 +120,8 @@ void PrefixCode::WriteTable(BitWriter& out) const {
     WriteLengths(m_Lengths, out);
 }
 
-UINT64 PrefixCodedBits(const std::vector<UINT32>& counts) {
-    const std::vector<UINT32> lengths = LimitedLengths(counts);
+UINT64 PrefixCodedBits(const std::vector<UINT32>& counts, UINT32 maxLength) {
+    const std::vector<UINT32> lengths = LimitedLengths(counts, maxLength);
     BitWriter table;
     WriteLengths(lengths, table);
     UINT64 bits = table.NumBits();

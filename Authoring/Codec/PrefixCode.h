@@ -17,8 +17,8 @@ class PrefixCode {
 public:
     PrefixCode() = default;
 
-    /// The best code for these counts among those whose lengths the format permits. At least one count is positive.
-    explicit PrefixCode(const std::vector<UINT32>& counts);
+    /// The best code for these counts among those of at most `maxLength` bits. At least one count is positive.
+    PrefixCode(const std::vector<UINT32>& counts, UINT32 maxLength);
 
     void WriteTable(BitWriter& out) const;
     void WriteSymbol(BitWriter& out, UINT32 symbol) const { out.Write(m_Codes[symbol].code, BitsOf(symbol)); }
@@ -30,6 +30,6 @@ private:
 };
 
 /// What the best code for these counts comes to: its table and all counted symbols.
-UINT64 PrefixCodedBits(const std::vector<UINT32>& counts);
+UINT64 PrefixCodedBits(const std::vector<UINT32>& counts, UINT32 maxLength);
 
 }  // namespace Nimb::Authoring

@@ -41,7 +41,7 @@ class SmallSymbols {
 public:
     SmallSymbols() {
         for (UINT32 symbol = 0; symbol < c_NumSmallCorrections; ++symbol) {
-            m_Symbols[Index(c_SmallCorrections.entries[symbol])] = symbol;
+            m_Symbols[Index(c_VertexCorrections.ofSymbol[symbol])] = symbol;
         }
     }
 
@@ -76,10 +76,12 @@ private:
 constexpr INT32 c_MaxSmallNorm = 3 * c_SmallRadius * c_SmallRadius;
 constexpr UINT32 c_NoRuns = c_MaxRunExponent + 1;
 
-/// The longest run of zeros from `first` on that one symbol can state.
+/// The longest run of zeros from `first` on that one symbol can state: none goes on from one half into the other.
 std::size_t RunLength(const std::vector<Correction>& corrections, std::size_t first) {
+    const std::size_t middle = FirstHalf(corrections.size());
+    const std::size_t last = first < middle ? middle : corrections.size();
     std::size_t end = first;
-    while (end < corrections.size() && SmallSymbols::IsZero(corrections[end])) {
+    while (end < last && SmallSymbols::IsZero(corrections[end])) {
         ++end;
     }
     return end - first;
@@ -112,7 +114,7 @@ public:
     UINT64 Bits(const TokenRules& rules) const {
         std::vector<std::vector<UINT32>> axisCounts;
         const std::vector<UINT32> vertexCounts = Count(rules, axisCounts);
-        UINT64 bits = PrefixCodedBits(vertexCounts);
+        UINT64 bits = PrefixCodedBits(vertexCounts, c_MaxVertexCodeLength);
         for (UINT32 exponent = rules.minRunExponent; exponent <= c_MaxRunExponent; ++exponent) {
             bits += UINT64{exponent} * m_Runs[exponent];
         }
@@ -120,7 +122,7 @@ public:
             ++bits;
         }
         for (const std::vector<UINT32>& counts : axisCounts) {
-            bits += PrefixCodedBits(counts);
+            bits += PrefixCodedBits(counts, c_MaxNumberCodeLength);
             for (UINT32 symbol = 0; symbol < counts.size(); ++symbol) {
                 bits += UINT64{counts[symbol]} * BucketOfSymbol(symbol).extraBits;
             }
@@ -144,7 +146,7 @@ public:
         UINT32& escapes = vertexCounts[c_EscapeSymbol];
         escapes = m_Small[c_EscapeSymbol];
         for (UINT32 symbol = 1; symbol < c_NumSmallCorrections; ++symbol) {
-            const bool small = SmallSymbols::Norm(c_SmallCorrections.entries[symbol]) <= rules.maxSmallNorm;
+            const bool small = SmallSymbols::Norm(c_VertexCorrections.ofSymbol[symbol]) <= rules.maxSmallNorm;
             (small ? vertexCounts[symbol] : escapes) += m_Small[symbol];
         }
         (rules.maxSmallNorm >= 0 ? vertexCounts[0] : escapes) += spelledZeros;
@@ -200,35 +202,49 @@ void WriteNumber(BitWriter& out, const PrefixCode& code, UINT32 number) {
     out.Write(number - bucket.base, bucket.extraBits);
 }
 
-void WriteCorrections(BitWriter& out, const std::vector<Correction>& corrections) {
+/// The two streams of a section.
+struct Streams {
+    BitWriter forward, backward;
+};
+
+void WriteCorrections(Streams& out, const std::vector<Correction>& corrections) {
     const CorrectionStatistics statistics(corrections);
     const TokenRules rules = BestRules(statistics);
     std::vector<std::vector<UINT32>> axisCounts;
-    const PrefixCode vertexCode(statistics.Count(rules, axisCounts));
-    vertexCode.WriteTable(out);
+    const PrefixCode vertexCode(statistics.Count(rules, axisCounts), c_MaxVertexCodeLength);
+    vertexCode.WriteTable(out.forward);
     if (!axisCounts.empty()) {
-        out.Write(axisCounts.size() == 3 ? 1 : 0, 1);
+        out.forward.Write(axisCounts.size() == 3 ? 1 : 0, 1);
     }
     std::vector<PrefixCode> axisCodes;
     for (const std::vector<UINT32>& counts : axisCounts) {
-        axisCodes.emplace_back(counts);
-        axisCodes.back().WriteTable(out);
+        axisCodes.emplace_back(counts, c_MaxNumberCodeLength);
+        axisCodes.back().WriteTable(out.forward);
     }
+    std::vector<Correction> escapes;
+    const std::size_t middle = FirstHalf(corrections.size());
     for (std::size_t i = 0; i < corrections.size();) {
+        BitWriter& stream = i < middle ? out.forward : out.backward;
         const std::size_t run = RunLength(corrections, i);
         const UINT32 exponent = run != 0 ? FloorLog2(run) : 0;
         if (run != 0 && exponent >= rules.minRunExponent) {
-            vertexCode.WriteSymbol(out, RunSymbol(exponent));
-            out.Write(static_cast<UINT32>(run) - (UINT32{1} << exponent), exponent);
+            vertexCode.WriteSymbol(stream, RunSymbol(exponent));
+            stream.Write(static_cast<UINT32>(run) - (UINT32{1} << exponent), exponent);
             i += run;
             continue;
         }
         for (const std::size_t end = i + std::max<std::size_t>(run, 1); i < end; ++i) {
             const UINT32 symbol = SmallSymbols::Instance().Of(corrections[i], rules.maxSmallNorm);
-            vertexCode.WriteSymbol(out, symbol);
-            for (std::size_t axis = 0; axis < 3 && symbol == c_EscapeSymbol; ++axis) {
-                WriteNumber(out, axisCodes[axis % axisCodes.size()], Zigzag(corrections[i].axis[axis]));
+            vertexCode.WriteSymbol(stream, symbol);
+            if (symbol == c_EscapeSymbol) {
+                escapes.push_back(corrections[i]);
             }
+        }
+    }
+    for (std::size_t i = 0; i < escapes.size(); ++i) {
+        for (std::size_t axis = 0; axis < 3; ++axis) {
+            WriteNumber(i < FirstHalf(escapes.size()) ? out.forward : out.backward, axisCodes[axis % axisCodes.size()],
+                        Zigzag(escapes[i].axis[axis]));
         }
     }
 }
@@ -257,8 +273,8 @@ void WriteParts(BitWriter& out, const PartMap& parts, UINT32 numTransforms) {
         ++rankCounts[run.rank];
         ++lengthCounts[NumberSymbol(run.length - 1)];
     }
-    const PrefixCode rankCode(rankCounts);
-    const PrefixCode lengthCode(lengthCounts);
+    const PrefixCode rankCode(rankCounts, c_MaxNumberCodeLength);
+    const PrefixCode lengthCode(lengthCounts, c_MaxNumberCodeLength);
     rankCode.WriteTable(out);
     lengthCode.WriteTable(out);
     for (const Run& run : runs) {
@@ -325,7 +341,8 @@ void WriteTransforms(BitWriter& out, const std::vector<Transform>& transforms, U
 }  // namespace
 
 WrittenTransformSection WriteTransformSection(const TransformSection& section) {
-    BitWriter bits;
+    Streams streams;
+    BitWriter& bits = streams.forward;
     UINT32 stepBits = 0;
     std::memcpy(&stepBits, &section.step, sizeof(stepBits));
     bits.Write(stepBits, 32);
@@ -336,13 +353,26 @@ WrittenTransformSection WriteTransformSection(const TransformSection& section) {
         WriteParts(bits, section.parts, static_cast<UINT32>(section.transforms.size()));
     }
     const UINT32 partsBits = bits.NumBits() - beforeParts;
-    WriteCorrections(bits, section.corrections);
+    WriteCorrections(streams, section.corrections);
+    return {
+        AssembleTransformSection(static_cast<UINT32>(section.corrections.size()), streams.forward, streams.backward),
+        bits.NumBits() + streams.backward.NumBits(), partsBits};
+}
 
+Bytes AssembleTransformSection(UINT32 numVertices, const BitWriter& forward, const BitWriter& backward) {
+    const Bytes front = forward.ToBytes();
+    Bytes back = backward.ToBytes();
+    std::reverse(back.begin(), back.end());
     ByteWriter out;
-    out.U32(static_cast<UINT32>(section.corrections.size()));
-    out.U32(bits.NumBits());
-    bits.AppendTo(out);
-    return {out.Take(), bits.NumBits(), partsBits};
+    out.U32(numVertices);
+    std::size_t size = front.size() + back.size();
+    for (; size >= 128; size >>= 7) {
+        out.U8(static_cast<UINT32>(size & 127) | 128);
+    }
+    out.U8(static_cast<UINT32>(size));
+    out.Append(front);
+    out.Append(back);
+    return out.Take();
 }
 
 }  // namespace Nimb::Authoring

@@ -1,7 +1,7 @@
 // The bits of a transform-delta section. NimbCore/TransformDeltas.cpp reads them.
 #pragma once
 
-#include "Authoring/Codec/ByteWriter.h"
+#include "Authoring/Codec/BitWriter.h"
 #include "Authoring/Codec/MotionParts.h"
 #include "NimbCore/TransformDeltas.h"
 
@@ -22,10 +22,13 @@ struct TransformSection {
 
 struct WrittenTransformSection {
     Bytes bytes;
-    UINT32 numBits;    ///< of the code words
+    UINT32 numBits;    ///< of both streams
     UINT32 partsBits;  ///< the share of them that the parts take
 };
 
 WrittenTransformSection WriteTransformSection(const TransformSection& section);
+
+/// The bytes of a section with these streams.
+Bytes AssembleTransformSection(UINT32 numVertices, const BitWriter& forward, const BitWriter& backward);
 
 }  // namespace Nimb::Authoring

@@ -5,6 +5,7 @@
 #include "Authoring/Codec/HuffmanVertices.h"
 #include "Authoring/Codec/PrefixCode.h"
 #include "Authoring/Codec/TransformDeltas.h"
+#include "Authoring/Codec/TransformSection.h"
 #include "NimbCore/TransformDeltas.h"
 #include "Tests/Support/TestSupport.h"
 #include "Tests/Support/Wire.h"
@@ -130,12 +131,8 @@ BitWriter Begin(float step, bool keep, UINT32 numTransforms) {
     return bits;
 }
 
-Bytes Finish(const BitWriter& bits, UINT32 numDeltas) {
-    ByteWriter out;
-    out.U32(numDeltas);
-    out.U32(bits.NumBits());
-    bits.AppendTo(out);
-    return out.Take();
+Bytes Finish(const BitWriter& forward, UINT32 numDeltas, const BitWriter& backward = {}) {
+    return AssembleTransformSection(numDeltas, forward, backward);
 }
 
 /// A code table with one symbol, whose code has no bits: that symbol's predecessors absent, its length 1.
@@ -238,30 +235,36 @@ TEST(TransformDelta, HandWrittenTransformsMoveAsTheFormatSays) {
     bits.Write(0b11110001, 8);
     bits.Write(0, 1);
     WriteSingle(bits, 1);
-    const PrefixCode ranks({1, 1});
+    const PrefixCode ranks({1, 1}, c_MaxNumberCodeLength);
     ranks.WriteSymbol(bits, 0);
     ranks.WriteSymbol(bits, 1);
-    // Corrections: a run of three zeros and an escape with (100, -1, 0), one code for all axes.
+    // Corrections: a run of two zeros; behind the middle, so in the backward stream, two escapes, (-1, 0, 0) and
+    // (100, -1, 0), of which each stream has the numbers of one. One code for all axes.
     std::vector<UINT32> counts(c_NumVertexSymbols);
     counts[c_EscapeSymbol] = counts[RunSymbol(1)] = 1;
-    const PrefixCode vertexCode(counts);
+    const PrefixCode vertexCode(counts, c_MaxVertexCodeLength);
     vertexCode.WriteTable(bits);
     bits.Write(0, 1);
     std::vector<UINT32> numberCounts(c_NumNumberSymbols);
     numberCounts[0] = numberCounts[1] = numberCounts[16 + 3 * 4 + 2] = 1;  // 0, 1, and 192 to 223
-    const PrefixCode numbers(numberCounts);
+    const PrefixCode numbers(numberCounts, c_MaxNumberCodeLength);
     numbers.WriteTable(bits);
     vertexCode.WriteSymbol(bits, RunSymbol(1));
-    bits.Write(1, 1);
-    vertexCode.WriteSymbol(bits, c_EscapeSymbol);
-    numbers.WriteSymbol(bits, 16 + 3 * 4 + 2);
-    bits.Write(200 - 192, 5);
+    bits.Write(0, 1);
     numbers.WriteSymbol(bits, 1);
     numbers.WriteSymbol(bits, 0);
+    numbers.WriteSymbol(bits, 0);
+    BitWriter backward;
+    vertexCode.WriteSymbol(backward, c_EscapeSymbol);
+    vertexCode.WriteSymbol(backward, c_EscapeSymbol);
+    numbers.WriteSymbol(backward, 16 + 3 * 4 + 2);
+    backward.Write(200 - 192, 5);
+    numbers.WriteSymbol(backward, 1);
+    numbers.WriteSymbol(backward, 0);
 
     Decoder decoder({{0, 0, 0}, {1, 2, 3}, {1, 1, 0}, {0, 1, 0}});
-    ASSERT_EQ(decoder.Decode(Finish(bits, 4)), S_OK);
-    ExpectPositions(decoder.Positions(), {{0, 0, 1}, {3, 1, 3}, {1, 2, 0}, {25, 1.75f, -1}});
+    ASSERT_EQ(decoder.Decode(Finish(bits, 4, backward)), S_OK);
+    ExpectPositions(decoder.Positions(), {{0, 0, 1}, {3, 1, 3}, {0.75f, 2, 0}, {25, 1.75f, -1}});
     EXPECT_EQ(decoder.ctx.m_TransformIndices, (std::vector<BYTE>{0, 0, 1, 1}));
     EXPECT_EQ(decoder.Output<float>()[15], 25.0f);
 }
@@ -372,6 +375,11 @@ TEST(TransformDelta, RefusesCodesAndCountsThatDoNotAddUp) {
     EXPECT_EQ(decode(withTable({{2, 8}, {0xF1, 8}, {0, 2}})), E_UNEXPECTED) << "three symbols of one bit";
     EXPECT_EQ(decode(withTable({{1, 8}, {0xF1, 8}, {6, 3}})), E_UNEXPECTED) << "length 0";
     EXPECT_EQ(decode(withTable({{0, 8}, {0xFD, 8}})), E_UNEXPECTED) << "length 13";
+    BitWriter longNumber = Begin(1.0f, false, 0);
+    WriteSingle(longNumber, c_EscapeSymbol);
+    longNumber.Write(0, 1 + 8);
+    longNumber.Write(0xFC, 8);
+    EXPECT_EQ(decode(longNumber), E_UNEXPECTED) << "length 12 for a number";
     EXPECT_EQ(decode(withTable({{1, 8}, {0xF1, 8}, {0xE, 4}})), E_UNEXPECTED) << "last symbol absent";
     EXPECT_EQ(decode(withTable({{2, 8}, {0xF1, 8}, {0xE, 4}, {0xFFFFFFFF, 32}, {0, 1}, {0, 32}, {2, 2}, {0, 1}})),
               E_UNEXPECTED)
@@ -382,10 +390,52 @@ TEST(TransformDelta, RefusesCodesAndCountsThatDoNotAddUp) {
     BitWriter longRun = Begin(1.0f, false, 0);
     WriteSingle(longRun, RunSymbol(31));
     EXPECT_EQ(decode(longRun), E_UNEXPECTED);
+    BitWriter runOverTheMiddle = Begin(1.0f, false, 0);
+    WriteSingle(runOverTheMiddle, RunSymbol(2));
+    EXPECT_EQ(decode(runOverTheMiddle), E_UNEXPECTED);
     BitWriter exactRun = Begin(1.0f, false, 0);
-    WriteSingle(exactRun, RunSymbol(2));
+    WriteSingle(exactRun, RunSymbol(1));
     EXPECT_EQ(decode(exactRun), S_OK);
     EXPECT_EQ(decode(exactRun, 5), E_UNEXPECTED) << "another vertex count than the mesh has";
+}
+
+TEST(TransformDelta, StreamsShareTheBytesThatTheSizeStates) {
+    // Four vertices with a bit each, two in each stream.
+    BitWriter forward = Begin(1.0f, false, 0);
+    forward.Write(1, 8);
+    forward.Write(0b111100010, 9);
+    forward.Write(0b01, 2);
+    BitWriter backward;
+    backward.Write(0b10, 2);
+    const auto decode = [&](const Bytes& section, std::size_t left = 0) {
+        Decoder decoder(c_Square);
+        const HRESULT hr = decoder.Decode(section);
+        if (hr == S_OK) {
+            EXPECT_EQ(decoder.left, left);
+            ExpectPositions(decoder.Positions(), {{0, 0, 0}, {0, 0, 0}, {0, 1, 0}, {0, 1, 0}});
+        }
+        return hr;
+    };
+    const Bytes whole = Finish(forward, 4, backward);
+    EXPECT_EQ(decode(whole), S_OK);
+    EXPECT_EQ(decode(Finish(forward, 4)), E_UNEXPECTED) << "the streams overlap";
+    Bytes apart = whole;
+    ++apart[4];
+    apart.insert(apart.end() - 1, BYTE{0xFF});
+    EXPECT_EQ(decode(apart), S_OK) << "a byte that neither stream needs";
+
+    const auto sized = [&](std::initializer_list<BYTE> size) {
+        Bytes section = whole;
+        section.erase(section.begin() + 4);
+        section.insert(section.begin() + 4, size);
+        return section;
+    };
+    const auto low = static_cast<BYTE>(whole[4] | 128);
+    EXPECT_EQ(decode(sized({low, 0})), S_OK) << "a longer way to say it";
+    EXPECT_EQ(decode(sized({low, 128, 128, 128, 0})), S_OK);
+    EXPECT_EQ(decode(sized({low, 128, 128, 128, 16})), E_UNEXPECTED) << "2^32 more";
+    EXPECT_EQ(decode(sized({low, 128, 128, 128, 128, 0})), E_UNEXPECTED) << "six bytes";
+    EXPECT_EQ(decode(sized({static_cast<BYTE>(whole[4] + 1)})), E_UNEXPECTED) << "more than there is";
 }
 
 TEST(TransformDelta, BadSectionsLeaveTheHistoryAlone) {
@@ -497,11 +547,11 @@ TEST(TransformDelta, PrefixCodesStayWithinTheLengthLimit) {
     while (counts.size() < 40) {
         counts.push_back(counts[counts.size() - 1] + counts[counts.size() - 2]);
     }
-    const PrefixCode code(counts);
+    const PrefixCode code(counts, c_MaxVertexCodeLength);
     double kraft = 0;
     for (UINT32 symbol = 0; symbol < counts.size(); ++symbol) {
         ASSERT_GE(code.BitsOf(symbol), 1u);
-        ASSERT_LE(code.BitsOf(symbol), c_MaxCodeLength);
+        ASSERT_LE(code.BitsOf(symbol), c_MaxVertexCodeLength);
         kraft += std::ldexp(1.0, -static_cast<int>(code.BitsOf(symbol)));
         if (symbol > 0) {
             EXPECT_LE(code.BitsOf(symbol), code.BitsOf(symbol - 1));
