@@ -1,5 +1,7 @@
 #include "Bench/CapturedClip.h"
 
+#include "Authoring/Frame/FrameEncoder.h"
+#include "Authoring/Scene/SurfaceRun.h"
 #include "Bench/Peers.h"
 
 #include <draco/compression/decode.h>
@@ -196,6 +198,40 @@ std::vector<Mesh> SimulateCapture(const std::vector<Mesh>& clip, unsigned seed, 
         capture.push_back(std::move(delivered));
     }
     return capture;
+}
+
+std::vector<Mesh> TrackCapture(const std::vector<Mesh>& capture, double maxError) {
+    Nimb::Authoring::SurfaceRun run(capture.front());
+    for (std::size_t i = 1; i < capture.size(); ++i) {
+        if (!run.Add(capture[i], maxError).joined) {
+            throw std::runtime_error("frame " + std::to_string(i) + " of the capture does not join the run");
+        }
+    }
+    run.Finish();
+    const Mesh& topology = run.Topology();
+    Nimb::Authoring::FrameEncoder encoder;
+    Nimb::Authoring::KeyFrameOptions key;
+    key.indices = Nimb::Authoring::IndexCoding::EdgeBreaker;
+    encoder.KeyFrame(topology, key);
+    const std::vector<UINT32>& order = encoder.VertexOrder();
+    Mesh ordered;
+    std::vector<UINT32> numbers(topology.positions.size());
+    for (std::size_t i = 0; i < order.size(); ++i) {
+        numbers[order[i]] = static_cast<UINT32>(i);
+        ordered.texCoords.push_back(topology.texCoords[order[i]]);
+    }
+    for (const TarnMeshFace& face : topology.faces) {
+        ordered.faces.push_back({{numbers[face.v[0]], numbers[face.v[1]], numbers[face.v[2]]}});
+    }
+    std::vector<Mesh> frames;
+    for (const Nimb::Authoring::Pose& pose : run.Poses()) {
+        ordered.positions.clear();
+        for (const UINT32 v : order) {
+            ordered.positions.push_back(pose.positions[v]);
+        }
+        frames.push_back(ordered);
+    }
+    return frames;
 }
 
 }  // namespace Bench

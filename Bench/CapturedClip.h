@@ -21,4 +21,8 @@ std::vector<Nimb::Authoring::Mesh> SimulateCapture(const std::vector<Nimb::Autho
 /// corner are gone.
 Nimb::Authoring::Mesh ThroughDraco(const Nimb::Authoring::Mesh& mesh);
 
+/// A run of at most c_RunFrames frames as the encoder sees it: in one topology, vertices in the order in which
+/// EdgeBreaker indices have them decoded. std::runtime_error when a frame does not join the run.
+std::vector<Nimb::Authoring::Mesh> TrackCapture(const std::vector<Nimb::Authoring::Mesh>& capture, double maxError);
+
 }  // namespace Bench

@@ -18,7 +18,7 @@ void EncodeClipFrames(benchmark::State& state, const Subject& subject, std::opti
     constexpr std::size_t interval = 30;
     Nimb::Authoring::CodingOptions options;
     options.delta = coding;
-    options.maxError = PeerPositionError(subject.frames[0]);
+    options.maxError = subject.maxError;
     std::vector<Nimb::Authoring::Moment> moments;
     for (std::size_t i = 0; i < std::min(interval, subject.frames.size()); ++i) {
         moments.push_back({{&subject.frames[i], 0, std::nullopt, false}});

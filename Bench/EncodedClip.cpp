@@ -54,7 +54,7 @@ EncodedClip MakeClip(const Subject& subject, DeltaCoding coding) {
     key.indices = IndexCoding::List2;  // keeps the vertices as they are, so that counts stay comparable
     Nimb::Authoring::DeltaFrameOptions delta;
     delta.coding = coding;
-    delta.maxError = PeerPositionError(subject.frames[0]);
+    delta.maxError = subject.maxError;
     EncodedClip clip;
     clip.wantedError = delta.maxError;
     clip.frames.push_back(encoder.KeyFrame(subject.frames[0], key).bytes);

@@ -1,9 +1,12 @@
 // Runs the benchmarks. Beyond Google Benchmark's own flags: --figure=PATH, or NIMB_BENCH_FIGURE in the environment,
 // names a glTF file with an animated figure; without one only the procedural body is measured.
 #include "Bench/BodyMesh.h"
+#include "Bench/CapturedClip.h"
+#include "Bench/EncodedClip.h"
 #include "Bench/FigureClip.h"
 #include "Bench/Subject.h"
 
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -14,6 +17,7 @@ namespace Bench {
 namespace {
 
 constexpr std::size_t c_BodyFrames = 16;
+constexpr unsigned c_CaptureSeed = 7;
 
 /// Takes --figure=PATH out of the arguments, so that the rest can go to Google Benchmark.
 std::string TakeFigurePath(int& argc, char** argv) {
@@ -57,6 +61,20 @@ void RegisterAll(const Subject& subject) {
     RegisterPeerBenchmarks(subject);
 }
 
+/// Positions as exact as those of the peers.
+Subject MakeSubject(const char* name, std::vector<Nimb::Authoring::Mesh> frames) {
+    const double maxError = PeerPositionError(frames.front());
+    return {name, std::move(frames), maxError};
+}
+
+/// The clip as a capture, with the error limit that `nimb encode` has by default, which is finer than the grid that the
+/// capture's positions are on: most vertices have a correction in every frame.
+Subject MakeCapture(const Subject& clip) {
+    const Nimb::Authoring::Box box = Nimb::Authoring::BoundingBox(clip.frames.front().positions);
+    const double maxError = std::hypot(box.max.x - box.min.x, box.max.y - box.min.y, box.max.z - box.min.z) / 10000;
+    return {"Capture", TrackCapture(SimulateCapture(clip.frames, c_CaptureSeed), maxError), maxError};
+}
+
 int Run(int argc, char** argv) {
     const std::string figurePath = TakeFigurePath(argc, argv);
     benchmark::Initialize(&argc, argv);
@@ -64,13 +82,15 @@ int Run(int argc, char** argv) {
         return 1;
     }
     DescribeMachine();
-    const Subject body{"Body", MakeBodyClip(c_BodyFrames)};
+    const Subject body = MakeSubject("Body", MakeBodyClip(c_BodyFrames));
     RegisterAll(body);
-    Subject figure{"Figure", {}};
+    const Subject capture = MakeCapture(body);
+    RegisterAll(capture);
+    Subject figure;
     if (figurePath.empty()) {
         std::fprintf(stderr, "Figure: skipped, neither --figure=PATH nor NIMB_BENCH_FIGURE names a glTF file\n");
     } else {
-        figure.frames = LoadFigureClip(figurePath);
+        figure = MakeSubject("Figure", LoadFigureClip(figurePath));
         RegisterAll(figure);
     }
     benchmark::RunSpecifiedBenchmarks();

@@ -14,6 +14,7 @@ namespace Bench {
 struct Subject {
     std::string name;                           ///< second part of every benchmark's name
     std::vector<Nimb::Authoring::Mesh> frames;  ///< constant topology, 30 frames a second
+    double maxError;                            ///< of positions in delta frames
     std::size_t Vertices() const { return frames.front().positions.size(); }
     std::size_t Faces() const { return frames.front().faces.size(); }
 };
