@@ -5,6 +5,7 @@
 // result, or a refusal exactly where the model has none.
 #include "Fuzz/CodecModel.h"
 #include "Fuzz/Require.h"
+#include "Fuzz/TransformModel.h"
 #include "Nimb/NimbAssert.h"
 #include "NimbCore/Codings.h"
 #include "Tests/Support/TestSupport.h"
@@ -14,6 +15,7 @@ namespace {
 /// Vertex sections are numbered by their versions.
 enum Section {
     Golomb = NTarnStudioVertexVersion::c_GolombDeltas,
+    Transform = NTarnStudioVertexVersion::c_TransformDeltas,
     Huffman = NTarnStudioVertexVersion::c_HuffmanDeltas,
     Normals = 256,
     List1,
@@ -75,6 +77,7 @@ void PrepareContext(const Setup& setup, Nimb::CNimbMeshReaderCtx& ctx) {
         ctx.m_Positions.push_back({random.Signed(), random.Signed(), random.Signed(), 0});
         ctx.m_HistoryPositions.push_back({random.Signed(), random.Signed(), random.Signed(), 0});
         ctx.m_QuantisedVertices.push_back({1, 2, 3, 0, static_cast<std::int16_t>(i), 7});
+        ctx.m_TransformIndices.push_back(static_cast<BYTE>(i / 3 % 3));
     }
     ctx.m_pPrevMesh = &ctx.m_Positions;
     ctx.m_pPrevPrevMesh = setup.olderFrame ? &ctx.m_HistoryPositions : nullptr;
@@ -144,6 +147,12 @@ std::optional<Outcome> RunModel(const Setup& setup, const BYTE* data, std::size_
     switch (c_Section) {
         case Golomb:
             return OfPlainSection(setup, CodecModel::PlainFromGolomb(in, setup.count));
+        case Transform: {
+            const auto section = CodecModel::TransformsAnew(in, setup.count);
+            return section
+                       ? Run(&CNimbMeshReader::ReadTransformDeltaVertices, setup, section->data(), section->size(), 0)
+                       : Outcome();
+        }
         case Huffman:
             return OfPlainSection(setup, CodecModel::PlainFromHuffman(in, setup.count));
         case List2:

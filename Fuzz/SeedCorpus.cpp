@@ -3,6 +3,7 @@
 #include "Authoring/Codec/IndexStreams.h"
 #include "Authoring/Codec/MeshPayload.h"
 #include "Authoring/Codec/TextureTransform.h"
+#include "Authoring/Codec/TransformSection.h"
 #include "Authoring/Codec/VertexStreams.h"
 #include "Authoring/Codec/XtraAttributes.h"
 #include "Authoring/Frame/DeltaSection.h"
@@ -126,6 +127,28 @@ void WriteVertexSections(CorpusWriter& corpus) {
     write("Normals", normals.Take());
 }
 
+/// Corrections from few to many and from small to large, so that all kinds of symbols and tables occur.
+void WriteTransformSections(CorpusWriter& corpus) {
+    using namespace Nimb::TransformDeltas;
+    for (UINT32 seed = 0; seed < 12; ++seed) {
+        NimbTest::Random random(seed);
+        TransformSection section{0.125f, seed % 4 == 3, seed, {}, PartMap(64), std::vector<Correction>(64)};
+        for (UINT32 kind = 0; kind <= seed % 4; ++kind) {
+            section.transforms.push_back({static_cast<Kind>(kind), 1, 10, {3, -40, 500}, {-1, 20, 0}});
+        }
+        for (std::size_t i = 0; i < section.parts.size(); ++i) {
+            section.parts[i] = static_cast<BYTE>(i / 7 % section.transforms.size());
+            for (std::size_t axis = 0; axis < 3 && random.Below(12) <= seed; ++axis) {
+                const auto reach = static_cast<INT32>(1u << (seed + axis));
+                section.corrections[i].axis[axis] =
+                    static_cast<std::int16_t>(random.Signed() * static_cast<float>(reach));
+            }
+        }
+        corpus.Write("CodecFuzzTransform", "corrections" + std::to_string(seed),
+                     Prefixed({seed, 64, 0}, WriteTransformSection(section).bytes));
+    }
+}
+
 void WriteIndexSections(CorpusWriter& corpus) {
     const std::vector<TarnMeshFace> faces = NimbTest::MakeSheet(4, 3).faces;
     const std::vector<TarnMeshFace> wide = {{{1000000, 70000, 5}}, {{0xFFFFFFFF, 70001, 200}}};
@@ -190,6 +213,7 @@ int main(int argc, char** argv) {
         CorpusWriter corpus(argv[1]);
         WriteSequences(corpus);
         WriteVertexSections(corpus);
+        WriteTransformSections(corpus);
         WriteIndexSections(corpus);
         WriteContainers(corpus);
         WriteRoundTrips(corpus);
