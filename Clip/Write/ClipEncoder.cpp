@@ -217,12 +217,12 @@ std::unique_ptr<Pictures> StartPictures(const Work& work) {
 /// Encodes all frames and hands them to the writer in order.
 void WriteFrames(const Work& work, const EncodeOptions& options, SoundTrack& sound, Mp4Writer& writer, Written& written,
                  const EncodeProgress& progress) {
-    const SegmentOptions segmentOptions{options.match, work.plan.surfaceLimit,
-                                        MeshOptions(options, work.plan.errorLimit)};
     const std::vector<Segment>& segments = work.plan.segments;
     const std::vector<PlacedSubMesh> placed = PlaceSubMeshes(work.plan.subMeshes, work.pictures.Layout());
     std::atomic<std::size_t> meshesDone{0};
-    const std::size_t threads = SegmentsAtOnce(work.plan, work.threads);
+    const std::size_t threads = std::min(SegmentsAtOnce(work.plan, work.threads), segments.size());
+    const SegmentOptions segmentOptions{options.match, work.plan.surfaceLimit,
+                                        MeshOptions(options, work.plan.errorLimit), work.threads / threads};
     OrderedTasks<std::vector<SegmentFrame>> meshes(
         "nimb mesh", segments.size(), threads, threads + 2, [&](std::size_t i, const std::atomic<bool>& stop) {
             std::vector<SegmentFrame> frames =

@@ -2,6 +2,7 @@
 
 #include "Authoring/Frame/SegmentEncoder.h"
 #include "Authoring/Scene/SurfaceRun.h"
+#include "Clip/Write/OrderedTasks.h"
 #include "NimbCore/NimbComPtr.h"
 #include "NimbCore/NimbCrossPlatform.h"
 #include "NimbCore/NimbMeshReader.h"
@@ -157,11 +158,14 @@ std::vector<SegmentFrame> EncodeClipSegment(const SubMeshSource& source, const s
     for (std::size_t i = 0; i < subMeshes.size(); ++i) {
         runs.emplace_back(options.match);
     }
+    OrderedTasks<std::vector<Mesh>> loads(
+        "nimb load", segment.count, options.threads, options.threads + 1,
+        [&](std::size_t i, const std::atomic<bool>&) { return source.Load(segment.first + i); });
     for (std::size_t i = 0; i < segment.count; ++i) {
+        std::vector<Mesh> loaded = loads.Next([] {});
         if (stop) {
             return {};
         }
-        std::vector<Mesh> loaded = source.Load(segment.first + i);
         for (std::size_t k = 0; k < subMeshes.size(); ++k) {
             runs[k].Add(std::move(loaded[subMeshes[k].subMesh]), options.surfaceLimit);
         }

@@ -23,6 +23,7 @@ struct SegmentOptions {
     MatchRule match = MatchRule::Surface;
     double surfaceLimit = 0;  ///< see ClipPlan
     CodingOptions coding;     ///< `maxError` is the limit for the sum of both errors
+    std::size_t threads = 1;  ///< that load frames for one segment
 };
 
 /// A frame as it goes into the file.
