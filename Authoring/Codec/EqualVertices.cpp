@@ -81,4 +81,8 @@ void EqualVertices::Distinguish(const std::vector<Vec3>& values) {
     });
 }
 
+void EqualVertices::Distinguish(const std::vector<std::array<float, 4>>& values) {
+    DistinguishBy(4, [&](std::size_t v, std::size_t i) { return values[v][i]; });
+}
+
 }  // namespace Nimb::Authoring

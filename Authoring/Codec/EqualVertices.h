@@ -3,6 +3,7 @@
 
 #include "Authoring/Codec/Mesh.h"
 
+#include <array>
 #include <cstddef>
 #include <vector>
 
@@ -19,6 +20,7 @@ public:
     void Distinguish(const std::vector<Number>& values, std::size_t width);
     void Distinguish(const std::vector<Vec2>& values);
     void Distinguish(const std::vector<Vec3>& values);
+    void Distinguish(const std::vector<std::array<float, 4>>& values);
 
     /// For each vertex the first that is equal to it: its own number if that is the vertex itself.
     const std::vector<UINT32>& First() const { return m_First; }

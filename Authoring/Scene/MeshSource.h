@@ -27,6 +27,7 @@ struct MaterialMesh {
 
 struct SourceFrame {
     std::vector<MaterialMesh> meshes;  ///< materials ascending, each at most once
+    std::size_t welded = 0;            ///< vertices of the input that are gone since they are equal to others
 };
 
 /// Frames are numbered from 0. Any thread may call the functions, several at once; those that load throw InputError.

@@ -1,6 +1,8 @@
 #include "Authoring/Source/GltfPrimitives.h"
 
+#include "Authoring/Codec/EqualVertices.h"
 #include "Authoring/Source/GltfMaterial.h"
+#include "Authoring/Source/Weld.h"
 
 #include <algorithm>
 
@@ -35,9 +37,14 @@ bool FacesOf(const std::vector<UINT32>& indices, std::size_t mode, std::vector<T
 class PrimitiveReader {
 public:
     /// `vertices` counts what has been read so far; `name` is for messages.
-    PrimitiveReader(const GltfFile& file, Materials materials, Warnings* pWarnings, std::string name,
-                    std::size_t& vertices)
-        : m_File(file), m_Materials(materials), m_pWarnings(pWarnings), m_Name(std::move(name)), m_Vertices(vertices) {}
+    PrimitiveReader(const GltfFile& file, Materials materials, Duplicates duplicates, Warnings* pWarnings,
+                    std::string name, std::size_t& vertices)
+        : m_File(file),
+          m_Materials(materials),
+          m_Duplicates(duplicates),
+          m_pWarnings(pWarnings),
+          m_Name(std::move(name)),
+          m_Vertices(vertices) {}
 
     /// False when there are no triangles.
     bool Read(const Json& object, ScenePrimitive& primitive) {
@@ -52,17 +59,37 @@ public:
             return false;
         }
         primitive.material = IndexIn(object, "material", m_File.Count("materials"));
-        ReadSurface(attributes, positions.size(), faces, primitive);
-        if (primitive.surface.faces.empty()) {
-            return false;
+        const bool isTextured =
+            m_Materials == Materials::Ignore || ReadGltfMaterial(m_File, primitive.material).picture.has_value();
+        const std::optional<std::vector<Colour>> colours = ReadColours(attributes, positions.size(), isTextured);
+        TextureUse use;
+        std::vector<Vec2> texCoords;
+        if (!colours) {
+            use = ReadTextureUse(m_File, primitive.material);
+            texCoords = ReadTexCoords(attributes, use, positions.size(), isTextured);
         }
-        const std::vector<UINT32>& origin = primitive.surface.origin;
-        primitive.positions = Gather(positions, origin);
+        primitive.positions = positions;
         if (attributes.contains("NORMAL")) {
-            primitive.normals = Gather(VectorsAt(attributes, "NORMAL", positions.size()), origin);
+            primitive.normals = VectorsAt(attributes, "NORMAL", positions.size());
         }
         ReadTargets(object, positions.size(), primitive);
         ReadInfluences(attributes, positions.size(), primitive);
+        if (m_Duplicates == Duplicates::Weld) {
+            Weld(primitive, texCoords, colours, faces);
+        }
+        if (colours) {
+            primitive.painted = SurfaceOf(faces, *colours);
+            primitive.surface = {primitive.painted->charts.origin, {}, primitive.painted->charts.faces};
+        } else {
+            const WrapModes clamp{Wrap::Clamp, Wrap::Clamp};
+            primitive.surface = FitIntoPicture(texCoords, faces, isTextured ? use.wrap : clamp, [&](std::size_t face) {
+                return m_File.Path() + ": " + m_Name + ", triangle " + std::to_string(face);
+            });
+        }
+        if (primitive.surface.faces.empty()) {
+            return false;
+        }
+        TakeVertices(primitive);
         return true;
     }
 
@@ -114,24 +141,26 @@ private:
         return colours;
     }
 
-    void ReadSurface(const Json& attributes, std::size_t vertices, const std::vector<TarnMeshFace>& faces,
-                     ScenePrimitive& primitive) const {
-        const bool isTextured =
-            m_Materials == Materials::Ignore || ReadGltfMaterial(m_File, primitive.material).picture.has_value();
-        if (attributes.contains("COLOR_0")) {
-            const std::vector<Colour> colours = ColoursAt(attributes, vertices);
-            if (!isTextured) {
-                primitive.painted = SurfaceOf(faces, colours);
-                primitive.surface = {primitive.painted->charts.origin, {}, primitive.painted->charts.faces};
-                return;
-            }
-            const bool areWhite =
-                std::all_of(colours.begin(), colours.end(), [](const Colour& colour) { return colour == c_White; });
-            if (!areWhite && m_pWarnings != nullptr) {
-                m_pWarnings->Add(c_DroppedColours, m_File.Path() + ": " + m_Name);
-            }
+    /// None: there are none to be painted.
+    std::optional<std::vector<Colour>> ReadColours(const Json& attributes, std::size_t vertices,
+                                                   bool isTextured) const {
+        if (!attributes.contains("COLOR_0")) {
+            return std::nullopt;
         }
-        const TextureUse use = ReadTextureUse(m_File, primitive.material);
+        std::vector<Colour> colours = ColoursAt(attributes, vertices);
+        if (!isTextured) {
+            return colours;
+        }
+        const bool areWhite =
+            std::all_of(colours.begin(), colours.end(), [](const Colour& colour) { return colour == c_White; });
+        if (!areWhite && m_pWarnings != nullptr) {
+            m_pWarnings->Add(c_DroppedColours, m_File.Path() + ": " + m_Name);
+        }
+        return std::nullopt;
+    }
+
+    std::vector<Vec2> ReadTexCoords(const Json& attributes, const TextureUse& use, std::size_t vertices,
+                                    bool isTextured) const {
         const std::string key = "TEXCOORD_" + std::to_string(use.set);
         std::vector<Vec2> texCoords(vertices, Vec2{0.5F, 0.5F});
         if (attributes.contains(key)) {
@@ -143,20 +172,17 @@ private:
         } else if (isTextured) {
             Fail("no texture coordinates (" + key + ")");
         }
-        const WrapModes clamp{Wrap::Clamp, Wrap::Clamp};
-        primitive.surface = FitIntoPicture(texCoords, faces, isTextured ? use.wrap : clamp, [&](std::size_t face) {
-            return m_File.Path() + ": " + m_Name + ", triangle " + std::to_string(face);
-        });
+        return texCoords;
     }
 
     void ReadTargets(const Json& object, std::size_t vertices, ScenePrimitive& primitive) const {
         for (const Json& target : object.value("targets", Json::array())) {
             MorphTarget morph;
             if (target.contains("POSITION")) {
-                morph.positions = Gather(VectorsAt(target, "POSITION", vertices), primitive.surface.origin);
+                morph.positions = VectorsAt(target, "POSITION", vertices);
             }
             if (target.contains("NORMAL") && !primitive.normals.empty()) {
-                morph.normals = Gather(VectorsAt(target, "NORMAL", vertices), primitive.surface.origin);
+                morph.normals = VectorsAt(target, "NORMAL", vertices);
             }
             primitive.targets.push_back(std::move(morph));
         }
@@ -173,7 +199,7 @@ private:
             CheckCount(weights.back().size() / 4, vertices, weight);
         }
         primitive.influences = 4 * joints.size();
-        for (const UINT32 v : primitive.surface.origin) {
+        for (std::size_t v = 0; v < vertices; ++v) {
             double sum = 0;
             for (const std::vector<double>& set : weights) {
                 sum += set[4 * v] + set[4 * v + 1] + set[4 * v + 2] + set[4 * v + 3];
@@ -188,8 +214,67 @@ private:
         }
     }
 
+    /// What is equal in all that is stored stays equal whatever moves the primitive, so the faces stay the same over an
+    /// animation.
+    static void Weld(ScenePrimitive& primitive, const std::vector<Vec2>& texCoords,
+                     const std::optional<std::vector<Colour>>& colours, std::vector<TarnMeshFace>& faces) {
+        EqualVertices vertices(primitive.positions.size());
+        vertices.Distinguish(primitive.positions);
+        if (!primitive.normals.empty()) {
+            vertices.Distinguish(primitive.normals);
+        }
+        if (!texCoords.empty()) {
+            vertices.Distinguish(texCoords);
+        }
+        if (colours) {
+            vertices.Distinguish(*colours);
+        }
+        for (const MorphTarget& target : primitive.targets) {
+            for (const std::vector<Vec3>* differences : {&target.positions, &target.normals}) {
+                if (!differences->empty()) {
+                    vertices.Distinguish(*differences);
+                }
+            }
+        }
+        vertices.Distinguish(primitive.joints, primitive.influences);
+        vertices.Distinguish(primitive.weights, primitive.influences);
+        primitive.welded = CountWelded(faces, vertices.First());
+        for (TarnMeshFace& face : faces) {
+            for (UINT32& v : face.v) {
+                v = vertices.First()[v];
+            }
+        }
+    }
+
+    /// The vertices that the surface needs.
+    static void TakeVertices(ScenePrimitive& primitive) {
+        const std::vector<UINT32>& origin = primitive.surface.origin;
+        primitive.positions = Gather(primitive.positions, origin);
+        for (MorphTarget& target : primitive.targets) {
+            for (std::vector<Vec3>* differences : {&target.positions, &target.normals}) {
+                if (!differences->empty()) {
+                    *differences = Gather(*differences, origin);
+                }
+            }
+        }
+        if (!primitive.normals.empty()) {
+            primitive.normals = Gather(primitive.normals, origin);
+        }
+        std::vector<UINT32> joints;
+        std::vector<double> weights;
+        for (const UINT32 v : origin) {
+            for (std::size_t i = v * primitive.influences; i < (v + 1) * primitive.influences; ++i) {
+                joints.push_back(primitive.joints[i]);
+                weights.push_back(primitive.weights[i]);
+            }
+        }
+        primitive.joints = std::move(joints);
+        primitive.weights = std::move(weights);
+    }
+
     const GltfFile& m_File;
     const Materials m_Materials;
+    const Duplicates m_Duplicates;
     Warnings* const m_pWarnings;
     const std::string m_Name;
     std::size_t& m_Vertices;
@@ -204,7 +289,8 @@ const std::vector<std::size_t>& GltfPrimitives::PrimitivesOf(std::size_t mesh) {
         for (std::size_t i = 0; i < list.size(); ++i) {
             const std::string name = "mesh " + std::to_string(mesh) + ", primitive " + std::to_string(i);
             ScenePrimitive primitive;
-            if (PrimitiveReader(m_File, m_Materials, m_pWarnings, name, m_Vertices).Read(list.at(i), primitive)) {
+            if (PrimitiveReader(m_File, m_Materials, m_Duplicates, m_pWarnings, name, m_Vertices)
+                    .Read(list.at(i), primitive)) {
                 entry->second.push_back(m_Primitives.size());
                 m_Primitives.push_back(std::move(primitive));
             }

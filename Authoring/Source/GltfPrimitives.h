@@ -5,6 +5,7 @@
 #include "Authoring/Source/GltfFile.h"
 #include "Authoring/Source/ImportedMesh.h"
 #include "Authoring/Source/Scene.h"
+#include "Authoring/Source/Weld.h"
 
 #include <cstddef>
 #include <map>
@@ -19,9 +20,13 @@ public:
     static constexpr std::size_t c_MaxVertices = std::size_t{1} << 26;
 
     /// `pWarnings` may be null.
-    GltfPrimitives(const GltfFile& file, Materials materials, Warnings* pWarnings,
+    GltfPrimitives(const GltfFile& file, Materials materials, Duplicates duplicates, Warnings* pWarnings,
                    std::vector<ScenePrimitive>& primitives)
-        : m_File(file), m_Materials(materials), m_pWarnings(pWarnings), m_Primitives(primitives) {}
+        : m_File(file),
+          m_Materials(materials),
+          m_Duplicates(duplicates),
+          m_pWarnings(pWarnings),
+          m_Primitives(primitives) {}
 
     /// Places in the list of a mesh's primitives, without those that have no triangles. `material` of a primitive is a
     /// number of the file's list, or the length of that list for the default material.
@@ -30,6 +35,7 @@ public:
 private:
     const GltfFile& m_File;
     const Materials m_Materials;
+    const Duplicates m_Duplicates;
     Warnings* const m_pWarnings;
     std::vector<ScenePrimitive>& m_Primitives;
     std::map<std::size_t, std::vector<std::size_t>> m_Meshes;

@@ -20,12 +20,12 @@ namespace {
 
 class SceneReader {
 public:
-    SceneReader(const std::string& path, Materials materials, const SourceOptions& options)
+    SceneReader(const std::string& path, Materials materials, Duplicates duplicates, const SourceOptions& options)
         : m_File(path),
           m_Materials(materials),
           m_pWarnings(options.pWarnings),
           m_Skipped(options.skipMeshes),
-          m_Primitives(m_File, materials, m_pWarnings, m_Scene.primitives) {}
+          m_Primitives(m_File, materials, duplicates, m_pWarnings, m_Scene.primitives) {}
 
     Scene Read(const std::optional<std::string>& animation) {
         CheckExtensions(m_File, m_pWarnings);
@@ -286,7 +286,8 @@ private:
 Scene ReadGltfScene(const std::string& path, const std::optional<std::string>& animation, Materials materials,
                     const SourceOptions& options) {
     try {
-        return SceneReader(path, materials, options).Read(animation);
+        const Duplicates duplicates = animation ? Duplicates::Weld : Duplicates::Keep;
+        return SceneReader(path, materials, duplicates, options).Read(animation);
     } catch (const Json::exception& e) {
         throw InputError(path + ": " + e.what());
     } catch (const std::out_of_range& e) {

@@ -66,6 +66,9 @@ struct SourceOptions {
 /// [0, 1] are brought inside by whole periods, triangle by triangle; a triangle that reaches across the picture's edge
 /// is an error. (A glTF texture that is not repeated is clamped instead.)
 ///
+/// Vertices that are equal in every attribute are one: in a scene those of a primitive that are equal in all that the
+/// file stores of them, so that it holds at any time; in a sequence those of a material with a texture, see FrameWeld.
+///
 /// Whether files exist, the first frame and its pictures are checked here, everything else when a frame is loaded. Only
 /// a few frames are kept in memory. Throws InputError; std::invalid_argument for options out of range, such as frames
 /// that the input does not have.

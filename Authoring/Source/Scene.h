@@ -45,6 +45,7 @@ struct ScenePrimitive {
     std::size_t influences = 0;   ///< joints a vertex has
     std::vector<UINT32> joints;   ///< `influences` for each vertex: places in the skin's list
     std::vector<double> weights;  ///< likewise; their sum is 1
+    std::size_t welded = 0;       ///< vertices of the file that are gone since they are equal to others
 };
 
 struct SceneSkin {

@@ -138,6 +138,7 @@ SourceFrame PoseAt(const Scene& scene, double time) {
         world[i] = nodes[i].parent == c_NoNode ? local : world[nodes[i].parent] * glm::dmat4(local);
     }
     std::vector<Mesh> meshes(scene.materials.size());
+    SourceFrame frame;
     for (const SceneInstance& instance : scene.instances) {
         const ScenePrimitive& primitive = scene.primitives[instance.primitive];
         Mesh mesh{primitive.positions, primitive.surface.texCoords, primitive.normals, primitive.surface.faces};
@@ -155,8 +156,8 @@ SourceFrame PoseAt(const Scene& scene, double time) {
         }
         Transform(primitive, world[instance.node], joints, mesh);
         Append(meshes[primitive.material], mesh);
+        frame.welded += primitive.welded;
     }
-    SourceFrame frame;
     for (std::size_t i = 0; i < meshes.size(); ++i) {
         frame.meshes.push_back({i, std::move(meshes[i])});
     }

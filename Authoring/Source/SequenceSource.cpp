@@ -9,6 +9,7 @@
 #include "Authoring/Source/ScenePaint.h"
 #include "Authoring/Source/ScenePose.h"
 #include "Authoring/Source/SourceFactories.h"
+#include "Authoring/Source/Weld.h"
 
 #include <map>
 #include <stdexcept>
@@ -23,6 +24,7 @@ constexpr std::size_t c_CachedFrames = 6;
 struct FileFrame {
     std::vector<SourceMaterial> materials;
     std::vector<MaterialMesh> meshes;  ///< `material` is a place in `materials`
+    std::size_t welded = 0;            ///< vertices that are gone since they are equal to others
 };
 
 FileFrame ReadScene(const std::string& path, Materials materials, const SourceOptions& options,
@@ -116,6 +118,7 @@ public:
             meshes[materials[materialMesh.material]] = materialMesh.mesh;
         }
         SourceFrame result;
+        result.welded = loaded->welded;
         for (auto& [material, mesh] : meshes) {
             result.meshes.push_back({material, std::move(mesh)});
         }
@@ -147,10 +150,16 @@ private:
           m_Range(RangeOf(m_Files, options.input, options.firstFrame, options.lastFrame)),
           m_Pictures(options, m_Files.paths.size(), m_Range, NumbersInNames(m_Files, options.input)),
           m_Frames(c_CachedFrames) {
-        for (const SourceMaterial& material : Load(0)->materials) {
+        FileFrame first = Read(0);
+        for (const SourceMaterial& material : first.materials) {
             m_MaterialNames.push_back(material.name);
             m_PaintSizes.push_back(material.painting ? material.painting->size : c_NotPainted);
         }
+        m_Welds.resize(m_MaterialNames.size());
+        for (const MaterialMesh& materialMesh : first.meshes) {
+            m_Welds[materialMesh.material] = FrameWeld(materialMesh.mesh);
+        }
+        m_Frames.Get(0, [&] { return Welded(std::move(first), 0); });
         m_Pictures.SetMaterialCount(m_MaterialNames.size());
         for (std::size_t material = 0; material < m_MaterialNames.size(); ++material) {
             Texture(0, material);
@@ -158,12 +167,24 @@ private:
     }
 
     std::shared_ptr<const FileFrame> Load(std::size_t frame) const {
-        return m_Frames.Get(frame, [&] {
-            return ReadFrame(FrameName(frame), m_Options,
-                             [&](const std::vector<SourceMaterial>& materials, std::size_t material, bool hasColours) {
-                                 return PaintSize(materials, material, hasColours, frame);
-                             });
-        });
+        return m_Frames.Get(frame, [&] { return Welded(Read(frame), frame); });
+    }
+
+    FileFrame Read(std::size_t frame) const {
+        return ReadFrame(FrameName(frame), m_Options,
+                         [&](const std::vector<SourceMaterial>& materials, std::size_t material, bool hasColours) {
+                             return PaintSize(materials, material, hasColours, frame);
+                         });
+    }
+
+    FileFrame Welded(FileFrame loaded, std::size_t frame) const {
+        const std::vector<std::size_t> materials = MaterialsOf(loaded.materials, frame);
+        for (MaterialMesh& materialMesh : loaded.meshes) {
+            if (m_Pictures.AreNamed() || loaded.materials[materialMesh.material].picture) {
+                loaded.welded += m_Welds[materials[materialMesh.material]].Apply(materialMesh.mesh);
+            }
+        }
+        return loaded;
     }
 
     /// The first frame may choose the size of a picture; later ones keep it.
@@ -215,6 +236,7 @@ private:
     const FileRange m_Range;
     std::vector<std::string> m_MaterialNames;
     std::vector<PictureSize> m_PaintSizes;  ///< for each material, that of the first frame's painting
+    std::vector<FrameWeld> m_Welds;         ///< likewise
     mutable FramePictures m_Pictures;
     mutable LoadingCache<std::size_t, FileFrame> m_Frames;
 };

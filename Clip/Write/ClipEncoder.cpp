@@ -181,8 +181,9 @@ struct Work {
     Work& operator=(const Work&) = delete;
 
     ClipExamination Examination() const {
-        ClipExamination clip{subMeshes.Source().FrameCount(), rate.Value(), plan.subMeshes.size(), plan.maxFaces, {},
-                             pictures.Layout().size,          plan.box,     plan.errorLimit};
+        ClipExamination clip{
+            subMeshes.Source().FrameCount(), rate.Value(), plan.subMeshes.size(), plan.maxFaces, plan.maxWelded, {},
+            pictures.Layout().size,          plan.box,     plan.errorLimit};
         for (const Segment& segment : plan.segments) {
             clip.keyFrames.push_back({segment.first, segment.reason});
         }

@@ -50,6 +50,7 @@ struct ClipExamination {
     double frameRate = 0;
     std::size_t subMeshes = 0;
     std::size_t maxFaces = 0;             ///< of any of the source's frames
+    std::size_t maxWelded = 0;            ///< likewise: vertices that are gone since they are equal to others
     std::vector<KeyFrameNote> keyFrames;  ///< those that the surface and the key frame interval ask for
     PictureSize atlas;
     Box box;  ///< of all frames

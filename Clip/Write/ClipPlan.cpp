@@ -24,6 +24,7 @@ struct ExaminedFrame {
     std::optional<Box> box;     // none: the frame is empty
     double keyFrameError = 0;   // at most, of any sub-mesh
     std::size_t faces = 0;
+    std::size_t welded = 0;
 
     std::optional<FaceDifference> difference;  // from the frame before, of the sub-mesh with the smallest share
 };
@@ -75,8 +76,10 @@ std::vector<ExaminedFrame> ExamineBlock(const SubMeshSource& subMeshes, std::siz
     std::vector<ExaminedFrame> frames;
     std::vector<Mesh> before = first == 0 ? std::vector<Mesh>() : subMeshes.Load(first - 1);
     for (std::size_t frame = first; frame < end && !stop; ++frame) {
-        std::vector<Mesh> meshes = subMeshes.Load(frame);
+        std::size_t welded = 0;
+        std::vector<Mesh> meshes = subMeshes.Load(frame, &welded);
         frames.push_back(Examine(meshes, before));
+        frames.back().welded = welded;
         before = std::move(meshes);
     }
     return frames;
@@ -154,6 +157,7 @@ ClipPlan PlanClip(const SubMeshSource& subMeshes, const PlanOptions& options,
                 box = box ? Union(*box, *examined.box) : *examined.box;
             }
             plan.maxFaces = std::max(plan.maxFaces, examined.faces);
+            plan.maxWelded = std::max(plan.maxWelded, examined.welded);
             if (examined.keyFrameError > possible) {
                 possible = examined.keyFrameError;
                 worst = frame;

@@ -25,6 +25,7 @@ struct ClipPlan {
     double surfaceLimit = 0;             ///< what surfaces may differ by for one to go on in the other's topology; the
                                          ///< rest of the error limit is left for coding
     std::size_t maxFaces = 0;            ///< of any frame
+    std::size_t maxWelded = 0;           ///< likewise; see SourceFrame
     std::vector<std::size_t> subMeshes;  ///< those that occur in any frame, at least one
     std::vector<Segment> segments;
 };

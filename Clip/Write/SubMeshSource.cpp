@@ -85,8 +85,11 @@ void SubMeshSource::Check(const MaterialMesh& materialMesh, std::size_t frame) c
     }
 }
 
-std::vector<Mesh> SubMeshSource::Load(std::size_t frame) const {
+std::vector<Mesh> SubMeshSource::Load(std::size_t frame, std::size_t* pWelded) const {
     const SourceFrame loaded = m_Source.Frame(frame);
+    if (pWelded != nullptr) {
+        *pWelded = loaded.welded;
+    }
     std::vector<Mesh> meshes(Count());
     for (const MaterialMesh& materialMesh : loaded.meshes) {
         Check(materialMesh, frame);

@@ -21,8 +21,9 @@ public:
 
     /// The meshes of a frame, one for each sub-mesh; without faces when it does not occur in the frame. Throws
     /// InputError, naming frame and material, for numbers that are not finite, texture coordinates that are missing or
-    /// outside the texture, normals that are missing, and faces beyond the vertices.
-    std::vector<Mesh> Load(std::size_t frame) const;
+    /// outside the texture, normals that are missing, and faces beyond the vertices. `pWelded` may be null; see
+    /// SourceFrame.
+    std::vector<Mesh> Load(std::size_t frame, std::size_t* pWelded = nullptr) const;
 
     /// The picture of a sub-mesh. Throws InputError when its materials show different ones in this frame, or when the
     /// picture has another size than in the first frame.

@@ -85,6 +85,12 @@ Json ErrorJson(const EncodeReport& report) {
     return {{"max", report.maxError}, {"frame", report.maxErrorFrame}, {"limit", report.clip.errorLimit}};
 }
 
+void PrintWelded(const ClipExamination& clip) {
+    if (clip.maxWelded > 0) {
+        std::printf("welded       %zu vertices a frame at most: equal to others in every attribute\n", clip.maxWelded);
+    }
+}
+
 /// The numbers are those that `nimb info` finds in the file.
 void PrintSummary(const std::string& clip, const EncodeReport& report, std::chrono::duration<double> elapsed,
                   RunOutput output) {
@@ -93,6 +99,7 @@ void PrintSummary(const std::string& clip, const EncodeReport& report, std::chro
     if (output == RunOutput::Json) {
         Json json = ToJson(reader, Authoring::ReadClipAttributes(clip));
         json["summary"] = ToJson(summary);
+        json["maxWelded"] = report.clip.maxWelded;
         json["keyFrames"] = ToJson(report.keyFrames);
         json["error"] = ErrorJson(report);
         json["elapsedSeconds"] = elapsed.count();
@@ -100,6 +107,7 @@ void PrintSummary(const std::string& clip, const EncodeReport& report, std::chro
         return;
     }
     PrintClip(reader, summary);
+    PrintWelded(report.clip);
     std::printf("key frames   %s\n", KeyFrameText(report.keyFrames, summary.frames).c_str());
     std::printf("error        surfaces %.3g apart at most (frame %zu), limit %.3g\n", report.maxError,
                 report.maxErrorFrame, report.clip.errorLimit);
@@ -112,6 +120,7 @@ void PrintExamination(const std::string& input, const ClipExamination& clip) {
     std::printf("%s: %zu frames, %.5g a second, %.3f s; nothing was written\n", input.c_str(), clip.frames,
                 clip.frameRate, static_cast<double>(clip.frames) / clip.frameRate);
     std::printf("surface      %zu faces at most; sub-meshes: %zu\n", clip.maxFaces, clip.subMeshes);
+    PrintWelded(clip);
     std::printf("key frames   %s\n", KeyFrameText(clip.keyFrames, clip.frames).c_str());
     std::printf("box          (%g, %g, %g) to (%g, %g, %g)\n", static_cast<double>(clip.box.min.x),
                 static_cast<double>(clip.box.min.y), static_cast<double>(clip.box.min.z),
@@ -127,6 +136,7 @@ Json ExaminationJson(const std::string& input, const ClipExamination& clip) {
             {"frameRate", clip.frameRate},
             {"seconds", static_cast<double>(clip.frames) / clip.frameRate},
             {"maxFaces", clip.maxFaces},
+            {"maxWelded", clip.maxWelded},
             {"subMeshes", clip.subMeshes},
             {"keyFrames", ToJson(clip.keyFrames)},
             {"box", ToJson(clip.box)},

@@ -117,6 +117,53 @@ TEST_F(GltfSourceTest, SkinsAndMorphTargetsDeformTheirVertices) {
     EXPECT_EQ(CornersOf(OnlyMesh(options, 1)), "(0 0 3)(1 1 1)(0 1.5 3) ");
 }
 
+TEST_F(GltfSourceTest, VerticesThatAreEqualInEverythingStoredAreOne) {
+    // A quad of two triangles without indices, and a third that joins a vertex to itself.
+    const std::vector<float> corners = {0, 0, 0, 1, 0, 0, 1, 1, 0, -0.0F, 0, 0, 1, 1,
+                                        0, 0, 1, 0, 0, 0, 0, 0, 0, 0,     1, 1, 0};
+    const auto framesOf = [&](const char* attribute) {
+        GltfBuilder builder;
+        const std::size_t mesh = builder.Triangle();
+        Json& primitive = builder.Primitive(mesh);
+        primitive.erase("indices");
+        std::vector<float> texCoords(18, 0.25F), normals(27, 1), weights(36, 0.25F), moved(27, 0), bent(27, 0);
+        std::vector<std::uint8_t> joints(36, 1);
+        // The fourth vertex, elsewhere equal to the first, is told apart by one attribute.
+        const std::string apart = attribute;
+        (apart == "uv"       ? texCoords[6]
+         : apart == "normal" ? normals[9]
+         : apart == "weight" ? weights[12]
+                             : moved[9]) += apart == "" || apart == "joint" || apart == "bend" ? 0 : 0.5F;
+        joints[12] = apart == "joint" ? 0 : 1;
+        bent[9] = apart == "bend" ? 1 : 0;
+        primitive["attributes"] = {
+            {"POSITION", builder.Floats("VEC3", corners)},  {"TEXCOORD_0", builder.Floats("VEC2", texCoords)},
+            {"NORMAL", builder.Floats("VEC3", normals)},    {"JOINTS_0", builder.Bytes("VEC4", joints)},
+            {"WEIGHTS_0", builder.Floats("VEC4", weights)},
+        };
+        primitive["targets"] = {
+            {{"POSITION", builder.Floats("VEC3", moved)}, {"NORMAL", builder.Floats("VEC3", bent)}}};
+        builder.root["meshes"][mesh]["weights"] = {0};
+        builder.Append("nodes", {{"mesh", mesh}, {"skin", 0}});
+        builder.Append("nodes", {{"translation", {0, 0, 0}}});
+        builder.Append("skins", {{"joints", {1, 1}}});
+        builder.Animate(0, 0, "weights", "LINEAR", {0, 1}, "SCALAR", {0, 1});
+        SourceOptions options = WriteScene(builder);
+        options.frameRate = 2;
+        std::string text;
+        for (std::size_t i = 0; i < 2; ++i) {
+            const SourceFrame frame = OpenMeshSource(options)->Frame(i);
+            text += std::to_string(frame.meshes.at(0).mesh.positions.size()) + " of " +
+                    std::to_string(frame.meshes.at(0).mesh.faces.size()) + ", " + std::to_string(frame.welded) + "; ";
+        }
+        return text;
+    };
+    EXPECT_EQ(framesOf(""), "4 of 2, 5; 4 of 2, 5; ");
+    for (const char* const attribute : {"uv", "normal", "joint", "weight", "move", "bend"}) {
+        EXPECT_EQ(framesOf(attribute), "5 of 2, 4; 5 of 2, 4; ") << attribute << ": also while it does not show";
+    }
+}
+
 TEST_F(GltfSourceTest, MaterialsArePicturesAndColours) {
     std::ifstream file(WritePicture("t.png", 4, 255), std::ios::binary);
     const std::string png{std::istreambuf_iterator<char>(file), {}};

@@ -1,6 +1,7 @@
 #include "Tests/Authoring/Source/SourceTest.h"
 
 #include <cmath>
+#include <sstream>
 #include <thread>
 
 using namespace Nimb::Authoring;
@@ -75,6 +76,49 @@ TEST_F(SequenceTest, MissingAndMixedFilesAreNamed) {
     ExpectContains(ErrorOf(Options("none.obj")), "none.obj: no such file or folder");
     ExpectContains(ErrorOf(Options("none_%d.obj")), "none_%d.obj: no such files");
     ExpectContains(ErrorOf(Options("none_%x.obj")), "a pattern needs a number");
+}
+
+TEST_F(SequenceTest, WeldingKeepsFramesInOneTopology) {
+    // A quad of two triangles without a vertex in common, as a line for each frame. The second pair of equal corners
+    // comes apart in the last frame; in the second one an edge is so short that its ends coincide.
+    WritePicture("t.png", 2, 0);
+    const char* const frames[] = {
+        "0 0 0  1 0 0  1 1 0  0 0 0  1 1 0  0 1 0", "1 1 0  1 0 0  1 1 0  1 1 0  1 1 0  0 1 0",
+        "0 0 0  1 0 0  2 1 0  -0 0 0  2 1 0  0 1 0", "0 0 0  1 0 0  1 1 0  0 0 0  1 2 0  0 1 0"};
+    const auto write = [&](const std::string& name, const std::string& numbers, const std::string& faces) {
+        std::istringstream words(numbers);
+        std::string text = "vt 0.5 0.5\n", x, y, z;
+        while (words >> x >> y >> z) {
+            text += "v " + x + " " + y + " " + z + "\n";
+        }
+        Write(name, text + faces);
+    };
+    for (std::size_t i = 0; i < 4; ++i) {
+        write("s/" + std::to_string(i) + ".obj", frames[i], "f 1/1 2/1 3/1\nf 4/1 5/1 6/1\n");
+        write("bare/" + std::to_string(i) + ".obj", frames[i], "mtllib m.mtl\nusemtl a\nf 1 2 3\nf 4 5 6\n");
+    }
+    const std::unique_ptr<MeshSource> source = OpenMeshSource(Options("s", "t.png"));
+    const auto textOf = [&](std::size_t frame) {
+        const SourceFrame loaded = source->Frame(frame);
+        std::string text = std::to_string(loaded.welded) + ":";
+        for (const TarnMeshFace& face : loaded.meshes.at(0).mesh.faces) {
+            for (const UINT32 v : face.v) {
+                text += " " + std::to_string(v);
+            }
+        }
+        return text;
+    };
+    for (const std::size_t frame : {0U, 1U, 2U}) {
+        EXPECT_EQ(textOf(frame), "2: 0 1 2 0 2 3") << frame;
+    }
+    EXPECT_EQ(textOf(3), "1: 0 1 2 0 3 4");
+    SourceOptions first = Options("s", "t.png");
+    first.firstFrame = 1;
+    EXPECT_EQ(OnlyMesh(first, 0).positions.size(), 6U)
+        << "ends of a short edge, and what coincides with them, stay apart";
+    EXPECT_EQ(OnlyMesh(first, 1).positions.size(), 6U) << "as in the first frame";
+    Write("bare/m.mtl", "newmtl a\nKd 1 0 0\n");
+    EXPECT_EQ(OnlyMesh(Options("bare"), 0).positions.size(), 6U) << "without texture coordinates";
 }
 
 TEST_F(SequenceTest, EachFrameHasThePictureOfItsNumber) {
