@@ -7,6 +7,9 @@
 
 namespace CodecModel {
 
+namespace Deltas = Nimb::TransformDeltas;
+using Nimb::Authoring::TransformSection;
+
 struct Malformed {};
 
 /// Bits of the forward or of the backward stream; zeros beyond the last byte.
@@ -40,10 +43,6 @@ struct SectionStream {
         return static_cast<UINT32>((((UINT64{1} << p) - 1) << order) + rest);
     }
 };
-
-inline INT32 SignedNumber(UINT32 v) {
-    return static_cast<INT32>(v % 2 != 0 ? ~(v / 2) : v / 2);
-}
 
 class SectionTable {
 public:
@@ -91,9 +90,8 @@ public:
         }
     }
     UINT32 Number(SectionStream& in) const {
-        const UINT32 symbol = Symbol(in);
-        const UINT32 e = symbol < 16 ? 0 : (symbol - 16) / 4 + 2;
-        return symbol < 16 ? symbol : ((4 + symbol % 4) << e) + in.Take(e);
+        const Deltas::NumberBucket bucket = Deltas::BucketOfSymbol(Symbol(in));
+        return bucket.base + in.Take(bucket.extraBits);
     }
 
 private:
@@ -101,21 +99,7 @@ private:
     std::vector<HuffmanCode> m_Codes;
 };
 
-/// As the format orders them.
-inline std::vector<Nimb::TransformDeltas::Correction> SmallCorrections() {
-    std::vector<Nimb::TransformDeltas::Correction> all;
-    for (int i = 0; i < 125; ++i) {
-        all.push_back({{static_cast<std::int16_t>(i / 25 - 2), static_cast<std::int16_t>(i / 5 % 5 - 2),
-                        static_cast<std::int16_t>(i % 5 - 2), 0}});
-    }
-    const auto norm = [](const auto& c) {
-        return c.axis[0] * c.axis[0] + c.axis[1] * c.axis[1] + c.axis[2] * c.axis[2];
-    };
-    std::stable_sort(all.begin(), all.end(), [&](const auto& a, const auto& b) { return norm(a) < norm(b); });
-    return all;
-}
-
-inline void TakeMotions(SectionStream& in, Nimb::Authoring::TransformSection& section) {
+inline void TakeMotions(SectionStream& in, TransformSection& section) {
     section.transforms.resize(in.Take(7));
     if (section.transforms.size() > 64) {
         throw Malformed();
@@ -125,21 +109,21 @@ inline void TakeMotions(SectionStream& in, Nimb::Authoring::TransformSection& se
     }
     section.translationShift = in.Take(4);
     const UINT32 linearOrder = in.Take(5), translationOrder = in.Take(5);
-    for (Nimb::TransformDeltas::Transform& motion : section.transforms) {
+    for (Deltas::Transform& motion : section.transforms) {
         const UINT32 kind = in.Take(2);
-        motion.kind = static_cast<Nimb::TransformDeltas::Kind>(kind);
+        motion.kind = static_cast<Deltas::Kind>(kind);
         motion.extrapolation = static_cast<BYTE>(in.Take(2));
         motion.linearShift = static_cast<BYTE>(kind >= 2 ? in.Take(5) : 0);
         for (int i = 0; i < (kind == 3 ? 9 : kind == 2 ? 3 : 0); ++i) {
-            motion.linear[i] = SignedNumber(in.Golomb(linearOrder));
+            motion.linear[i] = Deltas::Unzigzag(in.Golomb(linearOrder));
         }
         for (int i = 0; i < (kind == 0 ? 0 : 3); ++i) {
-            motion.translation[i] = SignedNumber(in.Golomb(translationOrder));
+            motion.translation[i] = Deltas::Unzigzag(in.Golomb(translationOrder));
         }
     }
 }
 
-inline void TakeParts(SectionStream& in, std::size_t numVertices, Nimb::Authoring::TransformSection& section) {
+inline void TakeParts(SectionStream& in, std::size_t numVertices, TransformSection& section) {
     const auto count = static_cast<UINT32>(section.transforms.size());
     if (section.partsKept || count < 2) {
         return;
@@ -162,8 +146,7 @@ inline void TakeParts(SectionStream& in, std::size_t numVertices, Nimb::Authorin
 }
 
 inline void TakeCorrections(SectionStream& forward, SectionStream& backward, std::size_t numVertices,
-                            Nimb::Authoring::TransformSection& section) {
-    static const std::vector<Nimb::TransformDeltas::Correction> small = SmallCorrections();
+                            TransformSection& section) {
     const SectionTable vertexTable(forward, 157, 12);
     std::vector<SectionTable> axisTables;
     if (vertexTable.Has(125)) {
@@ -181,7 +164,7 @@ inline void TakeCorrections(SectionStream& forward, SectionStream& backward, std
                 escapes.push_back(section.corrections.size());
             }
             if (symbol <= 125) {
-                section.corrections.push_back(symbol < 125 ? small[symbol] : small[0]);
+                section.corrections.push_back(Deltas::c_VertexCorrections.ofSymbol[symbol]);
                 continue;
             }
             const UINT32 e = symbol - 125;
@@ -196,14 +179,14 @@ inline void TakeCorrections(SectionStream& forward, SectionStream& backward, std
         SectionStream& in = i < (escapes.size() + 1) / 2 ? forward : backward;
         for (std::size_t axis = 0; axis < 3; ++axis) {
             section.corrections[escapes[i]].axis[axis] =
-                static_cast<std::int16_t>(SignedNumber(axisTables[axis % axisTables.size()].Number(in)));
+                static_cast<std::int16_t>(Deltas::Unzigzag(axisTables[axis % axisTables.size()].Number(in)));
         }
     }
 }
 
-inline Nimb::Authoring::TransformSection ParseTransforms(const Bytes& bytes, std::size_t numVertices) {
+inline TransformSection ParseTransforms(const Bytes& bytes, std::size_t numVertices) {
     SectionStream forward{bytes, false}, backward{bytes, true};
-    Nimb::Authoring::TransformSection section{};
+    TransformSection section{};
     const UINT32 step = forward.Take(32);
     std::memcpy(&section.step, &step, sizeof(step));
     section.partsKept = forward.Bit() != 0;
