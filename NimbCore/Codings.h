@@ -11,16 +11,20 @@ namespace Nimb {
 using VertexDecoder = decltype(&CNimbMeshReader::ReadVertices);
 
 /// What a vertex section consists of, in this order: `leadBytes`, a 32-bit number of bits for each of `numCodeStreams`
-/// streams, and then in any order `fixedBytes`, `vertexBytes` for each vertex and the streams' code words.
+/// streams, and then in any order `fixedBytes`, `vertexBytes` for each vertex and the streams' code words; or behind
+/// `leadBytes` a number of bytes, seven bits in each of its own, and as many bytes.
 struct VertexSectionLayout {
     UINT32 leadBytes;
     UINT32 numCodeStreams;
     UINT32 fixedBytes;
     UINT32 vertexBytes;
-    UINT32 normalBytes;  ///< more for each vertex where the frame has normals; 0: they follow the section
+    UINT32 normalBytes;       ///< more for each vertex where the frame has normals; 0: they follow the section
+    bool statesSize = false;  ///< the second form
 
     /// What a section has before there is any vertex.
-    constexpr std::size_t EmptyBytes() const noexcept { return leadBytes + 4 * numCodeStreams + fixedBytes; }
+    constexpr std::size_t EmptyBytes() const noexcept {
+        return leadBytes + 4 * numCodeStreams + fixedBytes + (statesSize ? 1 : 0);
+    }
 };
 
 struct VertexCoding {
@@ -52,7 +56,7 @@ inline constexpr VertexCoding c_VertexCodings[] = {
     {NTarnStudioVertexVersion::c_TransformDeltas,
      "transform",
      &CNimbMeshReader::ReadTransformDeltaVertices,
-     {Codings::c_VertexCount, 1, 0, 0, 0}},
+     {Codings::c_VertexCount, 0, 0, 0, 0, true}},
     {NTarnStudioVertexVersion::c_HuffmanDeltas,
      "Huffman",
      &CNimbMeshReader::ReadHuffmanCodedVertices,

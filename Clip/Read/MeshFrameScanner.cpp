@@ -71,6 +71,20 @@ private:
 
 namespace {
 
+/// Seven bits in each byte, the lowest first; bit 7 is set in all but the last.
+template <class Cursor>
+UINT64 TakeSize(Cursor& cursor, const char* what) {
+    UINT64 size = 0;
+    for (UINT32 shift = 0; shift < 35; shift += 7) {
+        const auto byte = cursor.template Take<BYTE>(what);
+        size |= UINT64{byte & 127u} << shift;
+        if (byte < 128) {
+            break;
+        }
+    }
+    return size;
+}
+
 /// The section, without normals that follow it.
 template <class Cursor>
 void SkipVertices(Cursor& cursor, const CStreamingMeshHeader& header, bool hasNormals) {
@@ -83,6 +97,9 @@ void SkipVertices(Cursor& cursor, const CStreamingMeshHeader& header, bool hasNo
     const UINT64 vertexBytes = layout.vertexBytes + (hasNormals ? layout.normalBytes : 0);
     UINT64 bytes = layout.fixedBytes + vertexBytes * header.m_numVertices;
     cursor.Skip(layout.leadBytes, what);
+    if (layout.statesSize) {
+        bytes += TakeSize(cursor, what);
+    }
     for (UINT32 stream = 0; stream < layout.numCodeStreams; ++stream) {
         bytes += WordBytes(cursor.template Take<UINT32>(what));
     }
