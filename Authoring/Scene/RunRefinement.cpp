@@ -79,7 +79,7 @@ public:
         }
         m_Result.unmatched = FindUnmatched(numbered, m_Match.faces);
         m_Result.difference = {m_Result.unmatched.Count(), std::max(m_Result.faces.size(), m_Match.faces.size())};
-        if (!m_Result.unmatched.ofMesh.empty()) {
+        if (!m_Result.unmatched.ofMesh.empty() && m_Result.difference.Share() <= c_MostDiffering) {
             SplitVertices();
             TurnToSplitVertices();
             AddSlivers();

@@ -9,6 +9,9 @@
 
 namespace Nimb::Authoring {
 
+/// More triangles than this share without a counterpart are no slivers: then a run is not refined, nor measured.
+constexpr double c_MostDiffering = 0.25;
+
 /// Faces that have no counterpart in the other list; degenerate ones need none.
 struct UnmatchedFaces {
     std::vector<UINT32> ofRun;

@@ -14,9 +14,6 @@
 namespace Nimb::Authoring {
 namespace {
 
-// More triangles than this share without a counterpart are no slivers: then nothing is measured.
-constexpr double c_MostDiffering = 0.25;
-
 /// Moves vertices without a counterpart as their neighbours move, in rings from those that have one.
 class OrphanPlacement {
 public:
