@@ -30,7 +30,7 @@ set_target_properties(NimbAuthoring PROPERTIES EXPORT_NAME Authoring)
 nimb_install_targets(NimbTargets NimbCoreAbort NimbCoreReport NimbAuthoring)
 
 if(TARGET NimbClipFiles)
-  nimb_install_headers(Authoring/Scene Atlas.h Image.h MatchRule.h MeshSource.h SoundSource.h Warnings.h)
+  nimb_install_headers(Authoring/Scene Atlas.h FaceDifference.h Image.h MatchRule.h MeshSource.h SoundSource.h Warnings.h)
   nimb_install_headers(Clip/Read ClipFrames.h)
   nimb_install_headers(Clip/Write AudioReader.h ClipEncoder.h ClipError.h KeyFrameReason.h TrackOptions.h Mp4Writer.h)
   set_target_properties(NimbClipFiles PROPERTIES EXPORT_NAME Clip)

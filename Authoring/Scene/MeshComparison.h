@@ -3,10 +3,8 @@
 
 #include "Authoring/Codec/Mesh.h"
 
-#include <algorithm>
 #include <array>
 #include <cmath>
-#include <cstddef>
 #include <vector>
 
 namespace Nimb::Authoring {
@@ -37,16 +35,6 @@ inline FaceCorners CornersOf(const TarnMeshFace& face) {
 inline bool IsDegenerate(const FaceCorners& v) {
     return v[0] == v[1] || v[1] == v[2] || v[2] == v[0];
 }
-
-/// How far the triangles of two meshes are the same.
-struct FaceDifference {
-    std::size_t differing = 0;  ///< without a counterpart, on the side that has more of them
-    std::size_t faces = 0;      ///< of the mesh that has more
-
-    double Share() const {
-        return static_cast<double>(differing) / static_cast<double>(std::max<std::size_t>(faces, 1));
-    }
-};
 
 /// The same faces in the same order, and close texture coordinates: the meshes correspond vertex by vertex.
 bool HaveSameFaces(const Mesh& a, const Mesh& b);

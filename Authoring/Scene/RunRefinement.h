@@ -1,7 +1,7 @@
 // What the topology of a run has to become so that it can show another frame.
 #pragma once
 
-#include "Authoring/Scene/MeshComparison.h"
+#include "Authoring/Scene/FaceDifference.h"
 #include "Authoring/Scene/VertexMatch.h"
 
 #include <cstddef>

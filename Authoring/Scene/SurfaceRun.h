@@ -3,8 +3,8 @@
 #pragma once
 
 #include "Authoring/Codec/Mesh.h"
+#include "Authoring/Scene/FaceDifference.h"
 #include "Authoring/Scene/MatchRule.h"
-#include "Authoring/Scene/MeshComparison.h"
 #include "Authoring/Scene/VertexMatch.h"
 
 #include <cstddef>

@@ -1,7 +1,7 @@
 // Why a frame of a clip is a key frame: each costs as much as many delta frames.
 #pragma once
 
-#include "Authoring/Scene/MeshComparison.h"
+#include "Authoring/Scene/FaceDifference.h"
 
 #include <cstddef>
 
