@@ -17,6 +17,7 @@ void PrintToStandardError(const AssertionInfo& info) {
 }
 
 std::atomic<AssertionSink> g_Sink{&PrintToStandardError};
+thread_local AssertionCapture* t_Capture = nullptr;
 
 }  // namespace
 
@@ -28,8 +29,20 @@ AssertionSink SetAssertionSink(AssertionSink sink) noexcept {
     return g_Sink.exchange(sink != nullptr ? sink : &PrintToStandardError);
 }
 
+AssertionCapture::AssertionCapture() noexcept : m_Outer(t_Capture) {
+    t_Capture = this;
+}
+
+AssertionCapture::~AssertionCapture() {
+    t_Capture = m_Outer;
+}
+
 void FailAssertion(const AssertionInfo& info) {
-    g_Sink.load()(info);
+    if (t_Capture == nullptr || GetAssertMode() == AssertMode::Abort) {
+        g_Sink.load()(info);
+    } else if (t_Capture->m_Text[0] == '\0') {
+        t_Capture->m_Text = info.text;
+    }
 #if NIMB_ASSERT_REPORT
     throw AssertionFailure(info);
 #else

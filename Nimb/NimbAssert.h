@@ -49,6 +49,25 @@ AssertionSink SetAssertionSink(AssertionSink sink) noexcept;
 /// Tells the sink, then aborts or throws AssertionFailure, as the mode says.
 [[noreturn]] void FailAssertion(const AssertionInfo& info);
 
+/// Keeps the check that fails on its thread while it lives, and no sink is told (report mode; in abort mode it changes
+/// nothing). They nest: the innermost one counts.
+class AssertionCapture {
+public:
+    AssertionCapture() noexcept;
+    ~AssertionCapture();
+    AssertionCapture(const AssertionCapture&) = delete;
+    AssertionCapture& operator=(const AssertionCapture&) = delete;
+
+    /// Of the first check that failed; empty: none did.
+    const char* Text() const noexcept { return m_Text; }
+
+private:
+    friend void FailAssertion(const AssertionInfo& info);
+
+    const char* m_Text = "";
+    AssertionCapture* m_Outer;
+};
+
 /// Runs a public operation: a violation inside it becomes E_UNEXPECTED (report mode).
 template <class Operation>
 HRESULT GuardAssertions(Operation&& operation) {

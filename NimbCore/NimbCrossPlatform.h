@@ -7,6 +7,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <memory>
 
@@ -102,6 +103,10 @@ Stream* FindCompressedMesh(const std::uint8_t* data, std::size_t size);
 /// only optional one). False, after a line on standard output in most cases, when the atom or a required value is
 /// missing or malformed; values stored before that stay stored. Thread-safe with respect to different stores.
 bool ReadXtraAttributes(const void* data, std::size_t size, INimbAttributesCore* attributes);
+
+/// The same without printing: `say` gets the line instead. Violations are for the caller (Nimb/NimbAssert.h).
+bool FindXtraAttributes(const void* data, std::size_t size, INimbAttributesCore* attributes,
+                        const std::function<void(const char*)>& say);
 
 /// Whether one of the three configured content origins occurs anywhere in `url` (containment, not a prefix test).
 bool IsValidStreamingURL(const char* url);

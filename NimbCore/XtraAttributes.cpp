@@ -13,9 +13,9 @@
 #include "Nimb/NimbAssert.h"
 #include "NimbCore/NimbCrossPlatform.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
-#include <string_view>
 
 namespace NimbCrossPlatform {
 namespace {
@@ -30,6 +30,20 @@ struct Row {
     _GUID attribute;
     int type;
     bool required;
+};
+
+/// Bytes from one place to the end of the block.
+struct Region {
+    const BYTE* data;
+    std::size_t size;
+
+    /// From the first occurrence of a text on; none: no bytes.
+    Region From(const char* text) const {
+        const BYTE* const end = data + size;
+        const BYTE* const found = std::search(data, end, text, text + std::strlen(text),
+                                              [](BYTE a, char b) { return a == static_cast<BYTE>(b); });
+        return {found, static_cast<std::size_t>(end - found)};
+    }
 };
 
 UINT32 ReadBigEndian32(const BYTE* p) {
@@ -81,27 +95,32 @@ bool Store(const Row& row, const Value& value, INimbAttributesCore* attributes) 
     }
 }
 
-bool ReadRow(const Row& row, std::string_view region, INimbAttributesCore* attributes) {
-    const std::size_t position = region.find(row.guidText);
-    if (position == std::string_view::npos) {
+using Say = std::function<void(const char*)>;
+
+bool ReadRow(const Row& row, const Region& region, INimbAttributesCore* attributes, const Say& say) {
+    char line[128];
+    const Region entry = region.From(row.guidText);
+    if (entry.size == 0) {
         if (row.required) {
-            std::printf("ReadXtraAttributes: couldn't find attribute for guid %s\n", row.guidText);
+            std::snprintf(line, sizeof(line), "ReadXtraAttributes: couldn't find attribute for guid %s", row.guidText);
+            say(line);
         }
         return !row.required;
     }
     Value value;
-    if (!ReadEntry(reinterpret_cast<const BYTE*>(region.data()) + position, region.size() - position, &value)) {
+    if (!ReadEntry(entry.data, entry.size, &value)) {
         return false;
     }
     if (value.type != row.type) {
-        std::printf("ReadXtraAttributes: expected type %i but got type %i for attribute %s\n", row.type, value.type,
-                    row.guidText);
+        std::snprintf(line, sizeof(line), "ReadXtraAttributes: expected type %i but got type %i for attribute %s",
+                      row.type, value.type, row.guidText);
+        say(line);
         return false;
     }
     return Store(row, value, attributes);
 }
 
-bool ReadAllRows(std::string_view block, INimbAttributesCore* attributes) {
+bool ReadAllRows(const Region& block, INimbAttributesCore* attributes, const Say& say) {
     static const Row rows[] = {
         {"{36B53E4E-0A14-42F8-8143-DCA29E480AA8}", NimbAttrib_FrameCount, c_TypeUINT32, true},
         {"{A5E5F089-BA7D-48B3-8145-4C9C2E412D42}", NimbAttrib_MaxVertexCount, c_TypeUINT32, true},
@@ -115,15 +134,14 @@ bool ReadAllRows(std::string_view block, INimbAttributesCore* attributes) {
         {"{DE7A5734-8816-4C0A-A16E-2B61666EBB02}", NimbAttrib_HasVertexNormals, c_TypeUINT32, false},
     };
 
-    const std::size_t atom = block.find("Xtra");
-    if (atom == std::string_view::npos) {
-        std::printf("ReadXtraAttributes: didn't find Xtra atom\n");
+    // Deliberate: box sizes are not looked at, and everything after the type is searched.
+    const Region region = block.From("Xtra");
+    if (region.size == 0) {
+        say("ReadXtraAttributes: didn't find Xtra atom");
         return false;
     }
-    // Deliberate: box sizes are not looked at, and everything after the type is searched.
-    const std::string_view region = block.substr(atom);
     for (const Row& row : rows) {
-        if (!ReadRow(row, region, attributes)) {
+        if (!ReadRow(row, region, attributes, say)) {
             return false;
         }
     }
@@ -132,10 +150,14 @@ bool ReadAllRows(std::string_view block, INimbAttributesCore* attributes) {
 
 }  // namespace
 
-bool ReadXtraAttributes(const void* data, std::size_t size, INimbAttributesCore* attributes) try {
+bool FindXtraAttributes(const void* data, std::size_t size, INimbAttributesCore* attributes, const Say& say) {
     NIMB_ASSERT(data != nullptr || size == 0);
     NIMB_ASSERT(attributes != nullptr);
-    return ReadAllRows(std::string_view(static_cast<const char*>(data), size), attributes);
+    return ReadAllRows({static_cast<const BYTE*>(data), size}, attributes, say);
+}
+
+bool ReadXtraAttributes(const void* data, std::size_t size, INimbAttributesCore* attributes) try {
+    return FindXtraAttributes(data, size, attributes, [](const char* line) { std::printf("%s\n", line); });
 } catch (const Nimb::AssertionFailure&) {
     return false;
 }

@@ -2,68 +2,15 @@
 
 #include "Authoring/Codec/ByteWriter.h"
 #include "Authoring/Scene/MeshSource.h"
-#include "Clip/Read/AssertionCapture.h"
 #include "NimbCore/NimbComPtr.h"
 #include "NimbCore/NimbCrossPlatform.h"
 
-#include <unistd.h>
-
 #include <algorithm>
-#include <cstdio>
 #include <fstream>
 #include <string_view>
 
 namespace Nimb::Authoring {
 namespace {
-
-/// While it lives, standard output goes to a file without a name.
-class OutputCapture {
-public:
-    OutputCapture() : m_File(std::tmpfile()) {
-        if (m_File != nullptr) {
-            std::fflush(stdout);
-            m_Saved = dup(STDOUT_FILENO);
-            dup2(fileno(m_File), STDOUT_FILENO);
-        }
-    }
-    ~OutputCapture() {
-        Restore();
-        if (m_File != nullptr) {
-            std::fclose(m_File);
-        }
-    }
-    OutputCapture(const OutputCapture&) = delete;
-    OutputCapture& operator=(const OutputCapture&) = delete;
-
-    /// What was printed, without the end of its last line.
-    std::string Finish() {
-        Restore();
-        std::string text;
-        if (m_File != nullptr) {
-            std::rewind(m_File);
-            for (int c = std::fgetc(m_File); c != EOF; c = std::fgetc(m_File)) {
-                text.push_back(static_cast<char>(c));
-            }
-        }
-        while (!text.empty() && text.back() == '\n') {
-            text.pop_back();
-        }
-        return text;
-    }
-
-private:
-    void Restore() {
-        if (m_Saved >= 0) {
-            std::fflush(stdout);
-            dup2(m_Saved, STDOUT_FILENO);
-            close(m_Saved);
-            m_Saved = -1;
-        }
-    }
-
-    std::FILE* m_File;
-    int m_Saved = -1;
-};
 
 /// The last bytes of a file; empty when it has fewer, as players then look no further.
 Bytes ReadTail(const std::string& path, UINT64* pOffset) {
@@ -119,16 +66,11 @@ ClipAttributes ReadClipAttributes(const std::string& path) {
         result.offset += atom >= 4 ? atom - 4 : 0;  // the box begins with its size
     }
     const NIMBCORE::CComPtr<NimbCrossPlatform::Buffer> store(new NimbCrossPlatform::Buffer(1));
-    const AssertionCapture assertions;
-    OutputCapture output;
-    const bool isRead = NimbCrossPlatform::ReadXtraAttributes(tail.data(), tail.size(), store.p);
-    const std::string printed = output.Finish();
-    if (isRead) {
+    const auto keep = [&result](const char* line) { result.problem = line; };
+    if (NimbCrossPlatform::FindXtraAttributes(tail.data(), tail.size(), store.p, keep)) {
         result.values = Collect(*store.p);
-    } else {
-        result.problem = !printed.empty()             ? printed
-                         : !assertions.Text().empty() ? assertions.Text()
-                                                      : "an entry of the atom is malformed or cut off";
+    } else if (result.problem.empty()) {
+        result.problem = "an entry of the atom is malformed or cut off";
     }
     return result;
 }

@@ -14,8 +14,7 @@ struct ClipAttributes {
     UINT64 offset = 0;                     ///< of the atom in the file, or of the bytes in which players look for it
 };
 
-/// Throws InputError when the file cannot be read. What the core prints is caught on its way to standard output, so no
-/// other thread should print meanwhile.
+/// Throws InputError when the file cannot be read.
 ClipAttributes ReadClipAttributes(const std::string& path);
 
 }  // namespace Nimb::Authoring

@@ -1,7 +1,7 @@
 #include "Clip/Read/ClipMeshDecoder.h"
 
-#include "Clip/Read/AssertionCapture.h"
 #include "Clip/Read/MeshStream.h"
+#include "Nimb/NimbAssert.h"
 #include "NimbCore/NimbCrossPlatform.h"
 
 namespace Nimb::Authoring {
@@ -30,12 +30,12 @@ ClipMeshDecoder::ClipMeshDecoder() {
 DecodedMesh ClipMeshDecoder::Decode(const Bytes& frame, std::int64_t time) {
     DecodedMesh mesh;
     const NIMBCORE::CComPtr<MeshStream> stream(new MeshStream(frame));
-    const AssertionCapture assertions;
+    const Nimb::AssertionCapture assertions;
     const HRESULT hr = m_Reader.ReadMesh(stream, time, &mesh.vertexBuffer, &mesh.indexBuffer);
     mesh.missingBytes = stream->Missing();
     mesh.unusedBytes = stream->Unread();
     if (Failed(hr)) {
-        mesh.error = !assertions.Text().empty()
+        mesh.error = assertions.Text()[0] != '\0'
                          ? assertions.Text()
                          : "refused: its sizes exceed the format's limits, or the bytes of the frame";
         return mesh;

@@ -1,8 +1,8 @@
 // Every section tells its size in its first fields, given the number of vertices.
 #include "Clip/Read/MeshFrameScanner.h"
 
-#include "Clip/Read/AssertionCapture.h"
 #include "Clip/Read/MeshStream.h"
+#include "Nimb/NimbAssert.h"
 #include "NimbCore/BitReader.h"
 #include "NimbCore/Codings.h"
 
@@ -136,7 +136,7 @@ bool MeshFrameLayout::HasNormals() const {
 
 bool MeshFrameScanner::ScanHeader(Cursor& cursor, CStreamingMeshHeader& header) {
     const NIMBCORE::CComPtr<MeshStream> stream(new MeshStream(cursor.Frame(), cursor.Position()));
-    const AssertionCapture assertions;
+    const Nimb::AssertionCapture assertions;
     if (Failed(header.Read(stream))) {
         cursor.Fail(assertions.Text());
         return false;

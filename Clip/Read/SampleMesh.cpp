@@ -1,6 +1,6 @@
 #include "Clip/Read/SampleMesh.h"
 
-#include "Clip/Read/AssertionCapture.h"
+#include "Nimb/NimbAssert.h"
 #include "NimbCore/NimbComPtr.h"
 #include "NimbCore/NimbCrossPlatform.h"
 
@@ -30,7 +30,7 @@ void DescribeUnit(const BYTE* unit, std::size_t size, SampleMesh& mesh) {
 }
 
 std::optional<Bytes> ReadFrame(const Bytes& byteStream) {
-    const AssertionCapture assertions;
+    const Nimb::AssertionCapture assertions;
     const NIMBCORE::CComPtr<NimbCrossPlatform::Stream> stream(
         NimbCrossPlatform::FindCompressedMesh(byteStream.data(), byteStream.size()));
     if (stream == nullptr) {
