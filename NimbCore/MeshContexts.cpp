@@ -79,7 +79,53 @@ UINT64 ContextCost(UINT64 numVertices, UINT64 indexBytes) {
     return fixed + perVertex * numVertices + indexBytes;
 }
 
+std::shared_ptr<CNimbMeshReaderCtx> Copy(const CNimbMeshReaderCtx& ctx) {
+    const auto copy = std::make_shared<CNimbMeshReaderCtx>();
+    copy->m_numIndices = ctx.m_numIndices;
+    copy->m_numVertices = ctx.m_numVertices;
+    copy->m_numFaces = ctx.m_numFaces;
+    copy->m_InUse = ctx.m_InUse;
+    copy->m_QuantisedVertices = ctx.m_QuantisedVertices;
+    copy->m_Positions = ctx.m_Positions;
+    copy->m_HistoryPositions = ctx.m_HistoryPositions;
+    copy->m_TexCoords = ctx.m_TexCoords;
+    const auto sameArray = [&](const std::vector<__vector4>* array) {
+        return array == nullptr ? nullptr : array == &ctx.m_Positions ? &copy->m_Positions : &copy->m_HistoryPositions;
+    };
+    copy->m_pPrevMesh = sameArray(ctx.m_pPrevMesh);
+    copy->m_pPrevPrevMesh = sameArray(ctx.m_pPrevPrevMesh);
+    copy->m_TransformIndices = ctx.m_TransformIndices;
+    copy->m_pIndexBuffer = ctx.m_pIndexBuffer;  // nobody writes to it any more
+    copy->m_IndexBytes = ctx.m_IndexBytes;
+    copy->m_IsCutShort = ctx.m_IsCutShort;
+    copy->m_FoldedVertices = ctx.m_FoldedVertices;
+    return copy;
+}
+
 }  // namespace
+
+std::unique_ptr<const CNimbMeshReader::State> CNimbMeshReader::SaveState() const {
+    auto state = std::make_unique<State>();
+    for (const auto& context : m_Contexts) {
+        const CNimbMeshReaderCtx& ctx = *context.second;
+        state->contexts.emplace(context.first, Copy(ctx));
+        state->bytes += ctx.m_AccountedBytes;
+    }
+    return state;
+}
+
+void CNimbMeshReader::RestoreState(const State& state) {
+    m_Contexts.clear();
+    m_ContextBytes = 0;
+    ContextMap copies;
+    for (const auto& context : state.contexts) {
+        copies.emplace(context.first, Copy(*context.second));
+    }
+    m_Contexts.swap(copies);
+    for (const auto& context : m_Contexts) {
+        SettleContext(*context.second);
+    }
+}
 
 /// Whether `ctx` may grow to these sizes. Contexts without a complete index section, which no delta frame can use, are
 /// dropped to make room.

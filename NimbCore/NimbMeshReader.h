@@ -218,6 +218,15 @@ public:
     /// null.
     HRESULT ReadMesh(IStream* pStream, LONGLONG time, INimbBuffer** ppVertexBuffer, INimbBuffer** ppIndexBuffer);
 
+    /// What the reader remembers between two frames. Frames can go on from it any number of times, in any reader.
+    class State;
+
+    /// Throws std::bad_alloc.
+    std::unique_ptr<const State> SaveState() const;
+
+    /// Forgets everything else. Throws std::bad_alloc, and then has forgotten all.
+    void RestoreState(const State& state);
+
     // The stages of ReadMesh, public for tests and fuzzers. Errors as above.
     HRESULT ReadVertices(CNimbMeshReaderCtx* pCtx, IStream* pStream, CStreamingMeshHeader* pHeader,
                          INimbBuffer** ppBuffer);
@@ -267,6 +276,17 @@ private:
     ContextMap m_Contexts;
     UINT32 m_VertexFormat = 5;
     UINT64 m_ContextBytes = 0;
+};
+
+class CNimbMeshReader::State {
+public:
+    std::size_t Bytes() const { return static_cast<std::size_t>(bytes); }  ///< of memory, about
+
+private:
+    friend class CNimbMeshReader;
+
+    ContextMap contexts;
+    UINT64 bytes = 0;
 };
 
 }  // namespace Nimb
