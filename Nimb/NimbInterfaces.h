@@ -124,8 +124,9 @@ protected:
     ~IStream() = default;
 };
 
-// Ids are exported objects, so that other modules can look them up by name.
-#if defined(_WIN32)
+// Ids are exported objects, so that other modules can look them up by name; unless whoever compiles them says otherwise.
+#if defined(NIMB_EXPORTED_OBJECT)
+#elif defined(_WIN32)
 #define NIMB_EXPORTED_OBJECT extern "C"
 #else
 #define NIMB_EXPORTED_OBJECT extern "C" __attribute__((visibility("default")))

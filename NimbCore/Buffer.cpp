@@ -68,10 +68,10 @@ HRESULT Buffer::GetValue(const _GUID& key, T* pValue) const {
 
 template <class T>
 HRESULT Buffer::SetValue(const _GUID& key, T value) {
-    static_assert(sizeof(T) <= sizeof(var));
+    static_assert(sizeof(T) <= sizeof(var), "values have at most eight bytes");
     var zero;
     zero.u64 = 0;  // all eight bytes, whichever member a later setter writes
-    std::memcpy(&m_Attributes.try_emplace(key, zero).first->second, &value, sizeof(T));
+    std::memcpy(&m_Attributes.emplace(key, zero).first->second, &value, sizeof(T));
     return S_OK;
 }
 

@@ -43,18 +43,21 @@ struct WindowEntry {
     BYTE numBits;
 };
 
+constexpr bool BitOf(unsigned window, unsigned width, unsigned i) {
+    return ((window >> (width - 1 - i)) & 1u) != 0;
+}
+
 constexpr EEdgeCode FirstCode(unsigned window, unsigned width) {
-    const auto bit = [window, width](unsigned i) { return ((window >> (width - 1 - i)) & 1u) != 0; };
-    if (!bit(0)) {
+    if (!BitOf(window, width, 0)) {
         return EdgeCode_C;
     }
-    if (bit(1)) {
-        return bit(2) ? EdgeCode_E : EdgeCode_L;
+    if (BitOf(window, width, 1)) {
+        return BitOf(window, width, 2) ? EdgeCode_E : EdgeCode_L;
     }
-    if (bit(2)) {
+    if (BitOf(window, width, 2)) {
         return EdgeCode_R;
     }
-    return bit(3) ? EdgeCode_Terminator : EdgeCode_S;
+    return BitOf(window, width, 3) ? EdgeCode_Terminator : EdgeCode_S;
 }
 
 struct WindowTable {

@@ -16,7 +16,7 @@ namespace {
 using namespace TransformDeltas;
 
 /// Vertices handled at a time, so that positions are still in the first cache when their records are written.
-constexpr std::size_t c_BlockVertices = 256;
+constexpr std::size_t c_MovedAtATime = 256;
 
 /// Each part turns about the previous position of its first vertex.
 std::array<Motion, 256> MakeMotions(const Section& section, const std::vector<BYTE>& parts, const __vector4* previous) {
@@ -85,8 +85,8 @@ HRESULT CNimbMeshReader::ReadTransformDeltaVertices(CNimbMeshReaderCtx* pCtx, IS
         const std::array<Motion, 256> motions = MakeMotions(section, pCtx->m_TransformIndices, previous);
         const Float4 step = Float4::All(section.step);
         const bool hasOlder = pCtx->m_pPrevPrevMesh != nullptr;
-        for (std::size_t first = 0; first < numDeltas; first += c_BlockVertices) {
-            const std::size_t count = std::min<std::size_t>(c_BlockVertices, numDeltas - first);
+        for (std::size_t first = 0; first < numDeltas; first += c_MovedAtATime) {
+            const std::size_t count = std::min<std::size_t>(c_MovedAtATime, numDeltas - first);
             const Correction* const corrections = section.corrections.data() + first;
             if (hasOlder) {
                 Move<true>(motions.data(), parts + first, corrections, step, previous + first, count,

@@ -31,7 +31,8 @@ private:
 /// n / 65535 for integers n from 0 to 65535, correctly rounded like the division itself but without it: the quotient is
 /// n x 2^-16 + n x 2^-32 + n x 2^-48 + ..., whose first term is exact and whose others decide only the rounding.
 inline Float4 Over65535(Float4 n) noexcept {
-    return n * Float4::All(0x1p-16f) + n * Float4::All(0x1.0001p-32f);
+    constexpr float first = 1.0f / 65536, others = 65537.0f / 65536 / 65536 / 65536;  // 2^-16, 2^-32 + 2^-48
+    return n * Float4::All(first) + n * Float4::All(others);
 }
 
 /// q + 32768 over 65535: a quantised component as a fraction of its range.
