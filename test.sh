@@ -25,7 +25,7 @@ readonly when_asked='debug|clang|tidy'
 
 readonly bench_packages=(libbenchmark-dev libdraco-dev libmeshoptimizer-dev)
 readonly further_packages=(googletest clang clang-format clang-tidy libclang-rt-14-dev llvm lld shellcheck
-  g++-aarch64-linux-gnu qemu-user)
+  g++-aarch64-linux-gnu qemu-user g++-mingw-w64-x86-64-posix wine64)
 
 usage() {
   cat <<TEXT

@@ -10,6 +10,7 @@
 #include "Authoring/Frame/FrameEncoder.h"
 #include "Tests/Support/Frames.h"
 #include "Tests/Support/TestSupport.h"
+#include "Tests/Support/TinyMp4.h"
 
 #include <cctype>
 #include <cstdio>
@@ -202,6 +203,16 @@ void WriteRoundTrips(CorpusWriter& corpus) {
     }
 }
 
+void WriteClips(CorpusWriter& corpus) {
+    const std::vector<Bytes> frames = MakeClip(IndexCoding::EdgeBreaker, DeltaCoding::Transform, true);
+    NimbTest::TinyMp4 plain, large;
+    large.isIndexFirst = large.has64BitOffsets = true;
+    large.emptyEdit = 50;
+    corpus.Write("ClipFuzz", "plain", plain.Make(frames));
+    corpus.Write("ClipFuzz", "temporal", plain.Make(MakeTemporalClip()));
+    corpus.Write("ClipFuzz", "index_first", large.Make(frames));
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -217,6 +228,7 @@ int main(int argc, char** argv) {
         WriteIndexSections(corpus);
         WriteContainers(corpus);
         WriteRoundTrips(corpus);
+        WriteClips(corpus);
     } catch (const std::exception& error) {
         std::fprintf(stderr, "seed_corpus: %s\n", error.what());
         return 1;

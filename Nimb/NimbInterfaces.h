@@ -124,7 +124,8 @@ protected:
     ~IStream() = default;
 };
 
-// Ids are exported objects, so that other modules can look them up by name; unless whoever compiles them says otherwise.
+// Ids are exported objects, so that other modules can look them up by name; unless whoever compiles them says
+// otherwise.
 #if defined(NIMB_EXPORTED_OBJECT)
 #elif defined(_WIN32)
 #define NIMB_EXPORTED_OBJECT extern "C"

@@ -18,6 +18,7 @@ TOOL = CLIP + ["Authoring/Source", "Authoring/Export", "Clip/Read", "Clip/Write"
 ROOMS = {
     "Nimb": [],
     "NimbCore": ["Nimb"],
+    "NimbClip": CORE,
     "NimbUnityPluginML": CORE,
     "Platform/Interface": [],
     "Platform/Headset": ["Platform/Interface"],
@@ -34,8 +35,8 @@ ROOMS = {
     "Clip/Remux": CLIP + ["Clip/Read", "Clip/Write"],
     "Demo": AUTHORING,
     "Tools/nimb": TOOL,
-    "Bench": TOOL + ["NimbUnityPluginML", "Platform/Interface"],
-    "Fuzz": AUTHORING + ["Tests/Support", "Bench"],
+    "Bench": TOOL + ["NimbClip", "NimbUnityPluginML", "Platform/Interface"],
+    "Fuzz": AUTHORING + ["NimbClip", "Tests/Support", "Bench"],
 }
 SHARED_HEADERS = {"EngineStandIn": {"NimbUnityPluginML/NimbUnityPluginML.h"}}
 
@@ -66,7 +67,7 @@ def check_includes(files):
 
 # Called by the engine, by the platform's libraries, by the language or by other people's programs.
 CALLED_FROM_OUTSIDE = re.compile(
-    r"main|LLVMFuzzer\w+|Unity\w+|StandIn_\w+|NimbUnexpectedExport|SetUpTestSuite|operator|__wrap_\w+|pthread_\w+"
+    r"main|LLVMFuzzer\w+|Unity\w+|StandIn_\w+|NimbUnexpectedExport|SetUpTestSuite|operator|__wrap_\w+|pthread_\w+|__declspec"
 )
 
 
