@@ -1,5 +1,7 @@
 #include "NimbClip/AvcSamples.h"
 
+#include "NimbCore/MeshUnit.h"
+
 #include <algorithm>
 #include <cstring>
 
@@ -8,10 +10,6 @@ namespace Clip {
 namespace {
 
 const BYTE c_StartCode[] = {0, 0, 0, 1};
-
-bool IsMeshUnit(const BYTE* unit, std::size_t size) {
-    return size >= 5 && (unit[0] == 0x18 || unit[0] == 0x15) && std::memcmp(unit + 1, "TARN", 4) == 0;
-}
 
 /// Calls visit(unit, size) for each NAL unit, without its length.
 template <class Visit>
@@ -52,7 +50,7 @@ void ToPicture(const Bytes& sample, const Track& video, bool isKey, nimb_clip_fo
         picture = video.parameterSets;
     }
     ForEachUnit(sample, video.lengthSize, [&](const BYTE* unit, std::size_t size) {
-        if (IsMeshUnit(unit, size)) {
+        if (NimbCrossPlatform::IsMeshNalUnit(unit, size)) {
             return;
         }
         if (isByteStream) {

@@ -12,6 +12,7 @@
 //    17  9 bytes       not interpreted
 //    26  payload       escaped; its first 8 bytes stand before the mesh frame header
 #include "Nimb/NimbAssert.h"
+#include "NimbCore/MeshUnit.h"
 #include "NimbCore/NimbCrossPlatform.h"
 
 #include <cstring>
@@ -22,7 +23,6 @@ namespace NimbCrossPlatform {
 namespace {
 
 constexpr std::size_t c_MagicOffset = 4;
-constexpr char c_Magic[] = {'T', 'A', 'R', 'N'};
 constexpr std::size_t c_PayloadOffset = 26;
 constexpr UINT32 c_MeshFrameOffset = 8;
 
@@ -42,22 +42,18 @@ std::size_t FindBehindZeroPair(const std::uint8_t* data, std::size_t from, std::
     return size;
 }
 
-bool IsMeshNalHeader(std::uint8_t header) {
-    return header == 0x18 || header == 0x15;
-}
-
 /// Offset of the mesh unit's start code, or `size`. A scan that counted one step for every cursor movement and stopped
 /// after size - 3 steps would end no earlier: the cursor is never behind the steps, so it leaves the sample first.
 std::size_t FindMeshNalUnit(const std::uint8_t* data, std::size_t size) {
     std::size_t start = 0;
     while ((start = FindBehindZeroPair(data, start, size, 0x01)) != size) {
         const std::size_t remaining = size - start;
-        if (remaining < c_MagicOffset + sizeof(c_Magic)) {
+        if (remaining < c_MagicOffset + sizeof(c_MeshUnitMagic)) {
             break;  // too short for this candidate and for every later one
         }
         if (!IsMeshNalHeader(data[start + 3])) {
             start += 3;
-        } else if (std::memcmp(data + start + c_MagicOffset, c_Magic, sizeof(c_Magic)) == 0) {
+        } else if (IsMeshNalUnit(data + start + 3, remaining - 3)) {
             return start;
         } else {
             start += 5;  // deliberate: past the first magic byte, even when a start code begins there

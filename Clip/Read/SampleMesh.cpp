@@ -1,6 +1,7 @@
 #include "Clip/Read/SampleMesh.h"
 
 #include "Nimb/NimbAssert.h"
+#include "NimbCore/MeshUnit.h"
 #include "NimbCore/NimbComPtr.h"
 #include "NimbCore/NimbCrossPlatform.h"
 
@@ -12,10 +13,6 @@ namespace {
 // Offsets from the NAL header; Authoring/Codec/MeshPayload.cpp writes it.
 constexpr std::size_t c_SizeOffset = 9;
 constexpr std::size_t c_PayloadOffset = 23;
-
-bool IsMeshUnit(const BYTE* unit, std::size_t size) {
-    return size >= 5 && (unit[0] == 0x18 || unit[0] == 0x15) && std::memcmp(unit + 1, "TARN", 4) == 0;
-}
 
 bool IsSlice(BYTE nalHeader) {
     return (nalHeader & 0x1F) >= 1 && (nalHeader & 0x1F) <= 5;
@@ -52,7 +49,7 @@ SampleMesh FindMesh(const ClipSample& sample) {
     std::size_t endOfPrevious = 0;
     for (const SampleUnit& unit : sample.units) {
         const BYTE* const bytes = sample.bytes.data() + unit.offset;
-        if (IsMeshUnit(bytes, unit.size)) {
+        if (NimbCrossPlatform::IsMeshNalUnit(bytes, unit.size)) {
             if (mesh.unitCount++ == 0) {
                 mesh.offset = sample.offset + unit.offset;
                 mesh.storedBytes = unit.offset + unit.size - endOfPrevious;
