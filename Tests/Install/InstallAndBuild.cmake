@@ -29,24 +29,26 @@ function(code_in page first_words file)
   file(WRITE "${file}" "${block}")
 endfunction()
 
-# What the README shows compiles as it stands, and reads the clip that the consumer has written.
+# run_example(<folder> <expected output>): builds it, and has it read the clip that the consumer has written.
+function(run_example example expected)
+  configure("${example}" "${example}/build")
+  run("${CMAKE_COMMAND}" --build "${example}/build")
+  execute_process(COMMAND "${example}/build/my_program" "${WORK}/consumer/consumer.mp4" OUTPUT_VARIABLE output
+    COMMAND_ERROR_IS_FATAL ANY)
+  if(NOT output STREQUAL "${expected}\n")
+    message(FATAL_ERROR "The program in ${example} says '${output}'")
+  endif()
+endfunction()
+
+# The README's program and that of the page about the library for random access compile as they stand.
 if(PLAYER)
   run("${WORK}/moved/bin/nimb" --version)
   set(example "${WORK}/readme")
   file(REMOVE_RECURSE "${example}")
   code_in("${README}" "cmake_minimum_required" "${example}/CMakeLists.txt")
   code_in("${README}" "#include \"" "${example}/my_program.cpp")
-  configure("${example}" "${example}/build")
-  run("${CMAKE_COMMAND}" --build "${example}/build")
-  execute_process(COMMAND "${example}/build/my_program" "${WORK}/consumer/consumer.mp4" OUTPUT_VARIABLE output
-    COMMAND_ERROR_IS_FATAL ANY)
-  if(NOT output STREQUAL "frame 0: 3 vertices, 1 triangles, a texture of 64 x 48\n")
-    message(FATAL_ERROR "The README's program says '${output}'")
-  endif()
-endif()
+  run_example("${example}" "frame 0: 3 vertices, 1 triangles, a texture of 64 x 48")
 
-# So does the C program on the page about the library for random access.
-if(PLAYER)
   set(example "${WORK}/clip_library")
   file(REMOVE_RECURSE "${example}")
   cmake_path(GET README PARENT_PATH root)
@@ -57,11 +59,5 @@ find_package(Nimb 1.4 REQUIRED)
 add_executable(my_program my_program.c)
 target_link_libraries(my_program PRIVATE Nimb::ClipAccess)
 ")
-  configure("${example}" "${example}/build")
-  run("${CMAKE_COMMAND}" --build "${example}/build")
-  execute_process(COMMAND "${example}/build/my_program" "${WORK}/consumer/consumer.mp4" OUTPUT_VARIABLE output
-    COMMAND_ERROR_IS_FATAL ANY)
-  if(NOT output STREQUAL "3 vertices, 1 triangles\n")
-    message(FATAL_ERROR "The C program says '${output}'")
-  endif()
+  run_example("${example}" "3 vertices, 1 triangles")
 endif()
