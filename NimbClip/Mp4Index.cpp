@@ -422,7 +422,7 @@ TopLevel ReadTopLevel(const ByteSource& source) {
             source.Read(offset + headerSize, size - headerSize, file.index);
         }
         if (!isWhole) {
-            break;  // what follows is no box; a cut 'mdat' at the end shows in its samples
+            break;  // the rest is not a box; if it is the media data, cut off, reading its samples will tell
         }
         offset += size;
     }
