@@ -1,9 +1,8 @@
 #include "NimbClip/MeshAccess.h"
 
 #include "Nimb/NimbAssert.h"
-#include "Nimb/NimbRefCount.h"
-#include "NimbClip/AvcSamples.h"
 #include "NimbClip/ClipFault.h"
+#include "NimbClip/FrameStream.h"
 #include "NimbCore/NimbCrossPlatform.h"
 
 #include <algorithm>
@@ -21,33 +20,6 @@ constexpr std::uint32_t c_StateInterval = 16;
 
 // Frames that are only passed through are decoded in the layout that costs least.
 constexpr UINT32 c_QuickLayout = NIMB_CLIP_INT16;
-
-/// A mesh frame in memory that outlives it.
-class FrameStream final : public IStream, public CNimbRefCount {
-public:
-    explicit FrameStream(const Bytes& bytes) : m_Bytes(bytes) {}
-
-    HRESULT QueryInterface(const _GUID&, void** ppv) override {
-        *ppv = nullptr;
-        return E_NOINTERFACE;
-    }
-    ULONG AddRef() override { return CNimbRefCount::AddRef(); }
-    ULONG Release() override { return CNimbRefCount::Release(); }
-
-    HRESULT Read(void* pv, UINT32 cb, UINT32* pcbRead) override {
-        const std::size_t count = std::min<std::size_t>(cb, m_Bytes.size() - m_At);
-        if (count != 0) {
-            std::memcpy(pv, m_Bytes.data() + m_At, count);
-        }
-        m_At += count;
-        *pcbRead = static_cast<UINT32>(count);
-        return S_OK;
-    }
-
-private:
-    const Bytes& m_Bytes;
-    std::size_t m_At = 0;
-};
 
 bool IsDelta(const CStreamingMeshHeader& header) {
     return header.m_Version.v.m_MeshHeaderVersion == NTarnStudioMeshHeaderVersion::c_MeshHeaderVersion_DeltaFrame;
@@ -97,25 +69,25 @@ MeshAccess::MeshAccess(const ByteSource& source, const Track& video)
       m_Allocator(new LimitedAllocator),
       m_Kinds(video.samples.size(), Kind::Unknown) {}
 
-/// Afterwards m_MeshFrame is that of the frame.
+/// Afterwards m_Mesh is that of the frame.
 void MeshAccess::LoadFrame(std::uint32_t frame) {
     if (m_Loaded == frame) {
         return;
     }
     m_Loaded = -1;
     const Sample& sample = m_Video.samples[frame];
-    m_Source.Read(sample.offset, sample.size, m_Sample);
-    ToByteStream(m_Sample, m_Video, m_ByteStream);
-    m_MeshFrame.clear();
-    const NIMBCORE::CComPtr<NimbCrossPlatform::Stream> stream(
-        NimbCrossPlatform::FindCompressedMesh(m_ByteStream.data(), m_ByteStream.size()));
-    if (stream != nullptr) {
-        m_MeshFrame.resize(m_ByteStream.size());
-        UINT32 size = 0;
-        stream->Read(m_MeshFrame.data(), static_cast<UINT32>(m_MeshFrame.size()), &size);
-        m_MeshFrame.resize(size);
+    m_Sample.clear();
+    m_IsCut = sample.offset > m_Source.Size() || sample.size > m_Source.Size() - sample.offset;
+    if (!m_IsCut) {
+        m_Source.Read(sample.offset, sample.size, m_Sample);
     }
+    FindMesh(m_Sample, m_Video.lengthSize, m_Mesh);
     m_Loaded = frame;
+}
+
+const SampleMesh& MeshAccess::Find(std::uint32_t frame) {
+    LoadFrame(frame);
+    return m_Mesh;
 }
 
 MeshAccess::Kind MeshAccess::KindOf(std::uint32_t frame) {
@@ -126,9 +98,9 @@ MeshAccess::Kind MeshAccess::KindOf(std::uint32_t frame) {
     const AssertionCapture assertions;
     CStreamingMeshHeader header;
     Kind kind = Kind::Delta;
-    if (m_MeshFrame.empty()) {
+    if (!m_IsCut && !m_Mesh.isFound) {
         kind = Kind::NoMesh;
-    } else if (!ReadHeader(m_MeshFrame, header)) {
+    } else if (m_IsCut || !ReadHeader(m_Mesh.frame, header)) {
         kind = Kind::Delta;  // nothing can begin here
     } else if (!IsTemporal(header)) {
         kind = IsDelta(header) ? Kind::Delta : Kind::Key;
@@ -136,7 +108,7 @@ MeshAccess::Kind MeshAccess::KindOf(std::uint32_t frame) {
         // The headers of its sub-meshes stand between sections of unknown length.
         CNimbMeshReader reader;
         reader.Initialize(m_Allocator, c_QuickLayout);
-        const NIMBCORE::CComPtr<FrameStream> stream(new FrameStream(m_MeshFrame));
+        const NIMBCORE::CComPtr<FrameStream> stream(new FrameStream(m_Mesh.frame));
         Buffers buffers;
         kind = Succeeded(reader.ReadMesh(stream, 0, &buffers.vertices, &buffers.indices)) ? Kind::Key : Kind::Delta;
     }
@@ -204,23 +176,30 @@ void MeshAccess::GoTo(std::uint32_t frame) {
 void MeshAccess::Pass(std::uint32_t frame, UINT32 layout, Buffers* pBuffers) {
     LoadFrame(frame);
     m_Next = frame + 1;
-    if (m_MeshFrame.empty()) {
+    m_Missing = m_Unused = 0;
+    if (m_IsCut) {
+        return NoteDamage(frame, "the file ends inside its sample");
+    }
+    if (!m_Mesh.isFound) {
         m_Kinds[frame] = Kind::NoMesh;
         return;
     }
-    if (m_DamagedAt >= 0 && KindOf(frame) != Kind::Key) {
+    if (m_DamagedAt >= 0 && !m_GoesOn && KindOf(frame) != Kind::Key) {
         return;
     }
     m_DamagedAt = -1;
     const AssertionCapture assertions;
     CStreamingMeshHeader header;
-    if (!ReadHeader(m_MeshFrame, header)) {
+    if (!ReadHeader(m_Mesh.frame, header)) {
         return NoteFailure(frame, header, assertions.Text());
     }
     m_Reader->Initialize(m_Allocator, layout);
-    const NIMBCORE::CComPtr<FrameStream> stream(new FrameStream(m_MeshFrame));
+    const NIMBCORE::CComPtr<FrameStream> stream(new FrameStream(m_Mesh.frame));
     Buffers buffers;
-    if (Failed(m_Reader->ReadMesh(stream, 0, &buffers.vertices, &buffers.indices))) {
+    const bool isRead = Succeeded(m_Reader->ReadMesh(stream, 0, &buffers.vertices, &buffers.indices));
+    m_Missing = stream->Missing();
+    m_Unused = stream->Unread();
+    if (!isRead) {
         return NoteFailure(frame, header, assertions.Text());
     }
     m_HasSwept = m_HasSwept || IsTemporal(header);
@@ -235,9 +214,14 @@ void MeshAccess::Pass(std::uint32_t frame, UINT32 layout, Buffers* pBuffers) {
     }
 }
 
-void MeshAccess::NoteFailure(std::uint32_t frame, const CStreamingMeshHeader& header, const char* text) {
+void MeshAccess::NoteDamage(std::uint32_t frame, const char* text) {
     m_DamagedAt = frame;
-    m_Damage = text[0] != '\0' ? text : "its sizes exceed the format's limits, or the bytes of the frame";
+    m_Damage = text;
+}
+
+void MeshAccess::NoteFailure(std::uint32_t frame, const CStreamingMeshHeader& header, const char* text) {
+    NoteDamage(frame,
+               text[0] != '\0' ? text : "refused: its sizes exceed the format's limits, or the bytes of the frame");
     // Or does it go on with a sub-mesh whose key frame is before the one that the reader began with?
     if (m_BeganInside && !m_HasSwept && (IsTemporal(header) || m_SeenIds.count(header.m_SubMeshId) == 0)) {
         m_MustBeginFirst = true;
@@ -310,7 +294,7 @@ nimb_clip_mesh MeshAccess::Decode(std::uint32_t frame, nimb_clip_layout layout) 
         m_Reader.reset();  // its frame may be half done
         throw;
     }
-    if (m_MeshFrame.empty()) {
+    if (!m_IsCut && !m_Mesh.isFound) {
         throw ClipFault(NIMB_CLIP_NO_MESH, "the frame has no mesh", frame);
     }
     if (m_DamagedAt >= 0) {

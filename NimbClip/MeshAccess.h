@@ -3,6 +3,7 @@
 
 #include "Nimb/NimbRefCount.h"
 #include "NimbClip/Mp4Index.h"
+#include "NimbClip/SampleMesh.h"
 #include "NimbCore/NimbComPtr.h"
 #include "NimbCore/NimbCrossPlatform.h"
 #include "NimbCore/NimbMeshReader.h"
@@ -56,6 +57,18 @@ public:
     /// Whether the frame's mesh needs no other. Reads and may decode it, once.
     bool IsKey(std::uint32_t frame);
 
+    /// The frame's mesh as it is stored, until the next call. Throws what reading throws; a sample that the file does
+    /// not hold to its end has no mesh.
+    const SampleMesh& Find(std::uint32_t frame);
+
+    /// From here on, frames that build on a damaged one are decoded all the same, as players do, whatever comes of it.
+    void GoOnBehindDamage() { m_GoesOn = true; }
+
+    // Of the last Decode.
+    std::uint64_t MissingBytes() const { return m_Missing; }  ///< by which the frame ended too early; zeros were taken
+    std::size_t UnusedBytes() const { return m_Unused; }      ///< left over after the frame's end
+    const std::string& Damage() const { return m_Damage; }    ///< after DAMAGED: in the core's words where it has some
+
     void SetCache(std::size_t bytes);
     void SetLimit(std::size_t bytes);
 
@@ -73,6 +86,7 @@ private:
     Buffers DecodeAt(std::uint32_t frame, nimb_clip_layout layout);
     void GoTo(std::uint32_t frame);
     void Pass(std::uint32_t frame, UINT32 layout, Buffers* pBuffers);
+    void NoteDamage(std::uint32_t frame, const char* text);
     void NoteFailure(std::uint32_t frame, const CStreamingMeshHeader& header, const char* text);
     void Keep(std::uint32_t frame);
     void ShrinkCache(std::uint32_t frame);
@@ -84,6 +98,7 @@ private:
 
     std::unique_ptr<CNimbMeshReader> m_Reader;  // null: nothing is decoded
     std::uint32_t m_Next = 0;                   // the frame that the reader expects
+    bool m_GoesOn = false;                      // see GoOnBehindDamage
     std::int64_t m_DamagedAt = -1;              // what the reader has is damaged from this frame on
     std::string m_Damage;
     std::set<UINT32> m_SeenIds;     // sub-meshes with a key frame since the reader began
@@ -91,10 +106,13 @@ private:
     bool m_BeganInside = false;     // the reader did not begin with the clip's first frame
     bool m_MustBeginFirst = false;  // frames of this clip build on others than those since the last key frame
 
-    Bytes m_Sample;      // of the frame loaded last
-    Bytes m_ByteStream;  // likewise
-    Bytes m_MeshFrame;   // likewise; empty: it has none
+    Bytes m_Sample;        // of the frame loaded last
+    SampleMesh m_Mesh;     // likewise
+    bool m_IsCut = false;  // likewise: the file ends before its sample does
     std::int64_t m_Loaded = -1;
+
+    std::uint64_t m_Missing = 0;
+    std::size_t m_Unused = 0;
 
     struct State {
         std::unique_ptr<const CNimbMeshReader::State> reader;

@@ -152,7 +152,6 @@ void ReadSizes(const Fields& tables, std::uint64_t fileSize, std::vector<Sample>
         Damaged("it claims " + std::to_string(count) + " samples");
     }
     samples.resize(static_cast<std::size_t>(count));
-    std::uint64_t total = 0;
     for (std::size_t i = 0; i < samples.size(); ++i) {
         if (equalSize != 0) {
             samples[i].size = equalSize;
@@ -162,10 +161,6 @@ void ReadSizes(const Fields& tables, std::uint64_t fileSize, std::vector<Sample>
             const std::uint8_t pair = i % 2 == 0 ? sizes.U8() : sizes.Data()[-1];
             samples[i].size = i % 2 == 0 ? pair >> 4 : pair & 15u;
         }
-        total += samples[i].size;
-    }
-    if (total > fileSize) {
-        Damaged("its samples are larger than the file");  // one on the other, they would take for ever to read
     }
 }
 
@@ -180,7 +175,8 @@ void ReadOffsets(const Fields& tables, std::uint64_t fileSize, std::vector<Sampl
     TakeVersion(runs);
     const std::uint32_t chunkCount = TakeCount(chunks, width);
     const std::uint32_t runCount = TakeCount(runs, 12);
-    std::size_t sample = 0;
+    std::size_t sample = 0, inFile = 0;
+    std::uint64_t total = 0;                              // bytes of the samples that the file holds
     std::uint32_t next = runCount != 0 ? runs.U32() : 0;  // the chunk from which on the next run counts, from 1
     std::uint32_t run = 0, inChunk = 0;
     for (std::uint32_t chunk = 1; chunk <= chunkCount; ++chunk) {
@@ -192,11 +188,18 @@ void ReadOffsets(const Fields& tables, std::uint64_t fileSize, std::vector<Sampl
         std::uint64_t offset = chunks.Read(width);
         for (std::uint32_t i = 0; i < inChunk && sample < samples.size(); ++i, ++sample) {
             samples[sample].offset = offset;
-            if (offset > fileSize || samples[sample].size > fileSize - offset) {
-                Damaged("sample " + std::to_string(sample) + " is beyond the end of the file");
+            if (offset <= fileSize && samples[sample].size <= fileSize - offset) {
+                total += samples[sample].size;
+                ++inFile;
             }
             offset += samples[sample].size;
         }
+    }
+    if (total > fileSize) {
+        Damaged("its samples are larger than the file");  // one on the other, they would take for ever to read
+    }
+    if (inFile == 0 && sample != 0) {
+        Damaged("all its samples are beyond the end of the file");
     }
     if (sample != samples.size()) {
         Damaged("it says where " + std::to_string(sample) + " of " + std::to_string(samples.size()) + " samples are");

@@ -10,7 +10,7 @@ namespace Nimb {
 namespace Clip {
 
 struct Sample {
-    std::uint64_t offset = 0;  ///< in the file; sample and offset lie within it
+    std::uint64_t offset = 0;  ///< in the file, which may have been cut off before the sample's end
     std::uint32_t size = 0;
     bool isKey = false;
     std::int64_t time = 0;  ///< of presentation, in the track's units, edit list applied

@@ -91,7 +91,7 @@ typedef enum nimb_clip_track { NIMB_CLIP_PICTURES = 0, NIMB_CLIP_SOUND = 1 } nim
 typedef struct nimb_clip_sample {
     int64_t time;     /* of presentation; the file's edit list is applied, so the first frame shown has time 0 */
     int64_t duration; /* until the next one */
-    uint64_t offset;  /* in the file */
+    uint64_t offset;  /* in the file; if that was cut off before the sample's end, the sample is NIMB_CLIP_DAMAGED */
     uint32_t size;
     uint32_t is_key; /* a decoder can begin here */
 } nimb_clip_sample;

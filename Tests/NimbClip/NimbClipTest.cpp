@@ -1,7 +1,6 @@
 // Any frame in any order is what a player shows that has played up to there. The reference is the core, fed with all
 // frames in order as another reader finds them.
 #include "Clip/Read/ClipReader.h"
-#include "Clip/Read/SampleMesh.h"
 #include "NimbClip/nimb_clip.h"
 #include "Tests/Support/CounterFrame.h"
 #include "Tests/Support/Frames.h"
@@ -15,7 +14,7 @@
 #include <cstring>
 #include <memory>
 #include <string>
-#include <tuple>
+#include <utility>
 
 using namespace Nimb::Authoring;
 using ClipTest::ReadFile;
@@ -80,12 +79,17 @@ std::vector<Shown> Play(const std::string& path, nimb_clip_layout layout) {
             continue;
         }
         Shown& shown = frames.emplace_back();
-        const std::optional<Bytes> mesh = FindMesh(sample).frame;
-        if (!mesh) {
+        const NIMBCORE::CComPtr<NimbCrossPlatform::Stream> stream(
+            NimbCrossPlatform::FindCompressedMesh(sample.byteStream.data(), sample.byteStream.size()));
+        if (stream == nullptr) {
             continue;
         }
-        const NimbTest::DecodedFrame decoded = core.Decode(*mesh);
-        isDamaged = decoded.hr != S_OK || (isDamaged && (*mesh)[2] == 6);
+        Bytes mesh(sample.byteStream.size());
+        UINT32 size = 0;
+        stream->Read(mesh.data(), static_cast<UINT32>(mesh.size()), &size);
+        mesh.resize(size);
+        const NimbTest::DecodedFrame decoded = core.Decode(mesh);
+        isDamaged = decoded.hr != S_OK || (isDamaged && mesh[2] == 6);
         shown.status = isDamaged ? NIMB_CLIP_DAMAGED : NIMB_CLIP_OK;
         if (!isDamaged) {
             shown.vertices = decoded.vertices;
@@ -219,11 +223,13 @@ TEST_F(NimbClipTest, IndexAndSamplesAreThoseOfTheFile) {
                 EXPECT_EQ(nimb_clip_frame_at(clip.get(), found.time), number);
                 EXPECT_EQ(nimb_clip_frame_at(clip.get(), found.time + found.duration - 1), number);
                 wanted.clear();
-                for (const SampleUnit& unit : sample.units) {
-                    const BYTE* const begin = sample.bytes.data() + unit.offset;
-                    if (begin[0] != 0x18) {
-                        wanted.insert(wanted.end(), begin - 4, begin + unit.size);
+                for (std::size_t at = 0; at < sample.bytes.size();) {
+                    const BYTE* const unit = sample.bytes.data() + at;
+                    const std::size_t end = 4 + (std::size_t{unit[1]} << 16 | std::size_t{unit[2]} << 8 | unit[3]);
+                    if (unit[4] != 0x18) {
+                        wanted.insert(wanted.end(), unit, unit + end);
                     }
+                    at += end;
                 }
                 EXPECT_LT(wanted.size(), sample.bytes.size());
             }
@@ -250,6 +256,27 @@ TEST_F(NimbClipTest, IndexAndSamplesAreThoseOfTheFile) {
     };
     ffmpeg("-movflags faststart", "fast.mp4");
     expectAlike(m_Folder / "fast.mp4");
+
+    // Cut off behind its index, a file still has the frames before that.
+    const File fast = ReadFile(m_Folder / "fast.mp4"), half(fast.begin(), fast.begin() + fast.size() / 2);
+    const Clip whole = Open(fast), cut = Open(half);
+    std::uint32_t lost = 0;
+    for (std::uint32_t i = 90; i-- > 0;) {
+        nimb_clip_sample sample = {};
+        ASSERT_EQ(nimb_clip_get_sample(cut.get(), NIMB_CLIP_PICTURES, i, &sample), NIMB_CLIP_OK);
+        const Shown shown = Decode(cut.get(), i, NIMB_CLIP_FLOAT);
+        if (sample.offset + sample.size > half.size()) {
+            ++lost;
+            EXPECT_EQ(shown.status, NIMB_CLIP_DAMAGED) << i;
+        } else {
+            EXPECT_TRUE(shown == Decode(whole.get(), i, NIMB_CLIP_FLOAT)) << i;
+        }
+    }
+    EXPECT_TRUE(lost > 20 && lost < 70) << lost;
+    std::uint32_t key = 0;
+    EXPECT_EQ(nimb_clip_find_key(cut.get(), 89, &key, nullptr), NIMB_CLIP_OK);
+    EXPECT_EQ(key, lost > 90 - 37 ? 0u : 37u);
+
     Open(ffmpeg("-movflags frag_keyframe+empty_moov", "fragments.mp4"), NIMB_CLIP_UNSUPPORTED, "nimb remux");
     Open(ffmpeg("", "matroska.mkv"), NIMB_CLIP_NOT_A_CLIP);
     Open(ffmpeg("-vn", "sound.mp4"), NIMB_CLIP_NOT_A_CLIP, "no H.264");
@@ -312,12 +339,11 @@ TEST_F(NimbClipTest, IndicesOfEveryFormAreRead) {
         EXPECT_EQ(std::vector<BYTE>(data, data + size), wanted);
     }
     // The first sample's size, and the offset of the chunk.
-    for (const auto& [table, field, text] :
-         {std::tuple{"stsz", 16, "larger than the file"}, std::tuple{"stco", 12, "beyond the end"}}) {
+    for (const auto& [table, field] : {std::pair{"stsz", 16}, std::pair{"stco", 12}}) {
         File damaged = forms[0].Make(frames);
         const auto at = std::search(damaged.begin(), damaged.end(), table, table + 4);
         *(at + field) = 0x7F;
-        Open(damaged, NIMB_CLIP_DAMAGED, text);
+        Open(damaged, NIMB_CLIP_DAMAGED, "beyond the end");
     }
 }
 
