@@ -1,9 +1,8 @@
 #include "Clip/Read/ClipFrames.h"
 
-#include "Clip/Read/ClipMeshDecoder.h"
+#include "Clip/Read/ClipMeshes.h"
 #include "Clip/Read/ClipPictures.h"
 #include "Clip/Read/MeshChecks.h"
-#include "Clip/Read/SampleMesh.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -63,6 +62,7 @@ public:
     FrameReader(const std::string& path, const FrameRange& range, const std::function<void(ClipFrame&&)>& onFrame)
         : m_Reader(path),
           m_Video(VideoTrackOf(m_Reader)),
+          m_Meshes(m_Reader),
           m_Pictures(m_Reader, m_Video, true),
           m_Range(range),
           m_OnFrame(onFrame) {}
@@ -111,25 +111,25 @@ private:
         HandOut(sample.number - std::min(sample.number, c_MostHeldBack));
     }
 
-    /// Decodes all frames, since later ones build on earlier ones.
     void ReadMesh(const ClipSample& sample, ClipFrame& frame) {
-        const SampleMesh found = FindMesh(sample);
-        if (!found.frame) {
-            return SetProblem(frame, found.offset,
+        const Nimb::Clip::SampleMesh& found = m_Meshes.Find(sample);
+        const UINT64 offset = sample.offset + found.offset;
+        if (!found.isFound) {
+            return SetProblem(frame, offset,
                               found.unitCount == 0 ? "the sample has no mesh" : "the mesh unit cannot be read");
         }
-        const MeshFrameLayout layout = m_Scanner.Scan(*found.frame);
-        const DecodedMesh decoded = m_Meshes.Decode(*found.frame, sample.microseconds * 10);
-        if (!decoded.error.empty() || decoded.missingBytes != 0) {
-            return SetProblem(frame, found.offset,
-                              "the mesh is damaged: " + (decoded.error.empty() ? "it ends too early" : decoded.error));
-        }
+        const MeshFrameLayout layout = m_Scanner.Scan(found.frame);
         if (!IsWanted(sample.number)) {
             return;
         }
+        const DecodedMesh decoded = m_Meshes.Decode(sample.number);
+        if (!decoded.error.empty() || decoded.missingBytes != 0) {
+            return SetProblem(frame, offset,
+                              "the mesh is damaged: " + (decoded.error.empty() ? "it ends too early" : decoded.error));
+        }
         CheckMesh(decoded, layout, [&](const std::string& kind, const std::string& text) {
             if (kind == c_IndexRange || kind == c_NotANumber) {
-                SetProblem(frame, found.offset, text);
+                SetProblem(frame, offset, text);
             }
         });
         if (frame.problem.empty()) {
@@ -166,11 +166,11 @@ private:
 
     ClipReader m_Reader;
     const std::size_t m_Video;
+    ClipMeshes m_Meshes;
     ClipPictures m_Pictures;
     const FrameRange m_Range;
     const std::function<void(ClipFrame&&)>& m_OnFrame;
     MeshFrameScanner m_Scanner;
-    ClipMeshDecoder m_Meshes;
     std::map<std::size_t, Waiting> m_Waiting;  // c_MostHeldBack at most, and the newest
 };
 

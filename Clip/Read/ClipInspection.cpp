@@ -1,12 +1,16 @@
 #include "Clip/Read/ClipInspection.h"
 
+#include "Clip/Read/ClipMeshes.h"
+
 #include <algorithm>
 
 namespace Nimb::Authoring {
 namespace {
 
+using Nimb::Clip::SampleMesh;
+
 FrameKind KindOf(const SampleMesh& mesh, const MeshFrameLayout& layout) {
-    if (!mesh.frame) {
+    if (!mesh.isFound) {
         return mesh.unitCount != 0 ? FrameKind::Damaged : FrameKind::Empty;
     }
     return !layout.problem.empty() ? FrameKind::Damaged
@@ -57,20 +61,19 @@ void Count(const FrameFacts& facts, ClipSummary& summary) {
 
 }  // namespace
 
-FrameFacts DescribeFrame(const ClipSample& sample, MeshFrameScanner& scanner) {
+FrameFacts DescribeFrame(const ClipSample& sample, const SampleMesh& mesh, MeshFrameScanner& scanner) {
     FrameFacts facts;
     facts.number = sample.number;
     facts.seconds = static_cast<double>(sample.microseconds) / 1e6;
     facts.offset = sample.offset;
     facts.isKeyPicture = sample.isKeyPicture;
-    const SampleMesh mesh = FindMesh(sample);
-    if (mesh.frame) {
-        facts.layout = scanner.Scan(*mesh.frame);
+    if (mesh.isFound) {
+        facts.layout = scanner.Scan(mesh.frame);
     } else if (mesh.unitCount != 0) {
         facts.layout.problem = "the mesh unit cannot be read";
     }
     facts.kind = KindOf(mesh, facts.layout);
-    facts.meshOffset = mesh.offset;
+    facts.meshOffset = sample.offset + mesh.offset;
     facts.meshBytes = mesh.storedBytes;
     facts.videoBytes = sample.bytes.size() - facts.meshBytes;
     return facts;
@@ -106,8 +109,17 @@ std::optional<FileAttributes> AttributeFinder::Attributes() const {
 
 std::optional<FileAttributes> FindAttributes(const std::string& path) {
     ClipReader reader(path);
+    const std::optional<std::size_t> video = reader.VideoTrack();
     AttributeFinder finder;
-    InspectClip(reader, [&](const FrameFacts& facts) { finder.Count(facts); });
+    MeshFrameScanner scanner;
+    SampleMesh mesh;
+    ClipSample sample;
+    while (reader.Read(sample)) {
+        if (sample.track == video) {
+            FindMesh(sample, mesh);
+            finder.Count(DescribeFrame(sample, mesh, scanner));
+        }
+    }
     return finder.Attributes();
 }
 
@@ -124,11 +136,12 @@ ClipSummary InspectClip(ClipReader& reader, const std::function<void(const Frame
     ClipSummary summary;
     summary.fileBytes = reader.Boxes().fileSize;
     summary.seconds = reader.Tracks()[*video].seconds;
+    ClipMeshes meshes(reader);
     MeshFrameScanner scanner;
     ClipSample sample;
     while (reader.Read(sample)) {
         if (sample.track == *video) {
-            const FrameFacts facts = DescribeFrame(sample, scanner);
+            const FrameFacts facts = DescribeFrame(sample, meshes.Find(sample), scanner);
             Count(facts, summary);
             onFrame(facts);
         } else if (reader.Tracks()[sample.track].kind == ClipTrack::Kind::Audio) {

@@ -5,7 +5,7 @@
 #include "Authoring/Codec/XtraAttributes.h"
 #include "Clip/Read/ClipReader.h"
 #include "Clip/Read/MeshFrameScanner.h"
-#include "Clip/Read/SampleMesh.h"
+#include "NimbClip/SampleMesh.h"
 
 #include <array>
 #include <functional>
@@ -42,7 +42,7 @@ struct FrameFacts {
 };
 
 /// A frame's facts. `scanner` must have seen all frames before it.
-FrameFacts DescribeFrame(const ClipSample& sample, MeshFrameScanner& scanner);
+FrameFacts DescribeFrame(const ClipSample& sample, const Nimb::Clip::SampleMesh& mesh, MeshFrameScanner& scanner);
 
 /// What the attribute atom of a clip should say, from its frames.
 class AttributeFinder {
@@ -58,7 +58,8 @@ private:
     std::optional<Box> m_Box;  // without boxes that damage has turned inside out
 };
 
-/// Reads the clip to its end. None when no frame has a mesh. Throws InputError as ClipReader does.
+/// Reads the clip to its end, fragmented ones too: players play them. None when no frame has a mesh. Throws InputError
+/// as ClipReader does.
 std::optional<FileAttributes> FindAttributes(const std::string& path);
 
 /// Some frames, and how many bytes of the file they take.
@@ -92,7 +93,7 @@ struct ClipSummary {
     }
 };
 
-/// Reads the clip to its end. Throws InputError when it has no video.
+/// Reads the clip to its end. Throws InputError when it has no video, and as ClipMeshes does.
 ClipSummary InspectClip(ClipReader& reader, const std::function<void(const FrameFacts&)>& onFrame);
 
 }  // namespace Nimb::Authoring

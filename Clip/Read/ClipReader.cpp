@@ -64,23 +64,6 @@ std::size_t LengthBytes(const AVCodecParameters& parameters) {
     return isKnown ? std::size_t{parameters.extradata[4]} % 4 + 1 : 0;
 }
 
-std::vector<SampleUnit> SplitSample(const Bytes& sample, std::size_t lengthBytes) {
-    std::vector<SampleUnit> units;
-    for (std::size_t at = 0; lengthBytes != 0 && sample.size() - at >= lengthBytes;) {
-        std::size_t size = 0;
-        for (std::size_t i = 0; i < lengthBytes; ++i) {
-            size = size << 8 | sample[at + i];
-        }
-        at += lengthBytes;
-        if (size > sample.size() - at) {
-            break;
-        }
-        units.push_back({at, size});
-        at += size;
-    }
-    return units;
-}
-
 ClipTrack DescribeTrack(const AVStream& stream) {
     const AVCodecParameters& parameters = *stream.codecpar;
     ClipTrack track;
@@ -166,7 +149,7 @@ private:
         sample.isKeyPicture = (m_Packet->flags & AV_PKT_FLAG_KEY) != 0;
         sample.isCut = (m_Packet->flags & AV_PKT_FLAG_CORRUPT) != 0;
         sample.bytes.assign(m_Packet->data, m_Packet->data + m_Packet->size);
-        sample.units = SplitSample(sample.bytes, track.lengthBytes);
+        sample.lengthBytes = track.lengthBytes;
         sample.damage.clear();
     }
 

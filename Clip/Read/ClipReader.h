@@ -31,12 +31,6 @@ struct ClipTrack {
     double Rate() const { return seconds > 0 ? static_cast<double>(sampleCount) / seconds : 0; }  ///< samples a second
 };
 
-/// One NAL unit inside a sample, without the length before it.
-struct SampleUnit {
-    std::size_t offset = 0;  ///< from the sample's start
-    std::size_t size = 0;
-};
-
 struct ClipSample {
     std::size_t track = 0;
     std::size_t number = 0;  ///< among the track's samples, from 0
@@ -46,11 +40,11 @@ struct ClipSample {
     std::int64_t microseconds = 0;  ///< presentation time as the player has it, not below 0
     UINT64 offset = 0;              ///< in the file
     bool isKeyPicture = false;
-    bool isCut = false;  ///< the file ends inside it
-    Bytes bytes;         ///< as the file has them
-    Bytes byteStream;    ///< what decoders and the mesh locator get: H.264 with start codes, everything else as it is
-    std::string damage;  ///< why there is no H.264 byte stream; players leave the sample out
-    std::vector<SampleUnit> units;  ///< of H.264, up to where the lengths stop making sense
+    bool isCut = false;           ///< the file ends inside it
+    Bytes bytes;                  ///< as the file has them
+    Bytes byteStream;             ///< what decoders get: H.264 with start codes, everything else as it is
+    std::string damage;           ///< why there is no H.264 byte stream; players leave the sample out
+    std::size_t lengthBytes = 0;  ///< of H.264: before each NAL unit in `bytes`; 0: the file does not say
 };
 
 /// How a file is read.

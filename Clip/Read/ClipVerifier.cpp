@@ -1,11 +1,10 @@
 #include "Clip/Read/ClipVerifier.h"
 
 #include "Clip/Read/ClipAttributes.h"
-#include "Clip/Read/ClipMeshDecoder.h"
+#include "Clip/Read/ClipMeshes.h"
 #include "Clip/Read/ClipPictures.h"
 #include "Clip/Read/MeshChecks.h"
 #include "Clip/Read/MeshFrameScanner.h"
-#include "Clip/Read/SampleMesh.h"
 
 #include <algorithm>
 #include <map>
@@ -14,6 +13,8 @@
 
 namespace Nimb::Authoring {
 namespace {
+
+using Nimb::Clip::SampleMesh;
 
 // What the player expects of the file's tracks.
 constexpr std::size_t c_VideoTrack = 0;
@@ -28,7 +29,7 @@ std::string SizeText(int width, int height) {
 class Verifier {
 public:
     Verifier(const std::string& path, const std::function<void(const ClipProblem&)>& onProblem)
-        : m_Reader(path), m_Attributes(ReadClipAttributes(path)), m_OnProblem(onProblem) {
+        : m_Reader(path), m_Attributes(ReadClipAttributes(path)), m_Meshes(m_Reader), m_OnProblem(onProblem) {
         const std::optional<std::size_t> video = m_Reader.VideoTrack();
         if (!video) {
             throw InputError(path + ": has no video track, so it has no frames");
@@ -83,13 +84,13 @@ private:
 
     ClipReader m_Reader;
     const ClipAttributes m_Attributes;
+    ClipMeshes m_Meshes;
     const std::function<void(const ClipProblem&)>& m_OnProblem;
     std::size_t m_Video = 0;
     VerifyResult m_Result;
     std::map<std::size_t, std::size_t> m_SamplesRead;  // by track
 
     MeshFrameScanner m_Scanner;
-    ClipMeshDecoder m_Meshes;
     std::unique_ptr<ClipPictures> m_Pictures;          // null: there is no decoder
     std::vector<std::unique_ptr<ClipSound>> m_Sounds;  // by track
 
@@ -201,11 +202,11 @@ void Verifier::CheckFrame(const ClipSample& sample) {
     } else if (!sample.damage.empty()) {
         Report("sample-damaged", sample.number, sample.offset, "the sample cannot be played: " + sample.damage);
     }
-    const SampleMesh mesh = FindMesh(sample);
+    const SampleMesh& mesh = m_Meshes.Find(sample);
     if (sample.damage.empty()) {
         CheckMeshUnit(sample, mesh);
     }
-    if (mesh.frame) {
+    if (mesh.isFound) {
         CheckMeshFrame(sample, mesh);
     }
     CheckPicture(sample);
@@ -226,9 +227,9 @@ void Verifier::CheckTimes(const ClipSample& sample) {
 
 void Verifier::CheckMeshUnit(const ClipSample& sample, const SampleMesh& mesh) {
     const auto report = [&](const std::string& kind, const std::string& text) {
-        Report(kind, sample.number, mesh.offset, text);
+        Report(kind, sample.number, sample.offset + mesh.offset, text);
     };
-    if (!mesh.frame) {
+    if (!mesh.isFound) {
         if (mesh.unitCount == 0) {
             report("mesh-missing", "the sample has no mesh");
         } else {
@@ -250,11 +251,12 @@ void Verifier::CheckMeshUnit(const ClipSample& sample, const SampleMesh& mesh) {
 }
 
 void Verifier::CheckMeshFrame(const ClipSample& sample, const SampleMesh& mesh) {
+    const UINT64 offset = sample.offset + mesh.offset;
     const ReportProblem report = [&](const std::string& kind, const std::string& text) {
-        Report(kind, sample.number, mesh.offset, text);
+        Report(kind, sample.number, offset, text);
     };
-    const MeshFrameLayout layout = m_Scanner.Scan(*mesh.frame);
-    const DecodedMesh decoded = m_Meshes.Decode(*mesh.frame, sample.microseconds * 10);
+    const MeshFrameLayout layout = m_Scanner.Scan(mesh.frame);
+    const DecodedMesh decoded = m_Meshes.Decode(sample.number);
     const bool lacksKeyFrame = std::any_of(layout.subFrames.begin(), layout.subFrames.end(),
                                            [](const SubFrameLayout& sub) { return !sub.hasKeyFrame; });
     std::string damage;
@@ -269,14 +271,14 @@ void Verifier::CheckMeshFrame(const ClipSample& sample, const SampleMesh& mesh) 
     if (!damage.empty()) {
         report(lacksKeyFrame ? "mesh-key-missing" : "mesh-damaged", damage);
     }
-    FollowDamage(sample.number, mesh.offset, layout, !damage.empty());
+    FollowDamage(sample.number, offset, layout, !damage.empty());
     if (!damage.empty()) {
         return;
     }
     m_StoresNormals = m_StoresNormals || layout.HasNormals();
     CheckHeaders(layout, m_Attributes.values, report);
     CheckMesh(decoded, layout, report);
-    CheckFrameId(sample.number, mesh.offset, layout);
+    CheckFrameId(sample.number, offset, layout);
 }
 
 /// What a damaged frame leaves in the decoder is undefined until the next key frame.

@@ -1,6 +1,6 @@
 #include "Clip/Read/DecodeTimes.h"
 
-#include "Clip/Read/ClipMeshDecoder.h"
+#include "Clip/Read/ClipMeshes.h"
 
 #include <algorithm>
 #include <chrono>
@@ -9,17 +9,19 @@
 namespace Nimb::Authoring {
 namespace {
 
-FrameTime TimeFrame(const ClipSample& sample, MeshFrameScanner& scanner, ClipMeshDecoder& decoder) {
+FrameTime TimeFrame(const ClipSample& sample, ClipMeshes& meshes, MeshFrameScanner& scanner) {
     using Clock = std::chrono::steady_clock;
-    const FrameFacts facts = DescribeFrame(sample, scanner);
-    const SampleMesh mesh = FindMesh(sample);
+    const Nimb::Clip::SampleMesh& mesh = meshes.Find(sample);
+    const FrameFacts facts = DescribeFrame(sample, mesh, scanner);
     FrameTime time{facts.number, facts.kind, facts.meshBytes, 0, ""};
-    if (!mesh.frame) {
+    if (!mesh.isFound) {
         time.problem = mesh.unitCount == 0 ? "the sample has no mesh" : facts.layout.problem;
+        meshes.Decode(sample.number);  // or the next frame would have to pass over it
         return time;
     }
+    meshes.Prepare(sample.number);
     const Clock::time_point begin = Clock::now();
-    const DecodedMesh decoded = decoder.Decode(*mesh.frame, sample.microseconds * 10);
+    const DecodedMesh decoded = meshes.Decode(sample.number);
     time.milliseconds = std::chrono::duration<double, std::milli>(Clock::now() - begin).count();
     time.problem = decoded.error.empty() && decoded.missingBytes != 0 ? "the mesh ends too early" : decoded.error;
     return time;
@@ -30,13 +32,13 @@ FrameTime TimeFrame(const ClipSample& sample, MeshFrameScanner& scanner, ClipMes
 std::vector<FrameTime> TimeDecoding(const std::string& path, const std::function<void(std::size_t)>& onFrame) {
     ClipReader reader(path);
     const std::optional<std::size_t> video = reader.VideoTrack();
+    ClipMeshes meshes(reader);
     MeshFrameScanner scanner;
-    ClipMeshDecoder decoder;
     std::vector<FrameTime> times;
     ClipSample sample;
     while (reader.Read(sample)) {
         if (sample.track == video) {
-            times.push_back(TimeFrame(sample, scanner, decoder));
+            times.push_back(TimeFrame(sample, meshes, scanner));
             onFrame(times.size());
         }
     }

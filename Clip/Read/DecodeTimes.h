@@ -29,7 +29,7 @@ struct TimeSummary {
     UINT64 bytes = 0;
 };
 
-/// Decodes the clip once, from its start, on the calling thread, with ClipMeshDecoder and thus into the player's
+/// Decodes the clip once, from its start, on the calling thread, with ClipMeshes and thus into the player's
 /// layout. What is timed is the decoder alone: samples are read, and meshes found in them, beforehand. `onFrame` gets
 /// the number of frames done. Throws InputError as ClipReader does.
 std::vector<FrameTime> TimeDecoding(const std::string& path, const std::function<void(std::size_t)>& onFrame);

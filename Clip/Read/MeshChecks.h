@@ -2,7 +2,7 @@
 #pragma once
 
 #include "Authoring/Codec/XtraAttributes.h"
-#include "Clip/Read/ClipMeshDecoder.h"
+#include "Clip/Read/ClipMeshes.h"
 #include "Clip/Read/MeshFrameScanner.h"
 
 #include <functional>

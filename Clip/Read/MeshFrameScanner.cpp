@@ -1,8 +1,8 @@
 // Every section tells its size in its first fields, given the number of vertices.
 #include "Clip/Read/MeshFrameScanner.h"
 
-#include "Clip/Read/MeshStream.h"
 #include "Nimb/NimbAssert.h"
+#include "NimbClip/FrameStream.h"
 #include "NimbCore/BitReader.h"
 #include "NimbCore/Codings.h"
 
@@ -135,7 +135,8 @@ bool MeshFrameLayout::HasNormals() const {
 }
 
 bool MeshFrameScanner::ScanHeader(Cursor& cursor, CStreamingMeshHeader& header) {
-    const NIMBCORE::CComPtr<MeshStream> stream(new MeshStream(cursor.Frame(), cursor.Position()));
+    using Nimb::Clip::FrameStream;
+    const NIMBCORE::CComPtr<FrameStream> stream(new FrameStream(cursor.Frame(), cursor.Position()));
     const Nimb::AssertionCapture assertions;
     if (Failed(header.Read(stream))) {
         cursor.Fail(assertions.Text());

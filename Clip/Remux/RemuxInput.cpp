@@ -1,5 +1,6 @@
 #include "Clip/Remux/RemuxInput.h"
 
+#include "Clip/Read/ClipMeshes.h"
 #include "Clip/Write/AudioEncoder.h"
 
 #include <algorithm>
@@ -148,7 +149,8 @@ private:
 
     void TakeFrame(const ClipSample& sample) {
         RemuxFrame frame;
-        frame.facts = DescribeFrame(sample, m_Scanner);
+        FindMesh(sample, m_Mesh);
+        frame.facts = DescribeFrame(sample, m_Mesh, m_Scanner);
         frame.time = TimeOf(sample);
         frame.problem = ProblemOf(sample, frame.facts);
         if (!m_Input.frames.empty() && frame.time <= m_Input.frames.back().time) {
@@ -184,6 +186,7 @@ private:
     ClipReader m_Reader;
     const std::function<void(const std::string&)>& m_Warn;
     RemuxInput m_Input;
+    Nimb::Clip::SampleMesh m_Mesh;
     MeshFrameScanner m_Scanner;
     std::size_t m_EmptySamples = 0;
 };

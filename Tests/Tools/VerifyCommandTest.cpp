@@ -1,4 +1,5 @@
 // `nimb verify`: silent about sound clips, and each fault with its name, frame and byte.
+#include "Clip/Read/ClipInspection.h"
 #include "Tests/Support/CounterFrame.h"
 #include "Tests/Support/DecodedClip.h"
 #include "Tests/Tools/ToolTest.h"
@@ -310,6 +311,14 @@ TEST_F(VerifyCommand, CutFilesAreNamedOrNotOpened) {
         EXPECT_EQ(result.out, "");
         EXPECT_NE(result.err.find(reason), std::string::npos) << result.err;
     }
+    Convert("-c copy -movflags frag_keyframe+empty_moov");
+    for (const std::string& command :
+         {"verify " + m_Bad, "info " + m_Bad, "export --format ply " + m_Bad + " frames"}) {
+        const ToolResult fragments = RunNimb(command);
+        EXPECT_EQ(fragments.status, 3) << command;
+        EXPECT_NE(fragments.err.find(m_Bad + ": the file is fragmented; nimb remux makes one"), std::string::npos);
+    }
+    EXPECT_TRUE(Nimb::Authoring::FindAttributes(m_Bad)) << "players take fragments";
     EXPECT_EQ(RunNimb("verify " + (m_Folder / "missing.mp4")).status, 3);
     EXPECT_EQ(RunNimb("verify " + (m_Folder / "")).status, 3);
     EXPECT_EQ(RunNimb("verify").status, 2);

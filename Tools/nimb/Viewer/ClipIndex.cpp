@@ -1,9 +1,8 @@
 #include "Tools/nimb/Viewer/ClipIndex.h"
 
+#include "Clip/Read/ClipMeshes.h"
 #include "Clip/Read/ClipReader.h"
 #include "Clip/Write/FrameRate.h"
-#include "NimbCore/NimbComPtr.h"
-#include "NimbCore/NimbCrossPlatform.h"
 #include "Tools/nimb/ExitStatus.h"
 
 #include <algorithm>
@@ -16,12 +15,6 @@ namespace {
 /// How far rates may be off that are computed from times, which files round.
 constexpr double c_RateTolerance = 0.002;
 
-bool HasMesh(const Authoring::ClipSample& sample) {
-    const NIMBCORE::CComPtr<NimbCrossPlatform::Stream> mesh(
-        NimbCrossPlatform::FindCompressedMesh(sample.byteStream.data(), sample.byteStream.size()));
-    return mesh != nullptr;
-}
-
 }  // namespace
 
 ClipIndex ReadClipIndex(const std::string& path) {
@@ -32,10 +25,12 @@ ClipIndex ReadClipIndex(const std::string& path) {
     }
     ClipIndex index;
     Authoring::ClipSample sample;
+    Clip::SampleMesh mesh;
     while (reader.Read(sample)) {
         if (sample.track == *video) {
-            if (!index.firstWithoutMesh && sample.damage.empty() && !HasMesh(sample)) {
-                index.firstWithoutMesh = index.FrameCount();
+            if (!index.firstWithoutMesh && sample.damage.empty()) {
+                FindMesh(sample, mesh);
+                index.firstWithoutMesh = mesh.isFound ? std::nullopt : std::optional(index.FrameCount());
             }
             index.times.push_back(sample.microseconds);
         }
