@@ -3,6 +3,7 @@
 // other bytes, and never with wrong values when the end is cut off.
 #include "Authoring/Codec/XtraAttributes.h"
 #include "Fuzz/Require.h"
+#include "NimbCore/FileTail.h"
 #include "NimbCore/NimbComPtr.h"
 #include "NimbCore/NimbCrossPlatform.h"
 
@@ -95,7 +96,7 @@ Contents Expected(const FileAttributes& attributes) {
 void CheckRoundTrip(const FileAttributes& attributes, Nimb::Authoring::AtomForm form, const Bytes& around,
                     std::size_t cut) {
     const Bytes atom = Nimb::Authoring::WriteAttributeAtom(attributes, form);
-    Require(atom.size() <= Nimb::Authoring::c_AttributeAtomWindow);
+    Require(atom.size() <= Nimb::c_FileTailBytes);
     const Contents expected = Expected(attributes);
 
     // A brace may begin a name, and a name in front of the atom, behind other bytes that read "Xtra", would win; one

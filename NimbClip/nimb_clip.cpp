@@ -2,12 +2,12 @@
 #include "NimbClip/nimb_clip.h"
 
 #include "Nimb/NimbAssert.h"
+#include "NimbClip/Attributes.h"
 #include "NimbClip/AvcSamples.h"
 #include "NimbClip/ByteSource.h"
 #include "NimbClip/ClipFault.h"
 #include "NimbClip/MeshAccess.h"
 #include "NimbClip/Mp4Index.h"
-#include "NimbCore/NimbCrossPlatform.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -20,13 +20,6 @@
 
 using Nimb::Clip::Bytes;
 using Nimb::Clip::ClipFault;
-
-namespace {
-
-/// The file's end, where the attribute atom has to be.
-constexpr std::uint64_t c_AttributeWindow = 1024;
-
-}  // namespace
 
 struct nimb_clip {
     explicit nimb_clip(const nimb_clip_source& from)
@@ -42,10 +35,9 @@ struct nimb_clip {
         }
         std::stable_sort(byTime.begin(), byTime.end(),
                          [&](std::uint32_t a, std::uint32_t b) { return frames[a].time < frames[b].time; });
-        ReadAttributes();
+        Nimb::Clip::ReadAttributes(source, info);
     }
 
-    void ReadAttributes();
     const Nimb::Clip::Track& TrackOf(nimb_clip_track track) const {
         return track == NIMB_CLIP_SOUND ? index.sound : index.video;
     }
@@ -57,28 +49,6 @@ struct nimb_clip {
     Nimb::Clip::MeshAccess meshes;
     Bytes sample, picture;
 };
-
-void nimb_clip::ReadAttributes() {
-    if (source.Size() < c_AttributeWindow) {
-        return;
-    }
-    Bytes tail;
-    source.Read(source.Size() - c_AttributeWindow, c_AttributeWindow, tail);
-    const NIMBCORE::CComPtr<NimbCrossPlatform::Buffer> store(new NimbCrossPlatform::Buffer(1));
-    if (!NimbCrossPlatform::FindXtraAttributes(tail.data(), tail.size(), store.p, [](const char*) {})) {
-        return;
-    }
-    info.has_attributes = 1;
-    store->GetUINT32(NimbAttrib_MaxVertexCount, &info.max_vertices);
-    store->GetUINT32(NimbAttrib_MaxIndexCount, &info.max_indices);
-    store->GetUINT32(NimbAttrib_HasVertexNormals, &info.has_normals);
-    const _GUID* const box[2][3] = {{&NimbAttrib_BBoxMinX, &NimbAttrib_BBoxMinY, &NimbAttrib_BBoxMinZ},
-                                    {&NimbAttrib_BBoxMaxX, &NimbAttrib_BBoxMaxY, &NimbAttrib_BBoxMaxZ}};
-    for (std::size_t axis = 0; axis < 3; ++axis) {
-        store->GetDouble(*box[0][axis], &info.box_min[axis]);
-        store->GetDouble(*box[1][axis], &info.box_max[axis]);
-    }
-}
 
 namespace {
 

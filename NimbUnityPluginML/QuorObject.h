@@ -17,11 +17,11 @@
 // Docs/architecture.md says what each guards; Stopping.cpp says how a player stops.
 #pragma once
 
+#include "NimbCore/FileTail.h"
 #include "NimbCore/NimbComPtr.h"
 #include "NimbCore/NimbMeshReader.h"
 #include "NimbUnityPluginML/AudioOutput.h"
 #include "NimbUnityPluginML/ConcurrentQueue.h"
-#include "NimbUnityPluginML/FileTail.h"
 #include "NimbUnityPluginML/FrameQueue.h"
 #include "NimbUnityPluginML/Mutex.h"
 #include "NimbUnityPluginML/NimbUnityPluginML.h"

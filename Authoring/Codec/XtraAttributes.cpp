@@ -11,6 +11,8 @@
 // In the wrapped form the type is "blob" and the value is the type proper, little-endian, two zero bytes and the value.
 #include "Authoring/Codec/XtraAttributes.h"
 
+#include "NimbCore/FileTail.h"
+
 #include <cstdio>
 #include <cstring>
 
@@ -25,8 +27,7 @@ constexpr unsigned c_TypeBlob = 65;
 constexpr std::size_t c_NameSize = 40;
 constexpr std::size_t c_EntryOverhead = 4 + 4 + c_NameSize + 4 + 4 + 2;
 constexpr std::size_t c_WrapOverhead = 4;
-static_assert(8 + 10 * (c_EntryOverhead + c_WrapOverhead) + 4 * sizeof(UINT32) + 6 * sizeof(double) <=
-                  c_AttributeAtomWindow,
+static_assert(8 + 10 * (c_EntryOverhead + c_WrapOverhead) + 4 * sizeof(UINT32) + 6 * sizeof(double) <= c_FileTailBytes,
               "the largest atom fits the window");
 
 class AtomWriter {

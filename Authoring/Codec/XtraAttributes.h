@@ -25,10 +25,7 @@ enum class AtomForm {
     Wrapped,  ///< each value inside a blob
 };
 
-/// Players look for the atom in this many bytes at the end of the file. The atom always fits; it should come last.
-constexpr std::size_t c_AttributeAtomWindow = 1024;
-
-/// The complete box, size and type included.
+/// The complete box, size and type included. It fits into a file's tail (NimbCore/FileTail.h) and has to come last.
 std::vector<BYTE> WriteAttributeAtom(const FileAttributes& attributes, AtomForm form = AtomForm::Plain);
 
 }  // namespace Nimb::Authoring

@@ -2,6 +2,7 @@
 
 #include "Authoring/Codec/ByteWriter.h"
 #include "Authoring/Scene/MeshSource.h"
+#include "NimbCore/FileTail.h"
 #include "NimbCore/NimbComPtr.h"
 #include "NimbCore/NimbCrossPlatform.h"
 
@@ -19,12 +20,12 @@ Bytes ReadTail(const std::string& path, UINT64* pOffset) {
     if (size < 0) {
         throw InputError(path + ": cannot be opened");
     }
-    constexpr auto window = static_cast<std::streamoff>(c_AttributeAtomWindow);
+    constexpr auto window = static_cast<std::streamoff>(c_FileTailBytes);
     *pOffset = static_cast<UINT64>(std::max<std::streamoff>(size - window, 0));
     if (size < window) {
         return {};
     }
-    Bytes tail(c_AttributeAtomWindow);
+    Bytes tail(c_FileTailBytes);
     file.seekg(size - window);
     if (!file.read(reinterpret_cast<char*>(tail.data()), window)) {
         throw InputError(path + ": cannot be read at byte " + std::to_string(*pOffset));
@@ -56,7 +57,7 @@ ClipAttributes ReadClipAttributes(const std::string& path) {
     ClipAttributes result;
     const Bytes tail = ReadTail(path, &result.offset);
     if (tail.empty()) {
-        result.problem = "the file is shorter than the " + std::to_string(c_AttributeAtomWindow) +
+        result.problem = "the file is shorter than the " + std::to_string(c_FileTailBytes) +
                          " bytes at its end in which players look for the atom";
         return result;
     }

@@ -1,5 +1,6 @@
 // The file attribute atom, written and read back, whole, damaged and cut; and the check of streaming locations.
 #include "Authoring/Codec/XtraAttributes.h"
+#include "NimbCore/FileTail.h"
 #include "NimbCore/NimbComPtr.h"
 #include "NimbCore/NimbCrossPlatform.h"
 
@@ -113,8 +114,8 @@ TEST(AttributeAtom, ComesBackBitForBit) {
                 attributes.hasVertexNormals.reset();
             }
             const Bytes atom = WriteAttributeAtom(attributes, form);
-            ASSERT_LE(atom.size(), Nimb::Authoring::c_AttributeAtomWindow);
-            Bytes window(Nimb::Authoring::c_AttributeAtomWindow - atom.size(), 'X');
+            ASSERT_LE(atom.size(), Nimb::c_FileTailBytes);
+            Bytes window(Nimb::c_FileTailBytes - atom.size(), 'X');
             window.insert(window.end(), atom.begin(), atom.end());
             for (const Bytes& data : {atom, window}) {
                 const ReadResult result = Read(data);

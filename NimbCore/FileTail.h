@@ -1,4 +1,4 @@
-// The end of a file, where its attribute atom is.
+// The end of a file, where its attribute atom is: writers put it there, readers look for it nowhere else.
 #pragma once
 
 #include "Nimb/NimbInterfaces.h"
@@ -6,9 +6,9 @@
 #include <array>
 #include <cstddef>
 
-namespace Nimb::Plugin {
+namespace Nimb {
 
 constexpr std::size_t c_FileTailBytes = 1024;
 using FileTail = std::array<BYTE, c_FileTailBytes>;
 
-}  // namespace Nimb::Plugin
+}  // namespace Nimb
