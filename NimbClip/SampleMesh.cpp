@@ -6,6 +6,8 @@
 #include "NimbCore/NimbComPtr.h"
 #include "NimbCore/NimbCrossPlatform.h"
 
+#include <utility>
+
 namespace Nimb {
 namespace Clip {
 namespace {
