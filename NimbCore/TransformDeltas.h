@@ -163,11 +163,6 @@ inline Motion MakeMotion(const Transform& transform, float translationUnit, cons
     return motion;
 }
 
-template <int Lane>
-Float4 Broadcast(Float4 a) noexcept {
-    return {__builtin_shufflevector(a.v, a.v, Lane, Lane, Lane, Lane)};
-}
-
 /// `last` is previous - older position, zero where there is no older one.
 inline Float4 Predict(const Motion& motion, Float4 previous, Float4 last) noexcept {
     const Float4 base = last * motion.extrapolation + previous;
