@@ -3,9 +3,10 @@
 
 Usage: amalgamate_clip.py FOLDER    writes FOLDER/nimb_clip.h and FOLDER/nimb_clip.cpp
 
-The source compiles by itself as C++14 or later, without options: g++, clang, MinGW; Emscripten needs -fexceptions, 32-bit
-x86 -msse2 -mfpmath=sse. It asks for SSE or NEON only as far as the compiler's target has them. All that it defines but the functions of nimb_clip.h is inside a
-namespace of its own, so that it can be linked into a program beside another copy.
+The source compiles by itself as C++14 or later, without options: g++, clang, MinGW; Emscripten needs -fexceptions,
+32-bit x86 -msse2 -mfpmath=sse. It asks for SSE or NEON only as far as the compiler's target has them. All that it
+defines but the functions of nimb_clip.h is inside a namespace of its own, so that it can be linked into a program
+beside another copy.
 """
 import pathlib
 import re
