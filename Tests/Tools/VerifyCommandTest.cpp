@@ -313,9 +313,10 @@ TEST_F(VerifyCommand, CutFilesAreNamedOrNotOpened) {
     }
     Convert("-c copy -movflags frag_keyframe+empty_moov");
     for (const std::string& command :
-         {"verify " + m_Bad, "info " + m_Bad, "export --format ply " + m_Bad + " frames"}) {
+         {"verify " + m_Bad, "info --frames " + m_Bad, "export --format ply " + m_Bad + " frames"}) {
         const ToolResult fragments = RunNimb(command);
         EXPECT_EQ(fragments.status, 3) << command;
+        EXPECT_EQ(fragments.out, "");
         EXPECT_NE(fragments.err.find(m_Bad + ": the file is fragmented; nimb remux makes one"), std::string::npos);
     }
     EXPECT_TRUE(Nimb::Authoring::FindAttributes(m_Bad)) << "players take fragments";

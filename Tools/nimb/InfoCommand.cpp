@@ -122,8 +122,6 @@ int Run(const Arguments& arguments) {
     Json json = ToJson(reader, attributes);
     if (arguments.frames && arguments.json) {
         json["frames"] = Json::array();
-    } else if (arguments.frames) {
-        PrintFrameHeading();
     }
     std::vector<PlotFrame> plot;
     const ClipSummary summary = InspectClip(reader, [&](const FrameFacts& frame) {
@@ -134,6 +132,9 @@ int Run(const Arguments& arguments) {
         if (arguments.frames && arguments.json) {
             json["frames"].push_back(ToJson(frame));
         } else if (arguments.frames) {
+            if (frame.number == 0) {
+                PrintFrameHeading();
+            }
             PrintFrame(frame);
         }
     });
