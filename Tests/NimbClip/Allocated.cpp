@@ -1,4 +1,5 @@
-// In a file of its own, so that no compiler sees new and delete meet malloc and free in one function.
+// In a file of its own, so that no compiler sees new and delete meet malloc and free in one function. Sanitizers have
+// their own new and delete; under them nothing is counted.
 #include "Tests/NimbClip/Allocated.h"
 
 #include <malloc.h>
@@ -10,6 +11,7 @@
 std::atomic<std::size_t> NimbTest::g_Allocated{0};
 std::atomic<std::size_t> NimbTest::g_Peak{0};
 
+#ifndef NIMB_SANITIZED
 void* operator new(std::size_t size) {
     void* const p = std::malloc(std::max<std::size_t>(size, 1));
     if (p == nullptr) {
@@ -28,3 +30,4 @@ void operator delete(void* p) noexcept {
 void operator delete(void* p, std::size_t) noexcept {
     operator delete(p);
 }
+#endif
