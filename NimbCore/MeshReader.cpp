@@ -13,6 +13,9 @@ namespace HeaderVersion = NTarnStudioMeshHeaderVersion;
 namespace VertexVersion = NTarnStudioVertexVersion;
 namespace FormatFlags = NTarnStudioFormatFlags;
 
+/// For what only looks whether a frame decodes: quantised, without normals.
+constexpr UINT32 c_QuickFormat = 0x05;
+
 /// Frame id of a header without one: frames at 30 per second, counted from 1. The 30 added before the division is
 /// deliberate. Hostile times wrap.
 UINT32 FrameIdFromTime(LONGLONG time) {
@@ -51,6 +54,25 @@ HRESULT CNimbMeshReader::ReadMesh(IStream* pStream, LONGLONG time, INimbBuffer**
     });
 }
 
+bool CNimbMeshReader::IsKeyFrame(IStream* pStream, INimbBufferAllocator* pBufferAllocator) {
+    const auto read = [&] {
+        CStreamingMeshHeader header;
+        const HRESULT hr = header.Read(pStream);
+        if (Failed(hr) || header.m_Version.v.m_MeshHeaderVersion != HeaderVersion::c_MeshHeaderVersion_Temporal) {
+            const bool isDelta =
+                header.m_Version.v.m_MeshHeaderVersion == HeaderVersion::c_MeshHeaderVersion_DeltaFrame;
+            return Succeeded(hr) && isDelta ? HRESULT{E_UNEXPECTED} : hr;
+        }
+        CNimbMeshReader reader;
+        reader.Initialize(pBufferAllocator, c_QuickFormat);
+        reader.m_RefusesDeltas = true;
+        NIMBCORE::CComPtr<INimbBuffer> vertices;
+        NIMBCORE::CComPtr<INimbBuffer> indices;
+        return reader.ReadTemporalMesh(pStream, header, &vertices, &indices);
+    };
+    return Succeeded(GuardAssertions(read));
+}
+
 HRESULT CNimbMeshReader::ReadMeshChecked(IStream* pStream, LONGLONG time, INimbBuffer** ppVertexBuffer,
                                          INimbBuffer** ppIndexBuffer) {
     CStreamingMeshHeader header;
@@ -82,6 +104,10 @@ HRESULT CNimbMeshReader::ReadSubMesh(IStream* pStream, CStreamingMeshHeader& hea
     NIMB_ASSERT(ppVertexBuffer);
     NIMB_ASSERT(ppIndexBuffer);
 
+    const bool isDelta = header.m_Version.v.m_MeshHeaderVersion == HeaderVersion::c_MeshHeaderVersion_DeltaFrame;
+    if (isDelta && m_RefusesDeltas) {
+        return E_UNEXPECTED;
+    }
     const INT32 subMeshId = static_cast<INT32>(header.m_SubMeshId);
     auto it = m_Contexts.find(subMeshId);
     if (it == m_Contexts.end()) {
@@ -94,7 +120,6 @@ HRESULT CNimbMeshReader::ReadSubMesh(IStream* pStream, CStreamingMeshHeader& hea
         ~Settlement() { reader.SettleContext(ctx); }
     } const settlement{*this, ctx};
     ctx.m_InUse = true;
-    const bool isDelta = header.m_Version.v.m_MeshHeaderVersion == HeaderVersion::c_MeshHeaderVersion_DeltaFrame;
     const HRESULT hr = isDelta ? ReadDeltaFrame(ctx, pStream, header, ppVertexBuffer, ppIndexBuffer)
                                : ReadKeyFrame(ctx, pStream, header, ppVertexBuffer, ppIndexBuffer);
     *pIndexBytes = ctx.m_IndexBytes;

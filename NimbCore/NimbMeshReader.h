@@ -218,6 +218,10 @@ public:
     /// null.
     HRESULT ReadMesh(IStream* pStream, LONGLONG time, INimbBuffer** ppVertexBuffer, INimbBuffer** ppIndexBuffer);
 
+    /// Whether decoding can begin with this frame. A temporal one is decoded for that, in a reader of its own, as far as
+    /// its first delta frame. False for a frame that is refused.
+    static bool IsKeyFrame(IStream* pStream, INimbBufferAllocator* pBufferAllocator);
+
     /// What the reader remembers between two frames. Frames can go on from it any number of times, in any reader.
     class State;
 
@@ -276,6 +280,7 @@ private:
     ContextMap m_Contexts;
     UINT32 m_VertexFormat = 5;
     UINT64 m_ContextBytes = 0;
+    bool m_RefusesDeltas = false;  // of IsKeyFrame
 };
 
 class CNimbMeshReader::State {
