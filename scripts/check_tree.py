@@ -19,7 +19,7 @@ ROOMS = {
     "Nimb": [],
     "NimbCore": ["Nimb"],
     "NimbClip": CORE,
-    "NimbUnityPluginML": CORE,
+    "NimbUnityPluginML": CORE + ["NimbClip"],  # the reader of a file's index alone
     "Platform/Interface": [],
     "Platform/Headset": ["Platform/Interface"],
     "Platform/Desktop": ["Nimb", "Media", "Platform/Interface"],
@@ -97,7 +97,7 @@ def check_unused(files):
         def is_declaration(path, text, match):
             line = text[text.rfind("\n", 0, match.start()) + 1:match.start()]
             return (re.match(r"\s*\(", text[match.end():]) and before.search(line) and not statement.search(line)
-                    and not re.search(r"\bconst \S*(?:Guard|lock_guard<\S*|unique_lock<\S*) $", line))
+                    and not re.search(r"\bconst \S*(?:Guard|MutexLock|lock_guard<\S*|unique_lock<\S*) $", line))
         if all(is_declaration(*place) for place in found):
             path, text, match = found[-1]
             number = text.count("\n", 0, match.start()) + 1
