@@ -10,8 +10,7 @@
 namespace Nimb::Plugin {
 
 bool AudioOutput::Create(void* player) {
-    // Whatever the track's format is: the platform's decoders deliver this one.
-    const MLAudioBufferFormat format{2, 48000, 16, 16, MLAudioSampleFormat_Int, 0};
+    const MLAudioBufferFormat format{c_Channels, c_FramesPerSecond, 16, 16, MLAudioSampleFormat_Int, 0};
     constexpr std::uint32_t bufferBytes = 4096;
     MLHandle sound = ML_INVALID_HANDLE;
     if (MLAudioCreateSoundWithOutputStream(&format, bufferBytes, nullptr, player, &sound) != MLResult_Ok) {

@@ -7,6 +7,7 @@
 
 #include <atomic>
 #include <cstddef>
+#include <cstdint>
 #include <functional>
 
 namespace Nimb::Plugin {
@@ -14,6 +15,11 @@ namespace Nimb::Plugin {
 /// Of one player. A function that does nothing without a sound may be called without one.
 class AudioOutput {
 public:
+    // What sounds are made of: the platform's decoders deliver this, whatever the track's format is.
+    static constexpr std::uint32_t c_FramesPerSecond = 48000;
+    static constexpr std::uint32_t c_Channels = 2;
+    static constexpr std::size_t c_BytesPerFrame = c_Channels * sizeof(std::int16_t);
+
     /// `id`: the player's, for the log.
     explicit AudioOutput(int id) : m_id(id) {}
 

@@ -25,6 +25,19 @@ public:
         return m_scaledSampleTime;
     }
 
+    /// What a time before or after the base would be mapped to; for times of a file's frames. Remembers nothing.
+    std::int64_t Place(std::int64_t rawSampleTime) {
+        const MutexLock lock(m_mutex);
+        return PlaceLocked(rawSampleTime);
+    }
+
+    /// The timeline goes on with another place of the file: `to` is mapped to what `from` would have been.
+    void Jump(std::int64_t from, std::int64_t to) {
+        const MutexLock lock(m_mutex);
+        m_scaledOffset = PlaceLocked(from);
+        m_rawBase = to;
+    }
+
     /// From now on the clock runs at another scale, without a jump.
     void SetScale(float scale) {
         const MutexLock lock(m_mutex);
@@ -52,6 +65,11 @@ public:
     std::int64_t Scaled(std::int64_t length) { return Truncate(static_cast<float>(length) / std::fabs(Scale())); }
 
 private:
+    std::int64_t PlaceLocked(std::int64_t rawSampleTime) NIMB_REQUIRES(m_mutex) {
+        const float elapsed = static_cast<float>(WrappingSubtract(rawSampleTime, m_rawBase));
+        return WrappingAdd(m_scaledOffset, Truncate(elapsed / m_clockScale));
+    }
+
     static std::int64_t Truncate(float value) {
         constexpr float limit = 9223372036854775808.0f;
         if (!(value < limit)) {

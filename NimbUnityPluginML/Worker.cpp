@@ -81,8 +81,8 @@ void Worker::Sleep() {
     }
 }
 
-bool Worker::Pause(std::chrono::nanoseconds time) {
-    const auto interrupted = [this] { return m_sleepRequest || m_exitRequest; };
+bool Worker::Pause(std::chrono::nanoseconds time, const std::function<bool()>& isOver) {
+    const auto interrupted = [&] { return m_sleepRequest || m_exitRequest || isOver(); };
     const auto end =
         std::chrono::steady_clock::now() + std::min<std::chrono::nanoseconds>(time, std::chrono::hours(24));
     MutexLock lock(m_wakeMutex);

@@ -59,8 +59,10 @@ public:
 
     bool ExitRequested() const noexcept { return m_exitRequest; }
 
-    /// Waits for `time`, or until a sleep or exit is requested. False in the latter case.
-    bool Pause(std::chrono::nanoseconds time);
+    /// Waits for `time`, or until a sleep or exit is requested or `isOver`, which is asked every few milliseconds.
+    /// False if it did not wait to the end.
+    bool Pause(
+        std::chrono::nanoseconds time, const std::function<bool()>& isOver = [] { return false; });
 
     /// Whether the worker sleeps now, and would go on sleeping. Any thread.
     bool IsAsleep();
