@@ -4,8 +4,17 @@
 #include "NimbUnityPluginML/Times.h"
 
 #include <algorithm>
+#include <cmath>
+#include <thread>
+#include <utility>
 
 namespace Nimb::Plugin {
+namespace {
+
+/// No decoder yields more sound at once.
+constexpr std::int64_t c_LongestSoundUs = 1000000;
+
+}  // namespace
 
 void QuorObject::AudioThreadFunc() {
     m_audioWorker.Run(m_id, "Audio", [this] { AudioIteration(); });
@@ -19,9 +28,11 @@ void QuorObject::AudioIteration() {
     const MLHandle codec = m_audioCodec;
     MLMediaCodecBufferInfo info{};
     std::int64_t index = -1;
-    const MLResult result = MLMediaCodecDequeueOutputBuffer(codec, &info, c_NoTimeout, &index);
+    std::uint32_t flushes = 0;
+    std::uint32_t epoch = 0;
+    const MLResult result = TakeOutput(codec, m_audioTakeMutex, &info, &index, &flushes);
     if (result != MLResult_Ok) {
-        if (!m_abandon) {  // otherwise it was most likely our own flush
+        if (!m_abandon && flushes == m_flushes) {  // otherwise it was most likely our own flush
             NIMB_LOG_ERROR("[%i] MLMediaCodecDequeueOutputBuffer returned %i", m_id, result);
         }
         m_audioWorker.Pause(Worker::c_Rest);
@@ -33,28 +44,61 @@ void QuorObject::AudioIteration() {
     }
     if ((info.flags & MLMediaCodecBufferFlag_EOS) != 0) {
         NIMB_LOG_INFO("[%i] Audio output EOS", m_id);
-        if (m_openInfo.autoLoop == 0) {  // a loop goes on in the buffer
-            m_audioOutput.Finish();
+        if (NoteOutputEnd(m_audioOutputEOS, m_videoCodec, m_videoOutputEOS, flushes)) {
+            if (m_openInfo.autoLoop == 0) {  // a loop goes on in the buffer
+                m_audioOutput.Finish();
+            }
+            SleepAtEnd(m_audioWorker, m_audioOutputEOS);
         }
-        m_audioWorker.RequestSleep();
-        m_audioOutputEOS = true;
-        ReportEndOfStream(m_videoOutputEOS || m_videoCodec == ML_INVALID_HANDLE);
-    } else {
+    } else if (AwaitSound(info.presentation_time_us, &epoch) && flushes == m_flushes) {
         const std::uint8_t* data = nullptr;
         std::size_t size = 0;
         if (MLMediaCodecGetOutputBufferPointer(codec, index, &data, &size) != MLResult_Ok) {
-            if (!m_abandon) {
+            if (!m_abandon && flushes == m_flushes) {
                 NIMB_LOG_ERROR("[%i] MLMediaCodecGetOutputBufferPointer failed", m_id);
             }
         } else {
             // A pause does not end the wait for an output buffer, since the sound goes on taking buffers and none of
             // its bytes may be lost; Rewind and Close do.
             const std::size_t offset = std::min(info.offset, size);
-            m_audioOutput.Play(data + offset, std::min(info.size, size - offset),
-                               [this] { return IsAbandoned(m_audioWorker); });
+            const std::size_t count = std::min(info.size, size - offset);
+            if (epoch != std::exchange(m_soundEpochInHand, epoch)) {
+                m_audioOutput.DropFilled();  // a buffer begun before the request
+            }
+            const std::size_t skipped = std::min(SoundToSkip(info.presentation_time_us), count);
+            m_audioOutput.Play(data + offset + skipped, count - skipped,
+                               [&] { return IsAbandoned(m_audioWorker) || epoch != m_soundEpoch; });
         }
     }
     MLMediaCodecReleaseOutputBuffer(codec, index, false);
+}
+
+/// While a request is under way, sound from its frame on waits for its end, and earlier sound is dropped: then false.
+/// `*pEpoch`: sound may be played until m_soundEpoch is another.
+bool QuorObject::AwaitSound(std::int64_t time, std::uint32_t* pEpoch) {
+    do {
+        *pEpoch = m_soundEpoch;
+        while (IsSeeking() && !IsAbandoned(m_audioWorker)) {
+            const std::int64_t start = m_soundStart;
+            if (time < start && start - time > c_LongestSoundUs) {
+                return false;
+            }
+            std::this_thread::sleep_for(Worker::c_Rest);
+        }
+    } while (*pEpoch != m_soundEpoch);
+    return !IsAbandoned(m_audioWorker);
+}
+
+/// How many bytes of decoded sound with this time lie before the frame that was gone to.
+std::size_t QuorObject::SoundToSkip(std::int64_t time) {
+    const std::int64_t start = m_soundStart;
+    if (start == c_NoSoundStart || time >= start) {
+        return 0;
+    }
+    const double seconds = static_cast<double>(start - time) / 1e6 * std::fabs(static_cast<double>(m_clock.Scale()));
+    constexpr double longest = 3600;
+    return static_cast<std::size_t>(std::min(seconds, longest) * AudioOutput::c_FramesPerSecond) *
+           AudioOutput::c_BytesPerFrame;
 }
 
 }  // namespace Nimb::Plugin

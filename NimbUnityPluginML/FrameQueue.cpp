@@ -62,11 +62,50 @@ std::optional<std::int64_t> FrameQueue::TakeNumber(Ticket ticket) {
 
 void FrameQueue::Push(std::shared_ptr<MeshFrame> frame, Ticket ticket) {
     const MutexLock lock(m_meshFramesMutex);
-    if (IsCurrentLocked(ticket)) {
+    const bool isAwaited = IsCurrentLocked(ticket) && m_awaited == Awaited::Waiting;
+    if (isAwaited && frame->m_frameNumber >= m_awaitedNumber) {
+        m_awaited = frame->m_frameNumber == m_awaitedNumber ? Awaited::Ready : Awaited::Lost;
+    }
+    if (IsCurrentLocked(ticket) && m_awaited != Awaited::Waiting) {
         m_frames.push_back(std::move(frame));
     } else {
         ReturnSlots(1);
     }
+}
+
+void FrameQueue::Await(std::int64_t frameNumber, bool isNewPass) {
+    const MutexLock lock(m_meshFramesMutex);
+    if (isNewPass) {
+        ++m_ticket.pass;
+        m_firstOfPass = c_NotYetKnown;
+    }
+    m_awaitedNumber = frameNumber;
+    std::int32_t dropped = std::exchange(m_lostSlots, 0);
+    for (; !m_frames.empty() && (isNewPass || m_frames.front()->m_frameNumber < frameNumber); ++dropped) {
+        m_frames.pop_front();
+    }
+    ++m_ticket.loop;  // meshes that are lost from now on are of no concern to the slots given back here
+    m_awaited = m_frames.empty()                                 ? Awaited::Waiting
+                : m_frames.front()->m_frameNumber == frameNumber ? Awaited::Ready
+                                                                 : Awaited::Lost;
+    ReturnSlots(dropped);
+}
+
+void FrameQueue::SettleAwaited(Ticket ticket, std::int64_t frameNumber) {
+    const MutexLock lock(m_meshFramesMutex);
+    if (m_awaited == Awaited::Waiting && IsCurrentLocked(ticket) && frameNumber >= m_awaitedNumber) {
+        m_awaited = Awaited::Lost;
+    }
+}
+
+FrameQueue::Awaited FrameQueue::AwaitedFrame() {
+    const MutexLock lock(m_meshFramesMutex);
+    return m_awaited;
+}
+
+void FrameQueue::StopAwaiting() {
+    const MutexLock lock(m_meshFramesMutex);
+    m_awaited = Awaited::None;
 }
 
 void FrameQueue::CountLost(Ticket ticket) {
@@ -82,6 +121,7 @@ void FrameQueue::BeginFile() {
     const MutexLock lock(m_meshFramesMutex);
     ++m_ticket.file;
     ++m_ticket.pass;
+    m_awaited = Awaited::None;
     m_meshFrameCounter = 0;
     m_firstOfPass = 0;
     ReturnSlots(std::exchange(m_lostSlots, 0));
@@ -91,6 +131,7 @@ void FrameQueue::BeginPass() {
     const MutexLock lock(m_meshFramesMutex);
     ++m_ticket.pass;
     m_firstOfPass = c_NotYetKnown;
+    m_awaited = Awaited::None;
     ClearLocked();
 }
 

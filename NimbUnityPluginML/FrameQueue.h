@@ -44,6 +44,9 @@ public:
         bool isFirstTake = false;          ///< the frame has the texture's number and is taken for the first time
     };
 
+    /// Of the frame that is awaited.
+    enum class Awaited { None, Waiting, Ready, Lost };
+
     // ---- Playback thread ----
 
     /// Takes a slot, waiting for one as long as `cancelled` is false. False when it was cancelled. Whoever makes
@@ -61,6 +64,10 @@ public:
     /// lost meshes come back.
     void BeginLoop();
 
+    /// Until the mesh with this number is there, all before it are dropped. `isNewPass`: it is fed anew, and what is
+    /// queued or still on its way belongs to an earlier pass. What is current stays.
+    void Await(std::int64_t frameNumber, bool isNewPass);
+
     // ---- Mesh thread ----
 
     /// The next mesh frame number, counted from 0 in each file. None for an earlier file.
@@ -70,6 +77,9 @@ public:
 
     /// A sample that had a slot lost its mesh.
     void CountLost(Ticket ticket);
+
+    /// All samples up to the one with this number have been decoded.
+    void SettleAwaited(Ticket ticket, std::int64_t frameNumber);
 
     // ---- Render thread ----
 
@@ -99,6 +109,11 @@ public:
 
     // ---- Any thread ----
 
+    Awaited AwaitedFrame();
+
+    /// Nothing is awaited any more.
+    void StopAwaiting();
+
     /// Drops all frames and gives back their slots and those of lost meshes. Returns how many frames were queued.
     std::size_t Clear();
 
@@ -121,6 +136,8 @@ private:
     std::shared_ptr<MeshFrame> m_currentMeshFrame NIMB_GUARDED_BY(m_meshFramesMutex);
     std::int32_t m_lostSlots NIMB_GUARDED_BY(m_meshFramesMutex) = 0;
     std::int64_t m_meshFrameCounter NIMB_GUARDED_BY(m_meshFramesMutex) = 0;
+    Awaited m_awaited NIMB_GUARDED_BY(m_meshFramesMutex) = Awaited::None;
+    std::int64_t m_awaitedNumber NIMB_GUARDED_BY(m_meshFramesMutex) = -1;
     /// The lowest number of this pass; c_NotYetKnown until it is taken.
     std::int64_t m_firstOfPass NIMB_GUARDED_BY(m_meshFramesMutex) = 0;
     Ticket m_ticket NIMB_GUARDED_BY(m_meshFramesMutex){0, 0, 0};

@@ -36,6 +36,7 @@ public:
     double m_maxX = 0, m_maxY = 0, m_maxZ = 0;
     std::int64_t m_timeStamp;
     std::int64_t m_frameNumber = 0;   ///< set by the player; matched with the number of the texture frame
+    std::int64_t m_clipFrame = -1;    ///< set by the player: which frame of the file it is; -1: unknown
     std::uint32_t m_renderCount = 0;  ///< takes by the render thread; under the frames' mutex
 
 private:

@@ -21,9 +21,11 @@ void QuorObject::MeshThreadFunc(UINT32 vertexFormat) {
     NIMB_LOG_INFO("[%i] mesh thread exiting", m_id);
 }
 
-void QuorObject::DecodeSample(const std::vector<BYTE>& sample, std::int64_t timeStamp, FrameQueue::Ticket ticket) {
+void QuorObject::DecodeSample(const std::vector<BYTE>& sample, std::int64_t timeStamp, FrameQueue::Ticket ticket,
+                              std::int64_t clipFrame) {
     try {
         if (std::shared_ptr<MeshFrame> frame = ReadMeshFrame(sample, timeStamp, ticket)) {
+            frame->m_clipFrame = clipFrame;
             m_meshFrames.Push(std::move(frame), ticket);
             return;
         }
@@ -31,6 +33,18 @@ void QuorObject::DecodeSample(const std::vector<BYTE>& sample, std::int64_t time
         NIMB_LOG_ERROR("[%i] out of memory: mesh frame dropped", m_id);
     }
     m_meshFrames.CountLost(ticket);
+}
+
+/// Decodes a mesh that later ones need and that is not shown.
+void QuorObject::PassSample(const std::vector<BYTE>& sample, FrameQueue::Ticket ticket) {
+    if (ticket.file != m_meshFrames.CurrentTicket().file) {
+        return;
+    }
+    try {
+        DecodeMesh(sample, 0);
+    } catch (const std::bad_alloc&) {
+        NIMB_LOG_ERROR("[%i] out of memory: mesh frame dropped", m_id);
+    }
 }
 
 /// Decodes the mesh of one sample. Null when it is dropped; a payload that cannot be decoded is not logged here.
@@ -41,6 +55,14 @@ std::shared_ptr<MeshFrame> QuorObject::ReadMeshFrame(const std::vector<BYTE>& sa
     if (!frameNumber) {
         return nullptr;
     }
+    std::shared_ptr<MeshFrame> frame = DecodeMesh(sample, timeStamp);
+    if (frame != nullptr) {
+        frame->m_frameNumber = *frameNumber;
+    }
+    return frame;
+}
+
+std::shared_ptr<MeshFrame> QuorObject::DecodeMesh(const std::vector<BYTE>& sample, std::int64_t timeStamp) {
     const NIMBCORE::CComPtr<NimbCrossPlatform::Stream> stream(
         NimbCrossPlatform::FindCompressedMesh(sample.data(), sample.size()));
     if (stream == nullptr) {
@@ -53,9 +75,7 @@ std::shared_ptr<MeshFrame> QuorObject::ReadMeshFrame(const std::vector<BYTE>& sa
     if (Failed(m_meshReader.ReadMesh(stream, stream->m_Time / 100, &vertices, &indices))) {
         return nullptr;
     }
-    auto frame = std::make_shared<MeshFrame>(vertices, indices, stream->m_Time);
-    frame->m_frameNumber = *frameNumber;
-    return frame;
+    return std::make_shared<MeshFrame>(vertices, indices, stream->m_Time);
 }
 
 }  // namespace Nimb::Plugin

@@ -115,6 +115,81 @@ NIMB_API int GetQuorState(int id);
  * are decoded. Changed later, it changes only uploads: off, frames that were decoded without normals get 0. */
 NIMB_API uint8_t SetComputeNormals(int id, uint8_t computeNormals);
 
+/* ---- Additions: going to frames -----------------------------------------------------------------------------------
+ *
+ * A library may lack what stands from here to the next line of this kind. Look `getPlayerFeatures` up by its name; when
+ * it is there, it says which of the additions are.
+ *
+ * Going to a frame takes time. Each request gives a ticket, a number above 0 that ascends, and every ticket ends
+ * exactly once. Done means that the render event has ended that put picture and mesh of that frame into the engine's
+ * objects, also when the frame was shown already, and also while the player is paused. Between a request and its end no
+ * render event shows another frame. A newer request supersedes the one before, as do Rewind and Close; so any number of
+ * them may be made, and the last one counts. Docs/playing.md has a picture.
+ *
+ *   ticket = SeekQuorObject(id, 120, NimbSeekOption_Pause)
+ *   every frame: a render event, then while (TakeSeekEnd(id, &end)) ...
+ *
+ * A request is accepted from Open to Close: made before the first Play, the clip begins with that frame. It sets the
+ * state, Playing or Paused, at once. The functions here may be called from any one thread at a time for each player, as
+ * may those above; render events go on meanwhile. They do not wait for decoding.
+ */
+
+/* Bits of what getPlayerFeatures returns. */
+enum {
+    NimbFeature_Seek = 1,     /* SeekQuorObject, SeekQuorObjectToTime, StepQuorObject, TakeSeekEnd */
+    NimbFeature_PlayRange = 2 /* SetPlayRange */
+};
+NIMB_API uint32_t getPlayerFeatures(void);
+
+/* Options of requests, to be added up. */
+enum {
+    NimbSeekOption_Pause = 1,     /* stay Paused at the frame; without it, playback goes on from there */
+    NimbSeekOption_NearestKey = 2 /* to the nearest frame whose picture needs no other: quicker, for dragging */
+};
+
+typedef enum NimbSeekResult { NimbSeek_Done = 0, NimbSeek_Superseded = 1, NimbSeek_Failed = 2 } NimbSeekResult;
+
+/* Why a request failed. */
+typedef enum NimbSeekReason {
+    NimbSeekReason_None = 0,
+    NimbSeekReason_Closed = 1,     /* the player was closed */
+    NimbSeekReason_NoIndex = 2,    /* the file's index cannot be read, as that of a fragmented file; the log says why */
+    NimbSeekReason_OutOfRange = 3, /* there is no such frame */
+    NimbSeekReason_NoMesh = 4,     /* the frame has no mesh, or a damaged one; what was shown before is shown still */
+    NimbSeekReason_NoPicture = 5,  /* the decoder did not yield the frame's picture */
+    NimbSeekReason_Platform = 6    /* the platform refused, again and again */
+} NimbSeekReason;
+
+/* How a request ended. */
+typedef struct NimbSeekEnd {
+    int64_t ticket;
+    int64_t frame; /* that it led to, counted from 0; of a request for a time or a key, the frame that was found */
+    int64_t time;  /* of the frame in the file, 100-nanosecond units; 0 unless done */
+    NimbSeekResult result; /* an int */
+    NimbSeekReason reason; /* an int */
+} NimbSeekEnd;
+
+/* To a frame, counted from 0. Returns a ticket; 0 when there is no such player, or none with an open file. */
+NIMB_API int64_t SeekQuorObject(int id, int64_t frame, uint32_t options);
+/* To the frame that is shown at a time of the file (100-nanosecond units): the last one that begins at or before it.
+ * Times beyond the ends mean the first and the last frame. */
+NIMB_API int64_t SeekQuorObjectToTime(int id, int64_t time, uint32_t options);
+/* `frames` further, or back if below 0, from the frame that is on its way or else is shown; not beyond the ends. Stays
+ * Paused there. */
+NIMB_API int64_t StepQuorObject(int id, int frames);
+/* Puts the oldest end that was not taken yet into `*end`, ends in the order in which they came. 0: there is none. Those
+ * that nobody takes are kept up to 1024. */
+NIMB_API uint8_t TakeSeekEnd(int id, NimbSeekEnd* end);
+
+/* Playback stays within the frames `first` to `last`: at the end of the last one it goes on with the first if `loop` is
+ * not 0, otherwise it ends as at the end of the file. May be changed while it plays; where playback is beyond `last`,
+ * it has reached it. Frames that are queued already, up to eight, are still shown. `last` below 0: the whole file
+ * again. Close forgets it. 0: no such player, no open file, no index, or no such frames. */
+NIMB_API uint8_t SetPlayRange(int id, int64_t first, int64_t last, uint8_t loop);
+
+/* ---- Texts --------------------------------------------------------------------------------------------------------
+ */
+
 /* Texts for diagnostics; the result is static. */
 NIMB_API const char* getPlatformABI(void);
 

@@ -46,13 +46,17 @@ void QuorObject::OnUnityRender(EGLContext unityContext) {
     if (!m_textureCopy.IsInitialized()) {
         m_textureCopy.InitializeGraphicsResources(unityContext);
     }
-    if (m_state != Playing) {
+    if (!IsRunning()) {
         NIMB_LOG_INFO("[%i] OnUnityRender: state = %i, bailing", m_id, m_state.load());
         return;
     }
     // To the end of the event: the codec lives until its frame is released.
     const MutexLock lock(m_renderMutex);
     if (m_renderCodec == ML_INVALID_HANDLE) {
+        return;
+    }
+    if (m_seekPhase != SeekPhase::None && m_seekPhase != SeekPhase::Released) {
+        DrainSurface();
         return;
     }
     if (!TakeOne(m_framesAvailable)) {
@@ -63,16 +67,18 @@ void QuorObject::OnUnityRender(EGLContext unityContext) {
     if (!acquired) {
         NIMB_LOG_INFO("[%i] OnUnityRender: MLMediaCodecAcquireNextAvailableFrame failed", m_id);
         m_meshFrames.DropFirst();  // its texture was announced and is gone
+        NoteShown(nullptr);
         return;
     }
     std::uint64_t number = 0;
     if (MLMediaCodecGetFrameNumber(m_renderCodec, &number) != MLResult_Ok) {
         NIMB_LOG_INFO("[%i] OnUnityRender: MLMediaCodecGetFrameNumber failed", m_id);
         m_meshFrames.DropFirst();  // nobody knows which texture this was, so it counts as gone
+        NoteShown(nullptr);
         return;
     }
     // The codec counts from 1, meshes from 0.
-    const std::int64_t textureFrameNumber = static_cast<std::int64_t>(number - 1);
+    const std::int64_t textureFrameNumber = MeshNumberOf(static_cast<std::int64_t>(number - 1));
     m_textureFrameNumber = textureFrameNumber;
 
     const FrameQueue::Matched matched = m_meshFrames.Match(textureFrameNumber, &m_pendingRestart);
@@ -81,11 +87,19 @@ void QuorObject::OnUnityRender(EGLContext unityContext) {
                       static_cast<int>(matched.discarded));
     }
     if (matched.frame == nullptr) {
+        NoteShown(nullptr);
         return;
     }
     if (matched.frame->m_frameNumber == textureFrameNumber) {
-        ShowFrame(acquired.NativeBuffer(), matched);
+        try {
+            ShowFrame(acquired.NativeBuffer(), matched);
+        } catch (...) {
+            NoteShown(nullptr);
+            throw;
+        }
+        NoteShown(matched.frame.get());
     } else {
+        NoteShown(nullptr);
         // The engine goes on showing the texture and the mesh that it has.
         NIMB_LOG_WARNING("[%i] **** MISMATCHED TIMESTAMPS **** texture = %li, mesh = %li (mesh frames = %i)", m_id,
                          static_cast<long>(textureFrameNumber), static_cast<long>(matched.frame->m_frameNumber),

@@ -61,6 +61,11 @@ bool QuorObject::Open(const char* path, const NimbOpenInfo* info) {
         return false;
     }
     ReadFileTail(file.get());
+    std::string whyNot;
+    m_frameIndex = FrameIndex::Read(Nimb::PathOfUri(path), &whyNot);
+    if (m_frameIndex == nullptr) {
+        NIMB_LOG_INFO("[%i] frames cannot be gone to: %s", m_id, whyNot.c_str());
+    }
 
     bool opened = false;
     try {
@@ -177,6 +182,7 @@ bool QuorObject::ConfigureVideoTrack(MLHandle format, std::size_t index, const c
     callbacks.on_frame_available = [](MLHandle, void* userData) {
         if (userData != nullptr) {
             ++static_cast<QuorObject*>(userData)->m_framesAvailable;
+            ++static_cast<QuorObject*>(userData)->m_picturesAnnounced;
         }
     };
     if ((result = MLMediaCodecSetCallbacks(codec, &callbacks, this)) != MLResult_Ok) {
@@ -198,8 +204,16 @@ bool QuorObject::ConfigureVideoTrack(MLHandle format, std::size_t index, const c
     m_meshFrames.BeginFile();
     m_renderStart = c_RenderStartUnset;
     m_videoOutputEOS = false;
+    ++m_flushes;
+    m_pictures.Clear();
+    m_feed = {};
+    m_isPipelineWhole = true;
+    m_soundStart = c_NoSoundStart;
+    m_picturesReleased = 0;
+    m_picturesAnnounced = 0;
     const MutexLock lock(m_renderMutex);
     m_textureFrameNumber = -1;
+    m_numberOffset = 0;
     m_renderCodec = codec;
     return true;
 }
@@ -246,6 +260,7 @@ bool QuorObject::Close() {
         return false;
     }
     m_state = Closed;
+    ForgetSeek(NimbSeek_Failed, NimbSeekReason_Closed);
     NIMB_LOG_INFO("[%i] QuorObject::Close release resources (m_state = %i)", m_id, m_state.load());
     ReleaseMedia();
     return true;
@@ -264,6 +279,11 @@ void QuorObject::ReleaseMedia() {
     ReleaseCodec(m_audioCodec, m_audioWorker);
     m_audioOutput.Release();
     m_abandon = false;
+    m_frameIndex.reset();
+    {
+        const MutexLock lock(m_rangeMutex);
+        m_range = {};
+    }
     m_framesAvailable = 0;
     m_meshFrames.BeginFile();  // meshes that are still being decoded no longer belong to anything
     ClearMeshFrames();

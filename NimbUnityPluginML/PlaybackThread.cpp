@@ -9,9 +9,8 @@
 namespace Nimb::Plugin {
 namespace {
 
-constexpr std::int64_t c_VideoTrack = 0;  // the file's track order is part of the format
-constexpr std::int64_t c_AudioTrack = 1;
-constexpr std::int64_t c_NoTrack = -1;
+/// How long a wait for an input buffer lasts before the thread looks whether it is wanted elsewhere, microseconds.
+constexpr std::int64_t c_LookAroundUs = 10000;
 
 /// How long the thread rests when there is no memory for a sample, before it is tried again.
 constexpr std::chrono::milliseconds c_MemoryRest{50};
@@ -30,15 +29,36 @@ void QuorObject::PlaybackThreadFunc() {
 }
 
 void QuorObject::PlaybackIteration() {
-    if (m_state != Playing) {
+    if (m_seekPhase == SeekPhase::Requested) {
+        return BeginSeek();
+    }
+    if (!IsRunning()) {
         NIMB_LOG_INFO("[%i] playback thread going to sleep (m_state = %i)", m_id, m_state.load());
         FollowState(m_playbackWorker);  // Play may come in between: its wake-up must not be lost
         return;
+    }
+    if (m_feed.goal >= 0 && m_feed.isSeek && !IsSeeking()) {
+        m_feed.goal = -1;  // the request has ended on the way
+    }
+    if (!m_feed.soundAside.empty() && !IsSeeking()) {
+        return FeedSoundSetAside();
     }
     std::int64_t trackIndex = c_NoTrack;
     std::int64_t sampleTime = -1;
     MLMediaExtractorGetSampleTrackIndex(m_extractor, &trackIndex);
     MLMediaExtractorGetSampleTime(m_extractor, &sampleTime);
+    if (trackIndex == c_AudioTrack && IsSoundOutside(sampleTime)) {
+        MLMediaExtractorAdvance(m_extractor);
+        return;
+    }
+    // A request may end at any moment: what follows sound set aside comes after it.
+    if (trackIndex == c_AudioTrack && (IsSeeking() || !m_feed.soundAside.empty())) {
+        return SetSoundAside(sampleTime);
+    }
+    if (m_feed.goal >= 0 && trackIndex == c_VideoTrack) {
+        return FeedVideo(sampleTime,
+                         m_clock.Place(sampleTime));  // a range begins before what the clock has as its base
+    }
     const std::int64_t scaledTime = m_clock.Map(sampleTime);
     switch (trackIndex) {
         case c_NoTrack:
@@ -46,7 +66,7 @@ void QuorObject::PlaybackIteration() {
         case c_AudioTrack:
             return FeedAudio(scaledTime);
         case c_VideoTrack:
-            return FeedVideo(scaledTime);
+            return FeedVideo(sampleTime, scaledTime);
         default:
             // Not one of our tracks, and nothing moves the extractor on: playback stalls here until a rewind or close.
             m_playbackWorker.Pause(Worker::c_Rest);
@@ -55,13 +75,14 @@ void QuorObject::PlaybackIteration() {
 
 void QuorObject::EndOfInput(std::int64_t scaledTime) {
     NIMB_LOG_INFO("[%i] input EOS", m_id);
+    FailGoal();
     if (!QueueEndOfStream(m_videoCodec, m_videoInput, scaledTime) ||
         !QueueEndOfStream(m_audioCodec, m_audioInput, scaledTime)) {
         return;  // paused: the end is still to come
     }
     const bool hasOutput = m_videoCodec != ML_INVALID_HANDLE || m_audioCodec != ML_INVALID_HANDLE;
     if (m_openInfo.autoLoop == 0 || !hasOutput) {
-        m_playbackWorker.RequestSleep();
+        SleepAtEndOfInput();
         return;
     }
 
@@ -91,7 +112,7 @@ bool QuorObject::QueueEndOfStream(MLHandle codec, CodecInput& input, std::int64_
     if (codec == ML_INVALID_HANDLE || input.endQueued) {
         return true;
     }
-    while (m_state == Playing && !m_playbackWorker.ExitRequested()) {
+    while (IsRunning() && !IsInterrupted()) {
         if (DequeueInput(codec, input) && MLMediaCodecQueueInputBuffer(codec, std::exchange(input.buffer, -1), 0, 0,
                                                                        static_cast<std::uint64_t>(scaledTime),
                                                                        MLMediaCodecBufferFlag_EOS) == MLResult_Ok) {
@@ -104,16 +125,23 @@ bool QuorObject::QueueEndOfStream(MLHandle codec, CodecInput& input, std::int64_
 }
 
 /// Waits for an input buffer, unless one is left from before. False when there is none, as after a flush; then the
-/// iteration ends without advancing.
+/// iteration ends without advancing. Where frames can be gone to it looks up now and then: a request may have come, and
+/// until it is taken up the output threads hold what they have, so that no buffer would become free.
 bool QuorObject::DequeueInput(MLHandle codec, CodecInput& input) {
     if (input.buffer >= 0) {
         return true;
     }
-    const MLResult result = MLMediaCodecDequeueInputBuffer(codec, c_NoTimeout, &input.buffer);
+    const std::int64_t timeout = m_frameIndex != nullptr ? c_LookAroundUs : c_NoTimeout;
+    const MLResult result = MLMediaCodecDequeueInputBuffer(codec, timeout, &input.buffer);
     if (result == MLResult_Ok && input.buffer >= 0) {
         return true;
     }
+    const bool isNoneFree = result == MLResult_Ok && input.buffer == MLMediaCodec_TryAgainLater;
     input.buffer = -1;
+    if (isNoneFree && timeout == c_LookAroundUs) {
+        m_playbackWorker.Pause(std::chrono::milliseconds(1));  // if it has not waited
+        return false;
+    }
     m_playbackWorker.Pause(Worker::c_Rest);  // a codec that keeps refusing must not use up processor time
     return false;
 }
@@ -150,7 +178,17 @@ void QuorObject::FeedAudio(std::int64_t scaledTime) {
     MLMediaExtractorAdvance(m_extractor);
 }
 
-void QuorObject::FeedVideo(std::int64_t scaledTime) {
+void QuorObject::FeedVideo(std::int64_t sampleTime, std::int64_t scaledTime) {
+    const std::int64_t frame = m_frameIndex != nullptr ? m_frameIndex->NearestFrame(sampleTime) : -1;
+    if (TurnAtRangeEnd(frame)) {
+        return;
+    }
+    if (m_feed.goal >= 0 && frame < m_feed.firstPicture) {
+        return WarmUpMesh(frame);
+    }
+    if (m_feed.goal >= 0 && frame > m_feed.goal) {  // the extractor does not have it
+        return FailGoal();
+    }
     if (!DequeueInput(m_videoCodec, m_videoInput)) {
         return;
     }
@@ -161,25 +199,69 @@ void QuorObject::FeedVideo(std::int64_t scaledTime) {
         if (!ReadSample(m_videoCodec, m_videoInput, &buffer, &size)) {
             return;
         }
+        const bool isOnTheWay = m_feed.goal >= 0;
         if (size >= 1) {
             // Copied once, into the task, so that codec and mesh thread work on the sample side by side.
             auto sample = std::make_shared<std::vector<BYTE>>(buffer, buffer + size);
-            if (!TakeMeshSlot()) {
+            const PictureQueue::Use use = UseOf(frame);
+            if (use != PictureQueue::Use::Pass && !TakeMeshSlot()) {
                 return;
             }
-            const std::int64_t timeStamp = MicrosecondsToNanoseconds(scaledTime);
-            const FrameQueue::Ticket ticket = m_meshFrames.CurrentTicket();
-            try {
-                m_meshTasks.Enqueue([this, sample, timeStamp, ticket] { DecodeSample(*sample, timeStamp, ticket); });
-            } catch (...) {
-                m_meshFrames.GiveSlotBack();
-                throw;
+            EnqueueMesh(std::move(sample), MicrosecondsToNanoseconds(scaledTime), frame, use);
+            if (m_frameIndex != nullptr) {
+                m_pictures.Add({scaledTime, frame, m_feed.meshNumber, use});
             }
-            MLMediaCodecQueueInputBuffer(m_videoCodec, std::exchange(m_videoInput.buffer, -1), 0,
-                                         static_cast<std::size_t>(size), static_cast<std::uint64_t>(scaledTime), 0);
+            m_feed.meshNumber += use != PictureQueue::Use::Pass ? 1 : 0;
+            m_feed.next = frame + 1;
+            const MLResult result =
+                MLMediaCodecQueueInputBuffer(m_videoCodec, std::exchange(m_videoInput.buffer, -1), 0,
+                                             static_cast<std::size_t>(size), static_cast<std::uint64_t>(scaledTime), 0);
+            if (isOnTheWay && result != MLResult_Ok) {
+                return LeaveWay();
+            }
+            if (use != PictureQueue::Use::Pass) {
+                m_feed.isRestart = false;
+                if (std::exchange(m_feed.goal, -1) >= 0 && m_feed.isSeek) {
+                    m_soundStart = scaledTime;
+                }
+            }
+        } else if (isOnTheWay) {
+            return LeaveWay();
+        } else {
+            m_isPipelineWhole = false;
         }
     }
     MLMediaExtractorAdvance(m_extractor);
+}
+
+/// What is to be done with the picture of the frame that is fed now.
+PictureQueue::Use QuorObject::UseOf(std::int64_t frame) const {
+    if (frame < m_feed.goal) {
+        return PictureQueue::Use::Pass;
+    }
+    if (m_feed.goal >= 0 && m_feed.isSeek) {
+        return PictureQueue::Use::Target;
+    }
+    return m_feed.isRestart ? PictureQueue::Use::Restart : PictureQueue::Use::Show;
+}
+
+/// The caller has a slot for it, unless its picture is passed.
+void QuorObject::EnqueueMesh(std::shared_ptr<const std::vector<BYTE>> sample, std::int64_t timeStamp,
+                             std::int64_t frame, PictureQueue::Use use) {
+    const FrameQueue::Ticket ticket = m_meshFrames.CurrentTicket();
+    if (use == PictureQueue::Use::Pass) {
+        m_meshTasks.Enqueue([this, sample, ticket] { PassSample(*sample, ticket); });
+        return;
+    }
+    try {
+        m_meshTasks.Enqueue([this, sample, timeStamp, ticket, frame, number = m_feed.meshNumber] {
+            DecodeSample(*sample, timeStamp, ticket, frame);
+            m_meshFrames.SettleAwaited(ticket, number);  // if it was lost
+        });
+    } catch (...) {
+        m_meshFrames.GiveSlotBack();
+        throw;
+    }
 }
 
 /// Waits for a slot until the player is told to stop. When the decoder takes samples but yields nothing, the meshes
@@ -187,7 +269,7 @@ void QuorObject::FeedVideo(std::int64_t scaledTime) {
 /// row are undecodable than there are slots, or when a decoder wants more samples than that before its first picture.
 bool QuorObject::TakeMeshSlot() {
     bool wasFreed = false;
-    const auto isCancelled = [this] { return IsAbandoned(m_playbackWorker); };
+    const auto isCancelled = [this] { return IsInterrupted(); };
     const bool taken = m_meshFrames.TakeSlot(isCancelled, [&] {
         if (IsPictureOverdue()) {
             m_meshFrames.DropFirst();

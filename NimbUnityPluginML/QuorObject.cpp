@@ -63,14 +63,15 @@ bool QuorObject::Pause() {
         return false;
     }
     m_state = Paused;
-    m_videoWorker.RequestSleep();
-    m_audioWorker.RequestSleep();
-    m_playbackWorker.RequestSleep();
+    FollowState(m_videoWorker);
+    FollowState(m_audioWorker);
+    FollowState(m_playbackWorker);
     return true;
 }
 
 bool QuorObject::Rewind() {
     NIMB_LOG_INFO("[%i] QuorObject::Rewind", m_id);
+    ForgetSeek(NimbSeek_Superseded, NimbSeekReason_None);
     // Before the requests: a loop that restarts right now wakes the others, and takes that back when it sees this
     // state.
     m_state = Paused;
@@ -103,6 +104,7 @@ int QuorObject::SetUnityBuffers(void* vb, int vbSize, void* ib, int ibSize, void
     const MutexLock lock(m_unityMutex);
     m_unityBuffers = {name(vb), vbSize, name(ib), ibSize, name(tex), width, height};
     m_lastIndexBuffer.Release();  // so that the next upload writes indices into what may be another buffer
+    m_shownFrame = -1;
     NIMB_LOG_INFO("[%i] SetUnityBuffers, vb = %i, ib = %i, tex = %i (%ix%i)", m_id,
                   static_cast<int>(m_unityBuffers.vertexBuffer), static_cast<int>(m_unityBuffers.indexBuffer),
                   static_cast<int>(m_unityBuffers.texture), width, height);

@@ -11,6 +11,7 @@
 // held alone:
 //   feed -> frames -> slots     the feed mutex is held across a wait for a slot, which m_abandon ends
 //   feed -> tasks
+//   feed -> take -> output
 //   render -> frames -> slots   a render event holds the render mutex from acquiring a frame to releasing it
 //   render -> Unity's buffers
 //   output -> sleep
@@ -22,10 +23,13 @@
 #include "NimbCore/NimbMeshReader.h"
 #include "NimbUnityPluginML/AudioOutput.h"
 #include "NimbUnityPluginML/ConcurrentQueue.h"
+#include "NimbUnityPluginML/FrameIndex.h"
 #include "NimbUnityPluginML/FrameQueue.h"
 #include "NimbUnityPluginML/Mutex.h"
 #include "NimbUnityPluginML/NimbUnityPluginML.h"
+#include "NimbUnityPluginML/PictureQueue.h"
 #include "NimbUnityPluginML/PlaybackClock.h"
+#include "NimbUnityPluginML/SeekTickets.h"
 #include "NimbUnityPluginML/TextureCopy.h"
 #include "NimbUnityPluginML/Worker.h"
 
@@ -36,6 +40,7 @@
 #include <EGL/egl.h>
 
 #include <atomic>
+#include <deque>
 #include <functional>
 #include <memory>
 #include <vector>
@@ -66,6 +71,13 @@ public:
     bool GetFileInfo(NimbFileInfo* info);
     State GetState() const noexcept { return m_state; }
 
+    // How it goes to frames: Seeking.cpp. The exported functions say what these do.
+    std::int64_t Seek(std::int64_t frame, std::uint32_t options);
+    std::int64_t SeekToTime(std::int64_t time, std::uint32_t options);
+    std::int64_t Step(int frames);
+    bool TakeSeekEnd(NimbSeekEnd* end) { return m_seeks.Take(end); }
+    bool SetPlayRange(std::int64_t first, std::int64_t last, bool loop);
+
     /// The exported function takes the texture first. Returns 1.
     int SetUnityBuffers(void* vb, int vbSize, void* ib, int ibSize, void* tex, int width, int height);
 
@@ -88,6 +100,28 @@ private:
             false;  ///< also the script thread while that sleeps: the codec was told of the end of this pass
     };
 
+    /// The video codec's output that the video thread is dealing with.
+    struct PictureInHand {
+        std::int64_t index = -1;  ///< -1: there is none
+        std::int64_t time = 0;
+        bool hasData = false;
+        std::uint32_t flushes = 0;  ///< m_flushes when it was taken
+    };
+    enum class Verdict { Render, Drop, Keep };
+
+    static constexpr std::int64_t c_VideoTrack = 0;  // the file's track order is part of the format
+    static constexpr std::int64_t c_AudioTrack = 1;
+    static constexpr std::int64_t c_NoTrack = -1;
+
+    /// How far the request under way has got.
+    enum class SeekPhase {
+        None,       ///< there is none
+        Requested,  ///< the playback thread has yet to take it up: nobody shows or releases a picture
+        Planned,    ///< it is finding out which pictures and meshes are needed
+        Underway,   ///< the target's picture and mesh are being decoded, and the surface gets empty
+        Released    ///< the target's picture is on its way to the surface
+    };
+
     // Open and Close.
     void ReadFileTail(std::FILE* file);
     bool OpenMedia(const char* path);
@@ -106,12 +140,50 @@ private:
     void ReleaseCodec(std::atomic<MLHandle>& codec, Worker& worker);
     void StartOver();
     bool IsAbandoned(const Worker& worker) const;
+    bool IsRunning() const { return m_state == Playing || m_seekPhase != SeekPhase::None; }
     void FollowState(Worker& worker);
     void SleepAtEnd(Worker& worker, const std::atomic<bool>& outputEOS);
-    void ReportEndOfStream(bool hasOtherEnded);
+    void SleepAtEndOfInput();
+    MLResult TakeOutput(MLHandle codec, Mutex& takeMutex, MLMediaCodecBufferInfo* pInfo, std::int64_t* pIndex,
+                        std::uint32_t* pFlushes);
+    bool NoteOutputEnd(std::atomic<bool>& outputEOS, MLHandle otherCodec, const std::atomic<bool>& otherEOS,
+                       std::uint32_t flushes);
     bool WaitForOutputEnd();
     bool HasOutputEnded();
     void NotifyOutputEnd();
+
+    // Seeking.
+    void ForgetSeek(NimbSeekResult result, NimbSeekReason reason);
+    void EndSeek(NimbSeekResult result, NimbSeekReason reason) NIMB_REQUIRES(m_renderMutex);
+    void FailSeek(NimbSeekReason reason);
+    void RetrySeek() NIMB_EXCLUDES(m_renderMutex);
+    void RetrySeekLocked() NIMB_REQUIRES(m_renderMutex);
+    void FollowStateAll();
+    bool IsSeeking() const { return m_seekPhase != SeekPhase::None; }
+    bool IsInterrupted() const { return IsAbandoned(m_playbackWorker) || m_seekPhase == SeekPhase::Requested; }
+    bool ReleaseTarget(const PictureQueue::Picture& picture);
+    bool ReleaseRestart(const PictureQueue::Picture& picture);
+    void DrainSurface() NIMB_REQUIRES(m_renderMutex);
+    std::int64_t MeshNumberOf(std::int64_t textureFrameNumber) NIMB_REQUIRES(m_renderMutex);
+    void NoteShown(const MeshFrame* frame) NIMB_REQUIRES(m_renderMutex);
+
+    // Seeking, playback thread.
+    void BeginSeek();
+    bool PlanSeek(std::int64_t frame);
+    bool BeginAfresh(std::int64_t frame);
+    bool FlushForSeek();
+    bool GoBefore(std::int64_t frame, bool isWhole);
+    std::int64_t FindMeshEntry(std::int64_t frame);
+    bool IsKeyMesh(std::int64_t frame);
+    bool GoToFrame(std::int64_t frame);
+    bool ReadCurrentSample(std::size_t capacity, std::vector<BYTE>* pSample);
+    void WarmUpMesh(std::int64_t frame);
+    void LeaveWay();
+    void FailGoal();
+    bool TurnAtRangeEnd(std::int64_t frame);
+    bool IsSoundOutside(std::int64_t sampleTime);
+    void SetSoundAside(std::int64_t sampleTime);
+    void FeedSoundSetAside();
 
     // Playback thread.
     void PlaybackThreadFunc();
@@ -119,7 +191,10 @@ private:
     void EndOfInput(std::int64_t scaledTime);
     bool QueueEndOfStream(MLHandle codec, CodecInput& input, std::int64_t scaledTime);
     void FeedAudio(std::int64_t scaledTime);
-    void FeedVideo(std::int64_t scaledTime);
+    void FeedVideo(std::int64_t sampleTime, std::int64_t scaledTime);
+    PictureQueue::Use UseOf(std::int64_t frame) const;
+    void EnqueueMesh(std::shared_ptr<const std::vector<BYTE>> sample, std::int64_t timeStamp, std::int64_t frame,
+                     PictureQueue::Use use);
     bool TakeMeshSlot() NIMB_REQUIRES(m_feedMutex);
     bool DequeueInput(MLHandle codec, CodecInput& input);
     bool ReadSample(MLHandle codec, CodecInput& input, std::uint8_t** ppBuffer, std::int64_t* pSize)
@@ -127,18 +202,26 @@ private:
 
     // Mesh thread.
     void MeshThreadFunc(UINT32 vertexFormat);
-    void DecodeSample(const std::vector<BYTE>& sample, std::int64_t timeStamp, FrameQueue::Ticket ticket);
+    void DecodeSample(const std::vector<BYTE>& sample, std::int64_t timeStamp, FrameQueue::Ticket ticket,
+                      std::int64_t clipFrame);
     std::shared_ptr<MeshFrame> ReadMeshFrame(const std::vector<BYTE>& sample, std::int64_t timeStamp,
                                              FrameQueue::Ticket ticket);
+    std::shared_ptr<MeshFrame> DecodeMesh(const std::vector<BYTE>& sample, std::int64_t timeStamp);
+    void PassSample(const std::vector<BYTE>& sample, FrameQueue::Ticket ticket);
 
     // Video and audio threads.
     void VideoThreadFunc();
     void VideoIteration();
-    void PaceVideo(std::int64_t time);
+    bool TakeVideoOutput();
+    Verdict AwaitShow(const PictureInHand& inHand);
+    bool PaceVideo(std::int64_t time);
+    void StartPaceAt(std::int64_t time);
     bool IsPictureOverdue() const;
     void DeferOverduePicture();
     void AudioThreadFunc();
     void AudioIteration();
+    bool AwaitSound(std::int64_t time, std::uint32_t* pEpoch);
+    std::size_t SoundToSkip(std::int64_t time);
 
     // Render thread.
     void ShowFrame(MLHandle nativeBuffer, const FrameQueue::Matched& matched) NIMB_REQUIRES(m_renderMutex);
@@ -152,7 +235,8 @@ private:
     std::uint32_t m_fileSize = 0;
     std::int32_t m_textureWidth = 0;
     std::int32_t m_textureHeight = 0;
-    std::int64_t m_durationUs = 0;  // of the first track
+    std::int64_t m_durationUs = 0;                   // of the first track
+    std::unique_ptr<const FrameIndex> m_frameIndex;  // null when the file has none
 
     // Platform handles: made and destroyed by the script thread, used by it and by the workers. A stale one is refused
     // by the platform.
@@ -178,10 +262,37 @@ private:
     PlaybackClock m_clock;
     FrameQueue m_meshFrames;
     ConcurrentQueue m_meshTasks;
+    SeekTickets m_seeks;
+    PictureQueue m_pictures;
+
+    // Seeking. The phase is changed under the render mutex, so that no render event shows a frame after a request.
+    std::atomic<SeekPhase> m_seekPhase{SeekPhase::None};
+    std::atomic<bool> m_surfaceEmpty{false};     // of what was released before the request
+    std::atomic<std::int64_t> m_shownFrame{-1};  // of the file, in the engine's objects; -1: playback is elsewhere
+    std::atomic<std::int64_t> m_stepFrom{-1};    // the frame asked for or shown last
+    std::atomic<bool> m_isPipelineWhole{true};   // codec and mesh reader have had all samples up to Feed::next
+    std::atomic<std::uint32_t> m_flushes{0};     // counts what makes output void that was taken before
+    std::atomic<std::uint64_t> m_picturesReleased{0};   // to the surface, since the codec was made
+    std::atomic<std::uint64_t> m_picturesAnnounced{0};  // by the codec, of these
+    std::atomic<std::uint32_t> m_soundEpoch{0};         // counts requests taken up: sound from before one is not played
+    static constexpr std::int64_t c_NoSoundStart = INT64_MIN;
+    std::atomic<std::int64_t> m_soundStart{c_NoSoundStart};  // decoded sound before this scaled time is not played
+    struct PlayRange {
+        std::int64_t first = 0;
+        std::int64_t last = -1;  // below 0: there is none
+        bool loop = false;
+    };
+    Mutex m_rangeMutex;
+    PlayRange m_range NIMB_GUARDED_BY(m_rangeMutex);
 
     // Held by the playback thread from an input buffer in hand to its being queued. Flushes from other threads take it,
     // so that a sample goes to codec and mesh thread, or to neither: their frame numbers depend on it.
     Mutex m_feedMutex;
+
+    // Held by an output thread while it takes output from its codec, and by whoever flushes for a request: what is
+    // taken is known to be from before the flush or from after it.
+    Mutex m_videoTakeMutex;
+    Mutex m_audioTakeMutex;
 
     // The video codec as render events know it. An event holds the mutex from before it acquires a frame until it has
     // released it; whoever is about to destroy the codec takes it away here first, and so waits for the event. The
@@ -192,6 +303,16 @@ private:
     MLHandle m_renderCodec NIMB_GUARDED_BY(m_renderMutex) = ML_INVALID_HANDLE;
     /// Of the texture frame last taken.
     std::int64_t m_textureFrameNumber NIMB_GUARDED_BY(m_renderMutex) = -1;
+    /// Texture frame number minus the number of its mesh: codecs differ in what they count while pictures are passed.
+    std::int64_t m_numberOffset NIMB_GUARDED_BY(m_renderMutex) = 0;
+    /// How long the announcement of a released picture may take, nanoseconds. Some platforms drop pictures at a flush,
+    /// and then it never comes.
+    static constexpr std::int64_t c_SurfacePatience = 100000000;
+    static constexpr std::int64_t c_NoAnchor = -1;
+    /// The number of the mesh that belongs to the frame acquired next.
+    std::int64_t m_anchor NIMB_GUARDED_BY(m_renderMutex) = c_NoAnchor;
+    std::int64_t m_surfaceDeadline NIMB_GUARDED_BY(m_renderMutex) = 0;  // monotonic nanoseconds
+    int m_seekTries NIMB_GUARDED_BY(m_renderMutex) = 0;
 
     // For the playback thread's wait for the end of the output: whoever changes what HasOutputEnded looks at notifies
     // under the mutex.
@@ -213,9 +334,30 @@ private:
     /// Of the mesh last uploaded: its indices need no second upload.
     NIMBCORE::CComPtr<INimbBuffer> m_lastIndexBuffer NIMB_GUARDED_BY(m_unityMutex);
 
-    // Playback thread.
+    // Playback thread, and the script thread while that sleeps.
     CodecInput m_videoInput;
     CodecInput m_audioInput;
+    struct SoundSample {
+        std::int64_t timeUs;  ///< scaled
+        std::vector<BYTE> bytes;
+    };
+    struct Feed {
+        std::int64_t next = 0;               ///< the frame that comes next, if the pipeline is whole
+        std::int64_t meshNumber = 0;         ///< of the next sample that is to be shown; counted as FrameQueue counts
+        std::int64_t goal = -1;              ///< the target, until it has been fed; -1: there is none
+        std::int64_t firstPicture = 0;       ///< samples before it are for the mesh reader alone
+        bool isSeek = false;                 ///< the goal is that of a request, not a range's first frame
+        bool isRestart = false;              ///< the next sample that is shown begins anew
+        std::deque<SoundSample> soundAside;  ///< read while a request was under way
+        std::vector<signed char> keyMeshes;  ///< of each frame: 1, 0, or -1 while nobody knows
+    };
+    Feed m_feed;
+
+    // Video thread.
+    PictureInHand m_pictureInHand;
+
+    // Audio thread.
+    std::uint32_t m_soundEpochInHand = 0;  // of the sound in the output's buffer
 
     // Script thread and audio thread.
     AudioOutput m_audioOutput{m_id};

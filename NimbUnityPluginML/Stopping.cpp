@@ -19,6 +19,7 @@
 // At the end of a file the output threads go to sleep by themselves (SleepAtEnd). If the file loops, the playback
 // thread waits for both (WaitForOutputEnd), then seeks, flushes and wakes them.
 #include "NimbUnityPluginML/QuorObject.h"
+#include "NimbUnityPluginML/Times.h"
 
 namespace Nimb::Plugin {
 
@@ -75,6 +76,15 @@ void QuorObject::StartOver() {
     m_renderStart = c_RenderStartUnset;
     m_clock.Restart();
     m_pendingRestart = true;
+    // The mesh reader has what precedes the first frame: nothing. What was in the pipeline is gone.
+    ++m_flushes;
+    m_pictures.Clear();
+    m_isPipelineWhole = true;
+    m_soundStart = c_NoSoundStart;
+    m_feed.next = 0;
+    m_feed.goal = -1;
+    m_feed.isRestart = m_frameIndex != nullptr;
+    m_feed.soundAside.clear();
 }
 
 // ---- Workers ----
@@ -84,25 +94,47 @@ bool QuorObject::IsAbandoned(const Worker& worker) const {
     return m_abandon || worker.ExitRequested();
 }
 
-/// Wakes the worker if the player plays and lets it sleep if not, whatever Play and Pause do meanwhile: they change the
-/// state before they wake or stop workers, so the last look at the state decides.
+/// Wakes the worker if the player plays or goes to a frame and lets it sleep if not, whatever Play and Pause do
+/// meanwhile: they change the state before they wake or stop workers, so the last look at the state decides.
 void QuorObject::FollowState(Worker& worker) {
-    State state;
+    bool isRunning;
     do {
-        state = m_state;
-        if (state == Playing) {
+        isRunning = IsRunning();
+        if (isRunning) {
             worker.Wake();
         } else {
             worker.RequestSleep();
         }
-    } while (m_state != state);
+    } while (IsRunning() != isRunning);
 }
 
-/// For the output thread whose stream has just ended: the last of them reports it, once.
-void QuorObject::ReportEndOfStream(bool hasOtherEnded) {
-    if (hasOtherEnded && !m_endReported.exchange(true)) {
+/// For an output thread: waits for its codec's next output. Where frames can be gone to, it looks up now and then, so
+/// that FlushForSeek gets the mutex.
+MLResult QuorObject::TakeOutput(MLHandle codec, Mutex& takeMutex, MLMediaCodecBufferInfo* pInfo, std::int64_t* pIndex,
+                                std::uint32_t* pFlushes) {
+    constexpr std::int64_t lookAroundUs = 5000;
+    if (m_frameIndex == nullptr) {
+        *pFlushes = m_flushes;
+        return MLMediaCodecDequeueOutputBuffer(codec, pInfo, c_NoTimeout, pIndex);
+    }
+    const MutexLock lock(takeMutex);
+    *pFlushes = m_flushes;
+    return MLMediaCodecDequeueOutputBuffer(codec, pInfo, lookAroundUs, pIndex);
+}
+
+/// For the output thread whose stream has just ended: the last of the two reports it, once. False when the end is from
+/// before a flush: `flushes` is what TakeOutput said.
+bool QuorObject::NoteOutputEnd(std::atomic<bool>& outputEOS, MLHandle otherCodec, const std::atomic<bool>& otherEOS,
+                               std::uint32_t flushes) {
+    const MutexLock lock(m_outputMutex);
+    if (flushes != m_flushes) {
+        return false;
+    }
+    outputEOS = true;
+    if ((otherEOS || otherCodec == ML_INVALID_HANDLE) && !m_endReported.exchange(true)) {
         m_endOfStream = true;
     }
+    return true;
 }
 
 /// Lets a worker sleep that found its output ended, unless a loop restarts it at this very moment.
@@ -113,15 +145,23 @@ void QuorObject::SleepAtEnd(Worker& worker, const std::atomic<bool>& outputEOS) 
     }
 }
 
+/// Lets the playback thread sleep, unless somebody goes to a frame at this very moment.
+void QuorObject::SleepAtEndOfInput() {
+    m_playbackWorker.RequestSleep();
+    if (m_seekPhase == SeekPhase::Requested) {
+        FollowState(m_playbackWorker);
+    }
+}
+
 /// For the playback thread: waits until the output threads sleep because their streams ended, through pauses, too.
 /// False when the wait is to be given up.
 bool QuorObject::WaitForOutputEnd() {
-    const auto isOver = [this] { return IsAbandoned(m_playbackWorker) || HasOutputEnded(); };
+    const auto isOver = [this] { return IsInterrupted() || HasOutputEnded(); };
     MutexLock lock(m_outputMutex);
     while (!m_outputChanged.WaitFor(lock, Worker::c_MaxNap, isOver)) {
         // A worker that is woken and told to sleep again before it has noticed does not notify.
     }
-    return !IsAbandoned(m_playbackWorker);
+    return !IsInterrupted();
 }
 
 /// Whether the output threads sleep because their streams ended, not because somebody paused them.

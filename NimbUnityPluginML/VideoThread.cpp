@@ -4,6 +4,7 @@
 #include "NimbUnityPluginML/Times.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace Nimb::Plugin {
 namespace {
@@ -29,62 +30,89 @@ void QuorObject::VideoIteration() {
         SleepAtEnd(m_videoWorker, m_videoOutputEOS);
         return;
     }
+    if (m_pictureInHand.index < 0 && !TakeVideoOutput()) {
+        return;
+    }
+    const Verdict verdict = AwaitShow(m_pictureInHand);
+    if (verdict == Verdict::Keep) {
+        FollowState(m_videoWorker);
+        return;
+    }
+    const PictureInHand inHand = std::exchange(m_pictureInHand, {});
+    m_pictures.Pop(inHand.time);
+    if (inHand.flushes == m_flushes) {  // otherwise the codec has it already
+        MLMediaCodecReleaseOutputBuffer(m_videoCodec, inHand.index, verdict == Verdict::Render && inHand.hasData);
+    }
+}
+
+/// Waits for the codec's next output. False when that is not a picture, and is dealt with.
+bool QuorObject::TakeVideoOutput() {
     const MLHandle codec = m_videoCodec;
     MLMediaCodecBufferInfo info{};
     std::int64_t index = -1;
     if (m_pictureAwaitedSince == c_NoPictureAwaited) {
         m_pictureAwaitedSince = MonotonicNanoseconds();
     }
-    const MLResult result = MLMediaCodecDequeueOutputBuffer(codec, &info, c_NoTimeout, &index);
+    std::uint32_t flushes = 0;
+    const MLResult result = TakeOutput(codec, m_videoTakeMutex, &info, &index, &flushes);
     if (result != MLResult_Ok) {
-        if (!m_abandon) {  // otherwise it was most likely our own flush
+        if (!m_abandon && flushes == m_flushes) {  // otherwise it was most likely our own flush
             NIMB_LOG_WARNING("[%i] video codec: unexpected info code: %zd", m_id, static_cast<std::ptrdiff_t>(result));
         }
         m_videoWorker.Pause(Worker::c_Rest);
-        return;
+        return false;
     }
     if (index < 0) {
         m_videoWorker.Pause(std::chrono::milliseconds(1));  // format or buffers changed: nothing to show yet
-        return;
+        return false;
     }
     m_pictureAwaitedSince = c_NoPictureAwaited;
     if ((info.flags & MLMediaCodecBufferFlag_EOS) != 0) {
         NIMB_LOG_INFO("[%i] Video output EOS", m_id);
-        m_videoOutputEOS = true;
-        ReportEndOfStream(m_audioOutputEOS || m_audioCodec == ML_INVALID_HANDLE);
-        m_videoWorker.RequestSleep();
+        const bool isSought = m_seekPhase == SeekPhase::Underway;
+        if (NoteOutputEnd(m_videoOutputEOS, m_audioCodec, m_audioOutputEOS, flushes)) {
+            if (isSought) {
+                FailSeek(NimbSeekReason_NoPicture);  // it would have come before
+            }
+            SleepAtEnd(m_videoWorker, m_videoOutputEOS);
+        }
         MLMediaCodecReleaseOutputBuffer(codec, index, false);
-        return;
+        return false;
     }
-    PaceVideo(info.presentation_time_us);
-    MLMediaCodecReleaseOutputBuffer(codec, index, info.size != 0);
+    m_pictureInHand = {index, info.presentation_time_us, info.size != 0, flushes};
+    return true;
 }
 
 /// Waits until a frame with this time is due. The first frame after a start or restart sets the clock. So does a frame
 /// that is due, or was due, further away than frames ever lie apart: when the scale changes between two samples whose
-/// times do not ascend, as with picture and sound, the later one can end up at any time at all. A request to sleep ends
-/// the wait: the frame in hand is then shown early.
-void QuorObject::PaceVideo(std::int64_t time) {
+/// times do not ascend, as with picture and sound, the later one can end up at any time at all. A request to sleep, or
+/// to go to a frame, ends the wait: then false.
+bool QuorObject::PaceVideo(std::int64_t time) {
     const std::int64_t now = MonotonicNanoseconds();
     const std::int64_t start = m_renderStart;
     const std::int64_t delay = WrappingSubtract(WrappingAdd(start, MicrosecondsToNanoseconds(time)), now);
     const std::int64_t limit = MicrosecondsToNanoseconds(std::min(m_clock.Scaled(c_LongestGapUs), INT64_MAX / 1000));
     if (start == c_RenderStartUnset || delay > limit || delay < -limit) {
-        const std::int64_t newStart = WrappingSubtract(now, MicrosecondsToNanoseconds(time));
-        m_renderStart = newStart != c_RenderStartUnset ? newStart : newStart + 1;
-        NIMB_LOG_INFO("[%i] renderstart = %li", m_id, static_cast<long>(m_renderStart));
-        return;
+        StartPaceAt(time);
+        return true;
     }
-    if (delay >= c_NanosecondsPerMillisecond) {
-        m_videoWorker.Pause(std::chrono::milliseconds(delay / c_NanosecondsPerMillisecond));
-    }
+    const auto isOver = [this] { return IsSeeking(); };
+    return delay < c_NanosecondsPerMillisecond ||
+           m_videoWorker.Pause(std::chrono::milliseconds(delay / c_NanosecondsPerMillisecond), isOver);
+}
+
+/// A frame with this time is due now.
+void QuorObject::StartPaceAt(std::int64_t time) {
+    const std::int64_t newStart = WrappingSubtract(MonotonicNanoseconds(), MicrosecondsToNanoseconds(time));
+    m_renderStart = newStart != c_RenderStartUnset ? newStart : newStart + 1;
+    NIMB_LOG_INFO("[%i] renderstart = %li", m_id, static_cast<long>(m_renderStart));
 }
 
 /// Whether the decoder has had samples for so long without yielding a picture that it must want more of them. Not while
 /// pictures wait for render events or for their time.
 bool QuorObject::IsPictureOverdue() const {
     const std::int64_t since = m_pictureAwaitedSince;
-    return m_state == Playing && m_framesAvailable == 0 && since != c_NoPictureAwaited &&
+    return IsRunning() && m_framesAvailable == 0 && since != c_NoPictureAwaited &&
            MonotonicNanoseconds() - since >= c_Patience;
 }
 

@@ -14,9 +14,11 @@ std::set<std::string> ExpectedSymbols() {
     std::set<std::string> names;
 #define NIMB_INSERT(name) names.insert(#name);
     NIMB_PLUGIN_FUNCTIONS(NIMB_INSERT)
+    NIMB_PLUGIN_SEEK_FUNCTIONS(NIMB_INSERT)
+    NIMB_PLUGIN_PLAY_RANGE_FUNCTIONS(NIMB_INSERT)
 #undef NIMB_INSERT
-    for (const char* id :
-         {"IID_INimbAttributesCore", "IID_INimbBuffer", "NimbMediaType_VertexStream", "NimbMediaType_IndexStream"}) {
+    for (const char* id : {"IID_INimbAttributesCore", "IID_INimbBuffer", "NimbMediaType_VertexStream",
+                           "NimbMediaType_IndexStream", "getPlayerFeatures"}) {
         names.insert(id);
     }
     for (const char* attribute :
@@ -41,7 +43,7 @@ TEST(Exports, AreExactlyTheInterface) {
         names.insert(line.substr(0, line.find_first_of(" @")));
     }
     EXPECT_EQ(names, ExpectedSymbols());
-    EXPECT_EQ(names.size(), 60u);
+    EXPECT_EQ(names.size(), 66u);
 }
 
 }  // namespace
