@@ -60,6 +60,7 @@ public:
         const Lock lock(m_Mutex);
         m_Configured = true;
         m_UnitsQueued = 0;
+        m_UnitsRendered = 0;
         m_Inputs.assign(c_InputBuffers, Bytes(largestSample));
         return MLResult_Ok;
     }
@@ -196,7 +197,9 @@ public:
                 return MLResult_InvalidParam;
             }
             if (render) {
-                m_Rendered.push_back({it->second.number, it->second.picture});
+                ++m_UnitsRendered;
+                m_Rendered.push_back(
+                    {Fake::TheScript().countRendered ? m_UnitsRendered : it->second.number, it->second.picture});
                 m_Due.push_back(Clock::now() + std::chrono::microseconds(Fake::TheScript().callbackDelayUs));
             }
             m_OutputsInHand.erase(it);
@@ -269,6 +272,7 @@ private:
         }
         m_InputsInHand.clear();
         m_Queued.clear();
+        m_NextPicture = Fake::c_BrokenPicture;
         m_Outputs.clear();
         m_OutputsInHand.clear();
         m_Pcm.clear();
@@ -323,7 +327,10 @@ private:
             m_Pcm.insert(m_Pcm.end(), unit.bytes.begin(), unit.bytes.end());
             EmitSound(unit.timeUs, Fake::TheScript().audioChunk);
         } else if (const std::uint32_t picture = ReadPicture(unit.bytes); picture >= Fake::TheScript().undecodable) {
-            m_Outputs.push_back({unit.number, picture, unit.timeUs, 0, {}});
+            const bool isKey = unit.bytes.size() > 4 && unit.bytes[4] == 0x65;
+            const bool isDecoded = isKey || picture == m_NextPicture;
+            m_NextPicture = isDecoded ? picture + 1 : Fake::c_BrokenPicture;
+            m_Outputs.push_back({unit.number, isDecoded ? picture : Fake::c_BrokenPicture, unit.timeUs, 0, {}});
         }
     }
 
@@ -351,6 +358,8 @@ private:
     std::deque<std::int64_t> m_FreeInputs;
     std::set<std::int64_t> m_InputsInHand;
     std::uint64_t m_UnitsQueued = 0;
+    std::uint64_t m_UnitsRendered = 0;
+    std::uint32_t m_NextPicture = Fake::c_BrokenPicture;  ///< that can be decoded without being a key picture
     std::deque<Unit> m_Queued;
 
     std::deque<Output> m_Outputs;

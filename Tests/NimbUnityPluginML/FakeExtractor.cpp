@@ -92,8 +92,17 @@ MLResult MLMediaExtractorSelectTrack(MLHandle handle, size_t index) {
     });
 }
 
-MLResult MLMediaExtractorSeekTo(MLHandle handle, int64_t timeUs, MLMediaSeekMode) {
-    return WithLocked<Extractor>(__func__, handle, [timeUs](Extractor& extractor) {
+MLResult MLMediaExtractorSeekTo(MLHandle handle, int64_t timeUs, MLMediaSeekMode mode) {
+    return WithLocked<Extractor>(__func__, handle, [timeUs, mode](Extractor& extractor) {
+        if (extractor.m_Clip != nullptr && mode == MLMediaSeekMode_Previous_Sync) {
+            const auto& samples = extractor.m_Clip->samples;
+            for (std::size_t i = 0; i < samples.size(); ++i) {
+                if (samples[i].track == 0 && samples[i].bytes[4] == 0x65 && samples[i].timeUs <= timeUs) {
+                    extractor.m_Next = i;
+                }
+            }
+            return MLResult_Ok;
+        }
         extractor.m_Next = 0;
         for (const Fake::Sample* s = extractor.Current(); s != nullptr && s->timeUs < timeUs; s = extractor.Current()) {
             ++extractor.m_Next;

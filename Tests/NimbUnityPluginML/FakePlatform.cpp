@@ -97,8 +97,8 @@ std::optional<MLResult> ApplyRule(State& state, const std::string& call) {
 
 thread_local int Inside::s_Depth = 0;
 
-Bytes MakeVideoSample(std::uint32_t picture, const Bytes& meshUnit) {
-    Bytes sample{0, 0, 0, 1, 0x65};
+Bytes MakeVideoSample(std::uint32_t picture, const Bytes& meshUnit, bool isKey) {
+    Bytes sample{0, 0, 0, 1, static_cast<std::uint8_t>(isKey ? 0x65 : 0x41)};
     for (int shift = 28; shift >= 0; shift -= 4) {
         sample.push_back(static_cast<std::uint8_t>(0x10 + ((picture >> shift) & 15)));  // never looks like a start code
     }
@@ -128,7 +128,8 @@ void Reset() {
     Script& script = TheScript();
     for (std::atomic<bool>* const flag :
          {&script.holdVideoInput, &script.holdVideoOutput, &script.holdAudioInput, &script.holdAudioOutput,
-          &script.holdSound, &script.dropFramesOnFlush, &script.nullExtractor, &script.repeatFrameNumber}) {
+          &script.holdSound, &script.countRendered, &script.dropFramesOnFlush, &script.nullExtractor,
+          &script.repeatFrameNumber}) {
         *flag = false;
     }
     script.callbackDelayUs = 0;

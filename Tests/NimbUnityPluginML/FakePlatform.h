@@ -40,8 +40,10 @@ struct Clip {
     std::vector<Sample> samples;  ///< in file order
 };
 
-/// A video sample with this picture; `meshUnit` follows it.
-Bytes MakeVideoSample(std::uint32_t picture, const Bytes& meshUnit);
+/// A video sample with this picture; `meshUnit` follows it. One that is not a key picture is decoded right only after
+/// the picture before it: otherwise it shows c_BrokenPicture.
+Bytes MakeVideoSample(std::uint32_t picture, const Bytes& meshUnit, bool isKey = true);
+constexpr std::uint32_t c_BrokenPicture = 999999;
 
 /// Forgets clips, script, log, counts and whatever handles are alive.
 void Reset();
@@ -69,6 +71,7 @@ struct Script {
     std::atomic<bool> holdAudioInput{false};
     std::atomic<bool> holdAudioOutput{false};
     std::atomic<bool> holdSound{false};              ///< the device takes nothing: both buffers fill up, then refusals
+    std::atomic<bool> countRendered{false};          ///< frame numbers count pictures that reach the surface
     std::atomic<bool> dropFramesOnFlush{false};      ///< a flush also forgets rendered frames that nobody acquired
     std::atomic<bool> nullExtractor{false};          ///< extractors are created as handle 0
     std::atomic<int> callbackDelayUs{0};             ///< from release to on_frame_available

@@ -4,6 +4,7 @@
 #include "Authoring/Codec/XtraAttributes.h"
 #include "Authoring/Frame/FrameEncoder.h"
 #include "Tests/Support/TestSupport.h"
+#include "Tests/Support/TinyMp4.h"
 
 #include <algorithm>
 #include <cmath>
@@ -28,7 +29,8 @@ Nimb::Authoring::Mesh MeshOf(std::size_t frame) {
 Nimb::Authoring::Bytes EncodeMesh(Nimb::Authoring::FrameEncoder& encoder, std::size_t frame,
                                   const ClipOptions& options) {
     const Nimb::Authoring::Mesh mesh = MeshOf(frame);
-    if (options.deltaFrames && frame > 0) {
+    const bool isKey = frame == 0 || (options.meshKeyInterval > 0 && frame % options.meshKeyInterval == 0);
+    if (options.deltaFrames && !isKey) {
         Nimb::Authoring::DeltaFrameOptions delta;
         delta.frameId = static_cast<UINT32>(frame);
         delta.coding = Nimb::Authoring::DeltaCoding::Huffman;
@@ -66,7 +68,8 @@ Fake::Clip MakeClip(const ClipOptions& options) {
             }
             unit = Nimb::Authoring::WriteMeshNalUnit(mesh.data(), mesh.size(), Nimb::Authoring::NalFraming::AnnexB);
         }
-        clip.samples.push_back({0, time, Fake::MakeVideoSample(static_cast<std::uint32_t>(frame), unit)});
+        const bool isKey = frame % options.pictureKeyInterval == 0;
+        clip.samples.push_back({0, time, Fake::MakeVideoSample(static_cast<std::uint32_t>(frame), unit, isKey)});
         for (; audio * options.frames < (frame + 1) * options.audioSamples; ++audio) {
             Fake::Bytes bytes(options.audioBytes);
             for (std::uint8_t& byte : bytes) {
@@ -108,6 +111,16 @@ std::string AddFile(const Fake::Clip& clip, const Fake::Bytes& contents) {
     Fake::AddClip(path, clip);
     TemporaryFiles().push_back(path);
     return path;
+}
+
+std::string AddIndexedFile(const ClipOptions& options) {
+    NimbTest::TinyMp4 file;
+    file.keyInterval = static_cast<UINT32>(options.pictureKeyInterval);
+    file.frameDuration = static_cast<UINT32>(options.intervalUs / 1000);
+    Fake::Bytes contents = file.Make(std::vector<Fake::Bytes>(options.frames));
+    const Fake::Bytes tail = Nimb::Authoring::WriteAttributeAtom({});
+    contents.insert(contents.end(), tail.begin(), tail.end());
+    return AddFile(MakeClip(options), contents);
 }
 
 std::string Text(const char* format, ...) {

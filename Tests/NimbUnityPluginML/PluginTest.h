@@ -36,7 +36,9 @@ struct ClipOptions {
     std::size_t audioBytes = 512;
     std::set<std::size_t> withoutMesh{};
     std::set<std::size_t> damagedMesh{};
-    bool deltaFrames = false;  ///< all but the first
+    bool deltaFrames = false;         ///< all but the first
+    std::size_t meshKeyInterval = 0;  ///< with delta frames: each of these is a key frame; 0: the first alone
+    std::size_t pictureKeyInterval = 1;
 };
 
 /// A clip whose frame n shows picture n and a mesh with frame id n and smallest x = n. Audio bytes count upwards.
@@ -50,6 +52,9 @@ Fake::Bytes TailWithAtom();
 
 /// A file for the player to read the tail of, known to the fake extractor as `clip`. Returns its path.
 std::string AddFile(const Fake::Clip& clip, const Fake::Bytes& contents = TailWithAtom());
+
+/// The same with the index that such a clip's file has, in milliseconds: frames can be gone to.
+std::string AddIndexedFile(const ClipOptions& options);
 
 /// Formats as the log does.
 #if defined(__GNUC__)

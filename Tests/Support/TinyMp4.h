@@ -14,11 +14,12 @@ struct TinyMp4 {
     bool has64BitOffsets = false;
     UINT32 emptyEdit = 0;  ///< units of time before the first frame; 0: no edit list
     UINT32 keyInterval = 4;
+    UINT32 frameDuration = 100;  ///< in units of 1/1000 s
 
     using Bytes = Nimb::Authoring::Bytes;
 
     /// A file in whose samples these mesh frames are, in front of a slice that no decoder could make a picture of. An
-    /// empty one: none. Ten frames a second, in units of 1/1000 s.
+    /// empty one: none.
     Bytes Make(const std::vector<Bytes>& frames) const {
         std::vector<Bytes> samples;
         Bytes media;
@@ -74,14 +75,16 @@ private:
             keys = i % keyInterval == 0 ? Join({keys, Big({i + 1})}) : keys;
         }
         const Bytes tables = Join(
-            {Box("stsd", Join({Big({0, 1}), Box("avc1", entry)})), Box("stts", Big({0, 1, samples.size(), 100})),
-             Box("stss", keys), Box("stsc", Big({0, 1, 1, samples.size(), 1})), Box("stsz", sizes),
+            {Box("stsd", Join({Big({0, 1}), Box("avc1", entry)})),
+             Box("stts", Big({0, 1, samples.size(), frameDuration})), Box("stss", keys),
+             Box("stsc", Big({0, 1, 1, samples.size(), 1})), Box("stsz", sizes),
              has64BitOffsets ? Box("co64", Join({Big({0, 1}), Big({offset}, 8)})) : Box("stco", Big({0, 1, offset}))});
-        const Bytes header = Big({0, 0, 0, 1000, samples.size() * 100, 0});
+        const Bytes header = Big({0, 0, 0, 1000, samples.size() * frameDuration, 0});
         const Bytes media =
             Join({Box("mdhd", header), Box("hdlr", Join({Big({0, 0}), {'v', 'i', 'd', 'e'}, Bytes(13)})),
                   Box("minf", Box("stbl", tables))});
-        const Bytes edits = Box("edts", Box("elst", Big({0, 2, emptyEdit, 0xFFFFFFFF, 1, samples.size() * 100, 0, 1})));
+        const Bytes edits =
+            Box("edts", Box("elst", Big({0, 2, emptyEdit, 0xFFFFFFFF, 1, samples.size() * frameDuration, 0, 1})));
         return Box("moov", Join({Box("mvhd", header),
                                  Box("trak", Join({emptyEdit != 0 ? edits : Bytes(), Box("mdia", media)}))}));
     }

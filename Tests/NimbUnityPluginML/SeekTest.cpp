@@ -1,0 +1,350 @@
+// Going to frames: every request ends once, with its frame in the engine's objects, and nothing else is shown before.
+#include "Tests/NimbUnityPluginML/PluginTest.h"
+
+#include <algorithm>
+#include <random>
+
+namespace {
+
+using namespace PluginTest;
+
+/// Pictures are keys every 5 frames, meshes every 20: as encoders make clips, in small.
+ClipOptions Clip() {
+    ClipOptions options;
+    options.frames = 60;
+    options.deltaFrames = true;
+    options.meshKeyInterval = 20;
+    options.pictureKeyInterval = 5;
+    return options;
+}
+
+class Seeker {
+public:
+    explicit Seeker(const ClipOptions& options = Clip(), bool autoLoop = false) : screen(player) {
+        EXPECT_TRUE(player.Open(AddIndexedFile(options), autoLoop));
+    }
+
+    /// Renders until the request has ended.
+    NimbSeekEnd Await(std::int64_t ticket) {
+        EXPECT_GT(ticket, 0);
+        NimbSeekEnd end{};
+        EXPECT_TRUE(screen.RenderUntil([&] {
+            while (TakeSeekEnd(player.Id(), &end) != 0) {
+                EXPECT_TRUE(ended.insert(end.ticket).second) << "ticket " << end.ticket << " ends twice";
+                if (end.ticket == ticket) {
+                    return true;
+                }
+                EXPECT_EQ(end.result, NimbSeek_Superseded);
+            }
+            return false;
+        })) << "ticket "
+            << ticket << " does not end";
+        return end;
+    }
+
+    /// Goes there, and sees nothing else on the way.
+    void GoTo(std::int64_t frame, std::uint32_t options = NimbSeekOption_Pause) {
+        const Pairs before = screen.shown;
+        const NimbSeekEnd end = Await(SeekQuorObject(player.Id(), frame, options));
+        ExpectDone(end, frame);
+        Pairs expected = before;
+        if (expected.empty() || expected.back() != std::pair(frame, frame)) {
+            expected.emplace_back(frame, frame);
+        }
+        EXPECT_EQ(screen.shown, expected);
+    }
+
+    void ExpectDone(const NimbSeekEnd& end, std::int64_t frame) {
+        EXPECT_EQ(end.result, NimbSeek_Done) << "frame " << frame << ", reason " << end.reason;
+        EXPECT_EQ(end.frame, frame);
+        EXPECT_EQ(end.time, frame * 20000);  // 2 ms each
+        EXPECT_EQ(screen.Picture(), frame);
+        EXPECT_EQ(screen.Mesh(), frame);
+    }
+
+    Player player;
+    Screen screen;
+    std::set<std::int64_t> ended;
+};
+
+class SeekTest : public PluginFixture {};
+
+/// What a codec's counter of frames counts is its own affair.
+class CountingTest : public PluginFixture, public testing::WithParamInterface<bool> {
+protected:
+    void SetUp() override {
+        PluginFixture::SetUp();
+        Fake::TheScript().countRendered = GetParam();
+        Fake::TheScript().dropFramesOnFlush = GetParam();
+    }
+};
+INSTANTIATE_TEST_SUITE_P(Counter, CountingTest, testing::Bool());
+
+TEST_P(CountingTest, AnyFrameInAnyOrder) {
+    Seeker seeker;
+    std::mt19937 random(7);
+    for (int i = 0; i < 60; ++i) {
+        seeker.GoTo(static_cast<std::int64_t>(random() % 60));
+        if (HasFailure()) {
+            return;
+        }
+    }
+    for (const std::int64_t frame : {0, 1, 2, 3, 4, 5, 6, 7, 6, 5, 4, 59, 58, 0, 59}) {
+        seeker.GoTo(frame);
+    }
+}
+
+TEST_P(CountingTest, PlaybackGoesOnFromTheFrame) {
+    Seeker seeker;
+    ASSERT_TRUE(seeker.player.Play());
+    ASSERT_TRUE(seeker.screen.RenderUntil([&] { return seeker.screen.Picture() >= 2; }));
+    for (const std::int64_t frame : {33, 5, 8, 50}) {
+        const Pairs before = seeker.screen.shown;
+        seeker.ExpectDone(seeker.Await(SeekQuorObject(seeker.player.Id(), frame, 0)), frame);
+        EXPECT_EQ(seeker.player.State(), NimbState_Playing);
+        ASSERT_TRUE(seeker.screen.RenderUntil([&] { return seeker.screen.Picture() >= frame + 6; }));
+        Pairs expected = before;
+        for (std::int64_t i = frame; i <= seeker.screen.Picture(); ++i) {
+            expected.emplace_back(i, i);
+        }
+        EXPECT_EQ(seeker.screen.shown, expected);
+    }
+    EXPECT_TRUE(seeker.screen.RenderUntil([&] { return seeker.player.FrameInfo().endOfStream != 0; }));
+    seeker.GoTo(12);  // from behind the end
+    ASSERT_TRUE(seeker.player.Rewind());
+    ASSERT_TRUE(seeker.player.Play());
+    Pairs expected = seeker.screen.shown;
+    for (std::int64_t i = 0; i <= 4; ++i) {
+        expected.emplace_back(i, i);
+    }
+    ASSERT_TRUE(seeker.screen.RenderUntil([&] { return seeker.screen.Picture() == 4; }));
+    EXPECT_EQ(seeker.screen.shown, expected);
+}
+
+TEST_P(CountingTest, ARangeIsPlayedAgainAndAgain) {
+    Seeker seeker;
+    ASSERT_EQ(SetPlayRange(seeker.player.Id(), 23, 27, 1), 1);
+    seeker.GoTo(24, 0);
+    ASSERT_TRUE(seeker.screen.RenderUntil([&] { return seeker.screen.shown.size() >= 16; }));
+    Pairs expected = Matching(24, 27);
+    while (expected.size() < seeker.screen.shown.size()) {
+        const std::int64_t next = expected.back().first == 27 ? 23 : expected.back().first + 1;
+        expected.emplace_back(next, next);
+    }
+    EXPECT_EQ(seeker.screen.shown, expected);
+    // Changed while it plays: the end of the new one is the end.
+    ASSERT_EQ(SetPlayRange(seeker.player.Id(), 0, 40, 0), 1);
+    EXPECT_TRUE(seeker.screen.RenderUntil([&] { return seeker.player.FrameInfo().endOfStream != 0; }));
+    EXPECT_TRUE(seeker.screen.RenderUntil([&] { return seeker.screen.Picture() == 40; }));
+    EXPECT_EQ(seeker.screen.Mesh(), 40);
+    EXPECT_EQ(SetPlayRange(seeker.player.Id(), 5, 60, 1), 0);
+    EXPECT_EQ(SetPlayRange(seeker.player.Id(), 6, 5, 1), 0);
+}
+
+TEST_F(SeekTest, WhatIsInThePipelineIsNotFetchedAgain) {
+    Seeker seeker;
+    seeker.GoTo(20);
+    const int flushes = Fake::Calls("MLMediaCodecFlush video");
+    seeker.GoTo(21);  // fed already
+    seeker.ExpectDone(seeker.Await(StepQuorObject(seeker.player.Id(), 1)), 22);
+    seeker.GoTo(24);
+    seeker.GoTo(23 + 6);  // ahead, across a key picture that comes next
+    EXPECT_EQ(Fake::Calls("MLMediaCodecFlush video"), flushes);
+    seeker.ExpectDone(seeker.Await(StepQuorObject(seeker.player.Id(), -1)), 28);
+    EXPECT_GT(Fake::Calls("MLMediaCodecFlush video"), flushes);
+    // Shown already: done without anything else.
+    const int samples = Fake::Calls("MLMediaExtractorReadSampleData");
+    const std::int64_t ticket = SeekQuorObject(seeker.player.Id(), 28, NimbSeekOption_Pause);
+    NimbSeekEnd end{};
+    ASSERT_EQ(TakeSeekEnd(seeker.player.Id(), &end), 1);
+    EXPECT_EQ(end.ticket, ticket);
+    seeker.ExpectDone(end, 28);
+    EXPECT_EQ(Fake::Calls("MLMediaExtractorReadSampleData"), samples);
+}
+
+TEST_F(SeekTest, TheNewestWinsAndNoneIsForgotten) {
+    Seeker seeker;
+    std::int64_t last = 0;
+    for (std::int64_t frame = 0; frame < 50; ++frame) {
+        last = SeekQuorObject(seeker.player.Id(), frame, NimbSeekOption_Pause);
+        EXPECT_EQ(last, frame + 1);
+    }
+    seeker.ExpectDone(seeker.Await(last), 49);
+    EXPECT_EQ(seeker.ended.size(), 50u);
+    EXPECT_EQ(seeker.screen.shown, Matching(49, 49));
+
+    NimbSeekEnd end = seeker.Await(SeekQuorObject(seeker.player.Id(), 60, 0));
+    EXPECT_EQ(end.result, NimbSeek_Failed);
+    EXPECT_EQ(end.reason, NimbSeekReason_OutOfRange);
+    end = seeker.Await(SeekQuorObject(seeker.player.Id(), 33, NimbSeekOption_Pause | NimbSeekOption_NearestKey));
+    seeker.ExpectDone(end, 35);
+    end = seeker.Await(SeekQuorObjectToTime(seeker.player.Id(), 259999, NimbSeekOption_Pause));
+    seeker.ExpectDone(end, 12);
+
+    std::int64_t ticket = SeekQuorObject(seeker.player.Id(), 3, 0);
+    ASSERT_TRUE(seeker.player.Rewind());
+    EXPECT_EQ(seeker.Await(ticket).result, NimbSeek_Superseded);
+    ticket = SeekQuorObject(seeker.player.Id(), 3, 0);
+    ASSERT_TRUE(seeker.player.Close());
+    end = seeker.Await(ticket);
+    EXPECT_EQ(end.result, NimbSeek_Failed);
+    EXPECT_EQ(end.reason, NimbSeekReason_Closed);
+    EXPECT_EQ(SeekQuorObject(seeker.player.Id(), 3, 0), 0);
+    EXPECT_EQ(SeekQuorObject(seeker.player.Id() + 1000, 3, 0), 0);
+}
+
+TEST_F(SeekTest, WhatCannotBeShownFailsForItsReason) {
+    ClipOptions options = Clip();
+    options.deltaFrames = false;
+    options.withoutMesh = {7};
+    options.damagedMesh = {31};
+    Seeker seeker(options);
+    for (const std::int64_t frame : {7, 31}) {
+        const NimbSeekEnd end = seeker.Await(SeekQuorObject(seeker.player.Id(), frame, NimbSeekOption_Pause));
+        EXPECT_EQ(end.result, NimbSeek_Failed) << frame;
+        EXPECT_EQ(end.reason, NimbSeekReason_NoMesh) << frame;
+        for (const std::int64_t next : {frame + 1, frame + 2, frame - 1}) {
+            seeker.GoTo(next);
+        }
+        // The same when it is in the pipeline already, and its mesh has been lost.
+        const NimbSeekEnd step = seeker.Await(StepQuorObject(seeker.player.Id(), 1));
+        EXPECT_EQ(step.reason, NimbSeekReason_NoMesh) << frame;
+        for (std::int64_t next = frame + 1; next < frame + 5; ++next) {
+            seeker.ExpectDone(seeker.Await(StepQuorObject(seeker.player.Id(), 1)), next);
+        }
+    }
+    Fake::TheScript().undecodable = 47;
+    const NimbSeekEnd end = seeker.Await(SeekQuorObject(seeker.player.Id(), 46, NimbSeekOption_Pause));
+    EXPECT_EQ(end.reason, NimbSeekReason_NoPicture);
+    Fake::TheScript().undecodable = 0;
+    seeker.GoTo(46);
+
+    Player other;  // a file without an index
+    ASSERT_TRUE(other.Open(AddFile(MakeClip(Clip()))));
+    NimbSeekEnd refused{};
+    ASSERT_GT(SeekQuorObject(other.Id(), 3, 0), 0);
+    ASSERT_EQ(TakeSeekEnd(other.Id(), &refused), 1);
+    EXPECT_EQ(refused.reason, NimbSeekReason_NoIndex);
+    EXPECT_EQ(SetPlayRange(other.Id(), 0, 3, 1), 0);
+}
+
+TEST_F(SeekTest, SoundStartsAtTheFrame) {
+    ClipOptions options = Clip();
+    options.audioSamples = 60;
+    options.audioBytes = 384;  // 2 ms
+    Seeker seeker(options);
+    ASSERT_TRUE(seeker.player.Play());
+    ASSERT_TRUE(seeker.screen.RenderUntil([&] { return !Fake::PlayedSound().empty(); }));
+    ASSERT_TRUE(seeker.player.Pause());
+    const Fake::Bytes sound = SoundOf(MakeClip(options));
+    for (const std::int64_t frame : {40, 12, 33}) {
+        seeker.GoTo(frame);
+        Fake::ForgetPlayedSound();
+        ASSERT_TRUE(seeker.player.Play());
+        ASSERT_TRUE(seeker.screen.RenderUntil([&] { return Fake::PlayedSound().size() >= 3 * 384; }));
+        ASSERT_TRUE(seeker.player.Pause());
+        Fake::Bytes played = Fake::PlayedSound();
+        played.resize(3 * 384);
+        const Fake::Bytes expected(sound.begin() + frame * 384, sound.begin() + (frame + 3) * 384);
+        EXPECT_TRUE(played == expected) << "from frame " << frame;
+    }
+}
+
+/// Every call of the platform fails once, at every place at which a request makes it.
+TEST_F(SeekTest, NoRefusalOfThePlatformLosesATicket) {
+    ClipOptions options = Clip();
+    options.audioSamples = 60;
+    for (const std::string call :
+         {"MLMediaExtractorSeekTo", "MLMediaExtractorAdvance", "MLMediaExtractorGetSampleTrackIndex",
+          "MLMediaExtractorGetSampleTime", "MLMediaExtractorReadSampleData", "MLMediaCodecFlush video",
+          "MLMediaCodecFlush audio", "MLMediaCodecDequeueInputBuffer video", "MLMediaCodecGetInputBufferPointer video",
+          "MLMediaCodecQueueInputBuffer video", "MLMediaCodecQueueInputBuffer audio",
+          "MLMediaCodecDequeueOutputBuffer video", "MLMediaCodecReleaseOutputBuffer video",
+          "MLMediaCodecAcquireNextAvailableFrame video", "MLMediaCodecGetFrameNumber video",
+          "MLMediaCodecGetOutputBufferPointer audio"}) {
+        for (const int skip : {0, 1, 5}) {
+            Seeker seeker(options);
+            seeker.GoTo(11);
+            Fake::Fail(call, MLResult_UnspecifiedFailure, skip, 1);
+            const NimbSeekEnd end = seeker.Await(SeekQuorObject(seeker.player.Id(), 33, NimbSeekOption_Pause));
+            EXPECT_NE(end.result, NimbSeek_Superseded);
+            if (end.result == NimbSeek_Done) {
+                EXPECT_EQ(seeker.screen.shown.back(), (std::pair<std::int64_t, std::int64_t>(33, 33)))
+                    << call << ", after " << skip;
+            }
+            seeker.GoTo(18);
+            ASSERT_FALSE(HasFailure()) << call << ", after " << skip;
+        }
+    }
+}
+
+/// Requests among everything else that scripts do, while render events come from another thread.
+TEST_F(SeekTest, EveryTicketEndsWhateverElseHappens) {
+    ClipOptions options = Clip();
+    options.audioSamples = 60;
+    Seeker seeker(options, true);
+    const std::string path = AddIndexedFile(options);
+    Fake::SetChaos(3, 2, 20, 500);
+    std::mt19937 random(11);
+    std::set<std::int64_t> open;
+    std::int64_t newest = 0;
+    std::vector<NimbSeekEnd> ends;
+    const auto take = [&] {
+        for (NimbSeekEnd end{}; TakeSeekEnd(seeker.player.Id(), &end) != 0;) {
+            EXPECT_EQ(open.erase(end.ticket), 1u) << "ticket " << end.ticket;
+            ends.push_back(end);
+        }
+    };
+    for (int i = 0; i < 400 && !HasFailure(); ++i) {
+        switch (random() % 12) {
+            case 0:
+                seeker.player.Play();
+                break;
+            case 1:
+                seeker.player.Pause();
+                break;
+            case 2:
+                seeker.player.Rewind();
+                break;
+            case 3:
+                if (random() % 4 == 0) {
+                    seeker.player.Close();
+                    ASSERT_TRUE(WaitFor([&] { return seeker.player.Open(path, true); }));
+                }
+                break;
+            case 4:
+                SetClockScale(seeker.player.Id(), random() % 2 == 0 ? 1.0f : 2.0f);
+                break;
+            case 5:
+                SetPlayRange(seeker.player.Id(), 10, random() % 2 == 0 ? 20 : -1, 1);
+                break;
+            default:
+                newest = SeekQuorObject(seeker.player.Id(), static_cast<std::int64_t>(random() % 60),
+                                        static_cast<std::uint32_t>(random() % 4));
+                ASSERT_GT(newest, 0);
+                open.insert(newest);
+        }
+        for (auto event = random() % 6; event > 0; --event) {
+            OnUnityRenderModeEvent(seeker.player.Id());
+        }
+        if (random() % 4 == 0 && seeker.player.State() != NimbState_Closed) {
+            EXPECT_TRUE(seeker.screen.RenderUntil([&] {
+                take();
+                return open.empty();
+            })) << open.size()
+                << " tickets are open";
+        }
+    }
+    Fake::SetChaos(0, 0, 0, 0);
+    ASSERT_TRUE(seeker.screen.RenderUntil([&] {
+        take();
+        return open.empty();
+    })) << open.size()
+        << " tickets are open";
+    seeker.GoTo(37);
+    const auto done =
+        std::count_if(ends.begin(), ends.end(), [](const NimbSeekEnd& e) { return e.result == NimbSeek_Done; });
+    EXPECT_GT(done, 30);
+}
+
+}  // namespace
