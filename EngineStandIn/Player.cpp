@@ -86,6 +86,23 @@ NimbFrameInfo Player::FrameInfo() const {
     return info;
 }
 
+std::int64_t Player::Seek(std::int64_t frame, std::uint32_t options) {
+    return m_Plugin->SeekQuorObject(m_Id, frame, options);
+}
+
+std::int64_t Player::Step(int frames) {
+    return m_Plugin->StepQuorObject(m_Id, frames);
+}
+
+std::optional<NimbSeekEnd> Player::TakeSeekEnd() {
+    NimbSeekEnd end{};
+    return m_Plugin->TakeSeekEnd(m_Id, &end) != 0 ? std::optional(end) : std::nullopt;
+}
+
+bool Player::SetPlayRange(std::int64_t first, std::int64_t last, bool loop) {
+    return m_Plugin->SetPlayRange(m_Id, first, last, loop ? 1 : 0) != 0;
+}
+
 BufferSizes Player::SizesFor(const NimbFileInfo& info) {
     return {static_cast<int>(info.textureWidth), static_cast<int>(info.textureHeight),
             static_cast<int>(info.maxVertexCount), static_cast<int>(info.maxIndexCount)};

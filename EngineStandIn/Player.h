@@ -6,6 +6,7 @@
 #include "EngineStandIn/RenderThread.h"
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -48,6 +49,13 @@ public:
     void CreateBuffers(const BufferSizes& sizes);
     const BufferSizes& Sizes() const noexcept { return m_Sizes; }
     static BufferSizes SizesFor(const NimbFileInfo& info);
+
+    // Only with a library that has the feature.
+    std::int64_t Seek(std::int64_t frame, std::uint32_t options = 0);
+    std::int64_t Step(int frames);
+    /// The oldest end that was not taken yet.
+    std::optional<NimbSeekEnd> TakeSeekEnd();
+    bool SetPlayRange(std::int64_t first, std::int64_t last, bool loop);
 
     /// Issues a render event without waiting for it, as the engine does: later calls may run at the same time.
     void PostRender();

@@ -22,13 +22,25 @@ PluginLibrary::PluginLibrary(const std::string& path) : m_Library(dlopen(path.c_
         throw std::runtime_error(std::string("the plug-in cannot be loaded: ") + dlerror());
     }
     try {
-#define NIMB_RESOLVE(name) Resolve(m_Library, #name, &m_Functions.name);
-        NIMB_PLUGIN_FUNCTIONS(NIMB_RESOLVE)
-#undef NIMB_RESOLVE
+        ResolveAll();
     } catch (...) {
         dlclose(m_Library);
         throw;
     }
+}
+
+void PluginLibrary::ResolveAll() {
+#define NIMB_RESOLVE(name) Resolve(m_Library, #name, &m_Functions.name);
+    NIMB_PLUGIN_FUNCTIONS(NIMB_RESOLVE)
+    const auto features = reinterpret_cast<decltype(&::getPlayerFeatures)>(dlsym(m_Library, "getPlayerFeatures"));
+    m_Features = features != nullptr ? features() : 0;
+    if (Has(NimbFeature_Seek)) {
+        NIMB_PLUGIN_SEEK_FUNCTIONS(NIMB_RESOLVE)
+    }
+    if (Has(NimbFeature_PlayRange)) {
+        NIMB_PLUGIN_PLAY_RANGE_FUNCTIONS(NIMB_RESOLVE)
+    }
+#undef NIMB_RESOLVE
 }
 
 PluginLibrary::~PluginLibrary() {

@@ -3,11 +3,12 @@
 
 #include "NimbUnityPluginML/NimbUnityPluginML.h"
 
+#include <cstdint>
 #include <string>
 
 namespace Nimb::EngineStandIn {
 
-/// Every exported function, under its exported name.
+/// Every exported function, under its exported name. Those of a feature that the library lacks are null.
 struct PluginFunctions {
 #define NIMB_PLUGIN_FUNCTIONS(X)    \
     X(CreateQuorObject)             \
@@ -35,13 +36,21 @@ struct PluginFunctions {
     X(UnityRenderEvent)             \
     X(UnityPluginLoad)              \
     X(UnitySetGraphicsDevice)
+#define NIMB_PLUGIN_SEEK_FUNCTIONS(X) \
+    X(SeekQuorObject)                 \
+    X(SeekQuorObjectToTime)           \
+    X(StepQuorObject)                 \
+    X(TakeSeekEnd)
+#define NIMB_PLUGIN_PLAY_RANGE_FUNCTIONS(X) X(SetPlayRange)
 #define NIMB_MEMBER(name) decltype(&::name) name = nullptr;  // NOLINT(bugprone-macro-parentheses)
     NIMB_PLUGIN_FUNCTIONS(NIMB_MEMBER)
+    NIMB_PLUGIN_SEEK_FUNCTIONS(NIMB_MEMBER)
+    NIMB_PLUGIN_PLAY_RANGE_FUNCTIONS(NIMB_MEMBER)
 #undef NIMB_MEMBER
 };
 
-/// Keeps the library loaded. Throws std::runtime_error when it cannot be loaded or lacks a function, and names what is
-/// missing.
+/// Keeps the library loaded. Throws std::runtime_error when it cannot be loaded or lacks a function that every version
+/// has, or one of a feature that it says it has; the message names what is missing.
 class PluginLibrary {
 public:
     explicit PluginLibrary(const std::string& path);
@@ -51,8 +60,13 @@ public:
 
     const PluginFunctions* operator->() const noexcept { return &m_Functions; }
 
+    bool Has(std::uint32_t feature) const noexcept { return (m_Features & feature) == feature; }
+
 private:
+    void ResolveAll();
+
     void* m_Library;
+    std::uint32_t m_Features = 0;
     PluginFunctions m_Functions;
 };
 

@@ -8,9 +8,11 @@
 #include "Tools/nimb/Viewer/ContactSheet.h"
 #include "Tools/nimb/Viewer/Renderer.h"
 #include "Tools/nimb/Viewer/Report.h"
+#include "Tools/nimb/Viewer/Timeline.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <functional>
@@ -264,6 +266,21 @@ TEST_F(PlayCommand, HeadlessPlaybackReportsEveryPass) {
     }
 }
 
+TEST_F(PlayCommand, APlugInThatCannotGoToFramesStillPlays) {
+    const std::filesystem::path tool = NIMB_TOOL_FILE;
+    std::vector<unsigned char> plugin = ReadFile((tool.parent_path() / "../lib/nimb/libNimbUnityPluginML.so").string());
+    const std::string name = "getPlayerFeatures";
+    for (auto at = plugin.begin(); (at = std::search(at, plugin.end(), name.begin(), name.end())) != plugin.end();) {
+        *at = 'G';  // nobody finds it under this name
+    }
+    const std::string old = m_Folder / "old.so", before = "NIMB_PLUGIN=" + old;
+    ClipTest::WriteFile(old, plugin);
+    EXPECT_EQ(Play(Clip() + " --headless --size 64x64", before).status, 0);
+    const ToolResult result = Play(m_Clip + " --snapshot " + m_Output + ".png", before);
+    EXPECT_EQ(result.status, 3);
+    EXPECT_NE(result.err.find("cannot go to frames"), std::string::npos) << result.err;
+}
+
 TEST_F(PlayCommand, WhatCannotBeDoneIsSaid) {
     const std::string clip = Clip(), output = m_Output + ".png";
     const std::vector<unsigned char> bytes = ReadFile(clip);
@@ -296,21 +313,43 @@ TEST_F(PlayCommand, WhatCannotBeDoneIsSaid) {
     EXPECT_EQ(FilesIn(m_Folder / ""), (std::vector<std::string>{"clip.mp4", "cut.mp4", "there.png"}));
 }
 
-TEST(PlayParts, ScaledTimesNameTheirFramesOrNone) {
+TEST(PlayParts, TimesTellFramesThroughDropsSpeedsAndRanges) {
     Nimb::Tool::ClipIndex index;
     for (int frame = 0; frame < 2000; ++frame) {
         index.times.push_back(static_cast<std::int64_t>(frame) * 1001000 / 30);
     }
+    // As the player's clock computes it, from where it has begun to count.
+    const auto scaled = [&index](int frame, float speed, int base = 0) {
+        const auto at = [&index](int i) { return index.times[static_cast<std::size_t>(i)]; };
+        return static_cast<std::int64_t>(static_cast<float>(at(frame) - at(base)) / speed);
+    };
     for (const float speed : {1.0f, 16.0f, 0.25f, 1.37f}) {
-        for (int frame = 0; frame < 2000; frame += 37) {
-            // As the player's clock computes it.
-            const auto raw = index.times[static_cast<std::size_t>(frame)];
-            const auto scaled = static_cast<std::int64_t>(static_cast<float>(raw) / speed);
-            EXPECT_EQ(Nimb::Tool::FrameAtTime(index, scaled, static_cast<double>(speed)), frame) << speed;
+        Nimb::Tool::Timeline timeline(index, static_cast<double>(speed));
+        for (int frame = 0; frame < 1900; frame += 37) {
+            EXPECT_EQ(timeline.Follow(scaled(frame, speed)), frame) << speed;
         }
+        // The new speed is set when frame 1899 is shown, and holds for what is decoded from 1907 on.
+        timeline.Follow(scaled(1899, speed));
+        timeline.SetSpeed(3);
+        const std::int64_t change = scaled(1907, speed);
+        for (const int frame : {1900, 1906, 1908, 1909, 1915}) {
+            const std::int64_t time = frame <= 1907 ? scaled(frame, speed) : change + scaled(frame, 3, 1907);
+            EXPECT_EQ(timeline.Follow(time), frame) << speed;
+        }
+        timeline.Start();
+        EXPECT_EQ(timeline.Follow(scaled(2, 3)), 2);
     }
-    EXPECT_EQ(Nimb::Tool::FrameAtTime(index, 16000, 1), std::nullopt);
-    EXPECT_EQ(Nimb::Tool::FrameAtTime(index, INT64_MAX, 2), std::nullopt);
+
+    Nimb::Tool::Timeline timeline(index, 1);
+    EXPECT_EQ(timeline.Follow(16000), std::nullopt);
+    EXPECT_EQ(timeline.Follow(scaled(1, 1)), std::nullopt);
+    timeline.Place(100, 16000);
+    timeline.SetRange(100, 102);
+    for (const int later : {1, 2, 3, 5, 6}) {
+        EXPECT_EQ(timeline.Follow(16000 + scaled(100 + later, 1, 100)), 100 + later % 3);
+    }
+    timeline.ClearRange();  // has the player turned back again, ahead of what it shows?
+    EXPECT_EQ(timeline.Follow(16000 + scaled(107, 1, 100)), std::nullopt);
 }
 
 TEST(PlayParts, ReportCountsGapsAndLateFramesButNotPauses) {

@@ -21,8 +21,8 @@ constexpr const char* c_Examples =
     "  nimb play dancer.mp4 --record turn.mp4 --turntable --background '#ffffff'\n"
     "  nimb play dancer.mp4 --headless --loop 3\n"
     "      how smoothly it plays on this machine, without a window\n"
-    "Captures are drawn offscreen and take frames as fast as they can be decoded; every frame comes under its own\n"
-    "number or is reported missing. NIMB_LOG_LEVEL=info shows the player's log.";
+    "Captures are drawn offscreen and go to the frames that they need; one that cannot be shown is reported with the\n"
+    "reason. NIMB_LOG_LEVEL=info shows the player's log.";
 
 /// The options as given.
 struct Arguments {

@@ -65,7 +65,7 @@ private:
         Clock::time_point next = Clock::now(), lastFrame = next;
         const Clock::time_point due = next + length;
         while (!m_Playback->HasEnded()) {
-            const std::optional<ShownFrame> shown = m_Playback->Step();
+            const std::optional<ShownFrame> shown = m_Playback->Render();
             const Clock::time_point now = Clock::now();
             if (shown) {
                 lastFrame = now;

@@ -167,7 +167,7 @@ private:
     void ResetCamera() { m_Camera = m_Session.CameraFor(m_Playback->FileInfo(), {m_Views[m_View]}, m_Aspect); }
 
     void Advance() {
-        const std::optional<ShownFrame> shown = m_Playback->Step();
+        const std::optional<ShownFrame> shown = m_Playback->Render();
         if (shown) {
             m_Report.OnFrame(shown->number, Clock::now());
             m_Recent.push_back(Clock::now());

@@ -63,8 +63,8 @@ private:
 /// Reports what is wrong with the clip as it turns up.
 class Problems {
 public:
-    void AddMissing(int number) {
-        std::fprintf(stderr, "nimb: frame %d cannot be shown: the player has no mesh for its picture\n", number);
+    void AddMissing(int number, const std::string& reason) {
+        std::fprintf(stderr, "nimb: frame %d cannot be shown: %s\n", number, reason.c_str());
         m_SaidMissing = true;
     }
     void CheckSizes(const Playback& playback) {
@@ -90,22 +90,19 @@ void SavePng(const std::string& path, bool overwrite, const Image& image) {
     file.Commit();
 }
 
-OpenClip Opener(PlaySession& session) {
-    return [&session](float speed) { return session.Open(speed, false); };
-}
-
 void Snapshot(PlaySession& session, Problems& problems) {
     const PlayOptions& options = session.Options();
     const int frame = ParseMoment(session.Index(), options.moment);
+    const std::unique_ptr<Playback> playback = session.Open(1, false);
     Studio studio(session, options.width, options.height);
     CaptureFrames(
-        Opener(session), {frame},
-        [&](const Playback& playback, int number) {
-            SavePng(options.snapshot, options.overwrite, studio.Draw(playback, number, options.views, 0));
+        *playback, {frame},
+        [&](int number) {
+            SavePng(options.snapshot, options.overwrite, studio.Draw(*playback, number, options.views, 0));
             std::printf("%s: frame %d, %d x %d\n", options.snapshot.c_str(), number, options.width, options.height);
-            problems.CheckSizes(playback);
+            problems.CheckSizes(*playback);
         },
-        [&](int number) { problems.AddMissing(number); });
+        [&](int number, const std::string& reason) { problems.AddMissing(number, reason); });
 }
 
 void MakeContactSheet(PlaySession& session, Problems& problems) {
@@ -113,21 +110,22 @@ void MakeContactSheet(PlaySession& session, Problems& problems) {
     const std::vector<int> frames = SpreadFrames(session.Index().FrameCount(), options.sheetColumns);
     ContactSheet sheet(frames, options.views, static_cast<std::size_t>(options.cellWidth),
                        static_cast<std::size_t>(options.cellHeight), session.Index().FrameRate());
+    const std::unique_ptr<Playback> playback = session.Open(1, false);
     Studio studio(session, options.cellWidth, options.cellHeight);
     Progress progress("Drawing", frames.size());
     std::size_t column = 0;
     CaptureFrames(
-        Opener(session), frames,
-        [&](const Playback& playback, int number) {
+        *playback, frames,
+        [&](int number) {
             for (std::size_t row = 0; row < options.views.size(); ++row) {
-                sheet.SetCell(row, column, studio.Draw(playback, number, options.views, row));
+                sheet.SetCell(row, column, studio.Draw(*playback, number, options.views, row));
             }
-            problems.CheckSizes(playback);
+            problems.CheckSizes(*playback);
             InterruptGuard::Check();
             progress.Report(++column);
         },
-        [&](int number) {
-            problems.AddMissing(number);
+        [&](int number, const std::string& reason) {
+            problems.AddMissing(number, reason);
             sheet.SetMissing(column++);
         });
     SavePng(options.contactSheet, options.overwrite, sheet.Picture());
@@ -155,6 +153,7 @@ void Record(PlaySession& session, Problems& problems) {
     Recorder recorder(options.recording, RecorderOptions(options, session.Index()));
     std::vector<int> frames(session.Index().times.size());
     std::iota(frames.begin(), frames.end(), 0);
+    const std::unique_ptr<Playback> playback = session.Open(1, false);
     Studio studio(session, options.width, options.height);
     Progress progress("Recording", frames.size());
     Image last(static_cast<std::size_t>(options.width), static_cast<std::size_t>(options.height));
@@ -165,14 +164,14 @@ void Record(PlaySession& session, Problems& problems) {
         progress.Report(++count);
     };
     CaptureFrames(
-        Opener(session), frames,
-        [&](const Playback& playback, int number) {
-            last = studio.Draw(playback, number, options.views, 0);
-            problems.CheckSizes(playback);
+        *playback, frames,
+        [&](int number) {
+            last = studio.Draw(*playback, number, options.views, 0);
+            problems.CheckSizes(*playback);
             add();
         },
-        [&](int number) {
-            problems.AddMissing(number);
+        [&](int number, const std::string& reason) {
+            problems.AddMissing(number, reason);
             add();  // as an engine goes on showing the previous frame
         });
     recorder.Finish();
@@ -200,7 +199,7 @@ void CheckOutputs(const PlayOptions& options) {
 
 int PlayIntoFiles(const PlayOptions& options) {
     CheckOutputs(options);
-    // The player would warn of skipped frames and early ends, which is how captures work.
+    // What goes wrong with a frame is reported here.
     setenv("NIMB_LOG_LEVEL", "error", 0);
     const InterruptGuard interrupt;
     PlaySession session(options, EngineStandIn::MakeSurfacelessContext);

@@ -53,22 +53,6 @@ ClipIndex ReadClipIndex(const std::string& path) {
     return index;
 }
 
-std::optional<int> FrameAtTime(const ClipIndex& index, std::int64_t scaledTime, double speed) {
-    // The player's clock counts whole microseconds, in single precision.
-    const double time = static_cast<double>(scaledTime) * speed;
-    const double tolerance = 1 + speed + std::fabs(time) / (1 << 22);
-    std::optional<int> found;
-    for (std::size_t i = 0; i < index.times.size(); ++i) {
-        if (std::fabs(static_cast<double>(index.times[i]) - time) <= tolerance) {
-            if (found) {
-                return std::nullopt;  // frames too close together to be told apart
-            }
-            found = static_cast<int>(i);
-        }
-    }
-    return found;
-}
-
 int ParseMoment(const ClipIndex& index, const std::string& text) {
     char* end = nullptr;
     const double value = std::strtod(text.c_str(), &end);

@@ -1,5 +1,4 @@
-// The times of a clip's frames, from the file itself: what the player reports of a frame is its time, and this says
-// which number that is.
+// The times of a clip's frames, from the file itself.
 #pragma once
 
 #include <cstdint>
@@ -25,10 +24,6 @@ struct ClipIndex {
 
 /// Reads the whole file. Throws Authoring::InputError when it is not an MP4 file with video in it.
 ClipIndex ReadClipIndex(const std::string& path);
-
-/// The frame that a player at this speed shows at `scaledTime` (microseconds, as the player counts from the last
-/// start); none when no frame has that time.
-std::optional<int> FrameAtTime(const ClipIndex& index, std::int64_t scaledTime, double speed);
 
 /// "17" is frame 17, "1.5s" the frame shown at that time, "50%" the frame in the middle of the clip. Throws UsageError,
 /// also when it is beyond the end.

@@ -38,20 +38,37 @@ std::string FindPlugin() {
     return (program.parent_path().parent_path() / "lib" / "nimb" / "libNimbUnityPluginML.so").string();
 }
 
-Playback::Playback(const EngineStandIn::PluginLibrary& plugin, EngineStandIn::RenderThread& renderThread,
-                   const ClipIndex& index, PlaybackOptions options)
-    : m_Plugin(plugin), m_RenderThread(renderThread), m_Index(index), m_Options(std::move(options)) {
-    Open();
+std::string SeekReasonText(NimbSeekReason reason) {
+    switch (reason) {
+        case NimbSeekReason_None:
+            break;
+        case NimbSeekReason_Closed:
+            return "the player was closed";
+        case NimbSeekReason_NoIndex:
+            return "the file's index cannot be read";
+        case NimbSeekReason_OutOfRange:
+            return "the file's index does not have it";
+        case NimbSeekReason_NoMesh:
+            return "it has no mesh, or a damaged one";
+        case NimbSeekReason_NoPicture:
+            return "the decoder does not yield its picture";
+        case NimbSeekReason_Platform:
+            return "the platform refuses, again and again";
+    }
+    return "the player does not say why";
 }
 
-/// In a player of its own, since a player's clock remembers changes of speed.
-void Playback::Open() {
-    m_Player = std::make_unique<EngineStandIn::Player>(m_Plugin, m_RenderThread);
+Playback::Playback(const EngineStandIn::PluginLibrary& plugin, EngineStandIn::RenderThread& renderThread,
+                   const ClipIndex& index, PlaybackOptions options)
+    : m_Plugin(plugin),
+      m_RenderThread(renderThread),
+      m_Options(std::move(options)),
+      m_Player(std::make_unique<EngineStandIn::Player>(m_Plugin, m_RenderThread)),
+      m_Timeline(index, static_cast<double>(m_Options.speed)) {
     m_Plugin->SetComputeNormals(m_Player->Id(), m_Options.computeNormals ? 1 : 0);
     if (!m_Player->Open(m_Options.path, false, !m_Options.sound)) {
         throw Authoring::InputError(m_Options.path + ": the player cannot open it");
     }
-    m_FileInfo = {};
     if (m_Plugin->GetQuorObjectFileInfo(m_Player->Id(), &m_FileInfo) == 0) {
         throw Authoring::InputError(m_Options.path + ": the player cannot tell its sizes");
     }
@@ -60,7 +77,6 @@ void Playback::Open() {
     }
     m_Player->CreateBuffers(EngineStandIn::Player::SizesFor(m_FileInfo));
     m_Plugin->SetClockScale(m_Player->Id(), m_Options.speed);
-    m_HasTimeline = true;
 }
 
 void Playback::Play() {
@@ -77,18 +93,47 @@ void Playback::Pause() {
 }
 
 void Playback::Restart() {
-    if (m_HasTimeline) {
-        m_Plugin->RewindQuorObject(m_Player->Id());
-    } else {
-        Open();
-    }
+    m_Plugin->RewindQuorObject(m_Player->Id());
+    m_Timeline.Start();
+    TakeSeekEnds();
     Play();
 }
 
 void Playback::SetSpeed(float speed) {
     m_Options.speed = speed;
-    m_HasTimeline = false;
     m_Plugin->SetClockScale(m_Player->Id(), speed);
+    m_Timeline.SetSpeed(static_cast<double>(speed));
+}
+
+void Playback::Seek(int frame, std::uint32_t options) {
+    Await(m_Player->Seek(frame, options), (options & NimbSeekOption_Pause) != 0);
+}
+
+void Playback::StepBy(int frames) {
+    Await(m_Player->Step(frames), true);
+}
+
+/// With a file open, the player refuses no request: it ends as failed.
+void Playback::Await(std::int64_t ticket, bool isPaused) {
+    m_Player->FrameInfo();  // forgets an earlier end
+    m_HasEnd = false;
+    m_EventsAfterEnd = 0;
+    m_Ticket = ticket;
+    m_IsPlaying = !isPaused;
+}
+
+bool Playback::PlayRange(int first, int last) {
+    if (!m_Player->SetPlayRange(first, last, true)) {
+        return false;
+    }
+    Seek(first, 0);
+    m_Timeline.SetRange(first, last);
+    return true;
+}
+
+void Playback::ClearRange() {
+    m_Player->SetPlayRange(0, -1, false);
+    m_Timeline.ClearRange();
 }
 
 void Playback::SetComputeNormals(bool computeNormals) {
@@ -96,27 +141,44 @@ void Playback::SetComputeNormals(bool computeNormals) {
     m_Plugin->SetComputeNormals(m_Player->Id(), computeNormals ? 1 : 0);
 }
 
-std::optional<ShownFrame> Playback::Step() {
-    const bool isNew = m_RenderThread.Run([this] { return StepOnRenderThread(); });
+std::optional<ShownFrame> Playback::Render() {
+    const bool isNew = m_RenderThread.Run([this] { return RenderOnRenderThread(); });
     const NimbFrameInfo info = m_Player->FrameInfo();
+    const bool hasArrived = TakeSeekEnds() && m_SeekEnd.result == NimbSeek_Done;
     m_HasEnd = m_HasEnd || info.endOfStream != 0;
     m_EventsAfterEnd = m_HasEnd && !isNew ? m_EventsAfterEnd + 1 : 0;
-    if (!isNew) {
+    if (!isNew && !hasArrived) {
         return std::nullopt;
     }
     const EngineStandIn::BufferSizes& sizes = m_Player->Sizes();
     m_HasOversizedFrames = m_HasOversizedFrames || info.vertexCount > static_cast<unsigned>(sizes.vertexCount) ||
                            info.indexCount > static_cast<unsigned>(sizes.indexCount);
-    ShownFrame shown{std::nullopt, info};
-    if (m_HasTimeline) {
-        shown.number = FrameAtTime(m_Index, info.timestamp / 10, static_cast<double>(m_Options.speed));
+    if (hasArrived) {
+        m_Timeline.Place(static_cast<int>(m_SeekEnd.frame), info.timestamp / 10);
+        return ShownFrame{static_cast<int>(m_SeekEnd.frame), info};
     }
-    return shown;
+    return ShownFrame{m_Timeline.Follow(info.timestamp / 10), info};
+}
+
+/// True when the request under way has ended.
+bool Playback::TakeSeekEnds() {
+    if (!CanSeek()) {
+        return false;
+    }
+    bool hasEnded = false;
+    while (const std::optional<NimbSeekEnd> end = m_Player->TakeSeekEnd()) {
+        if (end->ticket == m_Ticket) {
+            m_SeekEnd = *end;
+            m_Ticket = 0;
+            hasEnded = true;
+        }
+    }
+    return hasEnded;
 }
 
 /// What the player reports may be about a frame whose picture has yet to come. A picture in the texture is certain, and
 /// the player never draws one without its mesh.
-bool Playback::StepOnRenderThread() {
+bool Playback::RenderOnRenderThread() {
     GLuint query = 0;
     glGenQueries(1, &query);
     glBeginQuery(GL_ANY_SAMPLES_PASSED, query);

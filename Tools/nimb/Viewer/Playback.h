@@ -4,7 +4,7 @@
 
 #include "Authoring/Codec/XtraAttributes.h"
 #include "EngineStandIn/Player.h"
-#include "Tools/nimb/Viewer/ClipIndex.h"
+#include "Tools/nimb/Viewer/Timeline.h"
 
 #include <chrono>
 #include <memory>
@@ -26,9 +26,12 @@ struct PlaybackOptions {
 
 /// A frame that a render event put into the engine's objects.
 struct ShownFrame {
-    std::optional<int> number;  ///< none when no frame has its time, as after a change of speed
+    std::optional<int> number;  ///< none when it cannot be told
     NimbFrameInfo info;
 };
+
+/// Why a request failed, for people.
+std::string SeekReasonText(NimbSeekReason reason);
 
 /// Belongs to the script thread.
 class Playback {
@@ -47,13 +50,28 @@ public:
     void Restart();
     bool IsPlaying() const noexcept { return m_IsPlaying; }
 
+    /// Whether the plug-in goes to frames, and plays ranges of them. The next four functions are only for one that
+    /// does.
+    bool CanSeek() const noexcept { return m_Plugin.Has(NimbFeature_Seek | NimbFeature_PlayRange); }
+    /// To a frame; `options` are NimbSeekOption's. It has arrived when IsSeeking is over. A later request replaces it.
+    void Seek(int frame, std::uint32_t options);
+    /// On or back by some frames, paused.
+    void StepBy(int frames);
+    /// Plays the frames from `first` to `last` again and again, beginning now. False when the player refuses.
+    bool PlayRange(int first, int last);
+    void ClearRange();
+
+    bool IsSeeking() const noexcept { return m_Ticket != 0; }
+    /// How the last request ended.
+    const NimbSeekEnd& SeekEnd() const noexcept { return m_SeekEnd; }
+
     void SetSpeed(float speed);
     float Speed() const noexcept { return m_Options.speed; }
     void SetComputeNormals(bool computeNormals);
 
     /// Issues a render event, waits for it, and returns the frame that it put into the engine's objects; none when they
     /// stayed as they were.
-    std::optional<ShownFrame> Step();
+    std::optional<ShownFrame> Render();
 
     /// The last frame has been shown, and the sound is over.
     bool HasEnded() const noexcept { return m_EventsAfterEnd > c_EventsAfterEnd; }
@@ -65,17 +83,19 @@ private:
     /// The player queues at most eight frames, and each event takes one.
     static constexpr int c_EventsAfterEnd = 10;
 
-    void Open();
-    bool StepOnRenderThread();
+    void Await(std::int64_t ticket, bool isPaused);
+    bool RenderOnRenderThread();
+    bool TakeSeekEnds();
 
     const EngineStandIn::PluginLibrary& m_Plugin;
     EngineStandIn::RenderThread& m_RenderThread;
-    const ClipIndex& m_Index;
     PlaybackOptions m_Options;
     std::unique_ptr<EngineStandIn::Player> m_Player;
     NimbFileInfo m_FileInfo{};
+    Timeline m_Timeline;
     bool m_IsPlaying = false;
-    bool m_HasTimeline = true;  ///< frame times are those of the file, scaled; a change of speed shifts them
+    std::int64_t m_Ticket = 0;  ///< of the request under way; 0: none
+    NimbSeekEnd m_SeekEnd{};
     bool m_HasEnd = false;
     bool m_HasOversizedFrames = false;
     int m_EventsAfterEnd = 0;
