@@ -6,6 +6,7 @@
 #include "Tools/nimb/ExitStatus.h"
 #include "Tools/nimb/Viewer/ClipIndex.h"
 #include "Tools/nimb/Viewer/ContactSheet.h"
+#include "Tools/nimb/Viewer/Navigation.h"
 #include "Tools/nimb/Viewer/Renderer.h"
 #include "Tools/nimb/Viewer/Report.h"
 #include "Tools/nimb/Viewer/Timeline.h"
@@ -117,6 +118,10 @@ void ExpectWall(const Image& image, std::size_t left, std::size_t top, std::size
     ExpectColour(image, left + high, top + high, {level, level, level, 255}, 4);
 }
 
+std::filesystem::path PluginFile() {
+    return std::filesystem::path(NIMB_TOOL_FILE).parent_path() / "../lib/nimb/libNimbUnityPluginML.so";
+}
+
 class PlayCommand : public testing::Test {
 protected:
     static void SetUpTestSuite() { unsetenv("DISPLAY"); }
@@ -210,35 +215,103 @@ TEST_F(PlayCommand, RecordingHasEveryFrameOnceAndTheSound) {
 }
 
 TEST_F(PlayCommand, AFrameWithoutAMeshIsReportedAndNotMistakenForAnother) {
-    CubeClip recipe;
-    recipe.damage = [](int number, Nimb::Authoring::Bytes& mesh) {
-        if (number == 6) {
-            mesh.resize(mesh.size() / 2);
-        }
-    };
-    const std::string video = m_Output + ".mp4", picture = m_Output + ".png";
-    const ToolResult result = Play(Clip(recipe) + " --size 64x64 --record " + video);
-    EXPECT_EQ(result.status, 1);
-    EXPECT_NE(result.err.find("frame 6 cannot be shown"), std::string::npos) << result.err;
     std::vector<int> expected;
     for (int number = 0; number < c_FrameCount; ++number) {
         expected.push_back(number == 6 ? 5 : number);
     }
-    EXPECT_EQ(RecordedFrames(video, 64, m_Folder / ""), expected);
-    EXPECT_EQ(Play(m_Clip + " --at 6 --snapshot " + picture).status, 1);
-    EXPECT_FALSE(std::filesystem::exists(picture));
-
-    // Without any mesh in the sample, the player pairs all later meshes with the wrong pictures.
-    recipe.damage = [](int number, Nimb::Authoring::Bytes& mesh) {
-        if (number == 6) {
-            mesh.clear();
-        }
-    };
-    for (const std::string& mode : {"--snapshot " + picture, std::string("--headless")}) {
-        const ToolResult shifted = Play(Clip(recipe) + " -y --size 64x64 " + mode);
-        EXPECT_EQ(shifted.status, 1);
-        EXPECT_NE(shifted.err.find("frame 6 has no mesh"), std::string::npos) << shifted.err;
+    const std::string video = m_Output + ".mp4", picture = m_Output + ".png";
+    for (const int divisor : {2, 1000000}) {  // half a mesh, and none
+        SCOPED_TRACE(divisor);
+        CubeClip recipe;
+        recipe.damage = [divisor](int number, Nimb::Authoring::Bytes& mesh) {
+            if (number == 6) {
+                mesh.resize(mesh.size() / static_cast<std::size_t>(divisor));
+            }
+        };
+        const ToolResult result = Play(Clip(recipe) + " -y --size 64x64 --record " + video);
+        EXPECT_EQ(result.status, 1);
+        EXPECT_NE(result.err.find("frame 6 cannot be shown"), std::string::npos) << result.err;
+        EXPECT_EQ(RecordedFrames(video, 64, m_Folder / ""), expected) << result.err;
+        EXPECT_EQ(Play(m_Clip + " --at 6 --snapshot " + picture).status, 1);
+        EXPECT_FALSE(std::filesystem::exists(picture));
     }
+    // Played, all later meshes come with the wrong pictures.
+    const ToolResult shifted = Play(m_Clip + " --headless --size 64x64");
+    EXPECT_EQ(shifted.status, 1);
+    EXPECT_NE(shifted.err.find("frame 6 has no mesh"), std::string::npos) << shifted.err;
+}
+
+/// What the window's keys and its bar do, without the window.
+TEST_F(PlayCommand, StepsDragsAndRangesLeadToTheirFrames) {
+    const std::string clip = Clip();
+    const Nimb::Tool::ClipIndex index = Nimb::Tool::ReadClipIndex(clip);
+    const Nimb::EngineStandIn::PluginLibrary plugin(PluginFile().string());
+    Nimb::EngineStandIn::RenderThread thread;
+    Nimb::EngineStandIn::StartPlugin(plugin, thread);
+    Nimb::Tool::PlaybackOptions options;
+    options.path = clip;
+    Nimb::Tool::Playback playback(plugin, thread, index, options);
+    Nimb::Tool::Navigation navigation(playback, index);
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+    // The frame that the picture says it is.
+    const auto frameInTexture = [&] {
+        const auto pixel = thread.Run([&] { return playback.Player().ReadTexture(8, c_CellSize * 3 / 4, 1, 1); });
+        return (pixel[0] - LevelOf(0) + 5) / 10;
+    };
+    const auto next = [&] {
+        std::optional<Nimb::Tool::ShownFrame> shown;
+        while (!shown && std::chrono::steady_clock::now() < deadline) {
+            shown = playback.Render();
+            navigation.OnRendered(shown);
+        }
+        EXPECT_TRUE(shown && shown->number);
+        EXPECT_EQ(frameInTexture(), shown ? shown->number.value_or(-1) : -1);
+        return frameInTexture();
+    };
+    const auto arrival = [&] {
+        int frame = next();
+        while (playback.IsSeeking() && std::chrono::steady_clock::now() < deadline) {
+            frame = next();
+        }
+        EXPECT_EQ(navigation.Notice(), "");
+        EXPECT_EQ(navigation.Position(), frame);
+        return frame;
+    };
+    navigation.GoTo(4);
+    EXPECT_EQ(arrival(), 4);
+    EXPECT_TRUE(playback.IsPlaying());
+    navigation.StepBy(1);
+    EXPECT_EQ(navigation.Position(), arrival());
+    EXPECT_FALSE(playback.IsPlaying());
+    navigation.ToLast();
+    EXPECT_EQ(arrival(), c_FrameCount - 1);
+    navigation.StepBy(-10);
+    EXPECT_EQ(arrival(), c_FrameCount - 11);
+    navigation.ToFirst();
+    EXPECT_EQ(arrival(), 0);
+    for (int frame = 1; frame <= 17; ++frame) {
+        navigation.Drag(frame);
+        navigation.OnRendered(playback.Render());
+        EXPECT_EQ(navigation.Position(), frame);
+    }
+    navigation.Drop(17);
+    EXPECT_EQ(arrival(), 17);
+    EXPECT_FALSE(playback.IsPlaying());
+
+    navigation.SetRangeEnd();
+    navigation.StepBy(-3);
+    EXPECT_EQ(arrival(), 14);
+    navigation.SetRangeStart();
+    EXPECT_EQ(arrival(), 14);
+    for (int previous = 14, turns = 0; turns < 3 && !HasFailure();) {
+        const int frame = next();
+        EXPECT_GE(frame, 14);
+        EXPECT_LE(frame, 17);
+        turns += frame < previous ? 1 : 0;
+        previous = frame;
+    }
+    navigation.SetRangeEnd();
+    EXPECT_FALSE(navigation.HasRange() || navigation.RangeStart() || navigation.RangeEnd());
 }
 
 int ReportedCount(const std::string& report, const std::string& name) {
@@ -267,8 +340,7 @@ TEST_F(PlayCommand, HeadlessPlaybackReportsEveryPass) {
 }
 
 TEST_F(PlayCommand, APlugInThatCannotGoToFramesStillPlays) {
-    const std::filesystem::path tool = NIMB_TOOL_FILE;
-    std::vector<unsigned char> plugin = ReadFile((tool.parent_path() / "../lib/nimb/libNimbUnityPluginML.so").string());
+    std::vector<unsigned char> plugin = ReadFile(PluginFile().string());
     const std::string name = "getPlayerFeatures";
     for (auto at = plugin.begin(); (at = std::search(at, plugin.end(), name.begin(), name.end())) != plugin.end();) {
         *at = 'G';  // nobody finds it under this name
@@ -302,6 +374,7 @@ TEST_F(PlayCommand, WhatCannotBeDoneIsSaid) {
         {clip + " --record " + output + " --size 101x100", "", 2, "even"},
         {clip + " --snapshot " + output + " --views front,back", "", 2, "--views"},
         {clip + " --snapshot " + output + " --at soon", "", 2, "soon"},
+        {clip + " --headless --at 3", "", 2, "--at"},
         {clip + " --snapshot " + output + " --background red", "", 2, "red"},
     };
     for (const Case& c : cases) {

@@ -104,6 +104,9 @@ PlayOptions Resolve(const Arguments& arguments) {
     if (!options.IsCapture() && !options.headless) {
         options.headless = !Window::IsPossible();
     }
+    if (!options.moment.empty() && options.snapshot.empty() && (options.IsCapture() || options.headless)) {
+        throw UsageError("--at: is for a snapshot or a window");
+    }
     options.passes = arguments.passes >= 0 ? arguments.passes : options.headless ? 1 : 0;
     return options;
 }
@@ -124,9 +127,9 @@ int Play(const Arguments& arguments) {
 
 void AddCaptureOptions(CLI::App& sub, Arguments& a) {
     sub.add_option("--snapshot", a.play.snapshot, "PNG of one frame")->type_name("FILE");
-    sub.add_option("--at", a.play.moment, "frame of the snapshot: 17 (number), 1.5s (time) or 50% [the middle]")
-        ->type_name("MOMENT")
-        ->needs("--snapshot");
+    sub.add_option("--at", a.play.moment,
+                   "frame of the snapshot [50%], or the one to begin with in a window: 17 (number), 1.5s (time) or 50%")
+        ->type_name("MOMENT");
     sub.add_option("--contact-sheet", a.play.contactSheet, "PNG with frames from all over the clip: a row a view")
         ->type_name("FILE");
     sub.add_option("--columns", a.play.sheetColumns, "frames in the contact sheet")
@@ -174,7 +177,6 @@ Command AddPlay(CLI::App& app) {
         ->check(CLI::Range(0, 1000000))
         ->type_name("N");
     sub->add_flag("--no-audio", a.noSound, "without the sound");
-    a.play.moment = "50%";
     AddCaptureOptions(*sub, a);
     AddViewOptions(*sub, a);
     sub->footer(c_Examples);

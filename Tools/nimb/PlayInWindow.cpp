@@ -3,7 +3,9 @@
 #include "Tools/nimb/ExitStatus.h"
 #include "Tools/nimb/PlayModes.h"
 #include "Tools/nimb/PlaySession.h"
-#include "Tools/nimb/Viewer/Framebuffer.h"
+#include "Tools/nimb/Viewer/Navigation.h"
+#include "Tools/nimb/Viewer/PanelRenderer.h"
+#include "Tools/nimb/Viewer/Panels.h"
 #include "Tools/nimb/Viewer/Report.h"
 #include "Tools/nimb/Viewer/Window.h"
 
@@ -15,6 +17,7 @@
 #include <cstdio>
 #include <deque>
 #include <filesystem>
+#include <memory>
 #include <thread>
 
 namespace Nimb::Tool {
@@ -22,8 +25,6 @@ namespace {
 
 using Clock = Report::Clock;
 
-constexpr Colour c_Ink{235, 238, 240, 255};
-constexpr Colour c_Shadow{0, 0, 0, 150};
 constexpr Colour c_Backgrounds[] = {{32, 36, 42, 255}, {0, 0, 0, 255}, {128, 128, 128, 255}, {240, 240, 240, 255}};
 
 struct DrawableSize {
@@ -52,17 +53,29 @@ public:
                   ParseView("back"),     ParseView("left"),  ParseView("top")},
           m_Appearance(options.appearance),
           m_PassesLeft(options.passes),
+          m_Navigation(*m_Playback, m_Session.Index()),
           m_Report(m_Session.Index()) {
         ResetCamera();
+        m_Session.RenderThread().Run([this] { m_PanelRenderer = std::make_unique<PanelRenderer>(); });
     }
+    ~Viewer() {
+        m_Session.RenderThread().Run([this] { m_PanelRenderer.reset(); });
+    }
+    Viewer(const Viewer&) = delete;
+    Viewer& operator=(const Viewer&) = delete;
 
     int Run() {
         const auto refresh = std::chrono::microseconds(1000000 / m_Window.RefreshRate());
-        m_Playback->Play();
         m_Report.OnStart(true, m_Playback->Speed());
+        if (m_Options.moment.empty()) {
+            m_Playback->Play();
+        } else {
+            m_Navigation.GoTo(ParseMoment(m_Session.Index(), m_Options.moment));
+        }
         for (Clock::time_point next = Clock::now(); !m_Quit;) {
             Obey(m_Window.Poll());
             Advance();
+            Obey(LayOutPanels(Facts()));
             Draw();
             // Waits for the display where showing a picture does not.
             next = std::max(next + refresh, Clock::now());
@@ -77,9 +90,27 @@ private:
         for (const Action action : input.actions) {
             Obey(action);
         }
+        for (const Action action : input.repeated) {
+            if (!m_Playback->IsSeeking()) {  // each of them is to be seen
+                Obey(action);
+            }
+        }
         Orbit(m_Camera, input.orbitX, input.orbitY);
         Pan(m_Camera, input.panX, input.panY);
         Zoom(m_Camera, input.zoom);
+    }
+
+    void Obey(const PanelInput& input) {
+        for (const Action action : input.actions) {
+            Obey(action);
+        }
+        if (input.dragged) {
+            m_HasEnded = false;
+            m_Navigation.Drag(*input.dragged);
+        } else if (input.dropped) {
+            m_HasEnded = false;
+            m_Navigation.Drop(*input.dropped);
+        }
     }
 
     void Obey(Action action) {
@@ -133,12 +164,44 @@ private:
                 m_View = 0;
                 ResetCamera();
                 break;
+            case Action::StepBack:
+            case Action::StepOn:
+            case Action::TenBack:
+            case Action::TenOn:
+            case Action::ToFirst:
+            case Action::ToLast:
+            case Action::SetRangeStart:
+            case Action::SetRangeEnd:
+                m_HasEnded = false;
+                Navigate(action);
+                break;
             case Action::ToggleHelp:
                 toggle(m_ShowHelp);
                 break;
             case Action::ToggleOverlay:
-                toggle(m_ShowFacts);
+                toggle(m_ShowPanels);
                 break;
+        }
+    }
+
+    void Navigate(Action action) {
+        switch (action) {
+            case Action::StepBack:
+                return m_Navigation.StepBy(-1);
+            case Action::StepOn:
+                return m_Navigation.StepBy(1);
+            case Action::TenBack:
+                return m_Navigation.StepBy(-10);
+            case Action::TenOn:
+                return m_Navigation.StepBy(10);
+            case Action::ToFirst:
+                return m_Navigation.ToFirst();
+            case Action::ToLast:
+                return m_Navigation.ToLast();
+            case Action::SetRangeStart:
+                return m_Navigation.SetRangeStart();
+            default:
+                return m_Navigation.SetRangeEnd();
         }
     }
 
@@ -154,6 +217,10 @@ private:
     }
 
     void Restart() {
+        if (m_Navigation.HasRange()) {
+            m_Navigation.RestartRange();
+            return;
+        }
         m_Playback->Restart();
         m_Report.OnStart(true, m_Playback->Speed());
         m_HasEnded = false;
@@ -168,7 +235,12 @@ private:
 
     void Advance() {
         const std::optional<ShownFrame> shown = m_Playback->Render();
+        const bool hasJumped = m_Navigation.OnRendered(shown);
         if (shown) {
+            // Back in a range, too, playback goes on elsewhere.
+            if (shown->number && (hasJumped || (m_Shown.number && *shown->number < *m_Shown.number))) {
+                m_Report.OnJump(*shown->number);
+            }
             m_Report.OnFrame(shown->number, Clock::now());
             m_Recent.push_back(Clock::now());
             m_Shown = *shown;
@@ -191,51 +263,49 @@ private:
     void Draw() {
         Camera camera = m_Camera;
         camera.yaw += m_Session.TurnAt(m_Shown.number.value_or(0));
-        const std::string facts = m_ShowFacts ? Facts() : "";
         m_Session.RenderThread().Run([&] {
             const DrawableSize size = QueryDrawable();
             const float aspect = static_cast<float>(size.width) / static_cast<float>(size.height);
             glBindFramebuffer(GL_FRAMEBUFFER, 0);
             m_Session.Renderer().Draw(m_Playback->Player(), camera, m_Appearance, size.width, size.height);
-            DrawTexts(facts, size);
+            m_PanelRenderer->Draw(size.width, size.height);
             eglSwapBuffers(eglGetCurrentDisplay(), eglGetCurrentSurface(EGL_DRAW));
             m_Aspect = aspect;
         });
     }
 
-    void DrawTexts(const std::string& facts, const DrawableSize& size) {
-        // As large as is readable and fits.
-        const std::size_t scale = size.height >= 1600                                                        ? 3
-                                  : MeasureText(facts, 2).width + 20 <= static_cast<std::size_t>(size.width) ? 2
-                                                                                                             : 1;
-        if (!facts.empty()) {
-            m_Session.Renderer().DrawOverlay(TextImage(facts, scale, c_Ink, c_Shadow), 8, 8, size.width, size.height);
-        }
-        if (m_ShowHelp) {
-            const int below = 16 + static_cast<int>(MeasureText(facts, scale).height);
-            m_Session.Renderer().DrawOverlay(TextImage(HelpText(), scale, c_Ink, c_Shadow), 8, below, size.width,
-                                             size.height);
-        }
-    }
-
-    std::string Facts() const {
-        char frame[32] = "-";
-        if (m_Shown.number) {
-            std::snprintf(frame, sizeof frame, "%d", *m_Shown.number);
-        }
-        const double time =
-            m_Shown.number ? static_cast<double>(m_Session.Index().times[static_cast<std::size_t>(*m_Shown.number)])
-                           : 0.0;
-        char text[256];
-        std::snprintf(
-            text, sizeof text, "frame %s/%d  %.2f s  x%.2f  %zu frames/s  %u vertices %u triangles  %d dropped%s",
-            frame, m_Session.Index().FrameCount() - 1, time / 1e6, static_cast<double>(m_Playback->Speed()),
-            m_Recent.size(), m_Shown.info.vertexCount, m_Shown.info.indexCount / 3, m_Report.Dropped(), StateText());
-        return text;
+    PanelFacts Facts() const {
+        const ClipIndex& index = m_Session.Index();
+        PanelFacts facts;
+        facts.frame = m_Shown.number;
+        facts.position = m_Navigation.Position();
+        facts.frameCount = index.FrameCount();
+        const auto shown = static_cast<std::size_t>(m_Shown.number.value_or(facts.position));
+        facts.seconds = static_cast<double>(index.times[shown]) / 1e6;
+        facts.speed = m_Playback->Speed();
+        facts.rate = m_Recent.size();
+        facts.vertices = m_Shown.info.vertexCount;
+        facts.triangles = m_Shown.info.indexCount / 3;
+        facts.dropped = m_Report.Dropped();
+        facts.state = StateText();
+        facts.notice = m_Navigation.Notice();
+        facts.isPlaying = m_Playback->IsPlaying() && !m_HasEnded;
+        facts.isLooping = m_PassesLeft == 0;
+        facts.computesNormals = m_ComputeNormals;
+        facts.canSeek = m_Playback->CanSeek();
+        facts.rangeStart = m_Navigation.RangeStart();
+        facts.rangeEnd = m_Navigation.RangeEnd();
+        facts.appearance = m_Appearance;
+        facts.showsPanels = m_ShowPanels;
+        facts.showsHelp = m_ShowHelp;
+        return facts;
     }
 
     const char* StateText() const {
-        return m_HasEnded ? "  end" : !m_Playback->IsPlaying() ? "  paused" : m_PassesLeft == 1 ? "" : "  loop";
+        return m_HasEnded                                     ? "  end"
+               : !m_Playback->IsPlaying()                     ? "  paused"
+               : m_PassesLeft != 1 || m_Navigation.HasRange() ? "  loop"
+                                                              : "";
     }
 
     const PlayOptions& m_Options;
@@ -250,12 +320,14 @@ private:
     std::size_t m_Background = 0;
     bool m_ComputeNormals = m_Options.computeNormals;
     bool m_ShowHelp = false;
-    bool m_ShowFacts = true;
+    bool m_ShowPanels = true;
     bool m_Quit = false;
     bool m_HasEnded = false;
     int m_PassesLeft;  ///< this one included; 0: without end
     ShownFrame m_Shown{};
     std::deque<Clock::time_point> m_Recent;  ///< when the frames of the last second were shown
+    std::unique_ptr<PanelRenderer> m_PanelRenderer;
+    Navigation m_Navigation;
     Report m_Report;
 };
 

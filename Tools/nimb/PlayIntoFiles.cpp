@@ -92,7 +92,7 @@ void SavePng(const std::string& path, bool overwrite, const Image& image) {
 
 void Snapshot(PlaySession& session, Problems& problems) {
     const PlayOptions& options = session.Options();
-    const int frame = ParseMoment(session.Index(), options.moment);
+    const int frame = ParseMoment(session.Index(), options.moment.empty() ? "50%" : options.moment);
     const std::unique_ptr<Playback> playback = session.Open(1, false);
     Studio studio(session, options.width, options.height);
     CaptureFrames(
@@ -214,7 +214,7 @@ int PlayIntoFiles(const PlayOptions& options) {
         Record(session, problems);
     }
     FlushRemarks();
-    return session.Index().firstWithoutMesh ? c_ExitProblem : problems.Status();
+    return problems.Status();
 }
 
 }  // namespace Nimb::Tool

@@ -21,11 +21,11 @@ struct PlayOptions {
     bool sound = true;
     bool computeNormals = true;
     float speed = 1;
-    int passes = 0;  ///< through the clip; 0: without end
+    int passes = 0;      ///< through the clip; 0: without end
+    std::string moment;  ///< of the snapshot, or to begin with in a window; empty: not given
 
     // Outputs; empty: not asked for.
     std::string snapshot;
-    std::string moment;  ///< of the snapshot
     std::string contactSheet;
     int sheetColumns = 6;
     int cellWidth = 240;

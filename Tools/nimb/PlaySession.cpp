@@ -57,7 +57,7 @@ PlaySession::PlaySession(const PlayOptions& options, const EngineStandIn::GlCont
       m_FoundAttributes(FindMissingAttributes(options.clip)),
       m_Plugin(LoadPlugin()),
       m_RenderThread(StartRenderThread(makeContext)) {
-    if (m_Index.firstWithoutMesh) {
+    if (m_Index.firstWithoutMesh && !options.IsCapture()) {
         std::fprintf(stderr,
                      "nimb: %s: frame %d has no mesh: from there on the player shows each mesh with the picture of the "
                      "frame before\n",

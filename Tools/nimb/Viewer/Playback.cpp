@@ -64,6 +64,7 @@ Playback::Playback(const EngineStandIn::PluginLibrary& plugin, EngineStandIn::Re
       m_RenderThread(renderThread),
       m_Options(std::move(options)),
       m_Player(std::make_unique<EngineStandIn::Player>(m_Plugin, m_RenderThread)),
+      m_LastFrame(index.FrameCount() - 1),
       m_Timeline(index, static_cast<double>(m_Options.speed)) {
     m_Plugin->SetComputeNormals(m_Player->Id(), m_Options.computeNormals ? 1 : 0);
     if (!m_Player->Open(m_Options.path, false, !m_Options.sound)) {
@@ -106,26 +107,29 @@ void Playback::SetSpeed(float speed) {
 }
 
 void Playback::Seek(int frame, std::uint32_t options) {
-    Await(m_Player->Seek(frame, options), (options & NimbSeekOption_Pause) != 0);
+    Await(m_Player->Seek(frame, options));
 }
 
 void Playback::StepBy(int frames) {
-    Await(m_Player->Step(frames), true);
+    Await(m_Player->Step(frames));
 }
 
-/// With a file open, the player refuses no request: it ends as failed.
-void Playback::Await(std::int64_t ticket, bool isPaused) {
+/// With a file open, the player gives a ticket for each request; one that it refuses leaves the state as it is.
+void Playback::Await(std::int64_t ticket) {
     m_Player->FrameInfo();  // forgets an earlier end
     m_HasEnd = false;
     m_EventsAfterEnd = 0;
     m_Ticket = ticket;
-    m_IsPlaying = !isPaused;
+    m_IsPlaying = m_Plugin->GetQuorState(m_Player->Id()) == NimbState_Playing;
 }
 
 bool Playback::PlayRange(int first, int last) {
     if (!m_Player->SetPlayRange(first, last, true)) {
         return false;
     }
+    // By way of another frame: where the first one is shown already, playback would go on with what has been decoded
+    // ahead, which may lie behind the range.
+    Seek(first > 0 ? 0 : m_LastFrame, 0);
     Seek(first, 0);
     m_Timeline.SetRange(first, last);
     return true;

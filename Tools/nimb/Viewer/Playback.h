@@ -83,7 +83,7 @@ private:
     /// The player queues at most eight frames, and each event takes one.
     static constexpr int c_EventsAfterEnd = 10;
 
-    void Await(std::int64_t ticket, bool isPaused);
+    void Await(std::int64_t ticket);
     bool RenderOnRenderThread();
     bool TakeSeekEnds();
 
@@ -92,6 +92,7 @@ private:
     PlaybackOptions m_Options;
     std::unique_ptr<EngineStandIn::Player> m_Player;
     NimbFileInfo m_FileInfo{};
+    int m_LastFrame;
     Timeline m_Timeline;
     bool m_IsPlaying = false;
     std::int64_t m_Ticket = 0;  ///< of the request under way; 0: none

@@ -1,7 +1,7 @@
 #include "Tools/nimb/Viewer/Renderer.h"
 
-#include "Tools/nimb/ExitStatus.h"
 #include "Tools/nimb/Viewer/Framebuffer.h"
+#include "Tools/nimb/Viewer/Shaders.h"
 
 #include <GLES3/gl3.h>
 #include <glm/gtc/type_ptr.hpp>
@@ -9,8 +9,6 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
-
-#include <string>
 
 namespace Nimb::Tool {
 namespace {
@@ -83,39 +81,6 @@ void main() {
 }
 )";
 
-GLuint Compile(GLenum type, const char* source) {
-    const GLuint shader = glCreateShader(type);
-    glShaderSource(shader, 1, &source, nullptr);
-    glCompileShader(shader);
-    GLint isCompiled = GL_FALSE;
-    glGetShaderiv(shader, GL_COMPILE_STATUS, &isCompiled);
-    if (isCompiled == GL_FALSE) {
-        char log[1024] = {};
-        glGetShaderInfoLog(shader, sizeof log, nullptr, log);
-        throw OutputError(std::string("a shader does not compile: ") + log);
-    }
-    return shader;
-}
-
-GLuint Link(const char* vertexSource, const char* fragmentSource) {
-    const GLuint vertex = Compile(GL_VERTEX_SHADER, vertexSource);
-    const GLuint fragment = Compile(GL_FRAGMENT_SHADER, fragmentSource);
-    const GLuint program = glCreateProgram();
-    glAttachShader(program, vertex);
-    glAttachShader(program, fragment);
-    glLinkProgram(program);
-    glDeleteShader(vertex);
-    glDeleteShader(fragment);
-    GLint isLinked = GL_FALSE;
-    glGetProgramiv(program, GL_LINK_STATUS, &isLinked);
-    if (isLinked == GL_FALSE) {
-        char log[1024] = {};
-        glGetProgramInfoLog(program, sizeof log, nullptr, log);
-        throw OutputError(std::string("a shader program does not link: ") + log);
-    }
-    return program;
-}
-
 void SetAttribute(GLuint location, GLint size, std::size_t offset) {
     glEnableVertexAttribArray(location);
     glVertexAttribPointer(location, size, GL_FLOAT, GL_FALSE, sizeof(Vertex), reinterpret_cast<const void*>(offset));
@@ -162,15 +127,14 @@ std::vector<std::uint32_t> EdgesOf(const std::vector<std::uint32_t>& triangles) 
 }
 
 Renderer::Renderer() {
-    m_MeshProgram = Link(c_MeshVertexShader, c_MeshFragmentShader);
-    m_QuadProgram = Link(c_QuadVertexShader, c_QuadFragmentShader);
+    m_MeshProgram = LinkShaders(c_MeshVertexShader, c_MeshFragmentShader);
+    m_QuadProgram = LinkShaders(c_QuadVertexShader, c_QuadFragmentShader);
     const auto uniform = [this](const char* name) { return glGetUniformLocation(m_MeshProgram, name); };
     m_Mesh = {uniform("viewProjection"), uniform("eye"), uniform("picture"), uniform("mode"),
               uniform("marksBackFaces")};
     m_QuadCorners = glGetUniformLocation(m_QuadProgram, "corners");
     glGenVertexArrays(1, &m_VertexArray);
     glGenBuffers(1, &m_EdgeBuffer);
-    glGenTextures(1, &m_OverlayTexture);
     CheckGl("shaders");
 }
 
@@ -179,7 +143,6 @@ Renderer::~Renderer() {
     glDeleteProgram(m_QuadProgram);
     glDeleteVertexArrays(1, &m_VertexArray);
     glDeleteBuffers(1, &m_EdgeBuffer);
-    glDeleteTextures(1, &m_OverlayTexture);
 }
 
 void Renderer::Draw(const Player& player, const Camera& camera, const Appearance& appearance, int width, int height) {
@@ -263,25 +226,6 @@ void Renderer::DrawQuad(unsigned int texture, float left, float top, float right
     }
     glDrawArrays(GL_TRIANGLE_STRIP, 0, 4);
     glBindVertexArray(0);
-}
-
-void Renderer::DrawOverlay(const Authoring::Image& picture, int x, int y, int width, int height) {
-    if (picture.rgba.empty()) {
-        return;
-    }
-    BindTexture(m_OverlayTexture, GL_NEAREST, GL_NEAREST);
-    glPixelStorei(GL_UNPACK_ALIGNMENT, 4);
-    glTexImage2D(GL_TEXTURE_2D, 0, GL_RGBA8, static_cast<GLsizei>(picture.width), static_cast<GLsizei>(picture.height),
-                 0, GL_RGBA, GL_UNSIGNED_BYTE, picture.rgba.data());
-    glViewport(0, 0, width, height);
-    glEnable(GL_BLEND);
-    glBlendFuncSeparate(GL_SRC_ALPHA, GL_ONE_MINUS_SRC_ALPHA, GL_ONE, GL_ONE_MINUS_SRC_ALPHA);
-    const auto clipX = [&](int px) { return 2 * static_cast<float>(px) / static_cast<float>(width) - 1; };
-    const auto clipY = [&](int py) { return 1 - 2 * static_cast<float>(py) / static_cast<float>(height); };
-    DrawQuad(m_OverlayTexture, clipX(x), clipY(y), clipX(x + static_cast<int>(picture.width)),
-             clipY(y + static_cast<int>(picture.height)));
-    glDisable(GL_BLEND);
-    CheckGl("overlay");
 }
 
 }  // namespace Nimb::Tool

@@ -41,9 +41,6 @@ public:
     void Draw(const EngineStandIn::Player& player, const Camera& camera, const Appearance& appearance, int width,
               int height);
 
-    /// A picture over what is drawn, its top left corner at (x, y) from the top left, pixel by pixel.
-    void DrawOverlay(const Authoring::Image& picture, int x, int y, int width, int height);
-
 private:
     struct MeshUniforms {
         int viewProjection, eye, texture, mode, backFaces;
@@ -61,7 +58,6 @@ private:
     int m_QuadCorners = -1;
     unsigned int m_VertexArray = 0;
     unsigned int m_EdgeBuffer = 0;
-    unsigned int m_OverlayTexture = 0;
 };
 
 }  // namespace Nimb::Tool

@@ -23,6 +23,13 @@ void Report::OnStart(bool isNewPass, float speed) {
     }
 }
 
+void Report::OnJump(int number) {
+    m_Last.reset();
+    m_SoonestStart.reset();
+    m_NextNumber = number;
+    m_IsCounting = true;
+}
+
 void Report::OnFrame(std::optional<int> number, Clock::time_point now) {
     ++m_Shown;
     if (m_Last) {

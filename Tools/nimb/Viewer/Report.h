@@ -20,6 +20,9 @@ public:
     /// A pass begins, or playback goes on after a pause: the time until the next frame does not count as a gap.
     /// `speed`: 1 is the clip's own.
     void OnStart(bool isNewPass, float speed);
+    /// Playback goes on with this frame, wherever it was before: what lies between is not dropped, and the time until
+    /// it comes is no gap.
+    void OnJump(int number);
     void OnFrame(std::optional<int> number, Clock::time_point now);
     /// A render event that left the frame as it was.
     void OnRepeat() { ++m_Repeated; }

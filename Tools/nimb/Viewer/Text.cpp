@@ -42,14 +42,6 @@ void DrawText(Authoring::Image& image, std::size_t x, std::size_t y, const std::
     }
 }
 
-Authoring::Image TextImage(const std::string& text, std::size_t scale, const Colour& colour, const Colour& background) {
-    const TextSize size = MeasureText(text, scale);
-    Authoring::Image image(size.width, size.height);
-    Fill(image, background);
-    DrawText(image, 0, 0, text, scale, colour);
-    return image;
-}
-
 void Fill(Authoring::Image& image, const Colour& colour) {
     FillRectangle(image, 0, 0, image.width, image.height, colour);
 }

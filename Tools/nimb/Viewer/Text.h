@@ -24,9 +24,6 @@ TextSize MeasureText(const std::string& text, std::size_t scale);
 void DrawText(Authoring::Image& image, std::size_t x, std::size_t y, const std::string& text, std::size_t scale,
               const Colour& colour);
 
-/// A picture of the text alone, on a background.
-Authoring::Image TextImage(const std::string& text, std::size_t scale, const Colour& colour, const Colour& background);
-
 void Fill(Authoring::Image& image, const Colour& colour);
 
 /// What lies outside the picture is not drawn.

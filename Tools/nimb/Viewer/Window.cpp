@@ -4,8 +4,11 @@
 
 #include <SDL.h>
 #include <SDL_syswm.h>
+#include <backends/imgui_impl_sdl.h>
+#include <imgui.h>
 
 #include <cstdlib>
+#include <optional>
 
 namespace Nimb::Tool {
 namespace {
@@ -13,6 +16,7 @@ namespace {
 struct Key {
     SDL_Keycode code;
     Action action;
+    std::optional<Action> withShift = {};  ///< none: the same
 };
 
 constexpr Key c_Keys[] = {
@@ -35,10 +39,26 @@ constexpr Key c_Keys[] = {
     {SDLK_t, Action::ToggleTextureOnly},
     {SDLK_v, Action::NextView},
     {SDLK_c, Action::ResetCamera},
+    {SDLK_LEFT, Action::StepBack, Action::TenBack},
+    {SDLK_RIGHT, Action::StepOn, Action::TenOn},
+    {SDLK_HOME, Action::ToFirst},
+    {SDLK_END, Action::ToLast},
+    {SDLK_LEFTBRACKET, Action::SetRangeStart},
+    {SDLK_RIGHTBRACKET, Action::SetRangeEnd},
     {SDLK_h, Action::ToggleHelp},
     {SDLK_F1, Action::ToggleHelp},
     {SDLK_i, Action::ToggleOverlay},
 };
+
+void OnKey(const SDL_KeyboardEvent& event, Input* pInput) {
+    for (const Key& key : c_Keys) {
+        if (key.code == event.keysym.sym) {
+            const bool isShifted = (event.keysym.mod & KMOD_SHIFT) != 0;
+            const Action action = isShifted ? key.withShift.value_or(key.action) : key.action;
+            (event.repeat != 0 ? pInput->repeated : pInput->actions).push_back(action);
+        }
+    }
+}
 
 void OnMotion(const SDL_MouseMotionEvent& motion, float height, Input* pInput) {
     const float dx = static_cast<float>(motion.xrel) / height;
@@ -69,6 +89,9 @@ bool InitializeVideo() {
 std::string HelpText() {
     return "Space        pause, play\n"
            "R            from the start\n"
+           "Left Right   one frame back, on; with Shift ten\n"
+           "Home End     first, last frame\n"
+           "[  ]         play only from here, to here; again: all\n"
            "+ -  1       faster, slower, normal speed\n"
            "L            loop\n"
            "Mouse left   orbit\n"
@@ -81,7 +104,7 @@ std::string HelpText() {
            "F            back faces: shown, culled, marked\n"
            "T            the texture alone\n"
            "B            background\n"
-           "I  H         this line of facts, this help\n"
+           "I  H         the panels, this help\n"
            "Q  Esc       quit\n";
 }
 
@@ -104,9 +127,14 @@ Window::Window(const std::string& title, int width, int height) {
         SDL_QuitSubSystem(SDL_INIT_VIDEO);
         Fail("no window");
     }
+    ImGui::CreateContext();
+    ImGui::GetIO().IniFilename = nullptr;  // leaves no file behind
+    ImGui_ImplSDL2_InitForOpenGL(m_Window, nullptr);
 }
 
 Window::~Window() {
+    ImGui_ImplSDL2_Shutdown();
+    ImGui::DestroyContext();
     SDL_DestroyWindow(m_Window);
     SDL_QuitSubSystem(SDL_INIT_VIDEO);
 }
@@ -130,22 +158,23 @@ Input Window::Poll() {
     Input input;
     int width = 1, height = 1;
     SDL_GetWindowSize(m_Window, &width, &height);
+    ImGuiIO& io = ImGui::GetIO();
+    io.FontGlobalScale = height >= 1400 ? 2 : 1;
     SDL_Event event;
     while (SDL_PollEvent(&event) != 0) {
+        ImGui_ImplSDL2_ProcessEvent(&event);
         if (event.type == SDL_QUIT) {
             input.actions.push_back(Action::Quit);
         } else if (event.type == SDL_KEYDOWN) {
-            for (const Key& key : c_Keys) {
-                if (key.code == event.key.keysym.sym) {
-                    input.actions.push_back(key.action);
-                }
-            }
-        } else if (event.type == SDL_MOUSEMOTION) {
+            OnKey(event.key, &input);
+        } else if (event.type == SDL_MOUSEMOTION && !io.WantCaptureMouse) {
             OnMotion(event.motion, static_cast<float>(height), &input);
-        } else if (event.type == SDL_MOUSEWHEEL) {
+        } else if (event.type == SDL_MOUSEWHEEL && !io.WantCaptureMouse) {
             input.zoom += static_cast<float>(event.wheel.y);
         }
     }
+    ImGui_ImplSDL2_NewFrame();
+    ImGui::NewFrame();
     return input;
 }
 

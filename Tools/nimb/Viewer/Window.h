@@ -1,4 +1,4 @@
-// The window that a clip is looked at in, and what its user wants.
+// The window that a clip is looked at in, and what its user wants. Panels.h lays out what is over the picture.
 #pragma once
 
 #include <string>
@@ -24,6 +24,14 @@ enum class Action {
     ToggleTextureOnly,
     NextView,
     ResetCamera,
+    StepBack,
+    StepOn,
+    TenBack,
+    TenOn,
+    ToFirst,
+    ToLast,
+    SetRangeStart,
+    SetRangeEnd,
     ToggleHelp,
     ToggleOverlay,
 };
@@ -31,6 +39,7 @@ enum class Action {
 /// What happened since it was last asked. Movements are fractions of the window's height.
 struct Input {
     std::vector<Action> actions;
+    std::vector<Action> repeated;  ///< of keys that are held down
     float orbitX = 0, orbitY = 0;
     float panX = 0, panY = 0;
     float zoom = 0;  ///< steps, inwards
@@ -57,6 +66,7 @@ public:
     /// How often a second the display shows a picture.
     int RefreshRate() const;
 
+    /// Panels are laid out after it, each time. What the user does to them is no input here.
     Input Poll();
 
 private:
