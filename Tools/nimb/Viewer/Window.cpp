@@ -174,6 +174,12 @@ Input Window::Poll() {
         }
     }
     ImGui_ImplSDL2_NewFrame();
+    if (ImGui::IsMousePosValid(&io.MousePos)) {
+        // As the events say: where the whole desktop's pointer is, SDL may not hear of while a button is held.
+        int x = 0, y = 0;
+        SDL_GetMouseState(&x, &y);
+        io.MousePos = {static_cast<float>(x), static_cast<float>(y)};
+    }
     ImGui::NewFrame();
     return input;
 }
