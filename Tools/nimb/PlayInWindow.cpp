@@ -1,6 +1,7 @@
 // The interactive viewer: one turn of the loop is one picture of the display, as in an engine. First the user's input,
 // then the render event, then drawing.
 #include "Tools/nimb/ExitStatus.h"
+#include "Tools/nimb/Look.h"
 #include "Tools/nimb/PlayModes.h"
 #include "Tools/nimb/PlaySession.h"
 #include "Tools/nimb/Viewer/Navigation.h"
@@ -25,8 +26,6 @@ namespace {
 
 using Clock = Report::Clock;
 
-constexpr Colour c_Backgrounds[] = {{32, 36, 42, 255}, {0, 0, 0, 255}, {128, 128, 128, 255}, {240, 240, 240, 255}};
-
 struct DrawableSize {
     int width = 1;
     int height = 1;
@@ -49,13 +48,10 @@ public:
           m_Window(window),
           m_Session(options, [&window] { return EngineStandIn::MakeWindowContext(window.NativeWindow()); }),
           m_Playback(m_Session.Open(options.speed, options.sound)),
-          m_Views{options.views.front(), ParseView("front"), ParseView("right"),
-                  ParseView("back"),     ParseView("left"),  ParseView("top")},
-          m_Appearance(options.appearance),
+          m_Look(m_Session, m_Playback->FileInfo()),
           m_PassesLeft(options.passes),
           m_Navigation(*m_Playback, m_Session.Index()),
           m_Report(m_Session.Index()) {
-        ResetCamera();
         m_Session.RenderThread().Run([this] { m_PanelRenderer = std::make_unique<PanelRenderer>(); });
     }
     ~Viewer() {
@@ -95,9 +91,7 @@ private:
                 Obey(action);
             }
         }
-        Orbit(m_Camera, input.orbitX, input.orbitY);
-        Pan(m_Camera, input.panX, input.panY);
-        Zoom(m_Camera, input.zoom);
+        m_Look.Move(input);
     }
 
     void Obey(const PanelInput& input) {
@@ -114,6 +108,13 @@ private:
     }
 
     void Obey(Action action) {
+        if (m_Look.Obey(action)) {
+            return;
+        }
+        if (m_Navigation.Obey(action)) {
+            m_HasEnded = false;
+            return;
+        }
         const auto toggle = [](bool& value) { value = !value; };
         switch (action) {
             case Action::Quit:
@@ -137,43 +138,9 @@ private:
             case Action::ToggleLoop:
                 m_PassesLeft = m_PassesLeft == 0 ? 1 : 0;
                 break;
-            case Action::ToggleWireframe:
-                toggle(m_Appearance.wireframe);
-                break;
             case Action::ToggleComputeNormals:
                 toggle(m_ComputeNormals);
                 m_Playback->SetComputeNormals(m_ComputeNormals);
-                break;
-            case Action::ToggleShaded:
-                toggle(m_Appearance.shaded);
-                break;
-            case Action::NextBackFaces:
-                m_Appearance.backFaces = static_cast<BackFaces>((static_cast<int>(m_Appearance.backFaces) + 1) % 3);
-                break;
-            case Action::NextBackground:
-                m_Appearance.background = c_Backgrounds[++m_Background % std::size(c_Backgrounds)];
-                break;
-            case Action::ToggleTextureOnly:
-                toggle(m_Appearance.textureOnly);
-                break;
-            case Action::NextView:
-                m_View = m_View % (m_Views.size() - 1) + 1;  // the first is the one asked for at the start
-                ResetCamera();
-                break;
-            case Action::ResetCamera:
-                m_View = 0;
-                ResetCamera();
-                break;
-            case Action::StepBack:
-            case Action::StepOn:
-            case Action::TenBack:
-            case Action::TenOn:
-            case Action::ToFirst:
-            case Action::ToLast:
-            case Action::SetRangeStart:
-            case Action::SetRangeEnd:
-                m_HasEnded = false;
-                Navigate(action);
                 break;
             case Action::ToggleHelp:
                 toggle(m_ShowHelp);
@@ -181,27 +148,8 @@ private:
             case Action::ToggleOverlay:
                 toggle(m_ShowPanels);
                 break;
-        }
-    }
-
-    void Navigate(Action action) {
-        switch (action) {
-            case Action::StepBack:
-                return m_Navigation.StepBy(-1);
-            case Action::StepOn:
-                return m_Navigation.StepBy(1);
-            case Action::TenBack:
-                return m_Navigation.StepBy(-10);
-            case Action::TenOn:
-                return m_Navigation.StepBy(10);
-            case Action::ToFirst:
-                return m_Navigation.ToFirst();
-            case Action::ToLast:
-                return m_Navigation.ToLast();
-            case Action::SetRangeStart:
-                return m_Navigation.SetRangeStart();
             default:
-                return m_Navigation.SetRangeEnd();
+                break;
         }
     }
 
@@ -231,8 +179,6 @@ private:
         m_Playback->SetSpeed(std::fabs(rounded - 1) < 0.04f ? 1 : rounded);
     }
 
-    void ResetCamera() { m_Camera = m_Session.CameraFor(m_Playback->FileInfo(), {m_Views[m_View]}, m_Aspect); }
-
     void Advance() {
         const std::optional<ShownFrame> shown = m_Playback->Render();
         const bool hasJumped = m_Navigation.OnRendered(shown);
@@ -261,16 +207,17 @@ private:
     }
 
     void Draw() {
-        Camera camera = m_Camera;
+        Camera camera = m_Look.CurrentCamera();
         camera.yaw += m_Session.TurnAt(m_Shown.number.value_or(0));
         m_Session.RenderThread().Run([&] {
             const DrawableSize size = QueryDrawable();
             const float aspect = static_cast<float>(size.width) / static_cast<float>(size.height);
             glBindFramebuffer(GL_FRAMEBUFFER, 0);
-            m_Session.Renderer().Draw(m_Playback->Player(), camera, m_Appearance, size.width, size.height);
+            m_Session.Renderer().Draw(m_Playback->Player(), camera, m_Look.CurrentAppearance(), size.width,
+                                      size.height);
             m_PanelRenderer->Draw(size.width, size.height);
             eglSwapBuffers(eglGetCurrentDisplay(), eglGetCurrentSurface(EGL_DRAW));
-            m_Aspect = aspect;
+            m_Look.SetAspect(aspect);
         });
     }
 
@@ -295,7 +242,7 @@ private:
         facts.canSeek = m_Playback->CanSeek();
         facts.rangeStart = m_Navigation.RangeStart();
         facts.rangeEnd = m_Navigation.RangeEnd();
-        facts.appearance = m_Appearance;
+        facts.appearance = m_Look.CurrentAppearance();
         facts.showsPanels = m_ShowPanels;
         facts.showsHelp = m_ShowHelp;
         return facts;
@@ -312,12 +259,7 @@ private:
     Window& m_Window;
     PlaySession m_Session;
     std::unique_ptr<Playback> m_Playback;
-    std::vector<View> m_Views;
-    std::size_t m_View = 0;
-    Camera m_Camera;
-    float m_Aspect = 16.0f / 9;
-    Appearance m_Appearance;
-    std::size_t m_Background = 0;
+    Look m_Look;
     bool m_ComputeNormals = m_Options.computeNormals;
     bool m_ShowHelp = false;
     bool m_ShowPanels = true;

@@ -5,6 +5,37 @@
 
 namespace Nimb::Tool {
 
+bool Navigation::Obey(Action action) {
+    switch (action) {
+        case Action::StepBack:
+            StepBy(-1);
+            return true;
+        case Action::StepOn:
+            StepBy(1);
+            return true;
+        case Action::TenBack:
+            StepBy(-10);
+            return true;
+        case Action::TenOn:
+            StepBy(10);
+            return true;
+        case Action::ToFirst:
+            ToFirst();
+            return true;
+        case Action::ToLast:
+            ToLast();
+            return true;
+        case Action::SetRangeStart:
+            SetRangeStart();
+            return true;
+        case Action::SetRangeEnd:
+            SetRangeEnd();
+            return true;
+        default:
+            return false;
+    }
+}
+
 bool Navigation::IsPossible() {
     m_Notice = m_Playback.CanSeek() ? "" : "the plug-in cannot go to frames";
     return m_Playback.CanSeek();

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "Tools/nimb/Viewer/Playback.h"
+#include "Tools/nimb/Viewer/Window.h"
 
 #include <optional>
 #include <string>
@@ -13,6 +14,9 @@ class Navigation {
 public:
     /// Keeps references.
     Navigation(Playback& playback, const ClipIndex& index) : m_Playback(playback), m_Index(index) {}
+
+    /// False when the action is about something else.
+    bool Obey(Action action);
 
     /// Playback goes on from there.
     void GoTo(int frame) { Request(frame, 0); }
