@@ -147,7 +147,11 @@ enum {
     NimbSeekOption_NearestKey = 2 /* to the nearest frame whose picture needs no other: quicker, for dragging */
 };
 
-typedef enum NimbSeekResult { NimbSeek_Done = 0, NimbSeek_Superseded = 1, NimbSeek_Failed = 2 } NimbSeekResult;
+typedef enum NimbSeekResult {
+    NimbSeekResult_Done = 0,
+    NimbSeekResult_Superseded = 1,
+    NimbSeekResult_Failed = 2
+} NimbSeekResult;
 
 /* Why a request failed. */
 typedef enum NimbSeekReason {

@@ -260,7 +260,7 @@ bool QuorObject::Close() {
         return false;
     }
     m_state = Closed;
-    ForgetSeek(NimbSeek_Failed, NimbSeekReason_Closed);
+    ForgetSeek(NimbSeekResult_Failed, NimbSeekReason_Closed);
     NIMB_LOG_INFO("[%i] QuorObject::Close release resources (m_state = %i)", m_id, m_state.load());
     ReleaseMedia();
     return true;

@@ -71,7 +71,7 @@ bool QuorObject::Pause() {
 
 bool QuorObject::Rewind() {
     NIMB_LOG_INFO("[%i] QuorObject::Rewind", m_id);
-    ForgetSeek(NimbSeek_Superseded, NimbSeekReason_None);
+    ForgetSeek(NimbSeekResult_Superseded, NimbSeekReason_None);
     // Before the requests: a loop that restarts right now wakes the others, and takes that back when it sees this
     // state.
     m_state = Paused;

@@ -4,7 +4,7 @@ namespace Nimb::Plugin {
 
 std::int64_t SeekTickets::Begin(std::int64_t frame) {
     const MutexLock lock(m_mutex);
-    EndLocked(NimbSeek_Superseded, NimbSeekReason_None, 0);
+    EndLocked(NimbSeekResult_Superseded, NimbSeekReason_None, 0);
     m_frame = frame;
     m_active = ++m_last;
     return m_last;
@@ -19,7 +19,7 @@ void SeekTickets::End(std::int64_t ticket, NimbSeekResult result, NimbSeekReason
 
 std::int64_t SeekTickets::Refuse(std::int64_t frame, NimbSeekReason reason) {
     const MutexLock lock(m_mutex);
-    Add({++m_last, frame, 0, NimbSeek_Failed, reason});
+    Add({++m_last, frame, 0, NimbSeekResult_Failed, reason});
     return m_last;
 }
 

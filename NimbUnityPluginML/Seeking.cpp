@@ -62,7 +62,7 @@ std::int64_t QuorObject::Seek(std::int64_t frame, std::uint32_t options) {
         m_state = next;
         m_seekPhase = SeekPhase::Requested;
         if (isThere) {
-            EndSeek(NimbSeek_Done, NimbSeekReason_None);
+            EndSeek(NimbSeekResult_Done, NimbSeekReason_None);
         }
     }
     FollowStateAll();
@@ -108,18 +108,18 @@ void QuorObject::EndSeek(NimbSeekResult result, NimbSeekReason reason) {
     NIMB_LOG_INFO("[%i] seek to frame %li ended: result = %i, reason = %i", m_id, static_cast<long>(frame), result,
                   reason);
     m_seekPhase = SeekPhase::None;
-    if (result != NimbSeek_Done) {
+    if (result != NimbSeekResult_Done) {
         m_shownFrame = -1;  // playback would not go on from it
     }
     m_meshFrames.StopAwaiting();
-    m_seeks.End(m_seeks.Active(), result, reason, result == NimbSeek_Done ? m_frameIndex->TimeOf(frame) : 0);
+    m_seeks.End(m_seeks.Active(), result, reason, result == NimbSeekResult_Done ? m_frameIndex->TimeOf(frame) : 0);
     FollowStateAll();
 }
 
 void QuorObject::FailSeek(NimbSeekReason reason) {
     const MutexLock lock(m_renderMutex);
     if (m_seekPhase == SeekPhase::Underway) {
-        EndSeek(NimbSeek_Failed, reason);
+        EndSeek(NimbSeekResult_Failed, reason);
     }
 }
 
@@ -134,7 +134,7 @@ void QuorObject::RetrySeekLocked() {
     }
     m_isPipelineWhole = false;
     if (++m_seekTries > c_MaxSeekTries) {
-        EndSeek(NimbSeek_Failed, NimbSeekReason_Platform);
+        EndSeek(NimbSeekResult_Failed, NimbSeekReason_Platform);
         return;
     }
     m_anchor = c_NoAnchor;
@@ -291,7 +291,7 @@ void QuorObject::NoteShown(const MeshFrame* frame) {
         return;
     }
     if (frame != nullptr && frame->m_clipFrame == m_seeks.Frame()) {
-        EndSeek(NimbSeek_Done, NimbSeekReason_None);
+        EndSeek(NimbSeekResult_Done, NimbSeekReason_None);
     } else {
         RetrySeekLocked();
     }

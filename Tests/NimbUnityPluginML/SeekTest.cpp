@@ -34,7 +34,7 @@ public:
                 if (end.ticket == ticket) {
                     return true;
                 }
-                EXPECT_EQ(end.result, NimbSeek_Superseded);
+                EXPECT_EQ(end.result, NimbSeekResult_Superseded);
             }
             return false;
         })) << "ticket "
@@ -55,7 +55,7 @@ public:
     }
 
     void ExpectDone(const NimbSeekEnd& end, std::int64_t frame) {
-        EXPECT_EQ(end.result, NimbSeek_Done) << "frame " << frame << ", reason " << end.reason;
+        EXPECT_EQ(end.result, NimbSeekResult_Done) << "frame " << frame << ", reason " << end.reason;
         EXPECT_EQ(end.frame, frame);
         EXPECT_EQ(end.time, frame * 20000);  // 2 ms each
         EXPECT_EQ(screen.Picture(), frame);
@@ -174,7 +174,7 @@ TEST_F(SeekTest, TheNewestWinsAndNoneIsForgotten) {
     EXPECT_EQ(seeker.screen.shown, Matching(49, 49));
 
     NimbSeekEnd end = seeker.Await(SeekQuorObject(seeker.player.Id(), 60, 0));
-    EXPECT_EQ(end.result, NimbSeek_Failed);
+    EXPECT_EQ(end.result, NimbSeekResult_Failed);
     EXPECT_EQ(end.reason, NimbSeekReason_OutOfRange);
     end = seeker.Await(SeekQuorObject(seeker.player.Id(), 33, NimbSeekOption_Pause | NimbSeekOption_NearestKey));
     seeker.ExpectDone(end, 35);
@@ -183,11 +183,11 @@ TEST_F(SeekTest, TheNewestWinsAndNoneIsForgotten) {
 
     std::int64_t ticket = SeekQuorObject(seeker.player.Id(), 3, 0);
     ASSERT_TRUE(seeker.player.Rewind());
-    EXPECT_EQ(seeker.Await(ticket).result, NimbSeek_Superseded);
+    EXPECT_EQ(seeker.Await(ticket).result, NimbSeekResult_Superseded);
     ticket = SeekQuorObject(seeker.player.Id(), 3, 0);
     ASSERT_TRUE(seeker.player.Close());
     end = seeker.Await(ticket);
-    EXPECT_EQ(end.result, NimbSeek_Failed);
+    EXPECT_EQ(end.result, NimbSeekResult_Failed);
     EXPECT_EQ(end.reason, NimbSeekReason_Closed);
     EXPECT_EQ(SeekQuorObject(seeker.player.Id(), 3, 0), 0);
     EXPECT_EQ(SeekQuorObject(seeker.player.Id() + 1000, 3, 0), 0);
@@ -201,7 +201,7 @@ TEST_F(SeekTest, WhatCannotBeShownFailsForItsReason) {
     Seeker seeker(options);
     for (const std::int64_t frame : {7, 31}) {
         const NimbSeekEnd end = seeker.Await(SeekQuorObject(seeker.player.Id(), frame, NimbSeekOption_Pause));
-        EXPECT_EQ(end.result, NimbSeek_Failed) << frame;
+        EXPECT_EQ(end.result, NimbSeekResult_Failed) << frame;
         EXPECT_EQ(end.reason, NimbSeekReason_NoMesh) << frame;
         for (const std::int64_t next : {frame + 1, frame + 2, frame - 1}) {
             seeker.GoTo(next);
@@ -267,8 +267,8 @@ TEST_F(SeekTest, NoRefusalOfThePlatformLosesATicket) {
             seeker.GoTo(11);
             Fake::Fail(call, MLResult_UnspecifiedFailure, skip, 1);
             const NimbSeekEnd end = seeker.Await(SeekQuorObject(seeker.player.Id(), 33, NimbSeekOption_Pause));
-            EXPECT_NE(end.result, NimbSeek_Superseded);
-            if (end.result == NimbSeek_Done) {
+            EXPECT_NE(end.result, NimbSeekResult_Superseded);
+            if (end.result == NimbSeekResult_Done) {
                 EXPECT_EQ(seeker.screen.shown.back(), (std::pair<std::int64_t, std::int64_t>(33, 33)))
                     << call << ", after " << skip;
             }
@@ -343,7 +343,7 @@ TEST_F(SeekTest, EveryTicketEndsWhateverElseHappens) {
         << " tickets are open";
     seeker.GoTo(37);
     const auto done =
-        std::count_if(ends.begin(), ends.end(), [](const NimbSeekEnd& e) { return e.result == NimbSeek_Done; });
+        std::count_if(ends.begin(), ends.end(), [](const NimbSeekEnd& e) { return e.result == NimbSeekResult_Done; });
     EXPECT_GT(done, 30);
 }
 

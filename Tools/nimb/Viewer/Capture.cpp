@@ -48,10 +48,10 @@ void CaptureFrames(Playback& playback, const std::vector<int>& wanted, const std
                 "the player cannot go to frames in this file, since its index cannot be read; `nimb remux` writes the "
                 "file anew");
         }
-        if (end.result == NimbSeek_Done && end.frame != number) {
+        if (end.result == NimbSeekResult_Done && end.frame != number) {
             throw std::runtime_error("the player went to another frame than the one that it was asked for");
         }
-        if (end.result == NimbSeek_Done) {
+        if (end.result == NimbSeekResult_Done) {
             take(number);
             previous = number;
         } else {

@@ -123,7 +123,7 @@ bool Navigation::OnRendered(const std::optional<ShownFrame>& shown) {
     }
     m_IsAwaiting = false;
     const NimbSeekEnd& end = m_Playback.SeekEnd();
-    if (end.result == NimbSeek_Failed) {
+    if (end.result == NimbSeekResult_Failed) {
         m_Notice = "frame " + std::to_string(end.frame) + " cannot be shown: " + SeekReasonText(end.reason);
     }
     return true;

@@ -148,7 +148,7 @@ void Playback::SetComputeNormals(bool computeNormals) {
 std::optional<ShownFrame> Playback::Render() {
     const bool isNew = m_RenderThread.Run([this] { return RenderOnRenderThread(); });
     const NimbFrameInfo info = m_Player->FrameInfo();
-    const bool hasArrived = TakeSeekEnds() && m_SeekEnd.result == NimbSeek_Done;
+    const bool hasArrived = TakeSeekEnds() && m_SeekEnd.result == NimbSeekResult_Done;
     m_HasEnd = m_HasEnd || info.endOfStream != 0;
     m_EventsAfterEnd = m_HasEnd && !isNew ? m_EventsAfterEnd + 1 : 0;
     if (!isNew && !hasArrived) {
