@@ -13,18 +13,23 @@ internal static class InterfaceTest
     public static void RecordsAreLaidOutAsInTheHeader()
     {
         var managed = new SortedDictionary<string, string>(StringComparer.Ordinal);
-        foreach (Type record in new[] { typeof(NimbOpenInfo), typeof(NimbFileInfo), typeof(NimbFrameInfo) })
+        foreach (Type record in new[] { typeof(NimbOpenInfo), typeof(NimbFileInfo), typeof(NimbFrameInfo),
+                     typeof(NimbSeekEnd) })
         {
             managed[record.Name] = "0 " + Marshal.SizeOf(record);
             foreach (FieldInfo field in record.GetFields())
             {
                 managed[record.Name + "." + field.Name] = Marshal.OffsetOf(record, field.Name) + " " +
-                    Marshal.SizeOf(field.FieldType);
+                    Marshal.SizeOf(field.FieldType.IsEnum ? typeof(int) : field.FieldType);
             }
         }
-        foreach (NimbState state in Enum.GetValues(typeof(NimbState)))
+        foreach (Type values in new[] { typeof(NimbState), typeof(NimbFeature), typeof(NimbSeekOption),
+                     typeof(NimbSeekResult), typeof(NimbSeekReason) })
         {
-            managed["NimbState." + state] = (int)state + " 0";
+            foreach (object value in Enum.GetValues(values))
+            {
+                managed[values.Name + "." + value] = (int)value + " 0";
+            }
         }
 
         var native = new SortedDictionary<string, string>(StringComparer.Ordinal);
@@ -69,7 +74,21 @@ internal static class InterfaceTest
         NimbUnityPluginML.SetClockScale(id, 2);
         Check(!NimbUnityPluginML.SetAudioVolume(id, 0.5f), "there is no sound");
         Check(NimbUnityPluginML.PauseQuorObject(id), "it pauses");
+        var end = new NimbSeekEnd();
+        CheckEqual(NimbFeature.Seek | NimbFeature.PlayRange, NimbUnityPluginML.getPlayerFeatures(), "the features");
+        Check(NimbUnityPluginML.SetPlayRange(id, 2, 6, true) && !NimbUnityPluginML.SetPlayRange(id, 2, 10, true), "a range");
+        CheckEqual(1L, NimbUnityPluginML.SeekQuorObject(id, 4, NimbSeekOption.Pause), "a ticket");
+        CheckEqual(2L, NimbUnityPluginML.SeekQuorObjectToTime(id, 3000000, 0), "a ticket");
+        CheckEqual(3L, NimbUnityPluginML.StepQuorObject(id, -1), "a ticket");
         Check(NimbUnityPluginML.RewindQuorObject(id), "it rewinds");
+        for (long ticket = 1; ticket <= 3; ++ticket)
+        {
+            Check(NimbUnityPluginML.TakeSeekEnd(id, ref end), "it ended");
+            CheckEqual(ticket, end.ticket, "the ticket");
+            CheckEqual(NimbSeekResult.Superseded, end.result, "how it ended");
+        }
+        CheckEqual(8L, end.frame, "a step back from the newest");
+        Check(!NimbUnityPluginML.TakeSeekEnd(id, ref end), "that was all");
         CheckEqual(NimbState.Paused, NimbUnityPluginML.GetQuorState(id), "the state");
         Check(NimbUnityPluginML.CloseQuorObject(id), "it closes");
         Check(NimbUnityPluginML.DestroyQuorObject(id), "it goes");

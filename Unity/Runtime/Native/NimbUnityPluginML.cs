@@ -67,6 +67,39 @@ namespace Nimb
         [return: MarshalAs(UnmanagedType.U1)]
         public static extern bool SetComputeNormals(int id, [MarshalAs(UnmanagedType.U1)] bool computeNormals);
 
+        // ---- Additions: going to frames. A library may lack them: then a call throws EntryPointNotFoundException. ----
+
+        /// <returns>Which of the additions there are.</returns>
+        [DllImport(Library)]
+        public static extern NimbFeature getPlayerFeatures();
+
+        /// <returns>A ticket above 0; 0 when no file is open.</returns>
+        [DllImport(Library)]
+        public static extern long SeekQuorObject(int id, long frame, NimbSeekOption options);
+
+        /// <param name="id">The player's.</param>
+        /// <param name="time">Of the file, units of 100 nanoseconds.</param>
+        /// <param name="options">Added up.</param>
+        /// <returns>A ticket above 0; 0 when no file is open.</returns>
+        [DllImport(Library)]
+        public static extern long SeekQuorObjectToTime(int id, long time, NimbSeekOption options);
+
+        /// <returns>A ticket above 0; 0 when no file is open.</returns>
+        [DllImport(Library)]
+        public static extern long StepQuorObject(int id, int frames);
+
+        /// <returns>False when no ticket has ended that was not taken yet.</returns>
+        [DllImport(Library)]
+        [return: MarshalAs(UnmanagedType.U1)]
+        public static extern bool TakeSeekEnd(int id, ref NimbSeekEnd end);
+
+        [DllImport(Library)]
+        [return: MarshalAs(UnmanagedType.U1)]
+        public static extern bool SetPlayRange(int id, long first, long last,
+            [MarshalAs(UnmanagedType.U1)] bool loop);
+
+        // ---- Texts ----
+
         /// <returns>A text that lives as long as the library.</returns>
         [DllImport(Library)]
         public static extern IntPtr getPlatformABI();
