@@ -218,8 +218,8 @@ public:
     /// null.
     HRESULT ReadMesh(IStream* pStream, LONGLONG time, INimbBuffer** ppVertexBuffer, INimbBuffer** ppIndexBuffer);
 
-    /// Whether decoding can begin with this frame. A temporal one is decoded for that, in a reader of its own, as far as
-    /// its first delta frame. False for a frame that is refused.
+    /// Whether decoding can begin with this frame. A temporal one is decoded for that, in a reader of its own, as far
+    /// as its first delta frame. False for a frame that is refused.
     static bool IsKeyFrame(IStream* pStream, INimbBufferAllocator* pBufferAllocator);
 
     /// What the reader remembers between two frames. Frames can go on from it any number of times, in any reader.
