@@ -311,6 +311,7 @@ private:
     static constexpr std::int64_t c_NoAnchor = -1;
     /// The number of the mesh that belongs to the frame acquired next.
     std::int64_t m_anchor NIMB_GUARDED_BY(m_renderMutex) = c_NoAnchor;
+    bool m_isDrainCertain NIMB_GUARDED_BY(m_renderMutex) = true;        // all that was released had been announced
     std::int64_t m_surfaceDeadline NIMB_GUARDED_BY(m_renderMutex) = 0;  // monotonic nanoseconds
     int m_seekTries NIMB_GUARDED_BY(m_renderMutex) = 0;
 

@@ -223,6 +223,12 @@ bool QuorObject::ReleaseTarget(const PictureQueue::Picture& picture) {
     if (m_seekPhase != SeekPhase::Underway) {
         return false;
     }
+    if (!m_isDrainCertain) {
+        // Nobody knew what was still to come from this thread; now it is here. Once more, then.
+        m_isDrainCertain = true;
+        m_surfaceEmpty = false;
+        return false;
+    }
     StartPaceAt(picture.timeUs);
     m_anchor = picture.meshNumber;
     m_seekPhase = SeekPhase::Released;
@@ -267,6 +273,7 @@ void QuorObject::DrainSurface() {
     }
     m_framesAvailable = 0;
     if (isQuiet && m_seekPhase != SeekPhase::Requested) {
+        m_isDrainCertain = m_picturesAnnounced >= m_picturesReleased;
         m_picturesAnnounced = m_picturesReleased.load();
         m_surfaceEmpty = true;
     }
