@@ -40,6 +40,9 @@ void PluginLibrary::ResolveAll() {
     if (Has(NimbFeature_PlayRange)) {
         NIMB_PLUGIN_PLAY_RANGE_FUNCTIONS(NIMB_RESOLVE)
     }
+    if (Has(NimbFeature_Clock)) {
+        NIMB_PLUGIN_CLOCK_FUNCTIONS(NIMB_RESOLVE)
+    }
 #undef NIMB_RESOLVE
 }
 

@@ -42,10 +42,21 @@ struct PluginFunctions {
     X(StepQuorObject)                 \
     X(TakeSeekEnd)
 #define NIMB_PLUGIN_PLAY_RANGE_FUNCTIONS(X) X(SetPlayRange)
+#define NIMB_PLUGIN_CLOCK_FUNCTIONS(X) \
+    X(CreatePlayerClock)               \
+    X(DestroyPlayerClock)              \
+    X(JoinPlayerClock)                 \
+    X(LeavePlayerClock)                \
+    X(PlayPlayerClock)                 \
+    X(PausePlayerClock)                \
+    X(SeekPlayerClock)                 \
+    X(SetPlayerClockSpeed)             \
+    X(GetPlayerClockInfo)
 #define NIMB_MEMBER(name) decltype(&::name) name = nullptr;  // NOLINT(bugprone-macro-parentheses)
     NIMB_PLUGIN_FUNCTIONS(NIMB_MEMBER)
     NIMB_PLUGIN_SEEK_FUNCTIONS(NIMB_MEMBER)
     NIMB_PLUGIN_PLAY_RANGE_FUNCTIONS(NIMB_MEMBER)
+    NIMB_PLUGIN_CLOCK_FUNCTIONS(NIMB_MEMBER)
 #undef NIMB_MEMBER
 };
 

@@ -78,7 +78,7 @@ void QuorObject::AudioIteration() {
 bool QuorObject::AwaitSound(std::int64_t time, std::uint32_t* pEpoch) {
     do {
         *pEpoch = m_soundEpoch;
-        while (IsSeeking() && !IsAbandoned(m_audioWorker)) {
+        while ((IsSeeking() || m_pace.IsHeld()) && !IsAbandoned(m_audioWorker)) {
             const std::int64_t start = m_soundStart;
             if (time < start && start - time > c_LongestSoundUs) {
                 return false;

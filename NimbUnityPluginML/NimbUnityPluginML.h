@@ -136,8 +136,9 @@ NIMB_API uint8_t SetComputeNormals(int id, uint8_t computeNormals);
 
 /* Bits of what getPlayerFeatures returns. */
 enum {
-    NimbFeature_Seek = 1,     /* SeekQuorObject, SeekQuorObjectToTime, StepQuorObject, TakeSeekEnd */
-    NimbFeature_PlayRange = 2 /* SetPlayRange */
+    NimbFeature_Seek = 1,      /* SeekQuorObject, SeekQuorObjectToTime, StepQuorObject, TakeSeekEnd */
+    NimbFeature_PlayRange = 2, /* SetPlayRange */
+    NimbFeature_Clock = 4      /* CreatePlayerClock .. GetPlayerClockInfo */
 };
 NIMB_API uint32_t getPlayerFeatures(void);
 
@@ -190,6 +191,55 @@ NIMB_API uint8_t TakeSeekEnd(int id, NimbSeekEnd* end);
  * it has reached it. Frames that are queued already, up to eight, are still shown. `last` below 0: the whole file
  * again. Close forgets it. 0: no such player, no open file, no index, or no such frames. */
 NIMB_API uint8_t SetPlayRange(int id, int64_t first, int64_t last, uint8_t loop);
+
+/* ---- Additions: one clock for several players ---------------------------------------------------------------------
+ *
+ * Players that have joined a clock show the same time of their files at every engine frame, in which each has one
+ * render event: no picture comes at the event of one of them that was not due at the first event of that frame. They
+ * start together: after Play and Seek the clock stands still until all have their frame in the engine's objects, at
+ * most two seconds. One that cannot keep up drops pictures, and the others do not wait for it.
+ *
+ *   clock = CreatePlayerClock()
+ *   for each player: OpenQuorObject, SetUnityBuffers, JoinPlayerClock(clock, id)
+ *   PlayPlayerClock(clock)
+ *   every frame: a render event for each player
+ *
+ * What a script asks of a player alone it gets, and that player is out of step until the next Play or Seek of the
+ * clock: it goes on at the clock's speed from where it is. Players that loop, or have a range that does, stay in step
+ * when their loops are of one length; a range takes effect in step with the next Seek. A clock and the players that
+ * have joined it belong to one thread at a time. Functions return 0 when there is no such clock.
+ */
+
+/* What GetPlayerClockInfo fills in. */
+typedef struct NimbClockInfo {
+    int64_t time;      /* that the clock is at, 100-nanosecond units; goes on through loops */
+    float speed;       /* 1 is normal */
+    uint32_t players;  /* that have joined */
+    uint32_t awaited;  /* that have not arrived yet where the clock has gone */
+    uint8_t isPlaying; /* 1: also while it waits for players, and at the end of their files */
+    uint8_t reserved21[3];
+} NimbClockInfo;
+
+/* A new clock's id, paused at 0: 0 for the first in the process, never used again. -1 when it cannot be made. */
+NIMB_API int CreatePlayerClock(void);
+/* Its players leave it. */
+NIMB_API uint8_t DestroyPlayerClock(int clock);
+/* The player leaves the clock that it had. It goes on as it did, and comes into step with the next Play or Seek of the
+ * clock. 0 also when there is no such player. */
+NIMB_API uint8_t JoinPlayerClock(int clock, int id);
+/* The player goes by its own pace again. 0: no such player, or it has no clock. */
+NIMB_API uint8_t LeavePlayerClock(int id);
+/* All players that have an open file play, from the clock's time; those that are not in step go there first. */
+NIMB_API uint8_t PlayPlayerClock(int clock);
+/* All players pause. They show the same time. */
+NIMB_API uint8_t PausePlayerClock(int clock);
+/* All players that have an open file go to a time of it (100-nanosecond units), as by SeekQuorObjectToTime with these
+ * options: each has a ticket of its own, whose end TakeSeekEnd tells, and the last one to end sets the clock going.
+ * Returns how many players go there. Not those whose file has no index. */
+NIMB_API int SeekPlayerClock(int clock, int64_t time, uint32_t options);
+/* Above 0; 1 is normal. Takes effect without a jump; a player's own SetClockScale comes on top of it. */
+NIMB_API uint8_t SetPlayerClockSpeed(int clock, float speed);
+NIMB_API uint8_t GetPlayerClockInfo(int clock, NimbClockInfo* info);
 
 /* ---- Texts --------------------------------------------------------------------------------------------------------
  */

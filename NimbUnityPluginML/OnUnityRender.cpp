@@ -2,32 +2,13 @@
 // objects.
 #include "NimbUnityPluginML/Log.h"
 #include "NimbUnityPluginML/QuorObject.h"
+#include "NimbUnityPluginML/Times.h"
+
+#include <algorithm>
+#include <utility>
 
 namespace Nimb::Plugin {
 namespace {
-
-/// A frame acquired from the codec, given back at the end of the event.
-class AcquiredFrame {
-public:
-    explicit AcquiredFrame(MLHandle codec) : m_codec(codec) {
-        m_acquired = MLMediaCodecAcquireNextAvailableFrame(codec, &m_nativeBuffer) == MLResult_Ok;
-    }
-    ~AcquiredFrame() {
-        if (m_acquired) {
-            MLMediaCodecReleaseFrame(m_codec, m_nativeBuffer);
-        }
-    }
-    AcquiredFrame(const AcquiredFrame&) = delete;
-    AcquiredFrame& operator=(const AcquiredFrame&) = delete;
-
-    explicit operator bool() const noexcept { return m_acquired; }
-    MLHandle NativeBuffer() const noexcept { return m_nativeBuffer; }
-
-private:
-    MLHandle m_codec;
-    MLHandle m_nativeBuffer = ML_INVALID_HANDLE;
-    bool m_acquired;
-};
 
 /// Takes one off the counter unless it is 0.
 bool TakeOne(std::atomic<std::uint32_t>& counter) {
@@ -42,11 +23,39 @@ bool TakeOne(std::atomic<std::uint32_t>& counter) {
 
 }  // namespace
 
+/// A frame acquired from the codec, given back at the end of the event.
+class QuorObject::AcquiredFrame {
+public:
+    explicit AcquiredFrame(MLHandle codec) : m_codec(codec) {
+        m_acquired = MLMediaCodecAcquireNextAvailableFrame(codec, &m_nativeBuffer) == MLResult_Ok;
+    }
+    ~AcquiredFrame() {
+        if (m_acquired) {
+            MLMediaCodecReleaseFrame(m_codec, m_nativeBuffer);
+        }
+    }
+    AcquiredFrame(AcquiredFrame&& other) noexcept
+        : m_codec(other.m_codec),
+          m_nativeBuffer(other.m_nativeBuffer),
+          m_acquired(std::exchange(other.m_acquired, false)) {}
+    AcquiredFrame(const AcquiredFrame&) = delete;
+    AcquiredFrame& operator=(const AcquiredFrame&) = delete;
+    AcquiredFrame& operator=(AcquiredFrame&&) = delete;
+
+    explicit operator bool() const noexcept { return m_acquired; }
+    MLHandle NativeBuffer() const noexcept { return m_nativeBuffer; }
+
+private:
+    MLHandle m_codec;
+    MLHandle m_nativeBuffer = ML_INVALID_HANDLE;
+    bool m_acquired;
+};
+
 void QuorObject::OnUnityRender(EGLContext unityContext) {
     if (!m_textureCopy.IsInitialized()) {
         m_textureCopy.InitializeGraphicsResources(unityContext);
     }
-    if (!IsRunning()) {
+    if (!IsRunning() && !m_isPausedByClock) {
         NIMB_LOG_INFO("[%i] OnUnityRender: state = %i, bailing", m_id, m_state.load());
         return;
     }
@@ -59,28 +68,20 @@ void QuorObject::OnUnityRender(EGLContext unityContext) {
         DrainSurface();
         return;
     }
-    if (!TakeOne(m_framesAvailable)) {
+    const int due = CountDue();
+    if (due == 0) {
         m_meshFrames.DropPassed(m_textureFrameNumber);  // meshes that came too late for their textures
         return;
     }
-    const AcquiredFrame acquired(m_renderCodec);
+    for (int passed = 1; passed < due; ++passed) {
+        TakePicture();
+    }
+    const std::optional<AcquiredFrame> acquired = TakePicture();
     if (!acquired) {
-        NIMB_LOG_INFO("[%i] OnUnityRender: MLMediaCodecAcquireNextAvailableFrame failed", m_id);
-        m_meshFrames.DropFirst();  // its texture was announced and is gone
         NoteShown(nullptr);
         return;
     }
-    std::uint64_t number = 0;
-    if (MLMediaCodecGetFrameNumber(m_renderCodec, &number) != MLResult_Ok) {
-        NIMB_LOG_INFO("[%i] OnUnityRender: MLMediaCodecGetFrameNumber failed", m_id);
-        m_meshFrames.DropFirst();  // nobody knows which texture this was, so it counts as gone
-        NoteShown(nullptr);
-        return;
-    }
-    // The codec counts from 1, meshes from 0.
-    const std::int64_t textureFrameNumber = MeshNumberOf(static_cast<std::int64_t>(number - 1));
-    m_textureFrameNumber = textureFrameNumber;
-
+    const std::int64_t textureFrameNumber = m_textureFrameNumber;
     const FrameQueue::Matched matched = m_meshFrames.Match(textureFrameNumber, &m_pendingRestart);
     if (matched.discarded > 0) {
         NIMB_LOG_INFO("[%i] OnUnityRender: handling pending restart, discard %i mesh frames", m_id,
@@ -92,7 +93,7 @@ void QuorObject::OnUnityRender(EGLContext unityContext) {
     }
     if (matched.frame->m_frameNumber == textureFrameNumber) {
         try {
-            ShowFrame(acquired.NativeBuffer(), matched);
+            ShowFrame(acquired->NativeBuffer(), matched);
         } catch (...) {
             NoteShown(nullptr);
             throw;
@@ -105,6 +106,50 @@ void QuorObject::OnUnityRender(EGLContext unityContext) {
                          static_cast<long>(textureFrameNumber), static_cast<long>(matched.frame->m_frameNumber),
                          static_cast<int>(matched.queued));
     }
+}
+
+/// How many of the pictures on the surface are to be taken from it by this event; the last one of them is shown. By the
+/// player's own pace it is the next one, since they come when they are due.
+int QuorObject::CountDue() {
+    const auto available = static_cast<int>(m_framesAvailable);
+    const std::shared_ptr<SharedClock> shared = m_pace.Clock();
+    if (shared == nullptr || m_seekPhase == SeekPhase::Released) {
+        return std::min(available, 1);
+    }
+    const std::int64_t position = shared->TickPosition(m_id, MonotonicNanoseconds());
+    int due = 0;
+    for (; due < available; ++due) {
+        const auto index = static_cast<std::size_t>(due);
+        if (index < m_surfacePositions.size() && m_surfacePositions[index] > position) {
+            break;
+        }
+    }
+    return due;
+}
+
+/// Takes the next picture from the surface, and notes its number. Empty when the platform refuses.
+std::optional<QuorObject::AcquiredFrame> QuorObject::TakePicture() {
+    if (!TakeOne(m_framesAvailable)) {
+        return std::nullopt;  // the file is being closed
+    }
+    if (!m_surfacePositions.empty()) {
+        m_surfacePositions.pop_front();
+    }
+    std::optional<AcquiredFrame> acquired(std::in_place, m_renderCodec);
+    if (!*acquired) {
+        NIMB_LOG_INFO("[%i] OnUnityRender: MLMediaCodecAcquireNextAvailableFrame failed", m_id);
+        m_meshFrames.DropFirst();  // its texture was announced and is gone
+        return std::nullopt;
+    }
+    std::uint64_t number = 0;
+    if (MLMediaCodecGetFrameNumber(m_renderCodec, &number) != MLResult_Ok) {
+        NIMB_LOG_INFO("[%i] OnUnityRender: MLMediaCodecGetFrameNumber failed", m_id);
+        m_meshFrames.DropFirst();  // nobody knows which texture this was, so it counts as gone
+        return std::nullopt;
+    }
+    // The codec counts from 1, meshes from 0.
+    m_textureFrameNumber = MeshNumberOf(static_cast<std::int64_t>(number - 1));
+    return acquired;
 }
 
 void QuorObject::ShowFrame(MLHandle nativeBuffer, const FrameQueue::Matched& matched) {

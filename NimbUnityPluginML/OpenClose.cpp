@@ -202,7 +202,7 @@ bool QuorObject::ConfigureVideoTrack(MLHandle format, std::size_t index, const c
         return false;
     }
     m_meshFrames.BeginFile();
-    m_renderStart = c_RenderStartUnset;
+    m_pace.LeaveStep();
     m_videoOutputEOS = false;
     ++m_flushes;
     m_pictures.Clear();
@@ -214,6 +214,7 @@ bool QuorObject::ConfigureVideoTrack(MLHandle format, std::size_t index, const c
     const MutexLock lock(m_renderMutex);
     m_textureFrameNumber = -1;
     m_numberOffset = 0;
+    m_surfacePositions.clear();
     m_renderCodec = codec;
     return true;
 }
@@ -243,8 +244,8 @@ bool QuorObject::ConfigureAudioTrack(MLHandle format, std::size_t index, const c
     if (!m_audioOutput.Create(this)) {
         return false;
     }
-    if (const float scale = m_clock.Scale(); scale != 1.0f) {
-        m_audioOutput.SetPitch(scale);  // the clock's scale outlives files and their sounds
+    if (const float pitch = Pitch(); pitch != 1.0f) {
+        m_audioOutput.SetPitch(pitch);  // the clock's scale outlives files and their sounds
     }
     if (!m_audioOutput.Start()) {
         return false;

@@ -30,7 +30,7 @@ void QuorObject::PlaybackThreadFunc() {
 
 void QuorObject::PlaybackIteration() {
     if (m_seekPhase == SeekPhase::Requested) {
-        return BeginSeek();
+        return TakeUpSeek();
     }
     if (!IsRunning()) {
         NIMB_LOG_INFO("[%i] playback thread going to sleep (m_state = %i)", m_id, m_state.load());
@@ -97,6 +97,8 @@ void QuorObject::EndOfInput(std::int64_t scaledTime) {
         MLMediaCodecFlush(m_audioCodec);
     }
     m_meshFrames.BeginLoop();
+    const std::int64_t last = m_frameIndex != nullptr ? m_frameIndex->Count() - 1 : -1;
+    m_pace.BeginAgainAt(last >= 0 ? m_clock.Place(m_frameIndex->TimeOf(last) + m_frameIndex->DurationOf(last)) : 0);
     StartOver();
     if (m_audioCodec != ML_INVALID_HANDLE) {
         FollowState(m_audioWorker);

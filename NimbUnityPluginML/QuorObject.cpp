@@ -2,6 +2,7 @@
 #include "NimbUnityPluginML/QuorObject.h"
 
 #include "NimbUnityPluginML/Log.h"
+#include "NimbUnityPluginML/Times.h"
 
 #include <cstring>
 
@@ -17,6 +18,7 @@ QuorObject::~QuorObject() {
     m_videoWorker.Join();
     m_audioWorker.Join();
     m_playbackWorker.Join();
+    Follow(nullptr);
     m_meshTasks.Stop();
     if (m_meshThread.joinable()) {
         m_meshThread.join();
@@ -35,13 +37,19 @@ bool QuorObject::Initialize() {
 
 bool QuorObject::Play() {
     NIMB_LOG_INFO("[%i] QuorObject::Play", m_id);
+    return StartPlaying(false);
+}
+
+/// `keepsPace`: pictures are due as they were before a pause.
+bool QuorObject::StartPlaying(bool keepsPace) {
     const State state = m_state;
     if (state != Opened && state != Closed && state != Paused) {
         return false;
     }
-    if (state == Paused) {
-        m_renderStart = c_RenderStartUnset;
+    if (state == Paused && !keepsPace) {
+        m_pace.LeaveStep();
     }
+    m_isPausedByClock = false;
     m_state = Playing;
     if (m_extractor == 0) {
         NIMB_LOG_INFO("[%i] QuorObject::Play media extractor is null", m_id);
@@ -62,6 +70,7 @@ bool QuorObject::Pause() {
     if (m_state != Playing) {
         return false;
     }
+    m_isPausedByClock = false;
     m_state = Paused;
     FollowState(m_videoWorker);
     FollowState(m_audioWorker);
@@ -74,6 +83,7 @@ bool QuorObject::Rewind() {
     ForgetSeek(NimbSeekResult_Superseded, NimbSeekReason_None);
     // Before the requests: a loop that restarts right now wakes the others, and takes that back when it sees this
     // state.
+    m_isPausedByClock = false;
     m_state = Paused;
     m_videoWorker.RequestSleep();
     m_audioWorker.RequestSleep();
@@ -86,6 +96,7 @@ bool QuorObject::Rewind() {
         m_audioOutput.DropFilled();
     }
     m_abandon = false;
+    m_pace.LeaveStep();
     StartOver();
     return true;
 }
@@ -93,7 +104,13 @@ bool QuorObject::Rewind() {
 void QuorObject::SetClockScale(float scale) {
     NIMB_LOG_INFO("[%i] SetClockScale = %f", m_id, static_cast<double>(scale));
     m_clock.SetScale(scale);
-    m_audioOutput.SetPitch(scale);
+    m_audioOutput.SetPitch(Pitch());
+}
+
+/// Of the sound.
+float QuorObject::Pitch() {
+    const std::shared_ptr<SharedClock> shared = m_pace.Clock();
+    return m_clock.Scale() * (shared != nullptr ? shared->Read(MonotonicNanoseconds()).speed : 1.0f);
 }
 
 int QuorObject::SetUnityBuffers(void* vb, int vbSize, void* ib, int ibSize, void* tex, int width, int height) {

@@ -14,6 +14,7 @@
 //   feed -> take -> output
 //   render -> frames -> slots   a render event holds the render mutex from acquiring a frame to releasing it
 //   render -> Unity's buffers
+//   render -> pace -> the shared clock
 //   output -> sleep
 // Docs/architecture.md says what each guards; Stopping.cpp says how a player stops.
 #pragma once
@@ -27,6 +28,7 @@
 #include "NimbUnityPluginML/FrameQueue.h"
 #include "NimbUnityPluginML/Mutex.h"
 #include "NimbUnityPluginML/NimbUnityPluginML.h"
+#include "NimbUnityPluginML/Pace.h"
 #include "NimbUnityPluginML/PictureQueue.h"
 #include "NimbUnityPluginML/PlaybackClock.h"
 #include "NimbUnityPluginML/SeekTickets.h"
@@ -43,6 +45,7 @@
 #include <deque>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <vector>
 
 namespace Nimb::Plugin {
@@ -77,6 +80,16 @@ public:
     std::int64_t Step(int frames);
     bool TakeSeekEnd(NimbSeekEnd* end) { return m_seeks.Take(end); }
     bool SetPlayRange(std::int64_t first, std::int64_t last, bool loop);
+
+    // How it goes by a clock that players share: Following.cpp.
+    /// Null: by its own again.
+    void Follow(const std::shared_ptr<SharedClock>& clock);
+    std::shared_ptr<SharedClock> FollowedClock() { return m_pace.Clock(); }
+    bool IsInStep() { return m_pace.IsInStep(); }
+    std::int64_t SeekInStep(std::int64_t position, std::uint32_t options);
+    void PlayInStep();
+    void PauseInStep();
+    void FollowSpeed() { m_audioOutput.SetPitch(Pitch()); }
 
     /// The exported function takes the texture first. Returns 1.
     int SetUnityBuffers(void* vb, int vbSize, void* ib, int ibSize, void* tex, int width, int height);
@@ -123,6 +136,8 @@ private:
     };
 
     // Open and Close.
+    bool StartPlaying(bool keepsPace);
+    float Pitch();
     void ReadFileTail(std::FILE* file);
     bool OpenMedia(const char* path);
     bool ConfigureTracks();
@@ -153,6 +168,7 @@ private:
     void NotifyOutputEnd();
 
     // Seeking.
+    std::int64_t BeginSeek(std::int64_t frame, std::uint32_t options, bool isInStep);
     void ForgetSeek(NimbSeekResult result, NimbSeekReason reason);
     void EndSeek(NimbSeekResult result, NimbSeekReason reason) NIMB_REQUIRES(m_renderMutex);
     void FailSeek(NimbSeekReason reason);
@@ -161,6 +177,8 @@ private:
     void FollowStateAll();
     bool IsSeeking() const { return m_seekPhase != SeekPhase::None; }
     bool IsInterrupted() const { return IsAbandoned(m_playbackWorker) || m_seekPhase == SeekPhase::Requested; }
+    void MoveInStep(std::int64_t frame) NIMB_REQUIRES(m_renderMutex);
+    void NoteReleased(std::int64_t time) NIMB_REQUIRES(m_renderMutex);
     bool ReleaseTarget(const PictureQueue::Picture& picture);
     bool ReleaseRestart(const PictureQueue::Picture& picture);
     void DrainSurface() NIMB_REQUIRES(m_renderMutex);
@@ -168,7 +186,7 @@ private:
     void NoteShown(const MeshFrame* frame) NIMB_REQUIRES(m_renderMutex);
 
     // Seeking, playback thread.
-    void BeginSeek();
+    void TakeUpSeek();
     bool PlanSeek(std::int64_t frame);
     bool BeginAfresh(std::int64_t frame);
     bool FlushForSeek();
@@ -214,8 +232,8 @@ private:
     void VideoIteration();
     bool TakeVideoOutput();
     Verdict AwaitShow(const PictureInHand& inHand);
-    bool PaceVideo(std::int64_t time);
-    void StartPaceAt(std::int64_t time);
+    bool PaceVideo(const PictureQueue::Picture& picture);
+    void StartPaceAt(const PictureQueue::Picture& picture);
     bool IsPictureOverdue() const;
     void DeferOverduePicture();
     void AudioThreadFunc();
@@ -224,6 +242,9 @@ private:
     std::size_t SoundToSkip(std::int64_t time);
 
     // Render thread.
+    class AcquiredFrame;
+    int CountDue() NIMB_REQUIRES(m_renderMutex);
+    std::optional<AcquiredFrame> TakePicture() NIMB_REQUIRES(m_renderMutex);
     void ShowFrame(MLHandle nativeBuffer, const FrameQueue::Matched& matched) NIMB_REQUIRES(m_renderMutex);
 
     const int m_id;
@@ -252,14 +273,14 @@ private:
     std::atomic<bool> m_pendingRestart{false};
     std::atomic<bool> m_computeNormals{true};
     std::atomic<bool> m_abandon{false};  // Rewind or Close waits for the workers: give up what you wait for
-    static constexpr std::int64_t c_RenderStartUnset = -1;
-    std::atomic<std::int64_t> m_renderStart{0};  // monotonic nanoseconds at which time zero is shown
+    std::atomic<bool> m_isPausedByClock{false};
     static constexpr std::int64_t c_NoPictureAwaited = 0;
     std::atomic<std::int64_t> m_pictureAwaitedSince{c_NoPictureAwaited};  // monotonic nanoseconds, see IsPictureOverdue
     std::atomic<std::uint32_t> m_framesAvailable{0};                      // rendered texture frames not yet taken
 
     // Locked by themselves.
     PlaybackClock m_clock;
+    Pace m_pace;
     FrameQueue m_meshFrames;
     ConcurrentQueue m_meshTasks;
     SeekTickets m_seeks;
@@ -269,6 +290,7 @@ private:
     std::atomic<SeekPhase> m_seekPhase{SeekPhase::None};
     std::atomic<bool> m_surfaceEmpty{false};     // of what was released before the request
     std::atomic<std::int64_t> m_shownFrame{-1};  // of the file, in the engine's objects; -1: playback is elsewhere
+    std::atomic<std::int64_t> m_shownTime{0};    // of m_shownFrame, on the timeline, microseconds
     std::atomic<std::int64_t> m_stepFrom{-1};    // the frame asked for or shown last
     std::atomic<bool> m_isPipelineWhole{true};   // codec and mesh reader have had all samples up to Feed::next
     std::atomic<std::uint32_t> m_flushes{0};     // counts what makes output void that was taken before
@@ -311,6 +333,8 @@ private:
     static constexpr std::int64_t c_NoAnchor = -1;
     /// The number of the mesh that belongs to the frame acquired next.
     std::int64_t m_anchor NIMB_GUARDED_BY(m_renderMutex) = c_NoAnchor;
+    /// When the pictures on the surface are due, by the shared clock.
+    std::deque<std::int64_t> m_surfacePositions NIMB_GUARDED_BY(m_renderMutex);
     bool m_isDrainCertain NIMB_GUARDED_BY(m_renderMutex) = true;        // all that was released had been announced
     std::int64_t m_surfaceDeadline NIMB_GUARDED_BY(m_renderMutex) = 0;  // monotonic nanoseconds
     int m_seekTries NIMB_GUARDED_BY(m_renderMutex) = 0;

@@ -14,7 +14,7 @@ using namespace Nimb::Plugin;
 extern "C" {
 
 uint32_t getPlayerFeatures(void) {
-    return NimbFeature_Seek | NimbFeature_PlayRange;
+    return NimbFeature_Seek | NimbFeature_PlayRange | NimbFeature_Clock;
 }
 
 int64_t SeekQuorObject(int id, int64_t frame, uint32_t options) {

@@ -36,7 +36,7 @@ constexpr std::int64_t c_SoundLeadUs = 100000;
 
 }  // namespace
 
-void QuorObject::BeginSeek() {
+void QuorObject::TakeUpSeek() {
     std::int64_t frame = 0;
     {
         const MutexLock lock(m_renderMutex);
@@ -69,7 +69,7 @@ bool QuorObject::PlanSeek(std::int64_t frame) {
     PictureQueue::Picture target{};
     if (isWhole && m_pictures.Retarget(frame, &target)) {
         m_soundStart = target.timeUs;
-        m_renderStart = c_RenderStartUnset;
+        m_pace.Unset();
         m_meshFrames.Await(target.meshNumber, false);
         m_meshTasks.Enqueue([this, ticket = m_meshFrames.CurrentTicket(), number = target.meshNumber] {
             m_meshFrames.SettleAwaited(ticket, number);  // if it was lost already
@@ -82,7 +82,7 @@ bool QuorObject::PlanSeek(std::int64_t frame) {
     if (isAhead) {
         m_pictures.PassAll();
         m_meshFrames.Await(m_feed.meshNumber, false);
-        m_renderStart = c_RenderStartUnset;
+        m_pace.Unset();
         m_feed.firstPicture = m_feed.next;
     } else if (!BeginAfresh(frame)) {
         return false;
@@ -102,7 +102,7 @@ bool QuorObject::BeginAfresh(std::int64_t frame) {
     m_pendingRestart = false;
     m_videoInput = {};
     m_audioInput = {};
-    m_renderStart = c_RenderStartUnset;
+    m_pace.Unset();
     m_clock.Restart();
     m_feed.soundAside.clear();
     if (!GoBefore(frame, wasWhole)) {

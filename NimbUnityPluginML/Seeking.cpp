@@ -19,6 +19,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <memory>
 #include <thread>
 
 namespace Nimb::Plugin {
@@ -34,6 +35,11 @@ constexpr std::chrono::milliseconds c_Look{1};
 // ---- Script thread ----
 
 std::int64_t QuorObject::Seek(std::int64_t frame, std::uint32_t options) {
+    return BeginSeek(frame, options, false);
+}
+
+/// `isInStep`: as the clock wants it that players share.
+std::int64_t QuorObject::BeginSeek(std::int64_t frame, std::uint32_t options, bool isInStep) {
     const State state = m_state;
     if (state != Opened && state != Playing && state != Paused) {
         NIMB_LOG_ERROR("[%i] QuorObject::Seek: no file is open, m_state = %i", m_id, state);
@@ -49,19 +55,26 @@ std::int64_t QuorObject::Seek(std::int64_t frame, std::uint32_t options) {
         frame = m_frameIndex->NearestKeyPicture(frame);
     }
     const State next = (options & NimbSeekOption_Pause) != 0 ? Paused : Playing;
-    if (state != Playing && next == Playing) {
-        m_renderStart = c_RenderStartUnset;
+    const bool canStay = !isInStep || m_pace.IsInStep();  // where the frame is shown already
+    if (isInStep) {
+        m_pace.EnterStep();
+    } else if (m_pace.Clock() != nullptr || (state != Playing && next == Playing)) {
+        m_pace.LeaveStep();
     }
     std::int64_t ticket = 0;
     {
         const MutexLock lock(m_renderMutex);
-        const bool isThere = m_seekPhase == SeekPhase::None && m_shownFrame == frame;
+        const bool isThere = m_seekPhase == SeekPhase::None && m_shownFrame == frame && canStay;
         ticket = m_seeks.Begin(frame);
         m_seekTries = 0;
         m_stepFrom = frame;
+        m_isPausedByClock = false;
         m_state = next;
         m_seekPhase = SeekPhase::Requested;
         if (isThere) {
+            if (isInStep) {
+                MoveInStep(frame);
+            }
             EndSeek(NimbSeekResult_Done, NimbSeekReason_None);
         }
     }
@@ -112,7 +125,13 @@ void QuorObject::EndSeek(NimbSeekResult result, NimbSeekReason reason) {
         m_shownFrame = -1;  // playback would not go on from it
     }
     m_meshFrames.StopAwaiting();
-    m_seeks.End(m_seeks.Active(), result, reason, result == NimbSeekResult_Done ? m_frameIndex->TimeOf(frame) : 0);
+    const std::int64_t ticket = m_seeks.Active();
+    m_seeks.End(ticket, result, reason, result == NimbSeekResult_Done ? m_frameIndex->TimeOf(frame) : 0);
+    if (const std::shared_ptr<SharedClock> shared = m_pace.Clock(); shared != nullptr) {
+        // The others may have gone on without this one. What it missed of the sound is missed.
+        m_soundStart = std::max(m_soundStart.load(), m_pace.PresentTime());
+        shared->NoteArrival(m_id, ticket, MonotonicNanoseconds());
+    }
     FollowStateAll();
 }
 
@@ -178,7 +197,7 @@ QuorObject::Verdict QuorObject::AwaitShow(const PictureInHand& inHand) {
                 }
                 break;  // its request has ended without it
             case PictureQueue::Use::Restart:
-                if (phase == SeekPhase::None && IsRunning() && PaceVideo(inHand.time)) {
+                if (phase == SeekPhase::None && IsRunning() && PaceVideo(picture)) {
                     if (ReleaseRestart(picture)) {
                         return Verdict::Render;
                     }
@@ -199,10 +218,10 @@ QuorObject::Verdict QuorObject::AwaitShow(const PictureInHand& inHand) {
         if (m_frameIndex != nullptr && !IsRunning()) {
             return Verdict::Keep;
         }
-        const bool isDue = PaceVideo(inHand.time);
+        const bool isDue = PaceVideo(picture);
         const MutexLock lock(m_renderMutex);
         if (m_seekPhase == SeekPhase::None && (isDue || m_frameIndex == nullptr)) {
-            ++m_picturesReleased;
+            NoteReleased(picture.timeUs);
             return Verdict::Render;
         }
     }
@@ -229,10 +248,10 @@ bool QuorObject::ReleaseTarget(const PictureQueue::Picture& picture) {
         m_surfaceEmpty = false;
         return false;
     }
-    StartPaceAt(picture.timeUs);
+    StartPaceAt(picture);
     m_anchor = picture.meshNumber;
     m_seekPhase = SeekPhase::Released;
-    ++m_picturesReleased;
+    NoteReleased(picture.timeUs);
     return true;
 }
 
@@ -245,15 +264,25 @@ bool QuorObject::ReleaseRestart(const PictureQueue::Picture& picture) {
             return false;
         }
         const MutexLock lock(m_renderMutex);
-        if (m_seekPhase != SeekPhase::None) {
+        if (m_seekPhase != SeekPhase::None || !IsRunning()) {
             return false;
         }
         const bool isEmpty = m_framesAvailable == 0 && m_picturesAnnounced >= m_picturesReleased;
         if (isEmpty || MonotonicNanoseconds() > deadline) {
             m_anchor = isEmpty ? picture.meshNumber : c_NoAnchor;
-            ++m_picturesReleased;
+            NoteReleased(picture.timeUs);
             return true;
         }
+    }
+}
+
+/// A picture goes to the surface.
+void QuorObject::NoteReleased(std::int64_t time) {
+    constexpr std::size_t most = 64;  // some platforms lose pictures at a flush
+    ++m_picturesReleased;
+    m_surfacePositions.push_back(m_pace.PositionOf(time));
+    if (m_surfacePositions.size() > most) {
+        m_surfacePositions.pop_front();
     }
 }
 
@@ -272,6 +301,7 @@ void QuorObject::DrainSurface() {
         }
     }
     m_framesAvailable = 0;
+    m_surfacePositions.clear();
     if (isQuiet && m_seekPhase != SeekPhase::Requested) {
         m_isDrainCertain = m_picturesAnnounced >= m_picturesReleased;
         m_picturesAnnounced = m_picturesReleased.load();
@@ -292,6 +322,7 @@ std::int64_t QuorObject::MeshNumberOf(std::int64_t textureFrameNumber) {
 void QuorObject::NoteShown(const MeshFrame* frame) {
     if (frame != nullptr) {
         m_shownFrame = frame->m_clipFrame;
+        m_shownTime = frame->m_timeStamp / 1000;
         m_stepFrom = frame->m_clipFrame;
     }
     if (m_seekPhase != SeekPhase::Released) {

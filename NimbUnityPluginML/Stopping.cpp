@@ -73,7 +73,6 @@ void QuorObject::StartOver() {
     m_endReported = false;
     m_audioOutputEOS = false;
     m_videoOutputEOS = false;
-    m_renderStart = c_RenderStartUnset;
     m_clock.Restart();
     m_pendingRestart = true;
     // The mesh reader has what precedes the first frame: nothing. What was in the pipeline is gone.

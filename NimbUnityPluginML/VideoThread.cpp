@@ -83,29 +83,43 @@ bool QuorObject::TakeVideoOutput() {
     return true;
 }
 
-/// Waits until a frame with this time is due. The first frame after a start or restart sets the clock. So does a frame
-/// that is due, or was due, further away than frames ever lie apart: when the scale changes between two samples whose
-/// times do not ascend, as with picture and sound, the later one can end up at any time at all. A request to sleep, or
-/// to go to a frame, ends the wait: then false.
-bool QuorObject::PaceVideo(std::int64_t time) {
-    const std::int64_t now = MonotonicNanoseconds();
-    const std::int64_t start = m_renderStart;
-    const std::int64_t delay = WrappingSubtract(WrappingAdd(start, MicrosecondsToNanoseconds(time)), now);
+/// Waits until a picture is due, or, where render events know that, is to go to the surface. The first one after a
+/// start or restart sets the pace. So does one that is due, or was due, further away than frames ever lie apart: when
+/// the scale changes between two samples whose times do not ascend, as with picture and sound, the later one can end up
+/// at any time at all. A request to sleep, or to go to a frame, ends the wait: then false.
+bool QuorObject::PaceVideo(const PictureQueue::Picture& picture) {
+    constexpr std::chrono::milliseconds look{10};  // a shared clock may stand still, or go faster all at once
     const std::int64_t limit = MicrosecondsToNanoseconds(std::min(m_clock.Scaled(c_LongestGapUs), INT64_MAX / 1000));
-    if (start == c_RenderStartUnset || delay > limit || delay < -limit) {
-        StartPaceAt(time);
-        return true;
-    }
     const auto isOver = [this] { return IsSeeking(); };
-    return delay < c_NanosecondsPerMillisecond ||
-           m_videoWorker.Pause(std::chrono::milliseconds(delay / c_NanosecondsPerMillisecond), isOver);
+    const bool isShared = m_pace.Clock() != nullptr;
+    for (;;) {
+        const bool isSet = m_pace.IsSet();
+        const std::int64_t delay = isSet ? m_pace.Delay(picture.timeUs) : 0;
+        const bool isHeld = isShared && delay == INT64_MAX;
+        if (!isSet || (!isHeld && (delay > limit || delay < -limit))) {
+            StartPaceAt(picture);
+            if (!isShared) {
+                return true;
+            }
+            continue;
+        }
+        if (delay < c_NanosecondsPerMillisecond) {
+            return true;
+        }
+        const std::chrono::milliseconds wait(delay / c_NanosecondsPerMillisecond);
+        const bool hasWaited = m_videoWorker.Pause(isShared ? std::min(wait, look) : wait, isOver);
+        if (!hasWaited || !isShared) {
+            return hasWaited;
+        }
+    }
 }
 
-/// A frame with this time is due now.
-void QuorObject::StartPaceAt(std::int64_t time) {
-    const std::int64_t newStart = WrappingSubtract(MonotonicNanoseconds(), MicrosecondsToNanoseconds(time));
-    m_renderStart = newStart != c_RenderStartUnset ? newStart : newStart + 1;
-    NIMB_LOG_INFO("[%i] renderstart = %li", m_id, static_cast<long>(m_renderStart));
+/// A picture is due now, or, in step with others, when its frame is.
+void QuorObject::StartPaceAt(const PictureQueue::Picture& picture) {
+    const bool isKnown = m_frameIndex != nullptr && picture.frame >= 0;
+    const std::int64_t start =
+        m_pace.Set(picture.timeUs, isKnown ? m_frameIndex->TimeOf(picture.frame) : Pace::c_NoFileTime);
+    NIMB_LOG_INFO("[%i] renderstart = %li", m_id, static_cast<long>(start));
 }
 
 /// Whether the decoder has had samples for so long without yielding a picture that it must want more of them. Not while

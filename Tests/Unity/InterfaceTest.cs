@@ -14,7 +14,7 @@ internal static class InterfaceTest
     {
         var managed = new SortedDictionary<string, string>(StringComparer.Ordinal);
         foreach (Type record in new[] { typeof(NimbOpenInfo), typeof(NimbFileInfo), typeof(NimbFrameInfo),
-                     typeof(NimbSeekEnd) })
+                     typeof(NimbSeekEnd), typeof(NimbClockInfo) })
         {
             managed[record.Name] = "0 " + Marshal.SizeOf(record);
             foreach (FieldInfo field in record.GetFields())
@@ -75,7 +75,7 @@ internal static class InterfaceTest
         Check(!NimbUnityPluginML.SetAudioVolume(id, 0.5f), "there is no sound");
         Check(NimbUnityPluginML.PauseQuorObject(id), "it pauses");
         var end = new NimbSeekEnd();
-        CheckEqual(NimbFeature.Seek | NimbFeature.PlayRange, NimbUnityPluginML.getPlayerFeatures(), "the features");
+        CheckEqual(NimbFeature.Seek | NimbFeature.PlayRange | NimbFeature.Clock, NimbUnityPluginML.getPlayerFeatures(), "the features");
         Check(NimbUnityPluginML.SetPlayRange(id, 2, 6, true) && !NimbUnityPluginML.SetPlayRange(id, 2, 10, true), "a range");
         CheckEqual(1L, NimbUnityPluginML.SeekQuorObject(id, 4, NimbSeekOption.Pause), "a ticket");
         CheckEqual(2L, NimbUnityPluginML.SeekQuorObjectToTime(id, 3000000, 0), "a ticket");
@@ -90,6 +90,19 @@ internal static class InterfaceTest
         CheckEqual(8L, end.frame, "a step back from the newest");
         Check(!NimbUnityPluginML.TakeSeekEnd(id, ref end), "that was all");
         CheckEqual(NimbState.Paused, NimbUnityPluginML.GetQuorState(id), "the state");
+        int clock = NimbUnityPluginML.CreatePlayerClock();
+        var reading = new NimbClockInfo();
+        Check(clock >= 0 && NimbUnityPluginML.JoinPlayerClock(clock, id), "it joins a clock");
+        Check(NimbUnityPluginML.PlayPlayerClock(clock), "the clock plays");
+        CheckEqual(NimbState.Playing, NimbUnityPluginML.GetQuorState(id), "the state");
+        Check(NimbUnityPluginML.SetPlayerClockSpeed(clock, 2), "the clock's speed");
+        CheckEqual(1, NimbUnityPluginML.SeekPlayerClock(clock, 2000000, NimbSeekOption.Pause), "players that go there");
+        Check(NimbUnityPluginML.GetPlayerClockInfo(clock, ref reading), "the clock says what it is");
+        Check(reading.time == 2000000 && reading.speed == 2 && reading.players == 1 && reading.awaited == 1 &&
+            reading.isPlaying == 0, "the clock's time, speed, players and state");
+        Check(NimbUnityPluginML.PausePlayerClock(clock), "the clock pauses");
+        Check(NimbUnityPluginML.LeavePlayerClock(id) && !NimbUnityPluginML.LeavePlayerClock(id), "it leaves, once");
+        Check(NimbUnityPluginML.DestroyPlayerClock(clock) && !NimbUnityPluginML.DestroyPlayerClock(clock), "the clock goes");
         Check(NimbUnityPluginML.CloseQuorObject(id), "it closes");
         Check(NimbUnityPluginML.DestroyQuorObject(id), "it goes");
 

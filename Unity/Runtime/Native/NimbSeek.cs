@@ -9,7 +9,9 @@ namespace Nimb
     {
         /// <summary>Requests for frames and times, steps, and their ends.</summary>
         Seek = 1,
-        PlayRange = 2
+        PlayRange = 2,
+        /// <summary>Clocks that players share.</summary>
+        Clock = 4
     }
 
     /// <summary>Of requests for a frame.</summary>

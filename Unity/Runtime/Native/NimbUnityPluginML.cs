@@ -98,6 +98,48 @@ namespace Nimb
         public static extern bool SetPlayRange(int id, long first, long last,
             [MarshalAs(UnmanagedType.U1)] bool loop);
 
+        // ---- Additions: one clock for several players ----
+
+        /// <returns>The clock's id; -1 when it cannot be made.</returns>
+        [DllImport(Library)]
+        public static extern int CreatePlayerClock();
+
+        [DllImport(Library)]
+        [return: MarshalAs(UnmanagedType.U1)]
+        public static extern bool DestroyPlayerClock(int clock);
+
+        [DllImport(Library)]
+        [return: MarshalAs(UnmanagedType.U1)]
+        public static extern bool JoinPlayerClock(int clock, int id);
+
+        /// <returns>False when the player has no clock.</returns>
+        [DllImport(Library)]
+        [return: MarshalAs(UnmanagedType.U1)]
+        public static extern bool LeavePlayerClock(int id);
+
+        [DllImport(Library)]
+        [return: MarshalAs(UnmanagedType.U1)]
+        public static extern bool PlayPlayerClock(int clock);
+
+        [DllImport(Library)]
+        [return: MarshalAs(UnmanagedType.U1)]
+        public static extern bool PausePlayerClock(int clock);
+
+        /// <param name="clock">The clock's.</param>
+        /// <param name="time">Of the files, units of 100 nanoseconds.</param>
+        /// <param name="options">Added up.</param>
+        /// <returns>How many players go there; each has a ticket of its own.</returns>
+        [DllImport(Library)]
+        public static extern int SeekPlayerClock(int clock, long time, NimbSeekOption options);
+
+        [DllImport(Library)]
+        [return: MarshalAs(UnmanagedType.U1)]
+        public static extern bool SetPlayerClockSpeed(int clock, float speed);
+
+        [DllImport(Library)]
+        [return: MarshalAs(UnmanagedType.U1)]
+        public static extern bool GetPlayerClockInfo(int clock, ref NimbClockInfo info);
+
         // ---- Texts ----
 
         /// <returns>A text that lives as long as the library.</returns>

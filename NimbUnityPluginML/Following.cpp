@@ -1,0 +1,53 @@
+// How a player goes by a clock that it shares with others: the clock's controls, as they reach one player. Pace.h and
+// SharedClock.h say what is due when; OnUnityRender.cpp takes from the surface what is.
+#include "NimbUnityPluginML/Log.h"
+#include "NimbUnityPluginML/QuorObject.h"
+#include "NimbUnityPluginML/Times.h"
+
+#include <memory>
+
+namespace Nimb::Plugin {
+
+void QuorObject::Follow(const std::shared_ptr<SharedClock>& clock) {
+    const std::shared_ptr<SharedClock> before = m_pace.Clock();
+    if (before == clock) {
+        return;
+    }
+    m_pace.SetClock(clock);
+    m_isPausedByClock = false;
+    if (before != nullptr) {
+        before->Remove(m_id, MonotonicNanoseconds());
+    }
+    if (clock != nullptr) {
+        clock->Add(m_id);
+    }
+    FollowSpeed();
+}
+
+/// To the frame that is shown at this position. Returns a ticket, 0 when the player cannot go there.
+std::int64_t QuorObject::SeekInStep(std::int64_t position, std::uint32_t options) {
+    return m_frameIndex != nullptr ? BeginSeek(m_frameIndex->FrameAt(position), options, true) : 0;
+}
+
+void QuorObject::PlayInStep() {
+    if (m_state == Opened || m_state == Paused) {
+        StartPlaying(true);
+    }
+}
+
+void QuorObject::PauseInStep() {
+    if (Pause()) {
+        m_isPausedByClock = true;
+    }
+}
+
+/// The frame that is shown already belongs at its time in the file, and what is on the surface comes after it.
+void QuorObject::MoveInStep(std::int64_t frame) {
+    const std::int64_t before = m_pace.Origin();
+    const std::int64_t moved = WrappingSubtract(m_pace.Set(m_shownTime, m_frameIndex->TimeOf(frame)), before);
+    for (std::int64_t& position : m_surfacePositions) {
+        position = position != Pace::c_DueAtOnce ? WrappingAdd(position, moved) : position;
+    }
+}
+
+}  // namespace Nimb::Plugin
