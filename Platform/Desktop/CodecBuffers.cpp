@@ -24,7 +24,7 @@ Media::AvPtr<AVPacket> CopyToPacket(const uint8_t* data, size_t size) {
 }
 
 size_t SizeOf(const DecodedBuffer& buffer) {
-    return buffer.frame != nullptr ? buffer.frame->Size() : buffer.samples.size();
+    return buffer.picture != nullptr ? buffer.picture->RgbaSize() : buffer.samples.size();
 }
 
 }  // namespace
@@ -183,7 +183,7 @@ MLResult CodecBuffers::OutputPointer(int64_t index, const uint8_t** outBuffer, s
         return MLResult_InvalidParam;
     }
     const DecodedBuffer& buffer = held->second;
-    *outBuffer = buffer.frame != nullptr ? buffer.frame->pixels.get() : buffer.samples.data();
+    *outBuffer = buffer.picture != nullptr ? buffer.picture->Rgba()->pixels.get() : buffer.samples.data();
     *outSize = SizeOf(buffer);
     return MLResult_Ok;
 }

@@ -6,7 +6,7 @@
 
 #include "Media/Av.h"
 #include "Platform/Desktop/MediaFormat.h"
-#include "Platform/Desktop/VideoFrame.h"
+#include "Platform/Desktop/Picture.h"
 
 #include <functional>
 #include <map>
@@ -19,8 +19,8 @@ namespace Nimb::Desktop {
 struct DecodedBuffer {
     int64_t timeUs = 0;
     bool endOfStream = false;
-    std::shared_ptr<VideoFrame> frame;  // of video
-    std::vector<uint8_t> samples;       // of audio: interleaved, 16 bits, 2 channels, 48000 a second
+    std::unique_ptr<Picture> picture;  // of video
+    std::vector<uint8_t> samples;      // of audio: interleaved, 16 bits, 2 channels, 48000 a second
 };
 
 class Decoder {

@@ -127,10 +127,10 @@ MLResult MediaCodec::ReleaseOutput(int64_t index, bool render) {
     DecodedBuffer buffer;
     const std::lock_guard<std::mutex> lock(m_RenderMutex);
     const MLResult result = m_Buffers.TakeOutput(index, &buffer);
-    if (result != MLResult_Ok || !render || buffer.frame == nullptr) {
+    if (result != MLResult_Ok || !render || buffer.picture == nullptr) {
         return result;
     }
-    m_Surface.Push(std::move(buffer.frame));
+    m_Surface.Push(buffer.picture->Rgba());
     const MLHandle handle = m_Handle;
     const int64_t timeUs = buffer.timeUs;
     const int64_t renderedNs = MonotonicNanoseconds();

@@ -1,5 +1,4 @@
-// Pictures: decoded, and converted to RGBA once.
-#include "Media/RgbaConverter.h"
+// Pictures, as they come out of the decoder.
 #include "Platform/Desktop/Decoder.h"
 #include "Platform/Desktop/Log.h"
 
@@ -9,30 +8,27 @@ namespace {
 class VideoDecoder final : public Decoder {
 public:
     explicit VideoDecoder(Media::AvPtr<AVCodecContext> context)
-        : Decoder(std::move(context)), m_Pool(std::make_shared<VideoFramePool>()) {}
+        : Decoder(std::move(context)), m_Converter(std::make_shared<PictureConverter>()) {}
 
 protected:
     bool OnFrame(const AVFrame& frame, uint64_t number, const int64_t* timeUs, const Sink& sink) override {
         if (timeUs == nullptr) {
             return true;  // a second picture of one unit, or of a unit that was given up: there is no mesh for it
         }
-        std::shared_ptr<VideoFrame> converted = m_Pool->Take(frame.width, frame.height);
-        if (!m_Converter.Convert(frame, converted->pixels.get(), converted->stride)) {
+        if (!Picture::IsConvertible(frame)) {
             NIMB_PLATFORM_LOG(MLLogLevel_Error, "pictures of pixel format %d cannot be shown", frame.format);
             return true;
         }
-        converted->number = number;
         DecodedBuffer buffer;
         buffer.timeUs = *timeUs;
-        buffer.frame = std::move(converted);
+        buffer.picture = std::make_unique<Picture>(m_Converter, frame, number);
         return sink(std::move(buffer));
     }
 
     void OnDrained(const Sink&) override {}
 
 private:
-    const std::shared_ptr<VideoFramePool> m_Pool;
-    Media::RgbaConverter m_Converter{false};
+    const std::shared_ptr<PictureConverter> m_Converter;
 };
 
 }  // namespace

@@ -1,4 +1,4 @@
-// A decoded picture: what the platform hands out as a native buffer.
+// A decoded picture as RGBA: what the platform hands out as a native buffer.
 #pragma once
 
 #include "Media/Av.h"
