@@ -2,6 +2,7 @@
 #include "Tests/NimbUnityPluginML/PluginTest.h"
 
 #include <algorithm>
+#include <future>
 #include <random>
 
 namespace {
@@ -139,6 +140,18 @@ TEST_P(CountingTest, ARangeIsPlayedAgainAndAgain) {
     EXPECT_EQ(seeker.screen.Mesh(), 40);
     EXPECT_EQ(SetPlayRange(seeker.player.Id(), 5, 60, 1), 0);
     EXPECT_EQ(SetPlayRange(seeker.player.Id(), 6, 5, 1), 0);
+}
+
+/// Without render events pictures pile up on the surface; none of them is taken for the target.
+TEST_P(CountingTest, WhatPiledUpOnTheSurfaceIsNotShown) {
+    Seeker seeker;
+    ASSERT_TRUE(seeker.player.Play());
+    ASSERT_TRUE(seeker.screen.RenderUntil([&] { return seeker.screen.Picture() >= 2; }));
+    for (const std::int64_t frame : {40, 13, 22}) {
+        const int released = Fake::Calls("MLMediaCodecReleaseOutputBuffer video");
+        ASSERT_TRUE(WaitFor([&] { return Fake::Calls("MLMediaCodecReleaseOutputBuffer video") >= released + 5; }));
+        seeker.GoTo(frame, 0);
+    }
 }
 
 TEST_F(SeekTest, WhatIsInThePipelineIsNotFetchedAgain) {
@@ -345,6 +358,46 @@ TEST_F(SeekTest, EveryTicketEndsWhateverElseHappens) {
     const auto done =
         std::count_if(ends.begin(), ends.end(), [](const NimbSeekEnd& e) { return e.result == NimbSeekResult_Done; });
     EXPECT_GT(done, 30);
+}
+
+/// A script may hand its calls to workers, one after the other, while the engine's threads go on.
+TEST_F(SeekTest, CallsMayComeFromAnyThreadOneAtATime) {
+    ClipOptions options = Clip();
+    options.audioSamples = 60;
+    const std::string path = AddIndexedFile(options);
+    Player player;
+    Screen screen(player);
+    std::atomic<bool> isOver{false};
+    std::thread engine([&] {
+        while (!isOver) {
+            OnUnityRenderModeEvent(player.Id());
+            std::this_thread::sleep_for(std::chrono::microseconds(500));
+        }
+    });
+    const auto onWorker = [](const auto& call) { return std::async(std::launch::async, call).get(); };
+    const auto ends = [&](std::int64_t ticket) {
+        NimbSeekEnd end{};
+        EXPECT_TRUE(WaitFor([&] {
+            return onWorker([&] { return TakeSeekEnd(player.Id(), &end); }) != 0 && end.ticket == ticket;
+        })) << ticket;
+        return end;
+    };
+    for (int round = 0; round < 8; ++round) {
+        ASSERT_TRUE(onWorker([&] { return player.Open(path, true); }));
+        for (const std::int64_t frame : {31, 12}) {
+            const std::int64_t ticket = onWorker([&] { return SeekQuorObject(player.Id(), frame, 0); });
+            EXPECT_EQ(ends(ticket).result, NimbSeekResult_Done);
+        }
+        EXPECT_TRUE(onWorker([&] { return player.Pause(); }));
+        const std::int64_t ticket = onWorker([&] { return StepQuorObject(player.Id(), -3); });
+        if (round % 2 == 0) {
+            EXPECT_TRUE(onWorker([&] { return player.Rewind(); }));
+        }
+        EXPECT_TRUE(onWorker([&] { return player.Close(); }));
+        EXPECT_EQ(ends(ticket).ticket, ticket);
+    }
+    isOver = true;
+    engine.join();
 }
 
 }  // namespace
