@@ -4,6 +4,7 @@
 #include "NimbUnityPluginML/Worker.h"
 
 #include <algorithm>
+#include <array>
 #include <cstring>
 #include <thread>
 
@@ -66,6 +67,13 @@ void AudioOutput::Play(const BYTE* data, std::size_t size, const std::function<b
         if (m_filled == m_buffer.size) {
             ReleaseBuffer();
         }
+    }
+}
+
+void AudioOutput::PlaySilence(std::size_t size, const std::function<bool()>& isGivenUp) {
+    constexpr std::array<BYTE, 4096> silence{};
+    for (; size > 0 && Exists() && !isGivenUp(); size -= std::min(size, silence.size())) {
+        Play(silence.data(), std::min(size, silence.size()), isGivenUp);
     }
 }
 

@@ -46,6 +46,9 @@ public:
     /// does not fill waits for the next sound. Waits for buffers as long as there is a sound and `isGivenUp` is false.
     void Play(const BYTE* data, std::size_t size, const std::function<bool()>& isGivenUp);
 
+    /// The same for so many bytes of silence.
+    void PlaySilence(std::size_t size, const std::function<bool()>& isGivenUp);
+
     /// Plays a buffer that was begun with silence behind its sound.
     void Finish();
 

@@ -64,10 +64,12 @@ void QuorObject::AudioIteration() {
             const std::size_t count = std::min(info.size, size - offset);
             if (epoch != std::exchange(m_soundEpochInHand, epoch)) {
                 m_audioOutput.DropFilled();  // a buffer begun before the request
+                m_soundExpected = c_NoSoundStart;
             }
-            const std::size_t skipped = std::min(SoundToSkip(info.presentation_time_us), count);
-            m_audioOutput.Play(data + offset + skipped, count - skipped,
-                               [&] { return IsAbandoned(m_audioWorker) || epoch != m_soundEpoch; });
+            const auto isGivenUp = [&] { return IsAbandoned(m_audioWorker) || epoch != m_soundEpoch; };
+            std::size_t skipped = std::min(SoundToSkip(info.presentation_time_us), count);
+            skipped = JoinRounds(info.presentation_time_us, skipped, count, isGivenUp);
+            m_audioOutput.Play(data + offset + skipped, count - skipped, isGivenUp);
         }
     }
     MLMediaCodecReleaseOutputBuffer(codec, index, false);
@@ -92,13 +94,52 @@ bool QuorObject::AwaitSound(std::int64_t time, std::uint32_t* pEpoch) {
 /// How many bytes of decoded sound with this time lie before the frame that was gone to.
 std::size_t QuorObject::SoundToSkip(std::int64_t time) {
     const std::int64_t start = m_soundStart;
-    if (start == c_NoSoundStart || time >= start) {
-        return 0;
+    return start == c_NoSoundStart || time >= start ? 0 : SoundBytes(WrappingSubtract(start, time));
+}
+
+/// Where a range is played again and again, sound samples do not end where it ends: without this, sound would run away
+/// from the picture by up to one of them a round. What is missing before this one is played as silence; what is too
+/// much is added to `skipped` of its `count` bytes. Returns that.
+std::size_t QuorObject::JoinRounds(std::int64_t time, std::size_t skipped, std::size_t count,
+                                   const std::function<bool()>& isGivenUp) {
+    if (skipped == count) {
+        m_soundExpected = c_NoSoundStart;  // nothing has been played that this would follow
+        return skipped;
     }
-    const double seconds = static_cast<double>(start - time) / 1e6 * std::fabs(static_cast<double>(m_clock.Scale()));
+    constexpr std::int64_t tolerance = 1000;  // files round the times of their samples
+    const std::int64_t begin = WrappingAdd(time, SoundTime(skipped));
+    if (m_soundExpected != c_NoSoundStart && IsRangeRepeated()) {
+        const std::int64_t gap = WrappingSubtract(begin, m_soundExpected);
+        if (gap > tolerance) {
+            m_audioOutput.PlaySilence(SoundBytes(gap), isGivenUp);
+        } else if (gap < -tolerance) {
+            skipped = std::min(skipped + SoundBytes(WrappingSubtract(0, gap)), count);
+        }
+    }
+    if (skipped < count) {
+        m_soundExpected = WrappingAdd(time, SoundTime(count));
+    }
+    return skipped;
+}
+
+bool QuorObject::IsRangeRepeated() {
+    const MutexLock lock(m_rangeMutex);
+    return m_range.last >= 0 && m_range.loop;
+}
+
+/// How much sound fills a length of the timeline; an hour at most.
+std::size_t QuorObject::SoundBytes(std::int64_t timeUs) {
     constexpr double longest = 3600;
+    const double seconds = static_cast<double>(timeUs) / 1e6 * std::fabs(static_cast<double>(m_clock.Scale()));
     return static_cast<std::size_t>(std::min(seconds, longest) * AudioOutput::c_FramesPerSecond) *
            AudioOutput::c_BytesPerFrame;
+}
+
+/// The other way round; nothing at a scale of 0.
+std::int64_t QuorObject::SoundTime(std::size_t bytes) {
+    const double scale = std::fabs(static_cast<double>(m_clock.Scale()));
+    const double frames = static_cast<double>(bytes) / AudioOutput::c_BytesPerFrame;
+    return scale > 0 ? static_cast<std::int64_t>(frames / AudioOutput::c_FramesPerSecond * 1e6 / scale) : 0;
 }
 
 }  // namespace Nimb::Plugin

@@ -240,6 +240,11 @@ private:
     void AudioIteration();
     bool AwaitSound(std::int64_t time, std::uint32_t* pEpoch);
     std::size_t SoundToSkip(std::int64_t time);
+    std::size_t JoinRounds(std::int64_t time, std::size_t skipped, std::size_t count,
+                           const std::function<bool()>& isGivenUp);
+    bool IsRangeRepeated();
+    std::size_t SoundBytes(std::int64_t timeUs);
+    std::int64_t SoundTime(std::size_t bytes);
 
     // Render thread.
     class AcquiredFrame;
@@ -382,7 +387,8 @@ private:
     PictureInHand m_pictureInHand;
 
     // Audio thread.
-    std::uint32_t m_soundEpochInHand = 0;  // of the sound in the output's buffer
+    std::uint32_t m_soundEpochInHand = 0;           // of the sound in the output's buffer
+    std::int64_t m_soundExpected = c_NoSoundStart;  // the time of the sound that comes next if there is no gap
 
     // Script thread and audio thread.
     AudioOutput m_audioOutput{m_id};

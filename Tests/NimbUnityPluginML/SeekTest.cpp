@@ -263,6 +263,27 @@ TEST_F(SeekTest, SoundStartsAtTheFrame) {
     }
 }
 
+/// Sound samples of 4 ms, of which a range has more or fewer than it lasts.
+TEST_F(SeekTest, SoundStaysWithARangeThatIsRepeated) {
+    ClipOptions options = Clip();
+    options.audioSamples = 30;
+    options.audioBytes = 768;
+    for (const auto& [first, last] : {std::pair(23, 27), std::pair(24, 26)}) {
+        Seeker seeker(options);
+        Fake::TheScript().soundBufferBytes = 384;
+        ASSERT_EQ(SetPlayRange(seeker.player.Id(), first, last, 1), 1);
+        Fake::ForgetPlayedSound();
+        seeker.ExpectDone(seeker.Await(SeekQuorObject(seeker.player.Id(), first, 0)), first);
+        const std::size_t round = static_cast<std::size_t>(last - first + 1) * 384;
+        ASSERT_TRUE(seeker.screen.RenderUntil([&] { return Fake::PlayedSound().size() >= 8 * round; }));
+        const Fake::Bytes played = Fake::PlayedSound();
+        const auto at = [&](std::size_t rounds) {
+            return played.begin() + static_cast<std::ptrdiff_t>(rounds * round);
+        };
+        EXPECT_TRUE(std::equal(at(2), at(7), at(1))) << "frames " << first << " to " << last;
+    }
+}
+
 /// Every call of the platform fails once, at every place at which a request makes it.
 TEST_F(SeekTest, NoRefusalOfThePlatformLosesATicket) {
     ClipOptions options = Clip();
