@@ -108,7 +108,7 @@ std::size_t QuorObject::JoinRounds(std::int64_t time, std::size_t skipped, std::
     }
     constexpr std::int64_t tolerance = 1000;  // files round the times of their samples
     const std::int64_t begin = WrappingAdd(time, SoundTime(skipped));
-    if (m_soundExpected != c_NoSoundStart && IsRangeRepeated()) {
+    if (m_soundExpected != c_NoSoundStart && CurrentRange().loop) {
         const std::int64_t gap = WrappingSubtract(begin, m_soundExpected);
         if (gap > tolerance) {
             m_audioOutput.PlaySilence(SoundBytes(gap), isGivenUp);
@@ -120,11 +120,6 @@ std::size_t QuorObject::JoinRounds(std::int64_t time, std::size_t skipped, std::
         m_soundExpected = WrappingAdd(time, SoundTime(count));
     }
     return skipped;
-}
-
-bool QuorObject::IsRangeRepeated() {
-    const MutexLock lock(m_rangeMutex);
-    return m_range.last >= 0 && m_range.loop;
 }
 
 /// How much sound fills a length of the timeline; an hour at most.

@@ -41,6 +41,18 @@ void QuorObject::PauseInStep() {
     }
 }
 
+/// From now on it goes its own way.
+void QuorObject::LeaveStep() {
+    m_pace.LeaveStep();
+    HoldNobodyBack();
+}
+
+void QuorObject::HoldNobodyBack() {
+    if (const std::shared_ptr<SharedClock> shared = m_pace.Clock(); shared != nullptr) {
+        shared->NoteReady(m_id, SharedClock::c_HoldsNobodyBack);
+    }
+}
+
 /// The frame that is shown already belongs at its time in the file, and what is on the surface comes after it.
 void QuorObject::MoveInStep(std::int64_t frame) {
     const std::int64_t before = m_pace.Origin();

@@ -52,6 +52,20 @@ private:
 };
 
 void QuorObject::OnUnityRender(EGLContext unityContext) {
+    const std::shared_ptr<SharedClock> shared = m_pace.Clock();
+    if (shared == nullptr) {
+        return Render(unityContext, Pace::c_EverythingIsDue);
+    }
+    struct End {
+        SharedClock& clock;
+        ~End() { clock.EndEvent(MonotonicNanoseconds()); }
+    };
+    const End end{*shared};
+    Render(unityContext, shared->BeginEvent(m_id, MonotonicNanoseconds()));
+}
+
+/// `position`: of a shared clock.
+void QuorObject::Render(EGLContext unityContext, std::int64_t position) {
     if (!m_textureCopy.IsInitialized()) {
         m_textureCopy.InitializeGraphicsResources(unityContext);
     }
@@ -68,7 +82,7 @@ void QuorObject::OnUnityRender(EGLContext unityContext) {
         DrainSurface();
         return;
     }
-    const int due = CountDue();
+    const int due = CountDue(position);
     if (due == 0) {
         m_meshFrames.DropPassed(m_textureFrameNumber);  // meshes that came too late for their textures
         return;
@@ -110,13 +124,11 @@ void QuorObject::OnUnityRender(EGLContext unityContext) {
 
 /// How many of the pictures on the surface are to be taken from it by this event; the last one of them is shown. By the
 /// player's own pace it is the next one, since they come when they are due.
-int QuorObject::CountDue() {
+int QuorObject::CountDue(std::int64_t position) {
     const auto available = static_cast<int>(m_framesAvailable);
-    const std::shared_ptr<SharedClock> shared = m_pace.Clock();
-    if (shared == nullptr || m_seekPhase == SeekPhase::Released) {
+    if (position == Pace::c_EverythingIsDue || m_seekPhase == SeekPhase::Released) {
         return std::min(available, 1);
     }
-    const std::int64_t position = shared->TickPosition(m_id, MonotonicNanoseconds());
     int due = 0;
     for (; due < available; ++due) {
         const auto index = static_cast<std::size_t>(due);

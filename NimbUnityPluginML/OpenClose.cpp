@@ -202,7 +202,7 @@ bool QuorObject::ConfigureVideoTrack(MLHandle format, std::size_t index, const c
         return false;
     }
     m_meshFrames.BeginFile();
-    m_pace.LeaveStep();
+    LeaveStep();
     m_videoOutputEOS = false;
     ++m_flushes;
     m_pictures.Clear();
@@ -261,6 +261,7 @@ bool QuorObject::Close() {
         return false;
     }
     m_state = Closed;
+    LeaveStep();
     ForgetSeek(NimbSeekResult_Failed, NimbSeekReason_Closed);
     NIMB_LOG_INFO("[%i] QuorObject::Close release resources (m_state = %i)", m_id, m_state.load());
     ReleaseMedia();

@@ -23,6 +23,7 @@ public:
     /// longer than threads wait for a processor, shorter than two frames of most files.
     static constexpr std::int64_t c_Lead = 50000000;
     static constexpr std::int64_t c_DueAtOnce = INT64_MIN;
+    static constexpr std::int64_t c_EverythingIsDue = INT64_MAX;
     static constexpr std::int64_t c_NoFileTime = -1;
 
     /// Null: none. The next picture sets the origin.

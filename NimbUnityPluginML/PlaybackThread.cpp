@@ -74,8 +74,11 @@ void QuorObject::PlaybackIteration() {
 }
 
 void QuorObject::EndOfInput(std::int64_t scaledTime) {
-    NIMB_LOG_INFO("[%i] input EOS", m_id);
     FailGoal();
+    if (TurnAtFileEnd()) {
+        return;
+    }
+    NIMB_LOG_INFO("[%i] input EOS", m_id);
     if (!QueueEndOfStream(m_videoCodec, m_videoInput, scaledTime) ||
         !QueueEndOfStream(m_audioCodec, m_audioInput, scaledTime)) {
         return;  // paused: the end is still to come

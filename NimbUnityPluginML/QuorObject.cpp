@@ -47,7 +47,7 @@ bool QuorObject::StartPlaying(bool keepsPace) {
         return false;
     }
     if (state == Paused && !keepsPace) {
-        m_pace.LeaveStep();
+        LeaveStep();
     }
     m_isPausedByClock = false;
     m_state = Playing;
@@ -71,6 +71,7 @@ bool QuorObject::Pause() {
         return false;
     }
     m_isPausedByClock = false;
+    HoldNobodyBack();
     m_state = Paused;
     FollowState(m_videoWorker);
     FollowState(m_audioWorker);
@@ -96,7 +97,7 @@ bool QuorObject::Rewind() {
         m_audioOutput.DropFilled();
     }
     m_abandon = false;
-    m_pace.LeaveStep();
+    LeaveStep();
     StartOver();
     return true;
 }

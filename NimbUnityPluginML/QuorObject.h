@@ -122,6 +122,13 @@ private:
     };
     enum class Verdict { Render, Drop, Keep };
 
+    /// What is played of the file.
+    struct PlayRange {
+        std::int64_t first = 0;
+        std::int64_t last = -1;  ///< below 0: all of it
+        bool loop = false;
+    };
+
     static constexpr std::int64_t c_VideoTrack = 0;  // the file's track order is part of the format
     static constexpr std::int64_t c_AudioTrack = 1;
     static constexpr std::int64_t c_NoTrack = -1;
@@ -177,6 +184,8 @@ private:
     void FollowStateAll();
     bool IsSeeking() const { return m_seekPhase != SeekPhase::None; }
     bool IsInterrupted() const { return IsAbandoned(m_playbackWorker) || m_seekPhase == SeekPhase::Requested; }
+    void LeaveStep();
+    void HoldNobodyBack();
     void MoveInStep(std::int64_t frame) NIMB_REQUIRES(m_renderMutex);
     void NoteReleased(std::int64_t time) NIMB_REQUIRES(m_renderMutex);
     bool ReleaseTarget(const PictureQueue::Picture& picture);
@@ -199,6 +208,9 @@ private:
     void LeaveWay();
     void FailGoal();
     bool TurnAtRangeEnd(std::int64_t frame);
+    bool TurnAtFileEnd();
+    void BeginRangeAgain(const PlayRange& range);
+    PlayRange CurrentRange();
     bool IsSoundOutside(std::int64_t sampleTime);
     void SetSoundAside(std::int64_t sampleTime);
     void FeedSoundSetAside();
@@ -242,13 +254,13 @@ private:
     std::size_t SoundToSkip(std::int64_t time);
     std::size_t JoinRounds(std::int64_t time, std::size_t skipped, std::size_t count,
                            const std::function<bool()>& isGivenUp);
-    bool IsRangeRepeated();
     std::size_t SoundBytes(std::int64_t timeUs);
     std::int64_t SoundTime(std::size_t bytes);
 
     // Render thread.
     class AcquiredFrame;
-    int CountDue() NIMB_REQUIRES(m_renderMutex);
+    void Render(EGLContext unityContext, std::int64_t position);
+    int CountDue(std::int64_t position) NIMB_REQUIRES(m_renderMutex);
     std::optional<AcquiredFrame> TakePicture() NIMB_REQUIRES(m_renderMutex);
     void ShowFrame(MLHandle nativeBuffer, const FrameQueue::Matched& matched) NIMB_REQUIRES(m_renderMutex);
 
@@ -304,11 +316,6 @@ private:
     std::atomic<std::uint32_t> m_soundEpoch{0};         // counts requests taken up: sound from before one is not played
     static constexpr std::int64_t c_NoSoundStart = INT64_MIN;
     std::atomic<std::int64_t> m_soundStart{c_NoSoundStart};  // decoded sound before this scaled time is not played
-    struct PlayRange {
-        std::int64_t first = 0;
-        std::int64_t last = -1;  // below 0: there is none
-        bool loop = false;
-    };
     Mutex m_rangeMutex;
     PlayRange m_range NIMB_GUARDED_BY(m_rangeMutex);
 

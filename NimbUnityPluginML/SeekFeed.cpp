@@ -250,31 +250,46 @@ void QuorObject::FailGoal() {
 
 /// True when the frame lies behind the range that is played, and something else was done about it.
 bool QuorObject::TurnAtRangeEnd(std::int64_t frame) {
-    PlayRange range;
-    {
-        const MutexLock lock(m_rangeMutex);
-        range = m_range;
-    }
+    const PlayRange range = CurrentRange();
     if (range.last < 0 || frame <= range.last || m_feed.goal >= 0) {
         return false;
     }
-    if (!range.loop) {
-        const std::int64_t time = m_clock.Map(m_frameIndex->TimeOf(frame));
-        if (QueueEndOfStream(m_videoCodec, m_videoInput, time) && QueueEndOfStream(m_audioCodec, m_audioInput, time)) {
-            SleepAtEndOfInput();
-        }
+    if (range.loop) {
+        BeginRangeAgain(range);
         return true;
     }
+    const std::int64_t time = m_clock.Map(m_frameIndex->TimeOf(frame));
+    if (QueueEndOfStream(m_videoCodec, m_videoInput, time) && QueueEndOfStream(m_audioCodec, m_audioInput, time)) {
+        SleepAtEndOfInput();
+    }
+    return true;
+}
+
+/// The same at the end of the file, which may be that of a range, too.
+bool QuorObject::TurnAtFileEnd() {
+    const PlayRange range = CurrentRange();
+    if (range.last < 0 || !range.loop || m_feed.goal >= 0) {
+        return false;
+    }
+    BeginRangeAgain(range);
+    return true;
+}
+
+void QuorObject::BeginRangeAgain(const PlayRange& range) {
     if (!GoBefore(range.first, m_isPipelineWhole)) {
         m_playbackWorker.Pause(Worker::c_Rest);
-        return true;
+        return;
     }
     m_clock.Jump(m_frameIndex->TimeOf(range.last) + m_frameIndex->DurationOf(range.last),
                  m_frameIndex->TimeOf(range.first));
     m_feed.goal = range.first;
     m_feed.isSeek = false;
     m_feed.isRestart = true;
-    return true;
+}
+
+QuorObject::PlayRange QuorObject::CurrentRange() {
+    const MutexLock lock(m_rangeMutex);
+    return m_range;
 }
 
 /// Whether a sample of sound lies outside of what is played.
@@ -285,9 +300,9 @@ bool QuorObject::IsSoundOutside(std::int64_t sampleTime) {
     if (m_feed.goal >= 0) {
         return sampleTime < m_frameIndex->TimeOf(m_feed.goal) - (m_feed.isSeek ? c_SoundLeadUs : 0);
     }
-    const MutexLock lock(m_rangeMutex);
-    return m_range.last >= 0 && m_feed.next <= m_range.last + 1 &&
-           sampleTime >= m_frameIndex->TimeOf(m_range.last) + m_frameIndex->DurationOf(m_range.last);
+    const PlayRange range = CurrentRange();
+    return range.last >= 0 && m_feed.next <= range.last + 1 &&
+           sampleTime >= m_frameIndex->TimeOf(range.last) + m_frameIndex->DurationOf(range.last);
 }
 
 void QuorObject::SetSoundAside(std::int64_t sampleTime) {

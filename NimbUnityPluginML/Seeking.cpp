@@ -57,9 +57,10 @@ std::int64_t QuorObject::BeginSeek(std::int64_t frame, std::uint32_t options, bo
     const State next = (options & NimbSeekOption_Pause) != 0 ? Paused : Playing;
     const bool canStay = !isInStep || m_pace.IsInStep();  // where the frame is shown already
     if (isInStep) {
+        HoldNobodyBack();  // until it has a picture
         m_pace.EnterStep();
     } else if (m_pace.Clock() != nullptr || (state != Playing && next == Playing)) {
-        m_pace.LeaveStep();
+        LeaveStep();
     }
     std::int64_t ticket = 0;
     {
@@ -97,7 +98,7 @@ bool QuorObject::SetPlayRange(std::int64_t first, std::int64_t last, bool loop) 
     }
     {
         const MutexLock lock(m_rangeMutex);
-        m_range = {first, last, loop};
+        m_range = last >= 0 ? PlayRange{first, last, loop} : PlayRange{};
     }
     FollowStateAll();
     return true;
@@ -280,7 +281,11 @@ bool QuorObject::ReleaseRestart(const PictureQueue::Picture& picture) {
 void QuorObject::NoteReleased(std::int64_t time) {
     constexpr std::size_t most = 64;  // some platforms lose pictures at a flush
     ++m_picturesReleased;
-    m_surfacePositions.push_back(m_pace.PositionOf(time));
+    const std::int64_t position = m_pace.PositionOf(time);
+    m_surfacePositions.push_back(position);
+    if (const std::shared_ptr<SharedClock> shared = m_pace.Clock(); shared != nullptr && m_pace.IsInStep()) {
+        shared->NoteReady(m_id, position);
+    }
     if (m_surfacePositions.size() > most) {
         m_surfacePositions.pop_front();
     }

@@ -90,6 +90,14 @@ void SharedClock::NoteArrival(int player, std::int64_t ticket, std::int64_t now)
     }
 }
 
+void SharedClock::NoteReady(int player, std::int64_t position) {
+    const MutexLock lock(m_mutex);
+    const auto member = m_members.find(player);
+    if (member != m_members.end()) {
+        member->second.ready = position;
+    }
+}
+
 void SharedClock::Settle(std::int64_t now) {
     if (m_isWaiting && now >= m_patienceEnd) {
         m_isWaiting = false;
@@ -145,19 +153,42 @@ std::int64_t SharedClock::Until(std::int64_t position, std::int64_t now) {
     return static_cast<std::int64_t>(std::clamp(distance * 1000 / static_cast<double>(m_speed), -limit, limit));
 }
 
-std::int64_t SharedClock::TickPosition(int player, std::int64_t now) {
+std::int64_t SharedClock::BeginEvent(int player, std::int64_t now) {
+    constexpr std::int64_t weight = 4;  // of what was, against what is new
     const MutexLock lock(m_mutex);
     Settle(now);
-    const auto member = m_members.find(player);
-    if (member == m_members.end()) {
+    const auto found = m_members.find(player);
+    if (found == m_members.end()) {
         return PositionLocked(now);
     }
-    if (member->second.tick == m_tick) {
+    Member& member = found->second;
+    member.idleBefore += (now - m_lastEventEnd - member.idleBefore) / weight;
+    const bool isFirst = std::all_of(m_members.begin(), m_members.end(), [&](const auto& other) {
+        return other.first == player || other.second.idleBefore < member.idleBefore;
+    });
+    if (isFirst || member.tick == m_tick) {
         ++m_tick;
-        m_tickPosition = PositionLocked(now);
+        m_tickPosition = TickPositionLocked(now);
     }
-    member->second.tick = m_tick;
+    member.tick = m_tick;
     return m_tickPosition;
+}
+
+std::int64_t SharedClock::TickPositionLocked(std::int64_t now) const {
+    const std::int64_t position = PositionLocked(now);
+    const auto slip = static_cast<std::int64_t>(static_cast<double>(c_Slip) * static_cast<double>(m_speed));
+    std::int64_t common = position;
+    for (const auto& [player, member] : m_members) {
+        if (member.ready >= position - slip) {
+            common = std::min(common, member.ready);
+        }
+    }
+    return common;
+}
+
+void SharedClock::EndEvent(std::int64_t now) {
+    const MutexLock lock(m_mutex);
+    m_lastEventEnd = now;
 }
 
 }  // namespace Nimb::Plugin

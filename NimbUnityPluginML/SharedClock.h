@@ -5,7 +5,11 @@
 //   - After the clock has gone somewhere it stands still until all players have arrived there, or until c_Patience is
 //     over: one that takes longer catches up by dropping pictures, and the others do not wait for it.
 //   - Render events of one engine frame come one after another. They belong to one tick, and all see the position that
-//     the clock had at the first of them. A tick ends when a player comes that had its event already.
+//     the clock had at the first of them. A new tick begins with the player before whose events nothing happens for
+//     longest, on the average, as between two engine frames; and when a player comes that had its event already.
+//
+//   - A tick's position is no later than what all players have on their surfaces, but for those that are further behind
+//     than c_Slip: they drop pictures, and the others do not wait for them.
 //
 // Positions are microseconds of the players' files. Times are those of MonotonicNanoseconds, and are handed in.
 #pragma once
@@ -23,6 +27,9 @@ class SharedClock {
 public:
     /// How long the clock waits for players to arrive, nanoseconds.
     static constexpr std::int64_t c_Patience = 2000000000;
+
+    /// How far, in microseconds of real time, a late player may hold back the others.
+    static constexpr std::int64_t c_Slip = 100000;
 
     struct Reading {
         std::int64_t position;
@@ -56,6 +63,10 @@ public:
     /// A player's request has ended, however.
     void NoteArrival(int player, std::int64_t ticket, std::int64_t now);
 
+    /// A player has pictures on its surface up to this position. c_HoldsNobodyBack: it goes its own way, or has ended.
+    void NoteReady(int player, std::int64_t position);
+    static constexpr std::int64_t c_HoldsNobodyBack = INT64_MAX;
+
     // ---- Reading it ----
 
     Reading Read(std::int64_t now);
@@ -67,12 +78,15 @@ public:
 
     bool IsMoving(std::int64_t now);
 
-    /// The position of this player's render event: that of its tick.
-    std::int64_t TickPosition(int player, std::int64_t now);
+    /// A render event of this player. Returns the position of its tick.
+    std::int64_t BeginEvent(int player, std::int64_t now);
+    void EndEvent(std::int64_t now);
 
 private:
     struct Member {
-        std::uint64_t tick = 0;     // of its last render event
+        std::uint64_t tick = 0;       // of its last render event
+        std::int64_t idleBefore = 0;  // how long no event ran before its own, nanoseconds, on the average
+        std::int64_t ready = c_HoldsNobodyBack;
         std::int64_t expected = 0;  // the ticket that it was asked with
         std::int64_t arrived = 0;   // the last ticket that ended
         bool IsAwaited() const { return arrived < expected; }
@@ -80,6 +94,7 @@ private:
 
     bool IsMovingLocked() const NIMB_REQUIRES(m_mutex);
     std::int64_t PositionLocked(std::int64_t now) const NIMB_REQUIRES(m_mutex);
+    std::int64_t TickPositionLocked(std::int64_t now) const NIMB_REQUIRES(m_mutex);
     /// Goes on when the patience is over.
     void Settle(std::int64_t now) NIMB_REQUIRES(m_mutex);
     /// Goes on when nobody is awaited any more.
@@ -96,6 +111,7 @@ private:
     std::int64_t m_basePosition NIMB_GUARDED_BY(m_mutex) = 0;
     std::int64_t m_baseTime NIMB_GUARDED_BY(m_mutex) = 0;
     std::uint64_t m_tick NIMB_GUARDED_BY(m_mutex) = 0;
+    std::int64_t m_lastEventEnd NIMB_GUARDED_BY(m_mutex) = 0;
     std::int64_t m_tickPosition NIMB_GUARDED_BY(m_mutex) = 0;
 };
 

@@ -69,6 +69,7 @@ bool QuorObject::TakeVideoOutput() {
     m_pictureAwaitedSince = c_NoPictureAwaited;
     if ((info.flags & MLMediaCodecBufferFlag_EOS) != 0) {
         NIMB_LOG_INFO("[%i] Video output EOS", m_id);
+        HoldNobodyBack();
         const bool isSought = m_seekPhase == SeekPhase::Underway;
         if (NoteOutputEnd(m_videoOutputEOS, m_audioCodec, m_audioOutputEOS, flushes)) {
             if (isSought) {

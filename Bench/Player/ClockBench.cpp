@@ -23,31 +23,34 @@ constexpr std::chrono::microseconds c_EventInterval{16667};
 struct Member {
     Member(const PluginLibrary& plugin, RenderThread& renderThread, const std::string& path)
         : player(plugin, renderThread) {
-        if (!player.Open(path, true)) {
+        if (!player.Open(path)) {
             throw std::runtime_error(path + ": the player cannot open it");
         }
         player.CreateBuffers();
+        player.SetPlayRange(0, static_cast<std::int64_t>(player.FileInfo().frameCount) - 1, true);
     }
 
     Player player;
-    std::uint32_t frame = UINT32_MAX;
+    std::int64_t time = -1;  // of the frame that is shown, 100-nanosecond units
     int shown = 0;
     std::int64_t dropped = 0;
     Clock::time_point since{};
     Clock::duration longest{};
 };
 
-void Look(Member& member, std::uint32_t frameCount) {
+/// `frameTime`: how long a frame is shown, 100-nanosecond units.
+void Look(Member& member, double frameTime) {
     const NimbFrameInfo info = member.player.FrameInfo();
-    if (info.vertexCount == 0 || info.frameId == member.frame) {
+    if (info.vertexCount == 0 || info.timestamp == member.time) {
         return;
     }
     const Clock::time_point now = Clock::now();
     if (member.shown > 0) {
-        member.dropped += (info.frameId + frameCount - member.frame) % frameCount - 1;
+        const double frames = static_cast<double>(info.timestamp - member.time) / frameTime;
+        member.dropped += std::max(0, static_cast<int>(frames + 0.5) - 1);
         member.longest = std::max(member.longest, now - member.since);
     }
-    member.frame = info.frameId;
+    member.time = info.timestamp;
     member.since = now;
     ++member.shown;
 }
@@ -65,7 +68,8 @@ int Run(const std::string& path, int playerCount, int seconds) {
         members.push_back(std::make_unique<Member>(plugin, renderThread, path));
         plugin->JoinPlayerClock(clock, members.back()->player.Id());
     }
-    const std::uint32_t frameCount = members.front()->player.FileInfo().frameCount;
+    const NimbFileInfo file = members.front()->player.FileInfo();
+    const double frameTime = static_cast<double>(file.duration) / file.frameCount;
     plugin->PlayPlayerClock(clock);
 
     std::int64_t ticks = 0, agreeing = 0;
@@ -77,12 +81,13 @@ int Run(const std::string& path, int playerCount, int seconds) {
             }
         });
         for (const auto& member : members) {
-            Look(*member, frameCount);
+            Look(*member, frameTime);
         }
+        if (std::getenv("DBG")) for (const auto& m : members) std::fprintf(stderr, "%.1f%c", static_cast<double>(m->time) / 1e4, m == members.back() ? '\n' : ' ');
         if (members.back()->shown > 0) {
             ++ticks;
             agreeing += std::all_of(members.begin(), members.end(),
-                                    [&](const auto& member) { return member->frame == members.front()->frame; })
+                                    [&](const auto& member) { return member->time == members.front()->time; })
                             ? 1
                             : 0;
         }

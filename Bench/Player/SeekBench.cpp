@@ -113,6 +113,38 @@ void Drag(Subject& subject, std::int64_t frameCount, std::uint32_t options, cons
                 hasEnded && end.frame == target ? "and the last one is shown" : "and the last one is NOT shown");
 }
 
+/// The longest time between two frames where a loop begins again, and elsewhere. `first`: where the loop begins;
+/// `length`: of a range in frames, 0 where the player begins with a new timeline. From `start` on, so often around.
+void Loop(Subject& subject, std::int64_t first, std::int64_t length, std::int64_t start, int rounds, const char* name) {
+    NimbSeekEnd end{};
+    const auto now100ns = [&] { return subject.ThePlayer().FrameInfo().timestamp; };
+    const auto frameTime = static_cast<double>(subject.ThePlayer().FileInfo().duration) /
+                           static_cast<double>(subject.ThePlayer().FileInfo().frameCount);
+    subject.Await(subject.ThePlayer().Seek(start, 0), &end);
+    double seam = 0, elsewhere = 0;
+    std::int64_t last = now100ns(), frame = start;
+    Clock::time_point since = Clock::now();
+    const Clock::time_point giveUp = since + c_Patience;
+    while (rounds > 0 && Clock::now() < giveUp) {
+        subject.Event();
+        const std::int64_t time = now100ns();
+        if (time != last) {
+            const Clock::time_point now = Clock::now();
+            const double gap = std::chrono::duration<double, std::milli>(now - since).count();
+            frame += time > last ? static_cast<std::int64_t>(static_cast<double>(time - last) / frameTime + 0.5) : 0;
+            const bool isNewRound = length == 0 ? time < last : frame >= first + length;
+            frame = isNewRound ? first : frame;
+            rounds -= isNewRound ? 1 : 0;
+            double& longest = isNewRound ? seam : elsewhere;
+            longest = std::max(longest, gap);
+            last = time;
+            since = now;
+        }
+        std::this_thread::sleep_for(c_EventInterval);
+    }
+    std::printf("| %s | %.1f | %.1f |%s\n", name, seam, elsewhere, rounds > 0 ? " it does not come round" : "");
+}
+
 int Run(const std::string& path, int requests) {
     const PluginLibrary plugin(NIMB_PLUGIN_FILE);
     RenderThread renderThread(MakeSurfacelessContext);
@@ -191,6 +223,19 @@ int Run(const std::string& path, int requests) {
     std::printf("\n%d requests: %d wrong, %d lost, %d ended twice, %d failed\n", requests, wrong, lost, subject.doubles,
                 failed);
 
+    std::printf("\nLongest gap in a loop, milliseconds\n\n| | where it begins again | elsewhere |\n|---|---|---|\n");
+    player.SetPlayRange(0, -1, false);
+    for (int round = 0; round < 5; ++round) {
+        Loop(subject, 0, 0, frameCount - 10, 1, "autoLoop");
+    }
+    const auto range = [&](std::int64_t first, std::int64_t last, std::int64_t start, const char* name) {
+        player.SetPlayRange(first, last, true);
+        Loop(subject, first, last - first + 1, start, 5, name);
+    };
+    range(0, frameCount - 1, frameCount - 10, "the whole clip as a range");
+    range(frameCount / 3, frameCount / 2, frameCount / 3, "the third to the half");
+    range(frameCount / 2, frameCount * 3 / 4, frameCount / 2, "the half to three quarters");
+    range(frameCount * 2 / 3 - 1, frameCount - 1, frameCount * 2 / 3 - 1, "two thirds, less one frame, to the end");
     player.SetPlayRange(0, -1, false);
     Drag(subject, frameCount, 0, "to the frames themselves");
     Drag(subject, frameCount, NimbSeekOption_NearestKey, "to the nearest key pictures");
