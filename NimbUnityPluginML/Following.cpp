@@ -4,6 +4,7 @@
 #include "NimbUnityPluginML/QuorObject.h"
 #include "NimbUnityPluginML/Times.h"
 
+#include <algorithm>
 #include <memory>
 
 namespace Nimb::Plugin {
@@ -56,9 +57,17 @@ void QuorObject::HoldNobodyBack() {
 /// The frame that is shown already belongs at its time in the file, and what is on the surface comes after it.
 void QuorObject::MoveInStep(std::int64_t frame) {
     const std::int64_t before = m_pace.Origin();
-    const std::int64_t moved = WrappingSubtract(m_pace.Set(m_shownTime, m_frameIndex->TimeOf(frame)), before);
-    for (std::int64_t& position : m_surfacePositions) {
-        position = position != Pace::c_DueAtOnce ? WrappingAdd(position, moved) : position;
+    const std::int64_t origin = m_pace.Set(m_shownTime, m_frameIndex->TimeOf(frame));
+    m_surface.Move(WrappingSubtract(origin, before), Pace::c_DueAtOnce);
+}
+
+static_assert(SurfacePictures::c_NoPosition == SharedClock::c_HoldsNobodyBack);
+
+/// Tells the clock how far the player has both pictures and meshes.
+void QuorObject::ReportReady() {
+    const std::shared_ptr<SharedClock> shared = m_pace.Clock();
+    if (shared != nullptr && m_pace.IsInStep()) {
+        shared->NoteReady(m_id, std::min(m_surface.LastAnnounced(), m_pace.PositionOf(m_newestMesh)));
     }
 }
 

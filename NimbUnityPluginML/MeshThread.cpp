@@ -15,7 +15,7 @@ void QuorObject::MeshThreadFunc(UINT32 vertexFormat) {
         task();
         task = nullptr;  // lets go of the sample before the next wait
     }
-    m_framesAvailable = 0;
+    m_surface.Forget();
     ClearMeshFrames();
     m_textureCopy.CleanupGraphicsResources();
     NIMB_LOG_INFO("[%i] mesh thread exiting", m_id);
@@ -27,6 +27,8 @@ void QuorObject::DecodeSample(const std::vector<BYTE>& sample, std::int64_t time
         if (std::shared_ptr<MeshFrame> frame = ReadMeshFrame(sample, timeStamp, ticket)) {
             frame->m_clipFrame = clipFrame;
             m_meshFrames.Push(std::move(frame), ticket);
+            m_newestMesh = timeStamp / 1000;
+            ReportReady();
             return;
         }
     } catch (const std::bad_alloc&) {

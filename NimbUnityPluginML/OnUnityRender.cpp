@@ -8,20 +8,6 @@
 #include <utility>
 
 namespace Nimb::Plugin {
-namespace {
-
-/// Takes one off the counter unless it is 0.
-bool TakeOne(std::atomic<std::uint32_t>& counter) {
-    std::uint32_t value = counter;
-    while (value != 0) {
-        if (counter.compare_exchange_weak(value, value - 1)) {
-            return true;
-        }
-    }
-    return false;
-}
-
-}  // namespace
 
 /// A frame acquired from the codec, given back at the end of the event.
 class QuorObject::AcquiredFrame {
@@ -125,27 +111,15 @@ void QuorObject::Render(EGLContext unityContext, std::int64_t position) {
 /// How many of the pictures on the surface are to be taken from it by this event; the last one of them is shown. By the
 /// player's own pace it is the next one, since they come when they are due.
 int QuorObject::CountDue(std::int64_t position) {
-    const auto available = static_cast<int>(m_framesAvailable);
-    if (position == Pace::c_EverythingIsDue || m_seekPhase == SeekPhase::Released) {
-        return std::min(available, 1);
-    }
-    int due = 0;
-    for (; due < available; ++due) {
-        const auto index = static_cast<std::size_t>(due);
-        if (index < m_surfacePositions.size() && m_surfacePositions[index] > position) {
-            break;
-        }
-    }
-    return due;
+    return position == Pace::c_EverythingIsDue || m_seekPhase == SeekPhase::Released
+               ? static_cast<int>(std::min(m_surface.Available(), 1u))
+               : m_surface.CountDue(position);
 }
 
 /// Takes the next picture from the surface, and notes its number. Empty when the platform refuses.
 std::optional<QuorObject::AcquiredFrame> QuorObject::TakePicture() {
-    if (!TakeOne(m_framesAvailable)) {
+    if (!m_surface.TakeOne()) {
         return std::nullopt;  // the file is being closed
-    }
-    if (!m_surfacePositions.empty()) {
-        m_surfacePositions.pop_front();
     }
     std::optional<AcquiredFrame> acquired(std::in_place, m_renderCodec);
     if (!*acquired) {

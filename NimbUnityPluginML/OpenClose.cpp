@@ -181,8 +181,8 @@ bool QuorObject::ConfigureVideoTrack(MLHandle format, std::size_t index, const c
     MLMediaCodecCallbacks callbacks{};
     callbacks.on_frame_available = [](MLHandle, void* userData) {
         if (userData != nullptr) {
-            ++static_cast<QuorObject*>(userData)->m_framesAvailable;
-            ++static_cast<QuorObject*>(userData)->m_picturesAnnounced;
+            static_cast<QuorObject*>(userData)->m_surface.NoteAnnounced();
+            static_cast<QuorObject*>(userData)->ReportReady();
         }
     };
     if ((result = MLMediaCodecSetCallbacks(codec, &callbacks, this)) != MLResult_Ok) {
@@ -209,12 +209,10 @@ bool QuorObject::ConfigureVideoTrack(MLHandle format, std::size_t index, const c
     m_feed = {};
     m_isPipelineWhole = true;
     m_soundStart = c_NoSoundStart;
-    m_picturesReleased = 0;
-    m_picturesAnnounced = 0;
+    m_surface.Reset();
     const MutexLock lock(m_renderMutex);
     m_textureFrameNumber = -1;
     m_numberOffset = 0;
-    m_surfacePositions.clear();
     m_renderCodec = codec;
     return true;
 }
@@ -286,7 +284,7 @@ void QuorObject::ReleaseMedia() {
         const MutexLock lock(m_rangeMutex);
         m_range = {};
     }
-    m_framesAvailable = 0;
+    m_surface.Forget();
     m_meshFrames.BeginFile();  // meshes that are still being decoded no longer belong to anything
     ClearMeshFrames();
 }

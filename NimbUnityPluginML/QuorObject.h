@@ -32,6 +32,7 @@
 #include "NimbUnityPluginML/PictureQueue.h"
 #include "NimbUnityPluginML/PlaybackClock.h"
 #include "NimbUnityPluginML/SeekTickets.h"
+#include "NimbUnityPluginML/SurfacePictures.h"
 #include "NimbUnityPluginML/TextureCopy.h"
 #include "NimbUnityPluginML/Worker.h"
 
@@ -186,6 +187,7 @@ private:
     bool IsInterrupted() const { return IsAbandoned(m_playbackWorker) || m_seekPhase == SeekPhase::Requested; }
     void LeaveStep();
     void HoldNobodyBack();
+    void ReportReady();
     void MoveInStep(std::int64_t frame) NIMB_REQUIRES(m_renderMutex);
     void NoteReleased(std::int64_t time) NIMB_REQUIRES(m_renderMutex);
     bool ReleaseTarget(const PictureQueue::Picture& picture);
@@ -291,9 +293,9 @@ private:
     std::atomic<bool> m_computeNormals{true};
     std::atomic<bool> m_abandon{false};  // Rewind or Close waits for the workers: give up what you wait for
     std::atomic<bool> m_isPausedByClock{false};
+    std::atomic<std::int64_t> m_newestMesh{0};  // its time, microseconds
     static constexpr std::int64_t c_NoPictureAwaited = 0;
     std::atomic<std::int64_t> m_pictureAwaitedSince{c_NoPictureAwaited};  // monotonic nanoseconds, see IsPictureOverdue
-    std::atomic<std::uint32_t> m_framesAvailable{0};                      // rendered texture frames not yet taken
 
     // Locked by themselves.
     PlaybackClock m_clock;
@@ -302,6 +304,7 @@ private:
     ConcurrentQueue m_meshTasks;
     SeekTickets m_seeks;
     PictureQueue m_pictures;
+    SurfacePictures m_surface;
 
     // Seeking. The phase is changed under the render mutex, so that no render event shows a frame after a request.
     std::atomic<SeekPhase> m_seekPhase{SeekPhase::None};
@@ -311,9 +314,7 @@ private:
     std::atomic<std::int64_t> m_stepFrom{-1};    // the frame asked for or shown last
     std::atomic<bool> m_isPipelineWhole{true};   // codec and mesh reader have had all samples up to Feed::next
     std::atomic<std::uint32_t> m_flushes{0};     // counts what makes output void that was taken before
-    std::atomic<std::uint64_t> m_picturesReleased{0};   // to the surface, since the codec was made
-    std::atomic<std::uint64_t> m_picturesAnnounced{0};  // by the codec, of these
-    std::atomic<std::uint32_t> m_soundEpoch{0};         // counts requests taken up: sound from before one is not played
+    std::atomic<std::uint32_t> m_soundEpoch{0};  // counts requests taken up: sound from before one is not played
     static constexpr std::int64_t c_NoSoundStart = INT64_MIN;
     std::atomic<std::int64_t> m_soundStart{c_NoSoundStart};  // decoded sound before this scaled time is not played
     Mutex m_rangeMutex;
@@ -345,8 +346,6 @@ private:
     static constexpr std::int64_t c_NoAnchor = -1;
     /// The number of the mesh that belongs to the frame acquired next.
     std::int64_t m_anchor NIMB_GUARDED_BY(m_renderMutex) = c_NoAnchor;
-    /// When the pictures on the surface are due, by the shared clock.
-    std::deque<std::int64_t> m_surfacePositions NIMB_GUARDED_BY(m_renderMutex);
     bool m_isDrainCertain NIMB_GUARDED_BY(m_renderMutex) = true;        // all that was released had been announced
     std::int64_t m_surfaceDeadline NIMB_GUARDED_BY(m_renderMutex) = 0;  // monotonic nanoseconds
     int m_seekTries NIMB_GUARDED_BY(m_renderMutex) = 0;

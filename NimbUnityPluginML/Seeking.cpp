@@ -268,7 +268,7 @@ bool QuorObject::ReleaseRestart(const PictureQueue::Picture& picture) {
         if (m_seekPhase != SeekPhase::None || !IsRunning()) {
             return false;
         }
-        const bool isEmpty = m_framesAvailable == 0 && m_picturesAnnounced >= m_picturesReleased;
+        const bool isEmpty = m_surface.Available() == 0 && m_surface.IsAllAnnounced();
         if (isEmpty || MonotonicNanoseconds() > deadline) {
             m_anchor = isEmpty ? picture.meshNumber : c_NoAnchor;
             NoteReleased(picture.timeUs);
@@ -279,23 +279,14 @@ bool QuorObject::ReleaseRestart(const PictureQueue::Picture& picture) {
 
 /// A picture goes to the surface.
 void QuorObject::NoteReleased(std::int64_t time) {
-    constexpr std::size_t most = 64;  // some platforms lose pictures at a flush
-    ++m_picturesReleased;
-    const std::int64_t position = m_pace.PositionOf(time);
-    m_surfacePositions.push_back(position);
-    if (const std::shared_ptr<SharedClock> shared = m_pace.Clock(); shared != nullptr && m_pace.IsInStep()) {
-        shared->NoteReady(m_id, position);
-    }
-    if (m_surfacePositions.size() > most) {
-        m_surfacePositions.pop_front();
-    }
+    m_surface.NoteReleased(m_pace.PositionOf(time));
 }
 
 // ---- Render thread ----
 
 /// Throws away what was released before the request.
 void QuorObject::DrainSurface() {
-    const bool isQuiet = m_picturesAnnounced >= m_picturesReleased || MonotonicNanoseconds() >= m_surfaceDeadline;
+    const bool isQuiet = m_surface.IsAllAnnounced() || MonotonicNanoseconds() >= m_surfaceDeadline;
     // Twice in a row, since once may be the platform's mood.
     for (int refusals = 0; refusals < 2;) {
         MLHandle frame = ML_INVALID_HANDLE;
@@ -305,11 +296,9 @@ void QuorObject::DrainSurface() {
             ++refusals;
         }
     }
-    m_framesAvailable = 0;
-    m_surfacePositions.clear();
+    m_surface.DropAvailable();
     if (isQuiet && m_seekPhase != SeekPhase::Requested) {
-        m_isDrainCertain = m_picturesAnnounced >= m_picturesReleased;
-        m_picturesAnnounced = m_picturesReleased.load();
+        m_isDrainCertain = m_surface.NoteDrained();
         m_surfaceEmpty = true;
     }
 }

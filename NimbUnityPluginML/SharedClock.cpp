@@ -154,7 +154,8 @@ std::int64_t SharedClock::Until(std::int64_t position, std::int64_t now) {
 }
 
 std::int64_t SharedClock::BeginEvent(int player, std::int64_t now) {
-    constexpr std::int64_t weight = 4;  // of what was, against what is new
+    constexpr std::int64_t weight = 4;        // of what was, against what is new
+    constexpr std::int64_t margin = 1000000;  // nanoseconds: threads wait that long for a processor
     const MutexLock lock(m_mutex);
     Settle(now);
     const auto found = m_members.find(player);
@@ -163,10 +164,11 @@ std::int64_t SharedClock::BeginEvent(int player, std::int64_t now) {
     }
     Member& member = found->second;
     member.idleBefore += (now - m_lastEventEnd - member.idleBefore) / weight;
-    const bool isFirst = std::all_of(m_members.begin(), m_members.end(), [&](const auto& other) {
-        return other.first == player || other.second.idleBefore < member.idleBefore;
-    });
-    if (isFirst || member.tick == m_tick) {
+    const auto first = m_members.find(m_firstPlayer);
+    if (first == m_members.end() || member.idleBefore > 2 * first->second.idleBefore + margin) {
+        m_firstPlayer = player;
+    }
+    if (player == m_firstPlayer || member.tick == m_tick) {
         ++m_tick;
         m_tickPosition = TickPositionLocked(now);
     }
@@ -177,9 +179,15 @@ std::int64_t SharedClock::BeginEvent(int player, std::int64_t now) {
 std::int64_t SharedClock::TickPositionLocked(std::int64_t now) const {
     const std::int64_t position = PositionLocked(now);
     const auto slip = static_cast<std::int64_t>(static_cast<double>(c_Slip) * static_cast<double>(m_speed));
+    std::int64_t foremost = INT64_MIN;
+    for (const auto& [player, member] : m_members) {
+        if (member.ready != c_HoldsNobodyBack) {
+            foremost = std::max(foremost, std::min(member.ready, position));
+        }
+    }
     std::int64_t common = position;
     for (const auto& [player, member] : m_members) {
-        if (member.ready >= position - slip) {
+        if (member.ready >= foremost - slip) {
             common = std::min(common, member.ready);
         }
     }

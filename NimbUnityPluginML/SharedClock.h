@@ -9,7 +9,8 @@
 //     longest, on the average, as between two engine frames; and when a player comes that had its event already.
 //
 //   - A tick's position is no later than what all players have on their surfaces, but for those that are further behind
-//     than c_Slip: they drop pictures, and the others do not wait for them.
+//     the foremost one than c_Slip: they drop pictures, and the others do not wait for them. When the machine cannot
+//     keep up, all are late together.
 //
 // Positions are microseconds of the players' files. Times are those of MonotonicNanoseconds, and are handed in.
 #pragma once
@@ -28,8 +29,8 @@ public:
     /// How long the clock waits for players to arrive, nanoseconds.
     static constexpr std::int64_t c_Patience = 2000000000;
 
-    /// How far, in microseconds of real time, a late player may hold back the others.
-    static constexpr std::int64_t c_Slip = 100000;
+    /// How far, in microseconds of real time, a player may be behind the foremost one and hold back the others.
+    static constexpr std::int64_t c_Slip = 150000;
 
     struct Reading {
         std::int64_t position;
@@ -110,7 +111,9 @@ private:
     // Where it was, and when, at the last change.
     std::int64_t m_basePosition NIMB_GUARDED_BY(m_mutex) = 0;
     std::int64_t m_baseTime NIMB_GUARDED_BY(m_mutex) = 0;
+    // Ticks. The first player is the one whose event begins an engine frame.
     std::uint64_t m_tick NIMB_GUARDED_BY(m_mutex) = 0;
+    int m_firstPlayer NIMB_GUARDED_BY(m_mutex) = -1;
     std::int64_t m_lastEventEnd NIMB_GUARDED_BY(m_mutex) = 0;
     std::int64_t m_tickPosition NIMB_GUARDED_BY(m_mutex) = 0;
 };

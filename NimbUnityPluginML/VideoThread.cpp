@@ -127,7 +127,7 @@ void QuorObject::StartPaceAt(const PictureQueue::Picture& picture) {
 /// pictures wait for render events or for their time.
 bool QuorObject::IsPictureOverdue() const {
     const std::int64_t since = m_pictureAwaitedSince;
-    return IsRunning() && m_framesAvailable == 0 && since != c_NoPictureAwaited &&
+    return IsRunning() && m_surface.Available() == 0 && since != c_NoPictureAwaited &&
            MonotonicNanoseconds() - since >= c_Patience;
 }
 

@@ -83,8 +83,7 @@ int Run(const std::string& path, int playerCount, int seconds) {
         for (const auto& member : members) {
             Look(*member, frameTime);
         }
-        if (std::getenv("DBG")) for (const auto& m : members) std::fprintf(stderr, "%.1f%c", static_cast<double>(m->time) / 1e4, m == members.back() ? '\n' : ' ');
-        if (members.back()->shown > 0) {
+        if (std::all_of(members.begin(), members.end(), [](const auto& member) { return member->shown > 0; })) {
             ++ticks;
             agreeing += std::all_of(members.begin(), members.end(),
                                     [&](const auto& member) { return member->time == members.front()->time; })

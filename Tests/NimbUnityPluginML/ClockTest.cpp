@@ -84,12 +84,12 @@ TEST(SharedClockTest, AllShowWhatAllHaveButForStragglers) {
     clock.NoteReady(1, 1000000);
     clock.NoteReady(2, 30000);
     EXPECT_EQ(position(25), 25000);
-    EXPECT_EQ(position(130), 30000);
-    EXPECT_EQ(position(131), 131000);
-    clock.NoteReady(2, 99000);
-    EXPECT_EQ(position(150), 99000);
+    EXPECT_EQ(position(180), 30000);
+    EXPECT_EQ(position(181), 181000);
+    clock.NoteReady(1, 100000);  // both are late
+    EXPECT_EQ(position(300), 30000);
     clock.NoteReady(2, SharedClock::c_HoldsNobodyBack);
-    EXPECT_EQ(position(151), 151000);
+    EXPECT_EQ(position(301), 100000);
 }
 
 constexpr std::int64_t c_Interval = 20;  // milliseconds between frames
