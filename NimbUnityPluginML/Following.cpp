@@ -27,7 +27,8 @@ void QuorObject::Follow(const std::shared_ptr<SharedClock>& clock) {
 
 /// To the frame that is shown at this position. Returns a ticket, 0 when the player cannot go there.
 std::int64_t QuorObject::SeekInStep(std::int64_t position, std::uint32_t options) {
-    return m_frameIndex != nullptr ? BeginSeek(m_frameIndex->FrameAt(position), options, true) : 0;
+    const bool hasPictures = m_frameIndex != nullptr && m_videoCodec != ML_INVALID_HANDLE;
+    return hasPictures ? BeginSeek(m_frameIndex->FrameAt(position), options, true) : 0;
 }
 
 void QuorObject::PlayInStep() {
