@@ -10,7 +10,7 @@ namespace Nimb::Plugin {
 namespace {
 
 /// How long a wait for an input buffer lasts before the thread looks whether it is wanted elsewhere, microseconds.
-constexpr std::int64_t c_LookAroundUs = 10000;
+constexpr std::int64_t c_LookAroundUs = 4000;
 
 /// How long the thread rests when there is no memory for a sample, before it is tried again.
 constexpr std::chrono::milliseconds c_MemoryRest{50};

@@ -45,7 +45,7 @@ void QuorObject::TakeUpSeek() {
         }
         m_seekPhase = SeekPhase::Planned;
         m_anchor = c_NoAnchor;
-        m_surfaceEmpty = false;
+        m_surfaceEmpty = m_surface.Available() == 0 && m_surface.IsAllAnnounced();
         m_surfaceDeadline = MonotonicNanoseconds() + c_SurfacePatience;
         frame = m_seeks.Frame();
     }

@@ -111,7 +111,7 @@ void QuorObject::FollowState(Worker& worker) {
 /// that FlushForSeek gets the mutex.
 MLResult QuorObject::TakeOutput(MLHandle codec, Mutex& takeMutex, MLMediaCodecBufferInfo* pInfo, std::int64_t* pIndex,
                                 std::uint32_t* pFlushes) {
-    constexpr std::int64_t lookAroundUs = 5000;
+    constexpr std::int64_t lookAroundUs = 3000;
     if (m_frameIndex == nullptr) {
         *pFlushes = m_flushes;
         return MLMediaCodecDequeueOutputBuffer(codec, pInfo, c_NoTimeout, pIndex);
