@@ -5,6 +5,7 @@
 #include "NimbUnityPluginML/Times.h"
 
 #include <algorithm>
+#include <climits>
 #include <utility>
 
 namespace Nimb::Plugin {
@@ -40,18 +41,18 @@ private:
 void QuorObject::OnUnityRender(EGLContext unityContext) {
     const std::shared_ptr<SharedClock> shared = m_pace.Clock();
     if (shared == nullptr) {
-        return Render(unityContext, Pace::c_EverythingIsDue);
+        return Render(unityContext, MonotonicNanoseconds() / 1000, 1);
     }
     struct End {
         SharedClock& clock;
         ~End() { clock.EndEvent(MonotonicNanoseconds()); }
     };
     const End end{*shared};
-    Render(unityContext, shared->BeginEvent(m_id, MonotonicNanoseconds()));
+    Render(unityContext, shared->BeginEvent(m_id, MonotonicNanoseconds()), INT_MAX);
 }
 
-/// `position`: of a shared clock.
-void QuorObject::Render(EGLContext unityContext, std::int64_t position) {
+/// Shows the last picture that is due at a position, but takes no more than `most` from the surface.
+void QuorObject::Render(EGLContext unityContext, std::int64_t position, int most) {
     if (!m_textureCopy.IsInitialized()) {
         m_textureCopy.InitializeGraphicsResources(unityContext);
     }
@@ -68,7 +69,9 @@ void QuorObject::Render(EGLContext unityContext, std::int64_t position) {
         DrainSurface();
         return;
     }
-    const int due = CountDue(position);
+    const bool isTarget = m_seekPhase == SeekPhase::Released;
+    const int due =
+        isTarget ? static_cast<int>(std::min(m_surface.Available(), 1u)) : std::min(m_surface.CountDue(position), most);
     if (due == 0) {
         m_meshFrames.DropPassed(m_textureFrameNumber);  // meshes that came too late for their textures
         return;
@@ -106,14 +109,6 @@ void QuorObject::Render(EGLContext unityContext, std::int64_t position) {
                          static_cast<long>(textureFrameNumber), static_cast<long>(matched.frame->m_frameNumber),
                          static_cast<int>(matched.queued));
     }
-}
-
-/// How many of the pictures on the surface are to be taken from it by this event; the last one of them is shown. By the
-/// player's own pace it is the next one, since they come when they are due.
-int QuorObject::CountDue(std::int64_t position) {
-    return position == Pace::c_EverythingIsDue || m_seekPhase == SeekPhase::Released
-               ? static_cast<int>(std::min(m_surface.Available(), 1u))
-               : m_surface.CountDue(position);
 }
 
 /// Takes the next picture from the surface, and notes its number. Empty when the platform refuses.

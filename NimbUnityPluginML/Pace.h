@@ -23,7 +23,6 @@ public:
     /// longer than threads wait for a processor, shorter than two frames of most files.
     static constexpr std::int64_t c_Lead = 50000000;
     static constexpr std::int64_t c_DueAtOnce = INT64_MIN;
-    static constexpr std::int64_t c_EverythingIsDue = INT64_MAX;
     static constexpr std::int64_t c_NoFileTime = -1;
 
     /// Null: none. The next picture sets the origin.
@@ -91,20 +90,26 @@ public:
     }
 
     /// Nanoseconds until a picture with this time is to go to the surface, below 0 if it is late. The origin is set.
-    std::int64_t Delay(std::int64_t timeUs) {
+    /// `lead`: how much earlier than it is due, by the player's own pace; by a shared clock it is c_Lead.
+    std::int64_t Delay(std::int64_t timeUs, std::int64_t lead) {
         const MutexLock lock(m_mutex);
         const std::int64_t now = MonotonicNanoseconds();
         if (m_clock == nullptr) {
-            return WrappingSubtract(WrappingAdd(m_origin, MicrosecondsToNanoseconds(timeUs)), now);
+            const std::int64_t origin = WrappingSubtract(m_origin, lead);
+            return WrappingSubtract(WrappingAdd(origin, MicrosecondsToNanoseconds(timeUs)), now);
         }
         const std::int64_t wait = m_clock->Until(WrappingAdd(m_origin, timeUs), now);
         return wait < INT64_MIN + c_Lead ? wait : wait - c_Lead;
     }
 
-    /// Of the shared clock, from which on render events show a picture with this time.
+    /// From which position on render events show a picture with this time: of the shared clock, or microseconds of the
+    /// monotonic one.
     std::int64_t PositionOf(std::int64_t timeUs) {
         const MutexLock lock(m_mutex);
-        return m_clock != nullptr && m_isSet ? WrappingAdd(m_origin, timeUs) : c_DueAtOnce;
+        if (!m_isSet) {
+            return c_DueAtOnce;
+        }
+        return WrappingAdd(m_clock != nullptr ? m_origin : m_origin / 1000, timeUs);
     }
 
     /// The time on the timeline that a running shared clock has come to; c_DueAtOnce without one.

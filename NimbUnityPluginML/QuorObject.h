@@ -189,7 +189,7 @@ private:
     void HoldNobodyBack();
     void ReportReady();
     void MoveInStep(std::int64_t frame) NIMB_REQUIRES(m_renderMutex);
-    void NoteReleased(std::int64_t time) NIMB_REQUIRES(m_renderMutex);
+    void NoteReleased(const PictureQueue::Picture& picture) NIMB_REQUIRES(m_renderMutex);
     bool ReleaseTarget(const PictureQueue::Picture& picture);
     bool ReleaseRestart(const PictureQueue::Picture& picture);
     void DrainSurface() NIMB_REQUIRES(m_renderMutex);
@@ -247,6 +247,7 @@ private:
     bool TakeVideoOutput();
     Verdict AwaitShow(const PictureInHand& inHand);
     bool PaceVideo(const PictureQueue::Picture& picture);
+    std::int64_t LeadOf(const PictureQueue::Picture& picture);
     void StartPaceAt(const PictureQueue::Picture& picture);
     bool IsPictureOverdue() const;
     void DeferOverduePicture();
@@ -261,8 +262,7 @@ private:
 
     // Render thread.
     class AcquiredFrame;
-    void Render(EGLContext unityContext, std::int64_t position);
-    int CountDue(std::int64_t position) NIMB_REQUIRES(m_renderMutex);
+    void Render(EGLContext unityContext, std::int64_t position, int most);
     std::optional<AcquiredFrame> TakePicture() NIMB_REQUIRES(m_renderMutex);
     void ShowFrame(MLHandle nativeBuffer, const FrameQueue::Matched& matched) NIMB_REQUIRES(m_renderMutex);
 

@@ -226,7 +226,7 @@ QuorObject::Verdict QuorObject::AwaitShow(const PictureInHand& inHand) {
         const bool isDue = PaceVideo(picture);
         const MutexLock lock(m_renderMutex);
         if (m_seekPhase == SeekPhase::None && (isDue || m_frameIndex == nullptr)) {
-            NoteReleased(picture.timeUs);
+            NoteReleased(picture);
             return Verdict::Render;
         }
     }
@@ -256,13 +256,15 @@ bool QuorObject::ReleaseTarget(const PictureQueue::Picture& picture) {
     StartPaceAt(picture);
     m_anchor = picture.meshNumber;
     m_seekPhase = SeekPhase::Released;
-    NoteReleased(picture.timeUs);
+    NoteReleased(picture);
     return true;
 }
 
 /// The same for the first frame of a range, when those before it have been taken from the surface. If render events do
-/// not come for that, playback goes on without them, and numbers stay tied as they are.
+/// not come for that, playback goes on without them, and numbers stay tied as they are; but not where pictures were
+/// passed, which the codec may have counted.
 bool QuorObject::ReleaseRestart(const PictureQueue::Picture& picture) {
+    const bool needsAnchor = m_frameIndex->KeyPicture(picture.frame) != picture.frame;
     const std::int64_t deadline = MonotonicNanoseconds() + c_SurfacePatience;
     for (;; std::this_thread::sleep_for(c_Look)) {
         if (IsAbandoned(m_videoWorker)) {
@@ -272,18 +274,20 @@ bool QuorObject::ReleaseRestart(const PictureQueue::Picture& picture) {
         if (m_seekPhase != SeekPhase::None || !IsRunning()) {
             return false;
         }
-        const bool isEmpty = m_surface.Available() == 0 && m_surface.IsAllAnnounced();
-        if (isEmpty || MonotonicNanoseconds() > deadline) {
+        const bool isLate = MonotonicNanoseconds() > deadline;
+        const bool isEmpty = m_surface.Available() == 0 && (m_surface.IsAllAnnounced() || isLate);
+        if (isEmpty || (isLate && !needsAnchor)) {
             m_anchor = isEmpty ? picture.meshNumber : c_NoAnchor;
-            NoteReleased(picture.timeUs);
+            NoteReleased(picture);
             return true;
         }
     }
 }
 
-/// A picture goes to the surface.
-void QuorObject::NoteReleased(std::int64_t time) {
-    m_surface.NoteReleased(m_pace.PositionOf(time));
+/// A picture goes to the surface, where render events find when it is due, unless that is at once.
+void QuorObject::NoteReleased(const PictureQueue::Picture& picture) {
+    const bool isEarly = m_pace.Clock() != nullptr || LeadOf(picture) > 0;
+    m_surface.NoteReleased(isEarly ? m_pace.PositionOf(picture.timeUs) : Pace::c_DueAtOnce);
 }
 
 // ---- Render thread ----

@@ -95,7 +95,7 @@ bool QuorObject::PaceVideo(const PictureQueue::Picture& picture) {
     const bool isShared = m_pace.Clock() != nullptr;
     for (;;) {
         const bool isSet = m_pace.IsSet();
-        const std::int64_t delay = isSet ? m_pace.Delay(picture.timeUs) : 0;
+        const std::int64_t delay = isSet ? m_pace.Delay(picture.timeUs, LeadOf(picture)) : 0;
         const bool isHeld = isShared && delay == INT64_MAX;
         if (!isSet || (!isHeld && (delay > limit || delay < -limit))) {
             StartPaceAt(picture);
@@ -113,6 +113,17 @@ bool QuorObject::PaceVideo(const PictureQueue::Picture& picture) {
             return hasWaited;
         }
     }
+}
+
+/// How long before its moment a picture goes to the surface, nanoseconds. Before a range begins again with a picture
+/// that needs others, its last ones go there early, so that those others can be decoded while they are shown.
+std::int64_t QuorObject::LeadOf(const PictureQueue::Picture& picture) {
+    constexpr std::int64_t longest = 200000000;
+    constexpr std::int64_t most = 6;  // pictures on the surface; each has a mesh that waits, too
+    const PlayRange range = CurrentRange();
+    const bool isBeforeTurn = range.loop && picture.use == PictureQueue::Use::Show &&
+                              picture.frame > range.last - most && picture.frame <= range.last;
+    return isBeforeTurn && m_frameIndex->KeyPicture(range.first) != range.first ? longest : 0;
 }
 
 /// A picture is due now, or, in step with others, when its frame is.

@@ -33,7 +33,8 @@ const NimbSeekEnd& AwaitEnd(Playback& playback) {
 void CaptureFrames(Playback& playback, const std::vector<int>& wanted, const std::function<void(int)>& take,
                    const std::function<void(int, const std::string&)>& miss) {
     if (!playback.CanSeek()) {
-        throw Authoring::InputError(FindPlugin() + ": this plug-in cannot go to frames, as pictures and videos need it");
+        throw Authoring::InputError(FindPlugin() +
+                                    ": this plug-in cannot go to frames, as pictures and videos need it");
     }
     int previous = -1;
     for (const int number : wanted) {
