@@ -5,6 +5,7 @@
 #include "NimbUnityPluginML/Times.h"
 
 #include <cmath>
+#include <optional>
 #include <utility>
 
 namespace Nimb::Plugin {
@@ -19,6 +20,29 @@ void ForEachPlayer(SharedClock& clock, Call&& call) {
         }
     }
 }
+
+/// The clock stands still while players are asked to go to a position.
+class Gathering {
+public:
+    Gathering(SharedClock& clock, std::int64_t position, bool isPlaying) : m_clock(clock) {
+        m_clock.BeginGathering(position, isPlaying);
+    }
+    ~Gathering() { m_clock.EndGathering(MonotonicNanoseconds()); }
+    Gathering(const Gathering&) = delete;
+    Gathering& operator=(const Gathering&) = delete;
+
+    /// Returns whether the player goes there.
+    bool Ask(int id, QuorObject& player, std::int64_t position, std::uint32_t options) {
+        const std::int64_t ticket = player.SeekInStep(position, options);
+        if (ticket != 0) {
+            m_clock.Expect(id, ticket);
+        }
+        return ticket != 0;
+    }
+
+private:
+    SharedClock& m_clock;
+};
 
 }  // namespace
 
@@ -74,23 +98,19 @@ bool PlayerClocks::Play(int clock) {
     if (found == nullptr) {
         return false;
     }
-    const std::int64_t now = MonotonicNanoseconds();
-    const SharedClock::Reading reading = found->Read(now);
+    const SharedClock::Reading reading = found->Read(MonotonicNanoseconds());
     // Those who are together go on without waiting for one that comes later.
+    std::optional<Gathering> gathering;
     if (!reading.isPlaying) {
-        found->BeginGathering(reading.position, true);
+        gathering.emplace(*found, reading.position, true);
     }
     ForEachPlayer(*found, [&](int id, QuorObject& player) {
-        const std::int64_t ticket = player.IsInStep() ? 0 : player.SeekInStep(reading.position, 0);
-        if (ticket == 0) {
+        const bool goesThere = !player.IsInStep() && (gathering ? gathering->Ask(id, player, reading.position, 0)
+                                                                : player.SeekInStep(reading.position, 0) != 0);
+        if (!goesThere) {
             player.PlayInStep();
-        } else if (!reading.isPlaying) {
-            found->Expect(id, ticket);
         }
     });
-    if (!reading.isPlaying) {
-        found->EndGathering(MonotonicNanoseconds());
-    }
     return true;
 }
 
@@ -111,15 +131,9 @@ int PlayerClocks::Seek(int clock, std::int64_t time, std::uint32_t options) {
     }
     const std::int64_t position = time / 10;
     int asked = 0;
-    found->BeginGathering(position, (options & NimbSeekOption_Pause) == 0);
-    ForEachPlayer(*found, [&](int id, QuorObject& player) {
-        const std::int64_t ticket = player.SeekInStep(position, options);
-        if (ticket != 0) {
-            ++asked;
-            found->Expect(id, ticket);
-        }
-    });
-    found->EndGathering(MonotonicNanoseconds());
+    Gathering gathering(*found, position, (options & NimbSeekOption_Pause) == 0);
+    ForEachPlayer(*found,
+                  [&](int id, QuorObject& player) { asked += gathering.Ask(id, player, position, options) ? 1 : 0; });
     return asked;
 }
 

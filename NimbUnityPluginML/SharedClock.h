@@ -1,13 +1,12 @@
 // A clock that several players go by, so that they show the same moment of their files at every render event.
 //
-// It knows a position in time, and nothing of what players do: they ask it when a picture is due. Two things keep them
-// together:
+// It knows a position in time, and nothing of what players do: they ask it when a picture is due. Three things keep
+// them together:
 //   - After the clock has gone somewhere it stands still until all players have arrived there, or until c_Patience is
 //     over: one that takes longer catches up by dropping pictures, and the others do not wait for it.
 //   - Render events of one engine frame come one after another. They belong to one tick, and all see the position that
 //     the clock had at the first of them. A new tick begins with the player before whose events nothing happens for
 //     longest, on the average, as between two engine frames; and when a player comes that had its event already.
-//
 //   - A tick's position is no later than what all players have on their surfaces, but for those that are further behind
 //     the foremost one than c_Slip: they drop pictures, and the others do not wait for them. When the machine cannot
 //     keep up, all are late together.
@@ -54,8 +53,8 @@ public:
     /// `speed`: positive and finite.
     void SetSpeed(float speed, std::int64_t now);
 
-    /// Stands still at a position until End, while players are asked to go there one by one; each that has been is
-    /// told to Expect.
+    /// Stands still at a position until EndGathering, while players are asked to go there one by one; for each that has
+    /// been, Expect is called.
     void BeginGathering(std::int64_t position, bool isPlaying);
     void Expect(int player, std::int64_t ticket);
     /// From now on it waits for those who have not arrived.
