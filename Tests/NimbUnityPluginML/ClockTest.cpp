@@ -177,21 +177,18 @@ TEST_F(ClockTest, PlayersShowTheSameFrames) {
     EXPECT_GT(scene.agreeing, scene.ticks * 3 / 4);  // a busy machine lets threads wait longer than pictures are early
     scene.ExpectOrder();
 
-    // Paused in the middle of an engine frame: they still show one moment.
-    scene.actors[0].screen.Render();
+    // Paused when one has shown the next frame already: the others show it, too, and then they stand still.
+    const std::int64_t before = scene.actors[0].screen.Picture();
+    ASSERT_TRUE(scene.actors[0].screen.RenderUntil([&] { return scene.actors[0].screen.Picture() > before; }));
     ASSERT_EQ(PausePlayerClock(scene.clock), 1);
     const NimbClockInfo paused = scene.Info();
     EXPECT_EQ(paused.isPlaying, 0);
-    const std::int64_t frame = paused.time / 10000 / c_Interval;
+    const std::int64_t frame = scene.actors[0].screen.Picture();
     for (Scene::Actor& actor : scene.actors) {
         EXPECT_EQ(actor.player.State(), NimbState_Paused);
     }
-    for (int i = 0; i < 20; ++i) {
-        scene.Tick();
-    }
-    for (Scene::Actor& actor : scene.actors) {
-        EXPECT_LE(actor.screen.Picture(), frame);
-    }
+    EXPECT_TRUE(scene.TickUntil([&] { return scene.AllShow(scene.actors[0].screen.Picture()); }));
+    EXPECT_LE(scene.actors[0].screen.Picture(), paused.time / 10000 / c_Interval);
     EXPECT_EQ(scene.Info().time, paused.time);
 
     ASSERT_EQ(PlayPlayerClock(scene.clock), 1);
@@ -234,7 +231,9 @@ TEST_F(ClockTest, AllGoWhereTheClockGoes) {
 }
 
 TEST_F(ClockTest, WhoIsLateDropsPicturesAndTheOthersDoNotWait) {
-    Scene scene;
+    ClipOptions options = Clip();
+    options.audioSamples = 300;
+    Scene scene(options);
     Scene::Actor& late = scene.actors[2];
     ASSERT_EQ(PlayPlayerClock(scene.clock), 1);
     const auto othersTick = [&] {
@@ -250,6 +249,13 @@ TEST_F(ClockTest, WhoIsLateDropsPicturesAndTheOthersDoNotWait) {
             return scene.actors[3].screen.Picture() >= frame;
         });
     };
+    ASSERT_TRUE(WaitFor([&] {
+        othersTick();
+        return scene.Info().awaited == 1;
+    }));
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    const bool hasSound = !Fake::PlayedSound().empty();
+    EXPECT_TRUE(!hasSound || scene.Info().time > 0) << "sound before the clock has started";
     ASSERT_TRUE(othersUntil(10));  // after their patience
     EXPECT_EQ(scene.Info().awaited, 1u);
     EXPECT_TRUE(late.screen.shown.empty());
