@@ -1,5 +1,5 @@
-// Calls in any order at any moment, and the same for a long time. Longer: NIMB_SOAK_SEQUENCES, NIMB_SOAK_ROUNDS and
-// NIMB_SOAK_LOOPS say how many.
+// Calls in any order at any moment, and the same for a long time. Longer: NIMB_SOAK_SEQUENCES, NIMB_SOAK_SEEKS,
+// NIMB_SOAK_ROUNDS and NIMB_SOAK_LOOPS say how many.
 #include "Tests/NimbUnityPluginML/CallWatch.h"
 #include "Tests/NimbUnityPluginML/RealClips/Watcher.h"
 #include "Tests/Support/TestClip.h"
@@ -12,6 +12,7 @@
 #include <cstdlib>
 #include <fstream>
 #include <memory>
+#include <optional>
 #include <random>
 
 namespace ClipTest {
@@ -164,6 +165,70 @@ TEST_F(SoakTest, CallsInAnyOrderReturnSoonAndKeepPictureAndMeshTogether) {
     }
     std::printf("%d sequences, longest call %.0f ms (%s)\n", sequences, watch.Longest() * 1000,
                 watch.LongestName().c_str());
+}
+
+/// Requests for frames among everything else: each ends once, with its frame, and nothing is shown before that.
+TEST_F(SoakTest, EveryRequestEndsWithItsFrame) {
+    const int requests = FromEnvironment("NIMB_SOAK_SEEKS", 80);
+    constexpr int frameCount = 60;
+    const Nimb::EngineStandIn::PluginLibrary& plugin = m_Engine.plugin;
+    Player player(plugin, m_Engine.renderThread);
+    ASSERT_TRUE(player.Open(m_Clips[2], true));
+    player.CreateBuffers();
+    Watcher watcher(player);
+    std::mt19937 random(1);
+    const auto below = [&random](unsigned bound) { return static_cast<int>(random() % bound); };
+    std::int64_t last = 0;
+    for (int i = 0; i < requests && !HasFailure(); ++i) {
+        SCOPED_TRACE("request " + std::to_string(i));
+        switch (below(6)) {
+            case 0:
+                plugin->RewindQuorObject(player.Id());
+                break;
+            case 1:
+                ASSERT_TRUE(player.SetPlayRange(below(30), below(2) == 0 ? -1 : 30 + below(30), true));
+                plugin->PlayQuorObject(player.Id());
+                watcher.Pass(below(40));
+                break;
+            case 2:
+                plugin->PlayQuorObject(player.Id());
+                watcher.Pass(below(100));
+                break;
+            case 3:
+                if (below(4) == 0) {
+                    plugin->CloseQuorObject(player.Id());
+                    ASSERT_TRUE(player.Open(m_Clips[2], true));
+                    last = 0;
+                }
+                break;
+            default:
+                break;
+        }
+        plugin->PauseQuorObject(player.Id());
+        watcher.Pass(2);
+        const std::vector<int> before = watcher.Now().shown;
+        const int superseded = below(3);
+        for (int j = 0; j < superseded; ++j) {
+            player.Seek(below(frameCount), NimbSeekOption_Pause);
+        }
+        const std::int64_t ticket = player.Seek(below(frameCount), below(2) == 0 ? NimbSeekOption_Pause : 0);
+        std::optional<NimbSeekEnd> end;
+        ASSERT_TRUE(watcher.WaitFor([&](const Watcher::Seen&) {
+            while (const std::optional<NimbSeekEnd> taken = player.TakeSeekEnd()) {
+                EXPECT_GT(taken->ticket, last) << "ended twice, or out of order";
+                last = taken->ticket;
+                end = taken->ticket == ticket ? taken : end;
+            }
+            return end.has_value();
+        })) << "lost";
+        EXPECT_EQ(end->result, NimbSeekResult_Done);
+        const std::vector<int> after = watcher.Now().shown;
+        const std::vector<int> since(after.begin() + static_cast<std::ptrdiff_t>(before.size()), after.end());
+        const int frame = static_cast<int>(end->frame);
+        const bool wasShown = !before.empty() && before.back() == frame;
+        EXPECT_TRUE(wasShown || (!since.empty() && since.front() == frame)) << frame;
+    }
+    EXPECT_EQ(watcher.Now().mismatches, 0) << watcher.Now().firstMismatch;
 }
 
 TEST_F(SoakTest, MemoryStaysFlatOverRounds) {
