@@ -237,7 +237,7 @@ NIMB_API uint8_t PausePlayerClock(int clock);
  * options: each has a ticket of its own, whose end TakeSeekEnd tells, and the last one to end sets the clock going.
  * Returns how many players go there. Not those whose file has no index. */
 NIMB_API int SeekPlayerClock(int clock, int64_t time, uint32_t options);
-/* Above 0; 1 is normal. Takes effect without a jump; a player's own SetClockScale comes on top of it. */
+/* Above 0, at most 1000; 1 is normal. Takes effect without a jump; a player's own SetClockScale comes on top of it. */
 NIMB_API uint8_t SetPlayerClockSpeed(int clock, float speed);
 NIMB_API uint8_t GetPlayerClockInfo(int clock, NimbClockInfo* info);
 

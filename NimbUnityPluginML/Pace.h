@@ -116,8 +116,9 @@ public:
     std::int64_t PresentTime() {
         const MutexLock lock(m_mutex);
         const std::int64_t now = MonotonicNanoseconds();
-        return m_clock != nullptr && m_isSet && m_clock->IsMoving(now) ? m_clock->Position(now) - m_origin
-                                                                       : c_DueAtOnce;
+        return m_clock != nullptr && m_isSet && m_clock->IsMoving(now)
+                   ? WrappingSubtract(m_clock->Position(now), m_origin)
+                   : c_DueAtOnce;
     }
 
     /// Whether a shared clock stands still.

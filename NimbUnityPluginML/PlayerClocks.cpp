@@ -4,7 +4,6 @@
 #include "NimbUnityPluginML/PlayerRegistry.h"
 #include "NimbUnityPluginML/Times.h"
 
-#include <cmath>
 #include <optional>
 #include <utility>
 
@@ -138,8 +137,9 @@ int PlayerClocks::Seek(int clock, std::int64_t time, std::uint32_t options) {
 }
 
 bool PlayerClocks::SetSpeed(int clock, float speed) {
-    if (!std::isfinite(speed) || speed <= 0) {
-        NIMB_LOG_ERROR("a clock's speed must be above 0, not %f", static_cast<double>(speed));
+    constexpr float fastest = 1000;
+    if (!(speed > 0 && speed <= fastest)) {
+        NIMB_LOG_ERROR("a clock's speed must be above 0 and at most 1000, not %f", static_cast<double>(speed));
         return false;
     }
     const std::shared_ptr<SharedClock> found = Find(clock);

@@ -187,7 +187,7 @@ std::int64_t SharedClock::TickPositionLocked(std::int64_t now) const {
     }
     std::int64_t common = position;
     for (const auto& [player, member] : m_members) {
-        if (member.ready >= foremost - slip) {
+        if (foremost > INT64_MIN + slip && member.ready >= foremost - slip) {
             common = std::min(common, member.ready);
         }
     }

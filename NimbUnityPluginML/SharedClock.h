@@ -50,7 +50,7 @@ public:
 
     void Play(std::int64_t now);
     void Pause(std::int64_t now);
-    /// `speed`: positive and finite.
+    /// `speed`: above 0, at most 1000.
     void SetSpeed(float speed, std::int64_t now);
 
     /// Stands still at a position until EndGathering, while players are asked to go there one by one; for each that has

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "NimbUnityPluginML/Mutex.h"
+#include "NimbUnityPluginML/Times.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -106,7 +107,7 @@ public:
     void Move(std::int64_t distance, std::int64_t exempt) {
         const MutexLock lock(m_mutex);
         for (std::int64_t& position : m_positions) {
-            position += position != exempt ? distance : 0;
+            position = position != exempt ? WrappingAdd(position, distance) : position;
         }
         m_lastAnnounced = c_NoPosition;
     }

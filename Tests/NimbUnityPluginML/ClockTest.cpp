@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <limits>
 #include <random>
 
 namespace {
@@ -386,6 +387,8 @@ TEST_F(ClockTest, WhatThereIsNot) {
     EXPECT_EQ(JoinPlayerClock(clock, 12345), 0);
     EXPECT_EQ(SetPlayerClockSpeed(clock, 0), 0);
     EXPECT_EQ(SetPlayerClockSpeed(clock, -1), 0);
+    EXPECT_EQ(SetPlayerClockSpeed(clock, std::numeric_limits<float>::infinity()), 0);
+    EXPECT_EQ(SetPlayerClockSpeed(clock, std::numeric_limits<float>::quiet_NaN()), 0);
     Player empty;
     ASSERT_EQ(JoinPlayerClock(clock, empty.Id()), 1);
     EXPECT_EQ(PlayPlayerClock(clock), 1);
