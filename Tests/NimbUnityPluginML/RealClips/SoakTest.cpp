@@ -221,7 +221,7 @@ TEST_F(SoakTest, EveryRequestEndsWithItsFrame) {
             }
             return end.has_value();
         })) << "lost";
-        EXPECT_EQ(end->result, NimbSeekResult_Done);
+        EXPECT_EQ(end->result, NimbSeekResult_Done) << "reason " << end->reason << ", frame " << end->frame;
         const std::vector<int> after = watcher.Now().shown;
         const std::vector<int> since(after.begin() + static_cast<std::ptrdiff_t>(before.size()), after.end());
         const int frame = static_cast<int>(end->frame);
