@@ -66,16 +66,12 @@ std::int64_t QuorObject::BeginSeek(std::int64_t frame, std::uint32_t options, bo
     {
         const MutexLock lock(m_renderMutex);
         const bool isThere = m_seekPhase == SeekPhase::None && m_shownFrame == frame && canStay;
-        // As while a handle is dragged slowly: what has been done for the request before is not done again.
-        const bool isOnItsWay = m_seekPhase != SeekPhase::None && m_seeks.Frame() == frame && m_pace.Clock() == nullptr;
         ticket = m_seeks.Begin(frame);
         m_seekTries = 0;
         m_stepFrom = frame;
         m_isPausedByClock = false;
         m_state = next;
-        if (!isOnItsWay) {
-            m_seekPhase = SeekPhase::Requested;
-        }
+        m_seekPhase = SeekPhase::Requested;
         if (isThere) {
             if (isInStep) {
                 MoveInStep(frame);
