@@ -204,8 +204,7 @@ bool QuorObject::ConfigureVideoTrack(MLHandle format, std::size_t index, const c
     m_meshFrames.BeginFile();
     LeaveStep();
     m_videoOutputEOS = false;
-    ++m_flushes;
-    m_pictures.Clear();
+    m_pictures.Clear(++m_flushes);
     m_feed = {};
     m_isPipelineWhole = true;
     m_soundStart = c_NoSoundStart;

@@ -34,13 +34,13 @@ public:
         m_pictures.push_back(picture);
     }
 
-    /// The picture that has this time; those before it will not come any more. It stays, until the next call or Pop.
-    /// One that is not known is to be shown.
-    Picture Find(std::int64_t timeUs) {
+    /// The picture that came out of the codec after so many flushes and has this time; those before it will not come
+    /// any more. It stays, until the next call or Pop. One that is not known is to be shown.
+    Picture Find(std::int64_t timeUs, std::uint32_t flushes) {
         const MutexLock lock(m_mutex);
         const auto found = std::find_if(m_pictures.begin(), m_pictures.end(),
                                         [timeUs](const Picture& picture) { return picture.timeUs == timeUs; });
-        if (found == m_pictures.end()) {
+        if (flushes != m_flushes || found == m_pictures.end()) {
             return {timeUs, -1, -1, Use::Show};
         }
         m_pictures.erase(m_pictures.begin(), found);
@@ -48,9 +48,9 @@ public:
     }
 
     /// The picture that was found is dealt with.
-    void Pop(std::int64_t timeUs) {
+    void Pop(std::int64_t timeUs, std::uint32_t flushes) {
         const MutexLock lock(m_mutex);
-        if (!m_pictures.empty() && m_pictures.front().timeUs == timeUs) {
+        if (flushes == m_flushes && !m_pictures.empty() && m_pictures.front().timeUs == timeUs) {
             m_pictures.pop_front();
         }
     }
@@ -82,14 +82,17 @@ public:
         }
     }
 
-    /// The codec was flushed.
-    void Clear() {
+    /// The codec was flushed. Whoever holds a picture from before must not find one from afterwards in its place: a
+    /// frame that is gone to again has the same time.
+    void Clear(std::uint32_t flushes) {
         const MutexLock lock(m_mutex);
+        m_flushes = flushes;
         m_pictures.clear();
     }
 
 private:
     Mutex m_mutex;
+    std::uint32_t m_flushes NIMB_GUARDED_BY(m_mutex) = 0;
     std::deque<Picture> m_pictures NIMB_GUARDED_BY(m_mutex);
 };
 

@@ -378,10 +378,11 @@ private:
         std::vector<BYTE> bytes;
     };
     struct Feed {
-        std::int64_t next = 0;               ///< the frame that comes next, if the pipeline is whole
-        std::int64_t meshNumber = 0;         ///< of the next sample that is to be shown; counted as FrameQueue counts
-        std::int64_t goal = -1;              ///< the target, until it has been fed; -1: there is none
-        std::int64_t firstPicture = 0;       ///< samples before it are for the mesh reader alone
+        std::int64_t next = 0;        ///< the frame that comes next, if the pipeline is whole
+        std::int64_t meshNumber = 0;  ///< of the next sample that is to be shown; counted as FrameQueue counts
+        std::int64_t goal = -1;       ///< the target, until it has been fed; -1: there is none
+        /// Samples before it are for the mesh reader alone. The codec has had all since.
+        std::int64_t firstPicture = 0;
         bool isSeek = false;                 ///< the goal is that of a request, not a range's first frame
         bool isRestart = false;              ///< the next sample that is shown begins anew
         std::deque<SoundSample> soundAside;  ///< read while a request was under way

@@ -3,10 +3,10 @@
 //
 // There are three ways, the cheapest that leads there is taken:
 //   - The target has been fed already and waits somewhere in the pipeline: what is before it is passed.
-//   - It lies ahead, and no key picture in between: feeding goes on, and what is before it is passed.
+//   - It lies ahead, the codec has what it needs, and no key picture in between: feeding goes on, and what is before it
+//     is passed.
 //   - Otherwise the codec is flushed and begins with the key picture at or before the target; the mesh reader begins
-//   with
-//     the key mesh at or before that, unless it happens to be on the way already. Samples between key mesh and key
+//     with the key mesh at or before that, unless it happens to be on the way already. Samples between key mesh and key
 //     picture go to the mesh reader alone.
 //
 // Sound is set aside from the request on: feeding it could wait for the sound's output, which waits for the request's
@@ -20,6 +20,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <thread>
 #include <utility>
 
 namespace Nimb::Plugin {
@@ -63,11 +64,10 @@ void QuorObject::TakeUpSeek() {
 
 /// Makes pictures and meshes that are on their way those of the way to this frame. False when the platform refuses.
 bool QuorObject::PlanSeek(std::int64_t frame) {
-    m_feed.goal = -1;
-    m_feed.isRestart = false;
     const bool isWhole = m_isPipelineWhole;
     PictureQueue::Picture target{};
     if (isWhole && m_pictures.Retarget(frame, &target)) {
+        // A range that is about to begin again goes on with that; after another request there is nothing to retarget.
         m_soundStart = target.timeUs;
         m_pace.Unset();
         m_meshFrames.Await(target.meshNumber, false);
@@ -76,14 +76,16 @@ bool QuorObject::PlanSeek(std::int64_t frame) {
         });
         return true;
     }
+    m_feed.goal = -1;
+    m_feed.isRestart = false;
     m_soundStart = INT64_MAX;  // until the target is fed
-    const bool isAhead =
-        isWhole && !m_videoInput.endQueued && frame >= m_feed.next && m_frameIndex->KeyPicture(frame) <= m_feed.next;
-    if (isAhead) {
+    const std::int64_t key = m_frameIndex->KeyPicture(frame);
+    const bool hasKey = key == m_feed.next || (key < m_feed.next && key >= m_feed.firstPicture);
+    if (isWhole && !m_videoInput.endQueued && frame >= m_feed.next && hasKey) {
         m_pictures.PassAll();
         m_meshFrames.Await(m_feed.meshNumber, false);
         m_pace.Unset();
-        m_feed.firstPicture = m_feed.next;
+        m_feed.firstPicture = std::min(m_feed.firstPicture, m_feed.next);
     } else if (!BeginAfresh(frame)) {
         return false;
     }
@@ -122,9 +124,8 @@ bool QuorObject::FlushForSeek() {
     if (m_audioCodec != ML_INVALID_HANDLE) {
         isFlushed = MLMediaCodecFlush(m_audioCodec) == MLResult_Ok && isFlushed;
     }
-    m_pictures.Clear();
     const MutexLock outputLock(m_outputMutex);
-    ++m_flushes;
+    m_pictures.Clear(++m_flushes);
     m_audioOutputEOS = false;
     m_videoOutputEOS = false;
     m_endReported = false;
@@ -276,10 +277,15 @@ bool QuorObject::TurnAtFileEnd() {
 }
 
 void QuorObject::BeginRangeAgain(const PlayRange& range) {
-    if (!GoBefore(range.first, m_isPipelineWhole)) {
-        m_playbackWorker.Pause(Worker::c_Rest);
-        return;
+    const bool wasWhole = m_isPipelineWhole.exchange(false);
+    while (!GoBefore(range.first, wasWhole)) {
+        // Nobody knows now where the extractor is: a request must not count on it.
+        if (IsInterrupted()) {
+            return;
+        }
+        std::this_thread::sleep_for(Worker::c_Rest);
     }
+    m_isPipelineWhole = true;
     m_clock.Jump(m_frameIndex->TimeOf(range.last) + m_frameIndex->DurationOf(range.last),
                  m_frameIndex->TimeOf(range.first));
     m_feed.goal = range.first;

@@ -66,12 +66,16 @@ std::int64_t QuorObject::BeginSeek(std::int64_t frame, std::uint32_t options, bo
     {
         const MutexLock lock(m_renderMutex);
         const bool isThere = m_seekPhase == SeekPhase::None && m_shownFrame == frame && canStay;
+        // As while a handle is dragged slowly: what has been done for the request before is not done again.
+        const bool isOnItsWay = m_seekPhase != SeekPhase::None && m_seeks.Frame() == frame && m_pace.Clock() == nullptr;
         ticket = m_seeks.Begin(frame);
         m_seekTries = 0;
         m_stepFrom = frame;
         m_isPausedByClock = false;
         m_state = next;
-        m_seekPhase = SeekPhase::Requested;
+        if (!isOnItsWay) {
+            m_seekPhase = SeekPhase::Requested;
+        }
         if (isThere) {
             if (isInStep) {
                 MoveInStep(frame);
@@ -185,7 +189,7 @@ QuorObject::Verdict QuorObject::AwaitShow(const PictureInHand& inHand) {
             std::this_thread::sleep_for(c_Look);  // until it is decided what becomes of the picture
             continue;
         }
-        const PictureQueue::Picture picture = m_pictures.Find(inHand.time);
+        const PictureQueue::Picture picture = m_pictures.Find(inHand.time, inHand.flushes);
         switch (picture.use) {
             case PictureQueue::Use::Pass:
                 return Verdict::Drop;

@@ -76,11 +76,11 @@ void QuorObject::StartOver() {
     m_clock.Restart();
     m_pendingRestart = true;
     // The mesh reader has what precedes the first frame: nothing. What was in the pipeline is gone.
-    ++m_flushes;
-    m_pictures.Clear();
+    m_pictures.Clear(++m_flushes);
     m_isPipelineWhole = true;
     m_soundStart = c_NoSoundStart;
     m_feed.next = 0;
+    m_feed.firstPicture = 0;
     m_feed.goal = -1;
     m_feed.isRestart = m_frameIndex != nullptr;
     m_feed.soundAside.clear();

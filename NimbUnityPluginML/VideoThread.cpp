@@ -39,7 +39,7 @@ void QuorObject::VideoIteration() {
         return;
     }
     const PictureInHand inHand = std::exchange(m_pictureInHand, {});
-    m_pictures.Pop(inHand.time);
+    m_pictures.Pop(inHand.time, inHand.flushes);
     if (inHand.flushes == m_flushes) {  // otherwise the codec has it already
         MLMediaCodecReleaseOutputBuffer(m_videoCodec, inHand.index, verdict == Verdict::Render && inHand.hasData);
     }
