@@ -132,7 +132,8 @@ if ((${#chosen[@]} == 0)); then
 fi
 
 mkdir -p "$logs"
-packages=("${native_packages[@]}" "${player_packages[@]}" "${csharp_packages[@]}" "${bench_packages[@]}")
+packages=("${native_packages[@]}" "${player_packages[@]}" "${csharp_packages[@]}" "${bench_packages[@]}"
+  "${farm_packages[@]}")
 if [[ ${chosen[*]} != release ]]; then
   packages+=("${further_packages[@]}")
 fi

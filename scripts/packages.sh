@@ -6,6 +6,7 @@ readonly player_packages=(pkgconf libavformat-dev libavcodec-dev libavutil-dev l
   libsdl2-dev libimgui-dev libegl-dev libgles-dev libegl-mesa0 libgl1-mesa-dri ffmpeg binutils
   libcli11-dev nlohmann-json3-dev libtinygltf-dev libassimp-dev libstb-dev zlib1g-dev)
 readonly csharp_packages=(mono-mcs mono-runtime libmono-system4.0-cil libmono-system-core4.0-cil python3)
+readonly farm_packages=(slurm-wlm parallel make)
 
 die() {
   echo "${0##*/}: $*" >&2
