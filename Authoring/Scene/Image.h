@@ -19,6 +19,11 @@ struct Image {
 
     BYTE* Pixel(std::size_t x, std::size_t y) { return &rgba[(y * width + x) * 4]; }
     const BYTE* Pixel(std::size_t x, std::size_t y) const { return &rgba[(y * width + x) * 4]; }
+
+    /// By content: whether equal pictures are one in memory depends on what else is loaded meanwhile.
+    bool operator==(const Image& other) const {
+        return this == &other || (width == other.width && height == other.height && rgba == other.rgba);
+    }
 };
 
 }  // namespace Nimb::Authoring

@@ -49,6 +49,9 @@ public:
     /// The same pointer for as long as the picture stays the same. Never null: a material without a picture has a
     /// small one of its colour.
     virtual std::shared_ptr<const Image> Texture(std::size_t frame, std::size_t material) const = 0;
+
+    /// The files that a frame's pictures are in, apart from those that Frame reads.
+    virtual std::vector<std::string> PictureFiles(std::size_t) const { return {}; }
 };
 
 }  // namespace Nimb::Authoring

@@ -2,6 +2,7 @@
 
 #include "Authoring/Scene/MeshSource.h"
 #include "Authoring/Source/FileIdentity.h"
+#include "Authoring/Source/InputWatch.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -34,6 +35,7 @@ std::vector<BYTE> ReadFileBytes(const std::string& path, const std::string& what
         throw fail(std::strerror(errno));
     }
     bytes.resize(used);
+    InputWatch::See(path, bytes);
     return bytes;
 }
 

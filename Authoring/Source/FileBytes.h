@@ -10,7 +10,8 @@
 namespace Nimb::Authoring {
 
 /// Throws InputError, naming the file, when it cannot be read. `what` says in messages what the file was to be, as in
-/// "the mesh". Every input file but sound is read here, so that none can be the output (see OutputGuard).
+/// "the mesh". Every input file but sound is read here, so that none can be the output (see OutputGuard) and all can be
+/// watched (see InputWatch).
 std::vector<BYTE> ReadFileBytes(const std::string& path, const std::string& what);
 
 inline std::string_view AsText(const std::vector<BYTE>& bytes) {

@@ -79,6 +79,19 @@ SourceMaterial FramePictures::NamedFor(std::size_t frame) const {
     return look;
 }
 
+std::vector<std::string> FramePictures::Files(std::size_t frame, const std::vector<SourceMaterial>& materials) const {
+    if (AreNamed()) {
+        return {NamedFor(frame).picture->name};
+    }
+    std::vector<std::string> files;
+    for (const SourceMaterial& look : materials) {
+        if (look.picture && look.picture->bytes == nullptr && look.painting == nullptr) {
+            files.push_back(look.picture->name);
+        }
+    }
+    return files;
+}
+
 std::shared_ptr<const Image> FramePictures::Load(const SourceMaterial& look) {
     try {
         bool isTransparent = look.transparency == Transparency::Always;

@@ -31,6 +31,9 @@ public:
     /// The picture that the caller named for a frame.
     SourceMaterial NamedFor(std::size_t frame) const;
 
+    /// The files with the pictures of materials.
+    std::vector<std::string> Files(std::size_t frame, const std::vector<SourceMaterial>& materials) const;
+
     /// The material's picture in a frame. Throws InputError when its size is not that of the first frame's; `frameName`
     /// is for this message.
     std::shared_ptr<const Image> Get(const SourceMaterial& look, std::size_t material, const std::string& frameName);

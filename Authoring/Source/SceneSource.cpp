@@ -85,6 +85,10 @@ public:
                               material, FrameName(frame));
     }
 
+    std::vector<std::string> PictureFiles(std::size_t frame) const override {
+        return m_Pictures.Files(frame, m_Scene.materials);
+    }
+
 private:
     double TimeOf(std::size_t frame) const { return static_cast<double>(m_Range.begin + frame) / m_Options.frameRate; }
 

@@ -143,6 +143,10 @@ public:
         return Texture(0, material);
     }
 
+    std::vector<std::string> PictureFiles(std::size_t frame) const override {
+        return m_Pictures.Files(frame, Load(frame)->materials);
+    }
+
 private:
     SequenceSource(const SourceOptions& options, FileSequence files)
         : m_Options(options),
