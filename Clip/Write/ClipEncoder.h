@@ -1,7 +1,7 @@
 // A whole clip, from the frames of a source to the finished file.
 //
-// Meshes are encoded in segments on all cores; meanwhile pictures are prepared and the file is written in order.
-// Neither the clip's meshes nor its pictures are ever in memory all at once.
+// Segments are encoded on all cores, meshes and pictures of each side by side; the file is written in order. Neither
+// the clip's meshes nor its pictures are ever in memory all at once. A clip can also be made by many: see Clip/Job.
 #pragma once
 
 #include "Authoring/Codec/Mesh.h"
@@ -26,20 +26,23 @@ namespace Nimb::Authoring {
 struct EncodeOptions {
     std::size_t keyFrameInterval = 300;  ///< of meshes: frames from one key frame to the next, at most
     std::size_t keyPictureInterval = 0;  ///< likewise of pictures, while they change; 0: a second
+    std::size_t segmentFrames = 300;  ///< at least 2: of a segment, unless one key frame serves more; see ClipSegment
     MatchRule match = MatchRule::Surface;
-    VideoTrackOptions video;  ///< size, frame rate, key frame interval and threads are filled in
+    VideoTrackOptions video;  ///< size, frame rate, key frame interval and threads are filled in; a bit rate is that
+                              ///< of the pictures
     AudioTrackOptions audio;
     PictureSize atlasLimit = c_LargestAtlas;
-    std::optional<IndexCoding> indices;  ///< none: the smallest
-    std::optional<DeltaCoding> delta;    ///< none: the smallest
-    bool deltaFrames = true;             ///< false: key frames alone
-    bool normals = false;                ///< store the source's normals
-    std::optional<double> maxError;      ///< of positions, in the source's units; none: see PlanOptions
-    std::size_t threads = 0;             ///< 0: one for each core
-    Warnings* pWarnings = nullptr;       ///< may be null; see PlanOptions
+    std::optional<IndexCoding> indices;               ///< none: the smallest
+    std::optional<DeltaCoding> delta;                 ///< none: the smallest
+    bool deltaFrames = true;                          ///< false: key frames alone
+    bool normals = false;                             ///< store the source's normals
+    std::optional<double> maxError;                   ///< of positions, in the source's units; none: see PlanOptions
+    std::size_t threads = 0;                          ///< 0: one for each core
+    Warnings* pWarnings = nullptr;                    ///< may be null; see PlanOptions
+    std::function<void(std::size_t frame)> onLoaded;  ///< likewise, while the source is examined
 };
 
-enum class EncodeStep { Examine, ExaminePictures, Encode };
+enum class EncodeStep { Examine, ExaminePictures, Encode, Check, Join };
 
 /// Called on the caller's thread about ten times a second. To cancel the run, throw.
 using EncodeProgress = std::function<void(EncodeStep step, std::size_t framesDone)>;

@@ -69,7 +69,7 @@ ExaminedFrame Examine(const std::vector<Mesh>& meshes, const std::vector<Mesh>& 
     return examined;
 }
 
-std::vector<ExaminedFrame> ExamineBlock(const SubMeshSource& subMeshes, std::size_t block,
+std::vector<ExaminedFrame> ExamineBlock(const SubMeshSource& subMeshes, std::size_t block, const PlanOptions& options,
                                         const std::atomic<bool>& stop) {
     const std::size_t first = block * c_BlockFrames;
     const std::size_t end = std::min(first + c_BlockFrames, subMeshes.Source().FrameCount());
@@ -80,6 +80,9 @@ std::vector<ExaminedFrame> ExamineBlock(const SubMeshSource& subMeshes, std::siz
         std::vector<Mesh> meshes = subMeshes.Load(frame, &welded);
         frames.push_back(Examine(meshes, before));
         frames.back().welded = welded;
+        if (options.onLoaded) {
+            options.onLoaded(frame);
+        }
         before = std::move(meshes);
     }
     return frames;
@@ -115,9 +118,9 @@ double ChooseLimit(const PlanOptions& options, const Box& box, double possible, 
     return *options.errorLimit;
 }
 
-std::vector<Segment> CutIntoSegments(const std::vector<ExaminedFrame>& frames, std::size_t interval) {
+std::vector<MeshSegment> CutIntoSegments(const std::vector<ExaminedFrame>& frames, std::size_t interval) {
     using Cause = KeyFrameReason::Cause;
-    std::vector<Segment> segments;
+    std::vector<MeshSegment> segments;
     for (std::size_t i = 0; i < frames.size(); ++i) {
         const std::optional<FaceDifference>& difference = frames[i].difference;
         if (i == 0) {
@@ -132,15 +135,35 @@ std::vector<Segment> CutIntoSegments(const std::vector<ExaminedFrame>& frames, s
     return segments;
 }
 
+/// A segment of one frame would let two key pictures of different encoders meet, which H.264 wants told apart.
+std::vector<ClipSegment> PutTogether(const std::vector<MeshSegment>& meshes, std::size_t most) {
+    std::vector<ClipSegment> segments;
+    for (const MeshSegment& mesh : meshes) {
+        if (segments.empty() || (segments.back().count + mesh.count > most && segments.back().count > 1)) {
+            segments.push_back({mesh.first, 0, {}, 0});
+        }
+        segments.back().count += mesh.count;
+        segments.back().meshes.push_back(mesh);
+    }
+    if (segments.size() > 1 && segments.back().count == 1) {
+        ClipSegment& before = segments[segments.size() - 2];
+        before.meshes.push_back(segments.back().meshes.front());
+        ++before.count;
+        segments.pop_back();
+    }
+    return segments;
+}
+
 }  // namespace
 
 ClipPlan PlanClip(const SubMeshSource& subMeshes, const PlanOptions& options,
                   const std::function<void(std::size_t)>& progress) {
     const std::size_t frameCount = subMeshes.Source().FrameCount();
     const std::size_t blocks = (frameCount + c_BlockFrames - 1) / c_BlockFrames;
-    OrderedTasks<std::vector<ExaminedFrame>> tasks(
-        "nimb examine", blocks, options.threads, 2 * options.threads,
-        [&](std::size_t block, const std::atomic<bool>& stop) { return ExamineBlock(subMeshes, block, stop); });
+    OrderedTasks<std::vector<ExaminedFrame>> tasks("nimb examine", blocks, options.threads, 2 * options.threads,
+                                                   [&](std::size_t block, const std::atomic<bool>& stop) {
+                                                       return ExamineBlock(subMeshes, block, options, stop);
+                                                   });
     ClipPlan plan;
     std::vector<ExaminedFrame> frames;
     std::optional<Box> box;
@@ -178,7 +201,7 @@ ClipPlan PlanClip(const SubMeshSource& subMeshes, const PlanOptions& options,
     }
     plan.errorLimit = ChooseLimit(options, plan.box, possible, subMeshes.Source().FrameName(worst));
     plan.surfaceLimit = std::min(plan.errorLimit / 2, plan.errorLimit - possible);
-    plan.segments = CutIntoSegments(frames, options.keyFrameInterval);
+    plan.segments = PutTogether(CutIntoSegments(frames, options.keyFrameInterval), options.segmentFrames);
     return plan;
 }
 

@@ -12,11 +12,20 @@
 
 namespace Nimb::Authoring {
 
-/// Consecutive frames that are coded without knowledge of any others. The first is a key frame.
-struct Segment {
+/// Consecutive frames whose meshes are coded without knowledge of any others. The first is a key frame.
+struct MeshSegment {
     std::size_t first = 0;
     std::size_t count = 0;
     KeyFrameReason reason;  ///< why it begins
+};
+
+/// Consecutive frames whose meshes and pictures are coded without knowledge of any others: one or several mesh
+/// segments, at least two frames unless the clip has only one. What comes out does not depend on who encodes it.
+struct ClipSegment {
+    std::size_t first = 0;
+    std::size_t count = 0;
+    std::vector<MeshSegment> meshes;
+    double pictureBytes = 0;  ///< of all its pictures together, with a bit rate; 0: constant quality
 };
 
 struct ClipPlan {
@@ -27,19 +36,21 @@ struct ClipPlan {
     std::size_t maxFaces = 0;            ///< of any frame
     std::size_t maxWelded = 0;           ///< likewise; see SourceFrame
     std::vector<std::size_t> subMeshes;  ///< those that occur in any frame, at least one
-    std::vector<Segment> segments;
+    std::vector<ClipSegment> segments;
 };
 
 struct PlanOptions {
     std::size_t keyFrameInterval = 300;  ///< at least 1
+    std::size_t segmentFrames = 300;     ///< at least 2: mesh segments are put together up to so many frames
     std::optional<double> errorLimit;    ///< none: 1/10000 of the diagonal of the clip's box
     std::size_t threads = 1;
-    Warnings* pWarnings = nullptr;  ///< may be null; told when the default limit had to be widened
+    Warnings* pWarnings = nullptr;                    ///< may be null; told when the default limit had to be widened
+    std::function<void(std::size_t frame)> onLoaded;  ///< may be empty; called on any of the threads
 };
 
 /// Loads every frame once, on several threads, and checks it, so that faults of the input show before work is put into
 /// it. Segments end where the interval is over, and where all sub-meshes change their topology at once. To tell that,
-/// frames are matched in pairs, each with the one before it, which all threads can do at once; EncodeClipSegment
+/// frames are matched in pairs, each with the one before it, which all threads can do at once; EncodeMeshSegment
 /// matches them again, in order, to the topology that its run has grown by then. That costs less than a tenth of
 /// encoding them. `progress` is called on the caller's thread now and then with the number of frames seen, and may
 /// throw.

@@ -1,4 +1,4 @@
-#include "Clip/Write/ClipSegment.h"
+#include "Clip/Write/MeshSegment.h"
 
 #include "Authoring/Frame/SegmentEncoder.h"
 #include "Authoring/Scene/SurfaceRun.h"
@@ -151,8 +151,8 @@ private:
 
 }  // namespace
 
-std::vector<SegmentFrame> EncodeClipSegment(const SubMeshSource& source, const std::vector<PlacedSubMesh>& subMeshes,
-                                            const Segment& segment, const SegmentOptions& options,
+std::vector<SegmentFrame> EncodeMeshSegment(const SubMeshSource& source, const std::vector<PlacedSubMesh>& subMeshes,
+                                            const MeshSegment& segment, const SegmentOptions& options,
                                             const std::atomic<bool>& stop) {
     std::vector<SubMeshRuns> runs;
     for (std::size_t i = 0; i < subMeshes.size(); ++i) {

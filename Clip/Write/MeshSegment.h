@@ -1,4 +1,4 @@
-// The frames of one segment, from the source to checked frame bytes.
+// The frames of one mesh segment, from the source to checked frame bytes.
 #pragma once
 
 #include "Authoring/Frame/FrameEncoder.h"
@@ -39,8 +39,8 @@ struct SegmentFrame {
 ///
 /// Throws InputError for frames that cannot be encoded, std::logic_error when a frame does not come back as it was or
 /// misses the limit.
-std::vector<SegmentFrame> EncodeClipSegment(const SubMeshSource& source, const std::vector<PlacedSubMesh>& subMeshes,
-                                            const Segment& segment, const SegmentOptions& options,
+std::vector<SegmentFrame> EncodeMeshSegment(const SubMeshSource& source, const std::vector<PlacedSubMesh>& subMeshes,
+                                            const MeshSegment& segment, const SegmentOptions& options,
                                             const std::atomic<bool>& stop);
 
 }  // namespace Nimb::Authoring

@@ -2,9 +2,12 @@
 
 #include "Authoring/Codec/MeshPayload.h"
 #include "Clip/Write/AudioEncoder.h"
+#include "Clip/Write/CheckAv.h"
 #include "Clip/Write/Mp4File.h"
+#include "Clip/Write/PictureConverter.h"
 #include "Clip/Write/VideoEncoder.h"
 
+#include <algorithm>
 #include <stdexcept>
 #include <utility>
 #include <vector>
@@ -15,7 +18,7 @@ namespace Nimb::Authoring {
 class Mp4Writer::Container {
 public:
     Container(const std::string& path, const VideoTrackOptions& video, const std::optional<AudioTrackOptions>& audio)
-        : m_Video(video), m_File(path) {
+        : m_Video(video), m_Converter(video.width, video.height), m_File(path) {
         if (audio) {
             m_Audio.emplace(*audio);
         }
@@ -30,7 +33,17 @@ public:
     }
 
     void AddFrame(const BYTE* rgba, std::size_t stride, Bytes meshUnit, KeyPicture key) {
-        m_Video.Encode(rgba, stride, std::move(meshUnit), key, VideoSink());
+        m_Video.Encode(*m_Converter.Convert(rgba, stride), std::move(meshUnit), key, VideoSink());
+    }
+
+    void AddSample(const Bytes& sample, bool isKeyPicture) {
+        const Media::AvPtr<AVPacket> packet = Media::Owned(av_packet_alloc());
+        CheckAv(av_new_packet(packet.get(), static_cast<int>(sample.size())), "sample");
+        std::copy(sample.begin(), sample.end(), packet->data);
+        packet->pts = packet->dts = m_SampleCount++;
+        packet->duration = 1;
+        packet->flags = isKeyPicture ? AV_PKT_FLAG_KEY : 0;
+        VideoSink()(*packet);
     }
 
     void AddAudio(const float* samples, std::size_t frameCount) {
@@ -48,7 +61,7 @@ public:
         m_File.Finish(attributes);
     }
 
-    std::int64_t FrameCount() const { return m_Video.FrameCount(); }
+    std::int64_t FrameCount() const { return m_Video.FrameCount() + m_SampleCount; }
 
 private:
     static constexpr AVRational c_SoundTimeBase = {1, c_ClipSampleRate};
@@ -61,6 +74,8 @@ private:
     }
 
     VideoEncoder m_Video;
+    PictureConverter m_Converter;
+    std::int64_t m_SampleCount = 0;  // of those that were encoded already
     std::optional<AudioEncoder> m_Audio;
     Mp4File m_File;
     AVStream* m_VideoStream = nullptr;
@@ -83,6 +98,10 @@ void Mp4Writer::AddFrame(const BYTE* rgba, std::size_t stride, const Bytes& mesh
         m_Container->AddFrame(
             rgba, stride, mesh.empty() ? Bytes() : WriteMeshNalUnit(mesh.data(), mesh.size(), NalFraming::Bare), key);
     });
+}
+
+void Mp4Writer::AddSample(const Bytes& sample, bool isKeyPicture) {
+    Named(m_Path, m_Container->FrameCount(), [&] { m_Container->AddSample(sample, isKeyPicture); });
 }
 
 void Mp4Writer::AddAudio(const float* samples, std::size_t frameCount) {

@@ -33,6 +33,10 @@ public:
     /// mesh (empty) the sample has no mesh unit, and players lose that frame.
     void AddFrame(const BYTE* rgba, std::size_t stride, const Bytes& mesh, KeyPicture key = KeyPicture::Open);
 
+    /// The next frame where the picture has been encoded already, by a VideoEncoder with the same options but for the
+    /// quality. A clip has frames of one kind.
+    void AddSample(const Bytes& sample, bool isKeyPicture);
+
     /// The next stretch of sound: interleaved stereo, 48000 frames a second, from time 0 on. It may come before,
     /// between or after the frames; what the other track has not caught up with yet is kept in memory.
     void AddAudio(const float* samples, std::size_t frameCount);

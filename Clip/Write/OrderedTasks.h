@@ -25,6 +25,9 @@ inline std::size_t DefaultThreads() {
     return cores == 0 ? 1 : cores;
 }
 
+/// What a task may throw once it is told to stop.
+struct Stopped {};
+
 /// Memory stays bounded: a task does not begin while its number is `ahead` or more above that of the next result.
 template <class Result>
 class OrderedTasks {

@@ -112,7 +112,7 @@ std::shared_ptr<const Image> SubMeshSource::Texture(std::size_t frame, std::size
                                     SizeText(m_Widths[subMesh], m_Heights[subMesh]));
     }
     for (const std::size_t material : materials) {
-        if (m_Source.Texture(frame, material) != picture) {
+        if (material != materials.front() && !(*m_Source.Texture(frame, material) == *picture)) {
             fail(material, "differs from that of " + m_Source.MaterialName(materials.front()) +
                                ", although they are the same in the first frame");
         }

@@ -6,8 +6,9 @@
 
 namespace Nimb::Authoring {
 
-/// Where a key picture is to be: where the encoder thinks best, within the interval, or here.
-enum class KeyPicture { Open, Here };
+/// Whether a picture is a key picture: as the encoder thinks best within the interval, or for certain, or for certain
+/// not.
+enum class KeyPicture { Open, Here, Never };
 
 /// H.264, 4:2:0, without reordered frames.
 struct VideoTrackOptions {

@@ -54,18 +54,9 @@ Media::AvPtr<AVCodecContext> OpenEncoder(const VideoTrackOptions& options) {
     }
     CheckAv(av_opt_set_int(context->priv_data, "forced-idr", 1, 0), c_Encoder);  // key pictures that are asked for
     CheckAv(av_opt_set(context->priv_data, "preset", options.preset.c_str(), 0), c_Encoder);
+    CheckAv(av_opt_set(context->priv_data, "x264-params", "stitchable=1", 0), c_Encoder);  // see the header
     CheckAv(avcodec_open2(context.get(), codec, nullptr), c_Encoder);
     return context;
-}
-
-Media::AvPtr<SwsContext> OpenConverter(const VideoTrackOptions& options) {
-    Media::AvPtr<SwsContext> converter =
-        Media::Owned(sws_getContext(options.width, options.height, AV_PIX_FMT_RGBA, options.width, options.height,
-                                    AV_PIX_FMT_YUV420P, SWS_BILINEAR | SWS_ACCURATE_RND, nullptr, nullptr, nullptr));
-    constexpr int unity = 1 << 16;
-    sws_setColorspaceDetails(converter.get(), sws_getCoefficients(SWS_CS_DEFAULT), 1,
-                             sws_getCoefficients(SWS_CS_ITU709), 0, 0, unity, unity);
-    return converter;
 }
 
 }  // namespace
@@ -73,13 +64,7 @@ Media::AvPtr<SwsContext> OpenConverter(const VideoTrackOptions& options) {
 VideoEncoder::VideoEncoder(const VideoTrackOptions& options) {
     CheckOptions(options);
     m_Context = OpenEncoder(options);
-    m_Converter = OpenConverter(options);
     m_Packet = Media::Owned(av_packet_alloc());
-    m_Picture = Media::Owned(av_frame_alloc());
-    m_Picture->format = m_Context->pix_fmt;
-    m_Picture->width = m_Context->width;
-    m_Picture->height = m_Context->height;
-    CheckAv(av_frame_get_buffer(m_Picture.get(), 0), "picture");
     m_Configuration = MakeAvcConfiguration(m_Context->extradata, static_cast<std::size_t>(m_Context->extradata_size));
 }
 
@@ -96,15 +81,14 @@ void VideoEncoder::Describe(AVCodecParameters& parameters) const {
     parameters.extradata_size = static_cast<int>(m_Configuration.size());
 }
 
-void VideoEncoder::Encode(const BYTE* rgba, std::size_t stride, Bytes meshUnit, KeyPicture key, const Sink& sink) {
-    CheckAv(av_frame_make_writable(m_Picture.get()), "picture");
-    const BYTE* const planes[4] = {rgba, nullptr, nullptr, nullptr};
-    const int strides[4] = {static_cast<int>(stride), 0, 0, 0};
-    CheckAv(sws_scale(m_Converter.get(), planes, strides, 0, m_Picture->height, m_Picture->data, m_Picture->linesize),
-            "picture");
-    m_Picture->pts = m_FrameCount;
-    m_Picture->pict_type = key == KeyPicture::Here ? AV_PICTURE_TYPE_I : AV_PICTURE_TYPE_NONE;
-    CheckAv(avcodec_send_frame(m_Context.get(), m_Picture.get()), c_Encoder);
+void VideoEncoder::Encode(const AVFrame& picture, Bytes meshUnit, KeyPicture key, const Sink& sink) {
+    const Media::AvPtr<AVFrame> sent = Media::Owned(av_frame_alloc());
+    CheckAv(av_frame_ref(sent.get(), &picture), "picture");
+    sent->pts = m_FrameCount;
+    sent->pict_type = key == KeyPicture::Here    ? AV_PICTURE_TYPE_I
+                      : key == KeyPicture::Never ? AV_PICTURE_TYPE_P
+                                                 : AV_PICTURE_TYPE_NONE;
+    CheckAv(avcodec_send_frame(m_Context.get(), sent.get()), c_Encoder);
     m_MeshUnits.push_back(std::move(meshUnit));
     ++m_FrameCount;
     Drain(sink);

@@ -1,4 +1,5 @@
-// Pictures to H.264 samples, each with the mesh of its frame.
+// Pictures to H.264 samples, each with the mesh of its frame. Streams of encoders with the same size, rate and preset
+// can follow each other in one track: their parameter sets are the same, whatever the quality.
 #pragma once
 
 #include "Clip/Write/AvcSample.h"
@@ -22,8 +23,8 @@ public:
     void Describe(AVCodecParameters& parameters) const;
     AVRational TimeBase() const { return m_Context->time_base; }
 
-    /// `rgba`: rows from top to bottom, `stride` bytes apart. `meshUnit` in bare framing; empty: none.
-    void Encode(const BYTE* rgba, std::size_t stride, Bytes meshUnit, KeyPicture key, const Sink& sink);
+    /// `picture` as PictureConverter makes it. `meshUnit` in bare framing; empty: none.
+    void Encode(const AVFrame& picture, Bytes meshUnit, KeyPicture key, const Sink& sink);
     void Finish(const Sink& sink);
 
     std::int64_t FrameCount() const { return m_FrameCount; }
@@ -32,8 +33,6 @@ private:
     void Drain(const Sink& sink);
 
     Media::AvPtr<AVCodecContext> m_Context;
-    Media::AvPtr<SwsContext> m_Converter;
-    Media::AvPtr<AVFrame> m_Picture;
     Media::AvPtr<AVPacket> m_Packet;
     Bytes m_Configuration;
     std::deque<Bytes> m_MeshUnits;  // of the pictures that the encoder holds back, oldest first

@@ -328,7 +328,9 @@ TEST(ClipEncoder, KeyFramesHaveAReasonAndFallOnKeyPictures) {
     EXPECT_GT(notes[2].reason.difference.differing, 0u);
 
     while (source.textures.size() < source.frames.size()) {
-        source.textures.push_back({Paint(0, 90, 61), Paint(1, 50, 110)});
+        auto changed = std::make_shared<Image>(*Paint(0, 90, 61));
+        changed->rgba[0] = static_cast<BYTE>(source.textures.size());
+        source.textures.push_back({changed, Paint(1, 50, 110)});
     }
     std::tie(notes, keyMeshes, keyPictures) = encode();
     EXPECT_EQ(keyMeshes, (Frames{0, 4, 6, 10}));
