@@ -14,7 +14,8 @@ import sys
 CORE = ["Nimb", "NimbCore"]
 AUTHORING = CORE + ["Authoring/Codec", "Authoring/Frame", "Authoring/Scene"]
 CLIP = AUTHORING + ["Media"]
-TOOL = CLIP + ["Authoring/Source", "Authoring/Export", "Clip/Read", "Clip/Write", "Clip/Remux", "Demo", "EngineStandIn"]
+TOOL = CLIP + ["Authoring/Source", "Authoring/Export", "Clip/Read", "Clip/Write", "Clip/Remux", "Clip/Job", "Demo",
+               "EngineStandIn"]
 ROOMS = {
     "Nimb": [],
     "NimbCore": ["Nimb"],
@@ -32,6 +33,7 @@ ROOMS = {
     "Authoring/Export": AUTHORING + ["Authoring/Source"],
     "Clip/Read": CLIP + ["NimbClip"],
     "Clip/Write": CLIP,
+    "Clip/Job": CLIP + ["Authoring/Source", "Clip/Write"],
     "Clip/Remux": CLIP + ["NimbClip", "Clip/Read", "Clip/Write"],
     "Demo": AUTHORING,
     "Tools/nimb": TOOL,
@@ -67,7 +69,7 @@ def check_includes(files):
 
 # Called by the engine, by the platform's libraries, by the language or by other people's programs.
 CALLED_FROM_OUTSIDE = re.compile(
-    r"main|LLVMFuzzer\w+|Unity\w+|StandIn_\w+|NimbUnexpectedExport|SetUpTestSuite|operator|__wrap_\w+|pthread_\w+|__declspec"
+    r"main|LLVMFuzzer\w+|Unity\w+|StandIn_\w+|NimbUnexpectedExport|SetUpTestSuite|TearDownTestSuite|operator|__wrap_\w+|pthread_\w+|__declspec"
 )
 
 

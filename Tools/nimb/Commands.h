@@ -24,6 +24,8 @@ Command AddInfo(CLI::App& app);
 Command AddVerify(CLI::App& app);
 Command AddExport(CLI::App& app);
 Command AddRemux(CLI::App& app);
+Command AddPlan(CLI::App& app);
+Command AddJoin(CLI::App& app);
 Command AddDemo(CLI::App& app);
 
 }  // namespace Nimb::Tool

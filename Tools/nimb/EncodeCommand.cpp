@@ -1,19 +1,17 @@
-// `nimb encode`: an animated scene or a sequence of mesh files to a clip.
+// `nimb encode`: an animated scene or a sequence of mesh files to a clip, or to some segments of a clip.
 #include "Authoring/Source/FileIdentity.h"
-#include "Authoring/Source/MeshSources.h"
-#include "Clip/Write/AudioReader.h"
-#include "Clip/Write/ClipEncoder.h"
 #include "Tools/nimb/CommandLine.h"
 #include "Tools/nimb/Commands.h"
+#include "Tools/nimb/EncodeArguments.h"
 #include "Tools/nimb/EncodeRun.h"
 #include "Tools/nimb/ExitStatus.h"
 #include "Tools/nimb/Interrupt.h"
+#include "Tools/nimb/JobRun.h"
 #include "Tools/nimb/OutputFile.h"
 
 #include <algorithm>
-#include <charconv>
 #include <cstdio>
-#include <map>
+#include <iterator>
 #include <memory>
 #include <optional>
 #include <string>
@@ -21,9 +19,6 @@
 
 namespace Nimb::Tool {
 namespace {
-
-using Authoring::DeltaCoding;
-using Authoring::IndexCoding;
 
 constexpr const char* c_Examples =
     "Examples:\n"
@@ -36,205 +31,22 @@ constexpr const char* c_Examples =
     "  nimb encode scan/ --first 100 --last 399 --scale 0.01 --up z -o part.mp4\n"
     "      300 frames of a folder of files in centimetres with z up\n"
     "  nimb encode dancer.glb --atlas-size 1024 --quality 26 --max-error 0.001 -o small.mp4\n"
-    "      smaller: a smaller texture, coarser video, positions within a millimetre";
+    "      smaller: a smaller texture, coarser video, positions within a millimetre\n"
+    "  nimb encode 'scan/frame_%05d.obj' --texture 'scan/tex_%05d.jpg' -o take3.mp4 --resume\n"
+    "      what was encoded before an interruption is not encoded again\n"
+    "  nimb encode --job job/ --segments 0-9\n"
+    "      a share of the work that `nimb plan` has laid out";
 
-/// The command line as it was given.
-struct Arguments {
-    Authoring::SourceOptions source;
-    Authoring::EncodeOptions encode;
-    std::vector<std::string> inputs;
+struct Arguments : EncodeArguments {
     std::string output;
     bool overwrite = false;
     bool dryRun = false;
+    bool resume = false;
     bool json = false;
     bool quiet = false;
-    std::string audio;
-    double audioStart = 0;
-    std::string atlasSize;
-    int videoKilobits = 0;
-    int audioKilobits = 160;
-    std::string match = "surface";
-    std::string delta = "auto";
-    std::string index = "auto";
-    std::string up = "y";
-    std::optional<double> maxError;
-    bool strict = false;
+    std::string job;
+    std::string segments;
 };
-
-std::map<std::string, DeltaCoding> DeltasByName() {
-    std::map<std::string, DeltaCoding> codings;
-    for (const Authoring::DeltaCoder& coder : Authoring::DeltaCoders()) {
-        codings[coder.name] = coder.coding;
-    }
-    return codings;
-}
-
-std::vector<std::string> DeltaChoices() {
-    std::vector<std::string> choices{"auto"};
-    for (const Authoring::DeltaCoder& coder : Authoring::DeltaCoders()) {
-        choices.emplace_back(coder.name);
-    }
-    choices.emplace_back("none");
-    return choices;
-}
-
-const std::map<std::string, IndexCoding> c_Indices = {{"list1", IndexCoding::List1},
-                                                      {"list2", IndexCoding::List2},
-                                                      {"edgebreaker", IndexCoding::EdgeBreaker},
-                                                      {"strips1", IndexCoding::Strips1},
-                                                      {"strips2", IndexCoding::Strips2}};
-
-template <class T>
-std::optional<T> Chosen(const std::map<std::string, T>& choices, const std::string& name) {
-    const auto found = choices.find(name);
-    return found == choices.end() ? std::nullopt : std::optional<T>(found->second);
-}
-
-/// "1024" or "2048x1024".
-Authoring::PictureSize ParseAtlasSize(const std::string& text) {
-    Authoring::PictureSize size;
-    const char* const end = text.data() + text.size();
-    std::from_chars_result at = std::from_chars(text.data(), end, size.width);
-    size.height = size.width;
-    if (at.ec == std::errc() && at.ptr != end && *at.ptr == 'x') {
-        at = std::from_chars(at.ptr + 1, end, size.height);
-    }
-    if (at.ec != std::errc() || at.ptr != end) {
-        throw UsageError("--atlas-size " + text + ": not a size such as 1024 or 2048x1024");
-    }
-    return size;
-}
-
-void AddInputOptions(CLI::App& sub, Arguments& a) {
-    sub.add_option("INPUT", a.inputs,
-                   "a .gltf or .glb scene, an .obj or .ply file, a numbered sequence (frame_%04d.obj), a glob "
-                   "('*.ply'), a folder of such files, or the files of a sequence one by one")
-        ->required();
-    sub.add_option("--fps", a.source.frameRate, "frames per second")
-        ->check(CLI::Range(1.0, 1000.0))
-        ->capture_default_str()
-        ->group("Input");
-    sub.add_option("--first", a.source.firstFrame, "first frame: the number in the file name, or counted from 0")
-        ->group("Input");
-    sub.add_option("--last", a.source.lastFrame, "last frame, likewise; it is included")->group("Input");
-    sub.add_option("--texture", a.source.texture,
-                   "a picture, or a sequence of them, one a frame, instead of the textures that the input names")
-        ->group("Input");
-    sub.add_option("--animation", a.source.animation, "name or number of a scene's animation [the first]")
-        ->group("Input");
-    sub.add_option(
-           "--skip-mesh", a.source.skipMeshes,
-           "leave out everything with this name: a mesh or node of a scene, an object or group of an OBJ file; may be "
-           "given several times")
-        ->expected(1)
-        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
-        ->group("Input");
-    sub.add_option("--up", a.up, "the input's upward axis")
-        ->check(CLI::IsMember({"y", "z"}))
-        ->capture_default_str()
-        ->group("Input");
-    sub.add_option("--scale", a.source.scale, "metres in one unit of the input")
-        ->check(AboveZero())
-        ->capture_default_str()
-        ->group("Input");
-    sub.add_option("--audio", a.audio, "sound, in any file that FFmpeg reads; cut or padded to the clip's length")
-        ->group("Input");
-    sub.add_option("--audio-start", a.audioStart, "leave out this many seconds at the start of the sound")
-        ->check(CLI::Range(0.0, 86400.0))
-        ->group("Input");
-    sub.add_flag("--strict", a.strict, "fail on warnings, which say what the clip does not keep of its input")
-        ->group("Input");
-}
-
-void AddMeshOptions(CLI::App& sub, Arguments& a) {
-    sub.add_option("--max-error", a.maxError,
-                   "how far a position may be off, in metres [1/10000 of the diagonal of the clip's box]")
-        ->check(AboveZero())
-        ->group("Mesh");
-    sub.add_option("--key-interval", a.encode.keyFrameInterval,
-                   "at most this many frames from one mesh key frame to the next")
-        ->check(CLI::Range(1, 3000))
-        ->capture_default_str()
-        ->group("Mesh");
-    sub.add_option("--match", a.match,
-                   "which frames continue the surface of the frame before and need no key frame: those that show it "
-                   "within the error limit (surface), or those with the same triangles (exact)")
-        ->check(CLI::IsMember({"surface", "exact"}))
-        ->capture_default_str()
-        ->group("Mesh");
-    sub.add_option("--delta", a.delta, "vertex coding of delta frames; none: key frames only")
-        ->check(CLI::IsMember(DeltaChoices()))
-        ->capture_default_str()
-        ->group("Mesh");
-    sub.add_option("--index", a.index, "face coding; strips only with a single texture and without --normals")
-        ->check(CLI::IsMember({"auto", "list1", "list2", "edgebreaker", "strips1", "strips2"}))
-        ->capture_default_str()
-        ->group("Mesh");
-    sub.add_flag("--normals", a.encode.normals, "store the input's normals; players compute them otherwise")
-        ->group("Mesh");
-}
-
-void AddVideoOptions(CLI::App& sub, Arguments& a) {
-    sub.add_option("--atlas-size", a.atlasSize,
-                   "largest size of the texture, N or WxH, even, from 16 to 4096; larger ones are scaled down [4096]")
-        ->group("Video");
-    sub.add_option("--video-key-interval", a.encode.keyPictureInterval,
-                   "at most this many frames from one key picture to the next, while the pictures change [a second]")
-        ->check(CLI::Range(1, 3000))
-        ->group("Video");
-    CLI::Option* const quality = sub.add_option("--quality", a.encode.video.quality, "constant quality, 1 (best) to 51")
-                                     ->check(CLI::Range(1.0, 51.0))
-                                     ->capture_default_str()
-                                     ->group("Video");
-    sub.add_option("--bitrate", a.videoKilobits, "kbit/s of the video, instead of constant quality")
-        ->check(CLI::Range(1, 1000000))
-        ->excludes(quality)
-        ->group("Video");
-    sub.add_option("--preset", a.encode.video.preset, "speed of the video encoder against size")
-        ->check(CLI::IsMember(
-            {"ultrafast", "superfast", "veryfast", "faster", "fast", "medium", "slow", "slower", "veryslow"}))
-        ->capture_default_str()
-        ->group("Video");
-    sub.add_option("--audio-bitrate", a.audioKilobits, "kbit/s of the sound")
-        ->check(CLI::Range(32, 512))
-        ->capture_default_str()
-        ->group("Video");
-}
-
-/// A shell that expands patterns of meshes and pictures hands over the files. The command line takes all of them but
-/// the first picture for inputs, so they are told apart by their extensions.
-void SortInputs(Arguments& a) {
-    const auto firstPicture = std::stable_partition(
-        a.inputs.begin(), a.inputs.end(), [](const std::string& input) { return !Authoring::IsPictureName(input); });
-    std::vector<std::string> pictures(firstPicture, a.inputs.end());
-    a.inputs.erase(firstPicture, a.inputs.end());
-    if (a.inputs.empty() || (!pictures.empty() && a.source.texture.empty())) {
-        throw UsageError(pictures.front() + ": is a picture, not a mesh; use --texture for pictures");
-    }
-    if (!pictures.empty()) {
-        pictures.insert(pictures.begin(), a.source.texture);
-        a.source.textureFiles = pictures;
-    }
-    a.source.input = a.inputs.front();
-    if (a.inputs.size() > 1) {
-        a.source.inputFiles = a.inputs;
-    }
-}
-
-/// The encoder's options, as far as the command line has not filled them in already.
-void Resolve(Arguments& a) {
-    a.source.upAxis = a.up == "z" ? Authoring::UpAxis::Z : Authoring::UpAxis::Y;
-    a.encode.match = a.match == "exact" ? Authoring::MatchRule::Exact : Authoring::MatchRule::Surface;
-    a.encode.delta = Chosen(DeltasByName(), a.delta);
-    a.encode.deltaFrames = a.delta != "none";
-    a.encode.indices = Chosen(c_Indices, a.index);
-    a.encode.maxError = a.maxError;
-    a.encode.video.bitRate = std::int64_t{1000} * a.videoKilobits;
-    a.encode.audio.bitRate = std::int64_t{1000} * a.audioKilobits;
-    if (!a.atlasSize.empty()) {
-        a.encode.atlasLimit = ParseAtlasSize(a.atlasSize);
-    }
-}
 
 /// Checks that the clip can be written. Files that the inputs name in turn are checked when they are read: see
 /// OutputGuard.
@@ -245,55 +57,59 @@ void CheckClip(const Arguments& a) {
         }
         return;
     }
-    std::vector<std::string> inputs = a.inputs;
-    inputs.insert(inputs.end(), a.source.textureFiles.begin(), a.source.textureFiles.end());
-    for (const std::string& input : {a.source.texture, a.audio}) {
-        if (!input.empty()) {
-            inputs.push_back(input);
-        }
-    }
-    CheckOutput(a.output, OutputKind::Clip, a.overwrite, inputs);
+    CheckOutput(a.output, OutputKind::Clip, a.overwrite, InputsOf(a));
 }
 
-void WarnOfSilentClip(const Arguments& a, Authoring::AudioReader& audio, const Authoring::MeshSource& source,
-                      Authoring::Warnings& warnings) {
-    const std::optional<double> silence = audio.Silence();
-    char text[96];
-    if (!silence) {
-        std::snprintf(text, sizeof text, "the sound ends before --audio-start %g; the clip is silent", a.audioStart);
-        warnings.Add(text, a.audio);
-    } else if (*silence >= static_cast<double>(source.FrameCount()) / source.FrameRate()) {
-        std::snprintf(text, sizeof text, "the sound begins after %.3g s, when the clip is over", *silence);
-        warnings.Add(text, a.audio);
-    }
-}
-
-int Encode(Arguments& a) {
-    SortInputs(a);
-    Resolve(a);
-    CheckClip(a);
-    const RunOutput output = a.json ? RunOutput::Json : a.quiet ? RunOutput::Quiet : RunOutput::Text;
-    const InterruptGuard interrupt;
-    const Authoring::OutputGuard guard(a.output);
+void EncodeWhole(Arguments& a, RunOutput output) {
     Authoring::Warnings warnings;
     a.source.pWarnings = &warnings;
     a.encode.pWarnings = &warnings;
-    try {
-        const std::unique_ptr<Authoring::MeshSource> source = Authoring::OpenMeshSource(a.source);
-        std::optional<Authoring::AudioReader> audio;
-        if (!a.audio.empty()) {
-            audio.emplace(a.audio, a.audioStart);
-            WarnOfSilentClip(a, *audio, *source, warnings);
+    const std::unique_ptr<Authoring::MeshSource> source = Authoring::OpenMeshSource(a.source);
+    std::optional<Authoring::AudioReader> audio;
+    OpenSound(a.audio, a.audioStart, static_cast<double>(source->FrameCount()) / source->FrameRate(), warnings, audio);
+    if (a.dryRun) {
+        RunExamination(*source, a.source.input, a.encode, output, a.strict);
+        return;
+    }
+    const Authoring::EncodeReport report =
+        RunEncoder(*source, audio ? &*audio : nullptr, a.output, a.encode, output, a.strict);
+    if (report.damagedAudioPackets > 0) {
+        std::fprintf(stderr, "nimb: %s: %zu damaged packets of sound were left out\n", a.audio.c_str(),
+                     report.damagedAudioPackets);
+    }
+}
+
+/// With --job nothing is left to be chosen: the plan says it all.
+void CheckSegmentOptions(const CLI::App& sub) {
+    static const char* const s_Allowed[] = {"--job", "--segment", "--threads", "--quiet"};
+    for (const CLI::Option* option : sub.get_options()) {
+        const bool isAllowed = std::any_of(std::begin(s_Allowed), std::end(s_Allowed),
+                                           [option](const char* name) { return option->check_name(name); });
+        if (option->count() > 0 && !isAllowed) {
+            throw UsageError(option->get_name() + " cannot be given with --job: the plan decides that");
         }
-        if (a.dryRun) {
-            RunExamination(*source, a.source.input, a.encode, output, a.strict);
+    }
+}
+
+int Encode(const CLI::App& sub, Arguments& a) {
+    const RunOutput output = a.json ? RunOutput::Json : a.quiet ? RunOutput::Quiet : RunOutput::Text;
+    const InterruptGuard interrupt;
+    try {
+        if (!a.job.empty()) {
+            CheckSegmentOptions(sub);
+            RunSegments(a.job, a.segments, a.encode.threads, output);
+            return c_ExitOk;
+        }
+        if (!a.segments.empty()) {
+            throw UsageError("--segment is for a job: --job is missing");
+        }
+        Resolve(a);
+        CheckClip(a);
+        const Authoring::OutputGuard guard(a.output);
+        if (a.resume && !a.dryRun) {
+            RunResumable(OrderOf(a), a.output, a.encode.threads, output);
         } else {
-            const Authoring::EncodeReport report =
-                RunEncoder(*source, audio ? &*audio : nullptr, a.output, a.encode, output, a.strict);
-            if (report.damagedAudioPackets > 0) {
-                std::fprintf(stderr, "nimb: %s: %zu damaged packets of sound were left out\n", a.audio.c_str(),
-                             report.damagedAudioPackets);
-            }
+            EncodeWhole(a, output);
         }
         return c_ExitOk;
     } catch (const std::invalid_argument& error) {
@@ -306,18 +122,21 @@ int Encode(Arguments& a) {
 Command AddEncode(CLI::App& app) {
     CLI::App* const sub = app.add_subcommand("encode", "make a clip of an animated scene or a sequence of mesh files");
     const auto arguments = std::make_shared<Arguments>();
-    AddInputOptions(*sub, *arguments);
-    AddMeshOptions(*sub, *arguments);
-    AddVideoOptions(*sub, *arguments);
+    AddEncodeOptions(*sub, *arguments);
     sub->add_option("-o,--output", arguments->output, "the clip to write, an .mp4 file");
     AddOverwrite(*sub, arguments->overwrite);
     sub->add_flag("--dry-run", arguments->dryRun, "check all of the input and write nothing; needs no -o");
+    sub->add_flag("--resume", arguments->resume,
+                  "keep what is done in a folder beside the clip until all is, and go on from there");
     CLI::Option* const json = sub->add_flag("--json", arguments->json, "print the summary as JSON, as nimb info does");
     sub->add_flag("-q,--quiet", arguments->quiet, "print neither progress nor summary")->excludes(json);
     sub->add_option("-j,--threads", arguments->encode.threads, "number of threads [one for each core]")
         ->check(CLI::Range(1, 256));
+    sub->add_option("--job", arguments->job, "encode segments of this job, which nimb plan has made")->group("Job");
+    sub->add_option("--segment,--segments", arguments->segments, "which: N, A-B with both ends, or several with commas")
+        ->group("Job");
     sub->footer(c_Examples);
-    return {sub, [arguments] { return Encode(*arguments); }};
+    return {sub, [sub, arguments] { return Encode(*sub, *arguments); }};
 }
 
 }  // namespace Nimb::Tool

@@ -2,9 +2,8 @@
 
 #include "Tools/nimb/ClipJson.h"
 #include "Tools/nimb/ClipText.h"
-#include "Tools/nimb/Interrupt.h"
 #include "Tools/nimb/KeyFrameText.h"
-#include "Tools/nimb/Progress.h"
+#include "Tools/nimb/RunProgress.h"
 #include "Tools/nimb/StandardStreams.h"
 
 #include <chrono>
@@ -16,70 +15,7 @@ namespace {
 
 using Authoring::ClipExamination;
 using Authoring::EncodeReport;
-using Authoring::EncodeStep;
 using Json = nlohmann::ordered_json;
-
-void TellWarnings(Authoring::Warnings& warnings, bool strict) {
-    for (const std::string& text : warnings.TakeNew()) {
-        std::fprintf(stderr, "nimb: warning: %s\n", text.c_str());
-    }
-    if (strict) {
-        throw Authoring::InputError("--strict: a warning is an error");
-    }
-}
-
-/// The steps of a run call it to report progress and to learn of Ctrl-C.
-class RunProgress {
-public:
-    RunProgress(std::size_t frames, const Authoring::EncodeOptions& options, const Authoring::SoundSource* pSound,
-                RunOutput output, bool strict)
-        : m_Frames(frames),
-          m_pWarnings(options.pWarnings),
-          m_pSound(pSound),
-          m_IsShown(output != RunOutput::Quiet),
-          m_IsStrict(strict) {}
-
-    void operator()(EncodeStep step, std::size_t framesDone) {
-        InterruptGuard::Check();
-        // By the end of the examination, all places of each warning are known.
-        if (step != EncodeStep::Examine) {
-            Warn();
-        }
-        if (!m_IsShown) {
-            return;
-        }
-        if (m_Step != step) {
-            m_Step = step;
-            m_Progress.emplace(step == EncodeStep::Examine           ? "Examining"
-                               : step == EncodeStep::ExaminePictures ? "Looking at pictures"
-                                                                     : "Encoding",
-                               m_Frames);
-        }
-        m_Progress->Report(framesDone);
-    }
-
-    /// Prints the warnings that have not been printed yet.
-    void Warn() {
-        if (m_pWarnings != nullptr && m_pWarnings->HasNew()) {
-            if (m_Progress) {
-                m_Progress->Clear();
-            }
-            TellWarnings(*m_pWarnings, m_IsStrict);
-        }
-        if (m_IsStrict && m_pSound != nullptr && m_pSound->DamagedPackets() > 0) {
-            throw Authoring::InputError("--strict: the sound has damaged packets");
-        }
-    }
-
-private:
-    const std::size_t m_Frames;
-    Authoring::Warnings* const m_pWarnings;
-    const Authoring::SoundSource* const m_pSound;
-    const bool m_IsShown;
-    const bool m_IsStrict;
-    std::optional<EncodeStep> m_Step;
-    std::optional<Progress> m_Progress;
-};
 
 Json ErrorJson(const EncodeReport& report) {
     return {{"max", report.maxError}, {"frame", report.maxErrorFrame}, {"limit", report.clip.errorLimit}};
@@ -89,31 +25,6 @@ void PrintWelded(const ClipExamination& clip) {
     if (clip.maxWelded > 0) {
         std::printf("welded       %zu vertices a frame at most: equal to others in every attribute\n", clip.maxWelded);
     }
-}
-
-/// The numbers are those that `nimb info` finds in the file.
-void PrintSummary(const std::string& clip, const EncodeReport& report, std::chrono::duration<double> elapsed,
-                  RunOutput output) {
-    Authoring::ClipReader reader(clip);
-    const Authoring::ClipSummary summary = Authoring::InspectClip(reader, [](const Authoring::FrameFacts&) {});
-    if (output == RunOutput::Json) {
-        Json json = ToJson(reader, Authoring::ReadClipAttributes(clip));
-        json["summary"] = ToJson(summary);
-        json["maxWelded"] = report.clip.maxWelded;
-        json["keyFrames"] = ToJson(report.keyFrames);
-        json["error"] = ErrorJson(report);
-        json["elapsedSeconds"] = elapsed.count();
-        Print(json);
-        return;
-    }
-    PrintClip(reader, summary);
-    PrintWelded(report.clip);
-    std::printf("key frames   %s\n", KeyFrameText(report.keyFrames, summary.frames).c_str());
-    std::printf("error        surfaces %.3g apart at most (frame %zu), limit %.3g\n", report.maxError,
-                report.maxErrorFrame, report.clip.errorLimit);
-    std::printf("time         %.1f s, %.1f frames/s\n", elapsed.count(),
-                static_cast<double>(summary.frames) / elapsed.count());
-    FlushRemarks();
 }
 
 void PrintExamination(const std::string& input, const ClipExamination& clip) {
@@ -147,12 +58,36 @@ Json ExaminationJson(const std::string& input, const ClipExamination& clip) {
 
 }  // namespace
 
+void PrintSummary(const std::string& clip, const EncodeReport& report, std::chrono::duration<double> elapsed,
+                  RunOutput output) {
+    Authoring::ClipReader reader(clip);
+    const Authoring::ClipSummary summary = Authoring::InspectClip(reader, [](const Authoring::FrameFacts&) {});
+    if (output == RunOutput::Json) {
+        Json json = ToJson(reader, Authoring::ReadClipAttributes(clip));
+        json["summary"] = ToJson(summary);
+        json["maxWelded"] = report.clip.maxWelded;
+        json["keyFrames"] = ToJson(report.keyFrames);
+        json["error"] = ErrorJson(report);
+        json["elapsedSeconds"] = elapsed.count();
+        Print(json);
+        return;
+    }
+    PrintClip(reader, summary);
+    PrintWelded(report.clip);
+    std::printf("key frames   %s\n", KeyFrameText(report.keyFrames, summary.frames).c_str());
+    std::printf("error        surfaces %.3g apart at most (frame %zu), limit %.3g\n", report.maxError,
+                report.maxErrorFrame, report.clip.errorLimit);
+    std::printf("time         %.1f s, %.1f frames/s\n", elapsed.count(),
+                static_cast<double>(summary.frames) / elapsed.count());
+    FlushRemarks();
+}
+
 EncodeReport RunEncoder(const Authoring::MeshSource& source, Authoring::SoundSource* pSound, const std::string& clip,
                         const Authoring::EncodeOptions& options, RunOutput output, bool strict) {
     const auto start = std::chrono::steady_clock::now();
     EncodeReport report;
     {
-        RunProgress progress(source.FrameCount(), options, pSound, output, strict);
+        RunProgress progress(source.FrameCount(), options.pWarnings, pSound, output, strict);
         report = Authoring::EncodeClip(source, pSound, clip, options, std::ref(progress));
     }
     if (output != RunOutput::Quiet) {
@@ -165,7 +100,7 @@ void RunExamination(const Authoring::MeshSource& source, const std::string& inpu
                     const Authoring::EncodeOptions& options, RunOutput output, bool strict) {
     ClipExamination clip;
     {
-        RunProgress progress(source.FrameCount(), options, nullptr, output, strict);
+        RunProgress progress(source.FrameCount(), options.pWarnings, nullptr, output, strict);
         clip = Authoring::ExamineClip(source, options, std::ref(progress));
         progress.Warn();
     }

@@ -2,17 +2,12 @@
 #pragma once
 
 #include "Clip/Write/ClipEncoder.h"
+#include "Tools/nimb/RunProgress.h"
 
+#include <chrono>
 #include <string>
 
 namespace Nimb::Tool {
-
-/// What a run reports.
-enum class RunOutput {
-    Text,   ///< progress on standard error, a summary on standard output
-    Json,   ///< the same summary as JSON
-    Quiet,  ///< neither
-};
 
 /// EncodeClip, within an InterruptGuard. Throws what EncodeClip throws, and Interrupted; nothing is left of the file
 /// then. `pSound` may be null. Prints the warnings that `options` collects, however quiet the run; with `strict` they
@@ -24,5 +19,9 @@ Authoring::EncodeReport RunEncoder(const Authoring::MeshSource& source, Authorin
 /// ExamineClip, likewise. `input`: what to call it.
 void RunExamination(const Authoring::MeshSource& source, const std::string& input,
                     const Authoring::EncodeOptions& options, RunOutput output, bool strict);
+
+/// What came out, as far as `output` wants to know. The numbers are those that `nimb info` finds in the file.
+void PrintSummary(const std::string& clip, const Authoring::EncodeReport& report, std::chrono::duration<double> elapsed,
+                  RunOutput output);
 
 }  // namespace Nimb::Tool
