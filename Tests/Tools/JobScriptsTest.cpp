@@ -130,6 +130,25 @@ TEST_P(OnScheduler, SegmentsAreTriedAgainAndTheJoinFollowsThemAll) {
     EXPECT_FALSE(std::filesystem::exists(m_Job + "/clip.mp4"));
 }
 
+TEST_F(JobScripts, WhatThePlanSaysToTypeMakesTheClipOfASingleRun) {
+    for (const char frame : {'0', '1', '2', '3', '4', '5'}) {
+        const std::string text = std::string("v 0 0.") + frame + " 0 1 0 0\nv 1 0 0 0 1 0\nv 0 0 1 0 0 1\nf 1 3 2\n";
+        WriteText(m_Folder / "frame_" + frame + ".obj", text);
+    }
+    const std::string nimb = "export NIMB=" NIMB_TOOL_FILE "; ",
+                      options = " frame_%d.obj --key-interval 2 --segment-frames 2";
+    const auto whole = Run(nimb + "$NIMB encode -q -o whole.mp4" + options);
+    ASSERT_EQ(whole.status, 0) << whole.output;
+    const auto plan = Run(nimb + "$NIMB plan --emit make -o " + Quoted(m_Job) + options);
+    const std::size_t at = plan.output.find("make: ");
+    ASSERT_TRUE(plan.status == 0 && at != std::string::npos) << plan.output;
+    const auto made = Run("cd /; " + nimb + plan.output.substr(at + 6));
+    EXPECT_EQ(made.status, 0) << made.output;
+    EXPECT_EQ(FilesIn(m_Job + "/segments").size(), 3u);
+    EXPECT_TRUE(ReadFile(m_Job + "/clip.mp4") == ReadFile(m_Folder / "whole.mp4"));
+    EXPECT_FALSE(ReadFile(m_Folder / "whole.mp4").empty());
+}
+
 TEST_F(JobScripts, SlurmsArraysStayBelowItsLimit) {
     WriteText(m_Folder / "sbatch", "#!/bin/sh\nprintf '%s\\n' \"$@\" >>\"${0%/*}/options\"\necho '7;cluster'\n");
     std::filesystem::permissions(m_Folder / "sbatch", std::filesystem::perms::owner_all);
