@@ -7,7 +7,6 @@
 #include "Clip/Write/OrderedTasks.h"
 
 #include <algorithm>
-#include <filesystem>
 #include <memory>
 #include <numeric>
 
@@ -97,8 +96,8 @@ void CheckAll(const std::string& folder, const JobPlan& plan, std::size_t thread
 
 }  // namespace
 
-JobPlan PlanJob(const std::string& folder, const JobOrder& order, const std::string& tool, Warnings& warnings,
-                std::size_t threads, const EncodeProgress& progress) {
+JobPlan PlanJob(const JobOrder& order, const std::string& tool, Warnings& warnings, std::size_t threads,
+                const EncodeProgress& progress) {
     JobPlan plan;
     plan.tool = tool;
     plan.order = order;
@@ -118,12 +117,6 @@ JobPlan PlanJob(const std::string& folder, const JobOrder& order, const std::str
     plan.clip = work.plan;
     plan.atlas = work.pictures.Layout().size;
     plan.frameRate = work.rate.Value();
-    std::error_code error;
-    std::filesystem::create_directory(std::filesystem::path(folder) / "segments", error);
-    if (error) {
-        throw ClipError(folder + ": cannot be written: " + error.message());
-    }
-    WriteJobPlan(folder, plan);
     return plan;
 }
 

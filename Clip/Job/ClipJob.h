@@ -15,10 +15,10 @@
 
 namespace Nimb::Authoring {
 
-/// Examines the source as EncodeClip does, throws the same exceptions, and writes the plan. `folder` exists and has no
-/// plan. `tool`: see ToolIdentity.
-JobPlan PlanJob(const std::string& folder, const JobOrder& order, const std::string& tool, Warnings& warnings,
-                std::size_t threads, const EncodeProgress& progress);
+/// Examines the source as EncodeClip does, and throws the same exceptions. The plan is not written yet. `tool`: see
+/// ToolIdentity.
+JobPlan PlanJob(const JobOrder& order, const std::string& tool, Warnings& warnings, std::size_t threads,
+                const EncodeProgress& progress);
 
 /// Encodes those of the segments that are not done yet, or whose file is damaged. Throws what EncodeClip throws, and
 /// InputError when an input is not what it was, or when `tool` is not the plan's. Returns how many were encoded.

@@ -3,6 +3,7 @@
 #include "Authoring/Source/ContentHash.h"
 #include "Authoring/Source/FileBytes.h"
 #include "Clip/Job/JobJson.h"
+#include "Clip/Write/VideoEncoder.h"
 #include "Media/Av.h"
 
 #include <fcntl.h>
@@ -15,6 +16,8 @@
 
 namespace Nimb::Authoring {
 namespace {
+
+constexpr const char* c_TemporaryEnding = ".part";
 
 std::string PathOfPlan(const std::string& folder) {
     return (std::filesystem::path(folder) / "plan.json").string();
@@ -39,8 +42,7 @@ Json JsonOfPlan(const JobPlan& plan) {
 }
 
 std::string TextOf(const Json& json) {
-    // File names may hold bytes that are no text.
-    return json.dump(1, ' ', false, Json::error_handler_t::replace) + "\n";
+    return json.dump(1, ' ') + "\n";
 }
 
 std::string IdOf(const Json& json) {
@@ -53,13 +55,14 @@ std::string TemporaryTail() {
     char host[64] = "";
     gethostname(host, sizeof host - 1);
     return std::string(".") + host + "." + std::to_string(getpid()) + "." + std::to_string(std::random_device()()) +
-           ".part";
+           c_TemporaryEnding;
 }
 
 }  // namespace
 
 std::string ToolIdentity(const std::string& version) {
-    return "nimb " + version + ", libavcodec " + std::to_string(avcodec_version()) + " (" + av_version_info() + ")";
+    return "nimb " + version + ", libavcodec " + std::to_string(avcodec_version()) + " (" + av_version_info() + "), " +
+           VideoEncoderVersion();
 }
 
 void WriteWhole(const std::string& path, const std::vector<std::string>& pieces) {
@@ -84,10 +87,42 @@ void WriteWhole(const std::string& path, const std::vector<std::string>& pieces)
 }
 
 void WriteJobPlan(const std::string& folder, JobPlan& plan) {
-    Json json = JsonOfPlan(plan);
-    plan.id = IdOf(json);
-    json["id"] = plan.id;
-    WriteWhole(PathOfPlan(folder), {TextOf(json)});
+    std::error_code error;
+    std::filesystem::create_directory(std::filesystem::path(folder) / "segments", error);
+    if (error) {
+        throw ClipError(folder + ": cannot be written: " + error.message());
+    }
+    std::string text;
+    try {
+        Json json = JsonOfPlan(plan);
+        plan.id = IdOf(json);
+        json["id"] = plan.id;
+        text = TextOf(json);
+    } catch (const Json::exception&) {
+        throw InputError("names of files in a plan must be UTF-8, and an input's is not");
+    }
+    WriteWhole(PathOfPlan(folder), {text});
+}
+
+void RemoveJob(const std::string& folder) {
+    namespace fs = std::filesystem;
+    if (!HasJobPlan(folder)) {
+        return;
+    }
+    std::error_code error;
+    fs::remove(PathOfPlan(folder), error);  // first, so that nobody takes what is left for another plan's
+    for (const fs::path& place : {fs::path(folder), fs::path(folder) / "segments"}) {
+        std::error_code missing;
+        for (const fs::directory_entry& entry : fs::directory_iterator(place, missing)) {
+            const std::string ending = entry.path().extension().string();
+            if (!error && (ending == ".segment" || ending == c_TemporaryEnding)) {
+                fs::remove(entry.path(), error);
+            }
+        }
+    }
+    if (error) {
+        throw ClipError(folder + ": cannot be removed: " + error.message());
+    }
 }
 
 JobPlan ReadJobPlan(const std::string& folder) {

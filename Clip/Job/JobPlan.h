@@ -35,8 +35,13 @@ struct JobPlan {
 /// This build: its version, and that of the libraries that make the bytes.
 std::string ToolIdentity(const std::string& version);
 
-/// `folder`/plan.json. Fills in the id. Throws ClipError.
+/// `folder`/plan.json, and a folder for the segments. Fills in the id. Throws ClipError; InputError for names of inputs
+/// that are no text.
 void WriteJobPlan(const std::string& folder, JobPlan& plan);
+
+/// The plan, its segments, and what was left of either by somebody who was killed. Nothing else, and nothing where
+/// there is no plan. Throws ClipError.
+void RemoveJob(const std::string& folder);
 
 /// Throws InputError when there is none, or when it is damaged or was changed by hand.
 JobPlan ReadJobPlan(const std::string& folder);

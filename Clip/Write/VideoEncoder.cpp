@@ -1,10 +1,13 @@
 #include "Clip/Write/VideoEncoder.h"
 
 #include "Clip/Write/CheckAv.h"
+#include "Clip/Write/PictureConverter.h"
 
 #include <cstring>
 #include <stdexcept>
+#include <string_view>
 #include <utility>
+#include <vector>
 
 namespace Nimb::Authoring {
 namespace {
@@ -60,6 +63,26 @@ Media::AvPtr<AVCodecContext> OpenEncoder(const VideoTrackOptions& options) {
 }
 
 }  // namespace
+
+std::string VideoEncoderVersion() {
+    VideoTrackOptions options;
+    options.width = options.height = c_MinSize;
+    VideoEncoder encoder(options);
+    const std::vector<BYTE> grey(static_cast<std::size_t>(c_MinSize) * c_MinSize * 4, 128);
+    const Media::AvPtr<AVFrame> picture =
+        PictureConverter(c_MinSize, c_MinSize).Convert(grey.data(), std::size_t{c_MinSize} * 4);
+    std::string version;
+    const auto sink = [&version](const AVPacket& packet) {
+        const std::string_view bytes(reinterpret_cast<const char*>(packet.data), static_cast<std::size_t>(packet.size));
+        const std::size_t begin = bytes.find("x264 - core ");
+        if (begin != std::string_view::npos) {
+            version = bytes.substr(begin, bytes.find(" - ", begin + 7) - begin);
+        }
+    };
+    encoder.Encode(*picture, {}, KeyPicture::Here, sink);
+    encoder.Finish(sink);
+    return version;
+}
 
 VideoEncoder::VideoEncoder(const VideoTrackOptions& options) {
     CheckOptions(options);

@@ -9,8 +9,12 @@
 #include <cstdint>
 #include <deque>
 #include <functional>
+#include <string>
 
 namespace Nimb::Authoring {
+
+/// Version and revision of the encoder, as it writes them into its streams. Throws ClipError.
+std::string VideoEncoderVersion();
 
 class VideoEncoder {
 public:

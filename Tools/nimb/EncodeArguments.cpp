@@ -79,6 +79,7 @@ void AddInputOptions(CLI::App& sub, EncodeArguments& a) {
            "leave out everything with this name: a mesh or node of a scene, an object or group of an OBJ file; may be "
            "given several times")
         ->expected(1)
+        ->allow_extra_args(false)
         ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
         ->group("Input");
     sub.add_option("--up", a.up, "the input's upward axis")

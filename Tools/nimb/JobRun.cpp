@@ -51,18 +51,6 @@ void MakeFolder(const std::string& folder) {
     }
 }
 
-/// The plan first, so that nobody takes what is left for the new one's.
-void RemovePlan(const std::string& folder) {
-    std::error_code error;
-    fs::remove(fs::path(folder) / "plan.json", error);
-    if (!error) {
-        fs::remove_all(fs::path(folder) / "segments", error);
-    }
-    if (error) {
-        throw OutputError(folder + ": cannot be removed: " + error.message());
-    }
-}
-
 std::size_t NumberIn(const std::string& text, const std::string& all, std::size_t count) {
     std::size_t number = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
@@ -146,13 +134,14 @@ JobPlan RunPlan(const JobOrder& order, const std::string& folder, bool overwrite
         throw UsageError(folder + ": has a plan already; use -y to begin anew");
     }
     MakeFolder(folder);
-    RemovePlan(folder);
+    Authoring::RemoveJob(folder);
     Authoring::Warnings warnings;
     std::optional<Authoring::AudioReader> audio;  // now, since it would be a pity to learn of its faults from the join
     OpenSound(order.audio, order.audioStart, std::numeric_limits<double>::infinity(), warnings, audio);
     RunProgress progress(0, &warnings, nullptr, output, order.isStrict);
-    JobPlan plan = Authoring::PlanJob(folder, order, Tool(), warnings, ThreadsOr(threads), std::ref(progress));
+    JobPlan plan = Authoring::PlanJob(order, Tool(), warnings, ThreadsOr(threads), std::ref(progress));
     progress.Warn();
+    Authoring::WriteJobPlan(folder, plan);
     return plan;
 }
 
@@ -191,8 +180,10 @@ void RunResumable(const JobOrder& order, const std::string& clip, std::size_t th
                      all.size());
     }
     Join(folder, *plan, clip, threads, output);
+    Authoring::RemoveJob(folder);
     std::error_code ignored;
-    fs::remove_all(folder, ignored);
+    fs::remove(fs::path(folder) / "segments", ignored);
+    fs::remove(folder, ignored);  // unless somebody keeps something there
 }
 
 }  // namespace Nimb::Tool

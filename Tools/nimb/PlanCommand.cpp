@@ -77,6 +77,7 @@ Command AddPlan(CLI::App& app) {
     sub->add_option("--emit", arguments->schedulers, "write a script that runs the job; may be given several times")
         ->check(CLI::IsMember(SchedulerNames()))
         ->expected(1)
+        ->allow_extra_args(false)
         ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
     sub->add_flag("-q,--quiet", arguments->quiet, "print neither progress nor summary");
     sub->add_option("-j,--threads", arguments->encode.threads, "number of threads [one for each core]")
