@@ -82,7 +82,7 @@ void CheckAll(const std::string& folder, const JobPlan& plan, std::size_t thread
         plan.files.size(), threads, [&](std::size_t i) { CheckUnchanged(plan.files[i]); },
         [&](std::size_t) { progress(EncodeStep::Check, 0); });
     if (!missing.empty()) {
-        problems.push_back(folder + ": not encoded yet: segments " + Ranges(missing));
+        problems.push_back(folder + ": segments that are not encoded yet: " + Ranges(missing));
     }
     const std::vector<std::string> damaged = ProblemsOf(
         present.size(), threads, [&](std::size_t i) { ReadSegment(folder, plan, present[i]); },

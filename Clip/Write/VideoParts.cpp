@@ -12,8 +12,10 @@
 namespace Nimb::Authoring {
 namespace {
 
-/// An encoder learns from the pictures before; with less than that it is not worth beginning anew.
-constexpr std::size_t c_LeastPart = 24;
+/// An encoder that begins anew has yet to learn what pictures are like, and looks ahead no further than to its last
+/// one. With parts of 30 pictures the built-in clip takes 4 to 9 % more bytes for the same PSNR than in one part, and
+/// is encoded 10 % sooner on two cores; with 48, half of that.
+constexpr std::size_t c_LeastPart = 90;
 
 std::size_t BytesOf(const AVFrame& picture) {
     return static_cast<std::size_t>(picture.width) * static_cast<std::size_t>(picture.height) * 3 / 2;
@@ -133,11 +135,11 @@ void VideoParts::EndPart() {
 
 template <class Condition>
 void VideoParts::WaitUntil(std::unique_lock<std::mutex>& lock, Condition&& condition) {
-    while (!m_Changed.wait_for(lock, std::chrono::milliseconds(100), condition)) {
+    do {
         if (m_Stop) {
             throw Stopped();
         }
-    }
+    } while (!m_Changed.wait_for(lock, std::chrono::milliseconds(100), condition));
 }
 
 // ---- Any of the threads ----
