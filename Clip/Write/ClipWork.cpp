@@ -24,17 +24,13 @@ bool WantsStrips(const EncodeOptions& options) {
     return options.indices == IndexCoding::Strips1 || options.indices == IndexCoding::Strips2;
 }
 
-void CheckOptions(const EncodeOptions& options) {
+const EncodeOptions& Checked(const EncodeOptions& options) {
     if (options.keyFrameInterval < 1) {
         throw std::invalid_argument("the key frame interval must be at least 1");
     }
     if (WantsStrips(options) && options.normals) {
         throw std::invalid_argument("strip frames cannot store normals");
     }
-}
-
-const EncodeOptions& Checked(const EncodeOptions& options) {
-    CheckOptions(options);
     return options;
 }
 

@@ -32,23 +32,19 @@ VideoParts::VideoParts(const VideoTrackOptions& options, std::size_t threads, st
             pthread_setname_np(m_Threads.back().native_handle(), "nimb video");
         }
     } catch (...) {
-        {
-            const std::lock_guard<std::mutex> lock(m_Mutex);
-            m_IsOver = true;
-        }
-        m_Changed.notify_all();
-        for (std::thread& thread : m_Threads) {
-            thread.join();
-        }
+        Stop();
         throw;
     }
 }
 
 VideoParts::~VideoParts() {
+    Stop();
+}
+
+void VideoParts::Stop() {
     {
         const std::lock_guard<std::mutex> lock(m_Mutex);
         m_IsOver = true;
-        m_IsAborted = true;
         for (Part& part : m_Parts) {
             part.waiting.clear();
             part.isComplete = true;
@@ -182,7 +178,7 @@ void VideoParts::Encode(Part& part) {
     for (Item item; Take(part, &item);) {
         encoder.Encode(*item.picture, std::move(item.meshUnit), item.key, sink);
     }
-    if (!m_IsAborted) {
+    if (!m_IsOver) {
         encoder.Finish(sink);
     }
 }

@@ -61,6 +61,7 @@ private:
         std::exception_ptr error;
     };
 
+    void Stop();
     void Decide(Item& item);
     void Push(Item item);
     void EndPart();
@@ -74,16 +75,15 @@ private:
     const std::size_t m_Memory;
     const std::atomic<bool>& m_Stop;
 
-    std::deque<Item> m_Held;       // the last two: what becomes of a picture depends on the one after the next
-    std::size_t m_PartLength = 0;  // of the part that grows, with what is held of it
+    std::deque<Item> m_Held;            // the last two: what becomes of a picture depends on the one after the next
+    std::atomic<bool> m_IsOver{false};  // nobody wants the samples; set under the mutex
+    std::size_t m_PartLength = 0;       // of the part that grows, with what is held of it
 
     std::mutex m_Mutex;  // guards what follows
     std::condition_variable m_Changed;
     std::deque<Part> m_Parts;
     std::size_t m_NextPart = 0;
     std::size_t m_WaitingBytes = 0;
-    bool m_IsOver = false;                 // nothing will be added
-    std::atomic<bool> m_IsAborted{false};  // nobody wants the samples
 
     std::vector<std::thread> m_Threads;
 };

@@ -10,7 +10,6 @@
 #include "Tools/nimb/OutputFile.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <iterator>
 #include <memory>
 #include <optional>
@@ -71,12 +70,7 @@ void EncodeWhole(Arguments& a, RunOutput output) {
         RunExamination(*source, a.source.input, a.encode, output, a.strict);
         return;
     }
-    const Authoring::EncodeReport report =
-        RunEncoder(*source, audio ? &*audio : nullptr, a.output, a.encode, output, a.strict);
-    if (report.damagedAudioPackets > 0) {
-        std::fprintf(stderr, "nimb: %s: %zu damaged packets of sound were left out\n", a.audio.c_str(),
-                     report.damagedAudioPackets);
-    }
+    TellDamagedSound(a.audio, RunEncoder(*source, audio ? &*audio : nullptr, a.output, a.encode, output, a.strict));
 }
 
 /// With --job nothing is left to be chosen: the plan says it all.

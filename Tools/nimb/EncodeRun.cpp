@@ -82,6 +82,13 @@ void PrintSummary(const std::string& clip, const EncodeReport& report, std::chro
     FlushRemarks();
 }
 
+void TellDamagedSound(const std::string& audio, const EncodeReport& report) {
+    if (report.damagedAudioPackets > 0) {
+        std::fprintf(stderr, "nimb: %s: %zu damaged packets of sound were left out\n", audio.c_str(),
+                     report.damagedAudioPackets);
+    }
+}
+
 EncodeReport RunEncoder(const Authoring::MeshSource& source, Authoring::SoundSource* pSound, const std::string& clip,
                         const Authoring::EncodeOptions& options, RunOutput output, bool strict) {
     const auto start = std::chrono::steady_clock::now();

@@ -16,6 +16,9 @@ Authoring::EncodeReport RunEncoder(const Authoring::MeshSource& source, Authorin
                                    const std::string& clip, const Authoring::EncodeOptions& options, RunOutput output,
                                    bool strict = false);
 
+/// Says on standard error what was left out of the sound, if anything was. `audio`: its file.
+void TellDamagedSound(const std::string& audio, const Authoring::EncodeReport& report);
+
 /// ExamineClip, likewise. `input`: what to call it.
 void RunExamination(const Authoring::MeshSource& source, const std::string& input,
                     const Authoring::EncodeOptions& options, RunOutput output, bool strict);

@@ -110,10 +110,7 @@ void Join(const std::string& folder, const JobPlan& plan, const std::string& cli
     if (output != RunOutput::Quiet) {
         PrintSummary(clip, report, std::chrono::steady_clock::now() - start, output);
     }
-    if (report.damagedAudioPackets > 0) {
-        std::fprintf(stderr, "nimb: %s: %zu damaged packets of sound were left out\n", plan.order.audio.c_str(),
-                     report.damagedAudioPackets);
-    }
+    TellDamagedSound(plan.order.audio, report);
 }
 
 }  // namespace
