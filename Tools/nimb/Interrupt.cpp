@@ -36,6 +36,9 @@ InterruptGuard::InterruptGuard() {
 }
 
 InterruptGuard::~InterruptGuard() {
+    if (IsInterrupted()) {
+        return;  // a second signal would end the program before it has said why it ends
+    }
     for (std::size_t i = 0; i < std::size(c_Signals); ++i) {
         sigaction(c_Signals[i], &g_Previous[i], nullptr);
     }

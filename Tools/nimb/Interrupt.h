@@ -19,6 +19,7 @@ private:
 
 /// While one exists, an interrupt or a request to end is noted and does not end the program. Writing beyond the
 /// system's limit on file sizes, or to a pipe that nobody reads any more, fails with an error. At most one at a time.
+/// Once it was interrupted, all of this stays so until the program ends.
 class InterruptGuard {
 public:
     InterruptGuard();
