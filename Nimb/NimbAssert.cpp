@@ -12,9 +12,13 @@
 namespace Nimb {
 namespace {
 
+#ifdef NIMB_SMALL_CODE
+void PrintToStandardError(const AssertionInfo&) {}
+#else
 void PrintToStandardError(const AssertionInfo& info) {
     std::fprintf(stderr, "assertion failed: %s (%s:%d, in \"%s\")\n", info.text, info.unit, info.line, info.function);
 }
+#endif
 
 std::atomic<AssertionSink> g_Sink{&PrintToStandardError};
 thread_local AssertionCapture* t_Capture = nullptr;

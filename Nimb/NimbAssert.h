@@ -80,11 +80,24 @@ HRESULT GuardAssertions(Operation&& operation) {
 
 }  // namespace Nimb
 
-#define NIMB_ASSERT_MSG(condition, message)                                                                 \
-    do {                                                                                                    \
-        if (__builtin_expect(!(condition), 0)) {                                                            \
-            ::Nimb::FailAssertion(::Nimb::AssertionInfo{message, __FILE__, __LINE__, __PRETTY_FUNCTION__}); \
-        }                                                                                                   \
+/// With NIMB_SMALL_CODE, for code that is downloaded, a violation is its text alone, and is printed nowhere.
+#ifdef NIMB_SMALL_CODE
+#define NIMB_ASSERT_INFO(message) \
+    ::Nimb::AssertionInfo {       \
+        message, "", 0, ""        \
+    }
+#else
+#define NIMB_ASSERT_INFO(message)                        \
+    ::Nimb::AssertionInfo {                              \
+        message, __FILE__, __LINE__, __PRETTY_FUNCTION__ \
+    }
+#endif
+
+#define NIMB_ASSERT_MSG(condition, message)                   \
+    do {                                                      \
+        if (__builtin_expect(!(condition), 0)) {              \
+            ::Nimb::FailAssertion(NIMB_ASSERT_INFO(message)); \
+        }                                                     \
     } while (false)
 
 #define NIMB_ASSERT(expression) NIMB_ASSERT_MSG(expression, #expression)

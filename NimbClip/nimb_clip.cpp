@@ -10,7 +10,6 @@
 #include "NimbClip/Mp4Index.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <cstring>
 #include <limits>
 #include <memory>
@@ -56,7 +55,9 @@ nimb_clip_status Fail(nimb_clip_error* error, nimb_clip_status status, std::int6
     if (error != nullptr) {
         error->status = status;
         error->frame = frame;
-        std::snprintf(error->text, sizeof(error->text), "%s", text);
+        const std::size_t length = std::min(std::strlen(text), sizeof(error->text) - 1);
+        std::copy_n(text, length, error->text);
+        error->text[length] = '\0';
     }
     return status;
 }

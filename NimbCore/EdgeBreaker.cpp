@@ -60,10 +60,17 @@ constexpr EEdgeCode FirstCode(unsigned window, unsigned width) {
     return BitOf(window, width, 3) ? EdgeCode_Terminator : EdgeCode_S;
 }
 
+// 20 kB that code which is downloaded makes at its start instead.
+#ifdef NIMB_SMALL_CODE
+#define NIMB_WINDOW_TABLE __attribute__((noinline))
+#else
+#define NIMB_WINDOW_TABLE constexpr
+#endif
+
 struct WindowTable {
     WindowEntry entries[1u << c_WindowBits];
 
-    constexpr WindowTable() : entries{} {
+    NIMB_WINDOW_TABLE WindowTable() : entries{} {
         for (unsigned window = 0; window < (1u << c_WindowBits); ++window) {
             WindowEntry& entry = entries[window];
             while (entry.numCodes < c_CodesPerEntry) {
@@ -80,7 +87,7 @@ struct WindowTable {
         }
     }
 };
-constexpr WindowTable c_Windows;
+const WindowTable c_Windows;
 
 /// The codes of a whole stream, terminators included, and the length of each sub-mesh.
 struct CodeStream {

@@ -16,6 +16,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
+#include <string>
 
 namespace NimbCrossPlatform {
 namespace {
@@ -98,12 +99,10 @@ bool Store(const Row& row, const Value& value, INimbAttributesCore* attributes) 
 using Say = std::function<void(const char*)>;
 
 bool ReadRow(const Row& row, const Region& region, INimbAttributesCore* attributes, const Say& say) {
-    char line[128];
     const Region entry = region.From(row.guidText);
     if (entry.size == 0) {
         if (row.required) {
-            std::snprintf(line, sizeof(line), "ReadXtraAttributes: couldn't find attribute for guid %s", row.guidText);
-            say(line);
+            say((std::string("ReadXtraAttributes: couldn't find attribute for guid ") + row.guidText).c_str());
         }
         return !row.required;
     }
@@ -112,9 +111,9 @@ bool ReadRow(const Row& row, const Region& region, INimbAttributesCore* attribut
         return false;
     }
     if (value.type != row.type) {
-        std::snprintf(line, sizeof(line), "ReadXtraAttributes: expected type %i but got type %i for attribute %s",
-                      row.type, value.type, row.guidText);
-        say(line);
+        const std::string line = "ReadXtraAttributes: expected type " + std::to_string(row.type) + " but got type " +
+                                 std::to_string(value.type) + " for attribute " + row.guidText;
+        say(line.c_str());
         return false;
     }
     return Store(row, value, attributes);
