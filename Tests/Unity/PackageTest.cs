@@ -68,6 +68,17 @@ internal static class PackageTest
             File.WriteAllBytes(source, longer);
             Fetch(Pack("app.apk", source, method), folder);
             Check(File.ReadAllBytes(copy).SequenceEqual(longer), "the copy is made again when the size changes");
+            longer[longer.Length / 2] ^= 1;
+            File.WriteAllBytes(source, longer);
+            Fetch(Pack("app.apk", source, method), folder);
+            Check(File.ReadAllBytes(copy).SequenceEqual(longer), "and when the content alone changes");
+            File.WriteAllBytes(copy, new byte[longer.Length]);
+            string old = Path.GetDirectoryName(copy) + "/old.mp4", other = Folder + "/copies/other.mp4";
+            File.WriteAllText(old, "of a package that had it");
+            File.WriteAllText(other, "not a copy");
+            Fetch(address, folder);
+            Check(File.ReadAllBytes(copy).SequenceEqual(longer), "and when the storage has lost it");
+            Check(!File.Exists(old) && File.Exists(other), "old copies go, and nothing else");
         }
         CheckEqual(1, Directory.GetFiles(Folder + "/copies/assets/clips").Length, "files in the copies' folder");
     }
@@ -75,7 +86,8 @@ internal static class PackageTest
     public static void DamagedPackagesAreRefused()
     {
         string source = Path.Combine(Folder, "text.bin");
-        File.WriteAllText(source, string.Concat(Enumerable.Repeat("some text that packs well; ", 3000)));
+        string text = string.Concat(Enumerable.Repeat("some text that packs well; ", 3000));
+        File.WriteAllText(source, text);
         string folder = Folder + "/refused";
         string address = Pack("whole.apk", source, 8);
         byte[] whole = File.ReadAllBytes(Path.Combine(Folder, "whole.apk"));
@@ -93,7 +105,7 @@ internal static class PackageTest
                 File.WriteAllBytes(damaged, bytes);
                 try
                 {
-                    Check(new FileInfo(Fetch(damagedAddress, folder)).Exists, "the copy is there");
+                    Check(File.ReadAllText(Fetch(damagedAddress, folder)) == text, "the copy is right");
                     Directory.Delete(folder, true);
                 }
                 catch (ClipException e)

@@ -1,4 +1,5 @@
 using System;
+using System.Collections.Generic;
 using System.IO;
 using System.IO.Compression;
 using System.Text;
@@ -28,6 +29,7 @@ namespace Nimb
         private struct Entry
         {
             public int Method;
+            public uint Crc;
             public long CompressedSize;
             public long Size;
             public long HeaderOffset;
@@ -45,11 +47,36 @@ namespace Nimb
             m_Stream.Dispose();
         }
 
-        /// <summary>Size of the file inside.</summary>
-        /// <exception cref="IOException">It is not there, or the package is damaged.</exception>
-        public long SizeOf(string name)
+        /// <summary>Whether a file has the size and the checksum of the one inside. Reads all of it.</summary>
+        /// <exception cref="IOException">There is none of the name, the package is damaged, or the file cannot be read.
+        /// </exception>
+        public bool IsSame(string name, string path)
         {
-            return Find(name).Size;
+            Entry entry = Find(name);
+            var file = new FileInfo(path);
+            if (!file.Exists || file.Length != entry.Size)
+            {
+                return false;
+            }
+            using (Stream stream = file.OpenRead())
+            {
+                uint crc;
+                return Copy(stream, Stream.Null, entry.Size, out crc) == entry.Size && crc == entry.Crc;
+            }
+        }
+
+        /// <summary>The names of all files inside.</summary>
+        /// <exception cref="IOException">The package is damaged.</exception>
+        public HashSet<string> Names()
+        {
+            var names = new HashSet<string>(StringComparer.Ordinal);
+            byte[] directory = ReadDirectory();
+            int next;
+            for (int at = 0; IsEntry(directory, at, out next); at = next)
+            {
+                names.Add(Encoding.UTF8.GetString(directory, at + DirectoryEntrySize, UInt16At(directory, at + 28)));
+            }
+            return names;
         }
 
         /// <exception cref="IOException">The file is not there, or the package is damaged.</exception>
@@ -64,9 +91,10 @@ namespace Nimb
             // The local header repeats the name, and has extra bytes of its own.
             m_Stream.Position = entry.HeaderOffset + LocalHeaderSize + UInt16At(header, 26) + UInt16At(header, 28);
             long copied;
+            uint crc;
             if (entry.Method == Stored)
             {
-                copied = Copy(m_Stream, target, entry.Size);
+                copied = Copy(m_Stream, target, entry.Size, out crc);
             }
             else if (entry.Method == Deflated)
             {
@@ -74,7 +102,7 @@ namespace Nimb
                 {
                     using (var inflated = new DeflateStream(m_Stream, CompressionMode.Decompress, true))
                     {
-                        copied = Copy(inflated, target, entry.Size);
+                        copied = Copy(inflated, target, entry.Size, out crc);
                     }
                 }
                 catch (InvalidDataException)
@@ -91,28 +119,37 @@ namespace Nimb
             {
                 throw Damaged(name + " ends after " + copied + " of " + entry.Size + " bytes");
             }
+            if (crc != entry.Crc)
+            {
+                throw Damaged(name + " has another checksum than the directory says");
+            }
         }
 
         private Entry Find(string name)
         {
             byte[] directory = ReadDirectory();
             byte[] wanted = Encoding.UTF8.GetBytes(name);
-            int at = 0;
-            while (directory.Length - at >= DirectoryEntrySize && UInt32At(directory, at) == DirectorySignature)
+            int next;
+            for (int at = 0; IsEntry(directory, at, out next); at = next)
             {
-                int nameLength = UInt16At(directory, at + 28);
-                int nameAt = at + DirectoryEntrySize;
-                if (directory.Length - nameAt < nameLength)
-                {
-                    break;
-                }
-                if (IsEqual(directory, nameAt, nameLength, wanted))
+                if (IsEqual(directory, at + DirectoryEntrySize, UInt16At(directory, at + 28), wanted))
                 {
                     return ReadEntry(directory, at, name);
                 }
-                at = nameAt + nameLength + UInt16At(directory, at + 30) + UInt16At(directory, at + 32);
             }
             throw new FileNotFoundException(m_Path + " holds no file " + name + ".");
+        }
+
+        private static bool IsEntry(byte[] directory, int at, out int next)
+        {
+            next = at + DirectoryEntrySize;
+            if (directory.Length - at < DirectoryEntrySize || UInt32At(directory, at) != DirectorySignature)
+            {
+                return false;
+            }
+            int nameEnd = next + UInt16At(directory, at + 28);
+            next = nameEnd + UInt16At(directory, at + 30) + UInt16At(directory, at + 32);
+            return nameEnd <= directory.Length;
         }
 
         private Entry ReadEntry(byte[] directory, int at, string name)
@@ -120,6 +157,7 @@ namespace Nimb
             var entry = new Entry
             {
                 Method = UInt16At(directory, at + 10),
+                Crc = UInt32At(directory, at + 16),
                 CompressedSize = UInt32At(directory, at + 20),
                 Size = UInt32At(directory, at + 24),
                 HeaderOffset = UInt32At(directory, at + 42)
@@ -172,8 +210,9 @@ namespace Nimb
             return bytes;
         }
 
-        private static long Copy(Stream source, Stream target, long size)
+        private static long Copy(Stream source, Stream target, long size, out uint crc)
         {
+            var checksum = new Crc32();
             var block = new byte[CopyBlock];
             long done = 0;
             while (done < size)
@@ -184,8 +223,10 @@ namespace Nimb
                     break;
                 }
                 target.Write(block, 0, count);
+                checksum.Add(block, count);
                 done += count;
             }
+            crc = checksum.Value;
             return done;
         }
 
