@@ -168,6 +168,12 @@ TEST_F(PlayCommand, SnapshotIsOfTheMomentAskedFor) {
         const Image image = Nimb::Authoring::ReadImage(output);
         ExpectWall(image, 0, 0, 96, c_Sides[0], frame);
         ExpectColour(image, 1, 1, {0, 0, 0, 0}, 0);
+        std::size_t rim = 0;  // the wall's left edge, which covers its pixels in part
+        while (image.Pixel(rim, 36)[3] == 0) {
+            ++rim;
+        }
+        EXPECT_LT(image.Pixel(rim, 36)[3], 255);
+        EXPECT_NEAR(image.Pixel(rim, 36)[0], c_Sides[0].colour[0], 12) << "dark rim";
     }
     EXPECT_EQ(Play(clip + " -y --at 20 --snapshot " + output).status, 2);
 }

@@ -7,6 +7,7 @@
 
 #include <cstdio>
 #include <memory>
+#include <optional>
 #include <string>
 
 namespace Nimb::Tool {
@@ -58,12 +59,11 @@ Colour ParseColour(const std::string& text) {
     if (text == "none") {
         return {0, 0, 0, 0};
     }
-    unsigned int rgb = 0;
-    char rest = 0;
-    if (text.size() != 7 || std::sscanf(text.c_str(), "#%6x%c", &rgb, &rest) != 1) {
+    const std::optional<Colour> colour = ReadColour(text);
+    if (!colour) {
         throw UsageError("--background: '" + text + "' is neither a colour such as #20242a nor none");
     }
-    return {static_cast<BYTE>(rgb >> 16), static_cast<BYTE>(rgb >> 8 & 255), static_cast<BYTE>(rgb & 255), 255};
+    return *colour;
 }
 
 void CheckRecording(const PlayOptions& options) {

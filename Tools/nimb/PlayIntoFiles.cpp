@@ -8,9 +8,9 @@
 #include "Tools/nimb/PlaySession.h"
 #include "Tools/nimb/Progress.h"
 #include "Tools/nimb/StandardStreams.h"
+#include "Tools/nimb/Studio.h"
 #include "Tools/nimb/Viewer/Capture.h"
 #include "Tools/nimb/Viewer/ContactSheet.h"
-#include "Tools/nimb/Viewer/Framebuffer.h"
 #include "Tools/nimb/Viewer/Recorder.h"
 
 #include <algorithm>
@@ -26,39 +26,6 @@ namespace Nimb::Tool {
 namespace {
 
 using Authoring::Image;
-
-/// Draws frames of the clip into pictures of one size.
-class Studio {
-public:
-    Studio(PlaySession& session, int width, int height)
-        : m_Session(session),
-          m_Framebuffer(session.RenderThread().Run([&] { return std::make_unique<Framebuffer>(width, height); })) {}
-    ~Studio() {
-        m_Session.RenderThread().Run([this] { m_Framebuffer.reset(); });
-    }
-    Studio(const Studio&) = delete;
-    Studio& operator=(const Studio&) = delete;
-
-    /// The frame that is in the playback's objects, seen from one of the views.
-    Image Draw(const Playback& playback, int number, const std::vector<View>& views, std::size_t view) {
-        const int width = m_Framebuffer->Width(), height = m_Framebuffer->Height();
-        Camera camera =
-            m_Session.CameraFor(playback.FileInfo(), views, static_cast<float>(width) / static_cast<float>(height));
-        camera.yaw = views[view].yaw + m_Session.TurnAt(number);
-        camera.pitch = views[view].pitch;
-        Appearance appearance = m_Session.Options().appearance;
-        appearance.mipmaps = true;
-        return m_Session.RenderThread().Run([&] {
-            m_Framebuffer->Bind();
-            m_Session.Renderer().Draw(playback.Player(), camera, appearance, width, height);
-            return m_Framebuffer->Read();
-        });
-    }
-
-private:
-    PlaySession& m_Session;
-    std::unique_ptr<Framebuffer> m_Framebuffer;
-};
 
 /// Reports what is wrong with the clip as it turns up.
 class Problems {

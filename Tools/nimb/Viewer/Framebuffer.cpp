@@ -20,6 +20,19 @@ void CheckComplete() {
     }
 }
 
+/// At edges over a transparent background, GL has averaged the surface with black.
+void DivideByAlpha(Authoring::Image& image) {
+    for (std::size_t i = 0; i < image.rgba.size(); i += 4) {
+        const unsigned int alpha = image.rgba[i + 3];
+        if (alpha == 0 || alpha == 255) {
+            continue;
+        }
+        for (std::size_t channel = i; channel < i + 3; ++channel) {
+            image.rgba[channel] = static_cast<BYTE>(std::min(image.rgba[channel] * 255 / alpha, 255u));
+        }
+    }
+}
+
 }  // namespace
 
 void CheckGl(const char* what) {
@@ -82,6 +95,7 @@ Authoring::Image Framebuffer::Read() const {
         std::swap_ranges(image.Pixel(0, y), image.Pixel(0, y) + width * 4, image.Pixel(0, height - 1 - y));
     }
     CheckGl("reading the picture");
+    DivideByAlpha(image);
     return image;
 }
 

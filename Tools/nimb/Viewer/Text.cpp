@@ -13,6 +13,15 @@ constexpr std::size_t c_LineHeight = c_GlyphHeight + 1;
 
 }  // namespace
 
+std::optional<Colour> ReadColour(const std::string& text) {
+    if (text.size() != 7 || text[0] != '#' ||
+        text.find_first_not_of("0123456789abcdefABCDEF", 1) != std::string::npos) {
+        return std::nullopt;
+    }
+    const unsigned long rgb = std::stoul(text.substr(1), nullptr, 16);
+    return Colour{static_cast<BYTE>(rgb >> 16), static_cast<BYTE>(rgb >> 8 & 255), static_cast<BYTE>(rgb & 255), 255};
+}
+
 TextSize MeasureText(const std::string& text, std::size_t scale) {
     std::istringstream lines(text);
     std::size_t longest = 0, count = 0;

@@ -4,11 +4,15 @@
 #include "Authoring/Scene/Image.h"
 
 #include <array>
+#include <optional>
 #include <string>
 
 namespace Nimb::Tool {
 
 using Colour = std::array<BYTE, 4>;  ///< RGBA, not premultiplied
+
+/// "#20242a"; none for anything else.
+std::optional<Colour> ReadColour(const std::string& text);
 
 struct TextSize {
     std::size_t width = 0;
