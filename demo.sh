@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# From a fresh machine to a clip that plays: installs, builds, makes a clip, looks into it, plays it, takes pictures.
+# From a fresh machine to a clip that plays: installs, builds, makes a clip, looks into it, plays it, takes pictures,
+# puts it into a web page.
 set -euo pipefail
 readonly called_from=$PWD
 cd "$(dirname "$0")"
@@ -14,8 +15,8 @@ usage() {
 Usage: ./demo.sh [INPUT [OPTION...]]
 
 Installs the Debian packages that are missing, builds nimb, makes a clip, and plays it through the plug-in: in a window
-where there is a display, otherwise offscreen. Everything made is in $out, with a snapshot, a contact sheet and a plot
-of the frames' sizes.
+where there is a display, otherwise offscreen. Everything made is in $out, with a snapshot, a contact sheet, a plot of
+the frames' sizes and pages that show the clip in a browser.
 
 Without INPUT the clip is the built-in one. INPUT is anything that nimb encode takes (a .glb scene, an .obj or .ply
 sequence, a folder of them); the options are those of nimb encode.
@@ -30,7 +31,7 @@ TEXT
 # What runs as root through sudo still belongs to who called.
 give_back() {
   if ((EUID == 0)) && [[ -n ${SUDO_UID:-} ]]; then
-    chown -R "$SUDO_UID:${SUDO_GID:-$SUDO_UID}" out build 2>/dev/null || true
+    chown -R "$SUDO_UID:${SUDO_GID:-$SUDO_UID}" out build Web/dist Web/node_modules 2>/dev/null || true
   fi
 }
 
@@ -40,7 +41,7 @@ build_nimb() {
     export CMAKE_CXX_COMPILER_LAUNCHER=ccache
   fi
   [[ -x $nimb ]] || echo "Building nimb; the first time takes a few minutes ($log)"
-  if ! { cmake --preset release && cmake --build --preset release --target nimb; } </dev/null >"$log" 2>&1; then
+  if ! { cmake --preset release && cmake --build --preset release --target nimb web; } </dev/null >"$log" 2>&1; then
     show_tail "$log"
     die "nimb could not be built"
   fi
@@ -82,7 +83,7 @@ trap give_back EXIT
 mkdir -p "$out"
 
 step "Packages and build"
-install_packages "$out/packages.log" "${native_packages[@]}" "${player_packages[@]}"
+install_packages "$out/packages.log" "${native_packages[@]}" "${player_packages[@]}" "${web_packages[@]}"
 build_nimb
 
 step "Clip"
@@ -108,6 +109,10 @@ step "Pictures of it, drawn as the plug-in plays it"
 "$nimb" play "$clip" --headless --no-audio -y --snapshot "$pictures-snapshot.png" \
   --contact-sheet "$pictures-sheet.png" --views front,left,back
 
+step "Pages that show it in a browser"
+"$nimb" web "$clip" -y -o "$out/site"
+"$nimb" web "$clip" -y --single "$pictures.html"
+
 step "Playing"
 if has_display; then
   echo "H shows the keys; Esc closes the window."
@@ -123,4 +128,6 @@ Clip           $clip
 Snapshot       $pictures-snapshot.png
 Contact sheet  $pictures-sheet.png
 Sizes          $pictures-sizes.png
+Page           $pictures.html opens by double click
+Web site       $out/site, for a web server; to look at it here: npx serve $out/site
 TEXT

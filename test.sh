@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Builds and runs all tests: every stage is a preset of CMakePresets.json that is configured, built and tested.
+# Builds and runs all tests: every stage but `web` is a preset of CMakePresets.json that is configured, built and tested.
 # Ends with "N passed, M failed" over all stages; the status is zero when nothing failed.
 set -euo pipefail
 cd "$(dirname "$0")"
@@ -14,6 +14,7 @@ readonly stages=(
   "asan|address and undefined-behaviour sanitizers"
   "tsan|thread sanitizer"
   "fuzz|every fuzz target for a short while"
+  "web|the web player in Node and in Chromium"
   "headset|aarch64 under qemu, the headset's library"
   "headset-clang|the same with clang and libc++"
   "debug|g++, unoptimised, library checks; by name"
@@ -52,8 +53,20 @@ with_fixed_addresses() {
   fi
 }
 
+# The types, then every test, with Node's report of them.
+test_web() {
+  cmake --preset release && cmake --build --preset release --target nimb web &&
+    cd Web && npm run check &&
+    node --test --test-reporter=spec --test-reporter-destination=stdout --test-reporter=junit \
+      --test-reporter-destination="../$logs/web.xml" test/*.test.mjs
+}
+
 build_and_test() {
   local stage=$1 options=()
+  if [[ $stage == web ]]; then
+    (test_web)
+    return
+  fi
   if [[ $stage == fuzz ]]; then
     options=("-DNIMB_FUZZ_SECONDS=${NIMB_FUZZ_SECONDS:-10}")
   elif [[ $stage == debug ]]; then
@@ -66,10 +79,11 @@ build_and_test() {
     with_fixed_addresses ctest --preset "$stage" --output-junit "$PWD/$logs/$stage.xml"
 }
 
-# A count in the head of CTest's report: tests, failures or skipped; zero when the stage did not get as far.
+# A count in a stage's report: tests, failures or skipped in the head of CTest's; pass, fail, cancelled or skipped at the
+# end of Node's. Zero when the stage did not get as far.
 reported() {
   local count=
-  count=$(grep -m1 -oP "^\s*$2=\"\K[0-9]+" "$logs/$1.xml" 2>/dev/null) || true
+  count=$(grep -m1 -oP "^\s*(?:$2=\"|<!-- $2 )\K[0-9]+" "$logs/$1.xml" 2>/dev/null) || true
   echo "${count:-0}"
 }
 
@@ -91,9 +105,14 @@ run_stage() {
   build_and_test "$stage" </dev/null >"$log" 2>&1 || complete=false
 
   local failures skipped successes
-  failures=$(reported "$stage" failures)
   skipped=$(reported "$stage" skipped)
-  successes=$(($(reported "$stage" tests) - failures - skipped))
+  if [[ $stage == web ]]; then
+    failures=$(($(reported web fail) + $(reported web cancelled)))
+    successes=$(reported web pass)
+  else
+    failures=$(reported "$stage" failures)
+    successes=$(($(reported "$stage" tests) - failures - skipped))
+  fi
   if [[ $complete == false ]] && ((failures == 0)); then
     failures=1
   fi
@@ -136,6 +155,10 @@ packages=("${native_packages[@]}" "${player_packages[@]}" "${csharp_packages[@]}
   "${farm_packages[@]}")
 if [[ ${chosen[*]} != release ]]; then
   packages+=("${further_packages[@]}")
+fi
+if is_chosen web; then
+  packages+=("${web_packages[@]}")
+  is_installed chromium || packages+=(chromium-headless-shell)
 fi
 install_packages "$logs/packages.log" "${packages[@]}"
 if command -v ccache >/dev/null; then

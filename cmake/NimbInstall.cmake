@@ -56,6 +56,8 @@ if(TARGET nimb)
   # Where the tool looks for them: its plug-in reports what others end at, and finds the platform beside itself.
   set_target_properties(nimb_tool_plugin PROPERTIES INSTALL_RPATH "$ORIGIN")
   install(TARGETS nimb_tool_plugin NimbPlatformDesktop LIBRARY DESTINATION lib/nimb COMPONENT tool)
+  # The web player, if it has been built (target `web`).
+  install(DIRECTORY "${NIMB_WEB_FOLDER}" DESTINATION share/nimb COMPONENT tool OPTIONAL FILES_MATCHING PATTERN "nimb-*")
 endif()
 
 if(NIMB_ASSERT_MODE STREQUAL "report")

@@ -1,10 +1,11 @@
 #!/usr/bin/env python3
 """Checks what no compiler sees: include arrows between the rooms, functions that nobody calls, links of all Markdown,
-headers without a guard.
+headers without a guard, versions that differ.
 
 Usage: check_tree.py    (in a checkout; needs git)
 """
 
+import json
 import os
 import re
 import subprocess
@@ -37,6 +38,7 @@ ROOMS = {
     "Clip/Remux": CLIP + ["NimbClip", "Clip/Read", "Clip/Write"],
     "Demo": AUTHORING,
     "Tools/nimb": TOOL,
+    "Web": [],  # its module is made of the amalgamated NimbClip
     "Bench": TOOL + ["NimbClip", "NimbUnityPluginML", "Platform/Interface"],
     "Fuzz": AUTHORING + ["NimbClip", "Tests/Support", "Bench"],
 }
@@ -72,6 +74,8 @@ CALLED_FROM_OUTSIDE = re.compile(
     r"main|LLVMFuzzer\w+|Unity\w+|StandIn_\w+|NimbUnexpectedExport|SetUpTestSuite|TearDownTestSuite|operator|__wrap_\w+|pthread_\w+|__declspec"
 )
 
+CALLED_FROM_OUTSIDE_ROOMS = ("Unity/", "Platform/Interface/", "Platform/Headset/", "Web/")
+
 
 def code_of(path):
     """The file without comments, literals and preprocessor lines, on the same lines."""
@@ -86,7 +90,7 @@ def check_unused(files):
     """Functions whose name stands nowhere but where they are declared and defined."""
     places = {}
     for path in files:
-        if path.endswith((".h", ".cpp")) and not path.startswith(("Unity/", "Platform/Interface/", "Platform/Headset/")):
+        if path.endswith((".h", ".cpp")) and not path.startswith(CALLED_FROM_OUTSIDE_ROOMS):
             text = code_of(path)
             for match in re.finditer(r"[A-Za-z_]\w*", text):
                 places.setdefault(match[0], []).append((path, text, match))
@@ -144,10 +148,20 @@ def check_guards(files):
                 yield f"{path}: no #pragma once"
 
 
+def check_versions():
+    with open("CMakeLists.txt", encoding="utf-8") as file:
+        version = re.search(r"project\(Nimb VERSION (\S+)", file.read())[1]
+    for path in ("Unity/package.json", "Web/package.json", "Web/package-lock.json"):
+        with open(path, encoding="utf-8") as file:
+            if json.load(file)["version"] != version:
+                yield f"{path}: the version is not {version}, as in CMakeLists.txt"
+
+
 def main():
     os.chdir(git("rev-parse", "--show-toplevel")[0])
     files = git("ls-files")
-    problems = [*check_includes(files), *check_unused(files), *check_links(files), *check_guards(files)]
+    problems = [*check_includes(files), *check_unused(files), *check_links(files), *check_guards(files),
+                *check_versions()]
     for problem in problems:
         print(problem)
     return 1 if problems else 0

@@ -7,6 +7,14 @@ readonly player_packages=(pkgconf libavformat-dev libavcodec-dev libavutil-dev l
   libcli11-dev nlohmann-json3-dev libtinygltf-dev libassimp-dev libstb-dev zlib1g-dev libxxhash-dev)
 readonly csharp_packages=(mono-mcs mono-runtime libmono-system4.0-cil libmono-system-core4.0-cil python3)
 readonly farm_packages=(slurm-wlm parallel make)
+web_packages=(emscripten node-acorn python3) # and Node, below
+
+# Debian's Node would get in the way of one from elsewhere, which brings its npm along.
+if ! node -e 'process.exit(parseInt(process.versions.node) < 18 ? 1 : 0)' 2>/dev/null; then
+  web_packages+=(nodejs)
+fi
+command -v npm >/dev/null || web_packages+=(npm)
+readonly web_packages
 
 die() {
   echo "${0##*/}: $*" >&2

@@ -23,6 +23,7 @@ Command AddPlay(CLI::App& app);
 Command AddInfo(CLI::App& app);
 Command AddVerify(CLI::App& app);
 Command AddExport(CLI::App& app);
+Command AddWeb(CLI::App& app);
 Command AddRemux(CLI::App& app);
 Command AddPlan(CLI::App& app);
 Command AddJoin(CLI::App& app);

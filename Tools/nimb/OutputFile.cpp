@@ -29,6 +29,7 @@ constexpr Format c_Formats[] = {
     {OutputKind::Clip, "a clip", ".mp4"},
     {OutputKind::Video, "a recording", ".mp4"},
     {OutputKind::Picture, "a picture", ".png"},
+    {OutputKind::Page, "a page", ".html"},
 };
 
 /// Players and viewers go by a file's name, so it must say what is in there.

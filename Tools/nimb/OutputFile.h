@@ -6,7 +6,7 @@
 
 namespace Nimb::Tool {
 
-enum class OutputKind { Clip, Video, Picture };
+enum class OutputKind { Clip, Video, Picture, Page };
 
 /// Checks an output before any work is put into it. UsageError when its name ends as that of another format does, when
 /// it is one of the `inputs` under whatever name, or when it exists and may not be overwritten; OutputError when it is

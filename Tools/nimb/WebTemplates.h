@@ -1,0 +1,12 @@
+// The files of Web/page/ as the tool was built with them: a page and what fills it belong together.
+#pragma once
+
+namespace Nimb::Tool {
+
+extern const char* const c_WebIndexHtml;
+extern const char* const c_WebSingleHtml;
+extern const char* const c_WebPageCss;
+extern const char* const c_WebPageJs;
+extern const char* const c_WebSingleJs;
+
+}  // namespace Nimb::Tool

@@ -1,0 +1,5 @@
+// What scripts/build.mjs puts in.
+declare module 'inlined:*' {
+    const text: string;
+    export default text;
+}
