@@ -43,6 +43,15 @@ void PluginLibrary::ResolveAll() {
     if (Has(NimbFeature_Clock)) {
         NIMB_PLUGIN_CLOCK_FUNCTIONS(NIMB_RESOLVE)
     }
+    if (Has(NimbFeature_Device)) {
+        NIMB_PLUGIN_DEVICE_FUNCTIONS(NIMB_RESOLVE)
+    }
+    if (Has(NimbFeature_ShownFrame)) {
+        NIMB_PLUGIN_SHOWN_FRAME_FUNCTIONS(NIMB_RESOLVE)
+    }
+    if (Has(NimbFeature_Trouble)) {
+        NIMB_PLUGIN_TROUBLE_FUNCTIONS(NIMB_RESOLVE)
+    }
 #undef NIMB_RESOLVE
 }
 

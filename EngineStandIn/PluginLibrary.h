@@ -52,11 +52,19 @@ struct PluginFunctions {
     X(SeekPlayerClock)                 \
     X(SetPlayerClockSpeed)             \
     X(GetPlayerClockInfo)
+#define NIMB_PLUGIN_DEVICE_FUNCTIONS(X) \
+    X(GetDeviceEventFunc)               \
+    X(GetDeviceInfo)
+#define NIMB_PLUGIN_SHOWN_FRAME_FUNCTIONS(X) X(GetShownFrame)
+#define NIMB_PLUGIN_TROUBLE_FUNCTIONS(X) X(TakeTrouble)
 #define NIMB_MEMBER(name) decltype(&::name) name = nullptr;  // NOLINT(bugprone-macro-parentheses)
     NIMB_PLUGIN_FUNCTIONS(NIMB_MEMBER)
     NIMB_PLUGIN_SEEK_FUNCTIONS(NIMB_MEMBER)
     NIMB_PLUGIN_PLAY_RANGE_FUNCTIONS(NIMB_MEMBER)
     NIMB_PLUGIN_CLOCK_FUNCTIONS(NIMB_MEMBER)
+    NIMB_PLUGIN_DEVICE_FUNCTIONS(NIMB_MEMBER)
+    NIMB_PLUGIN_SHOWN_FRAME_FUNCTIONS(NIMB_MEMBER)
+    NIMB_PLUGIN_TROUBLE_FUNCTIONS(NIMB_MEMBER)
 #undef NIMB_MEMBER
 };
 

@@ -175,6 +175,7 @@ void FrameQueue::PopLocked() {
 FrameQueue::Matched FrameQueue::Match(std::int64_t textureFrameNumber, std::atomic<bool>* pPendingRestart) {
     const MutexLock lock(m_meshFramesMutex);
     Matched matched;
+    matched.isFromBefore = textureFrameNumber < m_firstOfPass;
     const auto isStale = [&]() NIMB_REQUIRES(m_meshFramesMutex) {
         return m_currentMeshFrame != nullptr && Ahead(*m_currentMeshFrame, textureFrameNumber) > c_RestartDistance;
     };

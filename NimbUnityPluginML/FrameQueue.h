@@ -42,6 +42,7 @@ public:
         std::size_t queued = 0;            ///< frames that wait behind it
         std::size_t discarded = 0;         ///< stale frames that a pending restart threw away
         bool isFirstTake = false;          ///< the frame has the texture's number and is taken for the first time
+        bool isFromBefore = false;         ///< the texture is from before the pass
     };
 
     /// Of the frame that is awaited.

@@ -9,6 +9,12 @@
 
 namespace Nimb::Plugin {
 
+/// Of a frame in the file.
+struct ClipPlace {
+    std::int64_t frame = -1;  ///< counted from 0; -1: unknown
+    std::int64_t timeUs = 0;
+};
+
 /// Built on the mesh thread, uploaded once on the render thread, shared between them by std::shared_ptr.
 class MeshFrame {
 public:
@@ -36,7 +42,7 @@ public:
     double m_maxX = 0, m_maxY = 0, m_maxZ = 0;
     std::int64_t m_timeStamp;
     std::int64_t m_frameNumber = 0;   ///< set by the player; matched with the number of the texture frame
-    std::int64_t m_clipFrame = -1;    ///< set by the player: which frame of the file it is; -1: unknown
+    ClipPlace m_place;                ///< set by the player
     std::uint32_t m_renderCount = 0;  ///< takes by the render thread; under the frames' mutex
 
 private:

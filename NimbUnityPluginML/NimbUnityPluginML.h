@@ -2,9 +2,14 @@
  *
  * A player is addressed by an integer id. All functions of the first two groups belong to one thread (the script
  * thread); the functions behind the render events belong to the engine's render thread, with its EGL context current.
- * Calls into a player return within a bounded time, whatever its worker threads are doing. Booleans are one byte, 0 or
- * 1; records have the platform's natural alignment, and their sizes are part of the interface. Nothing here throws: a
- * call that runs out of memory or threads fails, the log says so, and the player stays usable.
+ * What belongs to the script thread belongs to one thread at a time for each player, not to the same one for all:
+ * Create, Open, Close and Destroy take milliseconds, and may be called for one player on a thread of the script's own
+ * while other threads use other players. Render events for a player that is being opened, closed or destroyed
+ * elsewhere are safe and show nothing; wait for such a call to end before anything else is asked of that player.
+ * Joining a clock makes players belong to one thread together. Calls into a player return within a bounded time,
+ * whatever its worker threads are doing. Booleans are one byte, 0 or 1; records have the platform's natural alignment,
+ * and their sizes are part of the interface. Nothing here throws: a call that runs out of memory or threads fails, the
+ * log says so, and the player stays usable.
  *
  * Usual order:
  *   UnityPluginLoad, UnitySetGraphicsDevice        by the engine, at load
@@ -136,9 +141,12 @@ NIMB_API uint8_t SetComputeNormals(int id, uint8_t computeNormals);
 
 /* Bits of what getPlayerFeatures returns. */
 enum {
-    NimbFeature_Seek = 1,      /* SeekQuorObject, SeekQuorObjectToTime, StepQuorObject, TakeSeekEnd */
-    NimbFeature_PlayRange = 2, /* SetPlayRange */
-    NimbFeature_Clock = 4      /* CreatePlayerClock .. GetPlayerClockInfo */
+    NimbFeature_Seek = 1,        /* SeekQuorObject, SeekQuorObjectToTime, StepQuorObject, TakeSeekEnd */
+    NimbFeature_PlayRange = 2,   /* SetPlayRange */
+    NimbFeature_Clock = 4,       /* CreatePlayerClock .. GetPlayerClockInfo */
+    NimbFeature_Device = 8,      /* GetDeviceEventFunc, GetDeviceInfo */
+    NimbFeature_ShownFrame = 16, /* GetShownFrame */
+    NimbFeature_Trouble = 32     /* TakeTrouble */
 };
 NIMB_API uint32_t getPlayerFeatures(void);
 
@@ -241,6 +249,64 @@ NIMB_API int SeekPlayerClock(int clock, int64_t time, uint32_t options);
 NIMB_API uint8_t SetPlayerClockSpeed(int clock, float speed);
 NIMB_API uint8_t GetPlayerClockInfo(int clock, NimbClockInfo* info);
 
+/* ---- Additions: what is shown, what goes wrong, and the graphics device --------------------------------------------
+ *
+ * The functions here may be called from any thread at any time, also while another one uses the player. They wait for
+ * nothing but short locks.
+ */
+
+/* What GetShownFrame fills in, all of it as one render event has left it. */
+typedef struct NimbShownFrame {
+    int64_t frame;  /* in the engine's objects, counted from 0 in the file; -1: none */
+    int64_t time;   /* of that frame in the file, 100-nanosecond units: at every speed, and after loops and seeks */
+    uint64_t count; /* frames shown since Open: another count, another frame in the engine's objects */
+} NimbShownFrame;
+
+/* Which frame the engine's objects hold: picture and mesh of this one. None before the first frame of a file and after
+ * SetUnityBuffers, since other objects hold nothing yet. It stays through Pause, Rewind and Close. Where the file has
+ * no index that can be read, samples are counted from the start of the file: one that the platform passes over without
+ * a word makes the numbers after it too low. 0: no such player. */
+NIMB_API uint8_t GetShownFrame(int id, NimbShownFrame* shown);
+
+typedef enum NimbTroubleReason {
+    NimbTroubleReason_DamagedMesh = 1, /* cannot be decoded: only where violations are reported, see below */
+    NimbTroubleReason_NoMesh = 2,      /* a video sample without one */
+    NimbTroubleReason_LostFrames = 3,  /* a picture was dropped: its mesh was late, damaged or missing */
+    NimbTroubleReason_Stalled = 4      /* see TakeTrouble */
+} NimbTroubleReason;
+
+/* Something that went wrong in playback, which goes on. */
+typedef struct NimbTrouble {
+    int64_t frame;            /* of the file, counted from 0; -1: unknown. Of a stall, the frame that is shown */
+    NimbTroubleReason reason; /* an int */
+    uint32_t count;           /* how often since it was last taken; more than 28 different ones that nobody takes are
+                               * put together with the last one of the same reason */
+} NimbTrouble;
+
+/* Puts the oldest trouble that was not taken yet into `*trouble`. Open forgets what is left over from the file before.
+ * 0: there is none. The plug-in for editors, nimb_editor_plugin, reports a damaged mesh; other builds end the process
+ * at it, as they do at any violation of the format. A player has stalled when nothing new was shown for 3 seconds and
+ * the time that a frame lasts, although it plays, is not at the end and has its render events; it is said once, until a
+ * frame is shown. */
+NIMB_API uint8_t TakeTrouble(int id, NimbTrouble* trouble);
+
+/* What is known of the engine's graphics device. */
+typedef enum NimbDevice {
+    NimbDevice_Unknown = 0,  /* nobody has announced it yet: see GetDeviceEventFunc */
+    NimbDevice_Ready = 1,    /* render events may be issued */
+    NimbDevice_NoContext = 2 /* the render thread has no EGL context: render events would end the process */
+} NimbDevice;
+
+/* What GetDeviceInfo fills in. */
+typedef struct NimbDeviceInfo {
+    NimbDevice status; /* an int */
+    uint32_t context;  /* counts the EGL contexts that were announced. Another number, another context: the engine's GL
+                        * objects of the one before are gone. Players remake their own; hand over new ones */
+} NimbDeviceInfo;
+
+/* Returns 1. A status without a context is not for ever: a later event may find one. */
+NIMB_API uint8_t GetDeviceInfo(NimbDeviceInfo* info);
+
 /* ---- Texts --------------------------------------------------------------------------------------------------------
  */
 
@@ -272,6 +338,10 @@ typedef void (*NimbRenderEventFunc)(int eventId);
  */
 NIMB_API NimbRenderEventFunc GetUnityRenderModeEventFunc(void);
 NIMB_API void OnUnityRenderModeEvent(int eventId);
+/* The event that announces the graphics device, the event id being the engine's number for its kind: if an EGL context
+ * is current, it does what UnitySetGraphicsDevice does. To be issued before the first render event, and again when the
+ * engine may have made another context. It leaves GL's state as it was. */
+NIMB_API NimbRenderEventFunc GetDeviceEventFunc(void);
 /* An event that only logs. */
 NIMB_API NimbRenderEventFunc GetRenderEventFunc(void);
 NIMB_API void UnityRenderEvent(int eventId);

@@ -38,7 +38,8 @@ private:
     bool m_acquired;
 };
 
-void QuorObject::OnUnityRender(EGLContext unityContext) {
+void QuorObject::OnUnityRender(EGLContext unityContext, std::uint32_t contextNumber) {
+    m_textureCopy.FollowContext(contextNumber);
     const std::shared_ptr<SharedClock> shared = m_pace.Clock();
     if (shared == nullptr) {
         return Render(unityContext, MonotonicNanoseconds() / 1000, 1);
@@ -65,6 +66,7 @@ void QuorObject::Render(EGLContext unityContext, std::int64_t position, int most
     if (m_renderCodec == ML_INVALID_HANDLE) {
         return;
     }
+    WatchForStall();
     if (m_seekPhase != SeekPhase::None && m_seekPhase != SeekPhase::Released) {
         DrainSurface();
         return;
@@ -90,11 +92,15 @@ void QuorObject::Render(EGLContext unityContext, std::int64_t position, int most
         NIMB_LOG_INFO("[%i] OnUnityRender: handling pending restart, discard %i mesh frames", m_id,
                       static_cast<int>(matched.discarded));
     }
+    const bool isPair = matched.frame != nullptr && matched.frame->m_frameNumber == textureFrameNumber;
+    if (!isPair && !matched.isFromBefore) {
+        NoteLostFrame(textureFrameNumber);
+    }
     if (matched.frame == nullptr) {
         NoteShown(nullptr);
         return;
     }
-    if (matched.frame->m_frameNumber == textureFrameNumber) {
+    if (isPair) {
         try {
             ShowFrame(acquired->NativeBuffer(), matched);
         } catch (...) {
@@ -154,11 +160,13 @@ void QuorObject::ShowFrame(MLHandle nativeBuffer, const FrameQueue::Matched& mat
             unity.vertexBuffer, unity.indexBuffer, static_cast<unsigned int>(std::max(unity.indexBufferSize, 0)),
             static_cast<unsigned int>(std::max(unity.vertexBufferSize, 0)), m_computeNormals, copyIndices);
     } catch (...) {
+        NoteInObjects(nullptr, unity);
         // The indices may be on their way still: the next frame must not count on them.
         const MutexLock lock(m_unityMutex);
         m_lastIndexBuffer.Release();
         throw;
     }
+    NoteInObjects(matched.frame.get(), unity);
 }
 
 }  // namespace Nimb::Plugin

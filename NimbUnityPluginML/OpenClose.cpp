@@ -52,6 +52,7 @@ bool QuorObject::Open(const char* path, const NimbOpenInfo* info) {
         return false;
     }
     m_openInfo = *info;
+    ForgetShown();
 
     NIMB_LOG_INFO("[%i] Opening file with absolute path", m_id);
     const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(Nimb::PathOfUri(path).c_str(), "rb"),
@@ -202,6 +203,8 @@ bool QuorObject::ConfigureVideoTrack(MLHandle format, std::size_t index, const c
         return false;
     }
     m_meshFrames.BeginFile();
+    m_troubles.BeginFile(m_meshFrames.CurrentTicket().file);
+    m_fedFrames.Clear();
     LeaveStep();
     m_videoOutputEOS = false;
     m_pictures.Clear(++m_flushes);

@@ -212,7 +212,9 @@ void QuorObject::FeedVideo(std::int64_t sampleTime, std::int64_t scaledTime) {
             if (use != PictureQueue::Use::Pass && !TakeMeshSlot()) {
                 return;
             }
-            EnqueueMesh(std::move(sample), MicrosecondsToNanoseconds(scaledTime), frame, use);
+            const ClipPlace place = m_frameIndex != nullptr ? ClipPlace{frame, m_frameIndex->TimeOf(frame)}
+                                                            : ClipPlace{m_feed.count, sampleTime};
+            EnqueueMesh(std::move(sample), MicrosecondsToNanoseconds(scaledTime), place, use);
             if (m_frameIndex != nullptr) {
                 m_pictures.Add({scaledTime, frame, m_feed.meshNumber, use});
             }
@@ -236,6 +238,7 @@ void QuorObject::FeedVideo(std::int64_t sampleTime, std::int64_t scaledTime) {
             m_isPipelineWhole = false;
         }
     }
+    ++m_feed.count;
     MLMediaExtractorAdvance(m_extractor);
 }
 
@@ -251,16 +254,17 @@ PictureQueue::Use QuorObject::UseOf(std::int64_t frame) const {
 }
 
 /// The caller has a slot for it, unless its picture is passed.
-void QuorObject::EnqueueMesh(std::shared_ptr<const std::vector<BYTE>> sample, std::int64_t timeStamp,
-                             std::int64_t frame, PictureQueue::Use use) {
+void QuorObject::EnqueueMesh(std::shared_ptr<const std::vector<BYTE>> sample, std::int64_t timeStamp, ClipPlace place,
+                             PictureQueue::Use use) {
     const FrameQueue::Ticket ticket = m_meshFrames.CurrentTicket();
     if (use == PictureQueue::Use::Pass) {
-        m_meshTasks.Enqueue([this, sample, ticket] { PassSample(*sample, ticket); });
+        m_meshTasks.Enqueue([this, sample, ticket, frame = place.frame] { PassSample(*sample, ticket, frame); });
         return;
     }
+    m_fedFrames.Add(m_feed.meshNumber, place.frame);
     try {
-        m_meshTasks.Enqueue([this, sample, timeStamp, ticket, frame, number = m_feed.meshNumber] {
-            DecodeSample(*sample, timeStamp, ticket, frame);
+        m_meshTasks.Enqueue([this, sample, timeStamp, ticket, place, number = m_feed.meshNumber] {
+            DecodeSample(*sample, timeStamp, ticket, place);
             m_meshFrames.SettleAwaited(ticket, number);  // if it was lost
         });
     } catch (...) {

@@ -120,8 +120,10 @@ int QuorObject::SetUnityBuffers(void* vb, int vbSize, void* ib, int ibSize, void
         return static_cast<unsigned int>(reinterpret_cast<std::uintptr_t>(pointer));
     };
     const MutexLock lock(m_unityMutex);
-    m_unityBuffers = {name(vb), vbSize, name(ib), ibSize, name(tex), width, height};
+    m_unityBuffers = {name(vb), vbSize, name(ib), ibSize, name(tex), width, height, m_unityBuffers.handover + 1};
     m_lastIndexBuffer.Release();  // so that the next upload writes indices into what may be another buffer
+    m_shown.frame = -1;
+    m_shown.time = 0;
     m_shownFrame = -1;
     NIMB_LOG_INFO("[%i] SetUnityBuffers, vb = %i, ib = %i, tex = %i (%ix%i)", m_id,
                   static_cast<int>(m_unityBuffers.vertexBuffer), static_cast<int>(m_unityBuffers.indexBuffer),

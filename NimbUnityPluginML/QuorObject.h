@@ -14,6 +14,7 @@
 //   feed -> take -> output
 //   render -> frames -> slots   a render event holds the render mutex from acquiring a frame to releasing it
 //   render -> Unity's buffers
+//   render -> frames, troubles, fed frames; each alone
 //   render -> pace -> the shared clock
 //   output -> sleep
 // Docs/architecture.md says what each guards; Stopping.cpp says how a player stops.
@@ -24,6 +25,7 @@
 #include "NimbCore/NimbMeshReader.h"
 #include "NimbUnityPluginML/AudioOutput.h"
 #include "NimbUnityPluginML/ConcurrentQueue.h"
+#include "NimbUnityPluginML/FedFrames.h"
 #include "NimbUnityPluginML/FrameIndex.h"
 #include "NimbUnityPluginML/FrameQueue.h"
 #include "NimbUnityPluginML/Mutex.h"
@@ -32,8 +34,10 @@
 #include "NimbUnityPluginML/PictureQueue.h"
 #include "NimbUnityPluginML/PlaybackClock.h"
 #include "NimbUnityPluginML/SeekTickets.h"
+#include "NimbUnityPluginML/StallWatch.h"
 #include "NimbUnityPluginML/SurfacePictures.h"
 #include "NimbUnityPluginML/TextureCopy.h"
+#include "NimbUnityPluginML/Troubles.h"
 #include "NimbUnityPluginML/Worker.h"
 
 #include <ml_media_codec.h>
@@ -92,6 +96,10 @@ public:
     void PauseInStep();
     void FollowSpeed() { m_audioOutput.SetPitch(Pitch()); }
 
+    // What it tells of itself, to any thread: Reporting.cpp.
+    bool GetShownFrame(NimbShownFrame* pShown);
+    bool TakeTrouble(NimbTrouble* pTrouble) { return m_troubles.Take(pTrouble); }
+
     /// The exported function takes the texture first. Returns 1.
     int SetUnityBuffers(void* vb, int vbSize, void* ib, int ibSize, void* tex, int width, int height);
 
@@ -101,8 +109,8 @@ public:
     // ---- Render thread ----
 
     /// Shows the next decoded video frame, if there is one, and the mesh that belongs to it. `unityContext`: the
-    /// engine's EGL context, which is current.
-    void OnUnityRender(EGLContext unityContext);
+    /// engine's EGL context, which is current. `contextNumber`: GraphicsDevice counts them.
+    void OnUnityRender(EGLContext unityContext, std::uint32_t contextNumber);
 
 private:
     friend class MeshBarrier;  // of the tests
@@ -141,6 +149,18 @@ private:
         Planned,    ///< it is finding out which pictures and meshes are needed
         Underway,   ///< the target's picture and mesh are being decoded, and the surface gets empty
         Released    ///< the target's picture is on its way to the surface
+    };
+
+    /// The engine's objects.
+    struct UnityBuffers {
+        unsigned int vertexBuffer = 0;
+        int vertexBufferSize = 0;
+        unsigned int indexBuffer = 0;
+        int indexBufferSize = 0;
+        unsigned int texture = 0;
+        int textureWidth = 0;
+        int textureHeight = 0;
+        std::uint64_t handover = 0;  ///< counts calls of SetUnityBuffers
     };
 
     // Open and Close.
@@ -225,7 +245,7 @@ private:
     void FeedAudio(std::int64_t scaledTime);
     void FeedVideo(std::int64_t sampleTime, std::int64_t scaledTime);
     PictureQueue::Use UseOf(std::int64_t frame) const;
-    void EnqueueMesh(std::shared_ptr<const std::vector<BYTE>> sample, std::int64_t timeStamp, std::int64_t frame,
+    void EnqueueMesh(std::shared_ptr<const std::vector<BYTE>> sample, std::int64_t timeStamp, ClipPlace place,
                      PictureQueue::Use use);
     bool TakeMeshSlot() NIMB_REQUIRES(m_feedMutex);
     bool DequeueInput(MLHandle codec, CodecInput& input);
@@ -235,11 +255,12 @@ private:
     // Mesh thread.
     void MeshThreadFunc(UINT32 vertexFormat);
     void DecodeSample(const std::vector<BYTE>& sample, std::int64_t timeStamp, FrameQueue::Ticket ticket,
-                      std::int64_t clipFrame);
+                      ClipPlace place);
     std::shared_ptr<MeshFrame> ReadMeshFrame(const std::vector<BYTE>& sample, std::int64_t timeStamp,
-                                             FrameQueue::Ticket ticket);
-    std::shared_ptr<MeshFrame> DecodeMesh(const std::vector<BYTE>& sample, std::int64_t timeStamp);
-    void PassSample(const std::vector<BYTE>& sample, FrameQueue::Ticket ticket);
+                                             FrameQueue::Ticket ticket, ClipPlace place);
+    std::shared_ptr<MeshFrame> DecodeMesh(const std::vector<BYTE>& sample, std::int64_t timeStamp,
+                                          FrameQueue::Ticket ticket, ClipPlace place);
+    void PassSample(const std::vector<BYTE>& sample, FrameQueue::Ticket ticket, std::int64_t frame);
 
     // Video and audio threads.
     void VideoThreadFunc();
@@ -265,6 +286,13 @@ private:
     void Render(EGLContext unityContext, std::int64_t position, int most);
     std::optional<AcquiredFrame> TakePicture() NIMB_REQUIRES(m_renderMutex);
     void ShowFrame(MLHandle nativeBuffer, const FrameQueue::Matched& matched) NIMB_REQUIRES(m_renderMutex);
+
+    // Reporting.
+    void ForgetShown();
+    void NoteInObjects(const MeshFrame* frame, const UnityBuffers& objects);
+    void NoteLostFrame(std::int64_t textureFrameNumber) NIMB_REQUIRES(m_renderMutex);
+    void WatchForStall() NIMB_REQUIRES(m_renderMutex);
+    std::int64_t ShownDuration() NIMB_REQUIRES(m_renderMutex);
 
     const int m_id;
     std::atomic<State> m_state{Empty};
@@ -305,6 +333,8 @@ private:
     SeekTickets m_seeks;
     PictureQueue m_pictures;
     SurfacePictures m_surface;
+    Troubles m_troubles;
+    FedFrames m_fedFrames;
 
     // Seeking. The phase is changed under the render mutex, so that no render event shows a frame after a request.
     std::atomic<SeekPhase> m_seekPhase{SeekPhase::None};
@@ -349,26 +379,19 @@ private:
     bool m_isDrainCertain NIMB_GUARDED_BY(m_renderMutex) = true;        // all that was released had been announced
     std::int64_t m_surfaceDeadline NIMB_GUARDED_BY(m_renderMutex) = 0;  // monotonic nanoseconds
     int m_seekTries NIMB_GUARDED_BY(m_renderMutex) = 0;
+    StallWatch m_stallWatch NIMB_GUARDED_BY(m_renderMutex);
 
     // For the playback thread's wait for the end of the output: whoever changes what HasOutputEnded looks at notifies
     // under the mutex.
     Mutex m_outputMutex;
     Condition m_outputChanged;
 
-    // The engine's objects.
-    struct UnityBuffers {
-        unsigned int vertexBuffer = 0;
-        int vertexBufferSize = 0;
-        unsigned int indexBuffer = 0;
-        int indexBufferSize = 0;
-        unsigned int texture = 0;
-        int textureWidth = 0;
-        int textureHeight = 0;
-    };
     Mutex m_unityMutex;
     UnityBuffers m_unityBuffers NIMB_GUARDED_BY(m_unityMutex);
     /// Of the mesh last uploaded: its indices need no second upload.
     NIMBCORE::CComPtr<INimbBuffer> m_lastIndexBuffer NIMB_GUARDED_BY(m_unityMutex);
+    /// What the objects hold.
+    NimbShownFrame m_shown NIMB_GUARDED_BY(m_unityMutex){-1, 0, 0};
 
     // Playback thread, and the script thread while that sleeps.
     CodecInput m_videoInput;
@@ -379,6 +402,7 @@ private:
     };
     struct Feed {
         std::int64_t next = 0;        ///< the frame that comes next, if the pipeline is whole
+        std::int64_t count = 0;       ///< of video samples since the file's start; says the frame where no index does
         std::int64_t meshNumber = 0;  ///< of the next sample that is to be shown; counted as FrameQueue counts
         std::int64_t goal = -1;       ///< the target, until it has been fed; -1: there is none
         /// Samples before it are for the mesh reader alone. The codec has had all since.

@@ -14,7 +14,8 @@ using namespace Nimb::Plugin;
 extern "C" {
 
 uint32_t getPlayerFeatures(void) {
-    return NimbFeature_Seek | NimbFeature_PlayRange | NimbFeature_Clock;
+    return NimbFeature_Seek | NimbFeature_PlayRange | NimbFeature_Clock | NimbFeature_Device | NimbFeature_ShownFrame |
+           NimbFeature_Trouble;
 }
 
 int64_t SeekQuorObject(int id, int64_t frame, uint32_t options) {

@@ -217,8 +217,8 @@ void QuorObject::WarmUpMesh(std::int64_t frame) {
         return;
     }
     try {
-        m_meshTasks.Enqueue([this, sample, ticket = m_meshFrames.CurrentTicket()] {
-            PassSample(*sample, ticket);
+        m_meshTasks.Enqueue([this, sample, frame, ticket = m_meshFrames.CurrentTicket()] {
+            PassSample(*sample, ticket, frame);
             m_meshFrames.GiveSlotBack();
         });
     } catch (...) {

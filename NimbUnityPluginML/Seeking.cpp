@@ -323,14 +323,16 @@ std::int64_t QuorObject::MeshNumberOf(std::int64_t textureFrameNumber) {
 /// The event has shown a frame, or has found that it cannot.
 void QuorObject::NoteShown(const MeshFrame* frame) {
     if (frame != nullptr) {
-        m_shownFrame = frame->m_clipFrame;
+        m_stallWatch.NoteShown(MonotonicNanoseconds());
         m_shownTime = frame->m_timeStamp / 1000;
-        m_stepFrom = frame->m_clipFrame;
+        m_stepFrom = frame->m_place.frame;
+        const MutexLock lock(m_unityMutex);
+        m_shownFrame = m_shown.frame;  // none, if other objects have been handed over during the event
     }
     if (m_seekPhase != SeekPhase::Released) {
         return;
     }
-    if (frame != nullptr && frame->m_clipFrame == m_seeks.Frame()) {
+    if (frame != nullptr && frame->m_place.frame == m_seeks.Frame()) {
         EndSeek(NimbSeekResult_Done, NimbSeekReason_None);
     } else {
         RetrySeekLocked();

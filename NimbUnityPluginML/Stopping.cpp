@@ -80,6 +80,7 @@ void QuorObject::StartOver() {
     m_isPipelineWhole = true;
     m_soundStart = c_NoSoundStart;
     m_feed.next = 0;
+    m_feed.count = 0;
     m_feed.firstPicture = 0;
     m_feed.goal = -1;
     m_feed.isRestart = m_frameIndex != nullptr;

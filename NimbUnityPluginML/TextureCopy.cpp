@@ -87,6 +87,13 @@ GLuint LinkShader(GLuint vertexShader, GLuint fragmentShader) {
 
 }  // namespace
 
+void TextureCopy::FollowContext(std::uint32_t number) noexcept {
+    if (m_contextNumber != number) {
+        m_contextNumber = number;
+        m_program = m_externalTexture = m_quadBuffer = m_vertexShader = m_fragmentShader = 0;
+    }
+}
+
 void TextureCopy::InitializeGraphicsResources(EGLContext unityCtx) {
     NIMB_ASSERT_MSG(unityCtx != EGL_NO_CONTEXT, "unityCtx != ((EGLContext)0)");
     if (m_program == 0) {

@@ -8,6 +8,8 @@
 
 #include <EGL/egl.h>
 
+#include <cstdint>
+
 namespace Nimb::Plugin {
 
 /// Of one player. Render thread with the engine's context current, but for CleanupGraphicsResources at the end of the
@@ -19,6 +21,9 @@ public:
 
     /// False before InitializeGraphicsResources, and after it when the shaders failed.
     bool IsInitialized() const noexcept { return m_program != 0; }
+
+    /// What was made in another context than this is gone, and is forgotten. `number`: GraphicsDevice counts them.
+    void FollowContext(std::uint32_t number) noexcept;
 
     /// `unityCtx`: the engine's context.
     void InitializeGraphicsResources(EGLContext unityCtx);
@@ -32,6 +37,7 @@ public:
 
 private:
     const int m_id;
+    std::uint32_t m_contextNumber = 0;
     unsigned int m_program = 0;
     unsigned int m_externalTexture = 0;
     unsigned int m_quadBuffer = 0;

@@ -1,4 +1,5 @@
 // What the engine itself calls: load, graphics device, render events; and the handing over of its GL objects.
+#include "NimbUnityPluginML/GraphicsDevice.h"
 #include "NimbUnityPluginML/Log.h"
 #include "NimbUnityPluginML/PlayerCall.h"
 
@@ -9,11 +10,11 @@
 
 namespace {
 
+constexpr int c_EventInitialize = 0;
 constexpr char c_Version[] = "1.4.5.0-923a5b0";
 
 std::atomic<void*> g_UnityInterfaces{nullptr};  // stored, not used further
-std::atomic<EGLContext> g_UnityContext{EGL_NO_CONTEXT};
-EGLint g_UnityContextVersion = 0;  // render thread; only logged
+EGLint g_UnityContextVersion = 0;               // render thread; only logged
 
 }  // namespace
 
@@ -29,7 +30,7 @@ void UnityPluginLoad(void* unityInterfaces) {
 void UnitySetGraphicsDevice(void*, int deviceType, int) {
     NIMB_LOG_INFO("UnitySetGraphicsDevice: device type = %i", deviceType);
     const EGLContext context = eglGetCurrentContext();
-    g_UnityContext = context;
+    GraphicsDevice::Note(context);
     NIMB_LOG_INFO("Unity EGL context = %p", context);
     const EGLDisplay display = eglGetDisplay(EGL_DEFAULT_DISPLAY);
     if (eglQueryContext(display, context, EGL_CONTEXT_CLIENT_VERSION, &g_UnityContextVersion) == EGL_TRUE) {
@@ -37,6 +38,19 @@ void UnitySetGraphicsDevice(void*, int deviceType, int) {
     }
     const GLubyte* const renderer = glGetString(GL_RENDERER);
     NIMB_LOG_INFO("renderer = %s", renderer != nullptr ? reinterpret_cast<const char*>(renderer) : "(none)");
+}
+
+NimbRenderEventFunc GetDeviceEventFunc(void) {
+    return [](int deviceType) {
+        if (GraphicsDevice::Look()) {
+            UnitySetGraphicsDevice(nullptr, deviceType, c_EventInitialize);
+        }
+    };
+}
+
+uint8_t GetDeviceInfo(NimbDeviceInfo* info) {
+    *info = GraphicsDevice::Info();
+    return 1;
 }
 
 NimbRenderEventFunc GetRenderEventFunc(void) {
@@ -53,7 +67,7 @@ NimbRenderEventFunc GetUnityRenderModeEventFunc(void) {
 
 void OnUnityRenderModeEvent(int eventId) {
     CallSilently(eventId, "OnUnityRenderModeEvent", false, [](QuorObject& player) {
-        player.OnUnityRender(g_UnityContext);
+        player.OnUnityRender(GraphicsDevice::Context(), GraphicsDevice::Info().context);
         return true;
     });
 }

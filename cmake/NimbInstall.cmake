@@ -1,6 +1,6 @@
 # What `cmake --install` puts where. Components: `development` (headers, static libraries, the package for
-# find_package(Nimb)), `plugin` (the plug-in and the platform under it) and `tool` (the program, with a plug-in of its
-# own).
+# find_package(Nimb)), `plugin` (the plug-in and the platform under it), `editor` (the same for editors, reporting what
+# others end at, in lib/nimb) and `tool` (the program, with that one).
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 
@@ -46,6 +46,7 @@ endif()
 if(TARGET NimbPlatformDesktop)
   nimb_install_headers(NimbUnityPluginML NimbUnityPluginML.h)
   nimb_install_targets(NimbPluginTargets NimbUnityPluginML NimbPlatformDesktop)
+  install(TARGETS nimb_editor_plugin NimbPlatformDesktop LIBRARY DESTINATION lib/nimb COMPONENT editor)
 elseif(TARGET NimbUnityPluginML)
   install(TARGETS NimbUnityPluginML LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}" COMPONENT plugin)
 endif()
@@ -53,9 +54,8 @@ endif()
 if(TARGET nimb)
   install(TARGETS nimb RUNTIME DESTINATION bin COMPONENT tool)
   install(FILES "${CMAKE_SOURCE_DIR}/CHANGELOG.md" DESTINATION share/doc/nimb COMPONENT tool)
-  # Where the tool looks for them: its plug-in reports what others end at, and finds the platform beside itself.
-  set_target_properties(nimb_tool_plugin PROPERTIES INSTALL_RPATH "$ORIGIN")
-  install(TARGETS nimb_tool_plugin NimbPlatformDesktop LIBRARY DESTINATION lib/nimb COMPONENT tool)
+  # Where the tool looks for them: the plug-in finds the platform beside itself.
+  install(TARGETS nimb_editor_plugin NimbPlatformDesktop LIBRARY DESTINATION lib/nimb COMPONENT tool)
   # The web player, if it has been built (target `web`).
   install(DIRECTORY "${NIMB_WEB_FOLDER}" DESTINATION share/nimb COMPONENT tool OPTIONAL FILES_MATCHING PATTERN "nimb-*")
 endif()

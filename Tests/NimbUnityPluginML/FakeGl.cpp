@@ -269,13 +269,20 @@ const GLubyte* glGetString(GLenum name) {
 
 void glGetIntegerv(GLenum name, GLint* data) {
     const Call call(__func__, Hex(name));
-    *data = static_cast<GLint>(TheState().framebuffer);
+    State& state = TheState();
+    *data = static_cast<GLint>(name == GL_COPY_READ_BUFFER_BINDING ? state.boundBuffers[GL_COPY_READ_BUFFER]
+                                                                   : state.framebuffer);
 }
 
 void glGenBuffers(GLsizei n, GLuint* names) {
     if (const Call call(__func__, n); call) {
         TheState().buffers[*names = TheState().next++];
     }
+}
+
+GLboolean glIsBuffer(GLuint buffer) {
+    const Call call(__func__, buffer);
+    return call && TheState().buffers.count(buffer) != 0 ? GL_TRUE : GL_FALSE;
 }
 
 void glDeleteBuffers(GLsizei n, const GLuint* names) {

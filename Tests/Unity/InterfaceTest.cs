@@ -14,7 +14,8 @@ internal static class InterfaceTest
     {
         var managed = new SortedDictionary<string, string>(StringComparer.Ordinal);
         foreach (Type record in new[] { typeof(NimbOpenInfo), typeof(NimbFileInfo), typeof(NimbFrameInfo),
-                     typeof(NimbSeekEnd), typeof(NimbClockInfo) })
+                     typeof(NimbSeekEnd), typeof(NimbClockInfo), typeof(NimbShownFrame), typeof(NimbTrouble),
+                     typeof(NimbDeviceInfo) })
         {
             managed[record.Name] = "0 " + Marshal.SizeOf(record);
             foreach (FieldInfo field in record.GetFields())
@@ -24,7 +25,7 @@ internal static class InterfaceTest
             }
         }
         foreach (Type values in new[] { typeof(NimbState), typeof(NimbFeature), typeof(NimbSeekOption),
-                     typeof(NimbSeekResult), typeof(NimbSeekReason) })
+                     typeof(NimbSeekResult), typeof(NimbSeekReason), typeof(NimbTroubleReason), typeof(NimbDevice) })
         {
             foreach (object value in Enum.GetValues(values))
             {
@@ -75,7 +76,8 @@ internal static class InterfaceTest
         Check(!NimbUnityPluginML.SetAudioVolume(id, 0.5f), "there is no sound");
         Check(NimbUnityPluginML.PauseQuorObject(id), "it pauses");
         var end = new NimbSeekEnd();
-        CheckEqual(NimbFeature.Seek | NimbFeature.PlayRange | NimbFeature.Clock, NimbUnityPluginML.getPlayerFeatures(), "the features");
+        CheckEqual(NimbFeature.Seek | NimbFeature.PlayRange | NimbFeature.Clock | NimbFeature.Device |
+            NimbFeature.ShownFrame | NimbFeature.Trouble, NimbUnityPluginML.getPlayerFeatures(), "the features");
         Check(NimbUnityPluginML.SetPlayRange(id, 2, 6, true) && !NimbUnityPluginML.SetPlayRange(id, 2, 10, true), "a range");
         CheckEqual(1L, NimbUnityPluginML.SeekQuorObject(id, 4, NimbSeekOption.Pause), "a ticket");
         CheckEqual(2L, NimbUnityPluginML.SeekQuorObjectToTime(id, 3000000, 0), "a ticket");
@@ -90,6 +92,16 @@ internal static class InterfaceTest
         CheckEqual(8L, end.frame, "a step back from the newest");
         Check(!NimbUnityPluginML.TakeSeekEnd(id, ref end), "that was all");
         CheckEqual(NimbState.Paused, NimbUnityPluginML.GetQuorState(id), "the state");
+        var shown = new NimbShownFrame { frame = 7, count = 7 };
+        Check(NimbUnityPluginML.GetShownFrame(id, ref shown) && shown.frame == -1 && shown.count == 0, "nothing was shown");
+        var trouble = new NimbTrouble();
+        Check(!NimbUnityPluginML.TakeTrouble(id, ref trouble), "nothing went wrong");
+        var device = new NimbDeviceInfo();
+        Check(NimbUnityPluginML.GetDeviceInfo(ref device), "the device");
+        CheckEqual(NimbDevice.Ready, device.status, "the device");
+        uint context = device.context;
+        StandIn.RunEvent(NimbUnityPluginML.GetDeviceEventFunc(), 11);
+        Check(NimbUnityPluginML.GetDeviceInfo(ref device) && device.context == context && context > 0, "the same context");
         int clock = NimbUnityPluginML.CreatePlayerClock();
         var reading = new NimbClockInfo();
         Check(clock >= 0 && NimbUnityPluginML.JoinPlayerClock(clock, id), "it joins a clock");

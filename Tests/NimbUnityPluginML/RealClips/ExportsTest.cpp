@@ -17,6 +17,9 @@ std::set<std::string> ExpectedSymbols() {
     NIMB_PLUGIN_SEEK_FUNCTIONS(NIMB_INSERT)
     NIMB_PLUGIN_PLAY_RANGE_FUNCTIONS(NIMB_INSERT)
     NIMB_PLUGIN_CLOCK_FUNCTIONS(NIMB_INSERT)
+    NIMB_PLUGIN_DEVICE_FUNCTIONS(NIMB_INSERT)
+    NIMB_PLUGIN_SHOWN_FRAME_FUNCTIONS(NIMB_INSERT)
+    NIMB_PLUGIN_TROUBLE_FUNCTIONS(NIMB_INSERT)
 #undef NIMB_INSERT
     for (const char* id : {"IID_INimbAttributesCore", "IID_INimbBuffer", "NimbMediaType_VertexStream",
                            "NimbMediaType_IndexStream", "getPlayerFeatures"}) {
@@ -44,7 +47,7 @@ TEST(Exports, AreExactlyTheInterface) {
         names.insert(line.substr(0, line.find_first_of(" @")));
     }
     EXPECT_EQ(names, ExpectedSymbols());
-    EXPECT_EQ(names.size(), 75u);
+    EXPECT_EQ(names.size(), 79u);
 }
 
 }  // namespace

@@ -11,7 +11,11 @@ namespace Nimb
         Seek = 1,
         PlayRange = 2,
         /// <summary>Clocks that players share.</summary>
-        Clock = 4
+        Clock = 4,
+        /// <summary>The event that announces the graphics device, and what is known of it.</summary>
+        Device = 8,
+        ShownFrame = 16,
+        Trouble = 32
     }
 
     /// <summary>Of requests for a frame.</summary>

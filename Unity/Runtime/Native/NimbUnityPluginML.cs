@@ -5,8 +5,8 @@ namespace Nimb
 {
     /// <summary>
     /// The exported functions of libNimbUnityPluginML.so, one for one and in the order of its header, which says what
-    /// each of them does. Players are addressed by id. All but the render events belong to the script thread; booleans
-    /// are one byte wide. Most projects want <see cref="QuorPlayer"/> or the NimbPlayer component instead.
+    /// each of them does. Players are addressed by id. All but the render events belong to one thread at a time for each
+    /// player; booleans are one byte wide. Most projects want <see cref="QuorPlayer"/> or the NimbPlayer component instead.
     /// </summary>
     public static class NimbUnityPluginML
     {
@@ -140,6 +140,21 @@ namespace Nimb
         [return: MarshalAs(UnmanagedType.U1)]
         public static extern bool GetPlayerClockInfo(int clock, ref NimbClockInfo info);
 
+        // ---- Additions: what is shown, what goes wrong, and the graphics device (any thread) ----
+
+        [DllImport(Library)]
+        [return: MarshalAs(UnmanagedType.U1)]
+        public static extern bool GetShownFrame(int id, ref NimbShownFrame shown);
+
+        /// <returns>False when there is none that was not taken yet.</returns>
+        [DllImport(Library)]
+        [return: MarshalAs(UnmanagedType.U1)]
+        public static extern bool TakeTrouble(int id, ref NimbTrouble trouble);
+
+        [DllImport(Library)]
+        [return: MarshalAs(UnmanagedType.U1)]
+        public static extern bool GetDeviceInfo(ref NimbDeviceInfo info);
+
         // ---- Texts ----
 
         /// <returns>A text that lives as long as the library.</returns>
@@ -178,6 +193,11 @@ namespace Nimb
         /// <remarks>Render thread.</remarks>
         [DllImport(Library)]
         public static extern void OnUnityRenderModeEvent(int eventId);
+
+        /// <returns>The event that announces the graphics device, with the engine's number for its kind as event
+        /// id.</returns>
+        [DllImport(Library)]
+        public static extern IntPtr GetDeviceEventFunc();
 
         /// <returns>An event that only logs.</returns>
         [DllImport(Library)]
