@@ -14,8 +14,10 @@
 //   feed -> take -> output
 //   render -> frames -> slots   a render event holds the render mutex from acquiring a frame to releasing it
 //   render -> Unity's buffers
-//   render -> frames, troubles, fed frames; each alone
 //   render -> pace -> the shared clock
+//   render -> the player's clock
+//   render -> troubles
+//   render, or feed -> fed frames
 //   output -> sleep
 // Docs/architecture.md says what each guards; Stopping.cpp says how a player stops.
 #pragma once

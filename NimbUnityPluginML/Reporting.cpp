@@ -50,8 +50,9 @@ void QuorObject::NoteLostFrame(std::int64_t textureFrameNumber) {
 
 void QuorObject::WatchForStall() {
     const bool isAwaited = m_state == Playing && !m_videoOutputEOS && !m_pace.IsHeld();
-    const bool isStalled = m_stallWatch.Look(MonotonicNanoseconds(), isAwaited, [this] { return ShownDuration(); });
-    if (isStalled) {
+    const std::int64_t overdue = m_stallWatch.Look(MonotonicNanoseconds(), isAwaited);
+    if (overdue > 0 && overdue > ShownDuration()) {
+        m_stallWatch.NoteReported();
         NimbShownFrame shown;
         GetShownFrame(&shown);
         m_troubles.Add(m_meshFrames.CurrentTicket().file, NimbTroubleReason_Stalled, shown.frame);

@@ -1,6 +1,7 @@
 // Whether playback shows nothing new although it should: seen from render events.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 
 namespace Nimb::Plugin {
@@ -16,10 +17,9 @@ public:
         m_isReported = false;
     }
 
-    /// A render event that shows nothing new, so far. `isAwaited`: it ought to, sooner or later. `frameDuration`: asked
-    /// for when patience has run out. True once for each stall.
-    template <class Duration>
-    bool Look(std::int64_t now, bool isAwaited, Duration&& frameDuration) {
+    /// A render event that shows nothing new, so far. `isAwaited`: it ought to, sooner or later. Returns for how long
+    /// patience has run out, nanoseconds; 0: it has not, or the stall has been reported.
+    std::int64_t Look(std::int64_t now, bool isAwaited) {
         constexpr std::int64_t longestGap = 1000000000;  // between render events that come regularly
         const std::int64_t gap = now - m_lastEvent;
         m_lastEvent = now;
@@ -28,12 +28,10 @@ public:
         } else if (gap > longestGap) {
             m_since += gap;  // nobody looked: that does not count
         }
-        const std::int64_t waited = now - m_since;
-        if (m_isReported || waited <= c_Patience || waited - c_Patience <= frameDuration()) {
-            return false;
-        }
-        return m_isReported = true;
+        return m_isReported ? 0 : std::max<std::int64_t>(now - m_since - c_Patience, 0);
     }
+
+    void NoteReported() { m_isReported = true; }
 
 private:
     std::int64_t m_lastEvent = 0;

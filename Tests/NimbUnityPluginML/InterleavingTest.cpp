@@ -255,6 +255,46 @@ void ExpectFlatMemory(int rounds, Round&& round) {
     EXPECT_LT(after, before + 200000) << "from " << before << " bytes";
 }
 
+TEST_F(InterleavingTest, PlayersOpenAndCloseOnAnotherThreadWhileOthersPlay) {
+    const std::string path = AddIndexedFile({40, 1000, 10});
+    Player player;
+    Screen screen(player);
+    ASSERT_TRUE(player.Open(path, true) && player.Play());
+    RenderThread renderThread;
+    renderThread.Add(player.Id());
+    std::atomic<int> others{-1};
+    std::atomic<bool> isDone{false};
+    std::thread worker([&] {
+        for (int round = 0; round < 40; ++round) {
+            auto other = std::make_unique<Player>();
+            others = other->Id();
+            renderThread.Add(other->Id());  // before it opens, and after it is gone
+            Screen objects(*other);
+            EXPECT_TRUE(other->Open(path, true) && other->Play());
+            const auto hasShown = [&](std::uint64_t count) { return objects.Record().count >= count; };
+            EXPECT_TRUE(WaitFor([&] { return hasShown(2); }));
+            EXPECT_TRUE(round % 2 == 0 || other->Open(path));
+            EXPECT_TRUE(round % 3 == 0 || other->Close());
+            const int id = other->Id();
+            other.reset();
+            renderThread.Remove(id);
+        }
+        isDone = true;
+    });
+    const auto count = [&] { return screen.Record().count; };
+    while (!isDone) {
+        const std::uint64_t before = count();
+        EXPECT_TRUE(WaitFor([&] { return count() > before; }));  // nobody else holds it up
+        NimbShownFrame shown{};
+        NimbTrouble trouble{};
+        GetShownFrame(others, &shown);  // whatever the other thread does with it
+        TakeTrouble(others, &trouble);
+        EXPECT_EQ(shown.time, std::max<std::int64_t>(shown.frame, 0) * 10000);
+    }
+    worker.join();
+    renderThread.Remove(player.Id());
+}
+
 TEST_F(InterleavingTest, MemoryIsFlatOverRoundsAndLoops) {
     const std::string path = AddFile(MakeClip({4, 500, 2}));
     Fake::KeepLog(false);

@@ -140,6 +140,7 @@ TEST_F(PipelineTest, AnEventShowsOneFrameAtMost) {
 TEST_F(PipelineTest, AFrameThatIsShownAgainIsNotUploadedAgain) {
     Fake::TheScript().repeatFrameNumber = true;
     Playback playback({4});
+    playback.screen.arePicturesFrames = false;
     ASSERT_TRUE(playback.UntilPicture(0));
     EXPECT_EQ(playback.player.FrameInfo().isRepeatedFrame, 0);
     FakeGl::ClearCalls();
@@ -536,6 +537,7 @@ TEST_F(PipelineTest, MeshesOnTheirWayAcrossARewindOrACloseDoNotStallPlayback) {
         SCOPED_TRACE(close);
         Player player;
         Screen screen(player);
+        screen.arePicturesFrames = !close;
         Fake::TheScript().holdVideoOutput = true;
         const int before = Fake::Calls("MLMediaCodecQueueInputBuffer video");
         {
@@ -656,6 +658,7 @@ TEST_F(PipelineTest, AnEmptySampleIsSkipped) {
     clip.samples.push_back({0, 90000, {}});
     clip.samples.push_back({1, 90000, {}});
     Playback playback(clip);
+    playback.screen.arePicturesFrames = false;
     for (const bool again : {true, false}) {
         EXPECT_TRUE(playback.UntilEnd());
         EXPECT_TRUE(UntilAllShown(playback.screen, 0, 11));

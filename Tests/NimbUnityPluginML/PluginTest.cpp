@@ -170,11 +170,22 @@ void Screen::Render() {
 }
 
 void Screen::Event() {
+    const std::pair<std::int64_t, std::int64_t> before(Picture(), Mesh());
     OnUnityRenderModeEvent(m_Player.Id());
     const std::pair<std::int64_t, std::int64_t> now(Picture(), Mesh());
+    const NimbShownFrame record = Record();
     if (now.first >= 0 && (shown.empty() || shown.back() != now)) {
         shown.push_back(now);
     }
+    if (arePicturesFrames && now.first >= 0 && (now != before || record.frame >= 0)) {
+        EXPECT_EQ(record.frame, now.first);
+    }
+}
+
+NimbShownFrame Screen::Record() const {
+    NimbShownFrame record{};
+    EXPECT_EQ(GetShownFrame(m_Player.Id(), &record), 1);
+    return record;
 }
 
 std::int64_t Screen::Picture() const {

@@ -129,8 +129,10 @@ public:
     /// their pictures; the fake has none, so the event waits for the meshes of all pictures that it could show.
     void Render();
 
-    /// The same without waiting: it finds the meshes that are there.
+    /// The same without waiting: it finds the meshes that are there. What the player says is shown must be so.
     void Event();
+
+    NimbShownFrame Record() const;
 
     template <class Condition>
     bool RenderUntil(Condition&& condition, std::chrono::milliseconds limit = std::chrono::seconds(10)) {
@@ -152,6 +154,7 @@ public:
     GLuint indexBuffer;
     std::size_t vertices;
     std::size_t indices;
+    bool arePicturesFrames = true;  ///< picture n is frame n of its file, and the codec says so
 
     void HandOver();  ///< SetUnityBuffers
 

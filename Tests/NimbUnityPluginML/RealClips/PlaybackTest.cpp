@@ -186,6 +186,10 @@ TEST_F(PlaybackTest, ClockScaleSetsTheSpeedAlsoAfterARewindOrAnotherOpenHalfway)
             const Watcher::Seen seen = watcher.Now();
             const std::vector<int> shown = RunsOf(seen.shown).back();
             ExpectInOrder(shown, shown.back() + 1);
+            for (std::size_t i = 0; i < shown.size(); ++i) {
+                const std::int64_t said = seen.fileTimes[seen.fileTimes.size() - shown.size() + i];
+                EXPECT_NEAR(static_cast<double>(said), shown[i] / 30.0 * 1e7, 1000) << shown[i];
+            }
             const auto secondsSince = [&](Clock::time_point time) {
                 return std::chrono::duration<double>(seen.times.back() - time).count();
             };

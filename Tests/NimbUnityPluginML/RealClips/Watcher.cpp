@@ -98,6 +98,8 @@ void Watcher::OnFrame() {
     m_Player.OnRender();
     const int picture = ReadPictureNumber(m_Player);
     const int mesh = ReadMeshNumber(m_Player);
+    NimbShownFrame record{};
+    Engine::Instance().plugin->GetShownFrame(m_Player.Id(), &record);
     {
         const std::lock_guard<std::mutex> lock(m_Mutex);
         ++m_Seen.events;
@@ -105,14 +107,16 @@ void Watcher::OnFrame() {
         if (picture != c_Nothing && (m_Seen.pairs.empty() || m_Seen.pairs.back() != pair)) {
             m_Seen.pairs.push_back(pair);
         }
-        if (picture != mesh || picture == c_Garbled) {
+        if (picture != mesh || picture == c_Garbled || (record.frame >= 0 && record.frame != picture)) {
             if (m_Seen.mismatches++ == 0) {
                 m_Seen.firstMismatch = "picture " + std::to_string(picture) + ", mesh " + std::to_string(mesh) +
-                                       " after " + std::to_string(m_Seen.shown.size()) + " frames";
+                                       ", said to be " + std::to_string(record.frame) + ", after " +
+                                       std::to_string(m_Seen.shown.size()) + " frames";
             }
         } else if (picture != c_Nothing && (m_Seen.shown.empty() || m_Seen.shown.back() != picture)) {
             m_Seen.shown.push_back(picture);
             m_Seen.times.push_back(Clock::now());
+            m_Seen.fileTimes.push_back(record.frame >= 0 ? record.time : -1);
         }
     }
     m_Changed.notify_all();

@@ -59,9 +59,11 @@ public:
     struct Seen {
         std::vector<int> shown;                  ///< numbers in the order shown; one that stays is one entry
         std::vector<Clock::time_point> times;    ///< when each was first seen
+        std::vector<std::int64_t> fileTimes;     ///< what the player says of each: NimbShownFrame::time
         std::vector<std::pair<int, int>> pairs;  ///< picture and mesh, whether they agree or not, likewise
         int events = 0;
-        int mismatches = 0;  ///< events after which picture and mesh disagreed, or one of them was no frame's
+        /// Events after which picture and mesh disagreed, or one of them was no frame's, or the player said another.
+        int mismatches = 0;
         std::string firstMismatch;
     };
 
