@@ -83,6 +83,21 @@ TEST_P(ReportTest, ADamagedOrMissingMeshIsTroubleWithItsFrame) {
     EXPECT_EQ(TakeAll(player.Id()), Counts{});
 }
 
+TEST_P(ReportTest, PicturesFromBeforeARewindAreNotLostFrames) {
+    Player player;
+    Screen screen(player);
+    ASSERT_TRUE(player.Open(Add({40, 2000})));
+    for (int pass = 0; pass < 3; ++pass) {
+        const int before = Fake::Calls("MLMediaCodecReleaseOutputBuffer");
+        ASSERT_TRUE(player.Play());
+        EXPECT_TRUE(WaitFor([&] { return Fake::Calls("MLMediaCodecReleaseOutputBuffer") >= before + 3; }));
+        ASSERT_TRUE(player.Rewind());  // they are on the surface still
+    }
+    ASSERT_TRUE(player.Play());
+    EXPECT_TRUE(screen.RenderUntil([&] { return screen.Picture() == 39; }));
+    EXPECT_EQ(TakeAll(player.Id()), Counts{});
+}
+
 TEST(StallWatchTest, TimeThatNobodyLookedAtDoesNotCount) {
     constexpr std::int64_t ms = 1000000;
     StallWatch watch;
