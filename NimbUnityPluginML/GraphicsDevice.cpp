@@ -6,6 +6,7 @@
 
 #include <atomic>
 #include <cstddef>
+#include <cstdint>
 #include <cstring>
 
 static_assert(sizeof(NimbDeviceInfo) == 8);
@@ -15,7 +16,7 @@ namespace Nimb::Plugin::GraphicsDevice {
 namespace {
 
 std::atomic<EGLContext> g_Context{EGL_NO_CONTEXT};
-std::atomic<NimbDeviceInfo> g_Info{NimbDeviceInfo{NimbDevice_Unknown, 0}};
+std::atomic<std::uint64_t> g_Info{NimbDevice_Unknown};  // the context's number above, the status below
 
 // Render thread.
 EGLContext g_LastContext = EGL_NO_CONTEXT;  // but not EGL_NO_CONTEXT
@@ -60,8 +61,7 @@ void MakeMark() {
 }
 
 void SetStatus(NimbDevice status, bool isAnother) {
-    const NimbDeviceInfo info = g_Info;
-    g_Info = {status, info.context + (isAnother ? 1 : 0)};
+    g_Info = std::uint64_t{Info().context + (isAnother ? 1 : 0)} << 32 | static_cast<std::uint64_t>(status);
 }
 
 void NoteCurrent(EGLContext context, bool isAnother) {
@@ -102,7 +102,8 @@ EGLContext Context() noexcept {
 }
 
 NimbDeviceInfo Info() noexcept {
-    return g_Info;
+    const std::uint64_t info = g_Info;
+    return {static_cast<NimbDevice>(info & UINT32_MAX), static_cast<std::uint32_t>(info >> 32)};
 }
 
 }  // namespace Nimb::Plugin::GraphicsDevice
