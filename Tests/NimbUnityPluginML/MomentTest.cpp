@@ -85,6 +85,11 @@ TEST_F(MomentTest, MeshesThatComeAfterTheirPicturesDoNotKeepTheirSlots) {
     }));
     halt.LetGo();
     ASSERT_TRUE(AwaitMeshes(player.Id()));
+    std::set<std::int64_t> lost;
+    for (NimbTrouble trouble{}; TakeTrouble(player.Id(), &trouble) != 0;) {
+        lost.insert(trouble.reason == NimbTroubleReason_LostFrames ? trouble.frame : 0);
+    }
+    EXPECT_EQ(lost, (std::set<std::int64_t>{0, 1, 2, 3, 4, 5, 6, 7}));
     screen.Event();
     // One lost mesh keeps its slot.
     EXPECT_TRUE(WaitFor([] { return Fake::Calls("MLMediaCodecQueueInputBuffer video") == 8 + 7; }));

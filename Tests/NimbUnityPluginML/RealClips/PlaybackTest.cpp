@@ -275,6 +275,30 @@ TEST_F(PlaybackTest, PlayersPlaySideBySide) {
 }
 
 /// Pictures go by without their meshes, which then hold every slot while no further picture comes.
+TEST_F(PlaybackTest, OthersOpenAndCloseOnAnotherThread) {
+    Open(Frames(60), true);
+    Watcher watcher(m_Player);
+    Play();
+    std::thread worker([this] {
+        for (int round = 0; round < 6; ++round) {
+            Player other(m_Engine.plugin, m_Engine.renderThread);
+            Watcher others(other);  // render events from before the file is open until after it is closed
+            ASSERT_TRUE(other.Open(m_Path, true));
+            other.CreateBuffers();
+            EXPECT_TRUE(m_Engine.plugin->PlayQuorObject(other.Id()));
+            EXPECT_TRUE(others.WaitForShown(3));
+            EXPECT_TRUE(round % 2 == 0 || m_Engine.plugin->CloseQuorObject(other.Id()));
+            ExpectNoMismatch(others);
+        }
+    });
+    for (int i = 0; i < 10; ++i) {
+        EXPECT_TRUE(watcher.WaitForShown(watcher.Now().shown.size() + 5));
+    }
+    worker.join();
+    ExpectNoMismatch(watcher);
+    EXPECT_FALSE(m_Log.Has("[error]")) << m_Log.Text();
+}
+
 TEST_F(PlaybackTest, MeshesThatDecodeSlowerThanPicturesDoNotStallPlayback) {
     ClipRecipe recipe = Frames(60);
     recipe.frameRate = 1000;
