@@ -5,7 +5,8 @@ readonly native_packages=(cmake ninja-build g++ libglm-dev libgtest-dev)
 readonly player_packages=(pkgconf libavformat-dev libavcodec-dev libavutil-dev libswscale-dev libswresample-dev
   libsdl2-dev libimgui-dev libegl-dev libgles-dev libegl-mesa0 libgl1-mesa-dri ffmpeg binutils
   libcli11-dev nlohmann-json3-dev libtinygltf-dev libassimp-dev libstb-dev zlib1g-dev libxxhash-dev)
-readonly csharp_packages=(mono-mcs mono-runtime libmono-system4.0-cil libmono-system-core4.0-cil python3)
+readonly csharp_packages=(mono-mcs mono-runtime libmono-system4.0-cil libmono-system-core4.0-cil python3
+  glslang-tools)
 readonly farm_packages=(slurm-wlm parallel make)
 web_packages=(emscripten node-acorn python3) # and Node, below
 

@@ -1,47 +1,27 @@
-// The picture under the scene's main light and its ambient light, by Lambert's law. Needs normals: those in the file, or
-// the computed ones. One sub-shader for each pipeline; neither includes a pipeline's own files.
+// The picture under the scene's main light, with its shadows, and its ambient light, by Lambert's law. Needs normals:
+// those in the file, or the computed ones. One sub-shader for each pipeline; neither includes a pipeline's own files.
 Shader "Nimb/Lit"
 {
     Properties
     {
         [NoScaleOffset] _MainTex("Picture", 2D) = "black" {}
         _Color("Tint", Color) = (1, 1, 1, 1)
+        [HideInInspector] _NimbEncoded("Encoded colours", Float) = 0  // the player sets it
         [Enum(UnityEngine.Rendering.CullMode)] _Cull("Cull", Float) = 0
     }
 
     CGINCLUDE
+    #pragma target 3.0
+    #pragma multi_compile_instancing
+    #pragma multi_compile_fog
+    #pragma enable_cbuffer
     #include "NimbPicture.cginc"
 
-    struct Varyings
+    half4 Lit(float2 uv, float3 normal, float facing, float3 toLight, half3 light)
     {
-        float4 position : SV_POSITION;
-        float2 uv : TEXCOORD0;
-        float3 normal : TEXCOORD1;
-        UNITY_FOG_COORDS(2)
-        UNITY_VERTEX_OUTPUT_STEREO
-    };
-
-    Varyings Vertex(NimbVertex vertex)
-    {
-        Varyings varyings;
-        UNITY_SETUP_INSTANCE_ID(vertex);
-        UNITY_INITIALIZE_OUTPUT(Varyings, varyings);
-        UNITY_INITIALIZE_VERTEX_OUTPUT_STEREO(varyings);
-        varyings.position = UnityObjectToClipPos(vertex.position);
-        varyings.uv = vertex.uv;
-        // A vertex that no triangle touches has no direction: its computed normal is not a number.
-        bool hasNormal = dot(vertex.normal, vertex.normal) > 0;
-        varyings.normal = hasNormal ? UnityObjectToWorldNormal(vertex.normal) : float3(0, 1, 0);
-        UNITY_TRANSFER_FOG(varyings, varyings.position);
-        return varyings;
-    }
-
-    fixed4 Lit(Varyings varyings, float facing, float3 toLight, fixed3 lightColor)
-    {
-        fixed4 color = NimbPicture(varyings.uv);
-        float3 normal = normalize(varyings.normal) * (facing < 0 ? -1 : 1);
-        color.rgb *= lightColor * saturate(dot(normal, toLight)) + max(0, ShadeSH9(half4(normal, 1)));
-        UNITY_APPLY_FOG(varyings.fogCoord, color);
+        half4 color = NimbPicture(uv);
+        normal = normalize(normal) * (facing < 0 ? -1 : 1);
+        color.rgb *= light * saturate(dot(normal, toLight)) + max(0, ShadeSH9(half4(normal, 1)));
         return color;
     }
     ENDCG
@@ -51,26 +31,61 @@ Shader "Nimb/Lit"
         Tags { "RenderPipeline" = "UniversalPipeline" "RenderType" = "Opaque" "Queue" = "Geometry" "DisableBatching" = "True" }
         Cull [_Cull]
 
+        // The one name that forward and deferred rendering both draw, and only once.
         Pass
         {
-            Tags { "LightMode" = "UniversalForward" }
+            Name "Forward"
+            Tags { "LightMode" = "UniversalForwardOnly" }
             CGPROGRAM
-            #pragma target 3.0
             #pragma vertex Vertex
-            #pragma fragment FragmentUniversal
-            #pragma multi_compile_instancing
-            #pragma multi_compile_fog
+            #pragma fragment Fragment
+            // Older pipelines set the cascades' keyword beside the first one, newer ones instead of it.
+            #pragma multi_compile _ _MAIN_LIGHT_SHADOWS _MAIN_LIGHT_SHADOWS_SCREEN
+            #pragma multi_compile _ _MAIN_LIGHT_SHADOWS_CASCADE
+            #include "NimbUniversal.cginc"
 
             float4 _MainLightPosition;  // set by the pipeline; a direction
             half4 _MainLightColor;
 
-            fixed4 FragmentUniversal(Varyings varyings, float facing : VFACE) : SV_Target
+            struct Varyings
             {
-                return Lit(varyings, facing, _MainLightPosition.xyz, _MainLightColor.rgb);
+                float4 pos : SV_POSITION;
+                float2 uv : TEXCOORD0;
+                float3 normal : TEXCOORD1;
+                float3 world : TEXCOORD2;
+                float4 screen : TEXCOORD3;
+                UNITY_FOG_COORDS(4)
+                UNITY_VERTEX_OUTPUT_STEREO
+            };
+
+            Varyings Vertex(NimbVertex v)
+            {
+                Varyings varyings;
+                UNITY_SETUP_INSTANCE_ID(v);
+                UNITY_INITIALIZE_OUTPUT(Varyings, varyings);
+                UNITY_INITIALIZE_VERTEX_OUTPUT_STEREO(varyings);
+                varyings.pos = UnityObjectToClipPos(v.vertex);
+                varyings.uv = v.uv;
+                varyings.normal = UnityObjectToWorldNormal(NimbNormal(v.normal));
+                varyings.world = mul(unity_ObjectToWorld, float4(v.vertex.xyz, 1)).xyz;
+                varyings.screen = ComputeScreenPos(varyings.pos);
+                UNITY_TRANSFER_FOG(varyings, varyings.pos);
+                return varyings;
+            }
+
+            half4 Fragment(Varyings varyings, float facing : VFACE) : SV_Target
+            {
+                UNITY_SETUP_STEREO_EYE_INDEX_POST_VERTEX(varyings);
+                half3 light = _MainLightColor.rgb * NimbMainLightShadow(varyings.world, varyings.screen);
+                half4 color = Lit(varyings.uv, varyings.normal, facing, _MainLightPosition.xyz, light);
+                UNITY_APPLY_FOG(varyings.fogCoord, color);
+                return color;
             }
             ENDCG
         }
         UsePass "Hidden/Nimb/Depth/DEPTHONLY"
+        UsePass "Hidden/Nimb/Depth/DEPTHNORMALS"
+        UsePass "Hidden/Nimb/Depth/DEPTHNORMALSONLY"
         UsePass "Hidden/Nimb/Depth/SHADOWCASTER"
     }
 
@@ -83,20 +98,50 @@ Shader "Nimb/Lit"
         {
             Tags { "LightMode" = "ForwardBase" }
             CGPROGRAM
-            #pragma target 3.0
             #pragma vertex Vertex
-            #pragma fragment FragmentBuiltIn
-            #pragma multi_compile_instancing
-            #pragma multi_compile_fog
+            #pragma fragment Fragment
+            #pragma multi_compile_fwdbase nolightmap nodirlightmap nodynlightmap novertexlight
+            #include "AutoLight.cginc"
 
             fixed4 _LightColor0;
 
-            fixed4 FragmentBuiltIn(Varyings varyings, float facing : VFACE) : SV_Target
+            struct Varyings
             {
-                return Lit(varyings, facing, _WorldSpaceLightPos0.xyz, _LightColor0.rgb);
+                float4 pos : SV_POSITION;
+                float2 uv : TEXCOORD0;
+                float3 normal : TEXCOORD1;
+                float3 world : TEXCOORD2;
+                UNITY_FOG_COORDS(3)
+                UNITY_SHADOW_COORDS(4)
+                UNITY_VERTEX_OUTPUT_STEREO
+            };
+
+            Varyings Vertex(NimbVertex v)
+            {
+                Varyings varyings;
+                UNITY_SETUP_INSTANCE_ID(v);
+                UNITY_INITIALIZE_OUTPUT(Varyings, varyings);
+                UNITY_INITIALIZE_VERTEX_OUTPUT_STEREO(varyings);
+                varyings.pos = UnityObjectToClipPos(v.vertex);
+                varyings.uv = v.uv;
+                varyings.normal = UnityObjectToWorldNormal(NimbNormal(v.normal));
+                varyings.world = mul(unity_ObjectToWorld, float4(v.vertex.xyz, 1)).xyz;
+                UNITY_TRANSFER_FOG(varyings, varyings.pos);
+                UNITY_TRANSFER_SHADOW(varyings, v.uv);
+                return varyings;
+            }
+
+            half4 Fragment(Varyings varyings, float facing : VFACE) : SV_Target
+            {
+                UNITY_SETUP_STEREO_EYE_INDEX_POST_VERTEX(varyings);
+                UNITY_LIGHT_ATTENUATION(attenuation, varyings, varyings.world);
+                half3 light = _LightColor0.rgb * attenuation;
+                half4 color = Lit(varyings.uv, varyings.normal, facing, _WorldSpaceLightPos0.xyz, light);
+                UNITY_APPLY_FOG(varyings.fogCoord, color);
+                return color;
             }
             ENDCG
         }
-        UsePass "Hidden/Nimb/Depth/SHADOWCASTER"
+        UsePass "Hidden/Nimb/Depth/SHADOWCASTERBUILTIN"
     }
 }

@@ -6,35 +6,40 @@ Shader "Nimb/Unlit"
     {
         [NoScaleOffset] _MainTex("Picture", 2D) = "black" {}
         _Color("Tint", Color) = (1, 1, 1, 1)
+        [HideInInspector] _NimbEncoded("Encoded colours", Float) = 0  // the player sets it
         [Enum(UnityEngine.Rendering.CullMode)] _Cull("Cull", Float) = 0
     }
 
     CGINCLUDE
+    #pragma target 3.0
+    #pragma multi_compile_instancing
+    #pragma multi_compile_fog
+    #pragma enable_cbuffer
     #include "NimbPicture.cginc"
 
     struct Varyings
     {
-        float4 position : SV_POSITION;
+        float4 pos : SV_POSITION;
         float2 uv : TEXCOORD0;
         UNITY_FOG_COORDS(1)
         UNITY_VERTEX_OUTPUT_STEREO
     };
 
-    Varyings Vertex(NimbVertex vertex)
+    Varyings Vertex(NimbVertex v)
     {
         Varyings varyings;
-        UNITY_SETUP_INSTANCE_ID(vertex);
+        UNITY_SETUP_INSTANCE_ID(v);
         UNITY_INITIALIZE_OUTPUT(Varyings, varyings);
         UNITY_INITIALIZE_VERTEX_OUTPUT_STEREO(varyings);
-        varyings.position = UnityObjectToClipPos(vertex.position);
-        varyings.uv = vertex.uv;
-        UNITY_TRANSFER_FOG(varyings, varyings.position);
+        varyings.pos = UnityObjectToClipPos(v.vertex);
+        varyings.uv = v.uv;
+        UNITY_TRANSFER_FOG(varyings, varyings.pos);
         return varyings;
     }
 
-    fixed4 Fragment(Varyings varyings) : SV_Target
+    half4 Fragment(Varyings varyings) : SV_Target
     {
-        fixed4 color = NimbPicture(varyings.uv);
+        half4 color = NimbPicture(varyings.uv);
         UNITY_APPLY_FOG(varyings.fogCoord, color);
         return color;
     }
@@ -45,17 +50,19 @@ Shader "Nimb/Unlit"
         Tags { "RenderPipeline" = "UniversalPipeline" "RenderType" = "Opaque" "Queue" = "Geometry" "DisableBatching" = "True" }
         Cull [_Cull]
 
+        // The one name that forward and deferred rendering both draw, and only once.
         Pass
         {
-            Tags { "LightMode" = "UniversalForward" }
+            Name "Forward"
+            Tags { "LightMode" = "UniversalForwardOnly" }
             CGPROGRAM
             #pragma vertex Vertex
             #pragma fragment Fragment
-            #pragma multi_compile_instancing
-            #pragma multi_compile_fog
             ENDCG
         }
         UsePass "Hidden/Nimb/Depth/DEPTHONLY"
+        UsePass "Hidden/Nimb/Depth/DEPTHNORMALS"
+        UsePass "Hidden/Nimb/Depth/DEPTHNORMALSONLY"
         UsePass "Hidden/Nimb/Depth/SHADOWCASTER"
     }
 
@@ -69,10 +76,8 @@ Shader "Nimb/Unlit"
             CGPROGRAM
             #pragma vertex Vertex
             #pragma fragment Fragment
-            #pragma multi_compile_instancing
-            #pragma multi_compile_fog
             ENDCG
         }
-        UsePass "Hidden/Nimb/Depth/SHADOWCASTER"
+        UsePass "Hidden/Nimb/Depth/SHADOWCASTERBUILTIN"
     }
 }
