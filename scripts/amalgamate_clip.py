@@ -1,12 +1,13 @@
 #!/usr/bin/env python3
 """Writes the library for random access as one pair of files, to be compiled along with a program's own sources.
 
-Usage: amalgamate_clip.py FOLDER    writes FOLDER/nimb_clip.h and FOLDER/nimb_clip.cpp
+Usage: amalgamate_clip.py FOLDER           writes FOLDER/nimb_clip.h and FOLDER/nimb_clip.cpp
+       amalgamate_clip.py --source FILE    writes FILE alone, which has the header inside
 
 The source compiles by itself as C++14 or later, without options: g++, clang, MinGW; Emscripten needs -fexceptions,
 32-bit x86 -msse2 -mfpmath=sse. It asks for SSE or NEON only as far as the compiler's target has them. All that it
-defines but the functions of nimb_clip.h is inside a namespace of its own, so that it can be linked into a program
-beside another copy.
+defines but the functions of nimb_clip.h is inside a namespace of its own and invisible to other files, so that it can be
+linked into a program beside the same code in another form.
 """
 import pathlib
 import re
@@ -33,6 +34,9 @@ HEAD = """\
 #pragma clang diagnostic ignored "-Wunused-const-variable"  // the format has some that only encoders use
 #elif defined(__GNUC__)
 #pragma GCC optimize("fp-contract=off")
+#endif
+#if defined(__GNUC__)
+#pragma GCC diagnostic ignored "-Wunused-function"  // what only encoders and players call
 #endif
 """
 
@@ -69,11 +73,7 @@ class Amalgamation:
         self.lines += ["", f"// ---- {path} ----", *lines]
 
 
-def main():
-    if len(sys.argv) != 2:
-        sys.exit(__doc__)
-    folder = pathlib.Path(sys.argv[1])
-    folder.mkdir(parents=True, exist_ok=True)
+def make_source(header):
     body = Amalgamation()
     sources = [path.relative_to(ROOT).as_posix() for room in ROOMS for path in sorted((ROOT / room).glob("*.cpp"))]
     for path in sources:
@@ -82,11 +82,22 @@ def main():
     inside = body.lines
     body.lines = []
     body.add(INTERFACE)
-    text = "\n".join([HEAD, *(f"#include {name}" for name in body.system_includes), "", "namespace nimb_clip_private {",
-                      *inside, "", "}  // namespace nimb_clip_private", "", "using namespace nimb_clip_private;",
-                      *body.lines, ""])
-    (folder / "nimb_clip.cpp").write_text(text, encoding="utf-8")
-    (folder / "nimb_clip.h").write_text((ROOT / PUBLIC_HEADER).read_text(encoding="utf-8"), encoding="utf-8")
+    return "\n".join([HEAD.replace('#include "nimb_clip.h"\n', header), *(f"#include {name}" for name in body.system_includes),
+                      "", "namespace nimb_clip_private {", "namespace {", *inside, "", "}  // namespace",
+                      "}  // namespace nimb_clip_private", "", "using namespace nimb_clip_private;", *body.lines, ""])
+
+
+def main():
+    header = (ROOT / PUBLIC_HEADER).read_text(encoding="utf-8")
+    if len(sys.argv) == 3 and sys.argv[1] == "--source":
+        pathlib.Path(sys.argv[2]).write_text(make_source(header), encoding="utf-8")
+        return
+    if len(sys.argv) != 2 or sys.argv[1].startswith("-"):
+        sys.exit(__doc__)
+    folder = pathlib.Path(sys.argv[1])
+    folder.mkdir(parents=True, exist_ok=True)
+    (folder / "nimb_clip.cpp").write_text(make_source('#include "nimb_clip.h"\n'), encoding="utf-8")
+    (folder / "nimb_clip.h").write_text(header, encoding="utf-8")
 
 
 if __name__ == "__main__":

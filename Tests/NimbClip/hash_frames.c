@@ -1,5 +1,5 @@
-/* Prints a hash of each frame's mesh in every layout, decoded in an order that jumps about: to compare what processors
- * and compilers make of one clip. */
+/* Prints a hash of each frame's mesh in every layout, decoded in an order that jumps about, or why a file is no clip:
+ * to compare what processors and compilers make of the same files. */
 #include "nimb_clip.h"
 
 #include <inttypes.h>
@@ -15,18 +15,15 @@ static uint64_t hash(uint64_t value, const void* data, size_t size) {
     return value;
 }
 
-int main(int argc, char** argv) {
+static void hash_clip(const void* data, size_t size) {
     static const nimb_clip_layout layouts[] = {NIMB_CLIP_INT16, NIMB_CLIP_INT16_NORMALS, NIMB_CLIP_FLOAT,
                                                NIMB_CLIP_FLOAT_NORMALS};
-    FILE* file = argc == 2 ? fopen(argv[1], "rb") : NULL;
-    void* data = malloc(1 << 24);
-    const size_t size = file != NULL ? fread(data, 1, 1 << 24, file) : 0;
     nimb_clip* clip = NULL;
     nimb_clip_error error;
     uint32_t i, count;
     if (nimb_clip_open_memory(data, size, &clip, &error) != NIMB_CLIP_OK) {
         printf("%s\n", error.text);
-        return 1;
+        return;
     }
     count = nimb_clip_sample_count(clip, NIMB_CLIP_PICTURES);
     for (i = 0; i < 4 * count; ++i) {
@@ -41,6 +38,20 @@ int main(int argc, char** argv) {
         printf("%u %d %016" PRIx64 "\n", frame, (int)status, sum);
     }
     nimb_clip_close(clip);
+}
+
+int main(int argc, char** argv) {
+    void* data = malloc(1 << 24);
+    int i;
+    for (i = 1; i < argc; ++i) {
+        FILE* file = fopen(argv[i], "rb");
+        if (file == NULL) {
+            printf("%s cannot be opened\n", argv[i]);
+            return 1;
+        }
+        hash_clip(data, fread(data, 1, 1 << 24, file));
+        fclose(file);
+    }
     free(data);
     return 0;
 }
