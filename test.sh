@@ -26,7 +26,7 @@ readonly when_asked='debug|clang|tidy'
 
 readonly bench_packages=(libbenchmark-dev libdraco-dev libmeshoptimizer-dev)
 readonly further_packages=(googletest clang clang-format clang-tidy libclang-rt-14-dev llvm lld shellcheck
-  g++-aarch64-linux-gnu qemu-user g++-mingw-w64-x86-64-posix wine64)
+  g++-aarch64-linux-gnu qemu-user)
 
 usage() {
   cat <<TEXT
@@ -151,8 +151,8 @@ if ((${#chosen[@]} == 0)); then
 fi
 
 mkdir -p "$logs"
-packages=("${native_packages[@]}" "${player_packages[@]}" "${csharp_packages[@]}" "${bench_packages[@]}"
-  "${farm_packages[@]}")
+packages=("${native_packages[@]}" "${player_packages[@]}" "${csharp_packages[@]}" "${windows_packages[@]}"
+  "${bench_packages[@]}" "${farm_packages[@]}")
 if [[ ${chosen[*]} != release ]]; then
   packages+=("${further_packages[@]}")
 fi

@@ -22,14 +22,19 @@ set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_OUTPUT_FILE_PREFIX "${CMAKE_BINARY_DIR}/packages")
 include(CPack)
 
-set(NIMB_HEADSET_LIBRARY "${CMAKE_SOURCE_DIR}/build/headset/NimbUnityPluginML/libNimbUnityPluginML.so" CACHE FILEPATH
-  "The plug-in for the headset, for the Unity package")
+set(NIMB_HEADSET_LIBRARY "" CACHE FILEPATH "The plug-in for the headset, built with the SDK, for the Unity package")
+set(NIMB_MACOS_LIBRARY "" CACHE FILEPATH "NimbClip for macOS (nimb_clip.bundle), for the Unity package")
+set(nimb_compose_unity_package "${CMAKE_COMMAND}"
+  "-DSOURCE=${CMAKE_SOURCE_DIR}" "-DBUILD=${CMAKE_BINARY_DIR}" "-DVERSION=${PROJECT_VERSION}"
+  "-DWINDOWS_LIBRARY=${NIMB_CLIP_WINDOWS}" "-DCLIP_SOURCE=${NIMB_CLIP_AMALGAMATION}/plugin/nimb_clip.cpp")
+set(nimb_unity_package_script -P "${CMAKE_CURRENT_LIST_DIR}/UnityPackage.cmake")
 add_custom_target(unity-package
-  COMMAND "${CMAKE_COMMAND}"
-    "-DPACKAGE=${CMAKE_SOURCE_DIR}/Unity" "-DBUILD=${CMAKE_BINARY_DIR}" "-DHEADSET_LIBRARY=${NIMB_HEADSET_LIBRARY}"
-    "-DLINT=${CMAKE_SOURCE_DIR}/Tests/Unity/package_lint.py" "-DLIBRARIES=${CMAKE_INSTALL_LIBDIR}"
-    "-DVERSION=${PROJECT_VERSION}" "-DOUTPUT=${CMAKE_BINARY_DIR}/packages"
-    -P "${CMAKE_CURRENT_LIST_DIR}/UnityPackage.cmake"
-  DEPENDS NimbUnityPluginML NimbPlatformDesktop
+  COMMAND ${nimb_compose_unity_package} "-DHEADSET_LIBRARY=${NIMB_HEADSET_LIBRARY}" "-DMACOS_LIBRARY=${NIMB_MACOS_LIBRARY}"
+    "-DOUTPUT=${CMAKE_BINARY_DIR}/packages" ${nimb_unity_package_script}
   COMMENT "Composing the Unity package"
   VERBATIM)
+foreach(target IN ITEMS ${nimb_unity_libraries} nimb_clip_amalgamated nimb_clip_windows)
+  if(TARGET ${target})
+    add_dependencies(unity-package ${target})
+  endif()
+endforeach()

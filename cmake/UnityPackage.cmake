@@ -1,63 +1,84 @@
-# Composes the Unity package as people install it, native libraries inside, and packs it: from the folder PACKAGE, the
-# tree BUILD, which installs libraries to LIBRARIES, and the file HEADSET_LIBRARY to the folder OUTPUT. The script LINT
-# checks it before it is packed.
+# Composes the Unity package as people install it, native libraries inside, and packs it as a tarball: from the tree
+# SOURCE and its build BUILD to the folder OUTPUT. What is not there to be packed is named in a file of the package, which
+# the editor reads. Tests/Unity/package_lint.py refuses libraries that their platform could not load.
+#
+#   HEADSET_LIBRARY  the plug-in for the headset, built with the SDK; empty: left out
+#   MACOS_LIBRARY    NimbClip for macOS; empty: left out
+#   WINDOWS_LIBRARY  NimbClip for Windows
+#   CLIP_SOURCE      NimbClip as one source file, for Android and iOS
 cmake_minimum_required(VERSION 3.25)
 
-# ELF's machine field, little-endian.
-set(machine_aarch64 b700)
-set(machine_x86-64 3e00)
-
-# check_library(<file> <machine>)
-function(check_library file machine)
-  if(NOT EXISTS "${file}")
-    message(FATAL_ERROR "There is no '${file}'. Build the plug-in for the headset (cmake --preset headset; cmake --build "
-                        "--preset headset), or say where it is: -DNIMB_HEADSET_LIBRARY=FILE")
-  endif()
-  file(READ "${file}" found OFFSET 18 LIMIT 2 HEX)
-  if(NOT found STREQUAL "${machine_${machine}}")
-    message(FATAL_ERROR "'${file}' is not a library for ${machine}: the machine in its header is '${found}'")
-  endif()
-endfunction()
-
-file(READ "${PACKAGE}/package.json" manifest)
+file(READ "${SOURCE}/Unity/package.json" manifest)
 string(JSON name GET "${manifest}" name)
 string(JSON version GET "${manifest}" version)
 if(NOT version STREQUAL VERSION)
-  message(FATAL_ERROR "${PACKAGE}/package.json has version ${version}, the plug-in ${VERSION}")
+  message(FATAL_ERROR "Unity/package.json has version ${version}, the plug-in ${VERSION}")
+endif()
+if(NOT WINDOWS_LIBRARY)
+  message(FATAL_ERROR "The package has a library for Windows, made by x86_64-w64-mingw32-g++-posix, which is not there "
+                      "(Debian: g++-mingw-w64-x86-64-posix)")
 endif()
 
 set(work "${OUTPUT}/unity")
 set(composed "${work}/${name}")
+set(plugins "${composed}/Runtime/Plugins")
 file(REMOVE_RECURSE "${work}")
+file(COPY "${SOURCE}/Unity/" DESTINATION "${composed}" PATTERN "Native~" EXCLUDE)
+file(COPY "${SOURCE}/Unity/Native~/" DESTINATION "${composed}/Runtime" PATTERN "README.md" EXCLUDE)
 
-file(COPY "${PACKAGE}/" DESTINATION "${composed}" PATTERN "Native~" EXCLUDE)
-file(COPY "${PACKAGE}/Native~/" DESTINATION "${composed}/Runtime" PATTERN "README.md" EXCLUDE)
+# place_library(<place> <file>)
+function(place_library place file)
+  if(NOT EXISTS "${file}")
+    message(FATAL_ERROR "There is no '${file}'")
+  endif()
+  get_filename_component(folder "${plugins}/${place}" DIRECTORY)
+  file(MAKE_DIRECTORY "${folder}")
+  file(COPY_FILE "${file}" "${plugins}/${place}")
+endfunction()
+
+# leave_out(<place> <reason>): its import settings go, and those of folders that are empty without it.
+function(leave_out place reason)
+  file(APPEND "${composed}/Native~/missing.txt" "${place}: ${reason}\n")
+  set(path "${plugins}/${place}")
+  set(files)
+  while(NOT files)
+    file(REMOVE_RECURSE "${path}")
+    file(REMOVE "${path}.meta")
+    get_filename_component(path "${path}" DIRECTORY)
+    file(GLOB files "${path}/*")
+  endwhile()
+  message(STATUS "Not in the package: ${place}, ${reason}")
+endfunction()
 
 # Installed, not built, libraries: they find each other wherever they lie.
-execute_process(COMMAND "${CMAKE_COMMAND}" --install "${BUILD}" --component plugin --strip --prefix "${work}/installed"
+execute_process(COMMAND "${CMAKE_COMMAND}" --install "${BUILD}" --component unity --strip --prefix "${work}/installed"
   OUTPUT_QUIET COMMAND_ERROR_IS_FATAL ANY)
-foreach(library IN ITEMS libNimbUnityPluginML.so libNimbPlatformDesktop.so)
-  set(file "${work}/installed/${LIBRARIES}/${library}")
-  check_library("${file}" x86-64)
-  file(COPY "${file}" DESTINATION "${composed}/Runtime/Plugins/Linux/x86_64")
+foreach(library IN ITEMS libNimbUnityPluginML.so libNimbPlatformDesktop.so libnimb_clip.so)
+  place_library("Linux/x86_64/${library}" "${work}/installed/unity/${library}")
 endforeach()
-check_library("${HEADSET_LIBRARY}" aarch64)
-set(headset_folder "${composed}/Runtime/Plugins/Android/arm64-v8a")
-file(COPY "${HEADSET_LIBRARY}" DESTINATION "${headset_folder}")
-find_program(headset_strip NAMES aarch64-linux-gnu-strip llvm-strip)
-if(headset_strip)
-  execute_process(COMMAND "${headset_strip}" "${headset_folder}/libNimbUnityPluginML.so" COMMAND_ERROR_IS_FATAL ANY)
+place_library(Windows/x86_64/nimb_clip.dll "${WINDOWS_LIBRARY}")
+place_library(Source/nimb_clip.cpp "${CLIP_SOURCE}")
+set(headset_place Android/arm64-v8a/libNimbUnityPluginML.so)
+if(HEADSET_LIBRARY)
+  place_library("${headset_place}" "${HEADSET_LIBRARY}")
+  find_program(headset_strip NAMES aarch64-linux-gnu-strip llvm-strip)
+  if(headset_strip)
+    execute_process(COMMAND "${headset_strip}" "${plugins}/${headset_place}" ERROR_QUIET)  # what is none, the check says
+  endif()
+else()
+  leave_out("${headset_place}" "it takes the headset's SDK to build it; what is built without is a stand-in that no device loads")
+endif()
+if(MACOS_LIBRARY)
+  place_library(macOS/nimb_clip.bundle "${MACOS_LIBRARY}")
+else()
+  leave_out(macOS/nimb_clip.bundle "it is made on a Mac, with one command that Native libraries in the documentation has")
 endif()
 
 find_program(python python3 REQUIRED)
-execute_process(COMMAND "${python}" "${LINT}" --composed "${composed}" COMMAND_ERROR_IS_FATAL ANY)
-
-set(archive "${OUTPUT}/${name}-${version}.zip")
-file(REMOVE "${archive}")
-file(GLOB_RECURSE files LIST_DIRECTORIES false RELATIVE "${work}" "${composed}/*")
-list(JOIN files "\n" list)
-file(WRITE "${work}/files" "${list}\n")
-execute_process(COMMAND "${CMAKE_COMMAND}" -E tar cf "${archive}" --format=zip "--files-from=${work}/files"
-  WORKING_DIRECTORY "${work}" COMMAND_ERROR_IS_FATAL ANY)
-file(SIZE "${archive}" size)
-message(STATUS "${archive}: ${size} bytes")
+execute_process(COMMAND "${python}" "${SOURCE}/Tests/Unity/package_lint.py" --composed "${composed}"
+  OUTPUT_VARIABLE findings RESULT_VARIABLE result)
+if(result)
+  message(FATAL_ERROR "The package is not packed:\n${findings}")
+endif()
+execute_process(COMMAND "${python}" "${SOURCE}/scripts/pack_tarball.py" "${composed}" "${OUTPUT}/${name}-${version}.tgz"
+  COMMAND_ERROR_IS_FATAL ANY)

@@ -7,6 +7,7 @@ readonly player_packages=(pkgconf libavformat-dev libavcodec-dev libavutil-dev l
   libcli11-dev nlohmann-json3-dev libtinygltf-dev libassimp-dev libstb-dev zlib1g-dev libxxhash-dev)
 readonly csharp_packages=(mono-mcs mono-runtime libmono-system4.0-cil libmono-system-core4.0-cil python3
   glslang-tools)
+readonly windows_packages=(g++-mingw-w64-x86-64-posix wine64)
 readonly farm_packages=(slurm-wlm parallel make)
 web_packages=(emscripten node-acorn python3) # and Node, below
 

@@ -9,19 +9,31 @@ import argparse
 import hashlib
 import itertools
 import json
+import os
 import pathlib
 import re
+import subprocess
 import sys
 
 IGNORED = re.compile(r"(^|/)(\.[^/]*|[^/]*~)(/|$)")  # what the engine ignores: hidden, or ending in a tilde
 STAGED = "Native~"  # holds the import settings of the native libraries as they will stand in Runtime
-LIBRARIES = {  # place: platforms, processor
-    "Runtime/Plugins/Android/arm64-v8a/libNimbUnityPluginML.so": ({"Android", "Lumin"}, "ARM64"),
-    "Runtime/Plugins/Linux/x86_64/libNimbUnityPluginML.so": ({"Editor", "Linux64"}, "x86_64"),
-    "Runtime/Plugins/Linux/x86_64/libNimbPlatformDesktop.so": ({"Editor", "Linux64"}, "x86_64"),
+LEFT_OUT = STAGED + "/missing.txt"  # in a composed package: each library that is not in it, and why
+LIBRARIES = {  # place: platforms, processor, the editor's system
+    "Runtime/Plugins/Android/arm64-v8a/libNimbUnityPluginML.so": ({"Android", "Lumin"}, "ARM64", None),
+    "Runtime/Plugins/Linux/x86_64/libNimbUnityPluginML.so": ({"Linux64"}, "x86_64", "Linux"),
+    "Runtime/Plugins/Linux/x86_64/libNimbPlatformDesktop.so": ({"Linux64"}, "x86_64", "Linux"),
+    "Runtime/Plugins/Linux/x86_64/libnimb_clip.so": ({"Linux64"}, "x86_64", "Linux"),
+    "Runtime/Plugins/Source/nimb_clip.cpp": ({"Android", "iOS"}, "ARM64", None),
+    "Runtime/Plugins/Windows/x86_64/nimb_clip.dll": ({"Win64"}, "x86_64", "Windows"),
+    "Runtime/Plugins/macOS/nimb_clip.bundle": ({"OSXUniversal"}, "AnyCPU", "OSX"),
 }
+GROUPS = {"Android": "Android", "Lumin": "Lumin", "Linux64": "Standalone", "OSXUniversal": "Standalone",
+          "Win64": "Standalone", "iOS": "iPhone"}
+# Of the C and C++ libraries of a Linux system, which no headset has.
+LINUX_RUNTIME = re.compile(r"(libc|libm|libdl|librt|libpthread|libstdc\+\+|libgcc_s)\.so\.\d+$|ld-linux")
 IMPORTERS = {".cs": "MonoImporter", ".asmdef": "AssemblyDefinitionImporter", ".shader": "ShaderImporter",
-             ".cginc": "ShaderIncludeImporter", ".md": "TextScriptImporter", ".so": "PluginImporter"}
+             ".cginc": "ShaderIncludeImporter", ".md": "TextScriptImporter", ".so": "PluginImporter",
+             ".dll": "PluginImporter", ".bundle": "PluginImporter", ".cpp": "PluginImporter"}
 TAIL = "  userData: \n  assetBundleName: \n  assetBundleVariant: \n"
 
 
@@ -34,20 +46,46 @@ def make_guid(package_name, path):
 
 
 def plugin_settings(path):
-    platforms, cpu = LIBRARIES[path]
-    every = {"Android": "Android", "Lumin": "Lumin", "Linux64": "Standalone"}
+    platforms, cpu, system = LIBRARIES[path]
     text = "  serializedVersion: 2\n  iconMap: {}\n  executionOrder: {}\n  defineConstraints: []\n  isPreloaded: 0\n" \
            "  isOverridable: 0\n  isExplicitlyReferenced: 0\n  validateReferences: 1\n  platformData:\n" \
            "  - first:\n      Any: \n    second:\n      enabled: 0\n      settings: {}\n"
-    is_editor = "Editor" in platforms
-    text += f"  - first:\n      Editor: Editor\n    second:\n      enabled: {int(is_editor)}\n      settings:\n"
-    text += f"        CPU: {cpu if is_editor else 'AnyCPU'}\n        DefaultValueInitialized: true\n"
-    text += f"        OS: {'Linux' if is_editor else 'AnyOS'}\n"
-    for platform, group in every.items():
+    text += f"  - first:\n      Editor: Editor\n    second:\n      enabled: {int(bool(system))}\n      settings:\n"
+    text += f"        CPU: {cpu if system else 'AnyCPU'}\n        DefaultValueInitialized: true\n"
+    text += f"        OS: {system or 'AnyOS'}\n"
+    for platform, group in GROUPS.items():
         enabled = platform in platforms
-        text += f"  - first:\n      {group}: {platform}\n    second:\n      enabled: {int(enabled)}\n      settings:\n" \
-                f"        CPU: {cpu if enabled else 'None'}\n"
+        text += f"  - first:\n      {group}: {platform}\n    second:\n      enabled: {int(enabled)}\n      settings:\n"
+        if platform == "iOS":  # older versions of the engine make projects of C++11
+            text += "        AddToEmbeddedBinaries: false\n        CPU: AnyCPU\n        CompileFlags: " + \
+                    "-std=c++14" * enabled + "\n        FrameworkDependencies: \n"
+        else:
+            text += f"        CPU: {cpu if enabled else 'None'}\n"
     return text
+
+
+def elf_problem(file, machine):
+    """Why a library is not one for this processor, and for Android where that is Arm; None when it is."""
+    found = subprocess.run(["readelf", "-hdVW", file], capture_output=True, text=True, check=False,
+                           env={**os.environ, "LC_ALL": "C"}).stdout
+    if not re.search(rf"Machine:.*\b{machine}", found) or not re.search(r"Type:\s+DYN", found):
+        return f"is not a library for {machine}"
+    if machine != "AArch64":
+        return None
+    needed = [name for name in re.findall(r"\(NEEDED\).*\[(.+)\]", found) if LINUX_RUNTIME.match(name)]
+    needed += sorted(set(re.findall(r"Name: (GLIBC\w*_[\d.]+)", found)))
+    return f"needs glibc ({', '.join(needed)}), which no headset has: it is linked against stand-ins. Build it with the " \
+           "SDK's compiler, as Docs/headset.md says" if needed else None
+
+
+def pe_problem(file):
+    data = file.read_bytes()
+    at = int.from_bytes(data[0x3c:0x40], "little")
+    return None if data[:2] == b"MZ" and data[at:at + 6] == b"PE\0\0\x64\x86" else "is not a library for Windows, x86-64"
+
+
+def macho_problem(file):
+    return None if file.read_bytes()[:4] == b"\xca\xfe\xba\xbe" else "is not a universal library for macOS"
 
 
 def make_meta(package_name, path, is_folder):
@@ -93,6 +131,8 @@ class Lint:
         return found
 
     def fix(self):
+        for path in LIBRARIES if not self.composed else ():
+            (self.package / STAGED / pathlib.PurePath(path).relative_to("Runtime")).parent.mkdir(parents=True, exist_ok=True)
         assets = self.assets()
         for path in [p for p in LIBRARIES if p not in assets and not self.composed]:
             assets[path] = self.package / STAGED / pathlib.PurePath(path).relative_to("Runtime")
@@ -121,8 +161,29 @@ class Lint:
                     self.find(f"{path}:{number}", f"is {is_line!r}, not {should!r}")
                     break
         for path in LIBRARIES:
-            if path + ".meta" not in assets:
+            if path + ".meta" not in assets and path not in self.left_out():
                 self.find(path, "has no import settings")
+
+    def left_out(self):
+        """Libraries that a composed package says it does not have."""
+        file = self.package / LEFT_OUT
+        lines = file.read_text().splitlines() if self.composed and file.is_file() else []
+        return {"Runtime/Plugins/" + line.partition(": ")[0] for line in lines}
+
+    def check_libraries(self):
+        for path in sorted(LIBRARIES.keys() - self.left_out()):
+            file = self.package / path
+            problem = None
+            if not file.is_file():
+                problem = f"is missing, and not in {LEFT_OUT}"
+            elif path.endswith(".so"):
+                problem = elf_problem(file, "AArch64" if "/Android/" in path else "X86-64")
+            elif path.endswith(".dll"):
+                problem = pe_problem(file)
+            elif path.endswith(".bundle"):
+                problem = macho_problem(file)
+            if problem:
+                self.find(path, problem)
 
     def check_manifest(self):
         manifest = self.read_json("package.json")
@@ -188,6 +249,8 @@ def main():
     lint.check_metas()
     lint.check_manifest()
     lint.check_assemblies()
+    if arguments.composed:
+        lint.check_libraries()
     if arguments.header:
         lint.check_functions(arguments.header)
     print("\n".join(lint.findings) or f"{lint.checked} ids and functions checked")
