@@ -22,6 +22,16 @@ set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_OUTPUT_FILE_PREFIX "${CMAKE_BINARY_DIR}/packages")
 include(CPack)
 
+# What the Unity package has for Linux, installed by name alone, as the component `unity`. An editor must survive a damaged
+# clip, so the plug-in is the one that reports.
+set(nimb_unity_libraries nimb_editor_plugin NimbPlatformDesktop nimb_clip)
+if(NOT TARGET nimb_editor_plugin)
+  list(TRANSFORM nimb_unity_libraries REPLACE nimb_editor_plugin nimb_tool_plugin)
+endif()
+if(TARGET nimb_clip)
+  install(TARGETS ${nimb_unity_libraries} LIBRARY DESTINATION unity COMPONENT unity EXCLUDE_FROM_ALL)
+endif()
+
 set(NIMB_HEADSET_LIBRARY "" CACHE FILEPATH "The plug-in for the headset, built with the SDK, for the Unity package")
 set(NIMB_MACOS_LIBRARY "" CACHE FILEPATH "NimbClip for macOS (nimb_clip.bundle), for the Unity package")
 set(nimb_compose_unity_package "${CMAKE_COMMAND}"

@@ -8,7 +8,8 @@ internal static class Program
 {
     private static readonly Type[] s_Classes =
     {
-        typeof(InterfaceTest), typeof(QuorPlayerTest), typeof(NimbPlayerTest), typeof(PackageTest)
+        typeof(InterfaceTest), typeof(QuorPlayerTest), typeof(NimbPlayerTest), typeof(PackageTest),
+        typeof(NativeLoaderTest)
     };
 
     private static void Main(string[] names)

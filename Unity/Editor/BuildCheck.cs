@@ -1,3 +1,5 @@
+using System;
+using System.Collections.Generic;
 using UnityEditor;
 using UnityEditor.Build;
 using UnityEditor.Build.Reporting;
@@ -6,7 +8,7 @@ using UnityEngine.Rendering;
 
 namespace Nimb.Editor
 {
-    /// <summary>Warns before a build for the headset about faults that would only show there.</summary>
+    /// <summary>Warns before a build about faults that would only show in what is built.</summary>
     internal sealed class BuildCheck : IPreprocessBuildWithReport
     {
         public int callbackOrder { get { return 0; } }
@@ -14,25 +16,40 @@ namespace Nimb.Editor
         public void OnPreprocessBuild(BuildReport report)
         {
             BuildTarget target = report.summary.platform;
-            bool isAndroid = target == BuildTarget.Android;
-            if (!isAndroid && target.ToString() != "Lumin")  // which newer versions of the engine do not know
+            NativeLibrary[] libraries = Array.FindAll(NativeLibrary.All, library => library.IsFor(target));
+            if (libraries.Length == 0)
             {
+                Debug.LogWarning("Nimb: there is no native code for " + target + ", so no clip will play there.");
                 return;
             }
+            var notes = new List<string>();
+            foreach (string line in NativeLibraries.Validate(libraries, notes))
+            {
+                Debug.LogWarning("Nimb: " + line);
+            }
+            foreach (string line in notes)
+            {
+                Debug.Log("Nimb: " + line);
+            }
+            if (NativeLibrary.Headset.IsFor(target))
+            {
+                CheckAndroid(target);
+            }
+        }
+
+        private static void CheckAndroid(BuildTarget target)
+        {
             GraphicsDeviceType[] types = PlayerSettings.GetGraphicsAPIs(target);
-            string problem = types.Length == 0 ? null : GraphicsApi.ProblemWith(types[0], RuntimePlatform.Android);
+            string problem = types.Length == 0 || NativeLibrary.Headset.FindImporters().Count == 0 ? null :
+                GraphicsApi.ProblemWith(types[0], RuntimePlatform.Android);
             if (problem != null)
             {
                 Debug.LogWarning("Nimb: " + problem);
             }
-            if (isAndroid && (PlayerSettings.Android.targetArchitectures & AndroidArchitecture.ARM64) == 0)
+            if (target == BuildTarget.Android && (PlayerSettings.Android.targetArchitectures & AndroidArchitecture.ARM64) == 0)
             {
-                Debug.LogWarning("Nimb: the native library is 64-bit, but the build has no ARM64 part. Tick ARM64 in Project " +
-                    "Settings > Player > Other Settings > Target Architectures (it needs IL2CPP).");
-            }
-            foreach (string line in NativeLibraries.Validate())
-            {
-                Debug.LogWarning("Nimb: " + line);
+                Debug.LogWarning("Nimb: the native code is for 64-bit Arm, but the build has no ARM64 part. Tick ARM64 in Project " +
+                    "Settings > Player > Other Settings > Target Architectures, which takes the scripting backend IL2CPP.");
             }
         }
     }

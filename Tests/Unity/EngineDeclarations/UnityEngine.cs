@@ -172,6 +172,8 @@ namespace UnityEngine
     {
         public static bool isPlaying { get { return true; } }
         public static RuntimePlatform platform { get { return RuntimePlatform.LinuxPlayer; } }
+        public static bool isEditor { get; set; }
+        public static string dataPath { get; set; }
         public static string streamingAssetsPath { get; set; }
         public static string persistentDataPath { get; set; }
     }
@@ -190,7 +192,10 @@ namespace UnityEngine
     public enum TextureWrapMode { Repeat, Clamp }
     public enum TextureFormat { RGBA32 = 4 }
     public enum MeshTopology { Triangles }
-    public enum RuntimePlatform { Android = 11, LinuxPlayer = 13, LinuxEditor = 16, WindowsPlayer = 2 }
+    public enum RuntimePlatform
+    {
+        OSXEditor = 0, OSXPlayer = 1, WindowsPlayer = 2, WindowsEditor = 7, IPhonePlayer = 8, Android = 11, LinuxPlayer = 13, LinuxEditor = 16
+    }
 
     public sealed class SerializeField : Attribute { }
     public class PropertyAttribute : Attribute { }

@@ -48,7 +48,7 @@ namespace Nimb.Editor.Tests
         [Test]
         public void NativeLibrariesHaveTheirSettings()
         {
-            CollectionAssert.IsEmpty(NativeLibraries.Validate());
+            CollectionAssert.IsEmpty(NativeLibraries.Validate(NativeLibrary.All, new System.Collections.Generic.List<string>()));
         }
     }
 }

@@ -1,0 +1,4 @@
+using System.Runtime.CompilerServices;
+
+[assembly: InternalsVisibleTo("Nimb.Editor")]
+[assembly: InternalsVisibleTo("UnityTests")]
