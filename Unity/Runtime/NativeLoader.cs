@@ -86,13 +86,11 @@ namespace Nimb
             {
                 return "The native library " + library + " is missing: " + reason + ".";
             }
-#if UNITY_ANDROID && ENABLE_MONO && !UNITY_EDITOR
-            if (library == ClipLibrary)
+            if (library == "nimb_clip" && Application.platform == RuntimePlatform.Android)
             {
                 return "The portable player's native code is compiled along with the engine's: choose the scripting backend " +
                     "IL2CPP in Project Settings > Player > Other Settings.";
             }
-#endif
             // Without a file to be seen it may still be where the system looks, as inside an Android package.
             string said = SystemLoader.Load(file);
             return said == null && !isProbed ? null : "The native library " + library + " is missing" +
