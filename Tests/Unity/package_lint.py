@@ -73,7 +73,7 @@ def elf_problem(file, machine):
     if machine != "AArch64":
         return None
     needed = [name for name in re.findall(r"\(NEEDED\).*\[(.+)\]", found) if LINUX_RUNTIME.match(name)]
-    needed += sorted(set(re.findall(r"Name: (GLIBC\w*_[\d.]+)", found)))
+    needed = needed or sorted(set(re.findall(r"Name: (GLIBC\w*_[\d.]+)", found)))
     return f"needs glibc ({', '.join(needed)}), which no headset has: it is linked against stand-ins. Build it with the " \
            "SDK's compiler, as Docs/headset.md says" if needed else None
 
