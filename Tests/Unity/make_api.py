@@ -126,6 +126,8 @@ def read_file(path, types, is_native):
             declaration = re.sub(rf"^{MODIFIERS}", "", " ".join(whole[:end].split()))
             kind = kind_of(declaration, name, whole[end:])
             if kind == "Constructors":
+                if "()" in declaration and not comment:
+                    continue
                 declaration = declaration.partition(") :")[0].rstrip(")") + ")"
             if kind == "Properties":
                 declaration += accessors(whole[end:].lstrip(), " " * indent)

@@ -170,6 +170,20 @@ class Lint:
         lines = file.read_text().splitlines() if self.composed and file.is_file() else []
         return {"Runtime/Plugins/" + line.partition(": ")[0] for line in lines}
 
+    def check_editor(self):
+        """The editor's list of libraries, with their platforms, is the one here."""
+        path = "Editor/NativeLibrary.cs"
+        source = (self.package / path).read_text()
+        for name, value in re.findall(r"(\w+) = (\"\w+\")[,;]", source):
+            source = source.replace(name, value)
+        found = {}
+        for line in re.findall(r"new NativeLibrary\(([^)]*)\)", source):
+            place, cpu, system, *platforms = [part.strip().strip('"') for part in line.split(",")]
+            found["Runtime/Plugins/" + place] = (set(platforms), cpu, None if system == "null" else system)
+        for library in sorted(found.keys() | LIBRARIES.keys()):
+            if found.get(library) != LIBRARIES.get(library):
+                self.find(path, f"{library} is {found.get(library)}, in {pathlib.Path(__file__).name} {LIBRARIES.get(library)}")
+
     def check_libraries(self):
         for path in sorted(LIBRARIES.keys() - self.left_out()):
             file = self.package / path
@@ -249,6 +263,7 @@ def main():
     lint.check_metas()
     lint.check_manifest()
     lint.check_assemblies()
+    lint.check_editor()
     if arguments.composed:
         lint.check_libraries()
     if arguments.header:
