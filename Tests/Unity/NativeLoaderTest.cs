@@ -1,6 +1,10 @@
+using System;
 using System.IO;
+using System.Linq;
 using System.Text;
 using Nimb;
+using Nimb.Editor;
+using UnityEditor;
 using UnityEngine;
 using static Support;
 
@@ -18,9 +22,21 @@ internal static class NativeLoaderTest
 
     private static void Replace(byte[] bytes, string from, string to)
     {
-        int at = Encoding.ASCII.GetString(bytes).IndexOf(from, System.StringComparison.Ordinal);
+        int at = Encoding.ASCII.GetString(bytes).IndexOf(from, StringComparison.Ordinal);
         Check(at > 0, "the library names " + from);
         Encoding.ASCII.GetBytes(to).CopyTo(bytes, at);
+    }
+
+    public static void ABuildNeedsTheLibrariesOfItsPlatformAlone()
+    {
+        Func<BuildTarget, string> needs = target => string.Join(" ", NativeLibrary.All.Where(library => library.IsFor(target))
+            .Select(library => library.Place.Substring(0, library.Place.IndexOf('/'))).OrderBy(name => name, StringComparer.Ordinal));
+        CheckEqual("Android Source", needs(BuildTarget.Android), "what Android needs");
+        CheckEqual("Source", needs(BuildTarget.iOS), "what iOS needs");
+        CheckEqual("Linux Linux Linux", needs(BuildTarget.StandaloneLinux64), "what Linux needs");
+        CheckEqual("Windows", needs(BuildTarget.StandaloneWindows64), "what Windows needs");
+        CheckEqual("macOS", needs(BuildTarget.StandaloneOSX), "what macOS needs");
+        CheckEqual("", needs(BuildTarget.WebGL) + needs(BuildTarget.StandaloneWindows), "what there is for others");
     }
 
     public static void ALibraryThatLoadsHasNoProblem()
@@ -38,7 +54,7 @@ internal static class NativeLoaderTest
         File.WriteAllText(place + "/libText.so", "not a library");
         CheckSays("Text", "is there, but cannot be loaded", "libText.so", "file too short");
 
-        byte[] bytes = File.ReadAllBytes(System.Environment.GetEnvironmentVariable("NIMB_LIBRARY"));
+        byte[] bytes = File.ReadAllBytes(Environment.GetEnvironmentVariable("NIMB_LIBRARY"));
         File.WriteAllBytes(place + "/libWhole.so", bytes);
         Check(NativeLoader.ProblemWith("Whole") == null, "it can be loaded");
         Replace(bytes, "libc.so.6", "libq.so.6");

@@ -175,7 +175,7 @@ def main():
         sys.exit(__doc__)
     package = pathlib.Path(sys.argv[1])
     types = {}
-    for path in sorted((package / "Runtime").rglob("*.cs")):
+    for path in sorted([*(package / "Runtime").rglob("*.cs"), *(package / "Timeline").glob("*.cs")]):
         read_file(path, types, "Native" in path.parts)
     page = package / "Documentation~" / "api.md"
     text = write_page(types)

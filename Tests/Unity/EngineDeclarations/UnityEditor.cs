@@ -72,7 +72,10 @@ namespace UnityEditor
         public delegate void AssemblyReloadCallback();
         public static event AssemblyReloadCallback beforeAssemblyReload { add { } remove { } }
     }
-    public enum BuildTarget { Android = 13, StandaloneLinux64 = 24 }
+    public enum BuildTarget
+    {
+        StandaloneOSX = 2, StandaloneWindows = 5, iOS = 9, Android = 13, StandaloneWindows64 = 19, WebGL = 20, StandaloneLinux64 = 24
+    }
     public enum AndroidArchitecture : uint { None = 0, ARMv7 = 1, ARM64 = 2 }
     public static class PlayerSettings
     {
