@@ -34,6 +34,7 @@ LINUX_RUNTIME = re.compile(r"(libc|libm|libdl|librt|libpthread|libstdc\+\+|libgc
 IMPORTERS = {".cs": "MonoImporter", ".asmdef": "AssemblyDefinitionImporter", ".shader": "ShaderImporter",
              ".cginc": "ShaderIncludeImporter", ".md": "TextScriptImporter", ".so": "PluginImporter",
              ".dll": "PluginImporter", ".bundle": "PluginImporter", ".cpp": "PluginImporter"}
+MANAGED = r"static extern \S+ (\w+)\(([^)]*)\);"
 TAIL = "  userData: \n  assetBundleName: \n  assetBundleVariant: \n"
 
 
@@ -99,6 +100,12 @@ def make_meta(package_name, path, is_folder):
     elif importer == "PluginImporter":
         body += plugin_settings(path)
     return f"{head}{importer}:\n{body}{TAIL}"
+
+
+def functions(declaration, text):
+    """How many parameters each function has that a pattern finds."""
+    text = re.sub(r"\[MarshalAs\([^)]*\)\]", "", text)
+    return {m[1]: 0 if m[2].strip() in ("", "void") else m[2].count(",") + 1 for m in re.finditer(declaration, text, re.M)}
 
 
 class Lint:
@@ -232,14 +239,9 @@ class Lint:
 
     def check_functions(self, header):
         """What the scripts declare is what the header declares, with as many parameters."""
-        def count(parameters):
-            return 0 if parameters.strip() in ("", "void") else parameters.count(",") + 1
-
-        text = header.read_text()
-        native = {m[1]: count(m[2]) for m in re.finditer(r"^NIMB_API [^(]*?(\w+)\(([^)]*)\);", text, re.M)}
+        native = functions(r"^NIMB_API [^(]*?(\w+)\(([^)]*)\);", header.read_text())
         path = "Runtime/Native/NimbUnityPluginML.cs"
-        source = re.sub(r"\[MarshalAs\([^)]*\)\]", "", (self.package / path).read_text())
-        managed = {m[1]: count(m[2]) for m in re.finditer(r"static extern \S+ (\w+)\(([^)]*)\);", source)}
+        managed = functions(MANAGED, (self.package / path).read_text())
         for name in sorted(native.keys() | managed.keys()):
             if native.get(name) != managed.get(name):
                 self.find(path, f"{name} has {managed.get(name)} parameters, the library's {native.get(name)}")
@@ -248,11 +250,22 @@ class Lint:
                 self.find(file.relative_to(self.package), "declares functions of the library elsewhere")
         self.checked += len(native)
 
+    def check_clip_functions(self, header):
+        """Of the library that the portable player uses, scripts declare what they call."""
+        native = functions(r"^NIMB_CLIP_API [^(]*?(\w+)\(([^)]*)\);", header.read_text())
+        for file in self.package.rglob("*.cs"):
+            managed = functions(MANAGED, file.read_text())
+            for name in sorted(name for name in managed if name.startswith("nimb_clip_")):
+                self.checked += 1
+                if native.get(name) != managed[name]:
+                    self.find(file.relative_to(self.package), f"{name} has {managed[name]} parameters, the library's {native.get(name)}")
+
 
 def main():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("package", type=pathlib.Path)
     parser.add_argument("--header", type=pathlib.Path, help="of the native library")
+    parser.add_argument("--clip-header", type=pathlib.Path, help="of NimbClip")
     parser.add_argument("--composed", action="store_true", help="the native libraries are inside")
     parser.add_argument("--fix", action="store_true", help="write the .meta files anew")
     arguments = parser.parse_args()
@@ -268,6 +281,8 @@ def main():
         lint.check_libraries()
     if arguments.header:
         lint.check_functions(arguments.header)
+    if arguments.clip_header:
+        lint.check_clip_functions(arguments.clip_header)
     print("\n".join(lint.findings) or f"{lint.checked} ids and functions checked")
     return 1 if lint.findings else 0
 
