@@ -21,7 +21,7 @@ Made by `Tests/Unity/make_api.py` of the repository from the comments in the scr
 # What users meet first comes first; then by name; what declares the native library comes last.
 FIRST = ["NimbPlayer", "NimbPlayerClock", "NimbPlaylist"]
 MODIFIERS = r"(?:(?:static|sealed|abstract|partial|unsafe|readonly|virtual|extern|new|async) )*"
-TYPE = re.compile(rf"( *)public ({MODIFIERS})(class|struct|enum|interface) (\w+)(.*)")
+TYPE = re.compile(rf" *(public |internal |protected |private )?({MODIFIERS})(class|struct|enum|interface) (\w+)(.*)")
 MEMBER = re.compile(r" *public (?!override |class |struct |enum |interface )")
 KINDS = ["Values", "Constructors", "Properties", "Functions", "Events", "Fields"]
 
@@ -93,9 +93,10 @@ def accessors(rest, indent):
 def read_file(path, types, is_native):
     lines = path.read_text(encoding="utf-8").splitlines()
     comment = []
-    stack = []  # of open public types: indentation, name
+    stack = []  # of open types: indentation, name; None when it is hidden, as is what is in it
     for number, line in enumerate(lines):
         where = f"{path}:{number + 1}"
+        line = re.sub(r"^( *)(\[[^\]]*\] )+", r"\1", line)
         text = line.strip()
         if text.startswith("///"):
             comment.append(text[3:])
@@ -109,19 +110,23 @@ def read_file(path, types, is_native):
             stack.pop()
         declared = TYPE.match(line)
         if declared:
-            name = ".".join([name for _, name in stack] + [declared[4]])
-            stack.append((indent, declared[4]))
-            bases = declared[5].strip().rstrip("{").strip()
+            is_hidden = declared[1] != "public " or any(name is None for _, name in stack)
+            stack.append((indent, None if is_hidden else declared[4]))
+            if is_hidden:
+                comment = []
+                continue
+            name = ".".join(name for _, name in stack)
+            bases = declared[5].partition("{")[0].strip()
             known = types.setdefault(name, Type("", None, is_native))
             if not known.declaration or bases:  # of a partial type, the part that says most
                 known.declaration = " ".join(f"{declared[2].replace('partial ', '')}{declared[3]} {name} {bases}".split())
             if comment:
                 known.comment = Comment(comment, where)
             if declared[3] == "enum":
-                read_values(lines[number + 1:], known, where)
-        elif stack and indent == stack[-1][0] + 4 and MEMBER.match(line):
+                read_values([declared[5].strip(" {}"), "}"] if "}" in declared[5] else lines[number + 1:], known, where)
+        elif stack and all(name for _, name in stack) and indent == stack[-1][0] + 4 and MEMBER.match(line):
             name = ".".join(name for _, name in stack)
-            whole = "\n".join(lines[number:])[indent + len("public "):]
+            whole = "\n".join([line, *lines[number + 1:]])[indent + len("public "):]
             end = outside_parentheses(whole, r"[{;]|\s=>?\s")
             declaration = re.sub(rf"^{MODIFIERS}", "", " ".join(whole[:end].split()))
             kind = kind_of(declaration, name, whole[end:])
