@@ -25,7 +25,8 @@ std::vector<EncodedFrame> EncodeSheets(const ClipRecipe& recipe) {
     std::vector<EncodedFrame> frames;
     for (int number = 0; number < recipe.frameCount; ++number) {
         const bool isKey = !recipe.delta || number % recipe.meshKeyInterval == 0;
-        const Nimb::Authoring::Mesh mesh = MakeNumberedMesh(number, recipe.meshColumns, recipe.meshRows);
+        const int further = recipe.changesTopology ? number / recipe.meshKeyInterval % 2 : 0;
+        const Nimb::Authoring::Mesh mesh = MakeNumberedMesh(number, recipe.meshColumns + further, recipe.meshRows);
         frames.push_back(isKey ? encoder.KeyFrame(mesh, key) : encoder.DeltaFrame(mesh, delta));
     }
     return frames;

@@ -25,6 +25,7 @@ struct ClipRecipe {
         Nimb::Authoring::DeltaCoding::Smallest;  ///< none: all are key frames
     int meshColumns = 12;
     int meshRows = 10;
+    bool changesTopology = false;  ///< every second mesh key frame has one column more
     bool storeNormals = false;
     double audioSeconds = 0;
     bool hasAttributes = true;

@@ -132,7 +132,7 @@ internal static class PackageTest
         {
             players[i] = new GameObject("player", typeof(NimbPlayer)).GetComponent<NimbPlayer>();
             Send(players[i], "OnEnable");
-            players[i].Loop = false;
+            players[i].LoopMode = LoopMode.Once;
             players[i].Open(ClipFolder.StreamingAssets, "clips/a.mp4");
             Check(players[i].IsOpening && !players[i].IsOpen, "it is being fetched");
             players[i].Play();

@@ -35,6 +35,8 @@ internal static class QuorPlayerTest
         CheckFails(() => ClipPath.Resolve(ClipFolder.StreamingAssets, "../secret", "/s", "/p"), "../secret");
         CheckFails(() => ClipPath.Resolve(ClipFolder.PersistentData, "/etc/clip", "/s", "/p"), "/etc/clip");
         CheckFails(() => ClipPath.Resolve(ClipFolder.Absolute, "clip.mp4", "/s", "/p"), "clip.mp4");
+        CheckFails(() => ClipPath.Resolve(ClipFolder.Url, "clip.mp4", "/s", "/p"), "clip.mp4", "http");
+        CheckEqual("C:\\clip.mp4", ClipPath.Resolve(ClipFolder.Absolute, "C:\\clip.mp4", "/s", "/p"), "the path");
         CheckEqual("/s/a/b.mp4", ClipPath.Resolve(ClipFolder.StreamingAssets, "a/b.mp4", "/s/", "/p"), "the path");
     }
 }

@@ -87,7 +87,7 @@ STAND_IN_API int StandIn_MeshNumber(const Player* objects) {
 }
 
 STAND_IN_API void StandIn_MakeClip(const char* path, int frameCount, int frameRate, int size, int meshColumns,
-                                   int hasAudio) {
+                                   int hasAudio, int frameWithoutMesh, int hasStrips) {
     OrDie([&] {
         ClipTest::ClipRecipe recipe;
         recipe.width = recipe.height = size;
@@ -95,6 +95,15 @@ STAND_IN_API void StandIn_MakeClip(const char* path, int frameCount, int frameRa
         recipe.frameRate = frameRate;
         recipe.meshColumns = meshColumns;
         recipe.audioSeconds = hasAudio != 0 ? recipe.Seconds() : 0;
+        recipe.changesTopology = true;
+        if (hasStrips != 0) {
+            recipe.indices = Nimb::Authoring::IndexCoding::Strips2;
+        }
+        recipe.damage = [=](int number, Nimb::Authoring::Bytes& mesh) {
+            if (number == frameWithoutMesh) {
+                mesh.clear();
+            }
+        };
         ClipTest::MakeClip(path, recipe);
     });
 }

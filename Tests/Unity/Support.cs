@@ -51,10 +51,12 @@ internal static class Support
 
     /// <summary>A clip whose frames are numbered from 0, in picture and mesh.</summary>
     public static string MakeClip(string name, int frameCount, int frameRate, int size = 64, int meshColumns = 12,
-        bool hasAudio = false)
+        bool hasAudio = false, int frameWithoutMesh = -1, bool hasStrips = false)
     {
         string path = Path.Combine(Folder, name);
-        StandIn.MakeClip(path, frameCount, frameRate, size, meshColumns, hasAudio ? 1 : 0);
+        StandIn.MakeClip(path, frameCount, frameRate, size, meshColumns, hasAudio ? 1 : 0, frameWithoutMesh,
+            hasStrips ? 1 : 0);
+        UnityEngine.Video.VideoPlayer.Clips[path] = new double[] { frameCount, frameRate };
         return path;
     }
 

@@ -11,7 +11,9 @@ namespace Nimb
         /// <summary>Files that the application fetched or made.</summary>
         PersistentData = 1,
         /// <summary>The path is complete: absolute, or a file: URI.</summary>
-        Absolute = 2
+        Absolute = 2,
+        /// <summary>An address of http or https, on a server that serves ranges of files.</summary>
+        Url = 3
     }
 
     /// <summary>Where a clip is.</summary>
@@ -32,7 +34,15 @@ namespace Nimb
             {
                 throw new ClipException("No clip is named.");
             }
-            bool isAbsolute = path[0] == '/' || path.StartsWith("file://", StringComparison.Ordinal);
+            if (folder == ClipFolder.Url)
+            {
+                if (!IsUrl(path))
+                {
+                    throw new ClipException("The clip's address '" + path + "' does not begin with http:// or https://.");
+                }
+                return path;
+            }
+            bool isAbsolute = IsAbsolute(path);
             if (folder == ClipFolder.Absolute)
             {
                 if (!isAbsolute)
@@ -47,6 +57,20 @@ namespace Nimb
             }
             string root = folder == ClipFolder.StreamingAssets ? streamingAssets : persistentData;
             return root.TrimEnd('/') + "/" + path;
+        }
+
+        private static bool IsAbsolute(string path)
+        {
+            bool hasDrive = path.Length > 2 && char.IsLetter(path[0]) && path[1] == ':' && (path[2] == '/' || path[2] == '\\');
+            return hasDrive || path[0] == '/' || path.StartsWith(@"\\", StringComparison.Ordinal)
+                || path.StartsWith("file://", StringComparison.Ordinal);
+        }
+
+        /// <summary>Whether it is an address that only the portable back end reads.</summary>
+        public static bool IsUrl(string path)
+        {
+            return path.StartsWith("http://", StringComparison.OrdinalIgnoreCase)
+                || path.StartsWith("https://", StringComparison.OrdinalIgnoreCase);
         }
 
         /// <summary>Whether the clip sits inside the application package, where the player cannot read it.</summary>

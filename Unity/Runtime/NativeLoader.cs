@@ -1,6 +1,5 @@
 using System;
 using System.IO;
-using System.Runtime.InteropServices;
 using UnityEngine;
 
 namespace Nimb
@@ -8,13 +7,6 @@ namespace Nimb
     /// <summary>Says why a native library cannot be used: it is missing, or it is there and the system cannot load it.</summary>
     internal static class NativeLoader
     {
-        // Compiled along with the engine's code where the package has it as source.
-#if (UNITY_IOS || UNITY_ANDROID && ENABLE_IL2CPP) && !UNITY_EDITOR
-        private const string ClipLibrary = "__Internal";
-#else
-        private const string ClipLibrary = "nimb_clip";
-#endif
-
         /// <summary>Loads a library, if it is not loaded yet. Belongs to the script thread.</summary>
         /// <param name="library">Its name as in DllImport.</param>
         /// <returns>Null when it can be used; otherwise sentences for the user. Never throws; allocates only then.</returns>
@@ -59,8 +51,8 @@ namespace Nimb
                 case NimbUnityPluginML.Library:
                     NimbUnityPluginML.getPlayerFeatures();
                     return true;
-                case ClipLibrary:
-                    CloseClip(IntPtr.Zero);
+                case NimbClipLibrary.Library:
+                    NimbClipLibrary.nimb_clip_close(IntPtr.Zero);
                     return true;
                 default:
                     return false;
@@ -128,8 +120,5 @@ namespace Nimb
                 NativePackage.Folder + "/Runtime/Plugins" + folder + file
             };
         }
-
-        [DllImport(ClipLibrary, EntryPoint = "nimb_clip_close")]
-        private static extern void CloseClip(IntPtr clip);
     }
 }

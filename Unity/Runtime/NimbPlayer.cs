@@ -1,31 +1,27 @@
 using System;
 using System.Threading.Tasks;
 using UnityEngine;
+using UnityEngine.Serialization;
 
 namespace Nimb
 {
     /// <summary>
     /// Plays a volumetric clip on this object. The clip is opened at the start and whenever <see cref="Open()"/> is called;
-    /// mesh, texture and material are made for it and assigned to the mesh filter and the renderer.
+    /// mesh, texture and material are made for it and assigned to the mesh filter and the renderer, and what those had
+    /// comes back when it is closed. In edit mode it only does what it is told, for previews. Main thread; nothing waits.
     /// </summary>
     [AddComponentMenu("Nimb/Volumetric Player")]
     [DisallowMultipleComponent]
+    [ExecuteAlways]
     [RequireComponent(typeof(MeshFilter), typeof(MeshRenderer))]
     public sealed class NimbPlayer : MonoBehaviour
     {
-        private const string CopiesFolder = "/NimbClips";
-        private const string DefaultShader = "Nimb/Unlit";
-
-        [Flags]
-        private enum Suspension
-        {
-            None = 0,
-            Disabled = 1,
-            ApplicationPaused = 2,
-            Unfocused = 4
-        }
+        private const float SlowestSpeed = 0.1f;
+        private const float HighestSpeed = 4;
 
         [Header("Clip")]
+        [SerializeField, Tooltip("Automatic: the native player where it works, otherwise the engine's video player.")]
+        private PlayerBackend m_Backend = PlayerBackend.Automatic;
         [SerializeField, Tooltip("What the path is relative to.")]
         private ClipFolder m_Folder = ClipFolder.StreamingAssets;
         [SerializeField, Tooltip("With forward slashes. Read when a clip is opened.")]
@@ -34,27 +30,35 @@ namespace Nimb
         [Header("Playback")]
         [SerializeField]
         private bool m_PlayOnAwake = true;
-        [SerializeField, Tooltip("Read when a clip is opened.")]
-        private bool m_Loop = true;
+        [SerializeField, FormerlySerializedAs("m_Loop"), Tooltip("What comes after the last frame.")]
+        private LoopMode m_LoopMode = LoopMode.Loop;
         [SerializeField, Range(0, 1)]
         private float m_Volume = 1;
         [SerializeField, Tooltip("Play without sound. Read when a clip is opened.")]
         private bool m_DisableAudio = false;
-        [SerializeField, Range(0.1f, 4)]
+        [SerializeField, Tooltip("Where the sound comes from, if the back end can. Read when a clip is opened.")]
+        private AudioSource m_AudioSource = null;
+        [SerializeField, Range(SlowestSpeed, HighestSpeed)]
         private float m_Speed = 1;
         [SerializeField, Tooltip("Pause while the application has no input focus.")]
         private bool m_PauseWithoutFocus = false;
 
-        [Header("Mesh")]
-        [SerializeField, Tooltip("Compute smooth normals instead of using those in the file. Read when a clip is opened.")]
+        [Header("Mesh and picture. Read when a clip is opened")]
+        [SerializeField, Tooltip("Compute smooth normals instead of using those in the file.")]
         private bool m_ComputeNormals = true;
-        [SerializeField, Tooltip("Draw each frame's own number of triangles instead of the whole buffers, whose rest is " +
-            "empty. Saves work when frames differ much; may show a growing frame's last triangles one frame late.")]
-        private bool m_TrimToFrame = false;
         [SerializeField, Tooltip("Used as a template. Without one, a material of the shader below is made.")]
         private Material m_Material = null;
         [SerializeField, Tooltip("Nimb/Unlit unless it is assigned.")]
         private Shader m_Shader = null;
+        [SerializeField, Tooltip("Where the material takes the picture from; empty: its main texture.")]
+        private string m_TextureProperty = "";
+        [SerializeField, Tooltip("Leave the renderer its own material, and only give it the picture.")]
+        private bool m_UsePropertyBlock = false;
+        [SerializeField, Tooltip("Hand out the picture as an sRGB render texture with mip levels: for distant figures, and " +
+            "for materials and shader graphs that are not this package's. Costs a copy of each picture.")]
+        private bool m_MipMaps = false;
+        [SerializeField, Tooltip("Gets a copy of each picture; of any size.")]
+        private RenderTexture m_TargetTexture = null;
 
         [Header("Events")]
         [SerializeField]
@@ -66,73 +70,141 @@ namespace Nimb
         [SerializeField]
         private NimbPlayerEvent m_OnEnded = new NimbPlayerEvent();
         [SerializeField]
+        private NimbPlayerSeekEvent m_OnSeekEnded = new NimbPlayerSeekEvent();
+        [SerializeField]
+        private NimbPlayerTroubleEvent m_OnTrouble = new NimbPlayerTroubleEvent();
+        [SerializeField]
         private NimbPlayerFailedEvent m_OnFailed = new NimbPlayerFailedEvent();
 
-        private QuorPlayer m_Player;
-        private FrameTarget m_Target;
-        private Material m_OwnMaterial;
-        private Task<string> m_Fetch;  // of a clip that is being copied out of the application package
-        private bool m_WasOpened;  // or was to be: Start does not replace what a script has opened
-        private bool m_PlayWhenOpened;
-        private Suspension m_Suspension = Suspension.Disabled;  // until OnEnable, which may never come
-        private bool m_PlayWhenResumed;
+        private readonly PlayerCore m_Core;
+
+        public NimbPlayer()
+        {
+            m_Core = new PlayerCore(this);
+        }
+
+        internal PlayerCore Core { get { return m_Core; } }
 
         // The same as the inspector's events.
-        public event Action<NimbPlayer> Opened;
-        public event Action<NimbPlayer> FrameShown;
-        public event Action<NimbPlayer> Looped;
-        public event Action<NimbPlayer> Ended;
-        public event Action<NimbPlayer, string> Failed;
+        public event Action<NimbPlayer> Opened { add { m_OnOpened.Raised += value; } remove { m_OnOpened.Raised -= value; } }
+        public event Action<NimbPlayer> FrameShown { add { m_OnFrameShown.Raised += value; } remove { m_OnFrameShown.Raised -= value; } }
+        public event Action<NimbPlayer> Looped { add { m_OnLooped.Raised += value; } remove { m_OnLooped.Raised -= value; } }
+        public event Action<NimbPlayer> Ended { add { m_OnEnded.Raised += value; } remove { m_OnEnded.Raised -= value; } }
+        public event Action<NimbPlayer, SeekEnd> SeekEnded { add { m_OnSeekEnded.Raised += value; } remove { m_OnSeekEnded.Raised -= value; } }
+        public event Action<NimbPlayer, PlaybackTrouble> Trouble { add { m_OnTrouble.Raised += value; } remove { m_OnTrouble.Raised -= value; } }
+        public event Action<NimbPlayer, string> Failed { add { m_OnFailed.Raised += value; } remove { m_OnFailed.Raised -= value; } }
 
         public NimbPlayerEvent OnOpened { get { return m_OnOpened; } }
         public NimbPlayerEvent OnFrameShown { get { return m_OnFrameShown; } }
         public NimbPlayerEvent OnLooped { get { return m_OnLooped; } }
         public NimbPlayerEvent OnEnded { get { return m_OnEnded; } }
+        public NimbPlayerSeekEvent OnSeekEnded { get { return m_OnSeekEnded; } }
+        public NimbPlayerTroubleEvent OnTrouble { get { return m_OnTrouble; } }
         public NimbPlayerFailedEvent OnFailed { get { return m_OnFailed; } }
+
+        // ---- The clip ----
 
         public ClipFolder Folder { get { return m_Folder; } }
         public string Path { get { return m_Path; } }
 
-        /// <summary>A clip is open: <see cref="FileInfo"/> is filled and Play starts at once.</summary>
-        public bool IsOpen { get { return m_Player != null && m_Player.IsOpen; } }
+        /// <summary>A clip is open: <see cref="Info"/> is filled, its first frame comes as a still.</summary>
+        public bool IsOpen { get { return m_Core.IsOpen; } }
 
-        /// <summary>A clip is being fetched from the application package.</summary>
-        public bool IsOpening { get { return m_Fetch != null; } }
+        /// <summary>A clip is being fetched or opened, which happens on other threads.</summary>
+        public bool IsOpening { get { return m_Core.IsOpening; } }
 
-        public bool IsPlaying { get { return m_Player != null && m_Player.IsPlaying; } }
-        public bool HasEnded { get { return m_Player != null && m_Player.HasEnded; } }
+        /// <summary>It needs frames of the engine: to open, to go to a frame, to show the first one, or to play. For editors,
+        /// which have none by themselves.</summary>
+        public bool IsBusy { get { return IsOpening || IsOpen && (IsPlaying || IsSeeking || Frame < 0); } }
+
+        /// <summary>Why the last clip failed; null when it did not.</summary>
+        public string Problem { get { return m_Core.Problem; } }
 
         /// <summary>Of the open clip; zeros without one.</summary>
-        public NimbFileInfo FileInfo { get { return m_Player != null ? m_Player.FileInfo : new NimbFileInfo(); } }
+        public ClipInfo Info { get { return IsOpen ? Active.Info : new ClipInfo(); } }
+        /// <summary>Seconds; 0 without a clip.</summary>
+        public double Duration { get { return Info.Duration; } }
+        public long FrameCount { get { return Info.FrameCount; } }
+        public double FrameRate { get { return Info.FrameRate; } }
 
-        /// <summary>The last frame shown: its box, counts and time.</summary>
-        public NimbFrameInfo Frame { get { return m_Player != null ? m_Player.Frame : new NimbFrameInfo(); } }
+        /// <summary>The one that is asked for; takes effect with the next clip.</summary>
+        public PlayerBackend Backend { get { return m_Backend; } set { m_Backend = value; } }
 
-        /// <summary>Seconds on the player's clock: of the clip while the speed is 1.</summary>
-        public double Time { get { return m_Player != null ? m_Player.Time : 0; } }
+        /// <summary>The one that plays the clip; Automatic while there is none.</summary>
+        public PlayerBackend ActiveBackend { get { return m_Core.Backend; } }
 
-        /// <summary>Null without a clip. Another one is made for every clip.</summary>
-        public Mesh Mesh { get { return m_Target != null ? m_Target.Mesh : null; } }
+        /// <summary>Of the open clip's back end.</summary>
+        public PlayerFeatures Features { get { return IsOpen ? Active.Features : PlayerFeatures.None; } }
 
-        /// <summary>Null without a clip. Another one is made for every clip.</summary>
-        public Texture2D Texture { get { return m_Target != null ? m_Target.Texture : null; } }
+        /// <summary>What the back end cannot do with this clip, or why it was taken instead of the native player; null when
+        /// there is nothing to say.</summary>
+        public string Limits { get { return m_Core.Limits; } }
+
+        internal Playback Active { get { return m_Core.Active; } }
+
+        /// <summary>Opens another clip; see <see cref="Open()"/>.</summary>
+        public void Open(ClipFolder folder, string path)
+        {
+            m_Folder = folder;
+            m_Path = path;
+            m_Core.Open();
+        }
+
+        /// <summary>Opens the clip, closing one that is open. Opened or Failed tells the outcome some frames later.</summary>
+        public void Open()
+        {
+            m_Core.Open();
+        }
+
+        /// <summary>Opens the clip that comes next beside the one that is open, so that Open of it has nothing to wait for.
+        /// Another one takes it away, as the end of the component does.</summary>
+        public void Prepare(ClipFolder folder, string path)
+        {
+            m_Core.Prepare(folder, path);
+        }
+
+        /// <summary>The last frame goes too.</summary>
+        public void Close()
+        {
+            m_Core.Close();
+        }
+
+        // ---- Control ----
+
+        public bool IsPlaying { get { return IsOpen && Active.IsPlaying; } }
+        public bool HasEnded { get { return IsOpen && Active.HasEnded; } }
+        /// <summary>A request for a frame has not ended.</summary>
+        public bool IsSeeking { get { return m_Core.IsSeeking; } }
+
+        /// <summary>Number of the frame that is shown, counted from 0; -1 before the first.</summary>
+        public long Frame { get { return IsOpen ? Active.Frame : -1; } }
+        /// <summary>Of that frame in the clip, in seconds, at every speed.</summary>
+        public double Time { get { return IsOpen && Frame >= 0 ? Active.Time : 0; } }
+        /// <summary>From 0 to 1.</summary>
+        public double NormalizedTime { get { return Duration > 0 ? Time / Duration : 0; } }
 
         public bool PlayOnAwake { get { return m_PlayOnAwake; } set { m_PlayOnAwake = value; } }
-
-        /// <summary>Takes effect with the next clip.</summary>
-        public bool Loop { get { return m_Loop; } set { m_Loop = value; } }
-
         /// <summary>Takes effect with the next clip.</summary>
         public bool ComputeNormals { get { return m_ComputeNormals; } set { m_ComputeNormals = value; } }
 
-        /// <summary>From 0, silence, to 1.</summary>
+        public LoopMode LoopMode
+        {
+            get { return m_LoopMode; }
+            set
+            {
+                m_LoopMode = value;
+                m_Core.ApplyRange();
+            }
+        }
+
+        /// <summary>From 0, silence, to 1. With an AudioSource, its volume.</summary>
         public float Volume
         {
             get { return m_Volume; }
             set
             {
                 m_Volume = Mathf.Clamp01(value);
-                ApplySettings();
+                m_Core.ApplySettings();
             }
         }
 
@@ -142,202 +214,125 @@ namespace Nimb
             get { return m_Speed; }
             set
             {
-                m_Speed = Mathf.Clamp(value, 0.1f, 4);
-                ApplySettings();
-            }
-        }
-
-        /// <summary>Opens another clip; see <see cref="Open()"/>.</summary>
-        public void Open(ClipFolder folder, string path)
-        {
-            m_Folder = folder;
-            m_Path = path;
-            Open();
-        }
-
-        /// <summary>Opens the clip, closing one that is open. Opened or Failed tells the outcome: before this returns, or
-        /// some frames later when the clip has to be copied out of the application package first.</summary>
-        public void Open()
-        {
-            m_WasOpened = true;
-            Close();
-            try
-            {
-                string problem = GraphicsApi.ProblemWith(SystemInfo.graphicsDeviceType, Application.platform);
-                if (problem != null)
-                {
-                    throw new ClipException(problem);
-                }
-                string path = ClipPath.Resolve(m_Folder, m_Path, Application.streamingAssetsPath,
-                    Application.persistentDataPath);
-                if (ClipPath.IsInsidePackage(path))
-                {
-                    m_Fetch = ClipCache.Fetch(path, Application.persistentDataPath + CopiesFolder);
-                }
-                else
-                {
-                    OpenFile(path);
-                }
-            }
-            catch (ClipException e)
-            {
-                Fail(e.Message);
+                m_Speed = Mathf.Clamp(value, SlowestSpeed, HighestSpeed);
+                m_Core.ApplySettings();
             }
         }
 
         /// <summary>Plays, as soon as the clip is open. A clip that has ended starts again.</summary>
         public void Play()
         {
-            if (m_Fetch != null)
-            {
-                m_PlayWhenOpened = true;
-            }
-            else if (m_Suspension != Suspension.None)
-            {
-                m_PlayWhenResumed = IsOpen;
-            }
-            else if (IsOpen)
-            {
-                m_Player.Play();
-            }
+            m_Core.Play();
         }
 
         /// <summary>The frame stays.</summary>
         public void Pause()
         {
-            m_PlayWhenOpened = false;
-            m_PlayWhenResumed = false;
-            if (m_Player != null)
-            {
-                m_Player.Pause();
-            }
+            m_Core.Pause();
         }
 
-        /// <summary>Back to the start, paused. The frame stays until the first one is shown.</summary>
+        /// <summary>Back to the first frame of the range, paused.</summary>
         public void Rewind()
         {
-            m_PlayWhenResumed = false;
-            if (m_Player != null)
+            m_Core.Rewind();
+        }
+
+        /// <summary>Goes to a frame, counted from 0. It is shown when SeekEnded tells of the ticket with Done; until then, no
+        /// other frame is shown. A newer request supersedes the one before. While a clip opens, it waits for that.</summary>
+        /// <returns>A ticket above 0; 0 when there is no clip, or the back end cannot (<see cref="Features"/>).</returns>
+        public long Seek(long frame, SeekOptions options = SeekOptions.None)
+        {
+            return m_Core.Seek(Math.Max(0, frame), 0, options, null);
+        }
+
+        /// <summary>Goes to the frame that is shown at a time of the clip, in seconds: the last one that begins at or before
+        /// it. Times beyond the ends mean the first and the last frame.</summary>
+        public long SeekTime(double seconds, SeekOptions options = SeekOptions.None)
+        {
+            return m_Core.Seek(-1, Math.Max(0, seconds), options, null);
+        }
+
+        /// <summary>The same, to be awaited.</summary>
+        public Task<SeekEnd> SeekAsync(long frame, SeekOptions options = SeekOptions.None)
+        {
+            return m_Core.SeekAsync(Math.Max(0, frame), 0, options);
+        }
+
+        public Task<SeekEnd> SeekTimeAsync(double seconds, SeekOptions options = SeekOptions.None)
+        {
+            return m_Core.SeekAsync(-1, Math.Max(0, seconds), options);
+        }
+
+        /// <summary>So many frames further, or back if below 0; not beyond the ends. Stays paused there.</summary>
+        public long Step(int frames)
+        {
+            return m_Core.Step(frames);
+        }
+
+        /// <summary>Playback stays within these frames, both included, until ClearPlayRange or the next clip.</summary>
+        /// <exception cref="ArgumentOutOfRangeException">There are no such frames.</exception>
+        public void SetPlayRange(long first, long last)
+        {
+            if (first < 0 || last < first || IsOpen && last >= FrameCount)
             {
-                m_Player.Rewind();
+                throw new ArgumentOutOfRangeException("last", "There are no frames " + first + " to " + last + ".");
+            }
+            m_Core.SetRange(first, last);
+        }
+
+        public void ClearPlayRange()
+        {
+            m_Core.SetRange(0, -1);
+        }
+
+        // ---- Output ----
+
+        /// <summary>Null without a clip. Another one is made for every clip.</summary>
+        public Mesh Mesh { get { return IsOpen ? Active.Mesh : null; } }
+        /// <summary>Null without a clip. Another one is made for every clip. Row 0 is the picture's top row.</summary>
+        public Texture Texture { get { return m_Core.Texture; } }
+        /// <summary>Gets a copy of each picture; may be null.</summary>
+        public RenderTexture TargetTexture { get { return m_TargetTexture; } set { m_TargetTexture = value; } }
+        /// <summary>Takes effect with the next clip, like the next two.</summary>
+        public string TextureProperty { get { return m_TextureProperty; } set { m_TextureProperty = value; } }
+        public bool UsePropertyBlock { get { return m_UsePropertyBlock; } set { m_UsePropertyBlock = value; } }
+        public bool MipMaps { get { return m_MipMaps; } set { m_MipMaps = value; } }
+
+        internal PlaybackSettings PlaybackSettings
+        {
+            get
+            {
+                return new PlaybackSettings
+                {
+                    Loops = m_LoopMode != LoopMode.Once,
+                    DisableAudio = m_DisableAudio,
+                    AudioSource = m_AudioSource,
+                    ComputeNormals = m_ComputeNormals,
+                    HasMipMaps = m_MipMaps
+                };
             }
         }
 
-        /// <summary>The last frame goes too.</summary>
-        public void Close()
+        internal OutputSettings OutputSettings
         {
-            m_Fetch = null;
-            m_PlayWhenOpened = false;
-            m_PlayWhenResumed = false;
-            if (m_Player != null)
+            get
             {
-                m_Player.Close();
-                // Before the objects: nothing must point to them any more.
-                m_Player.SetBuffers(IntPtr.Zero, 0, 0, IntPtr.Zero, 0, IntPtr.Zero, 0);
-            }
-            ReleaseTarget();
-        }
-
-        private void OpenFile(string path)
-        {
-            if (m_Player == null)
-            {
-                m_Player = MakePlayer();
-                ApplySettings();
-            }
-            m_Player.SetComputeNormals(m_ComputeNormals);
-            m_Player.Open(path, m_Loop, m_DisableAudio);
-            try
-            {
-                MakeTarget();
-            }
-            catch (Exception)
-            {
-                Close();
-                throw;
-            }
-            RenderDevice.AnnounceOnce();
-            m_OnOpened.Invoke(this);
-            if (Opened != null)
-            {
-                Opened(this);
+                return new OutputSettings
+                {
+                    Material = m_Material,
+                    Shader = m_Shader,
+                    TextureProperty = m_TextureProperty,
+                    UsePropertyBlock = m_UsePropertyBlock,
+                    HasMipMaps = m_MipMaps
+                };
             }
         }
 
-        private static QuorPlayer MakePlayer()
-        {
-            try
-            {
-                return new QuorPlayer();
-            }
-            catch (DllNotFoundException)
-            {
-                throw new ClipException("The native library " + NimbUnityPluginML.Library + " is missing for this platform. " +
-                    "See Window > Nimb > Check Native Libraries in the editor.");
-            }
-            catch (InvalidOperationException e)
-            {
-                throw new ClipException(e.Message, e);
-            }
-        }
-
-        private void MakeTarget()
-        {
-            NimbFileInfo file = m_Player.FileInfo;
-            if (Math.Max(file.textureWidth, file.textureHeight) > SystemInfo.maxTextureSize)
-            {
-                throw new ClipException("The clip's pictures have " + file.textureWidth + " x " + file.textureHeight +
-                    " pixels; this device's textures end at " + SystemInfo.maxTextureSize + ".");
-            }
-            Shader shader = m_Shader != null ? m_Shader : Shader.Find(DefaultShader);
-            if (m_Material == null && shader == null)
-            {
-                throw new ClipException("The shader " + DefaultShader + " is not in this build: assign it to the player.");
-            }
-            m_Target = new FrameTarget(file);
-            m_Target.HandTo(m_Player);
-            m_OwnMaterial = m_Material != null ? new Material(m_Material) : new Material(shader);
-            m_OwnMaterial.hideFlags = HideFlags.DontSave;
-            m_OwnMaterial.mainTexture = m_Target.Texture;
-            GetComponent<MeshFilter>().sharedMesh = m_Target.Mesh;
-            GetComponent<MeshRenderer>().sharedMaterial = m_OwnMaterial;
-        }
-
-        private void ReleaseTarget()
-        {
-            if (m_Target == null)
-            {
-                return;
-            }
-            m_Target.Dispose();
-            m_Target = null;
-            Destroy(m_OwnMaterial);
-            m_OwnMaterial = null;
-        }
-
-        private void ApplySettings()
-        {
-            if (m_Player != null)
-            {
-                m_Player.Speed = m_Speed;
-                m_Player.Volume = m_Volume;
-            }
-        }
-
-        private void Fail(string reason)
-        {
-            Close();
-            Debug.LogError("Nimb: " + reason, this);
-            m_OnFailed.Invoke(this, reason);
-            if (Failed != null)
-            {
-                Failed(this, reason);
-            }
-        }
+        // ---- What the engine says ----
 
         private void Start()
         {
-            if (!string.IsNullOrEmpty(m_Path) && !m_WasOpened)
+            if (Application.isPlaying && !string.IsNullOrEmpty(m_Path) && !m_Core.WasOpened)
             {
                 Open();
                 if (m_PlayOnAwake)
@@ -350,164 +345,53 @@ namespace Nimb
         // After scripts have had their say, and before cameras render.
         private void LateUpdate()
         {
-            if (m_Fetch != null && m_Fetch.IsCompleted)
-            {
-                FinishFetch();
-            }
-            if (!IsOpen)
-            {
-                return;
-            }
-            if (RenderDevice.Problem != null)
-            {
-                Fail(RenderDevice.Problem);
-                return;
-            }
-            RaiseEvents(m_Player.Update());
-            // A listener may have closed the clip.
-            if (IsOpen && RenderDevice.IsReady && m_Player.State == NimbState.Playing)
-            {
-                GL.IssuePluginEvent(QuorPlayer.RenderEventFunction, m_Player.Id);
-                GL.InvalidateState();  // the player changes GL state without the engine's knowledge
-            }
+            m_Core.Update();
         }
-
-        private void FinishFetch()
-        {
-            Task<string> fetch = m_Fetch;
-            bool play = m_PlayWhenOpened;
-            m_Fetch = null;
-            m_PlayWhenOpened = false;
-            try
-            {
-                if (fetch.IsFaulted)
-                {
-                    throw new ClipException(fetch.Exception.GetBaseException().Message);
-                }
-                OpenFile(fetch.Result);
-            }
-            catch (ClipException e)
-            {
-                Fail(e.Message);
-            }
-            if (play)
-            {
-                Play();
-            }
-        }
-
-        private void RaiseEvents(PlaybackEvents events)
-        {
-            if ((events & PlaybackEvents.FrameShown) != 0)
-            {
-                m_Target.Follow(m_Player.Frame, m_TrimToFrame);
-                m_OnFrameShown.Invoke(this);
-                if (FrameShown != null)
-                {
-                    FrameShown(this);
-                }
-            }
-            if ((events & PlaybackEvents.Looped) != 0)
-            {
-                m_OnLooped.Invoke(this);
-                if (Looped != null)
-                {
-                    Looped(this);
-                }
-            }
-            if ((events & PlaybackEvents.Ended) != 0)
-            {
-                m_OnEnded.Invoke(this);
-                if (Ended != null)
-                {
-                    Ended(this);
-                }
-            }
-        }
-
-        // ---- Interruptions: playback goes on when the last of them is over ----
 
         private void OnEnable()
         {
-            Resume(Suspension.Disabled);
+            m_Core.Resume(Suspension.Disabled);
         }
 
         private void OnDisable()
         {
-            Suspend(Suspension.Disabled);
+            m_Core.Suspend(Suspension.Disabled);
         }
 
         private void OnApplicationPause(bool isPaused)
         {
             if (isPaused)
             {
-                Suspend(Suspension.ApplicationPaused);
-                return;
+                m_Core.Suspend(Suspension.ApplicationPaused);
             }
-            if (m_Target != null)
+            else
             {
-                // The engine may have lost its context meanwhile, and made other objects in a new one.
-                RenderDevice.Announce();
-                m_Target.HandTo(m_Player);
+                m_Core.LookAtDevice();
+                m_Core.Resume(Suspension.ApplicationPaused);
             }
-            Resume(Suspension.ApplicationPaused);
         }
 
         private void OnApplicationFocus(bool hasFocus)
         {
             if (hasFocus)
             {
-                Resume(Suspension.Unfocused);
+                m_Core.Resume(Suspension.Unfocused);
             }
             else if (m_PauseWithoutFocus)
             {
-                Suspend(Suspension.Unfocused);
-            }
-        }
-
-        private void Suspend(Suspension reason)
-        {
-            if (m_Suspension == Suspension.None)
-            {
-                m_PlayWhenResumed = IsPlaying;
-                if (m_PlayWhenResumed)
-                {
-                    m_Player.Pause();
-                }
-            }
-            m_Suspension |= reason;
-        }
-
-        private void Resume(Suspension reason)
-        {
-            bool wasSuspended = m_Suspension != Suspension.None;
-            m_Suspension &= ~reason;
-            if (wasSuspended && m_Suspension == Suspension.None && m_PlayWhenResumed)
-            {
-                m_PlayWhenResumed = false;
-                Play();
+                m_Core.Suspend(Suspension.Unfocused);
             }
         }
 
         private void OnValidate()
         {
-            ApplySettings();
+            m_Core.ApplySettings();
+            m_Core.ApplyRange();
         }
 
         private void OnDestroy()
         {
-            Release();
-        }
-
-        /// <summary>Ends the native player, as when the component is destroyed. Open makes another.</summary>
-        public void Release()
-        {
-            Close();
-            if (m_Player != null)
-            {
-                m_Player.Dispose();
-                m_Player = null;
-            }
+            m_Core.Release();
         }
     }
 }

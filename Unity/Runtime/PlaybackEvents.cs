@@ -2,16 +2,16 @@ using System;
 
 namespace Nimb
 {
-    /// <summary>What happened since the last <see cref="QuorPlayer.Update"/>.</summary>
+    /// <summary>What happened since the last look at a player.</summary>
     [Flags]
     public enum PlaybackEvents
     {
         None = 0,
-        /// <summary>Another frame is in the texture and the buffers.</summary>
+        /// <summary>Another frame is shown.</summary>
         FrameShown = 1,
-        /// <summary>The clip ended and begins again.</summary>
+        /// <summary>The clip, or its range, ended and begins again.</summary>
         Looped = 2,
-        /// <summary>The clip ended; its last frame stays.</summary>
+        /// <summary>It ended; its last frame stays.</summary>
         Ended = 4
     }
 }

@@ -3,7 +3,6 @@ using System.Runtime.InteropServices;
 using Unity.Collections;
 using UnityEngine;
 using UnityEngine.Rendering;
-using Object = UnityEngine.Object;
 
 namespace Nimb
 {
@@ -28,7 +27,6 @@ namespace Nimb
 
         private readonly int m_VertexCapacity;
         private readonly int m_IndexCapacity;
-        private int m_DrawnIndices;
 
         public Mesh Mesh { get; private set; }
         public Texture2D Texture { get; private set; }
@@ -39,8 +37,8 @@ namespace Nimb
             m_IndexCapacity = (int)file.maxIndexCount;
             Texture = MakeTexture((int)file.textureWidth, (int)file.textureHeight);
             Mesh = MakeMesh(m_VertexCapacity, m_IndexCapacity);
-            m_DrawnIndices = m_IndexCapacity;
-            Mesh.bounds = BoundsOf(file.minX, file.minY, file.minZ, file.maxX, file.maxY, file.maxZ);
+            // Of the whole clip: those of a frame would come a frame late.
+            Mesh.bounds = ClipInfo.BoundsOf(file.minX, file.minY, file.minZ, file.maxX, file.maxY, file.maxZ);
         }
 
         /// <summary>Row 0 is the picture's top row, as it is for the meshes' texture coordinates: nothing flips.</summary>
@@ -76,15 +74,11 @@ namespace Nimb
                 mesh.SetIndexBufferData(indices, 0, 0, indices.Length, Untouched);
             }
             mesh.subMeshCount = 1;
-            SetDrawnIndices(mesh, vertexCapacity, indexCapacity);
+            // All of them in every frame: beyond a frame's indices the buffer holds zeros.
+            var range = new SubMeshDescriptor(0, indexCapacity, MeshTopology.Triangles) { vertexCount = vertexCapacity };
+            mesh.SetSubMesh(0, range, Untouched);
             mesh.UploadMeshData(false);
             return mesh;
-        }
-
-        private static void SetDrawnIndices(Mesh mesh, int vertexCount, int indexCount)
-        {
-            var range = new SubMeshDescriptor(0, indexCount, MeshTopology.Triangles) { vertexCount = vertexCount };
-            mesh.SetSubMesh(0, range, Untouched);
         }
 
         /// <summary>Gives the native objects to the player. Waits for the render thread; call it again when the engine may
@@ -95,46 +89,11 @@ namespace Nimb
                 m_VertexCapacity, Mesh.GetNativeIndexBufferPtr(), m_IndexCapacity);
         }
 
-        /// <summary>Follows a frame's box and, when <paramref name="trim"/> is set, its counts.</summary>
-        /// <remarks>Beyond a frame's indices the buffer holds zeros, so drawing all of it is always right. A trimmed range
-        /// is one rendered frame late where the engine renders on a thread of its own.</remarks>
-        public void Follow(NimbFrameInfo frame, bool trim)
-        {
-            int indexCount = trim ? (int)Math.Min(frame.indexCount, (uint)m_IndexCapacity) : m_IndexCapacity;
-            if (indexCount != m_DrawnIndices)
-            {
-                int vertexCount = trim ? (int)Math.Min(frame.vertexCount, (uint)m_VertexCapacity) : m_VertexCapacity;
-                SetDrawnIndices(Mesh, vertexCount, indexCount);
-                m_DrawnIndices = indexCount;
-            }
-            // After the range: setting a range may set bounds.
-            Mesh.bounds = BoundsOf(frame.minX, frame.minY, frame.minZ, frame.maxX, frame.maxY, frame.maxZ);
-        }
-
-        private static Bounds BoundsOf(double minX, double minY, double minZ, double maxX, double maxY, double maxZ)
-        {
-            return new Bounds(
-                new Vector3((float)((minX + maxX) / 2), (float)((minY + maxY) / 2), (float)((minZ + maxZ) / 2)),
-                new Vector3((float)(maxX - minX), (float)(maxY - minY), (float)(maxZ - minZ)));
-        }
-
         /// <summary>After the player has got others, or is gone.</summary>
         public void Dispose()
         {
-            Destroy(Mesh);
-            Destroy(Texture);
-        }
-
-        private static void Destroy(Object engineObject)
-        {
-            if (Application.isPlaying)
-            {
-                Object.Destroy(engineObject);
-            }
-            else
-            {
-                Object.DestroyImmediate(engineObject);
-            }
+            EngineObject.Destroy(Mesh);
+            EngineObject.Destroy(Texture);
         }
     }
 }

@@ -6,20 +6,23 @@ namespace Nimb
 {
     /// <summary>
     /// One native player. Independent of the engine: its user gives it GL objects, issues its render events and calls
-    /// <see cref="Update"/> once a frame. Belongs to the script thread. Dispose it: it owns four native threads, and the
-    /// garbage collector does not end them.
+    /// <see cref="Update"/> once a frame. Belongs to one thread at a time, whichever that is. Dispose it: it owns four
+    /// native threads, and the garbage collector does not end them.
     /// </summary>
     public sealed class QuorPlayer : IDisposable
     {
         public const int VertexSize = 32;
 
         private int m_Id;
+        private bool m_OpenedLoop;
         private bool m_Loop;
-        private bool m_HasFrame;
         private float m_Speed = 1;
         private float m_Volume = 1;
         private NimbFileInfo m_FileInfo;
+        private NimbShownFrame m_Shown = s_Nothing;
         private NimbFrameInfo m_Frame;
+
+        private static readonly NimbShownFrame s_Nothing = new NimbShownFrame { frame = -1 };
 
         /// <exception cref="DllNotFoundException">The native library is not there.</exception>
         public QuorPlayer()
@@ -50,11 +53,8 @@ namespace Nimb
         /// <summary>Of the open clip.</summary>
         public NimbFileInfo FileInfo { get { return m_FileInfo; } }
 
-        /// <summary>The last frame shown, which stays until another is. Zero before the first.</summary>
-        public NimbFrameInfo Frame { get { return m_Frame; } }
-
-        /// <summary>Position of <see cref="Frame"/>, seconds on the player's clock: of the clip while the speed is 1.</summary>
-        public double Time { get { return m_Frame.timestamp * 1e-7; } }
+        /// <summary>The last frame shown, which stays until another is: number and time in the clip.</summary>
+        public NimbShownFrame Shown { get { return m_Shown; } }
 
         /// <summary>1 is normal, 0.5 half of it. Above 0. Kept from clip to clip.</summary>
         public float Speed
@@ -89,7 +89,8 @@ namespace Nimb
             NimbUnityPluginML.SetComputeNormals(CheckedId(), computeNormals);
         }
 
-        /// <summary>Opens a clip, closing one that is open. Blocks while codecs are set up.</summary>
+        /// <summary>Opens a clip, closing one that is open. Blocks while codecs are set up, for tens of milliseconds: not
+        /// for the main thread.</summary>
         /// <param name="path">A file's path, or a "file://" URI.</param>
         /// <param name="loop">Begin again at the end.</param>
         /// <param name="disableAudio">Play without sound.</param>
@@ -117,7 +118,7 @@ namespace Nimb
                     id + "] say why.");
             }
             IsOpen = true;
-            m_Loop = loop;
+            m_Loop = m_OpenedLoop = loop;
             try
             {
                 m_FileInfo = ReadFileInfo(path);
@@ -127,7 +128,7 @@ namespace Nimb
                 Close();
                 throw;
             }
-            ForgetEndOfStream();
+            ForgetFormerClip();
             Speed = m_Speed;
             Volume = m_Volume;
         }
@@ -161,9 +162,8 @@ namespace Nimb
             }
             IsOpen = false;
             HasEnded = false;
-            m_HasFrame = false;
             m_FileInfo = new NimbFileInfo();
-            m_Frame = new NimbFrameInfo();
+            m_Shown = s_Nothing;
             NimbUnityPluginML.CloseQuorObject(m_Id);
         }
 
@@ -195,9 +195,58 @@ namespace Nimb
             {
                 NimbUnityPluginML.RewindQuorObject(m_Id);
                 HasEnded = false;
-                m_HasFrame = false;
-                ForgetEndOfStream();
+                ReadEndOfStream();
             }
+        }
+
+        /// <summary>Goes to a frame, counted from 0; see the native header on requests.</summary>
+        /// <returns>A ticket above 0; 0 when nothing is open.</returns>
+        public long Seek(long frame, NimbSeekOption options)
+        {
+            return Began(IsOpen ? NimbUnityPluginML.SeekQuorObject(m_Id, frame, options) : 0);
+        }
+
+        /// <summary>Goes to the frame that is shown at a time of the clip, in units of 100 nanoseconds.</summary>
+        public long SeekToTime(long time, NimbSeekOption options)
+        {
+            return Began(IsOpen ? NimbUnityPluginML.SeekQuorObjectToTime(m_Id, time, options) : 0);
+        }
+
+        public long Step(int frames)
+        {
+            return Began(IsOpen ? NimbUnityPluginML.StepQuorObject(m_Id, frames) : 0);
+        }
+
+        private long Began(long ticket)
+        {
+            if (ticket != 0)
+            {
+                HasEnded = false;
+                ReadEndOfStream();
+            }
+            return ticket;
+        }
+
+        public bool TakeSeekEnd(ref NimbSeekEnd end)
+        {
+            return m_Id >= 0 && NimbUnityPluginML.TakeSeekEnd(m_Id, ref end);
+        }
+
+        public bool TakeTrouble(ref NimbTrouble trouble)
+        {
+            return m_Id >= 0 && NimbUnityPluginML.TakeTrouble(m_Id, ref trouble);
+        }
+
+        /// <summary>Stays within these frames; the whole clip, which loops as it was opened, when <paramref name="last"/> is
+        /// below 0. False when the clip has no index, or no such frames.</summary>
+        public bool SetRange(long first, long last, bool loop)
+        {
+            if (!IsOpen || !NimbUnityPluginML.SetPlayRange(m_Id, first, last, loop))
+            {
+                return false;
+            }
+            m_Loop = last < 0 ? m_OpenedLoop : loop;
+            return true;
         }
 
         /// <summary>Hands over what the player fills, as native pointers of the engine (GL names). Vertex records are
@@ -219,16 +268,13 @@ namespace Nimb
             {
                 return events;
             }
-            var frame = new NimbFrameInfo();
-            NimbUnityPluginML.GetQuorObjectFrameInfo(m_Id, ref frame);
-            // Without a current frame, as after a rewind, the engine goes on showing the last one.
-            if (frame.vertexCount != 0 && (!m_HasFrame || IsAnother(ref frame)))
+            ulong count = m_Shown.count;
+            NimbUnityPluginML.GetShownFrame(m_Id, ref m_Shown);
+            if (m_Shown.count != count)
             {
-                m_HasFrame = true;
-                m_Frame = frame;
                 events |= PlaybackEvents.FrameShown;
             }
-            if (frame.endOfStream != 0)
+            if (ReadEndOfStream())
             {
                 HasEnded = !m_Loop;
                 events |= m_Loop ? PlaybackEvents.Looped : PlaybackEvents.Ended;
@@ -236,16 +282,26 @@ namespace Nimb
             return events;
         }
 
-        private bool IsAnother(ref NimbFrameInfo frame)
+        /// <summary>Ends are told once, and nobody may have asked when the clip before was closed.</summary>
+        private void ForgetFormerClip()
         {
-            return frame.timestamp != m_Frame.timestamp || frame.frameId != m_Frame.frameId;
+            ReadEndOfStream();
+            var end = new NimbSeekEnd();
+            while (TakeSeekEnd(ref end))
+            {
+            }
         }
 
-        /// <summary>The end is reported once, and nobody may have asked when the clip was closed.</summary>
-        private void ForgetEndOfStream()
+        private bool ReadEndOfStream()
         {
-            var ignored = new NimbFrameInfo();
-            NimbUnityPluginML.GetQuorObjectFrameInfo(m_Id, ref ignored);
+            NimbUnityPluginML.GetQuorObjectFrameInfo(m_Id, ref m_Frame);
+            return m_Frame.endOfStream != 0;
+        }
+
+        /// <summary>The player goes by its own pace from then on. Thread of the clock.</summary>
+        public void LeaveClock()
+        {
+            NimbUnityPluginML.LeavePlayerClock(CheckedId());
         }
 
         private int CheckedId()
