@@ -8,8 +8,9 @@ internal static class Program
 {
     private static readonly Type[] s_Classes =
     {
-        typeof(InterfaceTest), typeof(QuorPlayerTest), typeof(NimbPlayerTest), typeof(PackageTest),
-        typeof(NativeLoaderTest)
+        typeof(InterfaceTest), typeof(QuorPlayerTest), typeof(NimbPlayerTest), typeof(PortableTest), typeof(PackageTest),
+        typeof(NativeLoaderTest), typeof(TimelineTest), typeof(TimelineTrackTest),
+        typeof(EditModeTest), typeof(ClipFilesTest)
     };
 
     private static void Main(string[] names)

@@ -21,7 +21,8 @@ BUILT_IN = {
     "multi_compile_fwdbase": [["DIRECTIONAL"], ["", "SHADOWS_SCREEN"]],
     "multi_compile_shadowcaster": [["SHADOWS_DEPTH", "SHADOWS_CUBE"]],
 }
-ENGINES = [["", "UNITY_COLORSPACE_GAMMA"], ["UNITY_VERSION=202030", "UNITY_VERSION=202230"]]
+COLOUR_SPACES = ["", "UNITY_COLORSPACE_GAMMA"]
+ENGINES = ["UNITY_VERSION=202030", "UNITY_VERSION=202230"]
 PICTURE = "Hidden/Nimb/Picture"  # copies; no renderer has it
 ENGINE_INCLUDES = {"UnityCG.cginc", "AutoLight.cginc"}
 # By pipeline: the passes that a sub-shader must have, and no other.
@@ -60,7 +61,8 @@ class Pass:
         self.program = shared + program
 
     def variants(self):
-        choices = list(ENGINES)
+        # Only normals are written otherwise by a new engine.
+        choices = [COLOUR_SPACES, ENGINES if self.mode.startswith("DepthNormals") else ENGINES[1:]]
         for kind, keywords in re.findall(r"#pragma (multi_compile\w*)[ \t]*(.*)", self.program):
             choices += BUILT_IN.get(kind) or [["" if word == "_" else word for word in keywords.split("//")[0].split()]]
         for variant in itertools.product(*choices):

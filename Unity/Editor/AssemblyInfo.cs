@@ -1,3 +1,4 @@
 using System.Runtime.CompilerServices;
 
 [assembly: InternalsVisibleTo("Nimb.Editor.Tests")]
+[assembly: InternalsVisibleTo("UnityTests")]

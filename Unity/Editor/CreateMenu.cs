@@ -5,14 +5,23 @@ namespace Nimb.Editor
 {
     internal static class CreateMenu
     {
+        public const string DefaultName = "Volumetric Player";
+
         [MenuItem("GameObject/Nimb/Volumetric Player", false, 10)]
         private static void CreatePlayer(MenuCommand command)
         {
+            Create(DefaultName, command.context as GameObject);
+        }
+
+        /// <summary>Makes an object with a player, which can be undone, and selects it.</summary>
+        public static NimbPlayer Create(string name, GameObject parent)
+        {
             // Adding the component adds filter and renderer.
-            var player = new GameObject("Volumetric Player", typeof(NimbPlayer));
-            GameObjectUtility.SetParentAndAlign(player, command.context as GameObject);
-            Undo.RegisterCreatedObjectUndo(player, "Create Volumetric Player");
-            Selection.activeObject = player;
+            var created = new GameObject(name, typeof(NimbPlayer));
+            GameObjectUtility.SetParentAndAlign(created, parent);
+            Undo.RegisterCreatedObjectUndo(created, "Create " + name);
+            Selection.activeObject = created;
+            return created.GetComponent<NimbPlayer>();
         }
     }
 }

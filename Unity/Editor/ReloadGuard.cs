@@ -1,24 +1,22 @@
 using UnityEditor;
-using UnityEngine;
 
 namespace Nimb.Editor
 {
-    /// <summary>Scripts that are recompiled in play mode forget their native players, so the players are ended first.
-    /// </summary>
+    /// <summary>Scripts that are recompiled forget their native players, whose threads would keep the old scripts from
+    /// being unloaded. So everything is closed first, in play mode and in edit mode.</summary>
     [InitializeOnLoad]
     internal static class ReloadGuard
     {
         static ReloadGuard()
         {
-            AssemblyReloadEvents.beforeAssemblyReload += ReleaseAll;
+            AssemblyReloadEvents.beforeAssemblyReload += CloseAll;
         }
 
-        private static void ReleaseAll()
+        private static void CloseAll()
         {
-            foreach (NimbPlayer player in Resources.FindObjectsOfTypeAll<NimbPlayer>())
-            {
-                player.Release();
-            }
+            EditModePreview.End();
+            ClipStage.End();
+            OpenPlayers.CloseAll();
         }
     }
 }

@@ -4,7 +4,7 @@ using UnityEngine;
 
 namespace UnityEditor
 {
-    public class Editor : ScriptableObject
+    public partial class Editor : ScriptableObject
     {
         public UnityEngine.Object target { get; set; }
         public virtual void OnInspectorGUI() { }
@@ -21,7 +21,7 @@ namespace UnityEditor
     }
     public sealed class MenuCommand { public UnityEngine.Object context; }
     public enum MessageType { None, Info, Warning, Error }
-    public static class EditorGUILayout
+    public static partial class EditorGUILayout
     {
         public static void Space() { }
         public static void LabelField(string label, string label2) { }
@@ -29,7 +29,7 @@ namespace UnityEditor
         public static void BeginHorizontal() { }
         public static void EndHorizontal() { }
     }
-    public static class EditorGUI
+    public static partial class EditorGUI
     {
         public struct DisabledScope : IDisposable
         {
@@ -57,8 +57,8 @@ namespace UnityEditor
         public string GetPlatformData(string platformName, string key) { return null; }
         public void SetPlatformData(string platformName, string key, string value) { }
     }
-    public static class AssetDatabase { public static void ImportAsset(string path) { } }
-    public static class EditorUtility
+    public static partial class AssetDatabase { public static void ImportAsset(string path) { } }
+    public static partial class EditorUtility
     {
         public static bool DisplayDialog(string title, string message, string ok) { return false; }
         public static bool DisplayDialog(string title, string message, string ok, string cancel) { return false; }
@@ -66,7 +66,7 @@ namespace UnityEditor
     }
     public static class GameObjectUtility { public static void SetParentAndAlign(GameObject child, GameObject parent) { } }
     public static class Undo { public static void RegisterCreatedObjectUndo(UnityEngine.Object target, string name) { } }
-    public static class Selection { public static UnityEngine.Object activeObject { get; set; } }
+    public static partial class Selection { public static UnityEngine.Object activeObject { get; set; } }
     public static class AssemblyReloadEvents
     {
         public delegate void AssemblyReloadCallback();
