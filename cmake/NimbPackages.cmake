@@ -25,9 +25,6 @@ include(CPack)
 # What the Unity package has for Linux, installed by name alone, as the component `unity`. An editor must survive a damaged
 # clip, so the plug-in is the one that reports.
 set(nimb_unity_libraries nimb_editor_plugin NimbPlatformDesktop nimb_clip)
-if(NOT TARGET nimb_editor_plugin)
-  list(TRANSFORM nimb_unity_libraries REPLACE nimb_editor_plugin nimb_tool_plugin)
-endif()
 if(TARGET nimb_clip)
   install(TARGETS ${nimb_unity_libraries} LIBRARY DESTINATION unity COMPONENT unity EXCLUDE_FROM_ALL)
 endif()
@@ -40,10 +37,10 @@ set(nimb_compose_unity_package "${CMAKE_COMMAND}"
 set(nimb_unity_package_script -P "${CMAKE_CURRENT_LIST_DIR}/UnityPackage.cmake")
 add_custom_target(unity-package
   COMMAND ${nimb_compose_unity_package} "-DHEADSET_LIBRARY=${NIMB_HEADSET_LIBRARY}" "-DMACOS_LIBRARY=${NIMB_MACOS_LIBRARY}"
-    "-DOUTPUT=${CMAKE_BINARY_DIR}/packages" ${nimb_unity_package_script}
+    "-DOUTPUT=${CMAKE_BINARY_DIR}/packages" "-DNIMB=$<TARGET_FILE:nimb>" ${nimb_unity_package_script}
   COMMENT "Composing the Unity package"
   VERBATIM)
-foreach(target IN ITEMS ${nimb_unity_libraries} nimb_clip_amalgamated nimb_clip_windows)
+foreach(target IN ITEMS ${nimb_unity_libraries} nimb nimb_clip_amalgamated nimb_clip_windows)
   if(TARGET ${target})
     add_dependencies(unity-package ${target})
   endif()

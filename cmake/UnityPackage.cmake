@@ -6,6 +6,7 @@
 #   MACOS_LIBRARY    NimbClip for macOS; empty: left out
 #   WINDOWS_LIBRARY  NimbClip for Windows
 #   CLIP_SOURCE      NimbClip as one source file, for Android and iOS
+#   NIMB             the tool, which makes the clip of a sample; empty: the sample is without
 cmake_minimum_required(VERSION 3.25)
 
 file(READ "${SOURCE}/Unity/package.json" manifest)
@@ -72,6 +73,11 @@ if(MACOS_LIBRARY)
   place_library(macOS/nimb_clip.bundle "${MACOS_LIBRARY}")
 else()
   leave_out(macOS/nimb_clip.bundle "it is made on a Mac, with one command that Native libraries in the documentation has")
+endif()
+
+if(NIMB)
+  include("${CMAKE_CURRENT_LIST_DIR}/UnitySampleClip.cmake")
+  make_unity_sample_clip("${NIMB}" "${composed}" "${SOURCE}/Tests/Unity/sample_lint.py")
 endif()
 
 find_program(python python3 REQUIRED)

@@ -14,15 +14,14 @@ public sealed class MinimalScene : MonoBehaviour
         player.Opened += LookAtClip;
         player.Ended += ended => Debug.Log("The clip has ended.");
         player.Failed += (failed, reason) => Debug.Log("No clip: " + reason);
-        player.Loop = true;
+        player.LoopMode = LoopMode.Loop;
         player.Open(ClipFolder.StreamingAssets, m_Clip);
         player.Play();
     }
 
     private static void LookAtClip(NimbPlayer player)
     {
-        // Before the first frame, the mesh's bounds are those of all frames.
-        Bounds bounds = player.Mesh.bounds;
+        Bounds bounds = player.Info.Bounds;  // of all frames
         Camera view = Camera.main != null ? Camera.main : new GameObject("Camera", typeof(Camera)).GetComponent<Camera>();
         float distance = bounds.extents.magnitude * 2.5f;
         view.transform.position = bounds.center + Vector3.back * distance;

@@ -2,9 +2,8 @@ using Nimb;
 using UnityEngine;
 
 /// <summary>
-/// Two clips of the same length that start, pause and begin again together. Every player has a clock of its own, which
-/// starts with its first frame; so both are open before either plays, and neither loops by itself: when both have ended,
-/// both start again.
+/// Two clips of the same length in step. A clock has both players: it starts them together once both have their first
+/// frame, keeps them together, and goes on through the end of the clips.
 /// </summary>
 public sealed class TwoPlayers : MonoBehaviour
 {
@@ -17,7 +16,7 @@ public sealed class TwoPlayers : MonoBehaviour
     [SerializeField]
     private string m_RightClip = "right.mp4";
 
-    private bool m_Started;
+    private NimbPlayerClock m_Clock;
 
     /// <summary>How far the left player is ahead of the right one, in seconds.</summary>
     public double Skew { get { return m_Left.Time - m_Right.Time; } }
@@ -26,40 +25,25 @@ public sealed class TwoPlayers : MonoBehaviour
     {
         Open(m_Left, m_LeftClip);
         Open(m_Right, m_RightClip);
+        m_Clock = gameObject.AddComponent<NimbPlayerClock>();
+        m_Clock.Players = new[] { m_Left, m_Right };
+        PlayBoth();
     }
 
     private static void Open(NimbPlayer player, string clip)
     {
         player.PlayOnAwake = false;
-        player.Loop = false;
+        player.LoopMode = LoopMode.Loop;
         player.Open(ClipFolder.StreamingAssets, clip);
-    }
-
-    private void Update()
-    {
-        bool areOpen = m_Left.IsOpen && m_Right.IsOpen;
-        bool haveEnded = m_Left.HasEnded && m_Right.HasEnded;
-        if (areOpen && (!m_Started || haveEnded))
-        {
-            m_Started = true;
-            PlayBoth();
-        }
     }
 
     public void PlayBoth()
     {
-        if (m_Left.HasEnded || m_Right.HasEnded)
-        {
-            m_Left.Rewind();
-            m_Right.Rewind();
-        }
-        m_Left.Play();
-        m_Right.Play();
+        m_Clock.Play();
     }
 
     public void PauseBoth()
     {
-        m_Left.Pause();
-        m_Right.Pause();
+        m_Clock.Pause();
     }
 }
