@@ -9,7 +9,6 @@ namespace Nimb
     {
         private const string CopiesFolder = "/NimbClips";
 
-        private readonly GameObject m_Host;
         private readonly PlayerBackend m_Wanted;
         private readonly PlaybackSettings m_Settings;
         private Task<string> m_Fetch;  // of a clip that is being copied out of the application package
@@ -25,9 +24,8 @@ namespace Nimb
         public bool IsOpen { get; private set; }
 
         /// <exception cref="ClipException">It is clear at once that the clip cannot be opened.</exception>
-        public ClipSession(GameObject host, ClipFolder folder, string path, PlayerBackend wanted, PlaybackSettings settings)
+        public ClipSession(ClipFolder folder, string path, PlayerBackend wanted, PlaybackSettings settings)
         {
-            m_Host = host;
             Folder = folder;
             Path = path;
             m_Wanted = wanted;
@@ -54,7 +52,7 @@ namespace Nimb
             }
             else
             {
-                Playback = new PortablePlayback(m_Host, location, m_Settings);
+                Playback = new PortablePlayback(location, m_Settings);
             }
         }
 

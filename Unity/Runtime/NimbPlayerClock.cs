@@ -1,4 +1,5 @@
 using System;
+using System.Collections.Generic;
 using UnityEngine;
 
 namespace Nimb
@@ -16,6 +17,8 @@ namespace Nimb
         private const float PatienceSeconds = 2;
         private const double TicksPerSecond = 1e7;
 
+        private static readonly Predicate<NimbPlayer> s_IsGone = player => player == null;
+
         [SerializeField]
         private NimbPlayer[] m_Players = new NimbPlayer[0];
         [SerializeField]
@@ -23,6 +26,7 @@ namespace Nimb
         [SerializeField, Range(0.1f, 4)]
         private float m_Speed = 1;
 
+        private readonly List<NimbPlayer> m_Present = new List<NimbPlayer>();  // without gaps in the list
         private int m_Native = -1;  // the native clock, which all players have joined
         private bool m_IsWantedToPlay;
         private bool m_IsGathering;  // its players go to the clock's time
@@ -73,7 +77,8 @@ namespace Nimb
                 NimbUnityPluginML.PausePlayerClock(m_Native);
                 return;
             }
-            foreach (NimbPlayer player in m_Players)
+            ListPlayers();
+            foreach (NimbPlayer player in m_Present)
             {
                 player.Pause();
             }
@@ -87,8 +92,21 @@ namespace Nimb
             Gather();
         }
 
+        private void ListPlayers()
+        {
+            m_Present.Clear();
+            foreach (NimbPlayer player in m_Players)
+            {
+                if (player != null)
+                {
+                    m_Present.Add(player);
+                }
+            }
+        }
+
         private void Gather()
         {
+            ListPlayers();
             m_IsGathering = true;
             m_IsAsked = false;
             m_GatheringSince = UnityEngine.Time.realtimeSinceStartup;
@@ -105,6 +123,7 @@ namespace Nimb
 
         private void Update()
         {
+            m_Present.RemoveAll(s_IsGone);
             if (m_IsGathering)
             {
                 GoOnGathering();
@@ -125,7 +144,7 @@ namespace Nimb
         private void GoOnGathering()
         {
             bool areOpen = true;
-            foreach (NimbPlayer player in m_Players)
+            foreach (NimbPlayer player in m_Present)
             {
                 areOpen &= !player.IsOpening;
             }
@@ -146,7 +165,7 @@ namespace Nimb
             m_IsGathering = false;
             if (m_IsWantedToPlay && m_Native < 0)
             {
-                foreach (NimbPlayer player in m_Players)
+                foreach (NimbPlayer player in m_Present)
                 {
                     player.Play();
                 }
@@ -165,13 +184,13 @@ namespace Nimb
                 {
                     NimbUnityPluginML.PlayPlayerClock(m_Native);
                 }
-                foreach (NimbPlayer player in m_Players)
+                foreach (NimbPlayer player in m_Present)
                 {
                     player.Active.ExpectSeek();
                 }
                 return;
             }
-            foreach (NimbPlayer player in m_Players)
+            foreach (NimbPlayer player in m_Present)
             {
                 player.SeekTime(TimeIn(player), SeekOptions.Pause);
             }
@@ -179,7 +198,7 @@ namespace Nimb
 
         private bool HaveArrived()
         {
-            foreach (NimbPlayer player in m_Players)
+            foreach (NimbPlayer player in m_Present)
             {
                 if (player.IsOpen && player.IsSeeking)
                 {
@@ -198,7 +217,7 @@ namespace Nimb
 
         private void SetReferences(double time)
         {
-            foreach (NimbPlayer player in m_Players)
+            foreach (NimbPlayer player in m_Present)
             {
                 if (player.IsOpen)
                 {
@@ -214,7 +233,7 @@ namespace Nimb
                 NimbUnityPluginML.SetPlayerClockSpeed(m_Native, m_Speed);
                 return;
             }
-            foreach (NimbPlayer player in m_Players)
+            foreach (NimbPlayer player in m_Present)
             {
                 player.Speed = m_Speed;
             }
@@ -226,17 +245,17 @@ namespace Nimb
         private void JoinNative()
         {
             LeaveNative();
-            foreach (NimbPlayer player in m_Players)
+            foreach (NimbPlayer player in m_Present)
             {
                 if (!player.IsOpen || player.Active.NativeId < 0)
                 {
                     return;
                 }
             }
-            m_Native = m_Players.Length > 0 ? NimbUnityPluginML.CreatePlayerClock() : -1;
+            m_Native = m_Present.Count > 0 ? NimbUnityPluginML.CreatePlayerClock() : -1;
             if (m_Native >= 0)
             {
-                foreach (NimbPlayer player in m_Players)
+                foreach (NimbPlayer player in m_Present)
                 {
                     NimbUnityPluginML.JoinPlayerClock(m_Native, player.Active.NativeId);
                 }

@@ -72,7 +72,7 @@ namespace Nimb
 
         private ClipSession MakeSession(ClipFolder folder, string path)
         {
-            return new ClipSession(m_Owner.gameObject, folder, path, m_Owner.Backend, m_Owner.PlaybackSettings);
+            return new ClipSession(folder, path, m_Owner.Backend, m_Owner.PlaybackSettings);
         }
 
         private void FinishOpening()

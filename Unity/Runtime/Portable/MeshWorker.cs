@@ -13,6 +13,7 @@ namespace Nimb
         // for a frame that nobody wants any more.
         private const int Ahead = 6;
         private const int BufferCount = Ahead + 2;
+        private const int RetryMilliseconds = 500;
 
         private readonly ClipReader m_Reader;
         private readonly bool m_ComputeNormals;
@@ -126,10 +127,14 @@ namespace Nimb
                     buffers.Holds = isMesh ? MeshBuffers.Content.Mesh : MeshBuffers.Content.Fault;
                     if (!isMesh && !m_IsStopped)
                     {
-                        m_Troubles.Add(buffers.Frame, status == ClipStatus.NoMesh ? PlaybackTroubleReason.NoMesh
-                            : PlaybackTroubleReason.DamagedMesh);
+                        m_Troubles.Add(buffers.Frame, ReasonOf(status));
                     }
                     m_Filling = null;
+                    if (status == ClipStatus.ReadFailed && !m_IsStopped)
+                    {
+                        buffers.Frame = -1;  // it is there, and may be had later
+                        Monitor.Wait(m_Lock, RetryMilliseconds);
+                    }
                 }
             }
             m_Reader.Dispose();
@@ -137,6 +142,12 @@ namespace Nimb
             {
                 each.Dispose();
             }
+        }
+
+        private static PlaybackTroubleReason ReasonOf(ClipStatus status)
+        {
+            return status == ClipStatus.NoMesh ? PlaybackTroubleReason.NoMesh
+                : status == ClipStatus.ReadFailed ? PlaybackTroubleReason.LostFrames : PlaybackTroubleReason.DamagedMesh;
         }
 
         private unsafe bool Take(ref NimbClipLibrary.DecodedMesh mesh, MeshBuffers buffers)

@@ -39,16 +39,15 @@ namespace Nimb
         private long m_LastTicket;
         private long m_Ticket;  // of the request that has not ended; 0 without one
 
-        /// <param name="host">Gets the video player.</param>
         /// <param name="location">A path, a file: URI, or an address of http or https.</param>
         /// <param name="settings">Copied.</param>
-        public PortablePlayback(GameObject host, string location, PlaybackSettings settings)
+        public PortablePlayback(string location, PlaybackSettings settings)
         {
             m_Location = location;
             m_Settings = settings;
             m_Loops = settings.Loops;
             m_Opening = Task.Run((Func<ClipReader>)OpenReader);
-            m_Pictures = new VideoPictures(host, location, settings.AudioSource, settings.DisableAudio);
+            m_Pictures = new VideoPictures(location, settings.AudioSource, settings.DisableAudio);
         }
 
         public override PlayerFeatures Features

@@ -33,15 +33,15 @@ namespace Nimb
         private float m_SentAt;
         private float m_CompletedAt;
 
-        /// <param name="host">Gets the video player, which nobody sees.</param>
         /// <param name="location">A path or an address.</param>
         /// <param name="sound">Null: without an AudioSource.</param>
         /// <param name="isSilent">Without any sound.</param>
-        public VideoPictures(GameObject host, string location, AudioSource sound, bool isSilent)
+        public VideoPictures(string location, AudioSource sound, bool isSilent)
         {
             m_Began = Time.realtimeSinceStartup;
-            m_Video = host.AddComponent<VideoPlayer>();
-            m_Video.hideFlags = HideFlags.HideAndDontSave;
+            // On an object of its own, which nobody sees: on one that is inactive it would do nothing, and say nothing.
+            var host = new GameObject("Nimb video", typeof(VideoPlayer)) { hideFlags = HideFlags.HideAndDontSave };
+            m_Video = host.GetComponent<VideoPlayer>();
             m_Video.playOnAwake = false;
             m_Video.waitForFirstFrame = true;
             m_Video.skipOnDrop = true;
@@ -251,7 +251,7 @@ namespace Nimb
             m_Video.seekCompleted -= OnSeekCompleted;
             m_Video.loopPointReached -= OnLoopPoint;
             m_Video.Stop();
-            EngineObject.Destroy(m_Video);
+            EngineObject.Destroy(m_Video.gameObject);
         }
     }
 }
