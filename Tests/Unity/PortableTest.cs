@@ -27,7 +27,7 @@ internal static class PortableTest
         int shown = 0, done = 0, requests = 0;
         for (int round = 0; round < rounds; ++round)
         {
-            using (var scene = new Scene(backend))
+            using (var scene = new Scene(backend) { FrameSeconds = 1.0 / 72 })
             {
                 VideoPlayer.TheHabits = new VideoPlayer.Habits
                 {
@@ -119,16 +119,17 @@ internal static class PortableTest
             scene.Player.LoopMode = LoopMode.Once;
             scene.Player.Play();
             scene.StepUntilHeard("ended");
-            Check(scene.Heard.Exists(what => what.Contains("1 picture(s) without a mesh from frame 15")), string.Join("; ", scene.Heard));
+            Check(scene.Troubles.Exists(what => what.Contains("1 picture(s) without a mesh from frame 15")),
+                string.Join("; ", scene.Troubles));
             Check(!scene.Shown.Contains(15) && scene.Shown.Contains(16), "it is passed over");
             CheckEqual(NimbSeekReason.NoMesh, scene.EndOf(scene.Player.Seek(15)).Reason, "the reason");
-            scene.Heard.Clear();
+            scene.Troubles.Clear();
             scene.Player.Rewind();
             scene.Player.Play();
             Application.Render();
             UnityEngine.Time.Skipped += 4;
-            Until(() => { scene.LateUpdate(); Application.Render(); return scene.Heard.Count > 0; }, "a video player that hangs");
-            Check(scene.Heard[0].Contains("stands still"), scene.Heard[0]);
+            Until(() => { scene.LateUpdate(); Application.Render(); return scene.Troubles.Count > 0; }, "a video player that hangs");
+            Check(scene.Troubles[0].Contains("stands still"), scene.Troubles[0]);
         }
     }
 

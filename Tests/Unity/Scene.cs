@@ -10,13 +10,16 @@ using static Support;
 /// must be of the same frame of the clip.</summary>
 internal sealed class Scene : IDisposable
 {
-    private const double FrameSeconds = 1.0 / 72;
-
     public readonly NimbPlayer Player;
     public readonly List<int> Shown = new List<int>();
     public readonly List<string> Heard = new List<string>();
     public readonly List<SeekEnd> Ends = new List<SeekEnd>();
+    public readonly List<string> Troubles = new List<string>();
     public readonly Action LateUpdate;
+
+    /// <summary>How long the engine's video players take a frame to be. A real one passes in a millisecond or two, so
+    /// meshes have less time than this says.</summary>
+    public double FrameSeconds = 1.0 / 240;
 
     public Scene(PlayerBackend backend, bool isEnabled = true)
     {
@@ -33,7 +36,7 @@ internal sealed class Scene : IDisposable
         Player.Ended += player => Heard.Add("ended");
         Player.OnFailed.AddListener((player, reason) => Heard.Add(reason));
         Player.SeekEnded += (player, end) => Ends.Add(end);
-        Player.Trouble += (player, trouble) => Heard.Add(trouble.ToString());
+        Player.Trouble += (player, trouble) => Troubles.Add(trouble.ToString());
         if (isEnabled)
         {
             Enable();
