@@ -77,6 +77,31 @@ namespace Nimb
         /// see.</summary>
         public virtual PlaybackEvents BeforeRender() { return PlaybackEvents.None; }
 
+        // ---- For opening ----
+
+        /// <summary>What the user is told of whatever stopped a thread that opens a clip.</summary>
+        protected static ClipException OpeningFault(Exception fault, string location, string library)
+        {
+            var told = fault as ClipException;
+            if (told != null)
+            {
+                return told;
+            }
+            bool isLoading = fault is DllNotFoundException || fault is EntryPointNotFoundException
+                || fault is BadImageFormatException;
+            string problem = isLoading ? NativeLoader.ProblemWith(library) : null;
+            return new ClipException(problem ?? "The clip '" + location + "' cannot be opened: " + fault.Message, fault);
+        }
+
+        protected static void CheckPicture(ClipInfo info)
+        {
+            if (Math.Max(info.Width, info.Height) > SystemInfo.maxTextureSize)
+            {
+                throw new ClipException("The clip's pictures have " + info.Width + " x " + info.Height +
+                    " pixels; this device's textures end at " + SystemInfo.maxTextureSize + ".");
+            }
+        }
+
         /// <summary>Mesh and texture go. At any time, also while it opens.</summary>
         public abstract void Dispose();
     }

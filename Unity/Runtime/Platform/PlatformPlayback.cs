@@ -87,7 +87,7 @@ namespace Nimb
         {
             if (m_Opening.IsFaulted)
             {
-                throw OpeningFault(m_Opening.Exception.GetBaseException());
+                throw OpeningFault(m_Opening.Exception.GetBaseException(), m_Path, NimbUnityPluginML.Library);
             }
             if (RenderDevice.Problem != null)
             {
@@ -98,31 +98,15 @@ namespace Nimb
                 return false;
             }
             NimbFileInfo file = m_Opening.Result.FileInfo;
-            if (Math.Max(file.textureWidth, file.textureHeight) > SystemInfo.maxTextureSize)
-            {
-                throw new ClipException("The clip's pictures have " + file.textureWidth + " x " + file.textureHeight +
-                    " pixels; this device's textures end at " + SystemInfo.maxTextureSize + ".");
-            }
+            m_Info = Describe(ref file);
+            CheckPicture(m_Info);
             m_Player = m_Opening.Result;
             m_Context = RenderDevice.Context;
-            m_Info = Describe(ref file);
             m_Target = new FrameTarget(file);
             m_Target.HandTo(m_Player);
             // The first frame as a still, until somebody plays it.
             Ask(m_Player.Seek(0, NimbSeekOption.Pause));
             return true;
-        }
-
-        private static ClipException OpeningFault(Exception fault)
-        {
-            var already = fault as ClipException;
-            if (already != null)
-            {
-                return already;
-            }
-            bool isLoading = fault is DllNotFoundException || fault is EntryPointNotFoundException || fault is BadImageFormatException;
-            string problem = isLoading ? NativeLoader.ProblemWith(NimbUnityPluginML.Library) : null;
-            return new ClipException(problem ?? fault.Message, fault);
         }
 
         private static ClipInfo Describe(ref NimbFileInfo file)

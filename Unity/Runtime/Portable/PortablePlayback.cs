@@ -108,7 +108,7 @@ namespace Nimb
         {
             if (m_Opening.IsFaulted)
             {
-                throw OpeningFault(m_Opening.Exception.GetBaseException());
+                throw OpeningFault(m_Opening.Exception.GetBaseException(), m_Location, NimbClipLibrary.Library);
             }
             if (Problem != null)
             {
@@ -119,11 +119,7 @@ namespace Nimb
                 return false;
             }
             ClipReader reader = m_Opening.Result;
-            if (Math.Max(reader.Info.Width, reader.Info.Height) > SystemInfo.maxTextureSize)
-            {
-                throw new ClipException("The clip's pictures have " + reader.Info.Width + " x " + reader.Info.Height +
-                    " pixels; this device's textures end at " + SystemInfo.maxTextureSize + ".");
-            }
+            CheckPicture(reader.Info);
             m_Reader = reader;
             m_Meshes = new MeshWorker(reader, m_Settings.ComputeNormals);
             m_Target = new PortableTarget(reader.Info, m_Meshes.Buffers, m_Settings.HasMipMaps);
@@ -131,20 +127,6 @@ namespace Nimb
             ApplyRange();
             m_ShownAt = UnityEngine.Time.realtimeSinceStartup;
             return true;
-        }
-
-        private ClipException OpeningFault(Exception fault)
-        {
-            var already = fault as ClipException;
-            if (already != null)
-            {
-                return already;
-            }
-            if (fault is DllNotFoundException || fault is EntryPointNotFoundException || fault is BadImageFormatException)
-            {
-                return new ClipException(NativeLoader.ProblemWith(NimbClipLibrary.Library) ?? fault.Message, fault);
-            }
-            return new ClipException("The clip '" + m_Location + "' cannot be read: " + fault.Message, fault);
         }
 
         // ---- Control ----
