@@ -1,6 +1,7 @@
 #include "Tools/nimb/Interrupt.h"
 
 #include <algorithm>
+#include <atomic>
 #include <csignal>
 #include <cstddef>
 #include <iterator>
@@ -10,7 +11,9 @@ namespace {
 
 constexpr int c_Noted[] = {SIGINT, SIGTERM, SIGHUP};
 constexpr int c_Signals[] = {SIGINT, SIGTERM, SIGHUP, SIGXFSZ, SIGPIPE};
-volatile std::sig_atomic_t g_Signal = 0;
+// Signals come on any thread, also on two at once.
+std::atomic<int> g_Signal{0};
+static_assert(std::atomic<int>::is_always_lock_free, "a signal handler may not wait");
 
 void OnSignal(int signal) {
     g_Signal = signal;
