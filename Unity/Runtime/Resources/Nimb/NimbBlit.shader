@@ -1,12 +1,10 @@
-// Copies a picture into a render texture. Where the player says that the colours are the video's own, a project in linear
-// space converts them here, and the GPU encodes them again as it writes an sRGB target.
+// Copies a picture that holds the video's own colours into a render texture: a project in linear space converts them here,
+// and the GPU encodes them again as it writes an sRGB target.
 Shader "Hidden/Nimb/Picture"
 {
     Properties
     {
         [NoScaleOffset] _MainTex("Picture", 2D) = "black" {}
-        _NimbEncoded("Encoded colours", Float) = 1
-        _NimbFlip("Turn upside down", Float) = 0
     }
 
     SubShader
@@ -24,8 +22,6 @@ Shader "Hidden/Nimb/Picture"
             #include "UnityCG.cginc"
 
             sampler2D _MainTex;
-            float _NimbEncoded;
-            float _NimbFlip;
 
             struct Varyings
             {
@@ -37,7 +33,7 @@ Shader "Hidden/Nimb/Picture"
             {
                 Varyings varyings;
                 varyings.pos = UnityObjectToClipPos(v.vertex);
-                varyings.uv = _NimbFlip > 0.5 ? float2(v.texcoord.x, 1 - v.texcoord.y) : v.texcoord.xy;
+                varyings.uv = v.texcoord.xy;
                 return varyings;
             }
 
@@ -52,7 +48,7 @@ Shader "Hidden/Nimb/Picture"
             {
                 float3 color = tex2D(_MainTex, varyings.uv).rgb;
             #ifndef UNITY_COLORSPACE_GAMMA
-                color = _NimbEncoded > 0.5 ? Decode(color) : color;
+                color = Decode(color);
             #endif
                 return float4(color, 1);
             }
