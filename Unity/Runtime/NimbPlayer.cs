@@ -292,7 +292,16 @@ namespace Nimb
         /// <summary>Null without a clip. Another one is made for every clip. Row 0 is the picture's top row.</summary>
         public Texture Texture { get { return m_Core.Texture; } }
         /// <summary>Gets a copy of each picture; may be null.</summary>
-        public RenderTexture TargetTexture { get { return m_TargetTexture; } set { m_TargetTexture = value; } }
+        public RenderTexture TargetTexture
+        {
+            get { return m_TargetTexture; }
+            set
+            {
+                m_TargetTexture = value;
+                m_Core.RefreshOutput();
+            }
+        }
+
         /// <summary>Takes effect with the next clip, like the next two.</summary>
         public string TextureProperty { get { return m_TextureProperty; } set { m_TextureProperty = value; } }
         public bool UsePropertyBlock { get { return m_UsePropertyBlock; } set { m_UsePropertyBlock = value; } }

@@ -295,9 +295,10 @@ namespace Nimb
             }
             ClipSession session = m_Session;
             PlaybackEvents events = Active.Update();
-            if (Active.IsTextureEncoded)
+            // What a native player fills is known a frame later; on the render thread, the copy comes right after it.
+            if (Active.IsTextureEncoded && (events != PlaybackEvents.None || Active.IsPlaying || Active.IsSeeking))
             {
-                m_Output.Refresh(m_Owner.TargetTexture);  // on the render thread, it comes after what the player fills
+                RefreshOutput();
             }
             RaiseEvents(session, events);
             if (!Application.isPlaying)
@@ -321,9 +322,18 @@ namespace Nimb
             PlaybackEvents events = Active.BeforeRender();
             if (events != PlaybackEvents.None)
             {
-                m_Output.Refresh(m_Owner.TargetTexture);
+                RefreshOutput();
             }
             RaiseEvents(session, events);
+        }
+
+        /// <summary>Copies the picture to where else it is wanted.</summary>
+        public void RefreshOutput()
+        {
+            if (m_Output != null)
+            {
+                m_Output.Refresh(m_Owner.TargetTexture);
+            }
         }
 
         private void PollOpening()
