@@ -8,7 +8,7 @@ namespace Nimb
         private int m_Count;
 
         /// <summary>Counts as one more of the last trouble when that has the same reason, or when there is no room.</summary>
-        public void Add(long frame, PlaybackTroubleReason reason)
+        public void Add(long frame, NimbTroubleReason reason)
         {
             if (m_Count > 0 && (m_Troubles[m_Count - 1].Reason == reason || m_Count == m_Troubles.Length))
             {

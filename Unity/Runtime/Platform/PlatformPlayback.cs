@@ -210,7 +210,7 @@ namespace Nimb
             trouble = new PlaybackTrouble
             {
                 Frame = native.frame,
-                Reason = (PlaybackTroubleReason)native.reason,
+                Reason = native.reason,
                 Count = (int)native.count
             };
             return isThere;

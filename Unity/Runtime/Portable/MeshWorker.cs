@@ -144,10 +144,10 @@ namespace Nimb
             }
         }
 
-        private static PlaybackTroubleReason ReasonOf(ClipStatus status)
+        private static NimbTroubleReason ReasonOf(ClipStatus status)
         {
-            return status == ClipStatus.NoMesh ? PlaybackTroubleReason.NoMesh
-                : status == ClipStatus.ReadFailed ? PlaybackTroubleReason.LostFrames : PlaybackTroubleReason.DamagedMesh;
+            return status == ClipStatus.NoMesh ? NimbTroubleReason.NoMesh
+                : status == ClipStatus.ReadFailed ? NimbTroubleReason.LostFrames : NimbTroubleReason.DamagedMesh;
         }
 
         private unsafe bool Take(ref NimbClipLibrary.DecodedMesh mesh, MeshBuffers buffers)

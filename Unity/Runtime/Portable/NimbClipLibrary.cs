@@ -120,8 +120,5 @@ namespace Nimb
         [DllImport(Library)]
         public static extern ClipStatus nimb_clip_decode(IntPtr clip, uint frame, int layout, out DecodedMesh mesh,
             ref Error error);
-
-        [DllImport(Library)]
-        public static extern void nimb_clip_set_cache(IntPtr clip, UIntPtr bytes);
     }
 }

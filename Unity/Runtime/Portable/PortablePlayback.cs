@@ -344,7 +344,7 @@ namespace Nimb
             // The next picture may come before this one's mesh, which is then of no more use.
             if (m_Missed >= 0 && m_Missed != frame && m_Frame >= 0)
             {
-                m_Troubles.Add(m_Missed, PlaybackTroubleReason.LostFrames);
+                m_Troubles.Add(m_Missed, NimbTroubleReason.LostFrames);
             }
             m_Missed = frame;
             if (!isExact)
@@ -372,7 +372,7 @@ namespace Nimb
             else if (!m_HasStalled && UnityEngine.Time.realtimeSinceStartup - m_ShownAt > StallSeconds)
             {
                 m_HasStalled = true;
-                m_Troubles.Add(m_Frame, PlaybackTroubleReason.Stalled);
+                m_Troubles.Add(m_Frame, NimbTroubleReason.Stalled);
             }
         }
 
