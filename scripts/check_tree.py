@@ -15,8 +15,8 @@ import sys
 CORE = ["Nimb", "NimbCore"]
 AUTHORING = CORE + ["Authoring/Codec", "Authoring/Frame", "Authoring/Scene"]
 CLIP = AUTHORING + ["Media"]
-TOOL = CLIP + ["Authoring/Source", "Authoring/Export", "Clip/Read", "Clip/Write", "Clip/Remux", "Clip/Job", "Demo",
-               "EngineStandIn"]
+TOOL = CLIP + ["Authoring/Source", "Authoring/Export", "Authoring/Surface", "Authoring/Track", "Clip/Read", "Clip/Write",
+               "Clip/Remux", "Clip/Job", "Demo", "EngineStandIn"]
 ROOMS = {
     "Nimb": [],
     "NimbCore": ["Nimb"],
@@ -31,9 +31,11 @@ ROOMS = {
     "Authoring/Frame": CORE + ["Authoring/Codec"],
     "Authoring/Scene": CORE + ["Authoring/Codec"],
     "Authoring/Source": AUTHORING,
+    "Authoring/Surface": AUTHORING,
+    "Authoring/Track": AUTHORING + ["Authoring/Surface"],
     "Authoring/Export": AUTHORING + ["Authoring/Source"],
     "Clip/Read": CLIP + ["NimbClip"],
-    "Clip/Write": CLIP,
+    "Clip/Write": CLIP + ["Authoring/Track"],
     "Clip/Job": CLIP + ["Authoring/Source", "Clip/Write"],
     "Clip/Remux": CLIP + ["NimbClip", "Clip/Read", "Clip/Write"],
     "Demo": AUTHORING,

@@ -4,7 +4,8 @@
 readonly native_packages=(cmake ninja-build g++ libglm-dev libgtest-dev)
 readonly player_packages=(pkgconf libavformat-dev libavcodec-dev libavutil-dev libswscale-dev libswresample-dev
   libsdl2-dev libimgui-dev libegl-dev libgles-dev libegl-mesa0 libgl1-mesa-dri ffmpeg binutils
-  libcli11-dev nlohmann-json3-dev libtinygltf-dev libassimp-dev libstb-dev zlib1g-dev libxxhash-dev)
+  libcli11-dev nlohmann-json3-dev libtinygltf-dev libassimp-dev libstb-dev zlib1g-dev libxxhash-dev
+  libeigen3-dev)
 readonly csharp_packages=(mono-mcs mono-runtime libmono-system4.0-cil libmono-system-core4.0-cil python3
   glslang-tools)
 readonly windows_packages=(g++-mingw-w64-x86-64-posix wine64)
