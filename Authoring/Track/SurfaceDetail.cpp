@@ -1,0 +1,77 @@
+#include "Authoring/Track/SurfaceDetail.h"
+
+#include <algorithm>
+#include <numeric>
+
+namespace Nimb::Authoring {
+namespace {
+
+constexpr int c_MostSteps = 40;
+constexpr double c_Enough = 1e-4;  // of the first residual's length
+
+double Dot(const std::vector<double>& a, const std::vector<double>& b) {
+    return std::inner_product(a.begin(), a.end(), b.begin(), 0.0);
+}
+
+}  // namespace
+
+DetailSolver::DetailSolver(const WeldedSurface& surface) : m_Degree(surface.positions.size()) {
+    m_Edges.reserve(surface.faces.size() * 3);
+    for (const TarnMeshFace& face : surface.faces) {
+        for (std::size_t i = 0; i < 3; ++i) {
+            const auto [a, b] = std::minmax(face.v[i], face.v[(i + 1) % 3]);
+            m_Edges.push_back({a, b});
+        }
+    }
+    std::sort(m_Edges.begin(), m_Edges.end());
+    m_Edges.erase(std::unique(m_Edges.begin(), m_Edges.end()), m_Edges.end());
+    for (const auto& [a, b] : m_Edges) {
+        ++m_Degree[a];
+        ++m_Degree[b];
+    }
+}
+
+void DetailSolver::Multiply(const std::vector<double>& diagonal, double smoothness, const std::vector<double>& in,
+                            std::vector<double>& out) const {
+    for (std::size_t v = 0; v < in.size(); ++v) {
+        out[v] = diagonal[v] * in[v];
+    }
+    for (const auto& [a, b] : m_Edges) {
+        out[a] -= smoothness * in[b];
+        out[b] -= smoothness * in[a];
+    }
+}
+
+void DetailSolver::Solve(const std::vector<OffsetObservation>& observed, const DetailWeights& weights,
+                         std::vector<double>& offsets) const {
+    const std::size_t count = offsets.size();
+    std::vector<double> diagonal(count), residual(count), scaled(count), direction(count), product(count);
+    for (std::size_t v = 0; v < count; ++v) {
+        diagonal[v] = observed[v].weight + weights.inertia + weights.smoothness * m_Degree[v];
+        residual[v] = observed[v].weight * observed[v].offset + weights.inertia * offsets[v];
+    }
+    Multiply(diagonal, weights.smoothness, offsets, product);
+    for (std::size_t v = 0; v < count; ++v) {
+        residual[v] -= product[v];
+        scaled[v] = residual[v] / diagonal[v];
+    }
+    direction = scaled;
+    double length = Dot(residual, scaled);
+    const double enough = length * c_Enough * c_Enough;
+    for (int i = 0; i < c_MostSteps && length > enough; ++i) {
+        Multiply(diagonal, weights.smoothness, direction, product);
+        const double step = length / Dot(direction, product);
+        for (std::size_t v = 0; v < count; ++v) {
+            offsets[v] += step * direction[v];
+            residual[v] -= step * product[v];
+            scaled[v] = residual[v] / diagonal[v];
+        }
+        const double before = length;
+        length = Dot(residual, scaled);
+        for (std::size_t v = 0; v < count; ++v) {
+            direction[v] = scaled[v] + length / before * direction[v];
+        }
+    }
+}
+
+}  // namespace Nimb::Authoring

@@ -1,0 +1,57 @@
+// Follows the surface of a key frame from frame to frame.
+#pragma once
+
+#include "Authoring/Track/DeformationGraph.h"
+#include "Authoring/Track/GraphFit.h"
+#include "Authoring/Track/SurfaceDetail.h"
+#include "Authoring/Track/TrackedSurface.h"
+
+#include <vector>
+
+namespace Nimb::Authoring {
+
+/// A key frame's surface and what moves it. Any thread may read it.
+struct KeySurface {
+    explicit KeySurface(const Mesh& mesh);
+
+    WeldedSurface surface;
+    Points normals;
+    std::vector<BYTE> boundary;  ///< see BoundaryEdges
+    DeformationGraph graph;
+    DetailSolver detail;
+};
+
+/// A key frame's surface in another frame.
+struct FittedFrame {
+    Points positions;              ///< of the key surface's vertices
+    Points normals;                ///< of the moved surface, as far as the graph turns it
+    std::vector<double> leftOver;  ///< metres along the normal, from the fit to the frame's surface: noise of the frame
+                                   ///< and of the key; NaN where the frame shows nothing
+};
+
+/// Belongs to one thread. Frames follow one another in time, forwards or backwards.
+class SurfaceTracker {
+public:
+    /// Keeps a reference. Starts at the key frame.
+    explicit SurfaceTracker(const KeySurface& key);
+
+    FittedFrame Next(const TargetSurface& target);
+
+private:
+    void Predict(const TargetSurface& target);
+    std::vector<PlaneConstraint> Constraints(const TargetSurface& target, double reach, std::size_t stride) const;
+    void AddReverse(const TargetSurface& target, double reach, std::size_t stride, const Points& moved,
+                    std::vector<PlaneConstraint>& constraints) const;
+    void FitDetail(const TargetSurface& target, FittedFrame& fitted);
+
+    glm::dvec3 RestOf(std::size_t vertex) const;
+    glm::dvec3 NormalOf(std::size_t vertex, const GraphPose& pose) const;
+    double Misfit(const TargetSurface& target, const GraphPose& pose) const;
+
+    const KeySurface& m_Key;
+    GraphFit m_Fit;
+    GraphPose m_Pose, m_Before, m_Expected;
+    std::vector<double> m_Offsets;  // of each vertex from where the graph has it, along its normal
+};
+
+}  // namespace Nimb::Authoring

@@ -1,0 +1,69 @@
+// A frame's surface as the tracker sees it: one vertex for each place, whatever charts meet in it.
+#pragma once
+
+#include "Authoring/Codec/Mesh.h"
+#include "Authoring/Surface/ClosestPoint.h"
+
+#include <glm/vec3.hpp>
+
+#include <cstddef>
+#include <vector>
+
+namespace Nimb::Authoring {
+
+using Points = std::vector<glm::dvec3>;
+
+/// Vertices of a mesh that are in one place are one vertex. Faces that lose a corner by that are left out.
+struct WeldedSurface {
+    Points positions;
+    std::vector<TarnMeshFace> faces;
+    std::vector<UINT32> vertexOf;  ///< for each vertex of the mesh its number here
+};
+
+WeldedSurface WeldByPlace(const Mesh& mesh);
+
+/// Of unit length, weighted by the faces' areas; zero for vertices without a face that has an area.
+Points VertexNormals(const Points& positions, const std::vector<TarnMeshFace>& faces);
+
+double SurfaceArea(const Points& positions, const std::vector<TarnMeshFace>& faces);
+
+/// Which edges of the faces no other face shares: bit i of a face's value is the edge across from its corner i.
+std::vector<BYTE> BoundaryEdges(const std::vector<TarnMeshFace>& faces);
+
+/// Twice the number of components less twice the number of their handles, with holes closed; components with less than
+/// a hundredth of the faces do not count. A hand that touches the hip makes a handle, two people who touch are one
+/// component: of two frames, the one with the larger number shows more of the surface apart.
+int Apartness(const WeldedSurface& surface);
+
+/// What a frame's points are compared with. Any thread may ask.
+class TargetSurface {
+public:
+    explicit TargetSurface(const Mesh& mesh);
+
+    const WeldedSurface& Surface() const { return m_Surface; }
+    const Points& Normals() const { return m_Normals; }
+
+    struct Match {
+        glm::dvec3 position{0};
+        glm::dvec3 normal{0};  ///< smooth, of unit length
+        double distance = 0;
+        bool isFound = false;
+        bool isBoundary = false;  ///< at the rim of a hole: what belongs to the point may be missing
+    };
+
+    /// The nearest point within `limit` that looks the same way as `normal`.
+    Match Facing(const glm::dvec3& point, const glm::dvec3& normal, double limit) const;
+
+    /// The nearest point, wherever it looks.
+    Match Nearest(const glm::dvec3& point) const;
+
+private:
+    Match MatchOf(const SurfacePoint& found) const;
+
+    WeldedSurface m_Surface;
+    Points m_Normals;
+    std::vector<BYTE> m_Boundary;
+    ClosestPoint m_Closest;
+};
+
+}  // namespace Nimb::Authoring
