@@ -21,7 +21,7 @@ struct Level {
     std::size_t stride;  // every n-th vertex
     int steps;
 };
-constexpr Level c_Levels[] = {{300, 2.0, 4, 2}, {60, 1.0, 4, 2}, {12, 0.5, 2, 2}, {4, 0.25, 2, 1}};
+constexpr Level c_Levels[] = {{300, 2.0, 8, 2}, {60, 1.0, 8, 2}, {12, 0.5, 4, 2}, {4, 0.25, 4, 1}};
 
 constexpr double c_LeastAgreement = 0.5;  // cosine between the normals of a point and of what it is taken for
 constexpr double c_AlongPlane = 0.05;
@@ -68,14 +68,18 @@ KeySurface::KeySurface(const Mesh& mesh)
       detail(surface) {}
 
 SurfaceTracker::SurfaceTracker(const KeySurface& key)
-    : m_Key(key),
-      m_Fit(key.graph),
-      m_Pose(key.graph.Rest()),
-      m_Before(m_Pose),
-      m_Offsets(key.surface.positions.size()) {}
+    : m_Key(key), m_Pose(key.graph.Rest()), m_Before(m_Pose), m_Offsets(key.surface.positions.size()) {
+    for (std::size_t i = 0; i < std::size(c_Levels); ++i) {
+        m_Fits.push_back(std::make_unique<GraphFit>(key.graph));
+    }
+}
 
 glm::dvec3 SurfaceTracker::RestOf(std::size_t vertex) const {
     return m_Key.surface.positions[vertex] + m_Offsets[vertex] * m_Key.normals[vertex];
+}
+
+glm::dvec3 SurfaceTracker::Moved(std::size_t vertex) const {
+    return m_Key.graph.Moved(m_Key.graph.Influences()[vertex], m_Pose, RestOf(vertex));
 }
 
 glm::dvec3 SurfaceTracker::NormalOf(std::size_t vertex, const GraphPose& pose) const {
@@ -109,30 +113,24 @@ void SurfaceTracker::Predict(const TargetSurface& target) {
     m_Pose = m_Expected;
 }
 
-std::vector<PlaneConstraint> SurfaceTracker::Constraints(const TargetSurface& target, double reach,
-                                                         std::size_t stride) const {
-    const std::size_t count = m_Key.surface.positions.size();
-    std::vector<PlaneConstraint> constraints;
-    constraints.reserve(count / stride * 2);
-    Points moved(count);
-    for (std::size_t v = 0; v < count; ++v) {
-        moved[v] = m_Key.graph.Moved(m_Key.graph.Influences()[v], m_Pose, RestOf(v));
-        if (v % stride != 0) {
-            continue;
-        }
+void SurfaceTracker::AddForward(const TargetSurface& target, double reach, std::size_t stride,
+                                std::vector<PlaneConstraint>& constraints) const {
+    for (std::size_t v = 0; v < m_Key.surface.positions.size(); v += stride) {
         const glm::dvec3 normal = NormalOf(v, m_Pose);
-        const TargetSurface::Match match = target.Facing(moved[v], normal, reach);
+        const TargetSurface::Match match = target.Facing(Moved(v), normal, reach);
         if (match.isFound && !match.isBoundary && glm::dot(normal, match.normal) >= c_LeastAgreement) {
             constraints.push_back({m_Key.graph.Influences()[v], RestOf(v), match.position, match.normal,
                                    RobustWeight(match.distance, reach)});
         }
     }
-    AddReverse(target, reach, stride, moved, constraints);
-    return constraints;
 }
 
-void SurfaceTracker::AddReverse(const TargetSurface& target, double reach, std::size_t stride, const Points& moved,
+void SurfaceTracker::AddReverse(const TargetSurface& target, double reach, std::size_t stride,
                                 std::vector<PlaneConstraint>& constraints) const {
+    Points moved(m_Key.surface.positions.size());
+    for (std::size_t v = 0; v < moved.size(); ++v) {
+        moved[v] = Moved(v);
+    }
     const ClosestPoint closest(PlainOf(moved), m_Key.surface.faces);
     const Points& places = target.Surface().positions;
     for (std::size_t v = 0; v < places.size(); v += stride) {
@@ -156,16 +154,18 @@ void SurfaceTracker::AddReverse(const TargetSurface& target, double reach, std::
 FittedFrame SurfaceTracker::Next(const TargetSurface& target) {
     Predict(target);
     const std::size_t count = m_Key.surface.positions.size();
-    for (const Level& level : c_Levels) {
+    for (std::size_t i = 0; i < std::size(c_Levels); ++i) {
+        const Level& level = c_Levels[i];
+        const double reach = level.reach * m_Key.graph.Spacing();
+        std::vector<PlaneConstraint> reverse;  // for all steps of the level, as a tree has to be made for it
+        AddReverse(target, reach, level.stride, reverse);
         for (int step = 0; step < level.steps; ++step) {
-            const std::vector<PlaneConstraint> constraints =
-                Constraints(target, level.reach * m_Key.graph.Spacing(), level.stride);
+            std::vector<PlaneConstraint> constraints = reverse;
+            AddForward(target, reach, level.stride, constraints);
             // Stiffness next to the constraints of a node, whose number depends on the frames' vertices.
-            const double share = static_cast<double>(constraints.size()) / static_cast<double>(m_Pose.size());
-            if (!m_Fit.Step(constraints, m_Expected,
-                            {level.stiffness * share / 20, c_AlongPlane, c_Inertia * share / 20}, m_Pose)) {
-                break;
-            }
+            const double share = static_cast<double>(constraints.size()) / static_cast<double>(m_Pose.size()) / 20;
+            m_Fits[i]->Step(constraints, m_Expected, {level.stiffness * share, c_AlongPlane, c_Inertia * share},
+                            m_Pose);
         }
     }
     FittedFrame fitted;
@@ -181,7 +181,7 @@ void SurfaceTracker::FitDetail(const TargetSurface& target, FittedFrame& fitted)
     std::vector<OffsetObservation> observed(count);
     for (std::size_t v = 0; v < count; ++v) {
         const glm::dvec3 normal = NormalOf(v, m_Pose);
-        const glm::dvec3 at = m_Key.graph.Moved(m_Key.graph.Influences()[v], m_Pose, RestOf(v));
+        const glm::dvec3 at = Moved(v);
         const TargetSurface::Match match = target.Facing(at, normal, reach);
         const double agreement = glm::dot(normal, match.normal);
         if (match.isFound && !match.isBoundary && agreement >= c_LeastAgreement) {
@@ -192,7 +192,7 @@ void SurfaceTracker::FitDetail(const TargetSurface& target, FittedFrame& fitted)
     m_Key.detail.Solve(observed, {}, m_Offsets);
     fitted.leftOver.assign(count, std::numeric_limits<double>::quiet_NaN());
     for (std::size_t v = 0; v < count; ++v) {
-        fitted.positions[v] = m_Key.graph.Moved(m_Key.graph.Influences()[v], m_Pose, RestOf(v));
+        fitted.positions[v] = Moved(v);
         fitted.normals[v] = NormalOf(v, m_Pose);
         if (observed[v].weight > 0) {
             fitted.leftOver[v] = observed[v].offset - m_Offsets[v];

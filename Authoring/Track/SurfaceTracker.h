@@ -6,6 +6,7 @@
 #include "Authoring/Track/SurfaceDetail.h"
 #include "Authoring/Track/TrackedSurface.h"
 
+#include <memory>
 #include <vector>
 
 namespace Nimb::Authoring {
@@ -39,17 +40,19 @@ public:
 
 private:
     void Predict(const TargetSurface& target);
-    std::vector<PlaneConstraint> Constraints(const TargetSurface& target, double reach, std::size_t stride) const;
-    void AddReverse(const TargetSurface& target, double reach, std::size_t stride, const Points& moved,
+    void AddForward(const TargetSurface& target, double reach, std::size_t stride,
+                    std::vector<PlaneConstraint>& constraints) const;
+    void AddReverse(const TargetSurface& target, double reach, std::size_t stride,
                     std::vector<PlaneConstraint>& constraints) const;
     void FitDetail(const TargetSurface& target, FittedFrame& fitted);
 
     glm::dvec3 RestOf(std::size_t vertex) const;
+    glm::dvec3 Moved(std::size_t vertex) const;
     glm::dvec3 NormalOf(std::size_t vertex, const GraphPose& pose) const;
     double Misfit(const TargetSurface& target, const GraphPose& pose) const;
 
     const KeySurface& m_Key;
-    GraphFit m_Fit;
+    std::vector<std::unique_ptr<GraphFit>> m_Fits;  // one for each level: a matrix is much like the same level's before
     GraphPose m_Pose, m_Before, m_Expected;
     std::vector<double> m_Offsets;  // of each vertex from where the graph has it, along its normal
 };
