@@ -38,7 +38,7 @@ ROOMS = {
     "Clip/Write": CLIP + ["Authoring/Track"],
     "Clip/Job": CLIP + ["Authoring/Source", "Clip/Write"],
     "Clip/Remux": CLIP + ["NimbClip", "Clip/Read", "Clip/Write"],
-    "Demo": AUTHORING,
+    "Demo": AUTHORING + ["Authoring/Surface"],
     "Tools/nimb": TOOL,
     "Web": [],  # its module is made of the amalgamated NimbClip
     "Bench": TOOL + ["NimbClip", "NimbUnityPluginML", "Platform/Interface"],

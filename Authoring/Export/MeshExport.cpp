@@ -32,4 +32,8 @@ std::vector<ExportedFile> ExportMesh(MeshFormat format, const std::string& stem,
     }
 }
 
+Bytes ExportShape(const Mesh& mesh) {
+    return WritePly(mesh, "");
+}
+
 }  // namespace Nimb::Authoring

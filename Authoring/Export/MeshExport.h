@@ -31,4 +31,7 @@ std::vector<std::string> ExportNames(MeshFormat format, const std::string& stem)
 std::vector<ExportedFile> ExportMesh(MeshFormat format, const std::string& stem, const Mesh& mesh,
                                      const Image& texture);
 
+/// A PLY file of the surface alone, without texture coordinates.
+Bytes ExportShape(const Mesh& mesh);
+
 }  // namespace Nimb::Authoring

@@ -13,6 +13,7 @@ Bytes WriteObj(const Mesh& mesh, const std::string& materialFile);
 /// One material, which shows the picture without lighting.
 Bytes WriteMtl(const std::string& textureFile);
 
+/// Without texture coordinates if `textureFile` is empty.
 Bytes WritePly(const Mesh& mesh, const std::string& textureFile);
 
 /// `png`: goes into the file as it is.

@@ -5,13 +5,19 @@ namespace Nimb::Authoring {
 namespace {
 
 std::string Header(const Mesh& mesh, const std::string& textureFile) {
-    std::string text = "ply\nformat binary_little_endian 1.0\ncomment TextureFile " + textureFile +
-                       "\nelement vertex " + std::to_string(mesh.positions.size()) +
-                       "\nproperty float x\nproperty float y\nproperty float z\n";
+    std::string text = "ply\nformat binary_little_endian 1.0\n";
+    if (!textureFile.empty()) {
+        text += "comment TextureFile " + textureFile + "\n";
+    }
+    text += "element vertex " + std::to_string(mesh.positions.size()) +
+            "\nproperty float x\nproperty float y\nproperty float z\n";
     if (!mesh.normals.empty()) {
         text += "property float nx\nproperty float ny\nproperty float nz\n";
     }
-    return text + "property float s\nproperty float t\nelement face " + std::to_string(mesh.faces.size()) +
+    if (!textureFile.empty()) {
+        text += "property float s\nproperty float t\n";
+    }
+    return text + "element face " + std::to_string(mesh.faces.size()) +
            "\nproperty list uchar uint vertex_indices\nend_header\n";
 }
 
@@ -32,8 +38,10 @@ Bytes WritePly(const Mesh& mesh, const std::string& textureFile) {
         if (!mesh.normals.empty()) {
             WriteVec3(out, mesh.normals[i]);
         }
-        out.F32(mesh.texCoords[i].u);
-        out.F32(1 - mesh.texCoords[i].v);
+        if (!textureFile.empty()) {
+            out.F32(mesh.texCoords[i].u);
+            out.F32(1 - mesh.texCoords[i].v);
+        }
     }
     for (const TarnMeshFace& face : mesh.faces) {
         out.U8(3);

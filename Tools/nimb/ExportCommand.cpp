@@ -4,15 +4,14 @@
 #include "Tools/nimb/CommandLine.h"
 #include "Tools/nimb/Commands.h"
 #include "Tools/nimb/ExitStatus.h"
+#include "Tools/nimb/FrameFiles.h"
 #include "Tools/nimb/Interrupt.h"
 #include "Tools/nimb/OutputFile.h"
 #include "Tools/nimb/Progress.h"
 #include "Tools/nimb/StandardStreams.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <cstdio>
-#include <cstring>
 #include <deque>
 #include <filesystem>
 #include <future>
@@ -25,7 +24,6 @@ namespace {
 
 namespace fs = std::filesystem;
 using Authoring::ClipFrame;
-using Authoring::ExportedFile;
 using Authoring::FrameRange;
 using Authoring::MeshFormat;
 
@@ -38,24 +36,15 @@ constexpr const char* c_Examples =
     "  nimb export dancer.mp4 frames --format ply && nimb encode frames -o again.mp4\n"
     "      what is exported can be encoded again";
 
-const std::map<std::string, MeshFormat> c_Formats = {
-    {"obj", MeshFormat::Obj}, {"ply", MeshFormat::Ply}, {"glb", MeshFormat::Glb}};
-
 struct Arguments {
     std::string clip;
     std::string folder;
-    std::string format;  // a key of c_Formats
+    std::string format;  // a key of c_MeshFormats
     FrameRange range;
     bool overwrite = false;
 
-    MeshFormat Format() const { return c_Formats.at(format); }
+    MeshFormat Format() const { return c_MeshFormats.at(format); }
 };
-
-std::string StemOf(std::size_t frame) {
-    char stem[32];
-    std::snprintf(stem, sizeof(stem), "frame_%04zu", frame);
-    return stem;
-}
 
 /// Checks, before anything is done, that no file is in the way that may not be overwritten.
 void CheckFolder(const Arguments& arguments, std::size_t frameCount) {
@@ -66,40 +55,10 @@ void CheckFolder(const Arguments& arguments, std::size_t frameCount) {
     }
 }
 
-void MakeFolder(const std::string& folder) {
-    std::error_code error;
-    fs::create_directories(folder, error);
-    if (error) {
-        throw OutputError(folder + ": cannot be created: " + error.message());
-    }
-    if (!fs::is_directory(folder, error)) {
-        throw OutputError(folder + ": is not a folder");
-    }
-}
-
-/// `shownPath`: what to call the file in messages.
-void WriteWhole(const std::string& path, const std::string& shownPath, const Authoring::Bytes& bytes) {
-    std::FILE* const file = std::fopen(path.c_str(), "wb");
-    const bool isWritten = file != nullptr && std::fwrite(bytes.data(), 1, bytes.size(), file) == bytes.size();
-    const int error = errno;
-    const bool isClosed = file != nullptr && std::fclose(file) == 0;
-    if (!isWritten || !isClosed) {
-        throw OutputError(shownPath + ": " + std::strerror(isWritten ? errno : error));
-    }
-}
-
-/// Writes all files of the frame under temporary names first, so that a full disk leaves no frame without its texture.
 void WriteFrame(const Arguments& arguments, const ClipFrame& frame) {
-    std::deque<OutputFile> outputs;
-    for (const ExportedFile& file :
-         Authoring::ExportMesh(arguments.Format(), StemOf(frame.number), frame.mesh, frame.picture)) {
-        const std::string path = (fs::path(arguments.folder) / file.name).string();
-        outputs.emplace_back(path, arguments.overwrite);
-        WriteWhole(outputs.back().TemporaryPath(), path, file.bytes);
-    }
-    for (OutputFile& output : outputs) {
-        output.Commit();
-    }
+    WriteFiles(arguments.folder,
+               Authoring::ExportMesh(arguments.Format(), StemOf(frame.number), frame.mesh, frame.picture),
+               arguments.overwrite);
 }
 
 /// Writes frames on several threads. Memory stays bounded: Add waits when each has something to do.
