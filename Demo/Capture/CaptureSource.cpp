@@ -55,7 +55,12 @@ void Check(const CaptureOptions& options) {
 CaptureSource::CaptureSource(std::shared_ptr<const Subject> subject, const CaptureOptions& options)
     : m_Subject(std::move(subject)), m_Options(options) {
     Check(options);
-    m_Cell = CellFor(*m_Subject->At(0), options.vertices);
+    constexpr std::size_t samples = 5;  // the surface's area changes as the subject moves
+    double cells = 0;
+    for (std::size_t i = 0; i < samples; ++i) {
+        cells += CellFor(*m_Subject->At(m_Subject->FrameCount() * i / samples), options.vertices);
+    }
+    m_Cell = cells / samples;
     m_Recent.resize(c_Recent);
 }
 

@@ -114,7 +114,7 @@ public:
         for (std::size_t i = 0; i < count; ++i) {
             const double closeness = 1 - (near[i].distance - nearest) / c_ColourBlend;
             if (closeness > 0) {
-                sum += closeness * ColourOf(*near[i].part, near[i].part->Own(p));
+                sum += closeness * ColourOf(*near[i].part, p);
                 weights += closeness;
             }
         }

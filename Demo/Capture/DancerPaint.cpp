@@ -116,7 +116,8 @@ Colour ShoeAt(const Point& at) {
 
 }  // namespace
 
-Colour ColourOf(const Part& part, const Point& own) {
+Colour ColourOf(const Part& part, const Point& p) {
+    const Point own = part.paintTurn * (p - part.paintOrigin);
     const Point at = own + part.pattern;
     switch (part.cloth) {
         case Cloth::Skin:

@@ -49,6 +49,8 @@ public:
         part.turn = glm::transpose(glm::dmat3(frame));
         part.origin = Demo::Apply(frame, origin);
         part.size = size;
+        part.paintTurn = part.turn;
+        part.paintOrigin = part.origin;
         m_Out.parts.push_back(part);
         return m_Out.parts.back();
     }
@@ -99,9 +101,22 @@ void AddLegs(Builder& out, DancerParts& parts, const DancerPose& pose) {
         parts.parts.back().pattern = {0, c_Thigh, 0};
         out.Ball(Cloth::Shoe, pose.foot[side], {0, -0.035, 0.05}, {0.042, 0.04, 0.115});
     }
-    out.Begin(SkirtLimb, {Demo::Apply(pose.skirt, {0, c_SkirtTop, 0}), 0.1, 0.015, 0.02});
-    Part& skirt = out.Add(Part::Kind::Skirt, Cloth::Skirt, pose.skirt, {0, 0, 0}, {0, 0, 0});
-    skirt.skirt = {pose.hemLag, pose.flare, pose.foldPhase, pose.hemOffset};
+}
+
+void AddSkirt(Builder& out, DancerParts& parts, const DancerPose& pose) {
+    out.Begin(SkirtLimb, {Demo::Apply(pose.skirt, {0, c_SkirtTop, 0}), 0.1, 0.015, 0.05});
+    const Part skirt = [&] {
+        Part& added = out.Add(Part::Kind::Skirt, Cloth::Skirt, pose.skirt, {0, 0, 0}, {0, 0, 0});
+        added.skirt = {pose.hemLag, pose.flare, pose.foldPhase, pose.hemOffset};
+        return added;
+    }();
+    for (const Transform& thigh : pose.thigh) {
+        // Where a leg is lifted, the cloth lies over it.
+        Part& over = out.Add(Part::Kind::Cone, Cloth::Skirt, thigh, {0, 0, 0}, {0.27 - 0.19 * pose.flare, 0.10, 0.083});
+        over.skirt = skirt.skirt;
+        over.paintTurn = skirt.turn;
+        over.paintOrigin = skirt.origin;
+    }
     parts.hidden.push_back(Demo::Apply(pose.skirt, {0.1, SkirtHem(skirt.skirt) + 0.05, 0.05}));
     parts.hidden.push_back(Demo::Apply(pose.skirt, {-0.1, SkirtHem(skirt.skirt) + 0.05, -0.05}));
 }
@@ -152,6 +167,7 @@ DancerParts PartsOf(const DancerPose& pose) {
     AddTrunk(builder, pose);
     AddHead(builder, pose);
     AddLegs(builder, out, pose);
+    AddSkirt(builder, out, pose);
     AddArms(builder, out, pose);
     return out;
 }

@@ -35,6 +35,8 @@ struct Part {
     Point size{0};     // length and both radii, or radii
     Point pattern{0};  // added to own coordinates for the pattern, so that it goes on from part to part
     SkirtShape skirt;
+    glm::dmat3 paintTurn{1};  // likewise, to the coordinates that it is painted in
+    Point paintOrigin{0};
 
     Point Own(const Point& p) const { return turn * (p - origin); }
     double Distance(const Point& p) const;
@@ -52,6 +54,7 @@ DancerParts PartsOf(const DancerPose& pose);
 /// distance from the axis as a share of the radius.
 Point SkirtCoordinates(const SkirtShape& skirt, const Point& own);
 
-Demo::Colour ColourOf(const Part& part, const Point& own);
+/// Near the part's surface.
+Demo::Colour ColourOf(const Part& part, const Point& p);
 
 }  // namespace Nimb::Authoring::Capture

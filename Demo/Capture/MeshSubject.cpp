@@ -1,0 +1,169 @@
+#include "Demo/Capture/MeshSubject.h"
+
+#include "Authoring/Codec/Vectors.h"
+#include "Demo/Capture/SignedSurface.h"
+
+#include <algorithm>
+#include <array>
+#include <limits>
+#include <map>
+#include <numeric>
+#include <utility>
+
+namespace Nimb::Authoring::Capture {
+namespace {
+
+constexpr double c_ShellThickness = 0.008;
+
+/// A connected piece of one material.
+struct Piece {
+    SignedSurface surface;
+    Bounds bounds;
+    std::size_t material;
+    std::vector<UINT32> faces;  // of the material's mesh
+};
+
+double DistanceToBox(const Bounds& box, const Point& p) {
+    return glm::length(glm::max(glm::max(box.min - p, p - box.max), Point(0)));
+}
+
+Colour ColourOfTexel(const Image& image, const Vec2& at) {
+    const auto pixel = [](float share, std::size_t size) {
+        return static_cast<std::size_t>(std::clamp(share, 0.0F, 1.0F) * static_cast<float>(size - 1) + 0.5F);
+    };
+    const BYTE* const rgba = image.Pixel(pixel(at.u, image.width), pixel(at.v, image.height));
+    return Demo::Rgb(static_cast<std::uint32_t>(rgba[0] << 16 | rgba[1] << 8 | rgba[2]));
+}
+
+/// Numbers of the first vertex at each vertex's place, then of the first one of its piece.
+struct Pieces {
+    explicit Pieces(const Mesh& mesh) : place(mesh.positions.size()), piece(mesh.positions.size()) {
+        std::map<std::array<float, 3>, UINT32> known;
+        for (std::size_t i = 0; i < place.size(); ++i) {
+            const Vec3& p = mesh.positions[i];
+            place[i] = known.try_emplace({p.x, p.y, p.z}, static_cast<UINT32>(i)).first->second;
+        }
+        std::iota(piece.begin(), piece.end(), 0U);
+        for (const TarnMeshFace& face : mesh.faces) {
+            piece[Find(place[face.v[1]])] = Find(place[face.v[0]]);
+            piece[Find(place[face.v[2]])] = Find(place[face.v[0]]);
+        }
+    }
+
+    UINT32 Find(UINT32 i) {
+        while (piece[i] != i) {
+            i = piece[i] = piece[piece[i]];
+        }
+        return i;
+    }
+
+    std::vector<UINT32> place, piece;
+};
+
+class MeshMoment : public Moment {
+public:
+    MeshMoment(SourceFrame frame, const std::vector<std::shared_ptr<const Image>>& textures)
+        : m_Frame(std::move(frame)), m_Textures(textures) {
+        for (std::size_t i = 0; i < m_Frame.meshes.size(); ++i) {
+            AddPieces(i);
+        }
+    }
+
+    double Distance(const Point& p) const override { return Nearest(p).distance; }
+
+    Colour ColourAt(const Point& p) const override {
+        const Found found = Nearest(p);
+        if (found.piece == nullptr) {
+            return Colour(0.5);
+        }
+        const Mesh& mesh = m_Frame.meshes[found.piece->material].mesh;
+        const UINT32* const v = mesh.faces[found.piece->faces[found.point.face]].v;
+        glm::dvec2 at(0);
+        for (int i = 0; i < 3; ++i) {
+            const Vec2& corner = mesh.texCoords[v[i]];
+            at += found.point.weights[i] * glm::dvec2(corner.u, corner.v);
+        }
+        return ColourOfTexel(*m_Textures[found.piece->material], {static_cast<float>(at.x), static_cast<float>(at.y)});
+    }
+
+    Bounds Around() const override { return m_Bounds; }
+
+private:
+    struct Found {
+        const Piece* piece = nullptr;
+        SurfacePoint point;
+        double distance = std::numeric_limits<double>::infinity();
+    };
+
+    void AddPieces(std::size_t material) {
+        const Mesh& mesh = m_Frame.meshes[material].mesh;
+        Pieces pieces(mesh);
+        std::map<UINT32, std::vector<UINT32>> facesOf;
+        for (std::size_t f = 0; f < mesh.faces.size(); ++f) {
+            facesOf[pieces.Find(pieces.place[mesh.faces[f].v[0]])].push_back(static_cast<UINT32>(f));
+        }
+        for (auto& [first, numbers] : facesOf) {
+            std::vector<TarnMeshFace> faces;
+            std::vector<UINT32> kept;
+            Bounds bounds{Point(1e9), Point(-1e9)};
+            for (const UINT32 number : numbers) {
+                const UINT32* const v = mesh.faces[number].v;
+                const TarnMeshFace face{{pieces.place[v[0]], pieces.place[v[1]], pieces.place[v[2]]}};
+                if (face.v[0] == face.v[1] || face.v[1] == face.v[2] || face.v[2] == face.v[0]) {
+                    continue;
+                }
+                faces.push_back(face);
+                kept.push_back(number);
+                for (const UINT32 corner : face.v) {
+                    bounds.min = glm::min(bounds.min, VectorOf(mesh.positions[corner]) - c_ShellThickness);
+                    bounds.max = glm::max(bounds.max, VectorOf(mesh.positions[corner]) + c_ShellThickness);
+                }
+            }
+            if (faces.empty()) {
+                continue;
+            }
+            m_Bounds.min = glm::min(m_Bounds.min, bounds.min);
+            m_Bounds.max = glm::max(m_Bounds.max, bounds.max);
+            SignedSurface surface(mesh.positions, std::move(faces), c_ShellThickness);
+            m_Pieces.push_back({std::move(surface), bounds, material, std::move(kept)});
+        }
+    }
+
+    /// Of the union: the least of the pieces' distances.
+    Found Nearest(const Point& p) const {
+        Found best;
+        for (const Piece& piece : m_Pieces) {
+            if (DistanceToBox(piece.bounds, p) > best.distance) {
+                continue;
+            }
+            // Inside of one piece, only another that reaches around further is nearer.
+            const SignedSurface::Nearest found = piece.surface.To(
+                p, best.distance > 0 ? best.distance + c_ShellThickness : std::numeric_limits<double>::infinity());
+            if (found.point && found.distance < best.distance) {
+                best = {&piece, found.point, found.distance};
+            }
+        }
+        return best;
+    }
+
+    const SourceFrame m_Frame;
+    const std::vector<std::shared_ptr<const Image>> m_Textures;  // of m_Frame's meshes
+    std::vector<Piece> m_Pieces;
+    Bounds m_Bounds{Point(1e9), Point(-1e9)};
+};
+
+}  // namespace
+
+MeshSubject::MeshSubject(std::shared_ptr<const MeshSource> source, std::string name, std::size_t frames)
+    : m_Source(std::move(source)), m_Name(std::move(name)), m_Frames(std::min(frames, m_Source->FrameCount())) {}
+
+std::unique_ptr<Moment> MeshSubject::At(std::size_t frame) const {
+    SourceFrame meshes = m_Source->Frame(frame);
+    std::vector<std::shared_ptr<const Image>> textures;
+    for (const MaterialMesh& mesh : meshes.meshes) {
+        textures.push_back(m_Source->Texture(frame, mesh.material));
+    }
+    return std::make_unique<MeshMoment>(std::move(meshes), textures);
+}
+
+}  // namespace Nimb::Authoring::Capture
