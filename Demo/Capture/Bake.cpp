@@ -59,7 +59,7 @@ void GrowColours(Image& image, std::vector<bool>& isPainted) {
 
 }  // namespace
 
-Image Bake(const Unwrapped& charts, const Surface& surface, const Moment& moment, std::size_t size, double shading) {
+Image Bake(const Unwrapped& charts, const Surface& surface, const Solid& solid, std::size_t size, double shading) {
     Image image(size, size);
     for (std::size_t i = 0; i < size * size; ++i) {
         Demo::SetPixel(image, i % size, i / size, Colour(0.2));
@@ -80,7 +80,7 @@ Image Bake(const Unwrapped& charts, const Surface& surface, const Moment& moment
                 normal += weights[i] * normals[v[i]];
             }
             const double light = 1 - shading * (0.5 - 0.5 * normal.y);
-            Demo::SetPixel(image, x, y, light * moment.ColourAt(place));
+            Demo::SetPixel(image, x, y, light * solid.ColourAt(place));
             isPainted[y * size + x] = true;
         });
     }

@@ -52,6 +52,23 @@ void Check(const CaptureOptions& options) {
 
 }  // namespace
 
+/// Textures take as long as meshes, and not everyone wants them.
+struct CaptureSource::Built {
+    Mesh mesh;
+    Surface surface;  // without noise
+    Unwrapped charts;
+
+    const Image& Texture(const Subject& subject, std::size_t frame, const CaptureOptions& options) const {
+        std::call_once(
+            once, [&] { texture = Bake(charts, surface, *subject.At(frame), options.textureSize, options.shading); });
+        return texture;
+    }
+
+private:
+    mutable std::once_flag once;
+    mutable Image texture;
+};
+
 CaptureSource::CaptureSource(std::shared_ptr<const Subject> subject, const CaptureOptions& options)
     : m_Subject(std::move(subject)), m_Options(options) {
     Check(options);
@@ -76,15 +93,15 @@ SourceFrame CaptureSource::Frame(std::size_t frame) const {
 
 std::shared_ptr<const Image> CaptureSource::Texture(std::size_t frame, std::size_t) const {
     const std::shared_ptr<const Built> built = Get(frame);
-    return {built, &built->texture};
+    return {built, &built->Texture(*m_Subject, frame, m_Options)};
 }
 
 Mesh CaptureSource::Truth(std::size_t frame) const {
-    const std::unique_ptr<Moment> moment = m_Subject->At(frame);
+    const std::unique_ptr<Solid> solid = m_Subject->At(frame);
     Lattice lattice;
     lattice.cell = m_Cell / std::sqrt(static_cast<double>(m_Options.truthDensity));
-    Surface surface = Polygonise(*moment, lattice);
-    Relax(surface, *moment);
+    Surface surface = Polygonise(*solid, lattice);
+    Relax(surface, *solid);
     Mesh mesh;
     for (const Point& p : surface.points) {
         mesh.positions.push_back(Single(p));
@@ -103,7 +120,7 @@ std::shared_ptr<const CaptureSource::Built> CaptureSource::Get(std::size_t frame
         return built;
     }
     // Unlocked, so that others can build theirs; whoever comes second takes the first one's.
-    auto built = std::make_shared<const Built>(Build(frame));
+    std::shared_ptr<const Built> built = Build(frame);
     const std::lock_guard lock(m_Mutex);
     std::weak_ptr<const Built>& entry = m_Known[frame];
     if (std::shared_ptr<const Built> other = entry.lock()) {
@@ -114,24 +131,24 @@ std::shared_ptr<const CaptureSource::Built> CaptureSource::Get(std::size_t frame
     return built;
 }
 
-CaptureSource::Built CaptureSource::Build(std::size_t frame) const {
-    const std::unique_ptr<Moment> moment = m_Subject->At(frame);
+std::shared_ptr<const CaptureSource::Built> CaptureSource::Build(std::size_t frame) const {
+    const std::unique_ptr<Solid> solid = m_Subject->At(frame);
     const auto seed = [&](Stream stream) { return SeedOf(m_Options.seed, frame, stream); };
-    Surface surface = Polygonise(*moment, RandomLattice(m_Cell, seed(LatticeStream)));
+    Surface surface = Polygonise(*solid, RandomLattice(m_Cell, seed(LatticeStream)));
     if (surface.faces.empty()) {
         throw InputError(FrameName(frame) + ": there is no surface");
     }
-    Relax(surface, *moment);
-    CutHoles(surface, *moment, m_Options.holes, seed(HoleStream));
-    const Unwrapped charts = Unwrap(surface, m_Options.textureSize, seed(ChartStream));
-    Built built;
-    built.texture = Bake(charts, surface, *moment, m_Options.textureSize, m_Options.shading);
+    Relax(surface, *solid);
+    CutHoles(surface, *solid, m_Options.holes, seed(HoleStream));
+    auto built = std::make_shared<Built>();
+    built->charts = Unwrap(surface, m_Options.textureSize, seed(ChartStream));
+    built->surface = surface;
     AddNoise(surface, m_Options.noise, seed(NoiseStream));
-    for (const UINT32 point : charts.origin) {
-        built.mesh.positions.push_back(Single(surface.points[point]));
+    for (const UINT32 point : built->charts.origin) {
+        built->mesh.positions.push_back(Single(surface.points[point]));
     }
-    built.mesh.texCoords = charts.texCoords;
-    built.mesh.faces = charts.faces;
+    built->mesh.texCoords = built->charts.texCoords;
+    built->mesh.faces = built->charts.faces;
     return built;
 }
 

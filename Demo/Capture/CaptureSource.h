@@ -40,12 +40,9 @@ public:
     Mesh Truth(std::size_t frame) const;
 
 private:
-    struct Built {
-        Mesh mesh;
-        Image texture;
-    };
+    struct Built;
     std::shared_ptr<const Built> Get(std::size_t frame) const;
-    Built Build(std::size_t frame) const;
+    std::shared_ptr<const Built> Build(std::size_t frame) const;
 
     const std::shared_ptr<const Subject> m_Subject;
     const CaptureOptions m_Options;

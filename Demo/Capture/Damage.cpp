@@ -98,10 +98,10 @@ void AddNoise(Surface& surface, double deviation, std::uint64_t seed) {
     }
 }
 
-void CutHoles(Surface& surface, const Moment& moment, std::size_t count, std::uint64_t seed) {
+void CutHoles(Surface& surface, const Solid& solid, std::size_t count, std::uint64_t seed) {
     Random random(seed);
     const std::vector<Point> normals = NormalsOf(surface);
-    const std::vector<Point> hidden = moment.Hidden();
+    const std::vector<Point> hidden = solid.Hidden();
     for (std::size_t i = 0; i < count && !surface.points.empty(); ++i) {
         const bool isHidden = i < (count + 1) / 2 && i < hidden.size();
         const std::size_t middle = isHidden ? Nearest(surface.points, hidden[i]) : random.Below(surface.points.size());

@@ -67,9 +67,9 @@ private:
     std::vector<std::uint64_t> m_Cells;
 };
 
-class DancerMoment : public Moment {
+class DancerSolid : public Solid {
 public:
-    explicit DancerMoment(const DancerPose& pose) : m_Body(PartsOf(pose)), m_Grid(m_Body.parts) {}
+    explicit DancerSolid(const DancerPose& pose) : m_Body(PartsOf(pose)), m_Grid(m_Body.parts) {}
 
     double Distance(const Point& p) const override {
         double whole = std::numeric_limits<double>::infinity();
@@ -131,8 +131,8 @@ private:
 
 }  // namespace
 
-std::unique_ptr<Moment> Dancer::At(std::size_t frame) const {
-    return std::make_unique<DancerMoment>(DancerAt(static_cast<double>(frame) / FrameRate()));
+std::unique_ptr<Solid> Dancer::At(std::size_t frame) const {
+    return std::make_unique<DancerSolid>(DancerAt(static_cast<double>(frame) / FrameRate()));
 }
 
 }  // namespace Nimb::Authoring::Capture

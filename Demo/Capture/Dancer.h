@@ -13,7 +13,7 @@ public:
     std::size_t FrameCount() const override { return m_Frames; }
     double FrameRate() const override { return 30; }
     std::string Name() const override { return "dancer"; }
-    std::unique_ptr<Moment> At(std::size_t frame) const override;
+    std::unique_ptr<Solid> At(std::size_t frame) const override;
 
 private:
     std::size_t m_Frames;

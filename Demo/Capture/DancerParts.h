@@ -1,4 +1,4 @@
-// What the dancer is made of, at one moment.
+// What the dancer is made of, at one time.
 #pragma once
 
 #include "Demo/Capture/DancerPose.h"

@@ -1,4 +1,4 @@
-// The dance of the capture's figure: where its bones and its skirt are at a moment. It repeats after four seconds.
+// The dance of the capture's figure: where its bones and its skirt are at a time. It repeats after four seconds.
 #pragma once
 
 #include "Demo/Space.h"

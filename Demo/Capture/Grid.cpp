@@ -28,7 +28,7 @@ struct Corner {
 
 class Marcher {
 public:
-    Marcher(const Moment& moment, const Lattice& lattice) : m_Moment(moment), m_Lattice(lattice) {}
+    Marcher(const Solid& solid, const Lattice& lattice) : m_Solid(solid), m_Lattice(lattice) {}
 
     Surface March() {
         for (const Site& cube : CubesAtSurface()) {
@@ -51,7 +51,7 @@ private:
 
     /// Corners with the least coordinates of cubes that the surface may pass through.
     const std::vector<Site>& CubesAtSurface() {
-        const Bounds around = m_Moment.Around();
+        const Bounds around = m_Solid.Around();
         Point low(1e9), high(-1e9);
         for (int corner = 0; corner < 8; ++corner) {
             const Point at((corner & 1) != 0 ? around.max.x : around.min.x,
@@ -79,7 +79,7 @@ private:
         const Point centre = Place(Point(corner) + double(size));
         const double reach = 0.5 * std::sqrt(3.0) * size * m_Lattice.cell;
         constexpr double allowance = 1.35;  // distances are not exact
-        if (std::abs(m_Moment.Distance(centre)) > allowance * reach) {
+        if (std::abs(m_Solid.Distance(centre)) > allowance * reach) {
             return;
         }
         if (size == 1) {
@@ -96,7 +96,7 @@ private:
         const Point place = Place(Point(site));
         const auto [known, isNew] = m_Distances.try_emplace(KeyOf(site), 0.0);
         if (isNew) {
-            known->second = m_Moment.Distance(place);
+            known->second = m_Solid.Distance(place);
         }
         return {site, place, known->second};
     }
@@ -157,7 +157,7 @@ private:
         m_Out.faces.push_back({{v[0], v[1], v[2]}});
     }
 
-    const Moment& m_Moment;
+    const Solid& m_Solid;
     const Lattice m_Lattice;
     std::unordered_map<std::uint64_t, bool> m_Cubes;
     std::vector<Site> m_CubeList;
@@ -210,7 +210,7 @@ Surface WithoutCrumbs(const Surface& surface, double limit) {
 }
 
 /// Each point half of the way towards the middle of its neighbours, along the surface.
-void Spread(Surface& surface, const Moment& moment, const std::vector<Point>& normals) {
+void Spread(Surface& surface, const Solid& solid, const std::vector<Point>& normals) {
     std::vector<Point> sums(surface.points.size(), Point(0));
     std::vector<double> counts(surface.points.size());
     for (const TarnMeshFace& face : surface.faces) {
@@ -223,16 +223,16 @@ void Spread(Surface& surface, const Moment& moment, const std::vector<Point>& no
         const Point to = sums[i] / counts[i] - surface.points[i];
         Point& p = surface.points[i];
         p += 0.5 * (to - glm::dot(to, normals[i]) * normals[i]);
-        p -= moment.Distance(p) * normals[i];
+        p -= solid.Distance(p) * normals[i];
     }
 }
 
 /// Each point away from the surface by what triangles around it lie below.
-void Balance(Surface& surface, const Moment& moment, const std::vector<Point>& normals) {
+void Balance(Surface& surface, const Solid& solid, const std::vector<Point>& normals) {
     std::vector<double> sums(surface.points.size()), counts(surface.points.size());
     for (const TarnMeshFace& face : surface.faces) {
         const Point middle = (surface.points[face.v[0]] + surface.points[face.v[1]] + surface.points[face.v[2]]) / 3.0;
-        const double distance = moment.Distance(middle);
+        const double distance = solid.Distance(middle);
         for (const UINT32 v : face.v) {
             sums[v] += distance;
             counts[v] += 1;
@@ -246,9 +246,9 @@ void Balance(Surface& surface, const Moment& moment, const std::vector<Point>& n
 
 }  // namespace
 
-Surface Polygonise(const Moment& moment, const Lattice& lattice) {
+Surface Polygonise(const Solid& solid, const Lattice& lattice) {
     constexpr double crumbs = 1e-3;  // square metres
-    return WithoutCrumbs(Marcher(moment, lattice).March(), crumbs);
+    return WithoutCrumbs(Marcher(solid, lattice).March(), crumbs);
 }
 
 std::vector<Point> NormalsOf(const Surface& surface) {
@@ -267,23 +267,23 @@ std::vector<Point> NormalsOf(const Surface& surface) {
     return normals;
 }
 
-void Relax(Surface& surface, const Moment& moment) {
+void Relax(Surface& surface, const Solid& solid) {
     constexpr int rounds = 4;
     for (int i = 0; i < rounds; ++i) {
-        Spread(surface, moment, NormalsOf(surface));
+        Spread(surface, solid, NormalsOf(surface));
     }
     for (Point& p : surface.points) {
-        p = OntoSurface(moment, p);
+        p = OntoSurface(solid, p);
     }
-    Balance(surface, moment, NormalsOf(surface));
+    Balance(surface, solid, NormalsOf(surface));
 }
 
-double CellFor(const Moment& moment, std::size_t points) {
+double CellFor(const Solid& solid, std::size_t points) {
     // As many points as the surface has area; a second look corrects for small parts that the first grid missed.
     Lattice lattice;
     lattice.cell = 0.04;
     for (int i = 0; i < 2; ++i) {
-        const auto found = static_cast<double>(Polygonise(moment, lattice).points.size());
+        const auto found = static_cast<double>(Polygonise(solid, lattice).points.size());
         lattice.cell *= std::sqrt(std::max(found, 1.0) / static_cast<double>(points));
     }
     return lattice.cell;

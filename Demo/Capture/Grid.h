@@ -22,14 +22,14 @@ struct Lattice {
 };
 
 /// The surface where the lattice meets it, without pieces smaller than a few square centimetres.
-Surface Polygonise(const Moment& moment, const Lattice& lattice);
+Surface Polygonise(const Solid& solid, const Lattice& lattice);
 
 /// Moves points along the surface until they are spread evenly, and lets triangles stand as far out as they lie in.
 /// (Corners on the surface would put all of a rounded body's triangles inside it.)
-void Relax(Surface& surface, const Moment& moment);
+void Relax(Surface& surface, const Solid& solid);
 
 /// Edge of the cubes for about so many points.
-double CellFor(const Moment& moment, std::size_t points);
+double CellFor(const Solid& solid, std::size_t points);
 
 /// For each point, of the triangles around it.
 std::vector<Point> NormalsOf(const Surface& surface);

@@ -60,9 +60,9 @@ struct Pieces {
     std::vector<UINT32> place, piece;
 };
 
-class MeshMoment : public Moment {
+class MeshSolid : public Solid {
 public:
-    MeshMoment(SourceFrame frame, const std::vector<std::shared_ptr<const Image>>& textures)
+    MeshSolid(SourceFrame frame, const std::vector<std::shared_ptr<const Image>>& textures)
         : m_Frame(std::move(frame)), m_Textures(textures) {
         for (std::size_t i = 0; i < m_Frame.meshes.size(); ++i) {
             AddPieces(i);
@@ -157,13 +157,13 @@ private:
 MeshSubject::MeshSubject(std::shared_ptr<const MeshSource> source, std::string name, std::size_t frames)
     : m_Source(std::move(source)), m_Name(std::move(name)), m_Frames(std::min(frames, m_Source->FrameCount())) {}
 
-std::unique_ptr<Moment> MeshSubject::At(std::size_t frame) const {
+std::unique_ptr<Solid> MeshSubject::At(std::size_t frame) const {
     SourceFrame meshes = m_Source->Frame(frame);
     std::vector<std::shared_ptr<const Image>> textures;
     for (const MaterialMesh& mesh : meshes.meshes) {
         textures.push_back(m_Source->Texture(frame, mesh.material));
     }
-    return std::make_unique<MeshMoment>(std::move(meshes), textures);
+    return std::make_unique<MeshSolid>(std::move(meshes), textures);
 }
 
 }  // namespace Nimb::Authoring::Capture

@@ -16,7 +16,7 @@ public:
     std::size_t FrameCount() const override { return m_Frames; }
     double FrameRate() const override { return m_Source->FrameRate(); }
     std::string Name() const override { return m_Name; }
-    std::unique_ptr<Moment> At(std::size_t frame) const override;
+    std::unique_ptr<Solid> At(std::size_t frame) const override;
 
 private:
     const std::shared_ptr<const MeshSource> m_Source;

@@ -19,9 +19,9 @@ struct Bounds {
 };
 
 /// The solid at one time. Any thread may ask.
-class Moment {
+class Solid {
 public:
-    virtual ~Moment() = default;
+    virtual ~Solid() = default;
 
     /// To the surface, in metres, negative inside. Not much more than the true distance anywhere.
     virtual double Distance(const Point& p) const = 0;
@@ -44,13 +44,13 @@ public:
     virtual std::string Name() const = 0;
 
     /// Throws InputError when the frame cannot be loaded.
-    virtual std::unique_ptr<Moment> At(std::size_t frame) const = 0;
+    virtual std::unique_ptr<Solid> At(std::size_t frame) const = 0;
 };
 
 /// The unit vector away from the surface: the gradient of the distance.
-Point Outwards(const Moment& moment, const Point& p);
+Point Outwards(const Solid& solid, const Point& p);
 
 /// The point of the surface straight below or above `p`, which must be near it.
-Point OntoSurface(const Moment& moment, const Point& p);
+Point OntoSurface(const Solid& solid, const Point& p);
 
 }  // namespace Nimb::Authoring::Capture

@@ -1,7 +1,9 @@
 #include "Tools/nimb/CaptureRun.h"
 
+#include "Authoring/Source/MeshSources.h"
 #include "Clip/Write/OrderedTasks.h"
 #include "Demo/Capture/Dancer.h"
+#include "Demo/Capture/MeshSubject.h"
 #include "Tools/nimb/ExitStatus.h"
 #include "Tools/nimb/FrameFiles.h"
 #include "Tools/nimb/Interrupt.h"
@@ -56,12 +58,21 @@ void CheckFolder(const CaptureArguments& arguments, std::size_t frames) {
     }
 }
 
+std::shared_ptr<const Capture::Subject> SubjectOf(const CaptureArguments& arguments) {
+    if (arguments.input.empty()) {
+        return std::make_shared<Capture::Dancer>(arguments.frames);
+    }
+    SourceOptions options;
+    options.input = arguments.input;
+    return std::make_shared<Capture::MeshSubject>(OpenMeshSource(options), arguments.input, arguments.frames);
+}
+
 }  // namespace
 
 int RunCapture(const CaptureArguments& arguments) {
     Capture::CaptureOptions options = arguments.options;
     options.noise = arguments.millimetres / 1000;
-    const Capture::CaptureSource source(std::make_shared<Capture::Dancer>(arguments.frames), options);
+    const Capture::CaptureSource source(SubjectOf(arguments), options);
     const std::size_t frames = source.FrameCount();
     MakeFolder(arguments.folder);
     if (arguments.truth) {

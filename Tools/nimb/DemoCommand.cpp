@@ -51,7 +51,10 @@ void AddCaptureOptions(CLI::App& sub, CaptureArguments& a) {
         "them, every frame with triangles and a texture of its own, and the surface without noise in truth/");
     const auto add = [&](CLI::Option* option) { option->needs(capture)->group("Capture"); };
     capture->group("Capture");
-    add(sub.add_option("--frames", a.frames, "frames, 30 a second; the dance repeats after 120")
+    add(sub.add_option("--of", a.input,
+                       "capture this instead of the dancer: a .gltf or .glb scene, or a folder of meshes, in metres; "
+                       "closed surfaces are best"));
+    add(sub.add_option("--frames", a.frames, "at most so many frames; the dance repeats after 120")
             ->check(CLI::Range(1, 10000))
             ->capture_default_str());
     add(sub.add_option("--vertices", a.options.vertices,
