@@ -2,7 +2,6 @@
 
 #include "Authoring/Frame/FrameEncoder.h"
 #include "Authoring/Scene/SurfaceRun.h"
-#include "Bench/Peers.h"
 
 #include <draco/compression/decode.h>
 
@@ -139,8 +138,7 @@ void NumberAnew(Mesh& mesh, Random& random) {
 
 }  // namespace
 
-Mesh ThroughDraco(const Mesh& mesh) {
-    const draco::EncoderBuffer encoded = EncodeWithDraco(*MakeDracoMesh(mesh), c_DracoDefaultSpeed);
+Mesh DecodeWithDraco(const draco::EncoderBuffer& encoded) {
     draco::DecoderBuffer buffer;
     buffer.Init(encoded.data(), encoded.size());
     draco::Decoder decoder;
@@ -173,6 +171,10 @@ Mesh ThroughDraco(const Mesh& mesh) {
         }
     }
     return out;
+}
+
+Mesh ThroughDraco(const Mesh& mesh) {
+    return DecodeWithDraco(EncodeWithDraco(*MakeDracoMesh(mesh), c_DracoDefaultSpeed));
 }
 
 std::vector<Mesh> SimulateCapture(const std::vector<Mesh>& clip, unsigned seed, std::size_t runFrames) {

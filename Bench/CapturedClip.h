@@ -2,6 +2,7 @@
 #pragma once
 
 #include "Authoring/Codec/Mesh.h"
+#include "Bench/Peers.h"
 
 #include <cstddef>
 #include <vector>
@@ -17,8 +18,11 @@ constexpr std::size_t c_RunFrames = 25;
 std::vector<Nimb::Authoring::Mesh> SimulateCapture(const std::vector<Nimb::Authoring::Mesh>& clip, unsigned seed,
                                                    std::size_t runFrames = c_RunFrames);
 
-/// One frame through Draco's encoder and decoder. Vertices equal in all attributes are one; triangles that lost a
-/// corner are gone.
+/// Vertices equal in all attributes are one; triangles that lost a corner are gone. std::runtime_error when it cannot
+/// be decoded.
+Nimb::Authoring::Mesh DecodeWithDraco(const draco::EncoderBuffer& encoded);
+
+/// One frame through Draco's encoder and decoder.
 Nimb::Authoring::Mesh ThroughDraco(const Nimb::Authoring::Mesh& mesh);
 
 /// A run of at most c_RunFrames frames as the encoder sees it: in one topology, vertices in the order in which

@@ -1,0 +1,162 @@
+// Prints, as Markdown, what tracking makes of a capture whose surface is known: sizes next to those of the frames as
+// they are and of Draco, distances to the capture and to the truth, lengths of runs, time and memory.
+//
+// nimb_track_bench [FRAMES [VERTICES [NOISE, mm [HOLES]]]]
+#include "Bench/Sizes/Measure.h"
+#include "Bench/Track/Gaps.h"
+#include "Bench/Track/Ways.h"
+#include "Demo/Capture/CaptureSource.h"
+#include "Demo/Capture/Dancer.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <exception>
+#include <memory>
+#include <stdexcept>
+
+namespace {
+
+using namespace Nimb::Authoring;
+using Bench::Gap;
+using Bench::Gaps;
+using Bench::Outcome;
+
+constexpr std::size_t c_Every = 4;  ///< of so many frames one is measured
+
+struct Known {
+    std::vector<Mesh> capture;
+    std::vector<Mesh> truth;  ///< of every c_Every-th frame
+};
+
+Known Load(std::size_t frames, const Capture::CaptureOptions& options) {
+    const Capture::CaptureSource source(std::make_shared<Capture::Dancer>(frames), options);
+    Known known;
+    for (std::size_t i = 0; i < frames; ++i) {
+        known.capture.push_back(source.Frame(i).meshes.front().mesh);
+        if (i % c_Every == 0) {
+            known.truth.push_back(source.Truth(i));
+        }
+    }
+    return known;
+}
+
+Gap GapToCapture(const Known& known, const Outcome& outcome) {
+    Gaps gaps;
+    for (std::size_t i = 0; i < known.capture.size(); i += c_Every) {
+        gaps.Add(Bench::GapBetween(outcome.decoded[i], known.capture[i]));
+    }
+    return gaps.Mean();
+}
+
+Gap GapToTruth(const Known& known, const Outcome& outcome) {
+    Gaps gaps;
+    for (std::size_t i = 0; i < known.truth.size(); ++i) {
+        gaps.Add(Bench::GapBetween(outcome.decoded[i * c_Every], known.truth[i]));
+    }
+    return gaps.Mean();
+}
+
+/// The coarsest step that keeps Draco as close to the capture as `p95`, over a few frames.
+double StepFor(const Known& known, double p95) {
+    std::vector<Mesh> few;
+    for (std::size_t i = 0; i < 4; ++i) {
+        few.push_back(known.capture[known.capture.size() * i / 4]);
+    }
+    double low = 5e-5, high = 2e-2;
+    for (int i = 0; i < 8; ++i) {
+        const double middle = std::sqrt(low * high);
+        const Outcome outcome = Bench::EncodeAllWithDraco(few, middle);
+        Gaps gaps;
+        for (std::size_t k = 0; k < few.size(); ++k) {
+            gaps.Add(Bench::GapBetween(outcome.decoded[k], few[k]));
+        }
+        (gaps.Mean().p95 <= p95 ? low : high) = middle;
+    }
+    return low;
+}
+
+void PrintGap(const char* name, const Gap& gap) {
+    std::printf("| %s | %.3f | %.3f | %.3f | %.2f |\n", name, 1e3 * gap.mean, 1e3 * gap.p95, 1e3 * gap.p99,
+                1e3 * gap.largest);
+}
+
+void PrintSize(const char* name, double bytes, double untracked, double draco) {
+    std::printf("| %s | %.0f | %.3f | %.3f |\n", name, bytes, bytes / untracked, bytes / draco);
+}
+
+void PrintRuns(const Outcome& tracked) {
+    std::vector<std::size_t> runs = tracked.runs;
+    std::sort(runs.begin(), runs.end());
+    const auto single = std::count(runs.begin(), runs.end(), 1U);
+    std::puts("| Runs | Mean length | Median | Shortest | Longest | Of one frame | Time, s a frame | Memory, MB |");
+    std::puts("|--:|--:|--:|--:|--:|--:|--:|--:|");
+    std::printf("| %zu | %.1f | %zu | %zu | %zu | %td | %.2f | %.0f |\n\n", runs.size(),
+                static_cast<double>(tracked.decoded.size()) / static_cast<double>(runs.size()), runs[runs.size() / 2],
+                runs.front(), runs.back(), single, tracked.seconds, tracked.megabytes);
+    std::printf("Lengths in order:");
+    for (const std::size_t length : tracked.runs) {
+        std::printf(" %zu", length);
+    }
+    std::puts("\n");
+}
+
+void Print(std::size_t frames, const Capture::CaptureOptions& options) {
+    const Known known = Load(frames, options);
+    double vertices = 0, faces = 0;
+    for (const Mesh& mesh : known.capture) {
+        vertices += static_cast<double>(mesh.positions.size()) / static_cast<double>(frames);
+        faces += static_cast<double>(mesh.faces.size()) / static_cast<double>(frames);
+    }
+    const Box box = BoundingBox(known.capture.front().positions);
+    const double maxError = 1e-4 * std::hypot(box.max.x - box.min.x, box.max.y - box.min.y, box.max.z - box.min.z);
+    std::printf("### Dancer, %zu frames: %.0f vertices, %.0f triangles, noise %.2g mm, %zu holes\n\n", frames, vertices,
+                faces, 1e3 * options.noise, options.holes);
+
+    const Outcome tracked = Bench::EncodeTracked(known.capture, maxError);
+    PrintRuns(tracked);
+    std::fflush(stdout);
+    const Gap gap = GapToCapture(known, tracked);
+    const Outcome untracked = Bench::EncodeUntracked(known.capture);
+    const double step = StepFor(known, gap.p95);
+    const Outcome draco = Bench::EncodeAllWithDraco(known.capture, step);
+    const Outcome fine = Bench::EncodeAllWithDraco(known.capture, 2 * maxError / std::sqrt(3.0));
+
+    std::puts("| | Bytes a frame | Share of untracked | Share of Draco's at equal distance |\n|---|--:|--:|--:|");
+    PrintSize("untracked", untracked.bytes, untracked.bytes, draco.bytes);
+    PrintSize("Draco, as fine as deltas are coded", fine.bytes, untracked.bytes, draco.bytes);
+    PrintSize("Draco, as far from the capture as tracked", draco.bytes, untracked.bytes, draco.bytes);
+    PrintSize("tracked", tracked.bytes, untracked.bytes, draco.bytes);
+    std::printf("\nDraco's step at equal distance: %.2f mm; coding error of tracked frames at most %.2f mm.\n\n",
+                1e3 * step, 1e3 * maxError);
+
+    std::puts("| Distance, mm | Mean | 95th of 100 | 99th | Largest |\n|---|--:|--:|--:|--:|");
+    PrintGap("untracked to the truth", GapToTruth(known, untracked));
+    PrintGap("Draco to the capture", GapToCapture(known, draco));
+    PrintGap("Draco to the truth", GapToTruth(known, draco));
+    PrintGap("tracked to the capture", gap);
+    PrintGap("tracked to the truth", GapToTruth(known, tracked));
+    std::puts("");
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    const auto argument = [&](int i, double otherwise) { return argc > i ? std::atof(argv[i]) : otherwise; };
+    try {
+        Capture::CaptureOptions options;
+        const auto frames = static_cast<std::size_t>(argument(1, 120));
+        options.vertices = static_cast<std::size_t>(argument(2, 20000));
+        options.noise = argument(3, 0.5) / 1000;
+        options.holes = static_cast<std::size_t>(argument(4, 0));
+        if (frames == 0) {
+            throw std::invalid_argument("the number of frames must be above 0");
+        }
+        Print(frames, options);
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "%s\n", error.what());
+        return 1;
+    }
+    return 0;
+}
