@@ -10,6 +10,7 @@ namespace Nimb::Authoring {
 
 /// A point of the graph's surface that belongs onto a plane of the frame.
 struct PlaneConstraint {
+    std::size_t vertex = 0;  ///< of the surface: the point
     NodeInfluence influence;
     glm::dvec3 rest{0};    ///< the point, in the graph's rest pose
     glm::dvec3 place{0};   ///< a point of the plane, near which it should be

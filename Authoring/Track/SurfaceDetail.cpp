@@ -1,7 +1,8 @@
 #include "Authoring/Track/SurfaceDetail.h"
 
+#include <glm/geometric.hpp>
+
 #include <algorithm>
-#include <numeric>
 
 namespace Nimb::Authoring {
 namespace {
@@ -9,8 +10,12 @@ namespace {
 constexpr int c_MostSteps = 40;
 constexpr double c_Enough = 1e-4;  // of the first residual's length
 
-double Dot(const std::vector<double>& a, const std::vector<double>& b) {
-    return std::inner_product(a.begin(), a.end(), b.begin(), 0.0);
+double Dot(const Points& a, const Points& b) {
+    double sum = 0;
+    for (std::size_t i = 0; i < a.size(); ++i) {
+        sum += glm::dot(a[i], b[i]);
+    }
+    return sum;
 }
 
 }  // namespace
@@ -31,8 +36,8 @@ DetailSolver::DetailSolver(const WeldedSurface& surface) : m_Degree(surface.posi
     }
 }
 
-void DetailSolver::Multiply(const std::vector<double>& diagonal, double smoothness, const std::vector<double>& in,
-                            std::vector<double>& out) const {
+void DetailSolver::Multiply(const std::vector<double>& diagonal, double smoothness, const Points& in,
+                            Points& out) const {
     for (std::size_t v = 0; v < in.size(); ++v) {
         out[v] = diagonal[v] * in[v];
     }
@@ -43,9 +48,10 @@ void DetailSolver::Multiply(const std::vector<double>& diagonal, double smoothne
 }
 
 void DetailSolver::Solve(const std::vector<OffsetObservation>& observed, const DetailWeights& weights,
-                         std::vector<double>& offsets) const {
+                         Points& offsets) const {
     const std::size_t count = offsets.size();
-    std::vector<double> diagonal(count), residual(count), scaled(count), direction(count), product(count);
+    std::vector<double> diagonal(count);
+    Points residual(count), scaled(count), direction, product(count);
     for (std::size_t v = 0; v < count; ++v) {
         diagonal[v] = observed[v].weight + weights.inertia + weights.smoothness * m_Degree[v];
         residual[v] = observed[v].weight * observed[v].offset + weights.inertia * offsets[v];

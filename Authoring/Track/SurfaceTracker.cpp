@@ -19,14 +19,23 @@ struct Level {
     double stiffness;
     double reach;
     std::size_t stride;  // every n-th vertex
-    int steps;
+    int steps;           // at most
 };
-constexpr Level c_Levels[] = {{300, 2.0, 8, 2}, {60, 1.0, 8, 2}, {12, 0.5, 4, 2}, {4, 0.25, 4, 1}};
+constexpr Level c_Levels[] = {{3, 4.0, 8, 12}, {0.3, 1.5, 8, 8}, {0.03, 1.0, 4, 6}, {0.003, 0.5, 2, 3}};
 
-constexpr double c_LeastAgreement = 0.5;  // cosine between the normals of a point and of what it is taken for
+// Found by trial on dancers: softer, limbs fold; stiffer, hems and elbows are lost.
 constexpr double c_AlongPlane = 0.05;
 constexpr double c_Inertia = 0.02;
+
+constexpr double c_LeastAgreement = 0.5;  // cosine between the normals of a point and of what it is taken for
+constexpr int c_DetailSteps = 2;
 constexpr std::size_t c_MisfitSamples = 800;
+
+// In node spacings.
+constexpr double c_ReverseReach = 0.75;  // at least: what nothing shows yet has to be reached
+constexpr double c_ShortWay = 0.03;
+constexpr double c_DetailReach = 0.25;
+constexpr double c_Settled = 0.05;  // when all nodes move by less, a level is done
 
 double SpacingFor(const WeldedSurface& surface) {
     const double nodes = std::min(c_MostNodes, static_cast<double>(surface.positions.size()) / c_VerticesOfNode);
@@ -43,19 +52,18 @@ GraphPose Extrapolated(const GraphPose& before, const GraphPose& last) {
     return next;
 }
 
+double LargestMove(const GraphPose& a, const GraphPose& b) {
+    double largest = 0;
+    for (std::size_t i = 0; i < a.size(); ++i) {
+        largest = std::max(largest, glm::distance(a[i].position, b[i].position));
+    }
+    return largest;
+}
+
 /// Tukey's weight: from 1 to 0 at the limit.
 double RobustWeight(double distance, double limit) {
     const double share = std::min(distance / limit, 1.0);
     return (1 - share * share) * (1 - share * share);
-}
-
-std::vector<Vec3> PlainOf(const Points& points) {
-    std::vector<Vec3> out;
-    out.reserve(points.size());
-    for (const glm::dvec3& p : points) {
-        out.push_back({static_cast<float>(p.x), static_cast<float>(p.y), static_cast<float>(p.z)});
-    }
-    return out;
 }
 
 }  // namespace
@@ -68,18 +76,27 @@ KeySurface::KeySurface(const Mesh& mesh)
       detail(surface) {}
 
 SurfaceTracker::SurfaceTracker(const KeySurface& key)
-    : m_Key(key), m_Pose(key.graph.Rest()), m_Before(m_Pose), m_Offsets(key.surface.positions.size()) {
+    : m_Key(key), m_Pose(key.graph.Rest()), m_Before(m_Pose), m_Offsets(key.surface.positions.size(), glm::dvec3(0)) {
     for (std::size_t i = 0; i < std::size(c_Levels); ++i) {
         m_Fits.push_back(std::make_unique<GraphFit>(key.graph));
     }
 }
 
 glm::dvec3 SurfaceTracker::RestOf(std::size_t vertex) const {
-    return m_Key.surface.positions[vertex] + m_Offsets[vertex] * m_Key.normals[vertex];
+    return m_Key.surface.positions[vertex] + m_Offsets[vertex];
 }
 
 glm::dvec3 SurfaceTracker::Moved(std::size_t vertex) const {
     return m_Key.graph.Moved(m_Key.graph.Influences()[vertex], m_Pose, RestOf(vertex));
+}
+
+glm::dmat3 SurfaceTracker::TurnOf(std::size_t vertex) const {
+    const NodeInfluence& influence = m_Key.graph.Influences()[vertex];
+    glm::dmat3 turn(0);
+    for (std::size_t i = 0; i < c_NodesOfVertex; ++i) {
+        turn += influence.weights[i] * m_Pose[influence.nodes[i]].rotation;
+    }
+    return turn;
 }
 
 glm::dvec3 SurfaceTracker::NormalOf(std::size_t vertex, const GraphPose& pose) const {
@@ -119,7 +136,7 @@ void SurfaceTracker::AddForward(const TargetSurface& target, double reach, std::
         const glm::dvec3 normal = NormalOf(v, m_Pose);
         const TargetSurface::Match match = target.Facing(Moved(v), normal, reach);
         if (match.isFound && !match.isBoundary && glm::dot(normal, match.normal) >= c_LeastAgreement) {
-            constraints.push_back({m_Key.graph.Influences()[v], RestOf(v), match.position, match.normal,
+            constraints.push_back({v, m_Key.graph.Influences()[v], RestOf(v), match.position, match.normal,
                                    RobustWeight(match.distance, reach)});
         }
     }
@@ -143,61 +160,82 @@ void SurfaceTracker::AddReverse(const TargetSurface& target, double reach, std::
         glm::length_t corner = found.weights[0] > found.weights[1] ? 0 : 1;
         corner = found.weights[2] > found.weights[corner] ? 2 : corner;
         const UINT32 vertex = m_Key.surface.faces[found.face].v[corner];
-        if (glm::dot(normal, NormalOf(vertex, m_Pose)) >= c_LeastAgreement) {
-            constraints.push_back({m_Key.graph.Influences()[vertex], RestOf(vertex),
-                                   moved[vertex] + places[v] - found.position, normal,
-                                   RobustWeight(std::sqrt(found.squaredDistance), reach)});
-        }
+        // Along the way between them, which at a hem or a fingertip is not the normal. Short ways are noise.
+        const glm::dvec3 way = places[v] - found.position;
+        const double distance = std::sqrt(found.squaredDistance);
+        constraints.push_back({vertex, m_Key.graph.Influences()[vertex], RestOf(vertex), moved[vertex] + way,
+                               distance > c_ShortWay * m_Key.graph.Spacing() ? way / distance : normal,
+                               RobustWeight(distance, reach)});
     }
 }
 
 FittedFrame SurfaceTracker::Next(const TargetSurface& target) {
     Predict(target);
-    const std::size_t count = m_Key.surface.positions.size();
     for (std::size_t i = 0; i < std::size(c_Levels); ++i) {
         const Level& level = c_Levels[i];
         const double reach = level.reach * m_Key.graph.Spacing();
-        std::vector<PlaneConstraint> reverse;  // for all steps of the level, as a tree has to be made for it
-        AddReverse(target, reach, level.stride, reverse);
+        std::vector<PlaneConstraint> reverse;
         for (int step = 0; step < level.steps; ++step) {
+            if (step % 2 == 0) {  // a tree has to be made for it
+                reverse.clear();
+                AddReverse(target, std::max(reach, c_ReverseReach * m_Key.graph.Spacing()), level.stride, reverse);
+            }
             std::vector<PlaneConstraint> constraints = reverse;
             AddForward(target, reach, level.stride, constraints);
             // Stiffness next to the constraints of a node, whose number depends on the frames' vertices.
             const double share = static_cast<double>(constraints.size()) / static_cast<double>(m_Pose.size()) / 20;
+            const GraphPose before = m_Pose;
             m_Fits[i]->Step(constraints, m_Expected, {level.stiffness * share, c_AlongPlane, c_Inertia * share},
                             m_Pose);
+            if (LargestMove(before, m_Pose) < c_Settled * m_Key.graph.Spacing()) {
+                break;
+            }
         }
     }
-    FittedFrame fitted;
-    fitted.positions.resize(count);
-    fitted.normals.resize(count);
-    FitDetail(target, fitted);
-    return fitted;
+    FitDetail(target);
+    return Fitted(target);
 }
 
-void SurfaceTracker::FitDetail(const TargetSurface& target, FittedFrame& fitted) {
-    const std::size_t count = m_Key.surface.positions.size();
-    const double reach = 0.25 * m_Key.graph.Spacing();
-    std::vector<OffsetObservation> observed(count);
-    for (std::size_t v = 0; v < count; ++v) {
-        const glm::dvec3 normal = NormalOf(v, m_Pose);
-        const glm::dvec3 at = Moved(v);
-        const TargetSurface::Match match = target.Facing(at, normal, reach);
-        const double agreement = glm::dot(normal, match.normal);
-        if (match.isFound && !match.isBoundary && agreement >= c_LeastAgreement) {
-            observed[v] = {m_Offsets[v] + glm::dot(match.position - at, match.normal) / agreement,
-                           RobustWeight(match.distance, reach)};
-        }
+void SurfaceTracker::FitDetail(const TargetSurface& target) {
+    const double reach = c_DetailReach * m_Key.graph.Spacing();
+    for (int step = 0; step < c_DetailSteps; ++step) {
+        std::vector<PlaneConstraint> constraints;
+        AddForward(target, reach, 1, constraints);
+        AddReverse(target, 2 * reach, 1, constraints);
+        m_Key.detail.Solve(Observe(constraints), {}, m_Offsets);
     }
-    m_Key.detail.Solve(observed, {}, m_Offsets);
-    fitted.leftOver.assign(count, std::numeric_limits<double>::quiet_NaN());
-    for (std::size_t v = 0; v < count; ++v) {
-        fitted.positions[v] = Moved(v);
-        fitted.normals[v] = NormalOf(v, m_Pose);
+}
+
+/// The means of what the constraints ask of each vertex. Where the frame's surface ends, as at a hem or a fingertip,
+/// the frame's points ask for more than a move along the normal.
+std::vector<OffsetObservation> SurfaceTracker::Observe(const std::vector<PlaneConstraint>& constraints) const {
+    std::vector<OffsetObservation> observed(m_Offsets.size());
+    for (const PlaneConstraint& constraint : constraints) {
+        OffsetObservation& observation = observed[constraint.vertex];
+        observation.offset += constraint.weight * (constraint.place - Moved(constraint.vertex));
+        observation.weight += constraint.weight;
+    }
+    for (std::size_t v = 0; v < observed.size(); ++v) {
         if (observed[v].weight > 0) {
-            fitted.leftOver[v] = observed[v].offset - m_Offsets[v];
+            observed[v].offset = m_Offsets[v] + glm::transpose(TurnOf(v)) * (observed[v].offset / observed[v].weight);
         }
     }
+    return observed;
+}
+
+FittedFrame SurfaceTracker::Fitted(const TargetSurface& target) const {
+    const double reach = c_DetailReach * m_Key.graph.Spacing();
+    FittedFrame fitted;
+    for (std::size_t v = 0; v < m_Offsets.size(); ++v) {
+        fitted.positions.push_back(Moved(v));
+        fitted.normals.push_back(NormalOf(v, m_Pose));
+        const TargetSurface::Match match = target.Facing(fitted.positions[v], fitted.normals[v], reach);
+        const double agreement = glm::dot(fitted.normals[v], match.normal);
+        const bool isSeen = match.isFound && !match.isBoundary && agreement >= c_LeastAgreement;
+        fitted.leftOver.push_back(isSeen ? glm::dot(match.position - fitted.positions[v], match.normal) / agreement
+                                         : std::numeric_limits<double>::quiet_NaN());
+    }
+    return fitted;
 }
 
 }  // namespace Nimb::Authoring

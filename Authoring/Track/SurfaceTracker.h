@@ -44,17 +44,20 @@ private:
                     std::vector<PlaneConstraint>& constraints) const;
     void AddReverse(const TargetSurface& target, double reach, std::size_t stride,
                     std::vector<PlaneConstraint>& constraints) const;
-    void FitDetail(const TargetSurface& target, FittedFrame& fitted);
+    void FitDetail(const TargetSurface& target);
+    std::vector<OffsetObservation> Observe(const std::vector<PlaneConstraint>& constraints) const;
+    FittedFrame Fitted(const TargetSurface& target) const;
 
     glm::dvec3 RestOf(std::size_t vertex) const;
     glm::dvec3 Moved(std::size_t vertex) const;
+    glm::dmat3 TurnOf(std::size_t vertex) const;
     glm::dvec3 NormalOf(std::size_t vertex, const GraphPose& pose) const;
     double Misfit(const TargetSurface& target, const GraphPose& pose) const;
 
     const KeySurface& m_Key;
     std::vector<std::unique_ptr<GraphFit>> m_Fits;  // one for each level: a matrix is much like the same level's before
     GraphPose m_Pose, m_Before, m_Expected;
-    std::vector<double> m_Offsets;  // of each vertex from where the graph has it, along its normal
+    Points m_Offsets;  // of each vertex at rest, from where the key frame has it
 };
 
 }  // namespace Nimb::Authoring

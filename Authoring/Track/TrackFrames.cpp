@@ -27,10 +27,6 @@ struct TrackedFrame {
     std::vector<float> leftOver;  ///< see FittedFrame
 };
 
-Vec3 PlainOf(const glm::dvec3& p) {
-    return {static_cast<float>(p.x), static_cast<float>(p.y), static_cast<float>(p.z)};
-}
-
 Mesh Checked(Mesh mesh) {
     CheckArrays(mesh);
     return mesh;
@@ -82,14 +78,15 @@ private:
         second.get();
     }
 
-    /// In the middle half of the frames one in which as much as possible is apart, and the nearest such to the middle.
+    /// A frame in which as much as possible is apart, of several the nearest to the middle: surfaces that are apart can
+    /// be followed until they touch, but not from there until they part.
     std::size_t ChooseKey(std::size_t begin, std::size_t end) const {
         const std::size_t count = end - begin;
         const std::size_t middle = begin + count / 2;
         std::size_t best = middle;
-        for (std::size_t distance = 1; distance <= count / 4; ++distance) {
+        for (std::size_t distance = 1; distance <= count / 2; ++distance) {
             for (const std::size_t frame : {middle - distance, middle + distance}) {
-                if (frame < end && m_Apartness[frame] > m_Apartness[best]) {
+                if (frame >= begin && frame < end && m_Apartness[frame] > m_Apartness[best]) {
                     best = frame;
                 }
             }
@@ -147,15 +144,12 @@ private:
             const TargetSurface target(Load(frameAt(frames.size())));
             FittedFrame fitted = tracker.Next(target);
             const TrackQuality quality = MeasureTrack(key, fitted.positions, target, m_Options);
-            if (getenv("NIMB_TRACK_DEBUG"))
-                fprintf(stderr, "key ? frame %zu mean %.3f p95 %.3f max %.3f\n", frameAt(frames.size()),
-                        quality.mean * 1e3, quality.p95 * 1e3, quality.largest * 1e3);
-            if (quality.p95 > m_Options.p95 || quality.largest > m_Options.largest) {
+            if (quality.p95 > m_Options.p95 || quality.patch > m_Options.largest) {
                 break;
             }
             TrackedFrame& frame = frames.emplace_back();
             frame.positions = std::move(fitted.positions);
-            std::transform(fitted.normals.begin(), fitted.normals.end(), std::back_inserter(frame.normals), PlainOf);
+            frame.normals = PlainOf(fitted.normals);
             frame.leftOver.assign(fitted.leftOver.begin(), fitted.leftOver.end());
         }
         return frames;
@@ -164,7 +158,7 @@ private:
     static TrackedFrame RestingFrame(const KeySurface& key) {
         TrackedFrame frame;
         frame.positions = key.surface.positions;
-        std::transform(key.normals.begin(), key.normals.end(), std::back_inserter(frame.normals), PlainOf);
+        frame.normals = PlainOf(key.normals);
         frame.leftOver.assign(frame.positions.size(), 0);
         return frame;
     }

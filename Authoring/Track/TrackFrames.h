@@ -19,7 +19,7 @@ namespace Nimb::Authoring {
 
 struct TrackOptions {
     double p95 = 0.001;      ///< metres: of a frame's distances the 95th percentile at most
-    double largest = 0.005;  ///< metres: the largest at most
+    double largest = 0.005;  ///< metres: the largest of a patch at most
 };
 
 /// Distances in metres between a frame's surface and the tracked one, from the vertices of either to the other. What
@@ -29,6 +29,8 @@ struct TrackQuality {
     double mean = 0;
     double p95 = 0;
     double largest = 0;
+    double patch = 0;  ///< the largest when each vertex has the least distance among its own and its neighbours': a hem
+                       ///< or a fingertip, which every frame's mesh cuts off elsewhere, does not end a run
 };
 
 struct TrackedRun {

@@ -1,5 +1,7 @@
 #include "Authoring/Track/TrackMeasure.h"
 
+#include "Authoring/Codec/Vectors.h"
+
 #include <glm/geometric.hpp>
 
 #include <algorithm>
@@ -13,67 +15,121 @@ namespace {
 // wide; what misses more than that is missing.
 constexpr double c_HoleReach = 8;  // times the largest distance that is allowed
 
-std::vector<Vec3> PlainOf(const Points& points) {
-    std::vector<Vec3> out;
-    out.reserve(points.size());
-    for (const glm::dvec3& p : points) {
-        out.push_back({static_cast<float>(p.x), static_cast<float>(p.y), static_cast<float>(p.z)});
-    }
-    return out;
-}
+// A triangle that became so many times as large may span what is apart.
+constexpr double c_Stretched = 2;
 
-double DoubledArea(const Points& positions, const TarnMeshFace& face) {
-    const glm::dvec3& a = positions[face.v[0]];
-    return glm::length(glm::cross(positions[face.v[1]] - a, positions[face.v[2]] - a));
-}
+/// The distances of points that count.
+class Distances {
+public:
+    void Add(double distance) { m_All.push_back(distance); }
 
-Points SamplesOf(const KeySurface& key, const Points& positions) {
-    Points samples = positions;
-    for (const TarnMeshFace& face : key.surface.faces) {
-        if (DoubledArea(positions, face) > 2 * DoubledArea(key.surface.positions, face)) {
-            samples.push_back((positions[face.v[0]] + positions[face.v[1]] + positions[face.v[2]]) / 3.0);
+    /// Of a surface's vertices; below 0: does not count.
+    void AddVertices(const std::vector<double>& distances, const std::vector<TarnMeshFace>& faces) {
+        std::vector<double> least = distances;
+        for (const TarnMeshFace& face : faces) {
+            const double ofFace = std::min({distances[face.v[0]], distances[face.v[1]], distances[face.v[2]]});
+            for (const UINT32 v : face.v) {
+                least[v] = std::min(least[v], ofFace);
+            }
+        }
+        for (std::size_t v = 0; v < distances.size(); ++v) {
+            if (distances[v] >= 0) {
+                m_All.push_back(distances[v]);
+                m_Patch = std::max(m_Patch, least[v]);
+            }
         }
     }
-    return samples;
-}
+
+    void AddPatch(double distance) { m_Patch = std::max(m_Patch, distance); }
+
+    TrackQuality Quality() {
+        TrackQuality quality;
+        if (!m_All.empty()) {
+            const auto p95 = m_All.begin() + static_cast<std::ptrdiff_t>(m_All.size() * 95 / 100);
+            std::nth_element(m_All.begin(), p95, m_All.end());
+            quality.p95 = *p95;
+            quality.largest = *std::max_element(p95, m_All.end());
+            quality.mean = std::accumulate(m_All.begin(), m_All.end(), 0.0) / static_cast<double>(m_All.size());
+            quality.patch = m_Patch;
+        }
+        return quality;
+    }
+
+private:
+    std::vector<double> m_All;
+    double m_Patch = 0;
+};
+
+class Measure {
+public:
+    Measure(const KeySurface& key, const Points& positions, const TargetSurface& target, const TrackOptions& options)
+        : m_Key(key), m_Positions(positions), m_Target(target), m_Options(options) {}
+
+    TrackQuality Run() {
+        std::vector<double> distances;
+        for (const glm::dvec3& p : m_Positions) {
+            distances.push_back(ToTarget(p));
+        }
+        m_Distances.AddVertices(distances, m_Key.surface.faces);
+        AddStretched();
+        AddCoverage();
+        return m_Distances.Quality();
+    }
+
+private:
+    double HoleReach() const { return c_HoleReach * m_Options.largest; }
+
+    /// Below 0: does not count.
+    double ToTarget(const glm::dvec3& p) const {
+        const TargetSurface::Match match = m_Target.Nearest(p);
+        const bool isInside = match.distance > m_Options.p95 && glm::dot(p - match.position, match.normal) < 0;
+        return isInside || (match.isBoundary && match.distance < HoleReach()) ? -1 : match.distance;
+    }
+
+    double DoubledArea(const Points& positions, const TarnMeshFace& face) const {
+        const glm::dvec3& a = positions[face.v[0]];
+        return glm::length(glm::cross(positions[face.v[1]] - a, positions[face.v[2]] - a));
+    }
+
+    /// A web between two limbs has no vertices but those of the limbs.
+    void AddStretched() {
+        for (const TarnMeshFace& face : m_Key.surface.faces) {
+            if (DoubledArea(m_Positions, face) > c_Stretched * DoubledArea(m_Key.surface.positions, face)) {
+                const double distance =
+                    ToTarget((m_Positions[face.v[0]] + m_Positions[face.v[1]] + m_Positions[face.v[2]]) / 3.0);
+                if (distance >= 0) {
+                    m_Distances.Add(distance);
+                    m_Distances.AddPatch(distance);
+                }
+            }
+        }
+    }
+
+    /// The frame's vertices, to the tracked surface.
+    void AddCoverage() {
+        const ClosestPoint tracked(PlainOf(m_Positions), m_Key.surface.faces);
+        std::vector<double> distances;
+        for (const glm::dvec3& p : m_Target.Surface().positions) {
+            const SurfacePoint found = tracked.To(p);
+            const double distance = std::sqrt(found.squaredDistance);
+            const bool isAtRim = IsAtRim(m_Key.boundary, found);
+            distances.push_back(isAtRim && distance < HoleReach() ? -1 : distance);
+        }
+        m_Distances.AddVertices(distances, m_Target.Surface().faces);
+    }
+
+    const KeySurface& m_Key;
+    const Points& m_Positions;
+    const TargetSurface& m_Target;
+    const TrackOptions& m_Options;
+    Distances m_Distances;
+};
 
 }  // namespace
 
 TrackQuality MeasureTrack(const KeySurface& key, const Points& positions, const TargetSurface& target,
                           const TrackOptions& options) {
-    std::vector<double> distances;
-    const double holeReach = c_HoleReach * options.largest;
-    for (const glm::dvec3& p : SamplesOf(key, positions)) {
-        const TargetSurface::Match match = target.Nearest(p);
-        if (match.isBoundary && match.distance < holeReach) {
-            continue;
-        }
-        if (match.distance > options.p95 && glm::dot(p - match.position, match.normal) < 0) {
-            continue;  // inside
-        }
-        distances.push_back(match.distance);
-    }
-    const ClosestPoint tracked(PlainOf(positions), key.surface.faces);
-    for (const glm::dvec3& p : target.Surface().positions) {
-        const SurfacePoint found = tracked.To(p);
-        const double distance = std::sqrt(found.squaredDistance);
-        bool isBoundary = false;
-        for (glm::length_t i = 0; i < 3; ++i) {
-            isBoundary = isBoundary || (found.weights[i] <= 0 && ((key.boundary[found.face] >> i) & 1) != 0);
-        }
-        if (!isBoundary || distance >= holeReach) {
-            distances.push_back(distance);
-        }
-    }
-    TrackQuality quality;
-    if (!distances.empty()) {
-        const auto p95 = distances.begin() + static_cast<std::ptrdiff_t>(distances.size() * 95 / 100);
-        std::nth_element(distances.begin(), p95, distances.end());
-        quality.p95 = *p95;
-        quality.largest = *std::max_element(p95, distances.end());
-        quality.mean = std::accumulate(distances.begin(), distances.end(), 0.0) / static_cast<double>(distances.size());
-    }
-    return quality;
+    return Measure(key, positions, target, options).Run();
 }
 
 }  // namespace Nimb::Authoring

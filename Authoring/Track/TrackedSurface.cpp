@@ -67,19 +67,6 @@ private:
     std::vector<UINT32> m_Parent;
 };
 
-Vec3 PlainOf(const glm::dvec3& p) {
-    return {static_cast<float>(p.x), static_cast<float>(p.y), static_cast<float>(p.z)};
-}
-
-std::vector<Vec3> PlainOf(const Points& points) {
-    std::vector<Vec3> out;
-    out.reserve(points.size());
-    for (const glm::dvec3& p : points) {
-        out.push_back(PlainOf(p));
-    }
-    return out;
-}
-
 }  // namespace
 
 WeldedSurface WeldByPlace(const Mesh& mesh) {
@@ -141,6 +128,28 @@ std::vector<BYTE> BoundaryEdges(const std::vector<TarnMeshFace>& faces) {
         i = end;
     }
     return boundary;
+}
+
+Vec3 PlainOf(const glm::dvec3& p) {
+    return {static_cast<float>(p.x), static_cast<float>(p.y), static_cast<float>(p.z)};
+}
+
+std::vector<Vec3> PlainOf(const Points& points) {
+    std::vector<Vec3> out;
+    out.reserve(points.size());
+    for (const glm::dvec3& p : points) {
+        out.push_back(PlainOf(p));
+    }
+    return out;
+}
+
+bool IsAtRim(const std::vector<BYTE>& boundary, const SurfacePoint& point) {
+    for (glm::length_t i = 0; i < 3; ++i) {
+        if (point.weights[i] <= 0 && ((boundary[point.face] >> i) & 1) != 0) {
+            return true;
+        }
+    }
+    return false;
 }
 
 int Apartness(const WeldedSurface& surface) {
@@ -215,8 +224,8 @@ TargetSurface::Match TargetSurface::MatchOf(const SurfacePoint& found) const {
         const glm::dvec3 &corner = m_Surface.positions[face.v[i]], &normal = m_Normals[face.v[i]];
         onTangentPlanes += found.weights[i] * (found.position + glm::dot(corner - found.position, normal) * normal);
         match.normal += found.weights[i] * m_Normals[face.v[i]];
-        match.isBoundary = match.isBoundary || (found.weights[i] <= 0 && ((m_Boundary[found.face] >> i) & 1) != 0);
     }
+    match.isBoundary = IsAtRim(m_Boundary, found);
     match.position = glm::mix(found.position, onTangentPlanes, c_Curvature);
     const double length = glm::length(match.normal);
     match.isFound = length > 0.1;  // otherwise the surface is folded there

@@ -30,6 +30,12 @@ double SurfaceArea(const Points& positions, const std::vector<TarnMeshFace>& fac
 /// Which edges of the faces no other face shares: bit i of a face's value is the edge across from its corner i.
 std::vector<BYTE> BoundaryEdges(const std::vector<TarnMeshFace>& faces);
 
+/// Whether a point of the faces that these belong to lies on such an edge.
+bool IsAtRim(const std::vector<BYTE>& boundary, const SurfacePoint& point);
+
+Vec3 PlainOf(const glm::dvec3& p);
+std::vector<Vec3> PlainOf(const Points& points);
+
 /// Twice the number of components less twice the number of their handles, with holes closed; components with less than
 /// a hundredth of the faces do not count. A hand that touches the hip makes a handle, two people who touch are one
 /// component: of two frames, the one with the larger number shows more of the surface apart.

@@ -132,7 +132,7 @@ private:
 }  // namespace
 
 std::unique_ptr<Solid> Dancer::At(std::size_t frame) const {
-    return std::make_unique<DancerSolid>(DancerAt(static_cast<double>(frame) / FrameRate()));
+    return std::make_unique<DancerSolid>(DancerAt(m_Tempo * static_cast<double>(frame) / FrameRate()));
 }
 
 }  // namespace Nimb::Authoring::Capture

@@ -8,7 +8,8 @@ namespace Nimb::Authoring::Capture {
 
 class Dancer : public Subject {
 public:
-    explicit Dancer(std::size_t frames) : m_Frames(frames) {}
+    /// `tempo`: 1 is as fast as she can, with hands at up to 6 m/s; above 0.
+    explicit Dancer(std::size_t frames, double tempo = 0.5) : m_Frames(frames), m_Tempo(tempo) {}
 
     std::size_t FrameCount() const override { return m_Frames; }
     double FrameRate() const override { return 30; }
@@ -17,6 +18,7 @@ public:
 
 private:
     std::size_t m_Frames;
+    double m_Tempo;
 };
 
 }  // namespace Nimb::Authoring::Capture
