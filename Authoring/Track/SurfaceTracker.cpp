@@ -232,6 +232,7 @@ FittedFrame SurfaceTracker::Fitted(const TargetSurface& target) const {
         const TargetSurface::Match match = target.Facing(fitted.positions[v], fitted.normals[v], reach);
         const double agreement = glm::dot(fitted.normals[v], match.normal);
         const bool isSeen = match.isFound && !match.isBoundary && agreement >= c_LeastAgreement;
+        fitted.offset.push_back(glm::dot(m_Offsets[v], m_Key.normals[v]));
         fitted.leftOver.push_back(isSeen ? glm::dot(match.position - fitted.positions[v], match.normal) / agreement
                                          : std::numeric_limits<double>::quiet_NaN());
     }

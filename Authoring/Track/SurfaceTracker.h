@@ -26,6 +26,7 @@ struct KeySurface {
 struct FittedFrame {
     Points positions;              ///< of the key surface's vertices
     Points normals;                ///< of the moved surface, as far as the graph turns it
+    std::vector<double> offset;    ///< metres along the normal, from where the graph alone has it
     std::vector<double> leftOver;  ///< metres along the normal, from the fit to the frame's surface: noise of the frame
                                    ///< and of the key; NaN where the frame shows nothing
 };

@@ -18,13 +18,15 @@ namespace {
 /// observations than this it may be theirs.
 constexpr double c_DoubtfulObservations = 2;
 
+constexpr std::size_t c_FramesAroundKey = 4;  // on either side
+
 constexpr float c_LargestCorrection = 2;  // times the limit of the 95th percentile
 
 /// A key surface in a frame.
 struct TrackedFrame {
     Points positions;
     std::vector<Vec3> normals;
-    std::vector<float> leftOver;  ///< see FittedFrame
+    std::vector<float> offset, leftOver;  ///< see FittedFrame
 };
 
 Mesh Checked(Mesh mesh) {
@@ -128,7 +130,7 @@ private:
         frames.push_back(RestingFrame(key));
         std::move(forwards.begin(), forwards.end(), std::back_inserter(frames));
         if (frames.size() > 1) {
-            Correct(frames);
+            Correct(backwards.size(), frames);
         }
         TakePoses(key, frames, threads, run);
         Tell(frames.size());
@@ -150,6 +152,7 @@ private:
             TrackedFrame& frame = frames.emplace_back();
             frame.positions = std::move(fitted.positions);
             frame.normals = PlainOf(fitted.normals);
+            frame.offset.assign(fitted.offset.begin(), fitted.offset.end());
             frame.leftOver.assign(fitted.leftOver.begin(), fitted.leftOver.end());
         }
         return frames;
@@ -159,23 +162,32 @@ private:
         TrackedFrame frame;
         frame.positions = key.surface.positions;
         frame.normals = PlainOf(key.normals);
+        frame.offset.assign(frame.positions.size(), 0);
         frame.leftOver.assign(frame.positions.size(), 0);
         return frame;
     }
 
-    /// Takes the key frame's noise out of all frames: what all of them are off by, on average.
-    void Correct(std::vector<TrackedFrame>& frames) const {
+    /// Takes the key frame's noise out of all frames: what all of them are off by, on average. The key frame itself is
+    /// off by what the frames around it were moved by, too.
+    void Correct(std::size_t key, std::vector<TrackedFrame>& frames) const {
         const float most = c_LargestCorrection * static_cast<float>(m_Options.p95);
+        const std::size_t begin = key - std::min(key, c_FramesAroundKey);
+        const std::size_t end = std::min(key + c_FramesAroundKey + 1, frames.size());
         for (std::size_t v = 0; v < frames.front().positions.size(); ++v) {
-            double sum = 0, count = c_DoubtfulObservations;
+            double left = 0, seen = c_DoubtfulObservations;
             for (const TrackedFrame& frame : frames) {
                 if (!std::isnan(frame.leftOver[v])) {
-                    sum += static_cast<double>(std::clamp(frame.leftOver[v], -most, most));
-                    ++count;
+                    left += static_cast<double>(std::clamp(frame.leftOver[v], -most, most));
+                    ++seen;
                 }
             }
+            double around = 0;
+            for (std::size_t i = begin; i < end; ++i) {
+                around += static_cast<double>(std::clamp(frames[i].offset[v], -most, most));
+            }
+            frames[key].positions[v] += around / static_cast<double>(end - begin) * VectorOf(frames[key].normals[v]);
             for (TrackedFrame& frame : frames) {
-                frame.positions[v] += sum / count * VectorOf(frame.normals[v]);
+                frame.positions[v] += left / seen * VectorOf(frame.normals[v]);
             }
         }
     }
