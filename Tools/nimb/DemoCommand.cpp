@@ -43,8 +43,8 @@ int Demo(Arguments& arguments) {
     return c_ExitOk;
 }
 
-/// What a capture is like.
-void AddCaptureOptions(CLI::App& sub, CaptureArguments& a) {
+/// What a capture is like. Returns the option that asks for one.
+CLI::Option* AddCaptureOptions(CLI::App& sub, CaptureArguments& a) {
     CLI::Option* const capture = sub.add_option(
         "--capture", a.folder,
         "instead of the clip, write the frames of a dancer into this folder as a studio that does not track delivers "
@@ -76,6 +76,7 @@ void AddCaptureOptions(CLI::App& sub, CaptureArguments& a) {
             ->check(CLI::IsMember({"obj", "ply", "glb"}))
             ->capture_default_str());
     add(sub.add_flag("!--no-truth", a.truth, "leave out truth/"));
+    return capture;
 }
 
 }  // namespace
@@ -84,9 +85,10 @@ Command AddDemo(CLI::App& app) {
     CLI::App* const sub = app.add_subcommand(
         "demo", "make the built-in clip: a small robot that juggles, three seconds with sound, to be played in a loop");
     const auto arguments = std::make_shared<Arguments>();
-    sub->add_option("-o,--output", arguments->output, "the clip to write, an .mp4 file")->capture_default_str();
+    CLI::Option* const output =
+        sub->add_option("-o,--output", arguments->output, "the clip to write, an .mp4 file")->capture_default_str();
     AddOverwrite(*sub, arguments->overwrite);
-    AddCaptureOptions(*sub, arguments->capture);
+    AddCaptureOptions(*sub, arguments->capture)->excludes(output);
     sub->footer(c_Examples);
     return {sub, [arguments] { return Demo(*arguments); }};
 }
