@@ -67,6 +67,7 @@ public:
         for (std::size_t i = 0; i < m_Frame.meshes.size(); ++i) {
             AddPieces(i);
         }
+        FillCells();
     }
 
     double Distance(const Point& p) const override { return Nearest(p).distance; }
@@ -130,15 +131,19 @@ private:
     }
 
     /// Of the union: the least of the pieces' distances.
-    Found Nearest(const Point& p) const {
+    Found Nearest(const Point& p) const { return NearestAmong(CandidatesAt(p), p); }
+
+    Found NearestAmong(const std::vector<UINT32>& candidates, const Point& p) const {
         Found best;
-        for (const Piece& piece : m_Pieces) {
+        for (const UINT32 candidate : candidates) {
+            const Piece& piece = m_Pieces[candidate];
             if (DistanceToBox(piece.bounds, p) > best.distance) {
                 continue;
             }
             // Inside of one piece, only another that reaches around further is nearer.
-            const SignedSurface::Nearest found = piece.surface.To(
-                p, best.distance > 0 ? best.distance + c_ShellThickness : std::numeric_limits<double>::infinity());
+            const double limit =
+                best.distance > 0 ? best.distance + c_ShellThickness : std::numeric_limits<double>::infinity();
+            const SignedSurface::Nearest found = piece.surface.To(p, limit);
             if (found.point && found.distance < best.distance) {
                 best = {&piece, found.point, found.distance};
             }
@@ -146,9 +151,55 @@ private:
         return best;
     }
 
+    /// In every cell of a coarse grid, the pieces that may be nearest there, nearest boxes first.
+    void FillCells() {
+        m_All.resize(m_Pieces.size());
+        std::iota(m_All.begin(), m_All.end(), 0U);
+        m_Size = glm::ivec3(glm::ceil((m_Bounds.max - m_Bounds.min) / c_Cell));
+        for (int z = 0; z < m_Size.z; ++z) {
+            for (int y = 0; y < m_Size.y; ++y) {
+                for (int x = 0; x < m_Size.x; ++x) {
+                    m_Cells.push_back(CandidatesNear(m_Bounds.min + (Point(x, y, z) + 0.5) * c_Cell));
+                }
+            }
+        }
+    }
+
+    std::vector<UINT32> CandidatesNear(const Point& centre) const {
+        std::vector<std::pair<double, UINT32>> boxes;
+        for (const UINT32 i : m_All) {
+            boxes.emplace_back(DistanceToBox(m_Pieces[i].bounds, centre), i);
+        }
+        std::sort(boxes.begin(), boxes.end());
+        std::vector<UINT32> sorted;
+        for (const auto& [distance, i] : boxes) {
+            sorted.push_back(i);
+        }
+        const double reach = std::max(NearestAmong(sorted, centre).distance, 0.0) + std::sqrt(3.0) * c_Cell;
+        std::vector<UINT32> candidates;
+        for (const auto& [distance, i] : boxes) {
+            if (distance <= reach) {
+                candidates.push_back(i);
+            }
+        }
+        return candidates;
+    }
+
+    const std::vector<UINT32>& CandidatesAt(const Point& p) const {
+        const glm::ivec3 cell(glm::floor((p - m_Bounds.min) / c_Cell));
+        const bool isOutside =
+            glm::any(glm::lessThan(cell, glm::ivec3(0))) || glm::any(glm::greaterThanEqual(cell, m_Size));
+        return isOutside ? m_All : m_Cells[static_cast<std::size_t>((cell.z * m_Size.y + cell.y) * m_Size.x + cell.x)];
+    }
+
+    static constexpr double c_Cell = 0.05;
+
     const SourceFrame m_Frame;
     const std::vector<std::shared_ptr<const Image>> m_Textures;  // of m_Frame's meshes
     std::vector<Piece> m_Pieces;
+    std::vector<UINT32> m_All;  // numbers of all pieces
+    glm::ivec3 m_Size{0};
+    std::vector<std::vector<UINT32>> m_Cells;
     Bounds m_Bounds{Point(1e9), Point(-1e9)};
 };
 
