@@ -1,0 +1,151 @@
+#include "Authoring/Track/TextureBake.h"
+
+#include "Authoring/Codec/Vectors.h"
+#include "Authoring/Track/PushPull.h"
+
+#include <glm/common.hpp>
+#include <glm/geometric.hpp>
+
+#include <algorithm>
+#include <cmath>
+#include <utility>
+
+namespace Nimb::Authoring {
+namespace {
+
+/// Inside a triangle, the surface is seldom further away than its distance at the corners times this.
+constexpr double c_Reserve = 1.5;
+
+/// The nearest points of a surface for places on one triangle near it.
+class TriangleView {
+public:
+    TriangleView(const TexturedSurface& surface, double reach) : m_Surface(surface), m_Reach(reach) {}
+
+    /// `near`: about how far the surface is from the triangle. It decides nothing but how long Find takes.
+    void LookFrom(const TexturedSurface::Corners& corners, double near) {
+        m_Normal = NormalOf(corners);
+        m_Near = std::min(near, m_Reach);
+        m_Candidates.clear();
+        const glm::dvec3 min = glm::min(corners[0], glm::min(corners[1], corners[2]));
+        const glm::dvec3 max = glm::max(corners[0], glm::max(corners[1], corners[2]));
+        for (const UINT32 face : m_Surface.Nearest().Near(min, max, m_Near)) {
+            const TexturedSurface::Corners& c = m_Surface.CornersOf(face);
+            if (glm::dot(NormalOf(c), m_Normal) > 0) {
+                m_Candidates.push_back(
+                    {glm::min(c[0], glm::min(c[1], c[2])), glm::max(c[0], glm::max(c[1], c[2])), face});
+            }
+        }
+    }
+
+    /// None when nothing that looks the same way is within reach.
+    SurfacePoint Find(const glm::dvec3& point) {
+        SurfacePoint best;
+        for (Candidate& candidate : m_Candidates) {
+            const glm::dvec3 out = glm::max(glm::max(candidate.min - point, point - candidate.max), glm::dvec3(0));
+            if (glm::dot(out, out) >= best.squaredDistance) {
+                continue;
+            }
+            const TexturedSurface::Corners& c = m_Surface.CornersOf(candidate.face);
+            SurfacePoint found = ClosestPointOfTriangle(point, c[0], c[1], c[2]);
+            if (found.squaredDistance < best.squaredDistance) {
+                found.face = candidate.face;
+                best = found;
+                std::swap(candidate, m_Candidates.front());  // for the next place, which is most likely beside this one
+            }
+        }
+        // Whatever is nearer than the candidates reach would be one of them.
+        return best && best.squaredDistance <= m_Near * m_Near ? best
+                                                               : m_Surface.Nearest().Facing(point, m_Normal, m_Reach);
+    }
+
+private:
+    struct Candidate {
+        glm::dvec3 min, max;
+        UINT32 face;
+    };
+
+    const TexturedSurface& m_Surface;
+    const double m_Reach;
+    glm::dvec3 m_Normal{0};
+    double m_Near = 0;
+    std::vector<Candidate> m_Candidates;
+};
+
+/// How far each position is from the surface; `reach` where it is further.
+std::vector<double> DistancesOf(const std::vector<Vec3>& positions, const TexturedSurface& surface, double reach) {
+    std::vector<double> distances;
+    distances.reserve(positions.size());
+    for (const Vec3& p : positions) {
+        const SurfacePoint nearest = surface.Nearest().To(VectorOf(p), reach);
+        distances.push_back(nearest ? std::sqrt(nearest.squaredDistance) : reach);
+    }
+    return distances;
+}
+
+double LumaOf(const glm::vec4& colour) {
+    // ITU-R BT.709
+    return 0.2126 * static_cast<double>(colour.x) + 0.7152 * static_cast<double>(colour.y) +
+           0.0722 * static_cast<double>(colour.z);
+}
+
+}  // namespace
+
+BakedTexture BakeTexture(const ChartTexels& charts, const std::vector<TarnMeshFace>& faces,
+                         const std::vector<Vec3>& positions, const TexturedSurface& source, double reach) {
+    BakedTexture baked;
+    baked.picture = Image(charts.Size().width, charts.Size().height);
+    std::vector<BYTE> known(baked.picture.width * baked.picture.height);
+    TriangleView view(source, reach);
+    const std::vector<double> distances = DistancesOf(positions, source, reach);
+    for (std::size_t i = 0; i < faces.size(); ++i) {
+        const TexturedSurface::Corners corners = {
+            VectorOf(positions[faces[i].v[0]]), VectorOf(positions[faces[i].v[1]]), VectorOf(positions[faces[i].v[2]])};
+        const double far = std::max({distances[faces[i].v[0]], distances[faces[i].v[1]], distances[faces[i].v[2]]});
+        view.LookFrom(corners, c_Reserve * far);
+        charts.ForEach(i, [&](std::size_t texel, const glm::dvec3& weights) {
+            ++baked.covered;
+            const SurfacePoint seen = view.Find(PointAt(corners, weights));
+            if (!seen) {
+                ++baked.unseen;
+                return;
+            }
+            const glm::vec4 colour = source.Colour(seen.face, seen.weights);
+            BYTE* const pixel = &baked.picture.rgba[texel * 4];
+            for (int c = 0; c < 4; ++c) {
+                pixel[c] = static_cast<BYTE>(colour[c] + 0.5F);
+            }
+            known[texel] = 1;
+        });
+    }
+    FillUnknown(baked.picture, std::move(known));
+    return baked;
+}
+
+double SquaredLumaError(const TexturedSurface& source, const TexturedSurface& baked, double reach) {
+    constexpr std::size_t c_Places = 8192;
+    const std::size_t places = std::min(c_Places, 4 * source.FaceCount());
+    double sum = 0;
+    std::size_t count = 0;
+    for (std::size_t i = 0; i < places; ++i) {
+        // Spread evenly over a triangle by multiples of irrational numbers.
+        const double order = static_cast<double>(i);
+        double u = std::fmod(order * 0.7548776662466927, 1), v = std::fmod(order * 0.5698402909980532, 1);
+        if (u + v > 1) {
+            u = 1 - u;
+            v = 1 - v;
+        }
+        const std::size_t face = i * source.FaceCount() / places;
+        const glm::dvec3 weights(1 - u - v, u, v);
+        const TexturedSurface::Corners& corners = source.CornersOf(face);
+        const SurfacePoint found = baked.Nearest().Facing(PointAt(corners, weights), NormalOf(corners), reach);
+        if (found) {
+            const double difference =
+                LumaOf(source.Colour(face, weights)) - LumaOf(baked.Colour(found.face, found.weights));
+            sum += difference * difference;
+            ++count;
+        }
+    }
+    return count == 0 ? 0 : sum / static_cast<double>(count);
+}
+
+}  // namespace Nimb::Authoring
