@@ -152,7 +152,14 @@ std::size_t EncodeJobSegments(const std::string& folder, const JobPlan& plan, co
                                               EncodeClipSegment(work, plan.clip.segments[segment], share, done, stop));
                                  return true;
                              });
-    const auto tell = [&] { progress(EncodeStep::Encode, done.Frames()); };
+    std::size_t frames = 0, toTrack = 0;
+    for (const std::size_t segment : pending) {
+        for (const MeshSegment& meshes : plan.clip.segments[segment].meshes) {
+            frames += meshes.count;
+            toTrack += meshes.track ? meshes.count : 0;
+        }
+    }
+    const auto tell = [&] { done.Tell(frames, toTrack, progress); };
     for (std::size_t i = 0; i < pending.size(); ++i) {
         tasks.Next(tell);
         tell();

@@ -65,11 +65,21 @@ SourceOptions SourceOptionsFrom(const Json& json) {
     return options;
 }
 
+Json JsonOfTrack(const std::optional<TrackOptions>& options) {
+    return options ? Json{options->p95, options->largest} : Json();
+}
+
+std::optional<TrackOptions> TrackOptionsFrom(const Json& json) {
+    return json.is_null() ? std::nullopt
+                          : std::optional(TrackOptions{json.at(0).get<double>(), json.at(1).get<double>()});
+}
+
 Json JsonOf(const EncodeOptions& options) {
     return {{"keyFrameInterval", options.keyFrameInterval},
             {"keyPictureInterval", options.keyPictureInterval},
             {"segmentFrames", options.segmentFrames},
             {"isMatchExact", options.match == MatchRule::Exact},
+            {"track", JsonOfTrack(options.track)},
             {"quality", options.video.quality},
             {"bitRate", options.video.bitRate},
             {"preset", options.video.preset},
@@ -88,6 +98,7 @@ EncodeOptions EncodeOptionsFrom(const Json& json) {
     json.at("keyPictureInterval").get_to(options.keyPictureInterval);
     json.at("segmentFrames").get_to(options.segmentFrames);
     options.match = json.at("isMatchExact").get<bool>() ? MatchRule::Exact : MatchRule::Surface;
+    options.track = TrackOptionsFrom(json.at("track"));
     json.at("quality").get_to(options.video.quality);
     json.at("bitRate").get_to(options.video.bitRate);
     json.at("preset").get_to(options.video.preset);
@@ -111,12 +122,26 @@ KeyFrameReason KeyFrameReasonFrom(const Json& json) {
             {json.at(1).get<std::size_t>(), json.at(2).get<std::size_t>()}};
 }
 
+Json JsonOf(const TrackNote& note) {
+    return {note.frame,     note.beginsRun,   note.distance.mean, note.distance.p95, note.distance.largest,
+            note.lumaError, note.unseenTexels};
+}
+
+TrackNote TrackNoteFrom(const Json& json) {
+    return {json.at(0).get<std::size_t>(),
+            json.at(1).get<bool>(),
+            {json.at(2).get<double>(), json.at(3).get<double>(), json.at(4).get<double>()},
+            json.at(5).get<double>(),
+            json.at(6).get<double>()};
+}
+
 Json JsonOf(const ClipPlan& plan) {
     Json segments = Json::array();
     for (const ClipSegment& segment : plan.segments) {
         Json meshes = Json::array();
         for (const MeshSegment& mesh : segment.meshes) {
-            meshes.push_back({{"first", mesh.first}, {"count", mesh.count}, {"reason", JsonOf(mesh.reason)}});
+            meshes.push_back(
+                {{"first", mesh.first}, {"count", mesh.count}, {"reason", JsonOf(mesh.reason)}, {"track", mesh.track}});
         }
         segments.push_back({{"first", segment.first},
                             {"count", segment.count},
@@ -147,7 +172,7 @@ ClipPlan ClipPlanFrom(const Json& json) {
         segment.at("pictureBytes").get_to(added.pictureBytes);
         for (const Json& mesh : segment.at("meshes")) {
             added.meshes.push_back({mesh.at("first").get<std::size_t>(), mesh.at("count").get<std::size_t>(),
-                                    KeyFrameReasonFrom(mesh.at("reason"))});
+                                    KeyFrameReasonFrom(mesh.at("reason")), mesh.at("track").get<bool>()});
         }
     }
     return plan;

@@ -6,6 +6,7 @@
 #include "Clip/Write/ClipEncoder.h"
 #include "Clip/Write/ClipPlan.h"
 #include "Clip/Write/KeyFrameReason.h"
+#include "Clip/Write/TrackNote.h"
 
 #include <nlohmann/json.hpp>
 
@@ -17,6 +18,7 @@ Json JsonOf(const SourceOptions& options);
 Json JsonOf(const EncodeOptions& options);
 Json JsonOf(const ClipPlan& plan);
 Json JsonOf(const KeyFrameReason& reason);
+Json JsonOf(const TrackNote& note);
 Json JsonOf(const InputFile& file);
 
 // Throw Json::exception for what is missing or of another type.
@@ -24,6 +26,7 @@ SourceOptions SourceOptionsFrom(const Json& json);
 EncodeOptions EncodeOptionsFrom(const Json& json);
 ClipPlan ClipPlanFrom(const Json& json);
 KeyFrameReason KeyFrameReasonFrom(const Json& json);
+TrackNote TrackNoteFrom(const Json& json);
 InputFile InputFileFrom(const Json& json);
 
 }  // namespace Nimb::Authoring

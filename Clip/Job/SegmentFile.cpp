@@ -24,7 +24,8 @@ Json ManifestOf(const JobPlan& plan, std::size_t segment, const EncodedSegment& 
     for (std::size_t i = 0; i < encoded.frames.size(); ++i) {
         const FrameNote& note = encoded.frames[i];
         frames.push_back({encoded.samples[i].bytes.size(), encoded.samples[i].isKeyPicture, note.vertices, note.indices,
-                          note.surfaceError, note.keyReason ? JsonOf(*note.keyReason) : Json()});
+                          note.surfaceError, note.keyReason ? JsonOf(*note.keyReason) : Json(),
+                          note.track ? JsonOf(*note.track) : Json()});
     }
     return {{"plan", plan.id},
             {"tool", plan.tool},
@@ -95,6 +96,9 @@ EncodedSegment Parse(const std::vector<BYTE>& bytes, const JobPlan& plan, std::s
         frame.at(4).get_to(note.surfaceError);
         if (!frame.at(5).is_null()) {
             note.keyReason = KeyFrameReasonFrom(frame.at(5));
+        }
+        if (!frame.at(6).is_null()) {
+            note.track = TrackNoteFrom(frame.at(6));
         }
     }
     if (encoded.frames.size() != plan.clip.segments.at(segment).count) {

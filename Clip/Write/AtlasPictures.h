@@ -19,14 +19,16 @@ public:
 
     const AtlasLayout& Layout() const { return m_Layout; }
 
+    using Textures = std::vector<std::shared_ptr<const Image>>;
+
     /// Throws InputError when a texture cannot be read or does not fit the first frame's.
     std::shared_ptr<const Image> Picture(std::size_t frame) const;
 
-private:
-    using Textures = std::vector<std::shared_ptr<const Image>>;
-
-    Textures TexturesOf(std::size_t frame) const;
+    /// The picture of other textures than the source's, of the same sizes, one for each sub-mesh.
     std::shared_ptr<const Image> Compose(const Textures& textures) const;
+
+private:
+    Textures TexturesOf(std::size_t frame) const;
 
     const SubMeshSource& m_Source;
     const std::vector<std::size_t> m_SubMeshes;

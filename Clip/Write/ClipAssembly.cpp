@@ -22,6 +22,9 @@ ClipAssembly::ClipAssembly(const std::string& path, const EncodeOptions& options
     m_Attributes.bboxMax = {box.max.x, box.max.y, box.max.z};
     m_Attributes.hasVertexNormals = options.normals ? 1u : 0u;
     m_Report.clip = std::move(clip);
+    if (options.track) {
+        m_Report.track.emplace();
+    }
 }
 
 void ClipAssembly::Add(const EncodedSegment& segment) {
@@ -41,6 +44,9 @@ void ClipAssembly::Note(const FrameNote& frame) {
     }
     if (frame.keyReason) {
         m_Report.keyFrames.push_back({m_Attributes.frameCount, *frame.keyReason});
+    }
+    if (frame.track && m_Report.track) {
+        m_Report.track->push_back(*frame.track);
     }
     ++m_Attributes.frameCount;
 }

@@ -34,7 +34,8 @@ EncodeReport EncodeClip(const MeshSource& source, SoundSource* audio, const std:
                                        [&](std::size_t i, const std::atomic<bool>& stop) {
                                            return EncodeClipSegment(work, segments[i], threads, done, stop);
                                        });
-    const auto tell = [&] { progress(EncodeStep::Encode, done.Frames()); };
+    const std::size_t toTrack = work.Examination().toTrack;
+    const auto tell = [&] { done.Tell(source.FrameCount(), toTrack, progress); };
     for (std::size_t i = 0; i < segments.size(); ++i) {
         clip.Add(tasks.Next(tell));
         tell();

@@ -11,8 +11,10 @@
 #include "Authoring/Scene/MeshSource.h"
 #include "Authoring/Scene/SoundSource.h"
 #include "Authoring/Scene/Warnings.h"
+#include "Authoring/Track/TrackFrames.h"
 #include "Clip/Write/ClipError.h"
 #include "Clip/Write/KeyFrameReason.h"
+#include "Clip/Write/TrackNote.h"
 #include "Clip/Write/TrackOptions.h"
 
 #include <cstddef>
@@ -28,6 +30,7 @@ struct EncodeOptions {
     std::size_t keyPictureInterval = 0;  ///< likewise of pictures, while they change; 0: a second
     std::size_t segmentFrames = 300;  ///< at least 2: of a segment, unless one key frame serves more; see ClipSegment
     MatchRule match = MatchRule::Surface;
+    std::optional<TrackOptions> track;  ///< none: frames with a topology of their own are key frames; see ClipPlan
     VideoTrackOptions video;  ///< size, frame rate, key frame interval and threads are filled in; a bit rate is that
                               ///< of the pictures
     AudioTrackOptions audio;
@@ -42,7 +45,7 @@ struct EncodeOptions {
     std::function<void(std::size_t frame)> onLoaded;  ///< likewise, while the source is examined
 };
 
-enum class EncodeStep { Examine, ExaminePictures, Encode, Check, Join };
+enum class EncodeStep { Examine, ExaminePictures, Track, Encode, Check, Join };
 
 /// Called on the caller's thread about ten times a second. To cancel the run, throw.
 using EncodeProgress = std::function<void(EncodeStep step, std::size_t framesDone)>;
@@ -54,6 +57,7 @@ struct ClipExamination {
     std::size_t subMeshes = 0;
     std::size_t maxFaces = 0;             ///< of any of the source's frames
     std::size_t maxWelded = 0;            ///< likewise: vertices that are gone since they are equal to others
+    std::size_t toTrack = 0;              ///< frames that are to be put onto the topology of others
     std::vector<KeyFrameNote> keyFrames;  ///< those that the surface and the key frame interval ask for
     PictureSize atlas;
     Box box;  ///< of all frames
@@ -64,7 +68,9 @@ struct ClipExamination {
 struct EncodeReport {
     ClipExamination clip;
     std::vector<KeyFrameNote> keyFrames;
-    double maxError = 0;  ///< no point of a decoded surface, or of the source's, is further from the other
+    std::optional<std::vector<TrackNote>> track;  ///< of all frames that were to be tracked, in order; none: no wish
+    double maxError = 0;  ///< no point of a decoded surface, or of the source's, is further from the other;
+                          ///< of frames that were tracked: or of the tracked surface
     std::size_t maxErrorFrame = 0;
     std::size_t damagedAudioPackets = 0;
 };

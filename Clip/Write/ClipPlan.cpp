@@ -23,6 +23,7 @@ struct ExaminedFrame {
     std::vector<bool> present;  // by sub-mesh
     std::optional<Box> box;     // none: the frame is empty
     double keyFrameError = 0;   // at most, of any sub-mesh
+    double trackedError = 0;    // likewise, of a tracked surface
     std::size_t faces = 0;
     std::size_t welded = 0;
 
@@ -47,7 +48,13 @@ double KeyFrameError(const Box& box) {
     return std::hypot(axis(box.min.x, box.max.x), axis(box.min.y, box.max.y), axis(box.min.z, box.max.z));
 }
 
-ExaminedFrame Examine(const std::vector<Mesh>& meshes, const std::vector<Mesh>& before) {
+Box Widened(const Box& box, double by) {
+    const auto f = static_cast<float>(by);
+    return {{box.min.x - f, box.min.y - f, box.min.z - f}, {box.max.x + f, box.max.y + f, box.max.z + f}};
+}
+
+ExaminedFrame Examine(const std::vector<Mesh>& meshes, const std::vector<Mesh>& before,
+                      const std::optional<TrackOptions>& track) {
     ExaminedFrame examined;
     examined.present.resize(meshes.size());
     for (std::size_t i = 0; i < meshes.size(); ++i) {
@@ -59,6 +66,9 @@ ExaminedFrame Examine(const std::vector<Mesh>& meshes, const std::vector<Mesh>& 
         examined.faces += meshes[i].faces.size();
         examined.box = examined.box ? Union(*examined.box, box) : box;
         examined.keyFrameError = std::max(examined.keyFrameError, KeyFrameError(box));
+        if (track) {
+            examined.trackedError = std::max(examined.trackedError, KeyFrameError(Widened(box, track->largest)));
+        }
         if (!before.empty() && !before[i].faces.empty()) {
             const FaceDifference difference = CompareFaces(before[i], meshes[i]);
             if (!examined.difference || difference.Share() < examined.difference->Share()) {
@@ -78,7 +88,7 @@ std::vector<ExaminedFrame> ExamineBlock(const SubMeshSource& subMeshes, std::siz
     for (std::size_t frame = first; frame < end && !stop; ++frame) {
         std::size_t welded = 0;
         std::vector<Mesh> meshes = subMeshes.Load(frame, &welded);
-        frames.push_back(Examine(meshes, before));
+        frames.push_back(Examine(meshes, before, options.track));
         frames.back().welded = welded;
         if (options.onLoaded) {
             options.onLoaded(frame);
@@ -96,10 +106,9 @@ std::string RoundedUp(double value) {
     return text;
 }
 
-double ChooseLimit(const PlanOptions& options, const Box& box, double possible, const std::string& worstFrame) {
+double ChooseLimit(const PlanOptions& options, double usual, double possible, const std::string& worstFrame) {
     char text[160];
     if (!options.errorLimit) {
-        const double usual = DefaultLimit(box);
         if (usual < possible && options.pWarnings != nullptr) {
             std::snprintf(text, sizeof(text),
                           "positions are so far from the origin that single precision cannot keep the usual error "
@@ -133,6 +142,43 @@ std::vector<MeshSegment> CutIntoSegments(const std::vector<ExaminedFrame>& frame
         ++segments.back().count;
     }
     return segments;
+}
+
+/// Puts neighbouring frames into stretches that are to be tracked, at most so many into one, where each would be a
+/// segment of its own otherwise.
+std::vector<MeshSegment> PutIntoStretches(const std::vector<MeshSegment>& segments,
+                                          const std::vector<ExaminedFrame>& frames, std::size_t most) {
+    const auto isAlone = [&](const MeshSegment& segment) { return segment.count == 1 && frames[segment.first].box; };
+    std::vector<MeshSegment> stretches;
+    bool goesOn = false;  // the last one is of frames that are alone
+    for (const MeshSegment& segment : segments) {
+        if (most > 1 && goesOn && isAlone(segment) &&
+            frames[segment.first].present == frames[segment.first - 1].present) {
+            if (stretches.back().count < most) {
+                ++stretches.back().count;
+                stretches.back().track = true;
+                continue;
+            }
+            stretches.push_back({segment.first, 1, {KeyFrameReason::Cause::Interval, {}}});
+        } else {
+            stretches.push_back(segment);
+            goesOn = isAlone(segment);
+        }
+    }
+    return stretches;
+}
+
+/// Makes room for tracked surfaces, which may leave the source's a little. Returns what their key frames can keep.
+double MakeRoom(const std::vector<MeshSegment>& segments, const std::vector<ExaminedFrame>& frames, double largest,
+                Box& box) {
+    double possible = 0;
+    for (const MeshSegment& segment : segments) {
+        for (std::size_t i = segment.first; segment.track && i < segment.first + segment.count; ++i) {
+            possible = std::max(possible, frames[i].trackedError);
+        }
+    }
+    box = possible > 0 ? Widened(box, largest) : box;
+    return possible;
 }
 
 /// A segment of one frame would let two key pictures of different encoders meet, which H.264 wants told apart.
@@ -199,9 +245,15 @@ ClipPlan PlanClip(const SubMeshSource& subMeshes, const PlanOptions& options,
             plan.subMeshes.push_back(i);
         }
     }
-    plan.errorLimit = ChooseLimit(options, plan.box, possible, subMeshes.Source().FrameName(worst));
+    std::vector<MeshSegment> meshes = CutIntoSegments(frames, options.keyFrameInterval);
+    const double usual = DefaultLimit(plan.box);
+    if (options.track) {
+        meshes = PutIntoStretches(meshes, frames, std::min(options.keyFrameInterval, options.segmentFrames));
+        possible = std::max(possible, MakeRoom(meshes, frames, options.track->largest, plan.box));
+    }
+    plan.errorLimit = ChooseLimit(options, usual, possible, subMeshes.Source().FrameName(worst));
     plan.surfaceLimit = std::min(plan.errorLimit / 2, plan.errorLimit - possible);
-    plan.segments = PutTogether(CutIntoSegments(frames, options.keyFrameInterval), options.segmentFrames);
+    plan.segments = PutTogether(meshes, options.segmentFrames);
     return plan;
 }
 

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "Authoring/Scene/Warnings.h"
+#include "Authoring/Track/TrackFrames.h"
 #include "Clip/Write/KeyFrameReason.h"
 #include "Clip/Write/SubMeshSource.h"
 
@@ -12,11 +13,14 @@
 
 namespace Nimb::Authoring {
 
-/// Consecutive frames whose meshes are coded without knowledge of any others. The first is a key frame.
+/// Consecutive frames whose meshes are coded without knowledge of any others. The first is a key frame. Or, with
+/// `track`, a stretch of at least two frames of which none shares its topology with its neighbours, while each has a
+/// surface of the same sub-meshes: they are put onto a few topologies first.
 struct MeshSegment {
     std::size_t first = 0;
     std::size_t count = 0;
     KeyFrameReason reason;  ///< why it begins
+    bool track = false;
 };
 
 /// Consecutive frames whose meshes and pictures are coded without knowledge of any others: one or several mesh
@@ -29,7 +33,7 @@ struct ClipSegment {
 };
 
 struct ClipPlan {
-    Box box;                             ///< of all frames
+    Box box;                             ///< of all frames, with room for tracked surfaces
     double errorLimit = 0;               ///< above 0
     double surfaceLimit = 0;             ///< what surfaces may differ by for one to go on in the other's topology; the
                                          ///< rest of the error limit is left for coding
@@ -42,6 +46,7 @@ struct ClipPlan {
 struct PlanOptions {
     std::size_t keyFrameInterval = 300;  ///< at least 1
     std::size_t segmentFrames = 300;     ///< at least 2: mesh segments are put together up to so many frames
+    std::optional<TrackOptions> track;   ///< none: no segment is to be tracked
     std::optional<double> errorLimit;    ///< none: 1/10000 of the diagonal of the clip's box
     std::size_t threads = 1;
     Warnings* pWarnings = nullptr;                    ///< may be null; told when the default limit had to be widened

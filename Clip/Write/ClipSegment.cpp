@@ -6,6 +6,7 @@
 #include "Clip/Write/MeshSegment.h"
 #include "Clip/Write/OrderedTasks.h"
 #include "Clip/Write/PictureConverter.h"
+#include "Clip/Write/SegmentTracks.h"
 
 #include <algorithm>
 #include <memory>
@@ -35,19 +36,36 @@ void Check(const std::atomic<bool>& stop) {
 /// The frames' pictures in order, prepared a few ahead.
 using Pictures = OrderedTasks<std::shared_ptr<const Image>>;
 
+std::shared_ptr<TrackedStretch> Track(const ClipWork& work, const MeshSegment& mesh, std::size_t threads,
+                                      SegmentProgress& progress, const std::atomic<bool>& stop) {
+    std::atomic<std::size_t> told{0};
+    const auto tell = [&](std::size_t done) {
+        const std::size_t before = told.exchange(done);
+        progress.tracked += done - before;  // also backwards: unsigned numbers wrap
+    };
+    auto stretch = std::make_shared<TrackedStretch>(work.subMeshes, mesh, *work.options.track, threads, stop, tell);
+    tell(mesh.count);
+    return stretch;
+}
+
 /// The meshes of a segment's frames, which are encoded ahead of the pictures.
 class Meshes {
 public:
-    Meshes(const ClipWork& work, const ClipSegment& segment, std::size_t threads, SegmentProgress& progress,
-           const std::atomic<bool>& stop)
+    Meshes(const ClipWork& work, const ClipSegment& segment, SegmentTracks& tracks, std::size_t threads,
+           SegmentProgress& progress, const std::atomic<bool>& stop)
         : m_Stop(stop),
           m_Placed(PlaceSubMeshes(work)),
           m_Options{work.options.match, work.plan.surfaceLimit, work.MeshOptions(),
                     std::max<std::size_t>(threads / segment.meshes.size(), 1)},
           m_Tasks("nimb mesh", segment.meshes.size(), std::min(threads, segment.meshes.size()), threads + 2,
-                  [this, &work, &segment, &progress](std::size_t i, const std::atomic<bool>& stopTask) {
+                  [this, &work, &segment, &tracks, &progress](std::size_t i, const std::atomic<bool>& stopTask) {
+                      const MeshSegment& mesh = segment.meshes[i];
+                      const TrackedStretch* const pTracked =
+                          mesh.track ? &tracks.Make(
+                                           i, [&] { return Track(work, mesh, m_Options.threads, progress, stopTask); })
+                                     : nullptr;
                       std::vector<SegmentFrame> frames =
-                          EncodeMeshSegment(work.subMeshes, m_Placed, segment.meshes[i], m_Options, stopTask);
+                          EncodeMeshSegment(work.subMeshes, m_Placed, mesh, pTracked, m_Options, stopTask);
                       progress.meshes += frames.size();
                       return frames;
                   }) {}
@@ -77,14 +95,18 @@ struct MeshOfFrame {
 
 /// Encodes the pictures of a segment once. `meshOf` gives the mesh of each frame, in order.
 template <class MeshOf>
-std::vector<VideoSample> EncodePictures(const ClipWork& work, const ClipSegment& segment,
+std::vector<VideoSample> EncodePictures(const ClipWork& work, const ClipSegment& segment, const SegmentTracks& tracks,
                                         const VideoTrackOptions& options, const SegmentThreads& threads,
                                         const std::atomic<bool>& stop, MeshOf&& meshOf) {
     constexpr std::size_t memory = std::size_t{1} << 30;
     const std::size_t loaders = std::min<std::size_t>(threads.pictures, 4);
     Pictures pictures("nimb atlas", segment.count, loaders, loaders + 1,
-                      [&work, &segment](std::size_t frame, const std::atomic<bool>&) {
-                          return work.pictures.Picture(segment.first + frame);
+                      [&work, &segment, &tracks](std::size_t i, const std::atomic<bool>& stopTask) {
+                          const std::size_t frame = segment.first + i;
+                          TrackedStretch* const pTracked = tracks.Of(frame, stopTask);
+                          return pTracked == nullptr
+                                     ? work.pictures.Picture(frame)
+                                     : work.pictures.Compose(pTracked->Textures(frame, work.plan.subMeshes));
                       });
     PictureConverter converter(options.width, options.height);
     KeyPictures keys(work.PictureInterval());
@@ -107,8 +129,8 @@ std::vector<VideoSample> EncodePictures(const ClipWork& work, const ClipSegment&
 /// The same, so that all pictures together have as many bytes as the plan gives them: with another quality until that
 /// is so.
 std::vector<VideoSample> EncodePicturesToSize(const ClipWork& work, const ClipSegment& segment,
-                                              const SegmentThreads& threads, const std::atomic<bool>& stop,
-                                              const std::vector<MeshOfFrame>& meshes) {
+                                              const SegmentTracks& tracks, const SegmentThreads& threads,
+                                              const std::atomic<bool>& stop, const std::vector<MeshOfFrame>& meshes) {
     std::size_t meshBytes = 0;
     for (const MeshOfFrame& mesh : meshes) {
         meshBytes += mesh.unit.empty() ? 0 : mesh.unit.size() + 4;  // with its length
@@ -118,8 +140,8 @@ std::vector<VideoSample> EncodePicturesToSize(const ClipWork& work, const ClipSe
     while (const std::optional<double> quality = search.Next()) {
         VideoTrackOptions options = work.VideoOptions();
         options.quality = *quality;
-        std::vector<VideoSample> samples =
-            EncodePictures(work, segment, options, threads, stop, [&meshes](std::size_t i) { return meshes[i]; });
+        std::vector<VideoSample> samples = EncodePictures(work, segment, tracks, options, threads, stop,
+                                                          [&meshes](std::size_t i) { return meshes[i]; });
         std::size_t bytes = 0;
         for (const VideoSample& sample : samples) {
             bytes += sample.bytes.size();
@@ -159,11 +181,12 @@ SegmentThreads ShareThreads(const ClipWork& work, std::size_t segments) {
 EncodedSegment EncodeClipSegment(const ClipWork& work, const ClipSegment& segment, const SegmentThreads& threads,
                                  SegmentProgress& progress, const std::atomic<bool>& stop) {
     EncodedSegment encoded;
-    Meshes meshes(work, segment, threads.meshes, progress, stop);
+    SegmentTracks tracks(segment);
+    Meshes meshes(work, segment, tracks, threads.meshes, progress, stop);
     const auto nextMesh = [&](std::size_t) {
         SegmentFrame frame = meshes.Next();
         encoded.frames.push_back(
-            {frame.encoded.numVertices, frame.encoded.numIndices, frame.surfaceError, frame.keyReason});
+            {frame.encoded.numVertices, frame.encoded.numIndices, frame.surfaceError, frame.keyReason, {}});
         const Bytes& bytes = frame.encoded.bytes;
         return MeshOfFrame{bytes.empty() ? Bytes() : WriteMeshNalUnit(bytes.data(), bytes.size(), NalFraming::Bare),
                            frame.encoded.isKeyFrame};
@@ -173,13 +196,18 @@ EncodedSegment EncodeClipSegment(const ClipWork& work, const ClipSegment& segmen
         for (std::size_t i = 0; i < segment.count; ++i) {
             all.push_back(nextMesh(i));
         }
-        encoded.samples = EncodePicturesToSize(work, segment, threads, stop, all);
+        encoded.samples = EncodePicturesToSize(work, segment, tracks, threads, stop, all);
         progress.pictures += segment.count;
     } else {
-        encoded.samples = EncodePictures(work, segment, work.VideoOptions(), threads, stop, [&](std::size_t i) {
+        encoded.samples = EncodePictures(work, segment, tracks, work.VideoOptions(), threads, stop, [&](std::size_t i) {
             ++progress.pictures;
             return nextMesh(i);
         });
+    }
+    for (std::size_t i = 0; i < segment.count; ++i) {
+        if (const TrackedStretch* const pTracked = tracks.Of(segment.first + i, stop)) {
+            encoded.frames[i].track = pTracked->Note(segment.first + i);
+        }
     }
     return encoded;
 }

@@ -5,6 +5,7 @@
 #include "Clip/Write/ClipPlan.h"
 #include "Clip/Write/ClipWork.h"
 #include "Clip/Write/KeyFrameReason.h"
+#include "Clip/Write/TrackNote.h"
 #include "Clip/Write/VideoParts.h"
 
 #include <atomic>
@@ -20,6 +21,7 @@ struct FrameNote {
     UINT32 indices = 0;
     double surfaceError = 0;                  ///< see SegmentFrame
     std::optional<KeyFrameReason> keyReason;  ///< of a key frame
+    std::optional<TrackNote> track;           ///< of a frame that was to be tracked
 };
 
 struct EncodedSegment {
@@ -29,11 +31,19 @@ struct EncodedSegment {
 
 /// Frames done, of all segments together. Any thread.
 struct SegmentProgress {
+    std::atomic<std::size_t> tracked{0};
     std::atomic<std::size_t> meshes{0};
     std::atomic<std::size_t> pictures{0};
 
-    /// A frame is half done when its mesh is encoded.
-    std::size_t Frames() const { return (meshes + pictures) / 2; }
+    /// `plan` has `frames`, of which `toTrack` are to be tracked. Until they are, that is what is told; frames that
+    /// need no tracking count as done. Then, a frame is half done when its mesh is encoded.
+    void Tell(std::size_t frames, std::size_t toTrack, const EncodeProgress& progress) const {
+        if (tracked < toTrack) {
+            progress(EncodeStep::Track, frames - toTrack + tracked);
+        } else {
+            progress(EncodeStep::Encode, (meshes + pictures) / 2);
+        }
+    }
 };
 
 /// How many segments to encode at a time, and with how many threads each.

@@ -31,6 +31,15 @@ const EncodeOptions& Checked(const EncodeOptions& options) {
     if (WantsStrips(options) && options.normals) {
         throw std::invalid_argument("strip frames cannot store normals");
     }
+    if (options.track && options.normals) {
+        throw std::invalid_argument("frames that are tracked cannot store normals");
+    }
+    if (options.track && !options.deltaFrames) {
+        throw std::invalid_argument("tracking is of no use with key frames alone");
+    }
+    if (options.track && !(options.track->p95 > 0 && options.track->p95 <= options.track->largest)) {
+        throw std::invalid_argument("of tracking's limits, the first must be above 0 and no larger than the second");
+    }
     return options;
 }
 
@@ -41,6 +50,7 @@ std::size_t ThreadsOf(const EncodeOptions& options) {
 PlanOptions PlanOptionsOf(const EncodeOptions& options) {
     return {options.deltaFrames ? options.keyFrameInterval : 1,
             options.segmentFrames,
+            options.track,
             options.maxError,
             ThreadsOf(options),
             options.pWarnings,
@@ -71,12 +81,20 @@ VideoTrackOptions PictureOptions(const EncodeOptions& options, const PictureSize
 
 ClipExamination ExaminationOf(const ClipPlan& plan, const PictureSize& atlas, double frameRate) {
     const ClipSegment& last = plan.segments.back();
-    ClipExamination clip{
-        last.first + last.count, frameRate, plan.subMeshes.size(), plan.maxFaces, plan.maxWelded, {}, atlas, plan.box,
-        plan.errorLimit};
+    ClipExamination clip{last.first + last.count,
+                         frameRate,
+                         plan.subMeshes.size(),
+                         plan.maxFaces,
+                         plan.maxWelded,
+                         0,
+                         {},
+                         atlas,
+                         plan.box,
+                         plan.errorLimit};
     for (const ClipSegment& segment : plan.segments) {
         for (const MeshSegment& meshes : segment.meshes) {
             clip.keyFrames.push_back({meshes.first, meshes.reason});
+            clip.toTrack += meshes.track ? meshes.count : 0;
         }
     }
     return clip;

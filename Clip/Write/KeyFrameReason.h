@@ -13,6 +13,7 @@ struct KeyFrameReason {
         Interval,     ///< the key frame interval is over
         NewTopology,  ///< it does not show the surface of the frame before
         ErrorLimit,   ///< no delta frame keeps the limit
+        TrackLost,    ///< the topology before it cannot be put onto its surface
     };
 
     Cause cause = Cause::First;

@@ -22,13 +22,14 @@ class SubMeshRuns {
 public:
     explicit SubMeshRuns(MatchRule rule) : m_Rule(rule) {}
 
-    /// The next frame's mesh; without faces when the sub-mesh does not occur in it.
-    void Add(Mesh mesh, double limit) {
+    /// The next frame's mesh; without faces when the sub-mesh does not occur in it. `begins`: it is known not to go on
+    /// with the run.
+    void Add(Mesh mesh, double limit, bool begins) {
         Place& place = m_Places.emplace_back();
         if (mesh.faces.empty()) {
             return;
         }
-        if (!m_Runs.empty()) {
+        if (!m_Runs.empty() && !begins) {
             place.match = m_Runs.back()->Add(mesh, limit);
         }
         if (!place.match.joined) {
@@ -152,22 +153,24 @@ private:
 }  // namespace
 
 std::vector<SegmentFrame> EncodeMeshSegment(const SubMeshSource& source, const std::vector<PlacedSubMesh>& subMeshes,
-                                            const MeshSegment& segment, const SegmentOptions& options,
-                                            const std::atomic<bool>& stop) {
+                                            const MeshSegment& segment, const TrackedStretch* pTracked,
+                                            const SegmentOptions& options, const std::atomic<bool>& stop) {
     std::vector<SubMeshRuns> runs;
     for (std::size_t i = 0; i < subMeshes.size(); ++i) {
         runs.emplace_back(options.match);
     }
+    const auto beginsRun = [&](std::size_t i) { return pTracked != nullptr && pTracked->BeginsRun(segment.first + i); };
     OrderedTasks<std::vector<Mesh>> loads(
-        "nimb load", segment.count, options.threads, options.threads + 1,
-        [&](std::size_t i, const std::atomic<bool>&) { return source.Load(segment.first + i); });
+        "nimb load", segment.count, options.threads, options.threads + 1, [&](std::size_t i, const std::atomic<bool>&) {
+            return pTracked != nullptr ? pTracked->Load(segment.first + i) : source.Load(segment.first + i);
+        });
     for (std::size_t i = 0; i < segment.count; ++i) {
         std::vector<Mesh> loaded = loads.Next([] {});
         if (stop) {
             return {};
         }
         for (std::size_t k = 0; k < subMeshes.size(); ++k) {
-            runs[k].Add(std::move(loaded[subMeshes[k].subMesh]), options.surfaceLimit);
+            runs[k].Add(std::move(loaded[subMeshes[k].subMesh]), options.surfaceLimit, beginsRun(i));
         }
     }
     for (SubMeshRuns& subMesh : runs) {
@@ -193,7 +196,9 @@ std::vector<SegmentFrame> EncodeMeshSegment(const SubMeshSource& source, const s
                 frame.surfaceError = std::max(frame.surfaceError, encoded.maxError + subMesh.Match(checked).distance);
             }
             if (encoded.isKeyFrame) {
-                frame.keyReason = checked == 0 ? segment.reason : ReasonInside(runs, checked);
+                frame.keyReason = checked == 0         ? segment.reason
+                                  : beginsRun(checked) ? KeyFrameReason{KeyFrameReason::Cause::TrackLost, {}}
+                                                       : ReasonInside(runs, checked);
             }
             frame.encoded = std::move(encoded);
             ++checked;

@@ -5,6 +5,7 @@
 #include "Authoring/Scene/Atlas.h"
 #include "Authoring/Scene/MatchRule.h"
 #include "Clip/Write/ClipPlan.h"
+#include "Clip/Write/TrackedStretch.h"
 
 #include <array>
 #include <atomic>
@@ -37,10 +38,12 @@ struct SegmentFrame {
 /// Loads and encodes the frames of a segment, and decodes them again with a player's reader. Any number of threads may
 /// each encode a segment. Returns early, with fewer frames, when `stop` is set.
 ///
+/// `pTracked`: where the frames of a segment come from that has been tracked; null otherwise.
+///
 /// Throws InputError for frames that cannot be encoded, std::logic_error when a frame does not come back as it was or
 /// misses the limit.
 std::vector<SegmentFrame> EncodeMeshSegment(const SubMeshSource& source, const std::vector<PlacedSubMesh>& subMeshes,
-                                            const MeshSegment& segment, const SegmentOptions& options,
-                                            const std::atomic<bool>& stop);
+                                            const MeshSegment& segment, const TrackedStretch* pTracked,
+                                            const SegmentOptions& options, const std::atomic<bool>& stop);
 
 }  // namespace Nimb::Authoring

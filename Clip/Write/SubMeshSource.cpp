@@ -16,8 +16,8 @@ bool IsInside(float value) {
     return value >= -c_TexCoordTolerance && value <= 1 + c_TexCoordTolerance;
 }
 
-std::string SizeText(std::size_t width, std::size_t height) {
-    return std::to_string(width) + " x " + std::to_string(height);
+std::string SizeText(const PictureSize& size) {
+    return std::to_string(size.width) + " x " + std::to_string(size.height);
 }
 
 void Append(const Mesh& tail, bool normals, Mesh& mesh) {
@@ -49,8 +49,7 @@ SubMeshSource::SubMeshSource(const MeshSource& source, bool normals) : m_Source(
                 throw InputError(source.FrameName(0) + ": the texture of material " + source.MaterialName(material) +
                                  " is empty");
             }
-            m_Widths.push_back(picture->width);
-            m_Heights.push_back(picture->height);
+            m_Sizes.push_back({picture->width, picture->height});
             m_Materials.emplace_back();
             pictures.push_back(std::move(picture));
         }
@@ -107,9 +106,9 @@ std::shared_ptr<const Image> SubMeshSource::Texture(std::size_t frame, std::size
         throw InputError(m_Source.FrameName(frame) + ": the texture of material " + m_Source.MaterialName(material) +
                          " " + what);
     };
-    if (picture->width != m_Widths[subMesh] || picture->height != m_Heights[subMesh]) {
-        fail(materials.front(), "has " + SizeText(picture->width, picture->height) + " pixels, in the first frame " +
-                                    SizeText(m_Widths[subMesh], m_Heights[subMesh]));
+    const PictureSize size{picture->width, picture->height};
+    if (!(size == m_Sizes[subMesh])) {
+        fail(materials.front(), "has " + SizeText(size) + " pixels, in the first frame " + SizeText(m_Sizes[subMesh]));
     }
     for (const std::size_t material : materials) {
         if (material != materials.front() && !(*m_Source.Texture(frame, material) == *picture)) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "Authoring/Codec/Mesh.h"
+#include "Authoring/Scene/Atlas.h"
 #include "Authoring/Scene/MeshSource.h"
 
 #include <cstddef>
@@ -29,6 +30,9 @@ public:
     /// picture has another size than in the first frame.
     std::shared_ptr<const Image> Texture(std::size_t frame, std::size_t subMesh) const;
 
+    /// Of a sub-mesh's picture, in all frames.
+    PictureSize TextureSize(std::size_t subMesh) const { return m_Sizes[subMesh]; }
+
     const MeshSource& Source() const { return m_Source; }
 
 private:
@@ -38,7 +42,7 @@ private:
     const bool m_Normals;
     std::vector<std::size_t> m_SubMeshOf;               // by material
     std::vector<std::vector<std::size_t>> m_Materials;  // by sub-mesh
-    std::vector<std::size_t> m_Widths, m_Heights;       // by sub-mesh
+    std::vector<PictureSize> m_Sizes;                   // by sub-mesh
 };
 
 }  // namespace Nimb::Authoring

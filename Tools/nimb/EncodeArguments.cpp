@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <cmath>
 #include <cstdio>
 #include <map>
 
@@ -127,6 +128,19 @@ void AddMeshOptions(CLI::App& sub, EncodeArguments& a) {
         ->group("Mesh");
 }
 
+void AddTrackOptions(CLI::App& sub, EncodeArguments& a) {
+    CLI::Option* const track = sub.add_flag("--track", a.track,
+                                            "put frames that were meshed one by one onto one topology as far as it "
+                                            "shows their surface, and bake their textures to fit")
+                                   ->group("Mesh");
+    sub.add_option("--track-error", a.trackError,
+                   "how far a tracked surface may be from the source's, and the source's from it, in metres or with a "
+                   "unit: in 95 of 100 places, and anywhere [1mm,5mm]")
+        ->type_name("P95[,MAX]")
+        ->needs(track)
+        ->group("Mesh");
+}
+
 void AddVideoOptions(CLI::App& sub, EncodeArguments& a) {
     sub.add_option("--atlas-size", a.atlasSize,
                    "largest size of the texture, N or WxH, even, from 16 to 4096; larger ones are scaled down [4096]")
@@ -161,6 +175,51 @@ void AddVideoOptions(CLI::App& sub, EncodeArguments& a) {
         ->group("Video");
 }
 
+/// A length such as 0.001, 1mm or 0.1cm, in metres; none for anything else.
+std::optional<double> ParseLength(const std::string& text) {
+    static const std::map<std::string, double> s_Units = {{"", 1}, {"m", 1}, {"cm", 0.01}, {"mm", 0.001}};
+    double value = 0;
+    const char* const end = text.data() + text.size();
+    const std::from_chars_result at = std::from_chars(text.data(), end, value);
+    const auto unit = s_Units.find(std::string(at.ptr, end));
+    if (at.ec != std::errc() || unit == s_Units.end() || !(value > 0 && std::isfinite(value))) {
+        return std::nullopt;
+    }
+    return value * unit->second;
+}
+
+/// "1mm,5mm", or one of them.
+Authoring::TrackOptions ParseTrackError(const std::string& text) {
+    const std::size_t comma = std::min(text.find(','), text.size());
+    const std::optional<double> p95 = ParseLength(text.substr(0, comma));
+    const std::optional<double> largest = comma == text.size() ? p95 : ParseLength(text.substr(comma + 1));
+    if (!p95 || !largest) {
+        throw UsageError("--track-error " + text + ": not lengths such as 1mm,5mm or 0.001,0.005");
+    }
+    Authoring::TrackOptions options;
+    options.largest = comma == text.size() ? *p95 * options.largest / options.p95 : *largest;
+    options.p95 = *p95;
+    if (options.largest < options.p95) {
+        throw UsageError("--track-error " + text + ": the largest distance must not be below that of 95 in 100 places");
+    }
+    return options;
+}
+
+std::optional<Authoring::TrackOptions> TrackOptionsOf(const EncodeArguments& a) {
+    if (!a.track) {
+        return std::nullopt;
+    }
+    if (a.encode.normals) {
+        throw UsageError("--track cannot be given with --normals: tracked surfaces have none of the input's");
+    }
+    if (a.delta == "none" || a.encode.keyFrameInterval == 1) {
+        throw UsageError(std::string("--track cannot be given with ") +
+                         (a.delta == "none" ? "--delta none" : "--key-interval 1") +
+                         ": it makes delta frames of key frames");
+    }
+    return a.trackError.empty() ? Authoring::TrackOptions() : ParseTrackError(a.trackError);
+}
+
 /// A shell that expands patterns of meshes and pictures hands over the files. The command line takes all of them but
 /// the first picture for inputs, so they are told apart by their extensions.
 void SortInputs(EncodeArguments& a) {
@@ -188,6 +247,7 @@ void SortInputs(EncodeArguments& a) {
 void FillIn(EncodeArguments& a) {
     a.source.upAxis = a.up == "z" ? Authoring::UpAxis::Z : Authoring::UpAxis::Y;
     a.encode.match = a.match == "exact" ? Authoring::MatchRule::Exact : Authoring::MatchRule::Surface;
+    a.encode.track = TrackOptionsOf(a);
     a.encode.delta = Chosen(DeltasByName(), a.delta);
     a.encode.deltaFrames = a.delta != "none";
     a.encode.indices = Chosen(c_Indices, a.index);
@@ -204,6 +264,7 @@ void FillIn(EncodeArguments& a) {
 void AddEncodeOptions(CLI::App& sub, EncodeArguments& a) {
     AddInputOptions(sub, a);
     AddMeshOptions(sub, a);
+    AddTrackOptions(sub, a);
     AddVideoOptions(sub, a);
 }
 

@@ -25,6 +25,8 @@ struct EncodeArguments {
     std::string atlasSize;
     int videoKilobits = 0;
     int audioKilobits = 160;
+    bool track = false;
+    std::string trackError;
     std::string match = "surface";
     std::string delta = "auto";
     std::string index = "auto";

@@ -5,6 +5,7 @@
 #include "Tools/nimb/KeyFrameText.h"
 #include "Tools/nimb/RunProgress.h"
 #include "Tools/nimb/StandardStreams.h"
+#include "Tools/nimb/TrackText.h"
 
 #include <chrono>
 #include <cstdio>
@@ -33,6 +34,9 @@ void PrintExamination(const std::string& input, const ClipExamination& clip) {
     std::printf("surface      %zu faces at most; sub-meshes: %zu\n", clip.maxFaces, clip.subMeshes);
     PrintWelded(clip);
     std::printf("key frames   %s\n", KeyFrameText(clip.keyFrames, clip.frames).c_str());
+    if (clip.toTrack > 0) {
+        std::printf("to track     %zu frames; where the track is lost, there are more key frames\n", clip.toTrack);
+    }
     std::printf("box          (%g, %g, %g) to (%g, %g, %g)\n", static_cast<double>(clip.box.min.x),
                 static_cast<double>(clip.box.min.y), static_cast<double>(clip.box.min.z),
                 static_cast<double>(clip.box.max.x), static_cast<double>(clip.box.max.y),
@@ -50,6 +54,7 @@ Json ExaminationJson(const std::string& input, const ClipExamination& clip) {
             {"maxWelded", clip.maxWelded},
             {"subMeshes", clip.subMeshes},
             {"keyFrames", ToJson(clip.keyFrames)},
+            {"toTrack", clip.toTrack},
             {"box", ToJson(clip.box)},
             {"width", clip.atlas.width},
             {"height", clip.atlas.height},
@@ -67,6 +72,9 @@ void PrintSummary(const std::string& clip, const EncodeReport& report, std::chro
         json["summary"] = ToJson(summary);
         json["maxWelded"] = report.clip.maxWelded;
         json["keyFrames"] = ToJson(report.keyFrames);
+        if (report.track) {
+            json["tracked"] = ToJson(*report.track);
+        }
         json["error"] = ErrorJson(report);
         json["elapsedSeconds"] = elapsed.count();
         Print(json);
@@ -75,6 +83,9 @@ void PrintSummary(const std::string& clip, const EncodeReport& report, std::chro
     PrintClip(reader, summary);
     PrintWelded(report.clip);
     std::printf("key frames   %s\n", KeyFrameText(report.keyFrames, summary.frames).c_str());
+    if (report.track) {
+        std::printf("tracked      %s\n", TrackText(*report.track).c_str());
+    }
     std::printf("error        surfaces %.3g apart at most (frame %zu), limit %.3g\n", report.maxError,
                 report.maxErrorFrame, report.clip.errorLimit);
     std::printf("time         %.1f s, %.1f frames/s\n", elapsed.count(),

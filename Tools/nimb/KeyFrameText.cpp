@@ -20,6 +20,8 @@ const char* CauseName(Cause cause) {
             return "topology";
         case Cause::ErrorLimit:
             return "error";
+        case Cause::TrackLost:
+            return "track";
     }
     return "";
 }
@@ -33,7 +35,7 @@ std::string Differ(const KeyFrameNote& note) {
 }  // namespace
 
 std::string KeyFrameText(const std::vector<KeyFrameNote>& keyFrames, std::size_t frames) {
-    std::array<std::size_t, 4> counts{};
+    std::array<std::size_t, 5> counts{};
     std::vector<const KeyFrameNote*> surfaces;  // those for a new topology
     for (const KeyFrameNote& note : keyFrames) {
         ++counts[static_cast<std::size_t>(note.reason.cause)];
@@ -72,6 +74,9 @@ std::string KeyFrameText(const std::vector<KeyFrameNote>& keyFrames, std::size_t
     }
     if (count(Cause::ErrorLimit) > 0) {
         text += ", " + std::to_string(count(Cause::ErrorLimit)) + " for the error limit";
+    }
+    if (count(Cause::TrackLost) > 0) {
+        text += ", " + std::to_string(count(Cause::TrackLost)) + " where the track is lost";
     }
     return text;
 }

@@ -14,7 +14,7 @@ namespace Nimb::Tool {
 /// How many there are for each reason: "4: the first, 1 for the interval, 2 for a new topology (...)".
 std::string KeyFrameText(const std::vector<Authoring::KeyFrameNote>& keyFrames, std::size_t frames);
 
-/// A list with frame, reason ("first", "interval", "topology", "error") and, of new topologies, the triangles.
+/// A list with frame, reason ("first", "interval", "topology", "error", "track") and, of new topologies, the triangles.
 nlohmann::ordered_json ToJson(const std::vector<Authoring::KeyFrameNote>& keyFrames);
 
 }  // namespace Nimb::Tool

@@ -1,4 +1,5 @@
 // `nimb plan`: lays out the work of making a clip, so that many can share it.
+#include "Clip/Write/ClipWork.h"
 #include "Tools/nimb/CommandLine.h"
 #include "Tools/nimb/Commands.h"
 #include "Tools/nimb/EncodeArguments.h"
@@ -45,11 +46,15 @@ int Plan(Arguments& a) {
         const RunOutput output = a.quiet ? RunOutput::Quiet : RunOutput::Text;
         const Authoring::JobPlan plan = RunPlan(OrderOf(a), a.folder, a.overwrite, a.encode.threads, output);
         const std::size_t segments = plan.clip.segments.size();
+        const std::size_t toTrack = ExaminationOf(plan.clip, plan.atlas, plan.frameRate).toTrack;
         const std::string folder = std::filesystem::canonical(a.folder).string();
         if (!a.quiet) {
             std::printf("%s: %zu frames in %zu segments, 0 to %zu; inputs: %zu files\n", a.folder.c_str(),
                         plan.clip.segments.back().first + plan.clip.segments.back().count, segments, segments - 1,
                         plan.files.size());
+            if (toTrack > 0) {
+                std::printf("to track: %zu frames, where their segments are encoded\n", toTrack);
+            }
         }
         for (const std::string& name : a.schedulers) {
             const Scheduler scheduler = SchedulersByName().at(name);

@@ -48,6 +48,7 @@ void Progress::Clear() {
 
 void Progress::Report(std::size_t done) {
     const Clock::time_point now = Clock::now();
+    m_First = m_First.value_or(done);
     if (!m_IsTerminal || now < m_Next) {
         return;
     }
@@ -64,7 +65,7 @@ void Progress::Report(std::size_t done) {
 
 std::string Progress::Line(std::size_t done) const {
     const double seconds = std::chrono::duration<double>(Clock::now() - m_Start).count();
-    const double rate = seconds > 0 ? static_cast<double>(done) / seconds : 0;
+    const double rate = seconds > 0 ? static_cast<double>(done - m_First.value_or(0)) / seconds : 0;
     const auto fixed = [](double value, const char* format) {
         char text[64];
         std::snprintf(text, sizeof text, format, value);

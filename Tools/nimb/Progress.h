@@ -3,6 +3,7 @@
 
 #include <chrono>
 #include <cstddef>
+#include <optional>
 #include <string>
 
 namespace Nimb::Tool {
@@ -17,6 +18,7 @@ public:
     Progress(const Progress&) = delete;
     Progress& operator=(const Progress&) = delete;
 
+    /// What the first report has done already does not count for the rate.
     void Report(std::size_t done);
 
     /// Makes room for a line of output; the next report shows the progress again.
@@ -31,7 +33,8 @@ private:
     std::size_t m_Total;
     bool m_IsTerminal;
     bool m_CanRewrite;
-    bool m_Shown = false;  ///< there is a line to clear
+    bool m_Shown = false;                ///< there is a line to clear
+    std::optional<std::size_t> m_First;  ///< done when the first report came
     Clock::time_point m_Start;
     Clock::time_point m_Next;  ///< when to show the next line
 };

@@ -16,6 +16,8 @@ const char* NameOf(EncodeStep step) {
             return "Examining";
         case EncodeStep::ExaminePictures:
             return "Looking at pictures";
+        case EncodeStep::Track:
+            return "Tracking";
         case EncodeStep::Encode:
             return "Encoding";
         case EncodeStep::Check:
