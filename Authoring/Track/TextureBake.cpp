@@ -109,7 +109,7 @@ BakedTexture BakeTexture(const ChartTexels& charts, const std::vector<TarnMeshFa
                 ++baked.unseen;
                 return;
             }
-            const glm::vec4 colour = source.Colour(seen.face, seen.weights);
+            const glm::vec4 colour = source.Colour(seen.face, seen.weights, TexturedSurface::Filter::Cubic);
             BYTE* const pixel = &baked.picture.rgba[texel * 4];
             for (int c = 0; c < 4; ++c) {
                 pixel[c] = static_cast<BYTE>(colour[c] + 0.5F);
@@ -123,6 +123,7 @@ BakedTexture BakeTexture(const ChartTexels& charts, const std::vector<TarnMeshFa
 
 double SquaredLumaError(const TexturedSurface& source, const TexturedSurface& baked, double reach) {
     constexpr std::size_t c_Places = 8192;
+    constexpr auto c_AsShown = TexturedSurface::Filter::Linear;
     const std::size_t places = std::min(c_Places, 4 * source.FaceCount());
     double sum = 0;
     std::size_t count = 0;
@@ -139,8 +140,8 @@ double SquaredLumaError(const TexturedSurface& source, const TexturedSurface& ba
         const TexturedSurface::Corners& corners = source.CornersOf(face);
         const SurfacePoint found = baked.Nearest().Facing(PointAt(corners, weights), NormalOf(corners), reach);
         if (found) {
-            const double difference =
-                LumaOf(source.Colour(face, weights)) - LumaOf(baked.Colour(found.face, found.weights));
+            const double difference = LumaOf(source.Colour(face, weights, c_AsShown)) -
+                                      LumaOf(baked.Colour(found.face, found.weights, c_AsShown));
             sum += difference * difference;
             ++count;
         }

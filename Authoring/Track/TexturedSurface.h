@@ -41,8 +41,13 @@ public:
     std::size_t FaceCount() const { return m_Corners.size(); }
     const Corners& CornersOf(std::size_t face) const { return m_Corners[face]; }
 
-    /// RGBA, 0 to 255, interpolated linearly between pixels.
-    glm::vec4 Colour(std::size_t face, const glm::dvec3& weights) const;
+    enum class Filter {
+        Linear,  ///< as players show pictures
+        Cubic,   ///< through the pixels' own values: a picture that is drawn anew with it stays sharp
+    };
+
+    /// RGBA, 0 to 255.
+    glm::vec4 Colour(std::size_t face, const glm::dvec3& weights, Filter filter) const;
 
 private:
     struct Chart {
