@@ -25,6 +25,8 @@ constexpr const char* c_Examples =
     "      the first animation of a scene, 30 frames a second\n"
     "  nimb encode 'scan/frame_%04d.obj' --texture 'scan/tex_%04d.png' --fps 25 --audio take3.wav -o take3.mp4\n"
     "      a capture: a mesh and a texture for each frame, and the sound that was recorded with it\n"
+    "  nimb encode 'scan/frame_%04d.obj' --texture 'scan/tex_%04d.png' --track --track-error 1mm,5mm -o take3.mp4\n"
+    "      the same, where every frame was meshed anew: onto as few topologies as show it that closely\n"
     "  nimb encode scan/*.ply --texture tex/*.png --dry-run\n"
     "      the same without quotes; only looks at all of it, and says what would come out\n"
     "  nimb encode scan/ --first 100 --last 399 --scale 0.01 --up z -o part.mp4\n"
