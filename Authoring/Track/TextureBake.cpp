@@ -23,11 +23,11 @@ public:
 
     /// `near`: about how far the surface is from the triangle. It decides nothing but how long Find takes.
     void LookFrom(const TexturedSurface::Corners& corners, double near) {
-        m_Normal = NormalOf(corners);
-        m_Near = std::min(near, m_Reach);
         m_Candidates.clear();
         const glm::dvec3 min = glm::min(corners[0], glm::min(corners[1], corners[2]));
         const glm::dvec3 max = glm::max(corners[0], glm::max(corners[1], corners[2]));
+        m_Normal = NormalOf(corners);
+        m_Near = std::min(std::max(near, glm::distance(min, max) / 16), m_Reach);
         for (const UINT32 face : m_Surface.Nearest().Near(min, max, m_Near)) {
             const TexturedSurface::Corners& c = m_Surface.CornersOf(face);
             if (glm::dot(NormalOf(c), m_Normal) > 0) {
