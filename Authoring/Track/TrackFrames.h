@@ -6,6 +6,7 @@
 #include <atomic>
 #include <cstddef>
 #include <functional>
+#include <optional>
 #include <vector>
 
 namespace Nimb::Authoring {
@@ -21,11 +22,13 @@ struct TrackQuality {
 };
 
 struct TrackedRun {
-    std::size_t first = 0;    // its first frame, counted from the stretch's start
-    std::size_t key = 0;      // the frame (likewise) whose mesh is the topology
-    Mesh topology;            // the key frame's mesh: faces, texture coordinates, positions
-    std::vector<Pose> poses;  // of every frame of the run
-    std::vector<TrackQuality> qualities;
+    std::size_t first = 0;  ///< frame, counted from the first of all
+    std::size_t key = 0;    ///< likewise: its mesh is the topology
+    Mesh topology;          ///< the key frame's faces and texture coordinates, and its positions in the run; no normals
+    std::vector<Pose> poses;              ///< of each frame, without normals
+    std::optional<TrackQuality> before;   ///< what its surface comes to in the frame before its first; none: not tried
+    std::optional<TrackQuality> after;    ///< likewise in the one after its last
+    std::vector<TrackQuality> qualities;  ///< of each frame; zero where a run is one frame, which is left as it was
 };
 
 /// Turns `count` consecutive frames, none of which shares its topology with its neighbours, into runs of one topology

@@ -65,6 +65,14 @@ SourceOptions SourceOptionsFrom(const Json& json) {
     return options;
 }
 
+Json JsonOf(const TrackQuality& quality) {
+    return {quality.mean, quality.p95, quality.largest};
+}
+
+TrackQuality TrackQualityFrom(const Json& json) {
+    return {json.at(0).get<double>(), json.at(1).get<double>(), json.at(2).get<double>()};
+}
+
 Json JsonOfTrack(const std::optional<TrackOptions>& options) {
     return options ? Json{options->p95, options->largest} : Json();
 }
@@ -114,25 +122,22 @@ EncodeOptions EncodeOptionsFrom(const Json& json) {
 }
 
 Json JsonOf(const KeyFrameReason& reason) {
-    return {static_cast<int>(reason.cause), reason.difference.differing, reason.difference.faces};
+    return {static_cast<int>(reason.cause), reason.difference.differing, reason.difference.faces, JsonOf(reason.lost)};
 }
 
 KeyFrameReason KeyFrameReasonFrom(const Json& json) {
     return {static_cast<KeyFrameReason::Cause>(json.at(0).get<int>()),
-            {json.at(1).get<std::size_t>(), json.at(2).get<std::size_t>()}};
+            {json.at(1).get<std::size_t>(), json.at(2).get<std::size_t>()},
+            TrackQualityFrom(json.at(3))};
 }
 
 Json JsonOf(const TrackNote& note) {
-    return {note.frame,     note.beginsRun,   note.distance.mean, note.distance.p95, note.distance.largest,
-            note.lumaError, note.unseenTexels};
+    return {note.frame, note.beginsRun, JsonOf(note.distance), note.lumaError, note.unseenTexels};
 }
 
 TrackNote TrackNoteFrom(const Json& json) {
-    return {json.at(0).get<std::size_t>(),
-            json.at(1).get<bool>(),
-            {json.at(2).get<double>(), json.at(3).get<double>(), json.at(4).get<double>()},
-            json.at(5).get<double>(),
-            json.at(6).get<double>()};
+    return {json.at(0).get<std::size_t>(), json.at(1).get<bool>(), TrackQualityFrom(json.at(2)),
+            json.at(3).get<double>(), json.at(4).get<double>()};
 }
 
 Json JsonOf(const ClipPlan& plan) {

@@ -133,11 +133,11 @@ std::vector<MeshSegment> CutIntoSegments(const std::vector<ExaminedFrame>& frame
     for (std::size_t i = 0; i < frames.size(); ++i) {
         const std::optional<FaceDifference>& difference = frames[i].difference;
         if (i == 0) {
-            segments.push_back({i, 0, {Cause::First, {}}});
+            segments.push_back({i, 0, {Cause::First, {}, {}}});
         } else if (!difference || difference->Share() > c_ClearlyDiffering) {
-            segments.push_back({i, 0, {Cause::NewTopology, difference.value_or(FaceDifference())}});
+            segments.push_back({i, 0, {Cause::NewTopology, difference.value_or(FaceDifference()), {}}});
         } else if (segments.back().count == interval) {
-            segments.push_back({i, 0, {Cause::Interval, {}}});
+            segments.push_back({i, 0, {Cause::Interval, {}, {}}});
         }
         ++segments.back().count;
     }
@@ -159,7 +159,7 @@ std::vector<MeshSegment> PutIntoStretches(const std::vector<MeshSegment>& segmen
                 stretches.back().track = true;
                 continue;
             }
-            stretches.push_back({segment.first, 1, {KeyFrameReason::Cause::Interval, {}}});
+            stretches.push_back({segment.first, 1, {KeyFrameReason::Cause::Interval, {}, {}}});
         } else {
             stretches.push_back(segment);
             goesOn = isAlone(segment);

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "Authoring/Scene/FaceDifference.h"
+#include "Authoring/Track/TrackFrames.h"
 
 #include <cstddef>
 
@@ -19,6 +20,9 @@ struct KeyFrameReason {
     Cause cause = Cause::First;
 
     FaceDifference difference;  ///< of a new topology, from the frame before: in the sub-mesh with the smallest share
+
+    TrackQuality
+        lost;  ///< where the track is lost: of the surface before in this frame, or of this one's in that before
 };
 
 struct KeyFrameNote {

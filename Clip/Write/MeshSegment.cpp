@@ -111,7 +111,7 @@ KeyFrameReason ReasonInside(const std::vector<SubMeshRuns>& runs, std::size_t fr
         }
     }
     using Cause = KeyFrameReason::Cause;
-    return least ? KeyFrameReason{Cause::NewTopology, *least} : KeyFrameReason{Cause::ErrorLimit, {}};
+    return least ? KeyFrameReason{Cause::NewTopology, *least, {}} : KeyFrameReason{Cause::ErrorLimit, {}, {}};
 }
 
 /// Decodes frames as a player does.
@@ -197,7 +197,7 @@ std::vector<SegmentFrame> EncodeMeshSegment(const SubMeshSource& source, const s
             }
             if (encoded.isKeyFrame) {
                 frame.keyReason = checked == 0         ? segment.reason
-                                  : beginsRun(checked) ? KeyFrameReason{KeyFrameReason::Cause::TrackLost, {}}
+                                  : beginsRun(checked) ? pTracked->ReasonOf(segment.first + checked)
                                                        : ReasonInside(runs, checked);
             }
             frame.encoded = std::move(encoded);

@@ -66,8 +66,8 @@ TrackedStretch::TrackedStretch(const SubMeshSource& source, const MeshSegment& s
     if (stop) {
         throw Stopped();
     }
-    for (TrackedRun& run : runs) {
-        Add(run);
+    for (std::size_t i = 0; i < runs.size(); ++i) {
+        Add(runs[i], i == 0 ? nullptr : &runs[i - 1]);
     }
     if (m_Places.size() != stretch.count) {
         throw std::logic_error(source.Source().FrameName(stretch.first) +
@@ -76,8 +76,11 @@ TrackedStretch::TrackedStretch(const SubMeshSource& source, const MeshSegment& s
     }
 }
 
-void TrackedStretch::Add(TrackedRun& tracked) {
+void TrackedStretch::Add(TrackedRun& tracked, const TrackedRun* pBefore) {
     Run& run = m_Runs.emplace_back();
+    if (pBefore != nullptr) {
+        run.lost = pBefore->after.value_or(tracked.before.value_or(TrackQuality()));
+    }
     run.topology = m_Source.Load(m_First + tracked.key);
     std::size_t vertices = 0, faces = 0;
     for (Mesh& mesh : run.topology) {
@@ -98,6 +101,13 @@ void TrackedStretch::Add(TrackedRun& tracked) {
         m_Places.push_back({m_Runs.size() - 1, i});
     }
     run.poses = std::move(tracked.poses);
+}
+
+KeyFrameReason TrackedStretch::ReasonOf(std::size_t frame) const {
+    KeyFrameReason reason;
+    reason.cause = KeyFrameReason::Cause::TrackLost;
+    reason.lost = m_Runs[PlaceOf(frame).run].lost;
+    return reason;
 }
 
 std::vector<Vec3> TrackedStretch::PositionsOf(const Place& place, std::size_t subMesh) const {

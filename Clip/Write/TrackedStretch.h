@@ -33,6 +33,9 @@ public:
 
     bool BeginsRun(std::size_t frame) const { return PlaceOf(frame).pose == 0; }
 
+    /// Why it does.
+    KeyFrameReason ReasonOf(std::size_t frame) const;
+
     /// The pictures of these sub-meshes. Bakes them each time.
     std::vector<std::shared_ptr<const Image>> Textures(std::size_t frame, const std::vector<std::size_t>& subMeshes);
 
@@ -43,13 +46,14 @@ private:
     struct Run {
         std::vector<Mesh> topology;  // by sub-mesh, without positions
         std::vector<Pose> poses;     // of all sub-meshes, one after the other
+        TrackQuality lost;           // between this run and the one before it
     };
     struct Place {
         std::size_t run, pose;
     };
     using Charts = std::vector<std::unique_ptr<const ChartTexels>>;  // by sub-mesh; null where there are no faces
 
-    void Add(TrackedRun& tracked);
+    void Add(TrackedRun& tracked, const TrackedRun* pBefore);
     const Place& PlaceOf(std::size_t frame) const { return m_Places.at(frame - m_First); }
     std::shared_ptr<const Charts> ChartsOf(std::size_t run);
     std::vector<Vec3> PositionsOf(const Place& place, std::size_t subMesh) const;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdio>
 
 namespace Nimb::Tool {
 namespace {
@@ -30,6 +31,26 @@ std::string Differ(const KeyFrameNote& note) {
     const Authoring::FaceDifference& d = note.reason.difference;
     return d.differing == 0 ? "the same triangles in the texture, but elsewhere, or in an order that stays unclear"
                             : std::to_string(d.differing) + " of " + std::to_string(d.faces) + " triangles differ";
+}
+
+/// The first few frames where the track is lost, and how far surfaces would be apart if it went on.
+std::string LossText(const std::vector<KeyFrameNote>& keyFrames) {
+    constexpr int c_Most = 3;
+    std::string text;
+    int count = 0;
+    for (const KeyFrameNote& note : keyFrames) {
+        if (note.reason.cause != Cause::TrackLost || note.reason.lost.largest == 0) {
+            continue;
+        }
+        if (count++ == c_Most) {
+            return text + "; ...)";
+        }
+        char entry[100];
+        std::snprintf(entry, sizeof entry, "frame %zu: %.3g mm at the 95th of 100, %.3g mm at most", note.frame,
+                      note.reason.lost.p95 * 1000, note.reason.lost.largest * 1000);
+        text += (text.empty() ? " (" : "; ") + std::string(entry);
+    }
+    return text.empty() ? text : text + ")";
 }
 
 }  // namespace
@@ -76,7 +97,7 @@ std::string KeyFrameText(const std::vector<KeyFrameNote>& keyFrames, std::size_t
         text += ", " + std::to_string(count(Cause::ErrorLimit)) + " for the error limit";
     }
     if (count(Cause::TrackLost) > 0) {
-        text += ", " + std::to_string(count(Cause::TrackLost)) + " where the track is lost";
+        text += ", " + std::to_string(count(Cause::TrackLost)) + " where the track is lost" + LossText(keyFrames);
     }
     return text;
 }
@@ -88,6 +109,10 @@ nlohmann::ordered_json ToJson(const std::vector<KeyFrameNote>& keyFrames) {
         if (note.reason.cause == Cause::NewTopology) {
             entry["differing"] = note.reason.difference.differing;
             entry["faces"] = note.reason.difference.faces;
+        }
+        if (note.reason.cause == Cause::TrackLost) {
+            entry["p95"] = note.reason.lost.p95;
+            entry["max"] = note.reason.lost.largest;
         }
         list.push_back(std::move(entry));
     }
