@@ -22,6 +22,7 @@ Command AddEncode(CLI::App& app);
 Command AddPlay(CLI::App& app);
 Command AddInfo(CLI::App& app);
 Command AddVerify(CLI::App& app);
+Command AddCompare(CLI::App& app);
 Command AddExport(CLI::App& app);
 Command AddWeb(CLI::App& app);
 Command AddRemux(CLI::App& app);

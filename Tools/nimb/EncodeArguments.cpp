@@ -59,47 +59,6 @@ Authoring::PictureSize ParseAtlasSize(const std::string& text) {
     return size;
 }
 
-void AddInputOptions(CLI::App& sub, EncodeArguments& a) {
-    sub.add_option("INPUT", a.inputs,
-                   "a .gltf or .glb scene, an .obj or .ply file, a numbered sequence (frame_%04d.obj), a glob "
-                   "('*.ply'), a folder of such files, or the files of a sequence one by one");
-    sub.add_option("--fps", a.source.frameRate, "frames per second")
-        ->check(CLI::Range(1.0, 1000.0))
-        ->capture_default_str()
-        ->group("Input");
-    sub.add_option("--first", a.source.firstFrame, "first frame: the number in the file name, or counted from 0")
-        ->group("Input");
-    sub.add_option("--last", a.source.lastFrame, "last frame, likewise; it is included")->group("Input");
-    sub.add_option("--texture", a.source.texture,
-                   "a picture, or a sequence of them, one a frame, instead of the textures that the input names")
-        ->group("Input");
-    sub.add_option("--animation", a.source.animation, "name or number of a scene's animation [the first]")
-        ->group("Input");
-    sub.add_option(
-           "--skip-mesh", a.source.skipMeshes,
-           "leave out everything with this name: a mesh or node of a scene, an object or group of an OBJ file; may be "
-           "given several times")
-        ->expected(1)
-        ->allow_extra_args(false)
-        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
-        ->group("Input");
-    sub.add_option("--up", a.up, "the input's upward axis")
-        ->check(CLI::IsMember({"y", "z"}))
-        ->capture_default_str()
-        ->group("Input");
-    sub.add_option("--scale", a.source.scale, "metres in one unit of the input")
-        ->check(AboveZero())
-        ->capture_default_str()
-        ->group("Input");
-    sub.add_option("--audio", a.audio, "sound, in any file that FFmpeg reads; cut or padded to the clip's length")
-        ->group("Input");
-    sub.add_option("--audio-start", a.audioStart, "leave out this many seconds at the start of the sound")
-        ->check(CLI::Range(0.0, 86400.0))
-        ->group("Input");
-    sub.add_flag("--strict", a.strict, "fail on warnings, which say what the clip does not keep of its input")
-        ->group("Input");
-}
-
 void AddMeshOptions(CLI::App& sub, EncodeArguments& a) {
     sub.add_option("--max-error", a.maxError,
                    "how far a position may be off, in metres [1/10000 of the diagonal of the clip's box]")
@@ -261,8 +220,49 @@ void FillIn(EncodeArguments& a) {
 
 }  // namespace
 
+void AddInputOptions(CLI::App& sub, EncodeArguments& a) {
+    sub.add_option("INPUT", a.inputs,
+                   "a .gltf or .glb scene, an .obj or .ply file, a numbered sequence (frame_%04d.obj), a glob "
+                   "('*.ply'), a folder of such files, or the files of a sequence one by one");
+    sub.add_option("--fps", a.source.frameRate, "frames per second")
+        ->check(CLI::Range(1.0, 1000.0))
+        ->capture_default_str()
+        ->group("Input");
+    sub.add_option("--first", a.source.firstFrame, "first frame: the number in the file name, or counted from 0")
+        ->group("Input");
+    sub.add_option("--last", a.source.lastFrame, "last frame, likewise; it is included")->group("Input");
+    sub.add_option("--texture", a.source.texture,
+                   "a picture, or a sequence of them, one a frame, instead of the textures that the input names")
+        ->group("Input");
+    sub.add_option("--animation", a.source.animation, "name or number of a scene's animation [the first]")
+        ->group("Input");
+    sub.add_option(
+           "--skip-mesh", a.source.skipMeshes,
+           "leave out everything with this name: a mesh or node of a scene, an object or group of an OBJ file; may be "
+           "given several times")
+        ->expected(1)
+        ->allow_extra_args(false)
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
+        ->group("Input");
+    sub.add_option("--up", a.up, "the input's upward axis")
+        ->check(CLI::IsMember({"y", "z"}))
+        ->capture_default_str()
+        ->group("Input");
+    sub.add_option("--scale", a.source.scale, "metres in one unit of the input")
+        ->check(AboveZero())
+        ->capture_default_str()
+        ->group("Input");
+    sub.add_option("--audio", a.audio, "sound, in any file that FFmpeg reads; cut or padded to the clip's length")
+        ->group("Input");
+    sub.add_option("--audio-start", a.audioStart, "leave out this many seconds at the start of the sound")
+        ->check(CLI::Range(0.0, 86400.0))
+        ->group("Input");
+}
+
 void AddEncodeOptions(CLI::App& sub, EncodeArguments& a) {
     AddInputOptions(sub, a);
+    sub.add_flag("--strict", a.strict, "fail on warnings, which say what the clip does not keep of its input")
+        ->group("Input");
     AddMeshOptions(sub, a);
     AddTrackOptions(sub, a);
     AddVideoOptions(sub, a);

@@ -1,4 +1,4 @@
-// The options of `nimb encode`, which `nimb plan` shares.
+// The options of `nimb encode`, which `nimb plan` shares, and `nimb compare` as far as they are about the input.
 #pragma once
 
 #include "Authoring/Source/MeshSources.h"
@@ -35,7 +35,10 @@ struct EncodeArguments {
     bool strict = false;
 };
 
-/// All but outputs and what a run prints. INPUT may be missing: Resolve checks that.
+/// What a clip is made from, and its sound. INPUT may be missing: Resolve checks that.
+void AddInputOptions(CLI::App& sub, EncodeArguments& a);
+
+/// These, and all others but outputs and what a run prints.
 void AddEncodeOptions(CLI::App& sub, EncodeArguments& a);
 
 /// Fills in the options of source and encoder. Throws UsageError.

@@ -115,10 +115,10 @@ int main(int argc, char** argv) {
     app.footer(
         "Exit status: 0 ok, 1 a problem was found, 2 usage, 3 input, 4 output.\n"
         "`nimb help COMMAND` shows a command's options, with examples.");
-    const Commands commands = {Nimb::Tool::AddEncode(app), Nimb::Tool::AddPlay(app),   Nimb::Tool::AddInfo(app),
-                               Nimb::Tool::AddVerify(app), Nimb::Tool::AddExport(app), Nimb::Tool::AddWeb(app),
-                               Nimb::Tool::AddRemux(app),  Nimb::Tool::AddPlan(app),   Nimb::Tool::AddJoin(app),
-                               Nimb::Tool::AddDemo(app)};
+    const Commands commands = {Nimb::Tool::AddEncode(app), Nimb::Tool::AddPlay(app),    Nimb::Tool::AddInfo(app),
+                               Nimb::Tool::AddVerify(app), Nimb::Tool::AddCompare(app), Nimb::Tool::AddExport(app),
+                               Nimb::Tool::AddWeb(app),    Nimb::Tool::AddRemux(app),   Nimb::Tool::AddPlan(app),
+                               Nimb::Tool::AddJoin(app),   Nimb::Tool::AddDemo(app)};
     const std::string first = argc > 1 ? argv[1] : "";
     if (first == "help") {
         return Help(app, commands, argc > 2 ? argv[2] : nullptr);

@@ -146,15 +146,7 @@ Renderer::~Renderer() {
 }
 
 void Renderer::Draw(const Player& player, const Camera& camera, const Appearance& appearance, int width, int height) {
-    const auto channel = [&](std::size_t i) { return static_cast<float>(appearance.background[i]) / 255; };
-    glViewport(0, 0, width, height);
-    glDisable(GL_SCISSOR_TEST);
-    glDisable(GL_BLEND);
-    glColorMask(GL_TRUE, GL_TRUE, GL_TRUE, GL_TRUE);
-    glDepthMask(GL_TRUE);
-    glClearColor(channel(0), channel(1), channel(2), channel(3));
-    glClear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT);
-
+    Clear(appearance, width, height);
     const float aspect = static_cast<float>(width) / static_cast<float>(height);
     if (appearance.textureOnly) {
         const float textureAspect =
@@ -168,12 +160,51 @@ void Renderer::Draw(const Player& player, const Camera& camera, const Appearance
     CheckGl("drawing");
 }
 
+void Renderer::Clear(const Appearance& appearance, int width, int height) {
+    const auto channel = [&](std::size_t i) { return static_cast<float>(appearance.background[i]) / 255; };
+    glViewport(0, 0, width, height);
+    glDisable(GL_SCISSOR_TEST);
+    glDisable(GL_BLEND);
+    glColorMask(GL_TRUE, GL_TRUE, GL_TRUE, GL_TRUE);
+    glDepthMask(GL_TRUE);
+    glClearColor(channel(0), channel(1), channel(2), channel(3));
+    glClear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT);
+    // Otherwise Mesa's software renderer loses what is drawn next, where the same multisampled framebuffer was read
+    // just before and nothing else, such as an upload, comes between.
+    glFlush();
+}
+
+void Renderer::DrawOver(const DrawnMesh& mesh, const Camera& camera, const Appearance& appearance, float aspect) {
+    BindTexture(mesh.texture, appearance.mipmaps ? GL_LINEAR_MIPMAP_LINEAR : GL_LINEAR, GL_LINEAR);
+    BeginMesh(mesh, camera, appearance, aspect);
+    // Where they begin in the buffer, which GL takes as a pointer.
+    const auto* const begin = reinterpret_cast<const void*>(mesh.firstIndex * sizeof(GLuint));
+    glDrawElements(GL_TRIANGLES, mesh.indexCount, GL_UNSIGNED_INT, begin);
+    EndMesh();
+    CheckGl("drawing");
+}
+
 void Renderer::DrawMesh(const Player& player, const Camera& camera, const Appearance& appearance, float aspect) {
     const Player::Objects& objects = player.GlObjects();
+    const DrawnMesh mesh = {objects.texture, objects.vertexBuffer, objects.indexBuffer, 0, player.Sizes().indexCount};
+    BindPicture(player, appearance.mipmaps);
+    BeginMesh(mesh, camera, appearance, aspect);
+    if (appearance.wireframe) {
+        glEnable(GL_POLYGON_OFFSET_FILL);  // makes room for the edges
+        glPolygonOffset(1, 1);
+    }
+    glDrawElements(GL_TRIANGLES, mesh.indexCount, GL_UNSIGNED_INT, nullptr);
+    glDisable(GL_POLYGON_OFFSET_FILL);
+    if (appearance.wireframe) {
+        DrawEdges(player);
+    }
+    EndMesh();
+}
+
+void Renderer::BeginMesh(const DrawnMesh& mesh, const Camera& camera, const Appearance& appearance, float aspect) {
     glEnable(GL_DEPTH_TEST);
     glDepthFunc(GL_LEQUAL);
     SetBackFaces(appearance.backFaces);
-    BindPicture(player, appearance.mipmaps);
 
     glUseProgram(m_MeshProgram);
     glUniformMatrix4fv(m_Mesh.viewProjection, 1, GL_FALSE, glm::value_ptr(ViewProjection(camera, aspect)));
@@ -183,20 +214,14 @@ void Renderer::DrawMesh(const Player& player, const Camera& camera, const Appear
     glUniform1i(m_Mesh.backFaces, appearance.backFaces == BackFaces::Mark ? 1 : 0);
 
     glBindVertexArray(m_VertexArray);
-    glBindBuffer(GL_ARRAY_BUFFER, objects.vertexBuffer);
+    glBindBuffer(GL_ARRAY_BUFFER, mesh.vertexBuffer);
     SetAttribute(0, 3, offsetof(Vertex, x));
     SetAttribute(1, 3, offsetof(Vertex, nx));
     SetAttribute(2, 2, offsetof(Vertex, u));
-    glBindBuffer(GL_ELEMENT_ARRAY_BUFFER, objects.indexBuffer);
-    if (appearance.wireframe) {
-        glEnable(GL_POLYGON_OFFSET_FILL);  // makes room for the edges
-        glPolygonOffset(1, 1);
-    }
-    glDrawElements(GL_TRIANGLES, player.Sizes().indexCount, GL_UNSIGNED_INT, nullptr);
-    glDisable(GL_POLYGON_OFFSET_FILL);
-    if (appearance.wireframe) {
-        DrawEdges(player);
-    }
+    glBindBuffer(GL_ELEMENT_ARRAY_BUFFER, mesh.indexBuffer);
+}
+
+void Renderer::EndMesh() {
     glBindVertexArray(0);
     glBindBuffer(GL_ARRAY_BUFFER, 0);
     glDisable(GL_DEPTH_TEST);

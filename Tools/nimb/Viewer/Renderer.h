@@ -5,6 +5,7 @@
 #include "Tools/nimb/Viewer/Camera.h"
 #include "Tools/nimb/Viewer/Text.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <vector>
 
@@ -25,6 +26,15 @@ struct Appearance {
     bool mipmaps = false;      ///< for textures much finer than the picture; takes time
 };
 
+/// GL names of a mesh: vertices as EngineStandIn::Vertex, 32-bit indices of triangles.
+struct DrawnMesh {
+    unsigned int texture = 0;
+    unsigned int vertexBuffer = 0;
+    unsigned int indexBuffer = 0;
+    std::size_t firstIndex = 0;
+    int indexCount = 0;
+};
+
 /// The edges of triangles, pairs of indices; degenerate triangles have none.
 std::vector<std::uint32_t> EdgesOf(const std::vector<std::uint32_t>& triangles);
 
@@ -41,6 +51,11 @@ public:
     void Draw(const EngineStandIn::Player& player, const Camera& camera, const Appearance& appearance, int width,
               int height);
 
+    // The same in steps, for what no player has: only the surface, and mipmaps are there already where they are asked
+    // for.
+    void Clear(const Appearance& appearance, int width, int height);
+    void DrawOver(const DrawnMesh& mesh, const Camera& camera, const Appearance& appearance, float aspect);
+
 private:
     struct MeshUniforms {
         int viewProjection, eye, texture, mode, backFaces;
@@ -48,6 +63,8 @@ private:
 
     void DrawMesh(const EngineStandIn::Player& player, const Camera& camera, const Appearance& appearance,
                   float aspect);
+    void BeginMesh(const DrawnMesh& mesh, const Camera& camera, const Appearance& appearance, float aspect);
+    static void EndMesh();
     void DrawEdges(const EngineStandIn::Player& player);
     /// Corners in clip coordinates; v of the texture grows downwards.
     void DrawQuad(unsigned int texture, float left, float top, float right, float bottom);
