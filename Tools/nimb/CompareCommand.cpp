@@ -38,6 +38,7 @@ struct Arguments : EncodeArguments {
     std::string failIf;
     std::string page;
     std::size_t samples = Authoring::SurfaceComparisonOptions().samples;
+    int viewHeight = 512;
     bool json = false;
     bool overwrite = false;
 };
@@ -87,7 +88,7 @@ int Compare(Arguments& a) {
     }
     const InterruptGuard interrupt;
     const std::unique_ptr<Authoring::MeshSource> source = Authoring::OpenMeshSource(a.source);
-    CompareStage stage(a.clip);
+    CompareStage stage(a.clip, a.viewHeight);
     CompareReport report{a.source.input, a.clip, CompareClip(stage, *source, a.clip, a, a.samples), {}};
     report.failed = FailedOf(conditions, report.result);
     if (!a.page.empty()) {
@@ -128,6 +129,9 @@ Command AddCompare(CLI::App& app) {
     sub->add_flag("--json", a.json, "print all figures of all frames as JSON");
     sub->add_option("--samples", a.samples, "points on each surface that are measured, besides its vertices")
         ->check(CLI::Range(std::size_t{100}, std::size_t{10'000'000}))
+        ->capture_default_str();
+    sub->add_option("--view-height", a.viewHeight, "pixels of the views that are compared")
+        ->check(CLI::Range(64, 2048))
         ->capture_default_str();
     AddOverwrite(*sub, a.overwrite);
     sub->footer(c_Examples);

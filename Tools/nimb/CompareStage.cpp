@@ -14,7 +14,6 @@ using Authoring::Image;
 using Authoring::Mesh;
 using EngineStandIn::Vertex;
 
-constexpr int c_ViewHeight = 512;
 constexpr float c_Narrowest = 0.5f, c_Widest = 2;  // width to height
 
 PlayOptions OptionsFor(const std::string& clip) {
@@ -81,13 +80,13 @@ JoinedFrame Join(const Authoring::MeshSource& source, std::size_t frame) {
     return joined;
 }
 
-CompareStage::CompareStage(const std::string& clip)
+CompareStage::CompareStage(const std::string& clip, int viewHeight)
     : m_Session(OptionsFor(clip), EngineStandIn::MakeSurfacelessContext), m_Playback(m_Session.Open(1, false)) {
     m_Appearance.background = {0, 0, 0, 0};
     m_Appearance.mipmaps = true;
     const NimbFileInfo& info = m_Playback->FileInfo();
-    const auto width = static_cast<int>(std::lround(c_ViewHeight * AspectFor(info)));
-    m_Aspect = static_cast<float>(width) / c_ViewHeight;
+    const auto width = static_cast<int>(std::lround(static_cast<float>(viewHeight) * AspectFor(info)));
+    m_Aspect = static_cast<float>(width) / static_cast<float>(viewHeight);
     const std::vector<View>& views = m_Session.Options().views;
     const Camera camera = m_Session.CameraFor(info, views, m_Aspect);
     for (const View& view : views) {
@@ -95,7 +94,7 @@ CompareStage::CompareStage(const std::string& clip)
         m_Cameras.back().yaw = view.yaw;
         m_Cameras.back().pitch = view.pitch;
     }
-    m_Session.RenderThread().Run([&] { m_Framebuffer = std::make_unique<Framebuffer>(width, c_ViewHeight); });
+    m_Session.RenderThread().Run([&] { m_Framebuffer = std::make_unique<Framebuffer>(width, viewHeight); });
 }
 
 CompareStage::~CompareStage() {
@@ -132,10 +131,8 @@ std::vector<Image> CompareStage::DrawViews(const DrawView& drawView) {
 
 std::vector<Image> CompareStage::DrawPlayed() {
     const EngineStandIn::Player& player = m_Playback->Player();
-    m_Framebuffer->Bind();
-    // Makes the mipmaps, which all views share.
-    m_Session.Renderer().Draw(player, m_Cameras.front(), m_Appearance, m_Framebuffer->Width(), m_Framebuffer->Height());
     const EngineStandIn::Player::Objects& objects = player.GlObjects();
+    MakeMipmaps(objects.texture);
     const DrawnMesh mesh = {objects.texture, objects.vertexBuffer, objects.indexBuffer, 0, player.Sizes().indexCount};
     return DrawViews(
         [&](const Camera& camera) { m_Session.Renderer().DrawOver(mesh, camera, m_Appearance, m_Aspect); });

@@ -32,7 +32,8 @@ class CompareStage {
 public:
     /// Cameras frame the clip's box. Throws Authoring::InputError when the player cannot open the clip, OutputError
     /// when there is no GL context.
-    explicit CompareStage(const std::string& clip);
+    /// `viewHeight`: of the pictures, in pixels; their width follows from the box.
+    CompareStage(const std::string& clip, int viewHeight);
     ~CompareStage();
     CompareStage(const CompareStage&) = delete;
     CompareStage& operator=(const CompareStage&) = delete;

@@ -7,6 +7,7 @@
 #include "Tools/nimb/CommandLine.h"
 #include "Tools/nimb/Commands.h"
 #include "Tools/nimb/ExitStatus.h"
+#include "Tools/nimb/HtmlText.h"
 #include "Tools/nimb/Interrupt.h"
 #include "Tools/nimb/PageFile.h"
 #include "Tools/nimb/StandardStreams.h"

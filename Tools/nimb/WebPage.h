@@ -42,7 +42,4 @@ SinglePage SingleHtml(const WebPage& page, std::string_view player);
 constexpr std::string_view c_DataBegin = "<script type=\"application/octet-stream\">";
 constexpr std::string_view c_DataEnd = "</script>\n";
 
-/// In one line.
-std::string Base64(std::string_view bytes);
-
 }  // namespace Nimb::Tool

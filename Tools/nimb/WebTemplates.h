@@ -8,5 +8,8 @@ extern const char* const c_WebSingleHtml;
 extern const char* const c_WebPageCss;
 extern const char* const c_WebPageJs;
 extern const char* const c_WebSingleJs;
+extern const char* const c_WebCompareHtml;
+extern const char* const c_WebCompareCss;
+extern const char* const c_WebCompareJs;
 
 }  // namespace Nimb::Tool

@@ -11,7 +11,7 @@ namespace {
 
 constexpr float c_Grey = 128;
 constexpr double c_White = 255;
-constexpr std::size_t c_BlockSize = 16;  // of signatures
+constexpr std::size_t c_BlocksHigh = 32;  // of signatures
 
 // SSIM.
 constexpr std::ptrdiff_t c_Radius = 5;
@@ -196,10 +196,11 @@ double Flicker(const FrameViews& views, const FrameViews& before) {
 std::vector<float> SignatureOf(const std::vector<LumaView>& views) {
     std::vector<float> signature;
     for (const LumaView& view : views) {
-        for (std::size_t top = 0; top < view.height; top += c_BlockSize) {
-            for (std::size_t left = 0; left < view.width; left += c_BlockSize) {
-                const std::size_t right = std::min(left + c_BlockSize, view.width);
-                const std::size_t bottom = std::min(top + c_BlockSize, view.height);
+        const std::size_t size = std::max<std::size_t>(view.height / c_BlocksHigh, 1);
+        for (std::size_t top = 0; top < view.height; top += size) {
+            for (std::size_t left = 0; left < view.width; left += size) {
+                const std::size_t right = std::min(left + size, view.width);
+                const std::size_t bottom = std::min(top + size, view.height);
                 float sum = 0;
                 for (std::size_t y = top; y < bottom; ++y) {
                     for (std::size_t x = left; x < right; ++x) {

@@ -12,6 +12,13 @@
 
 namespace Nimb::Tool {
 
+void MakeMipmaps(unsigned int texture) {
+    glActiveTexture(GL_TEXTURE0);
+    glBindTexture(GL_TEXTURE_2D, texture);
+    glGenerateMipmap(GL_TEXTURE_2D);
+    CheckGl("making mipmaps");
+}
+
 TextureObject::TextureObject(std::shared_ptr<const Authoring::Image> image) : m_Image(std::move(image)) {
     GLint most = 0;
     glGetIntegerv(GL_MAX_TEXTURE_SIZE, &most);
@@ -25,8 +32,8 @@ TextureObject::TextureObject(std::shared_ptr<const Authoring::Image> image) : m_
     glPixelStorei(GL_UNPACK_ALIGNMENT, 4);
     glTexImage2D(GL_TEXTURE_2D, 0, GL_RGBA8, static_cast<GLsizei>(m_Image->width),
                  static_cast<GLsizei>(m_Image->height), 0, GL_RGBA, GL_UNSIGNED_BYTE, m_Image->rgba.data());
-    glGenerateMipmap(GL_TEXTURE_2D);
     CheckGl("uploading a texture");
+    MakeMipmaps(m_Name);
 }
 
 TextureObject::~TextureObject() {

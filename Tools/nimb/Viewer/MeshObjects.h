@@ -10,7 +10,11 @@
 
 namespace Nimb::Tool {
 
-/// Render thread, also the destructors. Errors are OutputError.
+// Render thread, also the destructors. Errors are OutputError.
+
+/// Of a texture that someone else has filled.
+void MakeMipmaps(unsigned int texture);
+
 class TextureObject {
 public:
     /// With mipmaps. A picture that is larger than GL takes is refused.
