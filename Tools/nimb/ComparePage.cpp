@@ -115,7 +115,7 @@ std::string PlayerSection(const std::vector<WorstFrame>& frames) {
     }
     char rate[16];
     std::snprintf(rate, sizeof rate, "%g", c_ErrorRate);
-    return "<p>Distance to the other surface. What the clip lacks shows on the source, what it has too much on the "
+    return "<p>Distance to the other surface. What the clip lacks shows on the source, what only the clip has on the "
            "clip. Drag to turn.</p>\n<p class=\"choices\">\n" +
            buttons + "</p>\n<nimb-player preload=\"auto\" data-rate=\"" + rate +
            "\" data-first=\"0\" aria-label=\"Error on the surface\"></nimb-player>\n"

@@ -8,6 +8,7 @@
 #include <cmath>
 #include <cstdarg>
 #include <cstdio>
+#include <cstdlib>
 #include <map>
 
 namespace Nimb::Tool {
@@ -64,7 +65,7 @@ std::vector<Find> SurfaceFinds(const FrameResult& r) {
              Format("the whole surface is %.2f mm off, by (%.2f, %.2f, %.2f) mm", glm::length(mm), mm.x, mm.y, mm.z),
              glm::length(mm)});
     }
-    if (r.flippedShare >= c_LeastFlipped) {
+    if (r.flippedShare >= c_LeastFlipped && !r.parts.IsMisplaced()) {
         finds.push_back({"flipped",
                          Format("%.1f %% of the surface looks the other way: faces are flipped", r.flippedShare * 100),
                          r.flippedShare});
@@ -83,8 +84,11 @@ std::vector<Find> FindsOf(const FrameResult& r, const std::map<std::size_t, std:
     const auto found = swapped.find(r.number);
     if (found != swapped.end()) {
         const std::size_t shows = found->second;
-        return {{"swapped", Format("shows frame %zu of the source", shows), r.distance.mean,
-                 static_cast<std::ptrdiff_t>(shows) - static_cast<std::ptrdiff_t>(r.number)}};
+        const std::ptrdiff_t step = static_cast<std::ptrdiff_t>(shows) - static_cast<std::ptrdiff_t>(r.number);
+        return {{"swapped",
+                 Format("shows frame %zu of the source, %td %s its own", shows, std::abs(step),
+                        step < 0 ? "before" : "after"),
+                 r.distance.mean, step}};
     }
     std::vector<Find> finds = SurfaceFinds(r);
     if (r.texture.IsFault()) {
