@@ -224,7 +224,7 @@ TEST_F(CompareCommand, PlantedFaultsAreFoundAndNamedWithTheirFrames) {
 }
 
 TEST_F(CompareCommand, AFinelyEncodedClipHasNoFaultAndFiguresFallWithTheErrorLimit) {
-    const std::string source = Write("source", 4);
+    const std::string source = Write("source", 2);
     WriteSound(m_Folder / "sound.wav", 0.2, 0);
     double mean = 0, p99 = 0, psnr = 1000;
     for (int i = 0; i < 8; ++i) {

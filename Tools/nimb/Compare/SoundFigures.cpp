@@ -114,7 +114,9 @@ std::optional<SoundFigures> CompareSound(const std::vector<float>& source, const
     }
     SoundFigures figures;
     figures.level = 10 * std::log10(clipPower / sourcePower);
-    constexpr std::ptrdiff_t most = c_MostOffset / c_Coarse;
+    // At least half of the shorter one counts: with less, anything correlates with anything.
+    const auto shorter = static_cast<std::ptrdiff_t>(std::min(source.size(), clip.size()));
+    const std::ptrdiff_t most = std::max<std::ptrdiff_t>(std::min(c_MostOffset, shorter / 2) / c_Coarse, 1);
     const std::ptrdiff_t coarse = Search(Thinned(source), Thinned(clip), -most, most, most).offset;
     const Peak fine = Search(source, clip, (coarse - 1) * c_Coarse, (coarse + 1) * c_Coarse, c_MostOffset);
     figures.offset = static_cast<double>(fine.offset) / c_Rate;

@@ -17,7 +17,8 @@ struct SoundFigures {
     double level = 0;     ///< of the clip's sound against the source's, dB
 };
 
-/// The offset within half a second at which the cross-correlation is largest. None when either is silent.
+/// The offset within half a second, or half of the shorter sound, at which the cross-correlation is largest. None when
+/// either is silent.
 std::optional<SoundFigures> CompareSound(const std::vector<float>& source, const std::vector<float>& clip);
 
 }  // namespace Nimb::Tool
