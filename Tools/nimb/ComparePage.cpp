@@ -73,6 +73,12 @@ std::string Picture(const Image& image, const char* caption) {
            Base64(AsText(Authoring::EncodePng(image))) + "\"><figcaption>" + caption + "</figcaption></figure>\n";
 }
 
+std::string ScaleText(const WorstFrame& frame) {
+    char text[32];
+    std::snprintf(text, sizeof text, "%g mm", frame.scale * 1000);
+    return text;
+}
+
 std::string FrameSection(const WorstFrame& frame, const ComparisonResult& result) {
     std::string text;
     for (const FrameResult& r : result.frames) {
@@ -84,15 +90,8 @@ std::string FrameSection(const WorstFrame& frame, const ComparisonResult& result
     }
     return "<h3>Frame " + std::to_string(frame.number) + "</h3>\n<p class=\"faint\">" + text +
            "</p>\n<div class=\"frame\">\n" + Picture(frame.source, "source") + Picture(frame.clip, "clip") +
-           Picture(frame.difference, "difference") + Picture(frame.error, "error") + "</div>\n";
-}
-
-std::string Legend(double scale) {
-    char text[200];
-    std::snprintf(text, sizeof text,
-                  "<div class=\"legend\"><span>0 mm</span><span></span><span>%g mm and more</span></div>\n",
-                  scale * 1000);
-    return text;
+           Picture(frame.difference, "difference") + Picture(frame.error, ("error, 0 to " + ScaleText(frame)).c_str()) +
+           "</div>\n";
 }
 
 /// The web player's module; none when it has not been built.
@@ -109,28 +108,30 @@ std::optional<std::string> PlayerModule() {
 std::string PlayerSection(const std::vector<WorstFrame>& frames) {
     std::string buttons;
     for (const WorstFrame& frame : frames) {
-        const std::string number = std::to_string(frame.number);
-        buttons += "<button type=\"button\">" + number + ": clip</button><button type=\"button\">" + number +
-                   ": source</button>\n";
+        const std::string begin =
+            "<button type=\"button\" data-scale=\"" + ScaleText(frame) + "\">" + std::to_string(frame.number);
+        buttons += begin + ": clip</button>" + begin + ": source</button>\n";
     }
     char rate[16];
     std::snprintf(rate, sizeof rate, "%g", c_ErrorRate);
     return "<p>Distance to the other surface. What the clip lacks shows on the source, what only the clip has on the "
            "clip. Drag to turn.</p>\n<p class=\"choices\">\n" +
-           buttons + "</p>\n<nimb-player preload=\"auto\" data-rate=\"" + rate +
-           "\" data-first=\"0\" aria-label=\"Error on the surface\"></nimb-player>\n"
+           buttons + "</p>\n<div class=\"legend\"><span>0 mm</span><span></span><span><span id=\"scale\">" +
+           ScaleText(frames.front()) + "</span> and more</span></div>\n<nimb-player preload=\"auto\" data-rate=\"" +
+           rate +
+           "\" aria-label=\"Error on the surface\"></nimb-player>\n"
            "<script type=\"application/octet-stream\" id=\"error-clip\">" +
            Base64(EncodeErrors(frames, c_ErrorRate)) + "</script>\n";
 }
 
-std::string SurfaceSection(const std::vector<WorstFrame>& frames, double scale, bool hasPlayer) {
+std::string SurfaceSection(const std::vector<WorstFrame>& frames, bool hasPlayer) {
     if (frames.empty()) {
         return "<p>No frame could be compared.</p>";
     }
-    return Legend(scale) + (hasPlayer ? PlayerSection(frames)
-                                      : "<p>A surface that can be turned needs the web player, which was not there "
-                                        "when this page was written: <code>cmake --build --preset release --target "
-                                        "web</code>. The pictures below have the same colours.</p>");
+    return hasPlayer ? PlayerSection(frames)
+                     : "<p>A surface that can be turned needs the web player, which was not there "
+                       "when this page was written: <code>cmake --build --preset release --target "
+                       "web</code>. The pictures below have the same colours.</p>";
 }
 
 /// JSON within a script element.
@@ -147,8 +148,7 @@ std::string InlineJson(const CompareReport& report) {
 void WriteComparePage(const std::string& path, bool overwrite, const CompareReport& report, CompareStage& stage,
                       const Authoring::MeshSource& source) {
     const std::vector<std::size_t> worst = ChooseWorst(report.result);
-    const double scale = ErrorScale(report.result, worst);
-    const std::vector<WorstFrame> frames = LookAtWorst(stage, source, worst, scale);
+    const std::vector<WorstFrame> frames = LookAtWorst(stage, source, worst);
     const std::optional<std::string> player = frames.empty() ? std::nullopt : PlayerModule();
     std::string sections;
     for (const WorstFrame& frame : frames) {
@@ -164,7 +164,7 @@ void WriteComparePage(const std::string& path, bool overwrite, const CompareRepo
                            {"faults", FaultList(report)},
                            {"figures", FigureRows(report.result.summary)},
                            {"sound", SoundText(report.result.sound)},
-                           {"surface", SurfaceSection(frames, scale, player.has_value())},
+                           {"surface", SurfaceSection(frames, player.has_value())},
                            {"frames", sections},
                            {"report", InlineJson(report)},
                            {"script", InlineScript(c_WebCompareJs)}});

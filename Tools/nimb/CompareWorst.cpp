@@ -58,18 +58,19 @@ JoinedFrame AsFrame(const Mesh& mesh, const std::shared_ptr<const Image>& pictur
     return {mesh, {{0, mesh.faces.size(), picture}}};
 }
 
-WorstFrame LookAt(CompareStage& stage, const JoinedFrame& source, std::size_t number, double scale,
+WorstFrame LookAt(CompareStage& stage, const JoinedFrame& source, std::size_t number,
                   const std::shared_ptr<const Image>& colours) {
     const PlayedFrame played = stage.Played();
     const Authoring::SurfaceComparison surface = Authoring::CompareSurfaces({source.mesh.positions, source.mesh.faces},
                                                                             {played.mesh.positions, played.mesh.faces});
     WorstFrame frame;
     frame.number = number;
+    frame.scale = RoundUp(std::max(c_SmallestScale, surface.distance.percentile99));
     frame.source = Strip(stage.Draw(source));
     frame.clip = Strip(played.views);
     frame.difference = DifferenceOf(frame.source, frame.clip);
-    frame.clipErrors = PaintErrors(played.mesh, surface.fromOther.vertexDistances, scale);
-    frame.sourceErrors = PaintErrors(source.mesh, surface.fromSource.vertexDistances, scale);
+    frame.clipErrors = PaintErrors(played.mesh, surface.fromOther.vertexDistances, frame.scale);
+    frame.sourceErrors = PaintErrors(source.mesh, surface.fromSource.vertexDistances, frame.scale);
     frame.error = Strip(stage.Draw(AsFrame(frame.clipErrors, colours)));
     return frame;
 }
@@ -145,16 +146,8 @@ std::vector<std::size_t> ChooseWorst(const ComparisonResult& result) {
     return {chosen.begin(), chosen.end()};
 }
 
-double ErrorScale(const ComparisonResult& result, const std::vector<std::size_t>& frames) {
-    double scale = c_SmallestScale;
-    for (const std::size_t frame : frames) {
-        scale = std::max(scale, ResultOf(result, frame)->distance.percentile99);
-    }
-    return RoundUp(scale);
-}
-
 std::vector<WorstFrame> LookAtWorst(CompareStage& stage, const Authoring::MeshSource& source,
-                                    const std::vector<std::size_t>& frames, double scale) {
+                                    const std::vector<std::size_t>& frames) {
     const auto colours = std::make_shared<const Image>(ErrorColours());
     std::vector<WorstFrame> looks;
     stage.ForFrames(
@@ -162,7 +155,7 @@ std::vector<WorstFrame> LookAtWorst(CompareStage& stage, const Authoring::MeshSo
         [&](int number) {
             InterruptGuard::Check();
             const auto frame = static_cast<std::size_t>(number);
-            looks.push_back(LookAt(stage, Join(source, frame), frame, scale, colours));
+            looks.push_back(LookAt(stage, Join(source, frame), frame, colours));
         },
         [](int, const std::string&) {});
     return looks;

@@ -13,6 +13,7 @@ namespace Nimb::Tool {
 /// Pictures have all views beside each other.
 struct WorstFrame {
     std::size_t number = 0;
+    double scale = 0;  ///< metres: the distance that gets the last colour, above that of 99 of 100 points
     Authoring::Image source, clip;
     Authoring::Image difference;  ///< of luma, over grey
     Authoring::Image error;
@@ -22,12 +23,9 @@ struct WorstFrame {
 /// Those in which a figure is worst, and those with faults, at most eight, ascending. None without comparable frames.
 std::vector<std::size_t> ChooseWorst(const ComparisonResult& result);
 
-/// The distance that gets the last colour, in metres: rounded up from the largest of 99 of 100 of these frames.
-double ErrorScale(const ComparisonResult& result, const std::vector<std::size_t>& frames);
-
 /// Goes to the frames once more.
 std::vector<WorstFrame> LookAtWorst(CompareStage& stage, const Authoring::MeshSource& source,
-                                    const std::vector<std::size_t>& frames, double scale);
+                                    const std::vector<std::size_t>& frames);
 
 /// A clip of the surfaces, for the web player: of each frame the clip's, then the source's; `rate` frames a second.
 /// Returns the file's bytes. Throws what EncodeClip throws.

@@ -157,6 +157,7 @@ if (player && clip) {
     clip.remove();
     const choose = (chosen) => {
         player.currentTime = (buttons.indexOf(chosen) + 0.5) / Number(player.dataset.rate);
+        document.getElementById('scale').textContent = chosen.dataset.scale;
         for (const button of buttons) {
             button.setAttribute('aria-pressed', button === chosen);
         }
@@ -164,5 +165,5 @@ if (player && clip) {
     for (const button of buttons) {
         button.addEventListener('click', () => choose(button));
     }
-    player.addEventListener('loadeddata', () => choose(buttons[Number(player.dataset.first)]), { once: true });
+    player.addEventListener('loadeddata', () => choose(buttons[0]), { once: true });
 }
