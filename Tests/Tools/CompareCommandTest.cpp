@@ -207,6 +207,10 @@ TEST_F(CompareCommand, PlantedFaultsAreFoundAndNamedWithTheirFrames) {
             for (std::size_t i = 0; i < 40; ++i) {
                 std::swap(frame.mesh.faces[i + 200].v[0], frame.mesh.faces[i + 200].v[1]);
             }
+        } else if (number == 13) {
+            for (std::size_t i = frame.mesh.positions.size() / 2; i < frame.mesh.positions.size(); ++i) {
+                frame.mesh.positions[i].y -= 0.3f;  // the arm
+            }
         }
     });
     WriteSound(m_Folder / "sound.wav", 0.5, 0);
@@ -214,7 +218,7 @@ TEST_F(CompareCommand, PlantedFaultsAreFoundAndNamedWithTheirFrames) {
     Encode(planted, "--audio " + (m_Folder / "late.wav"));
     const Json json = CompareJson(source, "--audio " + (m_Folder / "sound.wav"));
     EXPECT_EQ(Faults(json), (Strings{"shifted 2-2", "missing 4-4", "texture-shift 6-6", "swapped 8-8", "swapped 10-10",
-                                     "flipped 12-12", "sound-late"}))
+                                     "flipped 12-12", "misplaced 13-13", "sound-late"}))
         << json["faults"].dump(1);
     const auto text = [&](std::size_t fault) { return json["faults"][fault]["text"].get<std::string>(); };
     EXPECT_NE(text(0).find("0.99 mm off, by (0.60, -0."), std::string::npos) << text(0);
@@ -224,12 +228,13 @@ TEST_F(CompareCommand, PlantedFaultsAreFoundAndNamedWithTheirFrames) {
 }
 
 TEST_F(CompareCommand, AFinelyEncodedClipHasNoFaultAndFiguresFallWithTheErrorLimit) {
-    const std::string source = Write("source", 2);
+    const std::string source = Write("source", 4);
     WriteSound(m_Folder / "sound.wav", 0.2, 0);
     double mean = 0, p99 = 0, psnr = 1000;
     for (int i = 0; i < 8; ++i) {
         const double limit = 0.0001 * (1 << i);
-        Encode(source, "--max-error " + std::to_string(limit) + (i == 0 ? " --audio " + (m_Folder / "sound.wav") : ""));
+        Encode(source, "--delta golomb --max-error " + std::to_string(limit) +
+                           (i == 0 ? " --audio " + (m_Folder / "sound.wav") : ""));
         const Json json = CompareJson(source, i == 0 ? "--audio " + (m_Folder / "sound.wav") : "");
         const Json& summary = json["summary"];
         EXPECT_LE(summary["max"]["worst"], limit * 1000 * 1.01) << limit;
@@ -262,6 +267,10 @@ TEST_F(CompareCommand, ConditionsGiveScriptsAStatusAndNameWhatIsWrongWithThem) {
     EXPECT_NE(failed.out.find(" mm in frame "), std::string::npos) << failed.out;
     EXPECT_NE(failed.out.find("failed: average-mean>=1e-7m: "), std::string::npos) << failed.out;
     EXPECT_EQ(failed.out.find("failed: p99"), std::string::npos) << failed.out;
+    const Json max = CompareJson(source)["summary"]["max"];
+    const std::string between = std::to_string((max["average"].get<double>() + max["worst"].get<double>()) / 2) + "mm";
+    EXPECT_EQ(Compare(source, "--fail-if 'max>" + between + "'").status, 1);
+    EXPECT_EQ(Compare(source, "--fail-if 'average-max>" + between + "'").status, 0);
 
     const char* const wrong[][2] = {
         {"p98>2mm", "'p98' is not a figure"},     {"p99>2", "the unit is missing: mm"}, {"p99>2kg", "not 'kg'"},

@@ -122,6 +122,13 @@ TEST(SurfaceComparison, AFlatSheetThatMovesOnlyAlongItselfHasNoErrorInItsPlane) 
     EXPECT_NEAR(across.pointPsnr, 10 * std::log10(2 / 1e-4), 1e-4);
     EXPECT_NEAR(across.planePsnr, across.pointPsnr, 1e-4);
     EXPECT_TRUE(std::isinf(CompareSurfaces(ViewOf(sheet), ViewOf(Shuffled(sheet, 3))).pointPsnr));
+    // A small plane at an angle over the sheet: the nearest points of the sheet are straight below, along its normal.
+    Mesh tilted = Shifted(sheet, {-0.5f, -0.5f, 0});
+    for (Vec3& p : tilted.positions) {
+        p = {p.x / 4 + 0.5f, p.y / 4 + 0.5f, 0.5f + p.x / 4};
+    }
+    const SurfaceDirection down = CompareSurfaces(ViewOf(sheet), ViewOf(tilted)).fromOther;
+    EXPECT_NEAR(down.planeRms, down.distance.rms, 1e-6);
 }
 
 TEST(SurfaceComparison, OnlyFacesThatLookTheOtherWayAreFlipped) {
