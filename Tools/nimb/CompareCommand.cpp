@@ -24,7 +24,7 @@ constexpr const char* c_Examples =
     "      distances, views and flicker, on average and in the worst frame, and faults by name\n"
     "  nimb compare 'scan/frame_%04d.obj' --texture 'scan/tex_%04d.png' --audio take3.wav take3.mp4 --html take3.html\n"
     "      the same with sound, and a page to look at: curves, the worst frames, the error on the surface\n"
-    "  nimb compare scan/ part.mp4 --first 100 --last 399 --fail-if 'p99>2mm,psnr<38,average-ssim<0.97,sound>40ms'\n"
+    "  nimb compare scan/ part.mp4 --first 100 --last 399 --fail-if 'p99>2mm,psnr<38,average-ssim<0.97'\n"
     "      for scripts: status 1 when the worst frame, or the average, is worse than that\n"
     "  nimb compare dancer.glb dancer.mp4 --json | jq '.frames[] | select(.max > 5) | .number'\n"
     "      the numbers of the frames in which a point is more than 5 mm off\n"
