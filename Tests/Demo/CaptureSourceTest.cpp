@@ -99,7 +99,7 @@ TEST(CaptureSourceTest, TheSameFramesInAnyOrderOnAnyThreads) {
     CaptureOptions options = Small();
     options.holes = 4;
     const CaptureSource one = DancerCapture(options), other = DancerCapture(options);
-    constexpr std::size_t frames = 6;  // more than are kept
+    constexpr std::size_t frames = 5;  // more than are kept
     std::array<Mesh, frames> meshes;
     std::array<std::shared_ptr<const Image>, frames> pictures;
     std::vector<std::thread> threads;
@@ -156,7 +156,7 @@ TEST(CaptureSourceTest, HandsMergeWithTheBodyAndPart) {
 
 TEST(CaptureSourceTest, HolesHaveCleanBorders) {
     CaptureOptions options = Small();
-    options.vertices = 8000;
+    options.vertices = 6000;
     options.holes = 8;
     const CaptureSource capture = DancerCapture(options);
     const Mesh mesh = MeshOf(capture, 3);
@@ -178,7 +178,8 @@ TEST(CaptureSourceTest, HolesHaveCleanBorders) {
 
 TEST(CaptureSourceTest, NoiseIsWhatWasAskedForAndTheTruthIsWithoutIt) {
     CaptureOptions options = Small();
-    options.vertices = 6000;
+    options.vertices = 3000;
+    options.truthDensity = 3;
     options.noise = 0;
     const CaptureSource clean = DancerCapture(options);
     options.noise = 0.003;
@@ -187,15 +188,15 @@ TEST(CaptureSourceTest, NoiseIsWhatWasAskedForAndTheTruthIsWithoutIt) {
     EXPECT_TRUE(AreEqual(truth, noisy.Truth(10)));
     EXPECT_EQ(ShapeOf(truth).openEdges, 0U);
     const double gap = RmsTo(MeshOf(clean, 10), truth);
-    EXPECT_LT(gap, 0.0008);
-    EXPECT_NEAR(RmsTo(MeshOf(noisy, 10), truth), 0.003, 0.0005);
+    EXPECT_LT(gap, 0.0015);
+    EXPECT_NEAR(RmsTo(MeshOf(noisy, 10), truth), 0.003, 0.0006);
     // The truth lies on the surface itself.
     const auto solid = Dancer(120).At(10);
     double sum = 0;
     for (const Vec3& p : truth.positions) {
         sum += std::pow(solid->Distance(VectorOf(p)), 2);
     }
-    EXPECT_LT(std::sqrt(sum / static_cast<double>(truth.positions.size())), 0.0005);
+    EXPECT_LT(std::sqrt(sum / static_cast<double>(truth.positions.size())), 0.0008);
 }
 
 TEST(CaptureSourceTest, ChartsDoNotOverlapAndShowTheirPlaceOnTheSurface) {
