@@ -1,7 +1,7 @@
 // Prints, as Markdown, what tracking makes of a capture whose surface is known: sizes next to those of the frames as
 // they are and of Draco, distances to the capture and to the truth, lengths of runs, time and memory.
 //
-// nimb_track_bench [FRAMES [VERTICES [NOISE, mm [HOLES]]]]
+// nimb_track_bench [FRAMES [VERTICES [NOISE, mm [HOLES [TEMPO]]]]]
 #include "Bench/Sizes/Measure.h"
 #include "Bench/Track/Gaps.h"
 #include "Bench/Track/Ways.h"
@@ -30,8 +30,8 @@ struct Known {
     std::vector<Mesh> truth;  ///< of every c_Every-th frame
 };
 
-Known Load(std::size_t frames, const Capture::CaptureOptions& options) {
-    const Capture::CaptureSource source(std::make_shared<Capture::Dancer>(frames), options);
+Known Load(std::size_t frames, double tempo, const Capture::CaptureOptions& options) {
+    const Capture::CaptureSource source(std::make_shared<Capture::Dancer>(frames, tempo), options);
     Known known;
     for (std::size_t i = 0; i < frames; ++i) {
         known.capture.push_back(source.Frame(i).meshes.front().mesh);
@@ -102,8 +102,8 @@ void PrintRuns(const Outcome& tracked) {
     std::puts("\n");
 }
 
-void Print(std::size_t frames, const Capture::CaptureOptions& options) {
-    const Known known = Load(frames, options);
+void Print(std::size_t frames, double tempo, const Capture::CaptureOptions& options) {
+    const Known known = Load(frames, tempo, options);
     double vertices = 0, faces = 0;
     for (const Mesh& mesh : known.capture) {
         vertices += static_cast<double>(mesh.positions.size()) / static_cast<double>(frames);
@@ -111,8 +111,8 @@ void Print(std::size_t frames, const Capture::CaptureOptions& options) {
     }
     const Box box = BoundingBox(known.capture.front().positions);
     const double maxError = 1e-4 * std::hypot(box.max.x - box.min.x, box.max.y - box.min.y, box.max.z - box.min.z);
-    std::printf("### Dancer, %zu frames: %.0f vertices, %.0f triangles, noise %.2g mm, %zu holes\n\n", frames, vertices,
-                faces, 1e3 * options.noise, options.holes);
+    std::printf("### Dancer at tempo %.2g, %zu frames: %.0f vertices, %.0f triangles, noise %.2g mm, %zu holes\n\n",
+                tempo, frames, vertices, faces, 1e3 * options.noise, options.holes);
 
     const Outcome tracked = Bench::EncodeTracked(known.capture, maxError);
     PrintRuns(tracked);
@@ -153,7 +153,7 @@ int main(int argc, char** argv) {
         if (frames == 0) {
             throw std::invalid_argument("the number of frames must be above 0");
         }
-        Print(frames, options);
+        Print(frames, argument(5, 1), options);
     } catch (const std::exception& error) {
         std::fprintf(stderr, "%s\n", error.what());
         return 1;

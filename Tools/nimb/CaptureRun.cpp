@@ -60,7 +60,7 @@ void CheckFolder(const CaptureArguments& arguments, std::size_t frames) {
 
 std::shared_ptr<const Capture::Subject> SubjectOf(const CaptureArguments& arguments) {
     if (arguments.input.empty()) {
-        return std::make_shared<Capture::Dancer>(arguments.frames);
+        return std::make_shared<Capture::Dancer>(arguments.frames, arguments.tempo);
     }
     SourceOptions options;
     options.input = arguments.input;

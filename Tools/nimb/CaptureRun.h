@@ -12,6 +12,7 @@ struct CaptureArguments {
     std::string input;   ///< what to capture in place of the dancer; empty: the dancer
     std::string format = "obj";
     std::size_t frames = 120;
+    double tempo = 1;          ///< of the dancer
     double millimetres = 0.5;  ///< of noise
     bool truth = true;
     Authoring::Capture::CaptureOptions options;

@@ -54,8 +54,11 @@ CLI::Option* AddCaptureOptions(CLI::App& sub, CaptureArguments& a) {
     add(sub.add_option("--of", a.input,
                        "capture this instead of the dancer: a .gltf or .glb scene, or a folder of meshes, in metres; "
                        "closed surfaces are best"));
-    add(sub.add_option("--frames", a.frames, "at most so many frames; the dance repeats after 120")
+    add(sub.add_option("--frames", a.frames, "at most so many frames; the dance repeats after 120 at tempo 1")
             ->check(CLI::Range(1, 10000))
+            ->capture_default_str());
+    add(sub.add_option("--tempo", a.tempo, "of the dance; at 1 hands reach 5 m/s")
+            ->check(CLI::Range(0.05, 4.0))
             ->capture_default_str());
     add(sub.add_option("--vertices", a.options.vertices,
                        "about so many points of the surface; more vertices, since charts repeat those at their borders")
