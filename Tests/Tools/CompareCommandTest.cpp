@@ -330,6 +330,7 @@ TEST_F(CompareCommand, FramesWithoutFacesAreNamed) {
     const Json json = CompareJson(source);
     const Strings faults = Faults(json);
     EXPECT_NE(std::find(faults.begin(), faults.end(), "no-mesh 1-1"), faults.end()) << json["faults"].dump(1);
+    EXPECT_EQ(json["faults"].dump().find("the source has none"), std::string::npos) << json["faults"].dump(1);
     EXPECT_TRUE(json["frames"][1]["mean"].is_null());
     EXPECT_TRUE(json["frames"][0]["mean"].is_number());
 }

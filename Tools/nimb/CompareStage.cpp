@@ -32,7 +32,8 @@ PlayOptions OptionsFor(const std::string& clip) {
 /// Of pictures that the box fills, seen from any of the views.
 float AspectFor(const NimbFileInfo& info) {
     const double width = std::max(info.maxX - info.minX, info.maxZ - info.minZ), height = info.maxY - info.minY;
-    return height > 0 ? std::clamp(static_cast<float>(width / height), c_Narrowest, c_Widest) : 1;
+    const bool isUsable = height > 0 && std::isfinite(width / height);  // damaged clips may say anything
+    return isUsable ? std::clamp(static_cast<float>(width / height), c_Narrowest, c_Widest) : 1;
 }
 
 /// Triangles without an area, as those that fill up the buffer, are left out, and so are vertices of earlier frames.

@@ -66,6 +66,9 @@ std::vector<Spot> FindSpots(const Mesh& clip, const LumaPicture& picture, const 
             continue;
         }
         const Coordinates here = CoordinatesAt(clip, sample.face, sample.weights);
+        if (!std::isfinite(here.u) || !std::isfinite(here.v)) {
+            continue;  // as damaged clips have them
+        }
         const Coordinates there = CoordinatesAt(source.mesh, sample.nearest.face, sample.nearest.weights);
         const Image& image = source.PictureOf(sample.nearest.face);
         const double luma = Sample(image.width, image.height, there.u * static_cast<double>(image.width),
