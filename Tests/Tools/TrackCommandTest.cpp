@@ -93,6 +93,23 @@ TEST_F(TrackCommand, WorkersTrackTheirOwnSegments) {
     EXPECT_EQ(ReadFile(Path("many.mp4")), ReadFile(Path("one.mp4")));
 }
 
+TEST_F(TrackCommand, TheSimulatorsDancerBecomesSmaller) {
+    const std::string capture = Path("dancer");
+    ASSERT_EQ(RunNimb("demo --capture " + capture + " --frames 6 --vertices 2000 --texture-size 256 --no-truth").status,
+              0);
+    const std::string common = "encode " + capture + " --preset ultrafast --json -o ";
+    const ToolResult untracked = RunNimb(common + Path("untracked.mp4"));
+    const ToolResult tracked = RunNimb(common + Path("dancer.mp4") + " --track --track-error 8mm,20mm");
+    ASSERT_EQ(tracked.status, 0) << tracked.err;
+    const nlohmann::json summary = nlohmann::json::parse(tracked.out);
+    EXPECT_GE(summary.at("tracked").at("inRuns"), 4);
+    EXPECT_LE(summary.at("tracked").at("p95").get<double>(), 0.008);
+    EXPECT_EQ(nlohmann::json::parse(untracked.out).at("keyFrames").size(), 6u);
+    EXPECT_LE(summary.at("keyFrames").size(), 3u);
+    EXPECT_LT(ReadFile(Path("dancer.mp4")).size(), ReadFile(Path("untracked.mp4")).size());
+    EXPECT_EQ(RunNimb("verify " + Path("dancer.mp4")).status, 0);
+}
+
 TEST_F(TrackCommand, SenselessOptionsAreRefused) {
     const std::pair<std::string, std::string> refused[] = {
         {"--track --normals", "--normals"},
