@@ -82,7 +82,7 @@ private:
     /// Below 0: does not count.
     double ToTarget(const glm::dvec3& p) const {
         const TargetSurface::Match match = m_Target.Nearest(p);
-        const bool isInside = match.distance > m_Options.p95 && glm::dot(p - match.position, match.normal) < 0;
+        const bool isInside = match.isInside && match.distance > m_Options.p95;
         return isInside || (match.isBoundary && match.distance < HoleReach()) ? -1 : match.distance;
     }
 

@@ -49,6 +49,12 @@ std::vector<FaceEdge> SortedEdges(const std::vector<TarnMeshFace>& faces) {
     return edges;
 }
 
+/// Along the normal, twice as long as the area is large.
+glm::dvec3 AreaVector(const Points& positions, const TarnMeshFace& face) {
+    const glm::dvec3& a = positions[face.v[0]];
+    return glm::cross(positions[face.v[1]] - a, positions[face.v[2]] - a);
+}
+
 /// Sets of vertices that grow together (union-find with path halving).
 class Groups {
 public:
@@ -92,10 +98,12 @@ WeldedSurface WeldByPlace(const Mesh& mesh) {
 Points VertexNormals(const Points& positions, const std::vector<TarnMeshFace>& faces) {
     Points normals(positions.size(), glm::dvec3(0));
     for (const TarnMeshFace& face : faces) {
-        const glm::dvec3& a = positions[face.v[0]];
-        const glm::dvec3 area = glm::cross(positions[face.v[1]] - a, positions[face.v[2]] - a);
-        for (const UINT32 v : face.v) {
-            normals[v] += area;
+        const glm::dvec3 normal = AreaVector(positions, face);
+        const double area = glm::length(normal);
+        for (std::size_t i = 0; i < 3 && area > 0; ++i) {
+            const glm::dvec3& p = positions[face.v[i]];
+            const glm::dvec3 a = positions[face.v[(i + 1) % 3]] - p, b = positions[face.v[(i + 2) % 3]] - p;
+            normals[face.v[i]] += std::atan2(area, glm::dot(a, b)) / area * normal;
         }
     }
     for (glm::dvec3& normal : normals) {
@@ -108,8 +116,7 @@ Points VertexNormals(const Points& positions, const std::vector<TarnMeshFace>& f
 double SurfaceArea(const Points& positions, const std::vector<TarnMeshFace>& faces) {
     double area = 0;
     for (const TarnMeshFace& face : faces) {
-        const glm::dvec3& a = positions[face.v[0]];
-        area += glm::length(glm::cross(positions[face.v[1]] - a, positions[face.v[2]] - a)) / 2;
+        area += glm::length(AreaVector(positions, face)) / 2;
     }
     return area;
 }
@@ -211,7 +218,7 @@ TargetSurface::TargetSurface(const Mesh& mesh)
       m_Boundary(BoundaryEdges(m_Surface.faces)),
       m_Closest(PlainOf(m_Surface.positions), m_Surface.faces) {}
 
-TargetSurface::Match TargetSurface::MatchOf(const SurfacePoint& found) const {
+TargetSurface::Match TargetSurface::MatchOf(const glm::dvec3& point, const SurfacePoint& found) const {
     Match match;
     if (!found) {
         return match;
@@ -227,6 +234,11 @@ TargetSurface::Match TargetSurface::MatchOf(const SurfacePoint& found) const {
     }
     match.isBoundary = IsAtRim(m_Boundary, found);
     match.position = glm::mix(found.position, onTangentPlanes, c_Curvature);
+    // On a face its own normal tells the sides apart, on its edges and corners the normals there (Baerentzen, Aanaes:
+    // "Signed Distance Computation Using the Angle Weighted Pseudonormal", 2005).
+    const bool isOnFace = found.weights.x > 0 && found.weights.y > 0 && found.weights.z > 0;
+    match.isInside =
+        glm::dot(point - found.position, isOnFace ? AreaVector(m_Surface.positions, face) : match.normal) < 0;
     const double length = glm::length(match.normal);
     match.isFound = length > 0.1;  // otherwise the surface is folded there
     match.normal = match.isFound ? match.normal / length : glm::dvec3(0);
@@ -234,11 +246,11 @@ TargetSurface::Match TargetSurface::MatchOf(const SurfacePoint& found) const {
 }
 
 TargetSurface::Match TargetSurface::Facing(const glm::dvec3& point, const glm::dvec3& normal, double limit) const {
-    return MatchOf(m_Closest.Facing(point, normal, limit));
+    return MatchOf(point, m_Closest.Facing(point, normal, limit));
 }
 
 TargetSurface::Match TargetSurface::Nearest(const glm::dvec3& point) const {
-    return MatchOf(m_Closest.To(point));
+    return MatchOf(point, m_Closest.To(point));
 }
 
 }  // namespace Nimb::Authoring

@@ -22,7 +22,7 @@ struct WeldedSurface {
 
 WeldedSurface WeldByPlace(const Mesh& mesh);
 
-/// Of unit length, weighted by the faces' areas; zero for vertices without a face that has an area.
+/// Of unit length, weighted by the faces' angles; zero for vertices without a face that has an area.
 Points VertexNormals(const Points& positions, const std::vector<TarnMeshFace>& faces);
 
 double SurfaceArea(const Points& positions, const std::vector<TarnMeshFace>& faces);
@@ -54,6 +54,7 @@ public:
         glm::dvec3 normal{0};  ///< smooth, of unit length
         double distance = 0;
         bool isFound = false;
+        bool isInside = false;    ///< the point that was asked for is on the surface's inner side
         bool isBoundary = false;  ///< at the rim of a hole: what belongs to the point may be missing
     };
 
@@ -64,7 +65,7 @@ public:
     Match Nearest(const glm::dvec3& point) const;
 
 private:
-    Match MatchOf(const SurfacePoint& found) const;
+    Match MatchOf(const glm::dvec3& point, const SurfacePoint& found) const;
 
     WeldedSurface m_Surface;
     Points m_Normals;
