@@ -156,7 +156,8 @@ TEST(TrackedClip, FramesThatWereMeshedAnewShareTopologies) {
 TEST(TrackedClip, FramesThatShareATopologyAreLeftAsTheyAre) {
     const TemporaryFolder folder;
     BallSource source;
-    for (const std::size_t kind : {0, 0, 0, 0, 1, 2, 2, 2}) {  // one of them is alone, but has nobody to go with
+    for (const std::size_t kind :
+         {0u, 0u, 0u, 0u, 1u, 2u, 2u, 2u}) {  // one of them is alone, but has nobody to go with
         source.Add({0, 1}, kind);
     }
     EncodeOptions options = TrackingOptions();
