@@ -1,7 +1,9 @@
 #include "Authoring/Track/TrackFrames.h"
 
 #include "Authoring/Codec/Vectors.h"
-#include "Authoring/Surface/ClosestPoint.h"
+#include "Authoring/Scene/MeshComparison.h"
+#include "Authoring/Track/SurfaceTracker.h"
+#include "Authoring/Track/TrackMeasure.h"
 
 #include <algorithm>
 #include <cmath>
@@ -13,26 +15,24 @@
 namespace Nimb::Authoring {
 namespace {
 
-std::vector<double> DistancesOf(const std::vector<Vec3>& positions, const ClosestPoint& surface) {
-    std::vector<double> distances;
-    for (const Vec3& p : positions) {
-        distances.push_back(std::sqrt(surface.To(VectorOf(p)).squaredDistance));
-    }
-    return distances;
-}
+/// Of a vertex, what is left over in many frames is noise of the key frame, which all of them would repeat; with fewer
+/// observations than this it may be theirs.
+constexpr double c_DoubtfulObservations = 2;
 
-TrackQuality QualityOf(const Mesh& topology, const Pose& pose, const Mesh& source, const ClosestPoint& surface) {
-    std::vector<double> distances = DistancesOf(pose.positions, surface);
-    const std::vector<double> back = DistancesOf(source.positions, ClosestPoint(pose.positions, topology.faces));
-    distances.insert(distances.end(), back.begin(), back.end());
-    std::sort(distances.begin(), distances.end());
-    TrackQuality quality;
-    for (const double distance : distances) {
-        quality.mean += distance / static_cast<double>(distances.size());
-    }
-    quality.p95 = distances[distances.size() * 95 / 100];
-    quality.largest = distances.back();
-    return quality;
+constexpr std::size_t c_FramesAroundKey = 4;  // on either side
+
+constexpr float c_LargestCorrection = 2;  // times the limit of the 95th percentile
+
+/// A key surface in a frame.
+struct TrackedFrame {
+    Points positions;
+    std::vector<Vec3> normals;
+    std::vector<float> offset, leftOver;  ///< see FittedFrame
+};
+
+Mesh Checked(Mesh mesh) {
+    CheckArrays(mesh);
+    return mesh;
 }
 
 struct Followed {
@@ -86,14 +86,15 @@ private:
         second.get();
     }
 
-    /// In the middle half of the frames one in which as much as possible is apart, and the nearest such to the middle.
+    /// A frame in which as much as possible is apart, of several the nearest to the middle: surfaces that are apart can
+    /// be followed until they touch, but not from there until they part.
     std::size_t ChooseKey(std::size_t begin, std::size_t end) const {
         const std::size_t count = end - begin;
         const std::size_t middle = begin + count / 2;
         std::size_t best = middle;
-        for (std::size_t distance = 1; distance <= count / 4; ++distance) {
+        for (std::size_t distance = 1; distance <= count / 2; ++distance) {
             for (const std::size_t frame : {middle - distance, middle + distance}) {
-                if (frame < end && m_Apartness[frame] > m_Apartness[best]) {
+                if (frame >= begin && frame < end && m_Apartness[frame] > m_Apartness[best]) {
                     best = frame;
                 }
             }
@@ -137,7 +138,7 @@ private:
         frames.push_back(RestingFrame(key));
         std::move(forwards.frames.begin(), forwards.frames.end(), std::back_inserter(frames));
         if (frames.size() > 1) {
-            Correct(frames);
+            Correct(backwards.frames.size(), frames);
         }
         TakePoses(key, frames, threads, run);
         Tell(frames.size());
@@ -154,16 +155,14 @@ private:
             const TargetSurface target(Load(frameAt(frames.size())));
             FittedFrame fitted = tracker.Next(target);
             const TrackQuality quality = MeasureTrack(key, fitted.positions, target, m_Options);
-            if (getenv("NIMB_TRACK_DEBUG"))
-                fprintf(stderr, "key ? frame %zu mean %.3f p95 %.3f max %.3f\n", frameAt(frames.size()),
-                        quality.mean * 1e3, quality.p95 * 1e3, quality.largest * 1e3);
-            if (quality.p95 > m_Options.p95 || quality.largest > m_Options.largest) {
+            if (quality.p95 > m_Options.p95 || quality.patch > m_Options.largest) {
                 followed.lost = quality;
                 break;
             }
             TrackedFrame& frame = frames.emplace_back();
             frame.positions = std::move(fitted.positions);
-            std::transform(fitted.normals.begin(), fitted.normals.end(), std::back_inserter(frame.normals), PlainOf);
+            frame.normals = PlainOf(fitted.normals);
+            frame.offset.assign(fitted.offset.begin(), fitted.offset.end());
             frame.leftOver.assign(fitted.leftOver.begin(), fitted.leftOver.end());
         }
         return followed;
@@ -172,24 +171,33 @@ private:
     static TrackedFrame RestingFrame(const KeySurface& key) {
         TrackedFrame frame;
         frame.positions = key.surface.positions;
-        std::transform(key.normals.begin(), key.normals.end(), std::back_inserter(frame.normals), PlainOf);
+        frame.normals = PlainOf(key.normals);
+        frame.offset.assign(frame.positions.size(), 0);
         frame.leftOver.assign(frame.positions.size(), 0);
         return frame;
     }
 
-    /// Takes the key frame's noise out of all frames: what all of them are off by, on average.
-    void Correct(std::vector<TrackedFrame>& frames) const {
+    /// Takes the key frame's noise out of all frames: what all of them are off by, on average. The key frame itself is
+    /// off by what the frames around it were moved by, too.
+    void Correct(std::size_t key, std::vector<TrackedFrame>& frames) const {
         const float most = c_LargestCorrection * static_cast<float>(m_Options.p95);
+        const std::size_t begin = key - std::min(key, c_FramesAroundKey);
+        const std::size_t end = std::min(key + c_FramesAroundKey + 1, frames.size());
         for (std::size_t v = 0; v < frames.front().positions.size(); ++v) {
-            double sum = 0, count = c_DoubtfulObservations;
+            double left = 0, seen = c_DoubtfulObservations;
             for (const TrackedFrame& frame : frames) {
                 if (!std::isnan(frame.leftOver[v])) {
-                    sum += static_cast<double>(std::clamp(frame.leftOver[v], -most, most));
-                    ++count;
+                    left += static_cast<double>(std::clamp(frame.leftOver[v], -most, most));
+                    ++seen;
                 }
             }
+            double around = 0;
+            for (std::size_t i = begin; i < end; ++i) {
+                around += static_cast<double>(std::clamp(frames[i].offset[v], -most, most));
+            }
+            frames[key].positions[v] += around / static_cast<double>(end - begin) * VectorOf(frames[key].normals[v]);
             for (TrackedFrame& frame : frames) {
-                frame.positions[v] += sum / count * VectorOf(frame.normals[v]);
+                frame.positions[v] += left / seen * VectorOf(frame.normals[v]);
             }
         }
     }
@@ -228,35 +236,9 @@ private:
 }  // namespace
 
 std::vector<TrackedRun> TrackFrames(std::size_t count, const std::function<Mesh(std::size_t)>& load,
-                                    const TrackOptions& options, std::size_t, const std::atomic<bool>& stop,
+                                    const TrackOptions& options, std::size_t threads, const std::atomic<bool>& stop,
                                     const std::function<void(std::size_t done)>& onTracked) {
-    std::vector<TrackedRun> runs;
-    for (std::size_t frame = 0; frame < count && !stop; ++frame) {
-        Mesh mesh = load(frame);
-        if (!runs.empty()) {
-            TrackedRun& run = runs.back();
-            const ClosestPoint surface(mesh.positions, mesh.faces);
-            Pose pose = run.poses.back();
-            for (Vec3& p : pose.positions) {
-                const glm::dvec3 nearest = surface.To(VectorOf(p)).position;
-                p = {static_cast<float>(nearest.x), static_cast<float>(nearest.y), static_cast<float>(nearest.z)};
-            }
-            const TrackQuality quality = QualityOf(run.topology, pose, mesh, surface);
-            if (quality.p95 <= options.p95 && quality.largest <= options.largest) {
-                run.poses.push_back(std::move(pose));
-                run.qualities.push_back(quality);
-                onTracked(frame + 1);
-                continue;
-            }
-        }
-        TrackedRun& run = runs.emplace_back();
-        run.first = run.key = frame;
-        run.poses.push_back({mesh.positions, {}});
-        run.qualities.emplace_back();
-        run.topology = std::move(mesh);
-        onTracked(frame + 1);
-    }
-    return runs;
+    return Stretch(count, load, options, stop, onTracked).Run(std::max<std::size_t>(threads, 1));
 }
 
 }  // namespace Nimb::Authoring

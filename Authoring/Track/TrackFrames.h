@@ -1,4 +1,11 @@
-// Frames that were meshed one by one, put into runs of one topology each.
+// Turns frames that were each meshed anew into runs of one topology.
+//
+// A run grows both ways from a key frame in its middle: the key frame's surface is fitted to one frame after the other
+// by an embedded deformation graph with an as-rigid-as-possible term, coarse to fine, and by an offset of each vertex
+// for what the graph is too coarse for. It ends where the distance of the surfaces, measured both ways, is above the
+// limit, and nowhere else. What is left between the runs is treated likewise. (Of this kind: Li, Adams, Guibas, Pauly,
+// "Robust Single-View Geometry and Motion Reconstruction", 2009; Collet et al., "High-Quality Streamable Free-Viewpoint
+// Video", 2015.)
 #pragma once
 
 #include "Authoring/Codec/Mesh.h"
@@ -12,13 +19,19 @@
 namespace Nimb::Authoring {
 
 struct TrackOptions {
-    double p95 =
-        0.001;  ///< metres: of the distances of a frame's surface and the tracked one, both ways, the 95th percentile
-    double largest = 0.005;  // metres
+    double p95 = 0.001;      ///< metres: of a frame's distances the 95th percentile at most
+    double largest = 0.005;  ///< metres: the largest of a patch at most
 };
 
+/// Distances in metres between a frame's surface and the tracked one, from the vertices of either to the other. What
+/// has no counterpart does not count: what is near the rim of a hole in the other surface, and of the tracked surface
+/// what lies inside the frame's, where nobody sees it, such as a palm on the hip.
 struct TrackQuality {
-    double mean = 0, p95 = 0, largest = 0;  // metres, both ways, against the source
+    double mean = 0;
+    double p95 = 0;
+    double largest = 0;
+    double patch = 0;  ///< the largest when each vertex has the least distance among its own and its neighbours': a hem
+                       ///< or a fingertip, which every frame's mesh cuts off elsewhere, does not end a run
 };
 
 struct TrackedRun {
@@ -31,9 +44,11 @@ struct TrackedRun {
     std::vector<TrackQuality> qualities;  ///< of each frame; zero where a run is one frame, which is left as it was
 };
 
-/// Turns `count` consecutive frames, none of which shares its topology with its neighbours, into runs of one topology
-/// each, covering all frames in order. `load` may be called from several threads, more than once for a frame. Same
-/// result on any number of threads.
+/// Turns `count` frames into runs that cover all of them in order; a frame that no other can be tracked to is a run of
+/// its own. `load` gives the mesh of a frame, with faces; it may be called from several threads, and more than once for
+/// a frame. `onTracked` is called from any of them, one at a time, with the number of frames that are done. The result
+/// does not depend on the number of threads. Returns early, with anything, when `stop` is set. Throws what `load`
+/// throws; std::invalid_argument for meshes whose arrays do not fit together.
 std::vector<TrackedRun> TrackFrames(std::size_t count, const std::function<Mesh(std::size_t)>& load,
                                     const TrackOptions& options, std::size_t threads, const std::atomic<bool>& stop,
                                     const std::function<void(std::size_t done)>& onTracked);

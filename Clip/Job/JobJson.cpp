@@ -66,11 +66,11 @@ SourceOptions SourceOptionsFrom(const Json& json) {
 }
 
 Json JsonOf(const TrackQuality& quality) {
-    return {quality.mean, quality.p95, quality.largest};
+    return {quality.mean, quality.p95, quality.largest, quality.patch};
 }
 
 TrackQuality TrackQualityFrom(const Json& json) {
-    return {json.at(0).get<double>(), json.at(1).get<double>(), json.at(2).get<double>()};
+    return {json.at(0).get<double>(), json.at(1).get<double>(), json.at(2).get<double>(), json.at(3).get<double>()};
 }
 
 Json JsonOfTrack(const std::optional<TrackOptions>& options) {

@@ -94,7 +94,7 @@ void AddTrackOptions(CLI::App& sub, EncodeArguments& a) {
                                    ->group("Mesh");
     sub.add_option("--track-error", a.trackError,
                    "how far a tracked surface may be from the source's, and the source's from it, in metres or with a "
-                   "unit: in 95 of 100 places, and anywhere [1mm,5mm]")
+                   "unit: in 95 of 100 places, and in any patch of the surface [1mm,5mm]")
         ->type_name("P95[,MAX]")
         ->needs(track)
         ->group("Mesh");

@@ -46,8 +46,8 @@ std::string LossText(const std::vector<KeyFrameNote>& keyFrames) {
             return text + "; ...)";
         }
         char entry[100];
-        std::snprintf(entry, sizeof entry, "frame %zu: %.3g mm at the 95th of 100, %.3g mm at most", note.frame,
-                      note.reason.lost.p95 * 1000, note.reason.lost.largest * 1000);
+        std::snprintf(entry, sizeof entry, "frame %zu: %.3g mm at the 95th of 100, patches %.3g mm", note.frame,
+                      note.reason.lost.p95 * 1000, note.reason.lost.patch * 1000);
         text += (text.empty() ? " (" : "; ") + std::string(entry);
     }
     return text.empty() ? text : text + ")";
@@ -112,7 +112,7 @@ nlohmann::ordered_json ToJson(const std::vector<KeyFrameNote>& keyFrames) {
         }
         if (note.reason.cause == Cause::TrackLost) {
             entry["p95"] = note.reason.lost.p95;
-            entry["max"] = note.reason.lost.largest;
+            entry["patch"] = note.reason.lost.patch;
         }
         list.push_back(std::move(entry));
     }

@@ -15,8 +15,8 @@ using Json = nlohmann::ordered_json;
 struct Run {
     std::size_t first = 0;
     std::size_t frames = 0;
-    Authoring::TrackQuality distance;  // of `largest`, the largest
-    std::size_t worst = 0;             // the frame that has it
+    Authoring::TrackQuality distance;  // of `largest` and `patch`, the largest
+    std::size_t worst = 0;             // the frame with that patch
     double lumaError = 0;
     double unseenTexels = 0;
 
@@ -27,8 +27,9 @@ struct Run {
         distance.p95 += note.distance.p95;
         lumaError += note.lumaError;
         unseenTexels += note.unseenTexels;
-        if (note.distance.largest >= distance.largest) {
-            distance.largest = note.distance.largest;
+        distance.largest = std::max(distance.largest, note.distance.largest);
+        if (note.distance.patch >= distance.patch) {
+            distance.patch = note.distance.patch;
             worst = note.frame;
         }
     }
@@ -77,8 +78,9 @@ Totals TotalsOf(const std::vector<TrackNote>& notes) {
 }
 
 Json NumbersOf(const Run& run) {
-    return {{"mean", run.distance.mean}, {"p95", run.distance.p95}, {"max", run.distance.largest},
-            {"maxFrame", run.worst},     {"psnr", run.Psnr()},      {"unseenTexels", run.unseenTexels}};
+    return {{"mean", run.distance.mean},       {"p95", run.distance.p95}, {"max", run.distance.largest},
+            {"patch", run.distance.patch},     {"patchFrame", run.worst}, {"psnr", run.Psnr()},
+            {"unseenTexels", run.unseenTexels}};
 }
 
 }  // namespace
@@ -94,11 +96,10 @@ std::string TrackText(const std::vector<TrackNote>& notes) {
     if (totals.runs > 0) {
         const Authoring::TrackQuality& d = totals.all.distance;
         std::snprintf(text + length, sizeof text - static_cast<std::size_t>(length),
-                      ", mean %.3g; surfaces %.2g mm apart on average, %.2g mm at the 95th of 100, %.2g mm at most "
-                      "(frame %zu); baking: luma PSNR %.1f dB, %.2g %% of the texels see nothing",
+                      ", mean %.3g; surfaces %.2g mm apart on average, %.2g mm at the 95th of 100, patches %.2g mm "
+                      "at most (frame %zu); baking: luma PSNR %.1f dB, %.2g %% of the texels see nothing",
                       static_cast<double>(totals.all.frames) / static_cast<double>(totals.runs), d.mean * 1000,
-                      d.p95 * 1000, d.largest * 1000, totals.all.worst, totals.all.Psnr(),
-                      totals.all.unseenTexels * 100);
+                      d.p95 * 1000, d.patch * 1000, totals.all.worst, totals.all.Psnr(), totals.all.unseenTexels * 100);
     }
     return text;
 }
