@@ -91,13 +91,13 @@ std::string TrackText(const std::vector<TrackNote>& notes) {
     }
     const Totals totals = TotalsOf(notes);
     char text[400];
-    int length =
-        std::snprintf(text, sizeof text, "%zu of %zu frames in %zu runs", totals.all.frames, notes.size(), totals.runs);
+    int length = std::snprintf(text, sizeof text, "%zu of %zu frames in %zu run%s", totals.all.frames, notes.size(),
+                               totals.runs, totals.runs == 1 ? "" : "s");
     if (totals.runs > 0) {
         const Authoring::TrackQuality& d = totals.all.distance;
         std::snprintf(text + length, sizeof text - static_cast<std::size_t>(length),
                       ", mean %.3g; surfaces %.2g mm apart on average, %.2g mm at the 95th of 100, patches %.2g mm "
-                      "at most (frame %zu); baking: luma PSNR %.1f dB, %.2g %% of the texels see nothing",
+                      "at most (frame %zu); baking: luma PSNR %.1f dB, %.3g %% of the texels see nothing",
                       static_cast<double>(totals.all.frames) / static_cast<double>(totals.runs), d.mean * 1000,
                       d.p95 * 1000, d.patch * 1000, totals.all.worst, totals.all.Psnr(), totals.all.unseenTexels * 100);
     }
