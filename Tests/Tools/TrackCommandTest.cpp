@@ -95,8 +95,10 @@ TEST_F(TrackCommand, WorkersTrackTheirOwnSegments) {
 
 TEST_F(TrackCommand, TheSimulatorsDancerBecomesSmaller) {
     const std::string capture = Path("dancer");
-    ASSERT_EQ(RunNimb("demo --capture " + capture + " --frames 6 --vertices 2000 --texture-size 256 --no-truth").status,
-              0);
+    ASSERT_EQ(
+        RunNimb("demo --capture " + capture + " --frames 6 --tempo 0.25 --vertices 3000 --texture-size 256 --no-truth")
+            .status,
+        0);
     const std::string common = "encode " + capture + " --preset ultrafast --json -o ";
     const ToolResult untracked = RunNimb(common + Path("untracked.mp4"));
     const ToolResult tracked = RunNimb(common + Path("dancer.mp4") + " --track --track-error 8mm,20mm");
