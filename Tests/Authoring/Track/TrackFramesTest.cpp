@@ -2,6 +2,7 @@
 #include "Authoring/Track/TrackFrames.h"
 
 #include "Authoring/Surface/ClosestPoint.h"
+#include "Authoring/Track/TrackMeasure.h"
 #include "Authoring/Track/TrackedSurface.h"
 #include "Tests/Support/Meshes.h"
 
@@ -108,6 +109,93 @@ TEST(TrackFrames, AForeignFrameIsARunOfItsOwn) {
         ranges.push_back({run.first, run.poses.size()});
     }
     EXPECT_EQ(ranges, (std::vector<std::array<std::size_t, 2>>{{0, 5}, {5, 1}, {6, 3}}));
+}
+
+TEST(TrackFrames, ALimbIsFollowedAsItTurnsFasterAndFaster) {
+    // Away from the key frame, four, its end moves by 16 cm in the first frame, by 40 in the last.
+    constexpr std::size_t key = 4;
+    const auto load = [](std::size_t frame) {
+        Mesh mesh = Limb(0.3, 61 + static_cast<UINT32>(frame) % 5, 22 + static_cast<UINT32>(frame) % 3,
+                         0.37 * static_cast<double>(frame));
+        const auto away = static_cast<double>(frame < key ? key - frame : frame - key);
+        const double turn = (frame < key ? -1 : 1) * (0.2 * away + 0.05 * away * (away - 1));
+        for (Vec3& p : mesh.positions) {
+            const double x = p.x, y = p.y;
+            p.x = static_cast<float>(std::cos(turn) * x - std::sin(turn) * y);
+            p.y = static_cast<float>(std::sin(turn) * x + std::cos(turn) * y);
+        }
+        return mesh;
+    };
+    const std::vector<TrackedRun> runs = TrackLimbs(9, load);
+    ASSERT_EQ(runs.size(), 1U);
+    EXPECT_EQ(runs.front().key, key);
+    EXPECT_LT(runs.front().qualities.front().p95, 0.001);
+    EXPECT_LT(runs.front().qualities.back().p95, 0.001);
+}
+
+/// Two limbs side by side; joined by a tube of six faces, or not.
+Mesh TwoLimbs(double bend, bool areJoined) {
+    Mesh two = Limb(bend, 41, 22, 0);
+    const std::vector<TarnMeshFace> faces = two.faces;
+    const auto base = static_cast<UINT32>(two.positions.size());
+    for (UINT32 v = 0; v < base; ++v) {
+        two.positions.push_back({two.positions[v].x, two.positions[v].y, two.positions[v].z + 0.13F});
+        two.texCoords.push_back(two.texCoords[v]);
+    }
+    for (const TarnMeshFace& face : faces) {
+        two.faces.push_back({{face.v[0] + base, face.v[1] + base, face.v[2] + base}});
+    }
+    if (areJoined) {
+        const std::size_t from = 500, to = faces.size() + 540;
+        const TarnMeshFace a = two.faces[from], b = two.faces[to];
+        for (std::size_t i = 0; i < 3; ++i) {
+            const UINT32 a0 = a.v[i], a1 = a.v[(i + 1) % 3], b0 = b.v[(3 - i) % 3], b1 = b.v[(5 - i) % 3];
+            two.faces.push_back({{a0, a1, b0}});
+            two.faces.push_back({{a1, b1, b0}});
+        }
+        two.faces.erase(two.faces.begin() + static_cast<std::ptrdiff_t>(to));
+        two.faces.erase(two.faces.begin() + static_cast<std::ptrdiff_t>(from));
+    }
+    return two;
+}
+
+TEST(TrackFrames, TheKeyFrameIsOneInWhichLimbsAreApart) {
+    const std::vector<TrackedRun> runs =
+        TrackLimbs(5, [](std::size_t frame) { return TwoLimbs(0.3 + 0.02 * static_cast<double>(frame), frame != 1); });
+    const auto has = [](const TrackedRun& run) { return run.first <= 1 && 1 < run.first + run.poses.size(); };
+    const auto found = std::find_if(runs.begin(), runs.end(), has);
+    ASSERT_NE(found, runs.end());
+    EXPECT_EQ(found->key, 1U);
+    EXPECT_GT(found->poses.size(), 1U);
+}
+
+TEST(MeasureTrack, WhatIsLostOrTornCountsAndHolesDoNot) {
+    const TrackOptions options;
+    const Mesh limb = Limb(0.3, 41, 22, 0);
+    const KeySurface key(limb);
+    const auto patch = [&](const Points& positions, const Mesh& frame) {
+        return MeasureTrack(key, positions, TargetSurface(frame), options).patch;
+    };
+    EXPECT_LT(patch(key.surface.positions, limb), 1e-6);
+    EXPECT_GT(patch(key.surface.positions, TwoLimbs(0.3, false)), 0.1) << "a limb that the key frame does not have";
+
+    Mesh holed = limb;
+    holed.faces.erase(holed.faces.begin() + 400, holed.faces.begin() + 404);
+    EXPECT_LT(patch(key.surface.positions, holed), 1e-6);
+
+    // Torn apart in the frame: the key frame's faces between the halves become a web.
+    Mesh torn = limb;
+    const auto isFar = [&](UINT32 v) { return v > limb.positions.size() / 2; };
+    for (UINT32 v = 0; v < torn.positions.size(); ++v) {
+        torn.positions[v].z += isFar(v) ? 0.3F : 0;
+    }
+    const Points moved = WeldByPlace(torn).positions;
+    torn.faces.erase(std::remove_if(torn.faces.begin(), torn.faces.end(),
+                                    [&](const TarnMeshFace& f) {
+                                        return isFar(f.v[0]) != isFar(f.v[1]) || isFar(f.v[0]) != isFar(f.v[2]);
+                                    }),
+                     torn.faces.end());
+    EXPECT_GT(patch(moved, torn), 0.04);
 }
 
 TEST(TrackFrames, TheNumberOfThreadsDoesNotMatter) {
