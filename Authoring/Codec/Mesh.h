@@ -29,6 +29,21 @@ struct Mesh {
     std::vector<TarnMeshFace> faces;
 };
 
+/// Appends a mesh. The result has normals if both have.
+inline void Append(Mesh& mesh, const Mesh& tail) {
+    if (mesh.normals.size() == mesh.positions.size() && tail.normals.size() == tail.positions.size()) {
+        mesh.normals.insert(mesh.normals.end(), tail.normals.begin(), tail.normals.end());
+    } else {
+        mesh.normals.clear();
+    }
+    const auto base = static_cast<UINT32>(mesh.positions.size());
+    mesh.positions.insert(mesh.positions.end(), tail.positions.begin(), tail.positions.end());
+    mesh.texCoords.insert(mesh.texCoords.end(), tail.texCoords.begin(), tail.texCoords.end());
+    for (const TarnMeshFace& face : tail.faces) {
+        mesh.faces.push_back({{base + face.v[0], base + face.v[1], base + face.v[2]}});
+    }
+}
+
 /// A mesh at one time: what changes while faces and texture coordinates stay.
 struct Pose {
     std::vector<Vec3> positions;

@@ -60,18 +60,4 @@ Mesh FinishPainted(const Mesh& mesh, PaintedSurface surface) {
     return finished;
 }
 
-void Append(Mesh& mesh, const Mesh& tail) {
-    if (mesh.normals.size() == mesh.positions.size() && tail.normals.size() == tail.positions.size()) {
-        mesh.normals.insert(mesh.normals.end(), tail.normals.begin(), tail.normals.end());
-    } else {
-        mesh.normals.clear();
-    }
-    const auto base = static_cast<UINT32>(mesh.positions.size());
-    mesh.positions.insert(mesh.positions.end(), tail.positions.begin(), tail.positions.end());
-    mesh.texCoords.insert(mesh.texCoords.end(), tail.texCoords.begin(), tail.texCoords.end());
-    for (const TarnMeshFace& face : tail.faces) {
-        mesh.faces.push_back({{base + face.v[0], base + face.v[1], base + face.v[2]}});
-    }
-}
-
 }  // namespace Nimb::Authoring

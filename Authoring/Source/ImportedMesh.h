@@ -45,7 +45,4 @@ Mesh FinishPainted(const Mesh& mesh, PaintedSurface surface);
 /// The warning where colours are not kept.
 constexpr const char* c_DroppedColours = "vertex colours are ignored, since there is a texture";
 
-/// Appends a mesh. The result has normals if both have.
-void Append(Mesh& mesh, const Mesh& tail);
-
 }  // namespace Nimb::Authoring

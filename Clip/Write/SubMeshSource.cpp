@@ -20,19 +20,6 @@ std::string SizeText(const PictureSize& size) {
     return std::to_string(size.width) + " x " + std::to_string(size.height);
 }
 
-void Append(const Mesh& tail, bool normals, Mesh& mesh) {
-    const auto base = static_cast<UINT32>(mesh.positions.size());
-    mesh.positions.insert(mesh.positions.end(), tail.positions.begin(), tail.positions.end());
-    mesh.texCoords.insert(mesh.texCoords.end(), tail.texCoords.begin(), tail.texCoords.end());
-    if (normals) {
-        mesh.normals.insert(mesh.normals.end(), tail.normals.begin(), tail.normals.end());
-    }
-    mesh.faces.reserve(mesh.faces.size() + tail.faces.size());
-    for (const TarnMeshFace& face : tail.faces) {
-        mesh.faces.push_back({{face.v[0] + base, face.v[1] + base, face.v[2] + base}});
-    }
-}
-
 }  // namespace
 
 SubMeshSource::SubMeshSource(const MeshSource& source, bool normals) : m_Source(source), m_Normals(normals) {
@@ -93,7 +80,12 @@ std::vector<Mesh> SubMeshSource::Load(std::size_t frame, std::size_t* pWelded) c
     for (const MaterialMesh& materialMesh : loaded.meshes) {
         Check(materialMesh, frame);
         if (!materialMesh.mesh.faces.empty()) {
-            Append(materialMesh.mesh, m_Normals, meshes[m_SubMeshOf.at(materialMesh.material)]);
+            Append(meshes[m_SubMeshOf.at(materialMesh.material)], materialMesh.mesh);
+        }
+    }
+    for (Mesh& mesh : meshes) {
+        if (!m_Normals) {
+            mesh.normals.clear();
         }
     }
     return meshes;

@@ -20,12 +20,7 @@ constexpr std::size_t c_MostCharts = 2;
 Mesh Concatenated(const std::vector<Mesh>& meshes) {
     Mesh all;
     for (const Mesh& mesh : meshes) {
-        const auto base = static_cast<UINT32>(all.positions.size());
-        all.positions.insert(all.positions.end(), mesh.positions.begin(), mesh.positions.end());
-        all.texCoords.insert(all.texCoords.end(), mesh.texCoords.begin(), mesh.texCoords.end());
-        for (const TarnMeshFace& face : mesh.faces) {
-            all.faces.push_back({{face.v[0] + base, face.v[1] + base, face.v[2] + base}});
-        }
+        Append(all, mesh);
     }
     return all;
 }
