@@ -1,5 +1,7 @@
 #include "Authoring/Scene/SurfaceDistance.h"
 
+#include "Authoring/Scene/Triangle.h"
+
 #include <glm/glm.hpp>
 #include <glm/gtx/component_wise.hpp>
 
@@ -16,49 +18,7 @@ using glm::dvec3;
 
 constexpr int c_Cells = 64;  // along the longest axis
 
-using Corners = std::array<dvec3, 3>;
-
-dvec3 Vector(const Vec3& p) {
-    return {p.x, p.y, p.z};
-}
-
-/// Distance of a point from a triangle, by the region of its plane that the point projects to (Ericson, "Real-Time
-/// Collision Detection", 5.1.5).
-double Distance(const dvec3& p, const Corners& t) {
-    const dvec3 ab = t[1] - t[0], ac = t[2] - t[0], ap = p - t[0];
-    const double d1 = glm::dot(ab, ap), d2 = glm::dot(ac, ap);
-    if (d1 <= 0 && d2 <= 0) {
-        return glm::length(ap);
-    }
-    const dvec3 bp = p - t[1];
-    const double d3 = glm::dot(ab, bp), d4 = glm::dot(ac, bp);
-    if (d3 >= 0 && d4 <= d3) {
-        return glm::length(bp);
-    }
-    const double vc = d1 * d4 - d3 * d2;
-    if (vc <= 0 && d1 >= 0 && d3 <= 0) {
-        return glm::length(ap - ab * (d1 / (d1 - d3)));
-    }
-    const dvec3 cp = p - t[2];
-    const double d5 = glm::dot(ab, cp), d6 = glm::dot(ac, cp);
-    if (d6 >= 0 && d5 <= d6) {
-        return glm::length(cp);
-    }
-    const double vb = d5 * d2 - d1 * d6;
-    if (vb <= 0 && d2 >= 0 && d6 <= 0) {
-        return glm::length(ap - ac * (d2 / (d2 - d6)));
-    }
-    const double va = d3 * d6 - d5 * d4;
-    if (va <= 0 && d4 - d3 >= 0 && d5 - d6 >= 0) {
-        return glm::length(bp - (t[2] - t[1]) * ((d4 - d3) / ((d4 - d3) + (d5 - d6))));
-    }
-    const double sum = va + vb + vc;
-    return glm::length(ap - ab * (vb / sum) - ac * (vc / sum));
-}
-
-dvec3 AreaVector(const Corners& t) {
-    return glm::cross(t[1] - t[0], t[2] - t[0]);
-}
+using Corners = TriangleCorners;
 
 double LongestEdge(const Corners& t) {
     return std::max({glm::distance(t[0], t[1]), glm::distance(t[1], t[2]), glm::distance(t[2], t[0])});
@@ -114,7 +74,7 @@ public:
         for (const Corners& triangle : m_Near) {
             double worst = 0;
             for (std::size_t i = 0; i < 3; ++i) {
-                const double distance = Distance(piece[i], triangle);
+                const double distance = std::sqrt(ClosestPointOfTriangle(piece[i], triangle).squaredDistance);
                 ofCorner[i] = std::min(ofCorner[i], distance);
                 worst = std::max(worst, distance);
             }
@@ -149,15 +109,14 @@ private:
 };
 
 Corners CornersOf(const SurfaceView& surface, UINT32 face) {
-    const UINT32* v = surface.faces[face].v;
-    return {Vector(surface.positions[v[0]]), Vector(surface.positions[v[1]]), Vector(surface.positions[v[2]])};
+    return TriangleOf(surface.positions, surface.faces[face]);
 }
 
 /// Cells of space.
 class Grid {
 public:
     explicit Grid(const Box& box)
-        : m_Low(Vector(box.min)), m_CellSize(std::max(glm::compMax(Vector(box.max) - m_Low) / c_Cells, 1e-30)) {}
+        : m_Low(VectorOf(box.min)), m_CellSize(std::max(glm::compMax(VectorOf(box.max) - m_Low) / c_Cells, 1e-30)) {}
 
     /// Calls visit(cell) for all cells that the box touches; what lies outside counts to the cells at the rim. False
     /// when that exceeds the budget.

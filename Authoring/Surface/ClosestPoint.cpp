@@ -1,7 +1,5 @@
 #include "Authoring/Surface/ClosestPoint.h"
 
-#include "Authoring/Codec/Vectors.h"
-
 #include <Eigen/Geometry>
 #include <glm/geometric.hpp>
 #include <unsupported/Eigen/BVH>
@@ -35,54 +33,7 @@ glm::dvec3 CheckedPosition(const std::vector<Vec3>& positions, UINT32 vertex) {
     return p;
 }
 
-SurfacePoint PointAt(const glm::dvec3& p, const glm::dvec3& weights, const glm::dvec3& position) {
-    SurfacePoint out;
-    out.weights = weights;
-    out.position = position;
-    const glm::dvec3 offset = p - position;
-    out.squaredDistance = glm::dot(offset, offset);
-    return out;
-}
-
 }  // namespace
-
-SurfacePoint ClosestPointOfTriangle(const glm::dvec3& p, const glm::dvec3& a, const glm::dvec3& b,
-                                    const glm::dvec3& c) {
-    // By the region of its plane that the point projects to (Ericson, "Real-Time Collision Detection", 5.1.5).
-    const glm::dvec3 ab = b - a, ac = c - a, ap = p - a;
-    const double d1 = glm::dot(ab, ap), d2 = glm::dot(ac, ap);
-    if (d1 <= 0 && d2 <= 0) {
-        return PointAt(p, {1, 0, 0}, a);
-    }
-    const glm::dvec3 bp = p - b;
-    const double d3 = glm::dot(ab, bp), d4 = glm::dot(ac, bp);
-    if (d3 >= 0 && d4 <= d3) {
-        return PointAt(p, {0, 1, 0}, b);
-    }
-    const double vc = d1 * d4 - d3 * d2;
-    if (vc <= 0 && d1 >= 0 && d3 <= 0) {
-        const double t = d1 / (d1 - d3);
-        return PointAt(p, {1 - t, t, 0}, a + ab * t);
-    }
-    const glm::dvec3 cp = p - c;
-    const double d5 = glm::dot(ab, cp), d6 = glm::dot(ac, cp);
-    if (d6 >= 0 && d5 <= d6) {
-        return PointAt(p, {0, 0, 1}, c);
-    }
-    const double vb = d5 * d2 - d1 * d6;
-    if (vb <= 0 && d2 >= 0 && d6 <= 0) {
-        const double t = d2 / (d2 - d6);
-        return PointAt(p, {1 - t, 0, t}, a + ac * t);
-    }
-    const double va = d3 * d6 - d5 * d4;
-    if (va <= 0 && d4 - d3 >= 0 && d5 - d6 >= 0) {
-        const double t = (d4 - d3) / ((d4 - d3) + (d5 - d6));
-        return PointAt(p, {0, 1 - t, t}, b + (c - b) * t);
-    }
-    const double sum = va + vb + vc;
-    const double v = vb / sum, w = vc / sum;
-    return PointAt(p, {1 - v - w, v, w}, a + ab * v + ac * w);
-}
 
 class ClosestPoint::Tree {
 public:
@@ -137,8 +88,7 @@ public:
     }
 
     bool IsFacing(int face, const glm::dvec3& normal) const {
-        const Corners& c = m_Corners[static_cast<std::size_t>(face)];
-        return glm::dot(glm::cross(c[1] - c[0], c[2] - c[0]), normal) > 0;
+        return glm::dot(AreaVector(m_Corners[static_cast<std::size_t>(face)]), normal) > 0;
     }
 
     std::vector<UINT32> Near(const Volume& box) const {
@@ -167,7 +117,6 @@ public:
     }
 
 private:
-    using Corners = std::array<glm::dvec3, 3>;
     struct Waiting {
         int node;
         double squaredDistance;
@@ -176,22 +125,21 @@ private:
     // The tree is cut in halves, so that it is less deep than this; each level leaves one of its halves behind.
     static constexpr std::size_t c_MostWaiting = 64;
 
-    static Volume BoxOf(const Corners& corners) {
+    static Volume BoxOf(const TriangleCorners& corners) {
         Volume box(VectorOfEigen(corners[0]));
         return box.extend(VectorOfEigen(corners[1])).extend(VectorOfEigen(corners[2]));
     }
 
     template <class Accepts>
     void Improve(const glm::dvec3& point, int face, const Accepts& accepts, SurfacePoint& best) const {
-        const Corners& c = m_Corners[static_cast<std::size_t>(face)];
-        SurfacePoint found = ClosestPointOfTriangle(point, c[0], c[1], c[2]);
+        SurfacePoint found = ClosestPointOfTriangle(point, m_Corners[static_cast<std::size_t>(face)]);
         if (found.squaredDistance < best.squaredDistance && accepts(face)) {
             found.face = static_cast<UINT32>(face);
             best = found;
         }
     }
 
-    std::vector<Corners> m_Corners;
+    std::vector<TriangleCorners> m_Corners;
     Eigen::KdBVH<double, 3, int> m_Boxes;
 };
 

@@ -1,9 +1,7 @@
 // Where a surface is nearest to a point.
 #pragma once
 
-#include "Authoring/Codec/Mesh.h"
-
-#include <glm/vec3.hpp>
+#include "Authoring/Scene/Triangle.h"
 
 #include <cstddef>
 #include <limits>
@@ -11,19 +9,6 @@
 #include <vector>
 
 namespace Nimb::Authoring {
-
-/// A point of a surface.
-struct SurfacePoint {
-    UINT32 face = 0xFFFFFFFF;
-    glm::dvec3 weights{0};  ///< of the face's corners; they add up to 1
-    glm::dvec3 position{0};
-    double squaredDistance = std::numeric_limits<double>::infinity();  ///< from the point that was asked for
-
-    explicit operator bool() const { return face != 0xFFFFFFFF; }
-};
-
-/// The point of a triangle that is nearest to `p`; `face` is left alone. Exact, also for triangles without an area.
-SurfacePoint ClosestPointOfTriangle(const glm::dvec3& p, const glm::dvec3& a, const glm::dvec3& b, const glm::dvec3& c);
 
 /// A tree of the boxes around a surface's triangles. Any thread may ask. Takes about 100 bytes a triangle.
 class ClosestPoint {

@@ -1,7 +1,5 @@
 #include "Authoring/Surface/SurfaceSamples.h"
 
-#include "Authoring/Codec/Vectors.h"
-
 #include <glm/geometric.hpp>
 
 #include <cmath>
@@ -16,28 +14,21 @@ namespace {
 constexpr double c_FirstStep = 0.7548776662466927;
 constexpr double c_SecondStep = 0.5698402909980532;
 
-glm::dvec3 Corner(const SurfaceView& surface, UINT32 face, int corner) {
-    const UINT32 vertex = surface.faces[face].v[corner];
-    if (vertex >= surface.positions.size()) {
-        throw std::invalid_argument("a face refers to vertex " + std::to_string(vertex) + " of " +
-                                    std::to_string(surface.positions.size()));
+TriangleCorners CornersOf(const SurfaceView& surface, UINT32 face) {
+    for (const UINT32 vertex : surface.faces[face].v) {
+        if (vertex >= surface.positions.size()) {
+            throw std::invalid_argument("a face refers to vertex " + std::to_string(vertex) + " of " +
+                                        std::to_string(surface.positions.size()));
+        }
     }
-    return VectorOf(surface.positions[vertex]);
-}
-
-/// Twice the area, along the normal.
-glm::dvec3 AreaVector(const SurfaceView& surface, UINT32 face) {
-    const glm::dvec3 a = Corner(surface, face, 0);
-    return glm::cross(Corner(surface, face, 1) - a, Corner(surface, face, 2) - a);
+    return TriangleOf(surface.positions, surface.faces[face]);
 }
 
 SurfaceSample SampleAt(const SurfaceView& surface, UINT32 face, const glm::dvec3& weights) {
     SurfaceSample sample;
     sample.face = face;
     sample.weights = weights;
-    for (int corner = 0; corner < 3; ++corner) {
-        sample.position += weights[corner] * Corner(surface, face, corner);
-    }
+    sample.position = PointAt(CornersOf(surface, face), weights);
     sample.normal = NormalOf(surface, face);
     return sample;
 }
@@ -52,19 +43,6 @@ std::vector<SurfaceSample> CornerSamples(const SurfaceView& surface) {
     return samples;
 }
 
-/// A point of the unit square as a point of the triangle that is half of it.
-glm::dvec3 FoldedWeights(double u, double v) {
-    if (u + v > 1) {
-        u = 1 - u;
-        v = 1 - v;
-    }
-    return {1 - u - v, u, v};
-}
-
-double Fraction(double value) {
-    return value - std::floor(value);
-}
-
 /// The other surface is there but looks the other way: the nearest triangle does, and none that looks the same way as
 /// the sample is about as near. So neither side of a thin part is taken for the other.
 bool LooksAway(const SurfaceSample& sample, const ClosestPoint& tree, double tolerance) {
@@ -77,8 +55,19 @@ bool LooksAway(const SurfaceSample& sample, const ClosestPoint& tree, double tol
 
 }  // namespace
 
+glm::dvec3 SpreadWeights(std::size_t number) {
+    const auto fraction = [](double value) { return value - std::floor(value); };
+    const auto order = static_cast<double>(number + 1);
+    double u = fraction(0.5 + order * c_FirstStep), v = fraction(0.5 + order * c_SecondStep);
+    if (u + v > 1) {  // the other half of the unit square
+        u = 1 - u;
+        v = 1 - v;
+    }
+    return {1 - u - v, u, v};
+}
+
 glm::dvec3 NormalOf(const SurfaceView& surface, UINT32 face) {
-    const glm::dvec3 area = AreaVector(surface, face);
+    const glm::dvec3 area = AreaVector(CornersOf(surface, face));
     const double length = glm::length(area);
     return length > 0 ? area / length : glm::dvec3(0);
 }
@@ -88,7 +77,7 @@ std::vector<SurfaceSample> SpreadSamples(const SurfaceView& surface, std::size_t
     areaUpTo.reserve(surface.faces.size());
     double total = 0;
     for (UINT32 face = 0; face < surface.faces.size(); ++face) {
-        total += glm::length(AreaVector(surface, face));
+        total += glm::length(AreaVector(CornersOf(surface, face)));
         areaUpTo.push_back(total);
     }
     if (!(total > 0)) {
@@ -102,9 +91,7 @@ std::vector<SurfaceSample> SpreadSamples(const SurfaceView& surface, std::size_t
         while (face + 1 < areaUpTo.size() && areaUpTo[face] <= area) {
             ++face;
         }
-        const auto number = static_cast<double>(i + 1);
-        samples.push_back(SampleAt(
-            surface, face, FoldedWeights(Fraction(0.5 + number * c_FirstStep), Fraction(0.5 + number * c_SecondStep))));
+        samples.push_back(SampleAt(surface, face, SpreadWeights(i)));
     }
     return samples;
 }

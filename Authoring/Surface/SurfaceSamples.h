@@ -20,10 +20,13 @@ struct SurfaceSample {
     bool isFlipped = false;  ///< the other surface is there, but looks the other way: see LooksAway
 };
 
-/// `count` points, each for the same share of the area, in the order of the faces. Where in a face: the R2 sequence
-/// (Roberts 2018, a two-dimensional low-discrepancy sequence), so that figures converge with the number of samples and
-/// not with its root. The same everywhere. Only the fields of the point itself are set. When the surface has no area,
-/// the points are its faces' corners; none without faces. std::invalid_argument for faces beyond the positions.
+/// Where in a triangle the point of this number is: the R2 sequence (Roberts 2018, a two-dimensional low-discrepancy
+/// sequence), so that figures converge with the number of points and not with its root. The same everywhere.
+glm::dvec3 SpreadWeights(std::size_t number);
+
+/// `count` points, each for the same share of the area, in the order of the faces, at SpreadWeights in them. Only the
+/// fields of the point itself are set. When the surface has no area, the points are its faces' corners; none without
+/// faces. std::invalid_argument for faces beyond the positions.
 std::vector<SurfaceSample> SpreadSamples(const SurfaceView& surface, std::size_t count);
 
 /// Sets what a sample has of the other surface, whose tree is `tree`. `tolerance`: metres, for LooksAway.

@@ -1,6 +1,5 @@
 #include "Authoring/Track/ChartTexels.h"
 
-#include "Authoring/Surface/ClosestPoint.h"
 #include "Authoring/Track/TexturedSurface.h"
 
 #include <algorithm>
@@ -11,22 +10,18 @@
 namespace Nimb::Authoring {
 namespace {
 
-using Corners = std::array<glm::dvec3, 3>;
-
-constexpr UINT32 c_NoFace = 0xFFFFFFFF;
-
 /// Linear filtering inside a chart reads texels whose middles are less than a texel outside it on each axis.
 constexpr double c_Margin = 1.5;
 
 /// Triangles so narrow that a texel beside them lies further out than this are not continued beyond their edges.
 constexpr double c_FurthestOut = 0.5;
 
-double DoubledArea(const Corners& c) {
+double DoubledArea(const TriangleCorners& c) {
     return (c[1].x - c[0].x) * (c[2].y - c[0].y) - (c[2].x - c[0].x) * (c[1].y - c[0].y);
 }
 
 /// Undefined for a triangle without an area.
-glm::dvec3 WeightsAt(const Corners& c, const glm::dvec3& p, double doubledArea) {
+glm::dvec3 WeightsAt(const TriangleCorners& c, const glm::dvec3& p, double doubledArea) {
     const double w1 = ((p.x - c[0].x) * (c[2].y - c[0].y) - (c[2].x - c[0].x) * (p.y - c[0].y)) / doubledArea;
     const double w2 = ((c[1].x - c[0].x) * (p.y - c[0].y) - (p.x - c[0].x) * (c[1].y - c[0].y)) / doubledArea;
     return {1 - w1 - w2, w1, w2};
@@ -55,7 +50,7 @@ public:
           m_Faces(size.width * size.height, c_NoFace),
           m_Distances(size.width * size.height, std::numeric_limits<float>::infinity()) {}
 
-    void Claim(UINT32 face, const Corners& c) {
+    void Claim(UINT32 face, const TriangleCorners& c) {
         const double area = DoubledArea(c);
         const auto [left, right] =
             Range(std::min({c[0].x, c[1].x, c[2].x}), std::max({c[0].x, c[1].x, c[2].x}), m_Size.width);
@@ -80,11 +75,11 @@ public:
 
 private:
     /// 0 inside; infinite beyond the margin.
-    static float DistanceOf(const Corners& c, const glm::dvec3& p, double area) {
+    static float DistanceOf(const TriangleCorners& c, const glm::dvec3& p, double area) {
         if (area != 0 && AreInside(WeightsAt(c, p, area), 0)) {
             return 0;
         }
-        const double squared = ClosestPointOfTriangle(p, c[0], c[1], c[2]).squaredDistance;
+        const double squared = ClosestPointOfTriangle(p, c).squaredDistance;
         return squared <= c_Margin * c_Margin ? static_cast<float>(std::sqrt(squared))
                                               : std::numeric_limits<float>::infinity();
     }
@@ -99,7 +94,7 @@ private:
 ChartTexels::ChartTexels(const Mesh& mesh, const PictureSize& size) : m_Size(size), m_Begin(mesh.faces.size() + 1) {
     Owners owners(size);
     for (const TarnMeshFace& face : mesh.faces) {
-        Corners corners;
+        TriangleCorners corners;
         for (std::size_t i = 0; i < 3; ++i) {
             corners[i] = {PlaceInPicture(mesh.texCoords[face.v[i]], size.width, size.height), 0};
         }
@@ -123,7 +118,7 @@ ChartTexels::ChartTexels(const Mesh& mesh, const PictureSize& size) : m_Size(siz
 }
 
 glm::dvec3 ChartTexels::WeightsOf(std::size_t face, std::size_t texel) const {
-    const Corners& c = m_Corners[face];
+    const TriangleCorners& c = m_Corners[face];
     const glm::dvec3 p = MiddleOf(texel % m_Size.width, texel / m_Size.width);
     const double area = DoubledArea(c);
     if (area != 0) {
@@ -132,7 +127,7 @@ glm::dvec3 ChartTexels::WeightsOf(std::size_t face, std::size_t texel) const {
             return weights;
         }
     }
-    return ClosestPointOfTriangle(p, c[0], c[1], c[2]).weights;
+    return ClosestPointOfTriangle(p, c).weights;
 }
 
 }  // namespace Nimb::Authoring

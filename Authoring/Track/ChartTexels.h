@@ -1,12 +1,9 @@
 // Which texels of a picture belong to which triangle of its charts.
 #pragma once
 
-#include "Authoring/Codec/Mesh.h"
 #include "Authoring/Scene/Atlas.h"
+#include "Authoring/Scene/Triangle.h"
 
-#include <glm/vec3.hpp>
-
-#include <array>
 #include <cstddef>
 #include <vector>
 
@@ -32,14 +29,12 @@ public:
     }
 
 private:
-    using Corners = std::array<glm::dvec3, 3>;  // in pixels; z is 0
-
     glm::dvec3 WeightsOf(std::size_t face, std::size_t texel) const;
 
     const PictureSize m_Size;
-    std::vector<Corners> m_Corners;
-    std::vector<UINT32> m_Texels;      // by triangle
-    std::vector<std::size_t> m_Begin;  // of each triangle in m_Texels, and the end
+    std::vector<TriangleCorners> m_Corners;  // in pixels; z is 0
+    std::vector<UINT32> m_Texels;            // by triangle
+    std::vector<std::size_t> m_Begin;        // of each triangle in m_Texels, and the end
 };
 
 }  // namespace Nimb::Authoring

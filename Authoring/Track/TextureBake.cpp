@@ -1,6 +1,7 @@
 #include "Authoring/Track/TextureBake.h"
 
 #include "Authoring/Codec/Vectors.h"
+#include "Authoring/Surface/SurfaceSamples.h"
 #include "Authoring/Track/PushPull.h"
 
 #include <glm/common.hpp>
@@ -22,15 +23,15 @@ public:
     TriangleView(const TexturedSurface& surface, double reach) : m_Surface(surface), m_Reach(reach) {}
 
     /// `near`: about how far the surface is from the triangle. It decides nothing but how long Find takes.
-    void LookFrom(const TexturedSurface::Corners& corners, double near) {
+    void LookFrom(const TriangleCorners& corners, double near) {
         m_Candidates.clear();
         const glm::dvec3 min = glm::min(corners[0], glm::min(corners[1], corners[2]));
         const glm::dvec3 max = glm::max(corners[0], glm::max(corners[1], corners[2]));
-        m_Normal = NormalOf(corners);
+        m_Normal = AreaVector(corners);
         m_Near = std::min(std::max(near, glm::distance(min, max) / 16), m_Reach);
         for (const UINT32 face : m_Surface.Nearest().Near(min, max, m_Near)) {
-            const TexturedSurface::Corners& c = m_Surface.CornersOf(face);
-            if (glm::dot(NormalOf(c), m_Normal) > 0) {
+            const TriangleCorners& c = m_Surface.CornersOf(face);
+            if (glm::dot(AreaVector(c), m_Normal) > 0) {
                 m_Candidates.push_back(
                     {glm::min(c[0], glm::min(c[1], c[2])), glm::max(c[0], glm::max(c[1], c[2])), face});
             }
@@ -45,8 +46,8 @@ public:
             if (glm::dot(out, out) >= best.squaredDistance) {
                 continue;
             }
-            const TexturedSurface::Corners& c = m_Surface.CornersOf(candidate.face);
-            SurfacePoint found = ClosestPointOfTriangle(point, c[0], c[1], c[2]);
+            const TriangleCorners& c = m_Surface.CornersOf(candidate.face);
+            SurfacePoint found = ClosestPointOfTriangle(point, c);
             if (found.squaredDistance < best.squaredDistance) {
                 found.face = candidate.face;
                 best = found;
@@ -98,8 +99,7 @@ BakedTexture BakeTexture(const ChartTexels& charts, const std::vector<TarnMeshFa
     TriangleView view(source, reach);
     const std::vector<double> distances = DistancesOf(positions, source, reach);
     for (std::size_t i = 0; i < faces.size(); ++i) {
-        const TexturedSurface::Corners corners = {
-            VectorOf(positions[faces[i].v[0]]), VectorOf(positions[faces[i].v[1]]), VectorOf(positions[faces[i].v[2]])};
+        const TriangleCorners corners = TriangleOf(positions, faces[i]);
         const double far = std::max({distances[faces[i].v[0]], distances[faces[i].v[1]], distances[faces[i].v[2]]});
         view.LookFrom(corners, c_Reserve * far);
         charts.ForEach(i, [&](std::size_t texel, const glm::dvec3& weights) {
@@ -128,17 +128,10 @@ double SquaredLumaError(const TexturedSurface& source, const TexturedSurface& ba
     double sum = 0;
     std::size_t count = 0;
     for (std::size_t i = 0; i < places; ++i) {
-        // Spread evenly over a triangle by multiples of irrational numbers.
-        const double order = static_cast<double>(i);
-        double u = std::fmod(order * 0.7548776662466927, 1), v = std::fmod(order * 0.5698402909980532, 1);
-        if (u + v > 1) {
-            u = 1 - u;
-            v = 1 - v;
-        }
         const std::size_t face = i * source.FaceCount() / places;
-        const glm::dvec3 weights(1 - u - v, u, v);
-        const TexturedSurface::Corners& corners = source.CornersOf(face);
-        const SurfacePoint found = baked.Nearest().Facing(PointAt(corners, weights), NormalOf(corners), reach);
+        const glm::dvec3 weights = SpreadWeights(i);
+        const TriangleCorners& corners = source.CornersOf(face);
+        const SurfacePoint found = baked.Nearest().Facing(PointAt(corners, weights), AreaVector(corners), reach);
         if (found) {
             const double difference = LumaOf(source.Colour(face, weights, c_AsShown)) -
                                       LumaOf(baked.Colour(found.face, found.weights, c_AsShown));

@@ -52,11 +52,10 @@ struct Span {
 TexturedSurface::TexturedSurface(const std::vector<TexturedPiece>& pieces) : m_Nearest(TreeOf(pieces)) {
     for (const TexturedPiece& piece : pieces) {
         for (const TarnMeshFace& face : piece.faces) {
-            Corners& corners = m_Corners.emplace_back();
+            m_Corners.push_back(TriangleOf(piece.positions, face));
             Chart& chart = m_Charts.emplace_back();
             chart.picture = &piece.picture;
             for (std::size_t i = 0; i < 3; ++i) {
-                corners[i] = VectorOf(piece.positions[face.v[i]]);
                 chart.corners[i] =
                     PlaceInPicture(piece.texCoords[face.v[i]], piece.picture.width, piece.picture.height);
             }
@@ -78,10 +77,6 @@ glm::vec4 TexturedSurface::Colour(std::size_t face, const glm::dvec3& weights, F
         }
     }
     return glm::clamp(colour, 0.0F, 255.0F);
-}
-
-glm::dvec3 NormalOf(const TexturedSurface::Corners& corners) {
-    return glm::cross(corners[1] - corners[0], corners[2] - corners[0]);
 }
 
 }  // namespace Nimb::Authoring

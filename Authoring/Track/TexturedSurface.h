@@ -35,11 +35,9 @@ public:
     /// std::invalid_argument for faces beyond the positions, or coordinates that are not finite.
     explicit TexturedSurface(const std::vector<TexturedPiece>& pieces);
 
-    using Corners = std::array<glm::dvec3, 3>;
-
     const ClosestPoint& Nearest() const { return m_Nearest; }
     std::size_t FaceCount() const { return m_Corners.size(); }
-    const Corners& CornersOf(std::size_t face) const { return m_Corners[face]; }
+    const TriangleCorners& CornersOf(std::size_t face) const { return m_Corners[face]; }
 
     enum class Filter {
         Linear,  ///< as players show pictures
@@ -55,16 +53,9 @@ private:
         const Image* picture;
     };
 
-    std::vector<Corners> m_Corners;
+    std::vector<TriangleCorners> m_Corners;
     std::vector<Chart> m_Charts;
     ClosestPoint m_Nearest;
 };
-
-/// Not normalised; its length is twice the area.
-glm::dvec3 NormalOf(const TexturedSurface::Corners& corners);
-
-inline glm::dvec3 PointAt(const TexturedSurface::Corners& corners, const glm::dvec3& weights) {
-    return corners[0] * weights[0] + corners[1] * weights[1] + corners[2] * weights[2];
-}
 
 }  // namespace Nimb::Authoring

@@ -31,7 +31,7 @@ double BruteDistance(const glm::dvec3& p, const Mesh& to) {
     double nearest = std::numeric_limits<double>::infinity();
     for (const TarnMeshFace& face : to.faces) {
         const auto corner = [&](int i) { return VectorOf(to.positions[face.v[i]]); };
-        nearest = std::min(nearest, ClosestPointOfTriangle(p, corner(0), corner(1), corner(2)).squaredDistance);
+        nearest = std::min(nearest, ClosestPointOfTriangle(p, {corner(0), corner(1), corner(2)}).squaredDistance);
     }
     return std::sqrt(nearest);
 }
