@@ -8,6 +8,12 @@
 
 namespace Nimb::Authoring {
 
+/// Of a colour, in the units of its channels (ITU-R BT.709).
+template <class Number>
+Number Luma(Number red, Number green, Number blue) {
+    return static_cast<Number>(0.2126) * red + static_cast<Number>(0.7152) * green + static_cast<Number>(0.0722) * blue;
+}
+
 /// 8-bit RGBA, not premultiplied; rows from top to bottom without gaps.
 struct Image {
     std::size_t width = 0;

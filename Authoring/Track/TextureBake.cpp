@@ -84,9 +84,8 @@ std::vector<double> DistancesOf(const std::vector<Vec3>& positions, const Textur
 }
 
 double LumaOf(const glm::vec4& colour) {
-    // ITU-R BT.709
-    return 0.2126 * static_cast<double>(colour.x) + 0.7152 * static_cast<double>(colour.y) +
-           0.0722 * static_cast<double>(colour.z);
+    const glm::dvec4 c(colour);
+    return Luma(c.r, c.g, c.b);
 }
 
 }  // namespace

@@ -22,10 +22,6 @@ struct Spot {
     double luma;  // of the source
 };
 
-double LumaOf(const BYTE* rgba) {
-    return 0.2126 * rgba[0] + 0.7152 * rgba[1] + 0.0722 * rgba[2];
-}
-
 /// Bilinear, as renderers do it; `at(x, y)` of whole texels. Beyond the picture its edge goes on.
 template <class At>
 double Sample(std::size_t width, std::size_t height, double x, double y, const At& at) {
@@ -72,8 +68,10 @@ std::vector<Spot> FindSpots(const Mesh& clip, const LumaPicture& picture, const 
         const Coordinates there = CoordinatesAt(source.mesh, sample.nearest.face, sample.nearest.weights);
         const Image& image = source.PictureOf(sample.nearest.face);
         const double luma = Sample(image.width, image.height, there.u * static_cast<double>(image.width),
-                                   there.v * static_cast<double>(image.height),
-                                   [&](std::size_t x, std::size_t y) { return LumaOf(image.Pixel(x, y)); });
+                                   there.v * static_cast<double>(image.height), [&](std::size_t x, std::size_t y) {
+                                       const BYTE* const p = image.Pixel(x, y);
+                                       return Authoring::Luma<double>(p[0], p[1], p[2]);
+                                   });
         spots.push_back(
             {here.u * static_cast<double>(picture.width), here.v * static_cast<double>(picture.height), luma});
     }
@@ -108,9 +106,8 @@ bool TextureShift::IsFault() const {
 LumaPicture LumaPictureOf(std::size_t width, std::size_t height, const BYTE* rgba) {
     LumaPicture picture{width, height, std::vector<BYTE>(width * height)};
     for (std::size_t i = 0; i < picture.luma.size(); ++i) {
-        // The weights of BT.709 in units of 1/256.
-        picture.luma[i] =
-            static_cast<BYTE>((54 * rgba[4 * i] + 183 * rgba[4 * i + 1] + 19 * rgba[4 * i + 2] + 128) / 256);
+        const BYTE* const p = rgba + 4 * i;
+        picture.luma[i] = static_cast<BYTE>(Authoring::Luma<float>(p[0], p[1], p[2]) + 0.5F);
     }
     return picture;
 }

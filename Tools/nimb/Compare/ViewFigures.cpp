@@ -144,8 +144,7 @@ LumaView LumaOf(const Authoring::Image& image) {
     view.isCovered.resize(count);
     for (std::size_t i = 0; i < count; ++i) {
         const BYTE* const p = &image.rgba[i * 4];
-        const float luma = 0.2126f * static_cast<float>(p[0]) + 0.7152f * static_cast<float>(p[1]) +
-                           0.0722f * static_cast<float>(p[2]);
+        const float luma = Authoring::Luma<float>(p[0], p[1], p[2]);
         const float alpha = static_cast<float>(p[3]) / 255;
         view.luma[i] = alpha * luma + (1 - alpha) * c_Grey;
         view.isCovered[i] = p[3] >= 128 ? 1 : 0;
