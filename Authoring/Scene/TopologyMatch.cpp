@@ -4,6 +4,7 @@
 // several ways, and the meshes are refused.
 #include "Authoring/Scene/TopologyMatch.h"
 
+#include "Authoring/Scene/DisjointSets.h"
 #include "Authoring/Scene/IndexLists.h"
 #include "Authoring/Scene/MeshComparison.h"
 
@@ -18,25 +19,6 @@
 
 namespace Nimb::Authoring {
 namespace {
-
-/// Sets that can be joined; each is named by one of its members.
-class DisjointSets {
-public:
-    explicit DisjointSets(std::size_t count) : m_Parents(count) { std::iota(m_Parents.begin(), m_Parents.end(), 0U); }
-
-    UINT32 Find(UINT32 i) {
-        while (m_Parents[i] != i) {
-            m_Parents[i] = m_Parents[m_Parents[i]];
-            i = m_Parents[i];
-        }
-        return i;
-    }
-
-    void Join(UINT32 a, UINT32 b) { m_Parents[Find(a)] = Find(b); }
-
-private:
-    std::vector<UINT32> m_Parents;
-};
 
 /// Places in texture space: the same number for vertices closer than the tolerance, in both meshes. Chains of close
 /// vertices are one place too.

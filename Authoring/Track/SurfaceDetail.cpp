@@ -2,8 +2,6 @@
 
 #include <glm/geometric.hpp>
 
-#include <algorithm>
-
 namespace Nimb::Authoring {
 namespace {
 
@@ -21,15 +19,9 @@ double Dot(const Points& a, const Points& b) {
 }  // namespace
 
 DetailSolver::DetailSolver(const WeldedSurface& surface) : m_Degree(surface.positions.size()) {
-    m_Edges.reserve(surface.faces.size() * 3);
-    for (const TarnMeshFace& face : surface.faces) {
-        for (std::size_t i = 0; i < 3; ++i) {
-            const auto [a, b] = std::minmax(face.v[i], face.v[(i + 1) % 3]);
-            m_Edges.push_back({a, b});
-        }
-    }
-    std::sort(m_Edges.begin(), m_Edges.end());
-    m_Edges.erase(std::unique(m_Edges.begin(), m_Edges.end()), m_Edges.end());
+    ForEachEdge(SortedEdges(surface.faces), [this](const FaceEdge* edge, const FaceEdge*) {
+        m_Edges.push_back({edge->from, edge->to});
+    });
     for (const auto& [a, b] : m_Edges) {
         ++m_Degree[a];
         ++m_Degree[b];

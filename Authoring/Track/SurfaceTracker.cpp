@@ -70,8 +70,7 @@ double RobustWeight(double distance, double limit) {
 
 KeySurface::KeySurface(const Mesh& mesh)
     : surface(WeldByPlace(mesh)),
-      normals(VertexNormals(surface.positions, surface.faces)),
-      boundary(BoundaryEdges(surface.faces)),
+      normals(surface.positions, surface.faces),
       graph(surface, SpacingFor(surface)),
       detail(surface) {}
 
@@ -103,7 +102,7 @@ glm::dvec3 SurfaceTracker::NormalOf(std::size_t vertex, const GraphPose& pose) c
     const NodeInfluence& influence = m_Key.graph.Influences()[vertex];
     glm::dvec3 normal(0);
     for (std::size_t i = 0; i < c_NodesOfVertex; ++i) {
-        normal += influence.weights[i] * (pose[influence.nodes[i]].rotation * m_Key.normals[vertex]);
+        normal += influence.weights[i] * (pose[influence.nodes[i]].rotation * m_Key.normals.OfVertices()[vertex]);
     }
     const double length = glm::length(normal);
     return length > 0 ? normal / length : normal;
@@ -232,7 +231,7 @@ FittedFrame SurfaceTracker::Fitted(const TargetSurface& target) const {
         const TargetSurface::Match match = target.Facing(fitted.positions[v], fitted.normals[v], reach);
         const double agreement = glm::dot(fitted.normals[v], match.normal);
         const bool isSeen = match.isFound && !match.isBoundary && agreement >= c_LeastAgreement;
-        fitted.offset.push_back(glm::dot(m_Offsets[v], m_Key.normals[v]));
+        fitted.offset.push_back(glm::dot(m_Offsets[v], m_Key.normals.OfVertices()[v]));
         fitted.leftOver.push_back(isSeen ? glm::dot(match.position - fitted.positions[v], match.normal) / agreement
                                          : std::numeric_limits<double>::quiet_NaN());
     }

@@ -16,8 +16,7 @@ struct KeySurface {
     explicit KeySurface(const Mesh& mesh);
 
     WeldedSurface surface;
-    Points normals;
-    std::vector<BYTE> boundary;  ///< see BoundaryEdges
+    Pseudonormals normals;
     DeformationGraph graph;
     DetailSolver detail;
 };

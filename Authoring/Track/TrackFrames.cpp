@@ -171,7 +171,7 @@ private:
     static TrackedFrame RestingFrame(const KeySurface& key) {
         TrackedFrame frame;
         frame.positions = key.surface.positions;
-        frame.normals = PlainOf(key.normals);
+        frame.normals = PlainOf(key.normals.OfVertices());
         frame.offset.assign(frame.positions.size(), 0);
         frame.leftOver.assign(frame.positions.size(), 0);
         return frame;

@@ -1,7 +1,5 @@
 #include "Authoring/Track/TrackMeasure.h"
 
-#include "Authoring/Codec/Vectors.h"
-
 #include <glm/geometric.hpp>
 
 #include <algorithm>
@@ -86,17 +84,13 @@ private:
         return isInside || (match.isBoundary && match.distance < HoleReach()) ? -1 : match.distance;
     }
 
-    double DoubledArea(const Points& positions, const TarnMeshFace& face) const {
-        const glm::dvec3& a = positions[face.v[0]];
-        return glm::length(glm::cross(positions[face.v[1]] - a, positions[face.v[2]] - a));
-    }
-
     /// A web between two limbs has no vertices but those of the limbs.
     void AddStretched() {
         for (const TarnMeshFace& face : m_Key.surface.faces) {
-            if (DoubledArea(m_Positions, face) > c_Stretched * DoubledArea(m_Key.surface.positions, face)) {
-                const double distance =
-                    ToTarget((m_Positions[face.v[0]] + m_Positions[face.v[1]] + m_Positions[face.v[2]]) / 3.0);
+            const TriangleCorners now = TriangleOf(m_Positions, face);
+            const TriangleCorners before = TriangleOf(m_Key.surface.positions, face);
+            if (glm::length(AreaVector(now)) > c_Stretched * glm::length(AreaVector(before))) {
+                const double distance = ToTarget((now[0] + now[1] + now[2]) / 3.0);
                 if (distance >= 0) {
                     m_Distances.Add(distance);
                     m_Distances.AddPatch(distance);
@@ -112,7 +106,7 @@ private:
         for (const glm::dvec3& p : m_Target.Surface().positions) {
             const SurfacePoint found = tracked.To(p);
             const double distance = std::sqrt(found.squaredDistance);
-            const bool isAtRim = IsAtRim(m_Key.boundary, found);
+            const bool isAtRim = found && m_Key.normals.IsAtRim(found);
             distances.push_back(isAtRim && distance < HoleReach() ? -1 : distance);
         }
         m_Distances.AddVertices(distances, m_Target.Surface().faces);

@@ -1,15 +1,12 @@
 #include "Authoring/Track/TrackedSurface.h"
 
-#include "Authoring/Codec/Vectors.h"
+#include "Authoring/Scene/DisjointSets.h"
 
 #include <glm/geometric.hpp>
 
-#include <algorithm>
 #include <array>
 #include <cmath>
-#include <numeric>
 #include <unordered_map>
-#include <utility>
 
 namespace Nimb::Authoring {
 namespace {
@@ -26,51 +23,6 @@ struct PlaceHash {
         }
         return hash;
     }
-};
-
-/// An edge by its ends, smaller number first, and where it is: three times its face plus the corner across from it.
-struct FaceEdge {
-    UINT32 from, to;
-    std::size_t place;
-};
-
-std::vector<FaceEdge> SortedEdges(const std::vector<TarnMeshFace>& faces) {
-    std::vector<FaceEdge> edges;
-    edges.reserve(faces.size() * 3);
-    for (std::size_t f = 0; f < faces.size(); ++f) {
-        for (std::size_t i = 0; i < 3; ++i) {
-            const auto [from, to] = std::minmax(faces[f].v[(i + 1) % 3], faces[f].v[(i + 2) % 3]);
-            edges.push_back({from, to, f * 3 + i});
-        }
-    }
-    std::sort(edges.begin(), edges.end(), [](const FaceEdge& a, const FaceEdge& b) {
-        return std::tie(a.from, a.to, a.place) < std::tie(b.from, b.to, b.place);
-    });
-    return edges;
-}
-
-/// Along the normal, twice as long as the area is large.
-glm::dvec3 AreaVector(const Points& positions, const TarnMeshFace& face) {
-    const glm::dvec3& a = positions[face.v[0]];
-    return glm::cross(positions[face.v[1]] - a, positions[face.v[2]] - a);
-}
-
-/// Sets of vertices that grow together (union-find with path halving).
-class Groups {
-public:
-    explicit Groups(std::size_t count) : m_Parent(count) { std::iota(m_Parent.begin(), m_Parent.end(), 0U); }
-
-    UINT32 Of(UINT32 v) {
-        while (m_Parent[v] != v) {
-            m_Parent[v] = m_Parent[m_Parent[v]];
-            v = m_Parent[v];
-        }
-        return v;
-    }
-    void Join(UINT32 a, UINT32 b) { m_Parent[Of(a)] = Of(b); }
-
-private:
-    std::vector<UINT32> m_Parent;
 };
 
 }  // namespace
@@ -95,46 +47,12 @@ WeldedSurface WeldByPlace(const Mesh& mesh) {
     return surface;
 }
 
-Points VertexNormals(const Points& positions, const std::vector<TarnMeshFace>& faces) {
-    Points normals(positions.size(), glm::dvec3(0));
-    for (const TarnMeshFace& face : faces) {
-        const glm::dvec3 normal = AreaVector(positions, face);
-        const double area = glm::length(normal);
-        for (std::size_t i = 0; i < 3 && area > 0; ++i) {
-            const glm::dvec3& p = positions[face.v[i]];
-            const glm::dvec3 a = positions[face.v[(i + 1) % 3]] - p, b = positions[face.v[(i + 2) % 3]] - p;
-            normals[face.v[i]] += std::atan2(area, glm::dot(a, b)) / area * normal;
-        }
-    }
-    for (glm::dvec3& normal : normals) {
-        const double length = glm::length(normal);
-        normal = length > 0 ? normal / length : glm::dvec3(0);
-    }
-    return normals;
-}
-
 double SurfaceArea(const Points& positions, const std::vector<TarnMeshFace>& faces) {
     double area = 0;
     for (const TarnMeshFace& face : faces) {
-        area += glm::length(AreaVector(positions, face)) / 2;
+        area += glm::length(AreaVector(TriangleOf(positions, face))) / 2;
     }
     return area;
-}
-
-std::vector<BYTE> BoundaryEdges(const std::vector<TarnMeshFace>& faces) {
-    std::vector<BYTE> boundary(faces.size());
-    const std::vector<FaceEdge> edges = SortedEdges(faces);
-    for (std::size_t i = 0; i < edges.size();) {
-        std::size_t end = i + 1;
-        while (end < edges.size() && edges[end].from == edges[i].from && edges[end].to == edges[i].to) {
-            ++end;
-        }
-        if (end - i == 1) {
-            boundary[edges[i].place / 3] |= static_cast<BYTE>(1 << (edges[i].place % 3));
-        }
-        i = end;
-    }
-    return boundary;
 }
 
 Vec3 PlainOf(const glm::dvec3& p) {
@@ -150,17 +68,8 @@ std::vector<Vec3> PlainOf(const Points& points) {
     return out;
 }
 
-bool IsAtRim(const std::vector<BYTE>& boundary, const SurfacePoint& point) {
-    for (glm::length_t i = 0; i < 3; ++i) {
-        if (point.weights[i] <= 0 && ((boundary[point.face] >> i) & 1) != 0) {
-            return true;
-        }
-    }
-    return false;
-}
-
 int Apartness(const WeldedSurface& surface) {
-    Groups parts(surface.positions.size());
+    DisjointSets parts(surface.positions.size());
     for (const TarnMeshFace& face : surface.faces) {
         parts.Join(face.v[0], face.v[1]);
         parts.Join(face.v[0], face.v[2]);
@@ -171,36 +80,30 @@ int Apartness(const WeldedSurface& surface) {
     std::unordered_map<UINT32, Count> counts;
     std::vector<bool> isUsed(surface.positions.size());
     for (const TarnMeshFace& face : surface.faces) {
-        ++counts[parts.Of(face.v[0])].faces;
+        ++counts[parts.Find(face.v[0])].faces;
         for (const UINT32 v : face.v) {
             isUsed[v] = true;
         }
     }
     for (UINT32 v = 0; v < surface.positions.size(); ++v) {
         if (isUsed[v]) {
-            ++counts[parts.Of(v)].vertices;
+            ++counts[parts.Find(v)].vertices;
         }
     }
-    const std::vector<FaceEdge> edges = SortedEdges(surface.faces);
-    Groups rims(surface.positions.size());
+    DisjointSets rims(surface.positions.size());
     std::vector<UINT32> rimVertices;
-    for (std::size_t i = 0; i < edges.size();) {
-        std::size_t end = i + 1;
-        while (end < edges.size() && edges[end].from == edges[i].from && edges[end].to == edges[i].to) {
-            ++end;
+    ForEachEdge(SortedEdges(surface.faces), [&](const FaceEdge* edge, const FaceEdge* end) {
+        ++counts[parts.Find(edge->from)].edges;
+        if (end - edge == 1) {
+            rims.Join(edge->from, edge->to);
+            rimVertices.push_back(edge->from);
         }
-        ++counts[parts.Of(edges[i].from)].edges;
-        if (end - i == 1) {
-            rims.Join(edges[i].from, edges[i].to);
-            rimVertices.push_back(edges[i].from);
-        }
-        i = end;
-    }
+    });
     std::vector<bool> isCounted(surface.positions.size());
     for (const UINT32 v : rimVertices) {
-        if (!isCounted[rims.Of(v)]) {
-            isCounted[rims.Of(v)] = true;
-            ++counts[parts.Of(v)].holes;
+        if (!isCounted[rims.Find(v)]) {
+            isCounted[rims.Find(v)] = true;
+            ++counts[parts.Find(v)].holes;
         }
     }
     int apartness = 0;
@@ -214,8 +117,7 @@ int Apartness(const WeldedSurface& surface) {
 
 TargetSurface::TargetSurface(const Mesh& mesh)
     : m_Surface(WeldByPlace(mesh)),
-      m_Normals(VertexNormals(m_Surface.positions, m_Surface.faces)),
-      m_Boundary(BoundaryEdges(m_Surface.faces)),
+      m_Normals(m_Surface.positions, m_Surface.faces),
       m_Closest(PlainOf(m_Surface.positions), m_Surface.faces) {}
 
 TargetSurface::Match TargetSurface::MatchOf(const glm::dvec3& point, const SurfacePoint& found) const {
@@ -228,17 +130,13 @@ TargetSurface::Match TargetSurface::MatchOf(const glm::dvec3& point, const Surfa
     match.distance = std::sqrt(found.squaredDistance);
     glm::dvec3 onTangentPlanes(0);
     for (glm::length_t i = 0; i < 3; ++i) {
-        const glm::dvec3 &corner = m_Surface.positions[face.v[i]], &normal = m_Normals[face.v[i]];
+        const glm::dvec3 &corner = m_Surface.positions[face.v[i]], &normal = Normals()[face.v[i]];
         onTangentPlanes += found.weights[i] * (found.position + glm::dot(corner - found.position, normal) * normal);
-        match.normal += found.weights[i] * m_Normals[face.v[i]];
+        match.normal += found.weights[i] * normal;
     }
-    match.isBoundary = IsAtRim(m_Boundary, found);
+    match.isBoundary = m_Normals.IsAtRim(found);
     match.position = glm::mix(found.position, onTangentPlanes, c_Curvature);
-    // On a face its own normal tells the sides apart, on its edges and corners the normals there (Baerentzen, Aanaes:
-    // "Signed Distance Computation Using the Angle Weighted Pseudonormal", 2005).
-    const bool isOnFace = found.weights.x > 0 && found.weights.y > 0 && found.weights.z > 0;
-    match.isInside =
-        glm::dot(point - found.position, isOnFace ? AreaVector(m_Surface.positions, face) : match.normal) < 0;
+    match.isInside = glm::dot(point - found.position, m_Normals.At(found)) < 0;
     const double length = glm::length(match.normal);
     match.isFound = length > 0.1;  // otherwise the surface is folded there
     match.normal = match.isFound ? match.normal / length : glm::dvec3(0);

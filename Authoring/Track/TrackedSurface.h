@@ -1,17 +1,16 @@
 // A frame's surface as the tracker sees it: one vertex for each place, whatever charts meet in it.
 #pragma once
 
-#include "Authoring/Codec/Mesh.h"
 #include "Authoring/Surface/ClosestPoint.h"
+#include "Authoring/Surface/Pseudonormals.h"
 
 #include <glm/vec3.hpp>
 
 #include <cstddef>
+#include <limits>
 #include <vector>
 
 namespace Nimb::Authoring {
-
-using Points = std::vector<glm::dvec3>;
 
 /// Vertices of a mesh that are in one place are one vertex. Faces that lose a corner by that are left out.
 struct WeldedSurface {
@@ -22,16 +21,7 @@ struct WeldedSurface {
 
 WeldedSurface WeldByPlace(const Mesh& mesh);
 
-/// Of unit length, weighted by the faces' angles; zero for vertices without a face that has an area.
-Points VertexNormals(const Points& positions, const std::vector<TarnMeshFace>& faces);
-
 double SurfaceArea(const Points& positions, const std::vector<TarnMeshFace>& faces);
-
-/// Which edges of the faces no other face shares: bit i of a face's value is the edge across from its corner i.
-std::vector<BYTE> BoundaryEdges(const std::vector<TarnMeshFace>& faces);
-
-/// Whether a point of the faces that these belong to lies on such an edge.
-bool IsAtRim(const std::vector<BYTE>& boundary, const SurfacePoint& point);
 
 Vec3 PlainOf(const glm::dvec3& p);
 std::vector<Vec3> PlainOf(const Points& points);
@@ -47,12 +37,12 @@ public:
     explicit TargetSurface(const Mesh& mesh);
 
     const WeldedSurface& Surface() const { return m_Surface; }
-    const Points& Normals() const { return m_Normals; }
+    const Points& Normals() const { return m_Normals.OfVertices(); }
 
     struct Match {
         glm::dvec3 position{0};
         glm::dvec3 normal{0};  ///< smooth, of unit length
-        double distance = 0;
+        double distance = std::numeric_limits<double>::infinity();
         bool isFound = false;
         bool isInside = false;    ///< the point that was asked for is on the surface's inner side
         bool isBoundary = false;  ///< at the rim of a hole: what belongs to the point may be missing
@@ -68,8 +58,7 @@ private:
     Match MatchOf(const glm::dvec3& point, const SurfacePoint& found) const;
 
     WeldedSurface m_Surface;
-    Points m_Normals;
-    std::vector<BYTE> m_Boundary;
+    Pseudonormals m_Normals;
     ClosestPoint m_Closest;
 };
 
