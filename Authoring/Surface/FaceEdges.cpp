@@ -20,6 +20,15 @@ std::vector<FaceEdge> SortedEdges(const std::vector<TarnMeshFace>& faces) {
     return edges;
 }
 
+bool IsClosed(const std::vector<TarnMeshFace>& faces) {
+    bool isClosed = true;
+    ForEachEdge(SortedEdges(faces), [&](const FaceEdge* edge, const FaceEdge* end) {
+        const auto isForwards = [&](const FaceEdge& e) { return faces[e.face].v[(e.corner + 1) % 3] == e.from; };
+        isClosed = isClosed && end - edge == 2 && isForwards(edge[0]) != isForwards(edge[1]);
+    });
+    return isClosed;
+}
+
 std::vector<std::array<UINT32, 3>> FacesAcross(const std::vector<TarnMeshFace>& faces) {
     std::vector<std::array<UINT32, 3>> across(faces.size(), {c_NoFace, c_NoFace, c_NoFace});
     ForEachEdge(SortedEdges(faces), [&](const FaceEdge* begin, const FaceEdge* end) {

@@ -31,6 +31,9 @@ void ForEachEdge(const std::vector<FaceEdge>& sorted, const Visit& visit) {
     }
 }
 
+/// Every edge has two faces, which look the same way across it.
+bool IsClosed(const std::vector<TarnMeshFace>& faces);
+
 /// For each face and corner the face on the other side of the edge across from it; none at the rim of a hole. Where
 /// more than two faces meet, each has one of the others.
 std::vector<std::array<UINT32, 3>> FacesAcross(const std::vector<TarnMeshFace>& faces);

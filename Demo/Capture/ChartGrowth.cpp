@@ -2,6 +2,7 @@
 // neighbours, as far as they fit.
 #include "Demo/Capture/ChartGrowth.h"
 
+#include "Authoring/Surface/FaceEdges.h"
 #include "Demo/Capture/Random.h"
 
 #include <algorithm>
@@ -13,7 +14,6 @@
 namespace Nimb::Authoring::Capture {
 namespace {
 
-constexpr UINT32 c_None = 0xFFFFFFFF;
 constexpr double c_Flat = 0.64;   ///< cosine of the largest angle between a face and its patch's plane, 50 degrees
 constexpr double c_Steep = 0.27;  ///< the same for what is left over, 74 degrees
 constexpr double c_Reach = 0.2;   ///< metres from the first face
@@ -37,21 +37,11 @@ bool IsBeyondAnEdge(const Triangle& a, const Triangle& b) {
     return false;
 }
 
+/// For each face, across the edges that begin at its corners.
 std::vector<std::array<UINT32, 3>> NeighboursOf(const std::vector<TarnMeshFace>& faces) {
-    std::vector<std::array<UINT32, 3>> neighbours(faces.size(), {c_None, c_None, c_None});
-    std::unordered_map<std::uint64_t, std::pair<UINT32, UINT32>> open;
-    for (std::size_t f = 0; f < faces.size(); ++f) {
-        for (std::size_t i = 0; i < 3; ++i) {
-            const std::uint64_t a = faces[f].v[i], b = faces[f].v[(i + 1) % 3];
-            const auto other = open.find((b << 32) | a);
-            if (other == open.end()) {
-                open[(a << 32) | b] = {static_cast<UINT32>(f), static_cast<UINT32>(i)};
-                continue;
-            }
-            neighbours[f][i] = other->second.first;
-            neighbours[other->second.first][other->second.second] = static_cast<UINT32>(f);
-            open.erase(other);
-        }
+    std::vector<std::array<UINT32, 3>> neighbours = FacesAcross(faces);
+    for (std::array<UINT32, 3>& across : neighbours) {
+        std::rotate(across.begin(), across.begin() + 2, across.end());
     }
     return neighbours;
 }
@@ -66,11 +56,10 @@ struct Growing {
 class Grower {
 public:
     Grower(const Surface& surface, std::uint64_t seed)
-        : m_Surface(surface), m_Neighbours(NeighboursOf(surface.faces)), m_Owner(surface.faces.size(), c_None) {
+        : m_Surface(surface), m_Neighbours(NeighboursOf(surface.faces)), m_Owner(surface.faces.size(), c_NoFace) {
         double area = 0;
         for (const TarnMeshFace& face : surface.faces) {
-            const Point& a = surface.points[face.v[0]];
-            const Point normal = glm::cross(surface.points[face.v[1]] - a, surface.points[face.v[2]] - a);
+            const Point normal = AreaVector(TriangleOf(surface.points, face));
             const double length = glm::length(normal);
             area += length / 2;
             m_Normals.push_back(length > 0 ? normal / length : Point(0, 1, 0));
@@ -102,7 +91,7 @@ public:
 private:
     void GrowAll(double limit) {
         for (const UINT32 face : m_Order) {
-            if (m_Owner[face] == c_None) {
+            if (m_Owner[face] == c_NoFace) {
                 GrowFrom(face, limit);
             }
         }
@@ -123,7 +112,8 @@ private:
                 continue;
             }
             for (const UINT32 next : m_Neighbours[face]) {
-                if (next != c_None && m_Owner[next] == c_None && glm::distance(Start(next), Start(seed)) < c_Reach) {
+                if (next != c_NoFace && m_Owner[next] == c_NoFace &&
+                    glm::distance(Start(next), Start(seed)) < c_Reach) {
                     waiting.push_back(next);
                 }
             }
@@ -138,7 +128,7 @@ private:
         for (std::size_t i = 0; i < around.size(); ++i) {
             sum += m_Normals[around[i]];
             for (const UINT32 next : m_Neighbours[around[i]]) {
-                if (around.size() < count && next != c_None && m_Owner[next] == c_None &&
+                if (around.size() < count && next != c_NoFace && m_Owner[next] == c_NoFace &&
                     std::find(around.begin(), around.end(), next) == around.end()) {
                     around.push_back(next);
                 }
@@ -153,7 +143,7 @@ private:
 
     bool Join(UINT32 face, UINT32 patch, double limit) {
         Growing& growing = m_Patches[patch];
-        if (m_Owner[face] != c_None || glm::dot(m_Normals[face], growing.axis) <= limit) {
+        if (m_Owner[face] != c_NoFace || glm::dot(m_Normals[face], growing.axis) <= limit) {
             return false;
         }
         Triangle flat;
@@ -197,7 +187,7 @@ private:
         for (Growing& growing : m_Patches) {
             if (growing.patch.faces.size() < c_SmallPatch) {
                 for (const UINT32 face : growing.patch.faces) {
-                    m_Owner[face] = c_None;
+                    m_Owner[face] = c_NoFace;
                 }
                 growing.patch.faces.clear();
                 growing.cells.clear();
@@ -209,7 +199,7 @@ private:
         bool isAny = false;
         for (const UINT32 face : m_Order) {
             for (const UINT32 next : m_Neighbours[face]) {
-                if (m_Owner[face] == c_None && next != c_None && m_Owner[next] != c_None) {
+                if (m_Owner[face] == c_NoFace && next != c_NoFace && m_Owner[next] != c_NoFace) {
                     isAny = Join(face, m_Owner[next], c_Steep) || isAny;
                 }
             }

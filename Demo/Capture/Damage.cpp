@@ -1,10 +1,9 @@
 #include "Demo/Capture/Damage.h"
 
+#include "Authoring/Surface/FaceEdges.h"
 #include "Demo/Capture/Random.h"
 
 #include <algorithm>
-#include <limits>
-#include <map>
 #include <utility>
 
 namespace Nimb::Authoring::Capture {
@@ -43,20 +42,13 @@ std::size_t Nearest(const std::vector<Point>& points, const Point& to) {
 
 /// For each point, whether more than one border goes through it.
 std::vector<bool> Pinched(const Surface& surface) {
-    std::map<std::pair<UINT32, UINT32>, int> edges;
-    for (const TarnMeshFace& face : surface.faces) {
-        for (std::size_t i = 0; i < 3; ++i) {
-            const UINT32 a = face.v[i], b = face.v[(i + 1) % 3];
-            edges[std::minmax(a, b)] += a < b ? 1 : -1;
-        }
-    }
     std::vector<int> borders(surface.points.size());
-    for (const auto& [edge, sum] : edges) {
-        if (sum != 0) {
-            ++borders[edge.first];
-            ++borders[edge.second];
+    ForEachEdge(SortedEdges(surface.faces), [&](const FaceEdge* edge, const FaceEdge* end) {
+        if (end - edge == 1) {
+            ++borders[edge->from];
+            ++borders[edge->to];
         }
-    }
+    });
     std::vector<bool> pinched;
     for (const int count : borders) {
         pinched.push_back(count > 2);

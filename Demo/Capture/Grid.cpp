@@ -1,5 +1,8 @@
 #include "Demo/Capture/Grid.h"
 
+#include "Authoring/Scene/DisjointSets.h"
+#include "Authoring/Scene/Triangle.h"
+
 #include <algorithm>
 #include <array>
 #include <unordered_map>
@@ -149,8 +152,8 @@ private:
 
     /// Its front is where the corners outside are.
     void AddFace(const std::array<Corner, 4>& corners, std::array<UINT32, 3> v) {
-        const Point &a = m_Out.points[v[0]], &b = m_Out.points[v[1]], &c = m_Out.points[v[2]];
-        const Point normal = glm::cross(b - a, c - a);
+        const Point& a = m_Out.points[v[0]];
+        const Point normal = AreaVector({a, m_Out.points[v[1]], m_Out.points[v[2]]});
         if (glm::dot(normal, corners[3].at - a) < glm::dot(normal, corners[0].at - a)) {
             std::swap(v[1], v[2]);
         }
@@ -166,35 +169,21 @@ private:
     Surface m_Out;
 };
 
-double AreaOf(const Surface& surface, const TarnMeshFace& face) {
-    const Point& a = surface.points[face.v[0]];
-    return glm::length(glm::cross(surface.points[face.v[1]] - a, surface.points[face.v[2]] - a)) / 2;
-}
-
 /// Leaves out pieces with an area below the limit, and points that no triangle has.
 Surface WithoutCrumbs(const Surface& surface, double limit) {
-    std::vector<UINT32> piece(surface.points.size());
-    for (std::size_t i = 0; i < piece.size(); ++i) {
-        piece[i] = static_cast<UINT32>(i);
-    }
-    const auto find = [&](UINT32 i) {
-        while (piece[i] != i) {
-            i = piece[i] = piece[piece[i]];
-        }
-        return i;
-    };
+    DisjointSets pieces(surface.points.size());
     for (const TarnMeshFace& face : surface.faces) {
-        piece[find(face.v[1])] = find(face.v[0]);
-        piece[find(face.v[2])] = find(face.v[0]);
+        pieces.Join(face.v[1], face.v[0]);
+        pieces.Join(face.v[2], face.v[0]);
     }
     std::vector<double> areas(surface.points.size());
     for (const TarnMeshFace& face : surface.faces) {
-        areas[find(face.v[0])] += AreaOf(surface, face);
+        areas[pieces.Find(face.v[0])] += glm::length(AreaVector(TriangleOf(surface.points, face))) / 2;
     }
     Surface out;
     std::vector<UINT32> numbers(surface.points.size(), 0xFFFFFFFF);
     for (TarnMeshFace face : surface.faces) {
-        if (areas[find(face.v[0])] < limit) {
+        if (areas[pieces.Find(face.v[0])] < limit) {
             continue;
         }
         for (UINT32& v : face.v) {
@@ -254,8 +243,7 @@ Surface Polygonise(const Solid& solid, const Lattice& lattice) {
 std::vector<Point> NormalsOf(const Surface& surface) {
     std::vector<Point> normals(surface.points.size(), Point(0));
     for (const TarnMeshFace& face : surface.faces) {
-        const Point& a = surface.points[face.v[0]];
-        const Point normal = glm::cross(surface.points[face.v[1]] - a, surface.points[face.v[2]] - a);
+        const Point normal = AreaVector(TriangleOf(surface.points, face));
         for (const UINT32 v : face.v) {
             normals[v] += normal;
         }

@@ -1,6 +1,6 @@
 #include "Demo/Capture/MeshSubject.h"
 
-#include "Authoring/Codec/Vectors.h"
+#include "Authoring/Scene/DisjointSets.h"
 #include "Demo/Capture/SignedSurface.h"
 
 #include <algorithm>
@@ -8,6 +8,7 @@
 #include <limits>
 #include <map>
 #include <numeric>
+#include <unordered_map>
 #include <utility>
 
 namespace Nimb::Authoring::Capture {
@@ -35,29 +36,22 @@ Colour ColourOfTexel(const Image& image, const Vec2& at) {
     return Demo::Rgb(static_cast<std::uint32_t>(rgba[0] << 16 | rgba[1] << 8 | rgba[2]));
 }
 
-/// Numbers of the first vertex at each vertex's place, then of the first one of its piece.
+/// Of each vertex, the number of the first one at its place, and which places belong to one piece.
 struct Pieces {
-    explicit Pieces(const Mesh& mesh) : place(mesh.positions.size()), piece(mesh.positions.size()) {
+    explicit Pieces(const Mesh& mesh) : place(mesh.positions.size()), joined(mesh.positions.size()) {
         std::map<std::array<float, 3>, UINT32> known;
         for (std::size_t i = 0; i < place.size(); ++i) {
             const Vec3& p = mesh.positions[i];
             place[i] = known.try_emplace({p.x, p.y, p.z}, static_cast<UINT32>(i)).first->second;
         }
-        std::iota(piece.begin(), piece.end(), 0U);
         for (const TarnMeshFace& face : mesh.faces) {
-            piece[Find(place[face.v[1]])] = Find(place[face.v[0]]);
-            piece[Find(place[face.v[2]])] = Find(place[face.v[0]]);
+            joined.Join(place[face.v[1]], place[face.v[0]]);
+            joined.Join(place[face.v[2]], place[face.v[0]]);
         }
     }
 
-    UINT32 Find(UINT32 i) {
-        while (piece[i] != i) {
-            i = piece[i] = piece[piece[i]];
-        }
-        return i;
-    }
-
-    std::vector<UINT32> place, piece;
+    std::vector<UINT32> place;
+    DisjointSets joined;
 };
 
 class MeshSolid : public Solid {
@@ -101,33 +95,41 @@ private:
         Pieces pieces(mesh);
         std::map<UINT32, std::vector<UINT32>> facesOf;
         for (std::size_t f = 0; f < mesh.faces.size(); ++f) {
-            facesOf[pieces.Find(pieces.place[mesh.faces[f].v[0]])].push_back(static_cast<UINT32>(f));
+            facesOf[pieces.joined.Find(pieces.place[mesh.faces[f].v[0]])].push_back(static_cast<UINT32>(f));
         }
-        for (auto& [first, numbers] : facesOf) {
-            std::vector<TarnMeshFace> faces;
-            std::vector<UINT32> kept;
-            Bounds bounds{Point(1e9), Point(-1e9)};
-            for (const UINT32 number : numbers) {
-                const UINT32* const v = mesh.faces[number].v;
-                const TarnMeshFace face{{pieces.place[v[0]], pieces.place[v[1]], pieces.place[v[2]]}};
-                if (face.v[0] == face.v[1] || face.v[1] == face.v[2] || face.v[2] == face.v[0]) {
-                    continue;
+        for (const auto& [first, numbers] : facesOf) {
+            AddPiece(material, numbers, pieces.place);
+        }
+    }
+
+    void AddPiece(std::size_t material, const std::vector<UINT32>& numbers, const std::vector<UINT32>& place) {
+        const Mesh& mesh = m_Frame.meshes[material].mesh;
+        std::vector<Vec3> positions;
+        std::vector<TarnMeshFace> faces;
+        std::vector<UINT32> kept;
+        std::unordered_map<UINT32, UINT32> known;
+        for (const UINT32 number : numbers) {
+            TarnMeshFace face = mesh.faces[number];
+            for (UINT32& v : face.v) {
+                const auto [entry, isNew] = known.try_emplace(place[v], static_cast<UINT32>(positions.size()));
+                if (isNew) {
+                    positions.push_back(mesh.positions[v]);
                 }
+                v = entry->second;
+            }
+            if (face.v[0] != face.v[1] && face.v[1] != face.v[2] && face.v[2] != face.v[0]) {
                 faces.push_back(face);
                 kept.push_back(number);
-                for (const UINT32 corner : face.v) {
-                    bounds.min = glm::min(bounds.min, VectorOf(mesh.positions[corner]) - c_ShellThickness);
-                    bounds.max = glm::max(bounds.max, VectorOf(mesh.positions[corner]) + c_ShellThickness);
-                }
             }
-            if (faces.empty()) {
-                continue;
-            }
-            m_Bounds.min = glm::min(m_Bounds.min, bounds.min);
-            m_Bounds.max = glm::max(m_Bounds.max, bounds.max);
-            SignedSurface surface(mesh.positions, std::move(faces), c_ShellThickness);
-            m_Pieces.push_back({std::move(surface), bounds, material, std::move(kept)});
         }
+        if (faces.empty()) {
+            return;
+        }
+        const Box box = BoundingBox(positions);
+        const Bounds bounds{VectorOf(box.min) - c_ShellThickness, VectorOf(box.max) + c_ShellThickness};
+        m_Bounds.min = glm::min(m_Bounds.min, bounds.min);
+        m_Bounds.max = glm::max(m_Bounds.max, bounds.max);
+        m_Pieces.push_back({SignedSurface(positions, faces, c_ShellThickness), bounds, material, std::move(kept)});
     }
 
     /// Of the union: the least of the pieces' distances.

@@ -2,11 +2,10 @@
 #pragma once
 
 #include "Authoring/Surface/ClosestPoint.h"
+#include "Authoring/Surface/Pseudonormals.h"
 #include "Demo/Space.h"
 
-#include <array>
-#include <map>
-#include <utility>
+#include <optional>
 #include <vector>
 
 namespace Nimb::Authoring::Capture {
@@ -16,8 +15,8 @@ using Demo::Point;
 /// A connected piece. Closed pieces are solid, whichever way their faces look; open ones are shells.
 class SignedSurface {
 public:
-    /// `positions`: each place once. `thickness`: of shells, in metres.
-    SignedSurface(const std::vector<Vec3>& positions, std::vector<TarnMeshFace> faces, double thickness);
+    /// `positions`: each place once. `thickness`: of shells, in metres. Keeps nothing of the arguments.
+    SignedSurface(const std::vector<Vec3>& positions, const std::vector<TarnMeshFace>& faces, double thickness);
 
     struct Nearest {
         SurfacePoint point;
@@ -27,19 +26,10 @@ public:
     Nearest To(const Point& p, double limit) const;
 
 private:
-    using Edge = std::pair<UINT32, UINT32>;
-
-    void AddNormals(const std::vector<Vec3>& positions);
-    Point PseudonormalAt(const SurfacePoint& at) const;
-
-    std::vector<TarnMeshFace> m_Faces;
     ClosestPoint m_Tree;
     double m_Thickness;
-    bool m_IsClosed = false;
-    double m_Sign = 1;
-    std::vector<Point> m_FaceNormals;
-    std::map<UINT32, Point> m_PointNormals;
-    std::map<Edge, Point> m_EdgeNormals;
+    std::optional<Pseudonormals> m_Normals;  // of a closed piece
+    double m_Sign = 1;                       // -1: its faces look inwards
 };
 
 }  // namespace Nimb::Authoring::Capture
