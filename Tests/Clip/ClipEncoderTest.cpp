@@ -5,6 +5,7 @@
 #include "Authoring/Codec/XtraAttributes.h"
 #include "Clip/Read/ClipVerifier.h"
 #include "Tests/Support/DecodedClip.h"
+#include "Tests/Support/MemorySource.h"
 #include "Tests/Tools/ToolTest.h"
 
 #include <gtest/gtest.h>
@@ -25,25 +26,8 @@ using Nimb::Authoring::Image;
 using Nimb::Authoring::Mesh;
 using Nimb::Authoring::Vec2;
 using Nimb::Authoring::Vec3;
+using NimbTest::MemorySource;
 using NimbTest::Shuffled;
-
-/// Frames in memory.
-class TestSource final : public Nimb::Authoring::MeshSource {
-public:
-    std::size_t FrameCount() const override { return frames.size(); }
-    double FrameRate() const override { return rate; }
-    std::size_t MaterialCount() const override { return textures.front().size(); }
-    std::string MaterialName(std::size_t material) const override { return "material" + std::to_string(material); }
-    std::string FrameName(std::size_t frame) const override { return "frame" + std::to_string(frame); }
-    Nimb::Authoring::SourceFrame Frame(std::size_t frame) const override { return frames.at(frame); }
-    std::shared_ptr<const Image> Texture(std::size_t frame, std::size_t material) const override {
-        return textures.at(std::min(frame, textures.size() - 1)).at(material);
-    }
-
-    double rate = 25;
-    std::vector<Nimb::Authoring::SourceFrame> frames;
-    std::vector<std::vector<std::shared_ptr<const Image>>> textures;  // by frame, the last one stays; by material
-};
 
 using Colour = std::array<double, 3>;
 
@@ -82,8 +66,8 @@ Mesh Sheet(UINT32 columns, UINT32 rows, float z, UINT32 frame) {
 
 /// Two materials. Vertices are shuffled from frame 3 on, both sheets have another topology from frame 6 on, and the
 /// second sheet is absent from frame 9 and back in frame 10.
-TestSource TwoSheets() {
-    TestSource source;
+MemorySource TwoSheets() {
+    MemorySource source;
     for (UINT32 frame = 0; frame < 12; ++frame) {
         const UINT32 more = frame < 6 ? 0 : 2;
         Mesh first = Sheet(7 + more, 5, 0, frame), second = Sheet(5, 6 + more, 2, frame);
@@ -203,7 +187,7 @@ void ExpectFrame(const NimbTest::DecodedFrame& mesh, const Image& picture, const
     EXPECT_TRUE(faces == FacesOf(source));
 }
 
-void ExpectClip(const std::string& path, const EncodeReport& report, const TestSource& source,
+void ExpectClip(const std::string& path, const EncodeReport& report, const MemorySource& source,
                 const TemporaryFolder& folder) {
     const DecodedClip clip = DecodeClip(path, report.clip.atlas.width, report.clip.atlas.height, folder / "");
     ASSERT_EQ(clip.meshes.size(), source.frames.size());
@@ -217,7 +201,7 @@ void ExpectClip(const std::string& path, const EncodeReport& report, const TestS
 
 TEST(ClipEncoder, TwoMaterialsComeBackWithTheirColours) {
     const TemporaryFolder folder;
-    const TestSource source = TwoSheets();
+    const MemorySource source = TwoSheets();
     const EncodeReport report = EncodeClip(source, nullptr, folder / "clip.mp4", FastOptions(), NoProgress);
     ExpectClip(folder / "clip.mp4", report, source, folder);
     EXPECT_EQ(report.clip.subMeshes, 2u);
@@ -246,7 +230,7 @@ TEST(ClipEncoder, TwoMaterialsComeBackWithTheirColours) {
 
 TEST(ClipEncoder, OneTextureIsTheWholePictureOfAPlainClip) {
     const TemporaryFolder folder;
-    TestSource source = TwoSheets();
+    MemorySource source = TwoSheets();
     // Two materials with one picture: one sub-mesh. The picture changes with each frame; the last frame is empty.
     // All stands far from the origin, where an empty frame says that it is.
     source.textures.clear();
@@ -292,7 +276,7 @@ TEST(ClipEncoder, OneTextureIsTheWholePictureOfAPlainClip) {
 TEST(ClipEncoder, KeyFramesHaveAReasonAndFallOnKeyPictures) {
     using Cause = Nimb::Authoring::KeyFrameReason::Cause;
     const TemporaryFolder folder;
-    TestSource source = TwoSheets();
+    MemorySource source = TwoSheets();
     EncodeOptions options = FastOptions();
     options.keyFrameInterval = 4;
     options.keyPictureInterval = 2;
@@ -345,7 +329,7 @@ TEST(ClipEncoder, KeyFramesHaveAReasonAndFallOnKeyPictures) {
 
 TEST(ClipEncoder, ThreadsDoNotChangeTheMeshes) {
     const TemporaryFolder folder;
-    const TestSource source = TwoSheets();
+    const MemorySource source = TwoSheets();
     EncodeOptions options = FastOptions();
     options.keyFrameInterval = 2;
     std::vector<std::vector<NimbTest::DecodedFrame>> runs;
@@ -360,7 +344,7 @@ TEST(ClipEncoder, ThreadsDoNotChangeTheMeshes) {
 
 TEST(ClipEncoder, BadSourcesAreNamed) {
     const TemporaryFolder folder;
-    const auto expectError = [&](const TestSource& source, const std::string& text) {
+    const auto expectError = [&](const MemorySource& source, const std::string& text) {
         try {
             EncodeClip(source, nullptr, folder / "clip.mp4", FastOptions(), NoProgress);
             FAIL() << text;
@@ -369,8 +353,8 @@ TEST(ClipEncoder, BadSourcesAreNamed) {
         }
         EXPECT_TRUE(FilesIn(folder / "").empty());
     };
-    const TestSource good = TwoSheets();
-    TestSource bad = good;
+    const MemorySource good = TwoSheets();
+    MemorySource bad = good;
     bad.frames[7].meshes[1].mesh.positions[3].y = std::numeric_limits<float>::quiet_NaN();
     expectError(bad, "frame7, material material1: ");
     bad = good;
@@ -395,7 +379,7 @@ TEST(ClipEncoder, BadSourcesAreNamed) {
 
 TEST(ClipEncoder, ACancelledRunLeavesNothing) {
     const TemporaryFolder folder;
-    const TestSource source = TwoSheets();
+    const MemorySource source = TwoSheets();
     struct Cancelled {};
     for (const EncodeStep when : {EncodeStep::Examine, EncodeStep::Encode}) {
         EXPECT_THROW(EncodeClip(source, nullptr, folder / "clip.mp4", FastOptions(),

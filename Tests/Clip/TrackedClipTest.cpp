@@ -3,6 +3,7 @@
 
 #include "Tests/Support/Ball.h"
 #include "Tests/Support/DecodedClip.h"
+#include "Tests/Support/MemorySource.h"
 #include "Tests/Tools/ToolTest.h"
 
 #include <gtest/gtest.h>
@@ -24,7 +25,6 @@ using Nimb::Authoring::Image;
 using Nimb::Authoring::InputError;
 using Nimb::Authoring::KeyFrameNote;
 using Nimb::Authoring::Mesh;
-using Nimb::Authoring::SourceFrame;
 using Nimb::Authoring::TrackNote;
 using NimbTest::Ball;
 using Cause = Nimb::Authoring::KeyFrameReason::Cause;
@@ -32,18 +32,7 @@ using Cause = Nimb::Authoring::KeyFrameReason::Cause;
 constexpr double c_Radius = 0.5;
 
 /// Balls that drift slowly, frame by frame in other triangles and with other charts.
-class BallSource final : public Nimb::Authoring::MeshSource {
-public:
-    std::size_t FrameCount() const override { return frames.size(); }
-    double FrameRate() const override { return 25; }
-    std::size_t MaterialCount() const override { return 2; }
-    std::string MaterialName(std::size_t material) const override { return "ball" + std::to_string(material); }
-    std::string FrameName(std::size_t frame) const override { return "frame" + std::to_string(frame); }
-    SourceFrame Frame(std::size_t frame) const override { return frames.at(frame); }
-    std::shared_ptr<const Image> Texture(std::size_t frame, std::size_t material) const override {
-        return textures.at(frame).at(material);
-    }
-
+struct BallSource final : NimbTest::MemorySource {
     static glm::dvec3 MiddleOf(std::size_t frame, std::size_t material) {
         return {0.01 * static_cast<double>(frame), 2.0 * static_cast<double>(material), 0};
     }
@@ -61,10 +50,15 @@ public:
             }
         }
     }
-
-    std::vector<SourceFrame> frames;
-    std::vector<std::vector<std::shared_ptr<const Image>>> textures;
 };
+
+BallSource OneBall(std::size_t frames) {
+    BallSource source;
+    for (std::size_t frame = 0; frame < frames; ++frame) {
+        source.Add({0}, frame);
+    }
+    return source;
+}
 
 EncodeOptions TrackingOptions() {
     EncodeOptions options;
@@ -117,10 +111,7 @@ void ExpectBalls(const std::string& path, const EncodeReport& report, const Ball
 
 TEST(TrackedClip, FramesThatWereMeshedAnewShareTopologies) {
     const TemporaryFolder folder;
-    BallSource source;
-    for (std::size_t frame = 0; frame < 5; ++frame) {
-        source.Add({0}, frame);
-    }
+    BallSource source = OneBall(5);
     for (std::size_t frame = 5; frame < 8; ++frame) {
         source.Add({0, 1}, frame);
     }
@@ -188,22 +179,15 @@ TEST(TrackedClip, FramesWithoutASurfaceAndTheIntervalEndAStretch) {
 
 TEST(TrackedClip, WhereTheTrackIsLostAFrameIsAKeyFrame) {
     const TemporaryFolder folder;
-    BallSource source;
-    for (std::size_t frame = 0; frame < 8; ++frame) {
-        source.Add({0}, frame);
-    }
+    BallSource source = OneBall(8);
     // One material all along, but a second ball appears in it.
     for (std::size_t frame = 4; frame < 8; ++frame) {
         Mesh& mesh = source.frames[frame].meshes.front().mesh;
-        const auto base = static_cast<UINT32>(mesh.positions.size());
-        for (std::size_t i = 0; i < base; ++i) {
-            mesh.positions.push_back({mesh.positions[i].x, mesh.positions[i].y + 2, mesh.positions[i].z});
-            mesh.texCoords.push_back(mesh.texCoords[i]);
+        Mesh second = mesh;
+        for (Nimb::Authoring::Vec3& p : second.positions) {
+            p.y += 2;
         }
-        const std::vector<TarnMeshFace> faces = mesh.faces;
-        for (const TarnMeshFace& face : faces) {
-            mesh.faces.push_back({{face.v[0] + base, face.v[1] + base, face.v[2] + base}});
-        }
+        Append(mesh, second);
     }
     const EncodeReport report = EncodeClip(source, nullptr, folder / "clip.mp4", TrackingOptions(), NoProgress);
     const std::vector<std::pair<std::size_t, Cause>> wanted{{0, Cause::First}, {4, Cause::TrackLost}};
@@ -214,16 +198,13 @@ TEST(TrackedClip, WhereTheTrackIsLostAFrameIsAKeyFrame) {
 
 TEST(TrackedClip, FaultsOfTheInputAreNamed) {
     const TemporaryFolder folder;
-    BallSource source;
-    for (std::size_t frame = 0; frame < 4; ++frame) {
-        source.Add({0}, frame);
-    }
+    BallSource source = OneBall(4);
     source.textures[2][0] = std::make_shared<const Image>(Image(32, 32));
     try {
         EncodeClip(source, nullptr, folder / "clip.mp4", TrackingOptions(), NoProgress);
         FAIL() << "the texture's size changes";
     } catch (const InputError& error) {
-        EXPECT_NE(std::string(error.what()).find("frame2: the texture of material ball0 has 32 x 32 pixels"),
+        EXPECT_NE(std::string(error.what()).find("frame2: the texture of material material0 has 32 x 32 pixels"),
                   std::string::npos)
             << error.what();
     }
