@@ -1,13 +1,18 @@
 #include "Demo/Capture/MeshSubject.h"
 
+#include "Authoring/Codec/VertexStreams.h"
 #include "Authoring/Scene/DisjointSets.h"
 #include "Demo/Capture/SignedSurface.h"
 
+#include <glm/gtx/component_wise.hpp>
+
 #include <algorithm>
 #include <array>
+#include <cstdio>
 #include <limits>
 #include <map>
 #include <numeric>
+#include <stdexcept>
 #include <unordered_map>
 #include <utility>
 
@@ -15,6 +20,7 @@ namespace Nimb::Authoring::Capture {
 namespace {
 
 constexpr double c_ShellThickness = 0.008;
+constexpr double c_LargestScene = 20;  ///< metres: whatever is larger is in other units
 
 /// A connected piece of one material.
 struct Piece {
@@ -56,11 +62,23 @@ struct Pieces {
 
 class MeshSolid : public Solid {
 public:
-    MeshSolid(SourceFrame frame, const std::vector<std::shared_ptr<const Image>>& textures)
+    /// `name`: of the frame, for messages.
+    MeshSolid(SourceFrame frame, const std::vector<std::shared_ptr<const Image>>& textures, const std::string& name)
         : m_Frame(std::move(frame)), m_Textures(textures) {
         for (std::size_t i = 0; i < m_Frame.meshes.size(); ++i) {
             AddPieces(i);
         }
+        if (m_Pieces.empty()) {
+            throw InputError(name + ": there is no surface");
+        }
+        const double size = glm::compMax(m_Bounds.max - m_Bounds.min);
+        if (size > c_LargestScene) {
+            char text[96];
+            std::snprintf(text, sizeof text, ": is %.4g m large; scenes must be in metres, and at most %g m large",
+                          size, c_LargestScene);
+            throw InputError(name + text);
+        }
+        m_CellSize = std::max(c_LeastCell, size / c_MostCells);
         FillCells();
     }
 
@@ -157,11 +175,11 @@ private:
     void FillCells() {
         m_All.resize(m_Pieces.size());
         std::iota(m_All.begin(), m_All.end(), 0U);
-        m_Size = glm::ivec3(glm::ceil((m_Bounds.max - m_Bounds.min) / c_Cell));
+        m_Size = glm::ivec3(glm::ceil((m_Bounds.max - m_Bounds.min) / m_CellSize));
         for (int z = 0; z < m_Size.z; ++z) {
             for (int y = 0; y < m_Size.y; ++y) {
                 for (int x = 0; x < m_Size.x; ++x) {
-                    m_Cells.push_back(CandidatesNear(m_Bounds.min + (Point(x, y, z) + 0.5) * c_Cell));
+                    m_Cells.push_back(CandidatesNear(m_Bounds.min + (Point(x, y, z) + 0.5) * m_CellSize));
                 }
             }
         }
@@ -177,7 +195,7 @@ private:
         for (const auto& [distance, i] : boxes) {
             sorted.push_back(i);
         }
-        const double reach = std::max(NearestAmong(sorted, centre).distance, 0.0) + std::sqrt(3.0) * c_Cell;
+        const double reach = std::max(NearestAmong(sorted, centre).distance, 0.0) + std::sqrt(3.0) * m_CellSize;
         std::vector<UINT32> candidates;
         for (const auto& [distance, i] : boxes) {
             if (distance <= reach) {
@@ -188,18 +206,20 @@ private:
     }
 
     const std::vector<UINT32>& CandidatesAt(const Point& p) const {
-        const glm::ivec3 cell(glm::floor((p - m_Bounds.min) / c_Cell));
+        const glm::ivec3 cell(glm::floor((p - m_Bounds.min) / m_CellSize));
         const bool isOutside =
             glm::any(glm::lessThan(cell, glm::ivec3(0))) || glm::any(glm::greaterThanEqual(cell, m_Size));
         return isOutside ? m_All : m_Cells[static_cast<std::size_t>((cell.z * m_Size.y + cell.y) * m_Size.x + cell.x)];
     }
 
-    static constexpr double c_Cell = 0.05;
+    static constexpr double c_LeastCell = 0.05;
+    static constexpr double c_MostCells = 100;  // along an axis
 
     const SourceFrame m_Frame;
     const std::vector<std::shared_ptr<const Image>> m_Textures;  // of m_Frame's meshes
     std::vector<Piece> m_Pieces;
     std::vector<UINT32> m_All;  // numbers of all pieces
+    double m_CellSize = c_LeastCell;
     glm::ivec3 m_Size{0};
     std::vector<std::vector<UINT32>> m_Cells;
     Bounds m_Bounds{Point(1e9), Point(-1e9)};
@@ -214,9 +234,14 @@ std::unique_ptr<Solid> MeshSubject::At(std::size_t frame) const {
     SourceFrame meshes = m_Source->Frame(frame);
     std::vector<std::shared_ptr<const Image>> textures;
     for (const MaterialMesh& mesh : meshes.meshes) {
+        try {
+            CheckMesh(mesh.mesh);
+        } catch (const std::invalid_argument& error) {
+            throw InputError(m_Source->FrameName(frame) + ": " + error.what());
+        }
         textures.push_back(m_Source->Texture(frame, mesh.material));
     }
-    return std::make_unique<MeshSolid>(std::move(meshes), textures);
+    return std::make_unique<MeshSolid>(std::move(meshes), textures, m_Source->FrameName(frame));
 }
 
 }  // namespace Nimb::Authoring::Capture

@@ -7,6 +7,7 @@
 #include "Demo/Capture/Dancer.h"
 #include "Demo/Capture/Grid.h"
 #include "Demo/Capture/MeshSubject.h"
+#include "Tests/Support/MemorySource.h"
 
 #include <gtest/gtest.h>
 
@@ -249,47 +250,33 @@ TEST(CaptureSourceTest, ChartsDoNotOverlapAndShowTheirPlaceOnTheSurface) {
 namespace {
 
 /// A cube of 0.4 m, without its upper side or with it, one half red and the other one blue.
-class Cube : public MeshSource {
-public:
-    explicit Cube(bool isClosed) : m_IsClosed(isClosed) {}
-    std::size_t FrameCount() const override { return 3; }
-    double FrameRate() const override { return 30; }
-    std::size_t MaterialCount() const override { return 1; }
-    std::string MaterialName(std::size_t) const override { return "box"; }
-    std::string FrameName(std::size_t) const override { return "box"; }
-    SourceFrame Frame(std::size_t) const override {
-        Mesh mesh;
-        for (UINT32 i = 0; i < 8; ++i) {
-            const auto at = [i](UINT32 bit) { return (i & bit) != 0 ? 0.2F : -0.2F; };
-            mesh.positions.push_back({at(1), at(2), at(4)});
-            mesh.texCoords.push_back({(i & 1) != 0 ? 1.0F : 0.0F, 0});
-        }
-        const auto side = [&](UINT32 a, UINT32 b, UINT32 c, UINT32 d) {
-            mesh.faces.push_back({{a, b, c}});
-            mesh.faces.push_back({{a, c, d}});
-        };
-        side(0, 2, 3, 1), side(4, 5, 7, 6), side(0, 1, 5, 4), side(0, 4, 6, 2), side(1, 3, 7, 5);
-        if (m_IsClosed) {
-            side(2, 6, 7, 3);
-        }
-        return {{{0, mesh}}, 0};
+std::shared_ptr<NimbTest::MemorySource> Cube(bool isClosed) {
+    Mesh mesh;
+    for (UINT32 i = 0; i < 8; ++i) {
+        const auto at = [i](UINT32 bit) { return (i & bit) != 0 ? 0.2F : -0.2F; };
+        mesh.positions.push_back({at(1), at(2), at(4)});
+        mesh.texCoords.push_back({(i & 1) != 0 ? 1.0F : 0.0F, 0});
     }
-    std::shared_ptr<const Image> Texture(std::size_t, std::size_t) const override {
-        auto image = std::make_shared<Image>(2, 1);
-        image->rgba = {255, 0, 0, 255, 0, 0, 255, 255};
-        return image;
+    const auto side = [&](UINT32 a, UINT32 b, UINT32 c, UINT32 d) {
+        mesh.faces.push_back({{a, b, c}});
+        mesh.faces.push_back({{a, c, d}});
+    };
+    side(0, 2, 3, 1), side(4, 5, 7, 6), side(0, 1, 5, 4), side(0, 4, 6, 2), side(1, 3, 7, 5);
+    if (isClosed) {
+        side(2, 6, 7, 3);
     }
-
-private:
-    bool m_IsClosed;
-};
+    auto image = std::make_shared<Image>(2, 1);
+    image->rgba = {255, 0, 0, 255, 0, 0, 255, 255};
+    auto source = std::make_shared<NimbTest::MemorySource>();
+    source->frames.assign(3, {{{0, mesh}}, 0});
+    source->textures = {{image}};
+    return source;
+}
 
 }  // namespace
 
 TEST(CaptureSourceTest, MeshesAreSolidWhereClosedAndShellsWhereOpen) {
-    const auto at = [](bool isClosed) {
-        return Capture::MeshSubject(std::make_shared<Cube>(isClosed), "box", 2).At(0);
-    };
+    const auto at = [](bool isClosed) { return Capture::MeshSubject(Cube(isClosed), "box", 2).At(0); };
     const auto solid = at(true), shell = at(false);
     EXPECT_NEAR(solid->Distance({0, 0, 0}), -0.2, 1e-6);
     EXPECT_NEAR(solid->Distance({0.1, 0.15, 0}), -0.05, 1e-6);
@@ -300,12 +287,33 @@ TEST(CaptureSourceTest, MeshesAreSolidWhereClosedAndShellsWhereOpen) {
     EXPECT_GT(solid->ColourAt({-0.2, 0.1, 0}).r, 0.9);
     EXPECT_GT(solid->ColourAt({0.2, 0.1, 0}).b, 0.9);
 
-    const CaptureSource capture(std::make_shared<Capture::MeshSubject>(std::make_shared<Cube>(true), "box", 2),
-                                Small());
+    const CaptureSource capture(std::make_shared<Capture::MeshSubject>(Cube(true), "box", 2), Small());
     EXPECT_EQ(capture.FrameCount(), 2U);
     const Shape shape = ShapeOf(MeshOf(capture, 1));
     EXPECT_EQ(shape.openEdges, 0U);
     EXPECT_EQ(shape.euler, 2);
+}
+
+TEST(CaptureSourceTest, ScenesWithoutASurfaceOrInOtherUnitsAreRefused) {
+    const auto refusal = [](const std::shared_ptr<NimbTest::MemorySource>& source) -> std::string {
+        try {
+            Capture::MeshSubject(source, "box", 2).At(1);
+        } catch (const InputError& error) {
+            return error.what();
+        }
+        return "";
+    };
+    const auto flat = Cube(true), large = Cube(true), bare = Cube(true);
+    for (Vec3& p : flat->frames[1].meshes[0].mesh.positions) {
+        p = {};
+    }
+    for (Vec3& p : large->frames[1].meshes[0].mesh.positions) {
+        p = {4500 * p.x, 4500 * p.y, 4500 * p.z};
+    }
+    bare->frames[1].meshes[0].mesh.texCoords.clear();
+    EXPECT_EQ(refusal(flat), "frame1: there is no surface");
+    EXPECT_EQ(refusal(large), "frame1: is 1800 m large; scenes must be in metres, and at most 20 m large");
+    EXPECT_NE(refusal(bare).find("frame1: a mesh needs texture coordinates"), std::string::npos);
 }
 
 TEST(CaptureSourceTest, OptionsOutOfRange) {
