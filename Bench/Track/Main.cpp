@@ -2,8 +2,8 @@
 // they are and of Draco, distances to the capture and to the truth, lengths of runs, time and memory.
 //
 // nimb_track_bench [FRAMES [VERTICES [NOISE, mm [HOLES [TEMPO]]]]]
+#include "Authoring/Surface/SurfaceComparison.h"
 #include "Bench/Sizes/Measure.h"
-#include "Bench/Track/Gaps.h"
 #include "Bench/Track/Ways.h"
 #include "Demo/Capture/CaptureSource.h"
 #include "Demo/Capture/Dancer.h"
@@ -19,8 +19,6 @@
 namespace {
 
 using namespace Nimb::Authoring;
-using Bench::Gap;
-using Bench::Gaps;
 using Bench::Outcome;
 
 constexpr std::size_t c_Every = 4;  ///< of so many frames one is measured
@@ -42,20 +40,46 @@ Known Load(std::size_t frames, double tempo, const Capture::CaptureOptions& opti
     return known;
 }
 
-Gap GapToCapture(const Known& known, const Outcome& outcome) {
-    Gaps gaps;
-    for (std::size_t i = 0; i < known.capture.size(); i += c_Every) {
-        gaps.Add(Bench::GapBetween(outcome.decoded[i], known.capture[i]));
+/// Over frames: means of all figures but the largest distance.
+class Distances {
+public:
+    void Add(const Mesh& source, const Mesh& decoded) {
+        const DistanceFigures frame =
+            CompareSurfaces({source.positions, source.faces}, {decoded.positions, decoded.faces}).distance;
+        m_Sum.mean += frame.mean;
+        m_Sum.percentile95 += frame.percentile95;
+        m_Sum.percentile99 += frame.percentile99;
+        m_Sum.largest = std::max(m_Sum.largest, frame.largest);
+        ++m_Count;
     }
-    return gaps.Mean();
+
+    DistanceFigures Mean() const {
+        DistanceFigures figures = m_Sum;
+        for (double* const sum : {&figures.mean, &figures.percentile95, &figures.percentile99}) {
+            *sum /= m_Count;
+        }
+        return figures;
+    }
+
+private:
+    DistanceFigures m_Sum;
+    int m_Count = 0;
+};
+
+DistanceFigures ToCapture(const Known& known, const Outcome& outcome) {
+    Distances distances;
+    for (std::size_t i = 0; i < known.capture.size(); i += c_Every) {
+        distances.Add(known.capture[i], outcome.decoded[i]);
+    }
+    return distances.Mean();
 }
 
-Gap GapToTruth(const Known& known, const Outcome& outcome) {
-    Gaps gaps;
+DistanceFigures ToTruth(const Known& known, const Outcome& outcome) {
+    Distances distances;
     for (std::size_t i = 0; i < known.truth.size(); ++i) {
-        gaps.Add(Bench::GapBetween(outcome.decoded[i * c_Every], known.truth[i]));
+        distances.Add(known.truth[i], outcome.decoded[i * c_Every]);
     }
-    return gaps.Mean();
+    return distances.Mean();
 }
 
 /// The coarsest step that keeps Draco as close to the capture as `p95`, over a few frames.
@@ -68,18 +92,18 @@ double StepFor(const Known& known, double p95) {
     for (int i = 0; i < 8; ++i) {
         const double middle = std::sqrt(low * high);
         const Outcome outcome = Bench::EncodeAllWithDraco(few, middle);
-        Gaps gaps;
+        Distances distances;
         for (std::size_t k = 0; k < few.size(); ++k) {
-            gaps.Add(Bench::GapBetween(outcome.decoded[k], few[k]));
+            distances.Add(few[k], outcome.decoded[k]);
         }
-        (gaps.Mean().p95 <= p95 ? low : high) = middle;
+        (distances.Mean().percentile95 <= p95 ? low : high) = middle;
     }
     return low;
 }
 
-void PrintGap(const char* name, const Gap& gap) {
-    std::printf("| %s | %.3f | %.3f | %.3f | %.2f |\n", name, 1e3 * gap.mean, 1e3 * gap.p95, 1e3 * gap.p99,
-                1e3 * gap.largest);
+void PrintDistance(const char* name, const DistanceFigures& figures) {
+    std::printf("| %s | %.3f | %.3f | %.3f | %.2f |\n", name, 1e3 * figures.mean, 1e3 * figures.percentile95,
+                1e3 * figures.percentile99, 1e3 * figures.largest);
 }
 
 void PrintSize(const char* name, double bytes, double untracked, double draco) {
@@ -117,9 +141,9 @@ void Print(std::size_t frames, double tempo, const Capture::CaptureOptions& opti
     const Outcome tracked = Bench::EncodeTracked(known.capture, maxError);
     PrintRuns(tracked);
     std::fflush(stdout);
-    const Gap gap = GapToCapture(known, tracked);
+    const DistanceFigures distance = ToCapture(known, tracked);
     const Outcome untracked = Bench::EncodeUntracked(known.capture);
-    const double step = StepFor(known, gap.p95);
+    const double step = StepFor(known, distance.percentile95);
     const Outcome draco = Bench::EncodeAllWithDraco(known.capture, step);
     const Outcome fine = Bench::EncodeAllWithDraco(known.capture, 2 * maxError / std::sqrt(3.0));
 
@@ -132,11 +156,11 @@ void Print(std::size_t frames, double tempo, const Capture::CaptureOptions& opti
                 1e3 * step, 1e3 * maxError);
 
     std::puts("| Distance, mm | Mean | 95th of 100 | 99th | Largest |\n|---|--:|--:|--:|--:|");
-    PrintGap("untracked to the truth", GapToTruth(known, untracked));
-    PrintGap("Draco to the capture", GapToCapture(known, draco));
-    PrintGap("Draco to the truth", GapToTruth(known, draco));
-    PrintGap("tracked to the capture", gap);
-    PrintGap("tracked to the truth", GapToTruth(known, tracked));
+    PrintDistance("untracked to the truth", ToTruth(known, untracked));
+    PrintDistance("Draco to the capture", ToCapture(known, draco));
+    PrintDistance("Draco to the truth", ToTruth(known, draco));
+    PrintDistance("tracked to the capture", distance);
+    PrintDistance("tracked to the truth", ToTruth(known, tracked));
     std::puts("");
 }
 
