@@ -1,5 +1,6 @@
 #include "Clip/Job/JobJson.h"
 
+#include <limits>
 #include <optional>
 
 namespace Nimb::Authoring {
@@ -69,8 +70,12 @@ Json JsonOf(const TrackQuality& quality) {
     return {quality.mean, quality.p95, quality.largest, quality.patch};
 }
 
+/// Infinite numbers, of which JSON makes null, are those of a frame whose triangles have no area.
 TrackQuality TrackQualityFrom(const Json& json) {
-    return {json.at(0).get<double>(), json.at(1).get<double>(), json.at(2).get<double>(), json.at(3).get<double>()};
+    const auto at = [&json](std::size_t i) {
+        return json.at(i).is_null() ? std::numeric_limits<double>::infinity() : json.at(i).get<double>();
+    };
+    return {at(0), at(1), at(2), at(3)};
 }
 
 Json JsonOfTrack(const std::optional<TrackOptions>& options) {

@@ -93,6 +93,23 @@ TEST_F(TrackCommand, WorkersTrackTheirOwnSegments) {
     EXPECT_EQ(ReadFile(Path("many.mp4")), ReadFile(Path("one.mp4")));
 }
 
+TEST_F(TrackCommand, AFrameWithoutAnAreaIsOneThatNothingFollows) {
+    const std::string corners = "vt 0 0\nvt 1 0\nvt 0 1\n", faces = "f 1/1 2/2 3/3\nf 3/1 2/2 4/3\n";
+    WriteText(Path("flat_0.obj"), "v 0 0 0\nv 1 0 0\nv 0 1 0\nv 1 1 0\n" + corners + faces);
+    WriteText(Path("flat_1.obj"), "v 0 0 0\nv 0 0 0\nv 0 0 0\nv 1 1 0\n" + corners + faces + "f 1/1 3/1 2/1\n");
+    WriteText(Path("flat_2.obj"), "v 0 0 0\nv 1 0 0\nv 0 1 0\nv 1 1 0\n" + corners + "f 2/2 4/3 3/1\n" + faces);
+    const std::string input = "'" + Path("flat_%d.obj") + "' --texture '" + Path("look_0.png") + "' --track ";
+    const ToolResult encoded = RunNimb("encode " + input + "-o " + Path("flat.mp4"));
+    ASSERT_EQ(encoded.status, 0) << encoded.err;
+    EXPECT_NE(encoded.out.find("nothing to follow"), std::string::npos) << encoded.out;
+    EXPECT_NE(encoded.out.find("tracked      0 of "), std::string::npos) << encoded.out;
+    ASSERT_EQ(RunNimb("plan " + input + "-o " + Path("flat")).status, 0);
+    ASSERT_EQ(RunNimb("encode -q --segment 0 --job " + Path("flat")).status, 0);
+    const ToolResult join = RunNimb("join " + Path("flat") + " -o " + Path("joined.mp4"));
+    EXPECT_EQ(join.status, 0) << join.err;
+    EXPECT_EQ(ReadFile(Path("joined.mp4")), ReadFile(Path("flat.mp4")));
+}
+
 TEST_F(TrackCommand, TheSimulatorsDancerBecomesSmaller) {
     const std::string capture = Path("dancer");
     ASSERT_EQ(

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <cstdio>
 
 namespace Nimb::Tool {
@@ -45,10 +46,12 @@ std::string LossText(const std::vector<KeyFrameNote>& keyFrames) {
         if (count++ == c_Most) {
             return text + "; ...)";
         }
-        char entry[100];
-        std::snprintf(entry, sizeof entry, "frame %zu: %.3g mm at the 95th of 100, patches %.3g mm", note.frame,
-                      note.reason.lost.p95 * 1000, note.reason.lost.patch * 1000);
-        text += (text.empty() ? " (" : "; ") + std::string(entry);
+        char distances[100] = "nothing to follow";
+        if (std::isfinite(note.reason.lost.largest)) {
+            std::snprintf(distances, sizeof distances, "%.3g mm at the 95th of 100, patches %.3g mm",
+                          note.reason.lost.p95 * 1000, note.reason.lost.patch * 1000);
+        }
+        text += (text.empty() ? " (frame " : "; frame ") + std::to_string(note.frame) + ": " + distances;
     }
     return text.empty() ? text : text + ")";
 }

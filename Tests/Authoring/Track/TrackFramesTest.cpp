@@ -196,6 +196,13 @@ TEST(MeasureTrack, WhatIsLostOrTornCountsAndHolesDoNot) {
                                     }),
                      torn.faces.end());
     EXPECT_GT(patch(moved, torn), 0.04);
+
+    // All in one place, on either side: nothing is as far away as it gets.
+    Mesh point = limb;
+    point.positions.assign(limb.positions.size(), Vec3{});
+    EXPECT_TRUE(std::isinf(patch(key.surface.positions, point)));
+    const KeySurface none(point);
+    EXPECT_TRUE(std::isinf(MeasureTrack(none, none.surface.positions, TargetSurface(limb), options).patch));
 }
 
 TEST(TrackFrames, TheNumberOfThreadsDoesNotMatter) {
