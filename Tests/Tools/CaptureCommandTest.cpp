@@ -32,6 +32,7 @@ TEST(CaptureCommandTest, ACaptureIsEncodedAsItIsAndEveryFrameIsAKeyFrame) {
 
     // The capture of a capture, and files that are in the way.
     EXPECT_EQ(RunNimb("demo --capture " + takes + c_Few).status, 2);
+    EXPECT_EQ(RunNimb("demo -y --capture " + takes + " --of " + takes + c_Few).status, 2);
     const ToolResult again = RunNimb("demo --capture " + (folder / "again") + " --no-truth --format ply --of " + takes +
                                      "/frame_0001.obj" + c_Few);
     ASSERT_EQ(again.status, 0) << again.err;

@@ -48,12 +48,17 @@ FrameOutput Make(const CaptureArguments& arguments, const Capture::CaptureSource
 
 /// Checks, before anything is done, that no file is in the way that may not be overwritten.
 void CheckFolder(const CaptureArguments& arguments, std::size_t frames) {
+    std::error_code error;
+    if (fs::equivalent(arguments.folder, arguments.input, error)) {
+        throw UsageError(arguments.folder + ": is also the input, whose frames it would replace");
+    }
     for (std::size_t i = 0; i < frames; ++i) {
         for (const std::string& name : ExportNames(c_MeshFormats.at(arguments.format), StemOf(i))) {
-            CheckReplaceable((fs::path(arguments.folder) / name).string(), arguments.overwrite, {});
+            CheckReplaceable((fs::path(arguments.folder) / name).string(), arguments.overwrite, {arguments.input});
         }
         if (arguments.truth) {
-            CheckReplaceable((fs::path(TruthFolder(arguments)) / TruthName(i)).string(), arguments.overwrite, {});
+            CheckReplaceable((fs::path(TruthFolder(arguments)) / TruthName(i)).string(), arguments.overwrite,
+                             {arguments.input});
         }
     }
 }
