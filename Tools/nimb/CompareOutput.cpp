@@ -59,8 +59,8 @@ Json ToJson(const SoundResult& sound) {
 
 void PrintReport(const CompareReport& report) {
     const ComparisonResult& result = report.result;
-    std::printf("%s against %s: %zu frames compared\n", report.clip.c_str(), report.source.c_str(),
-                result.frames.size());
+    std::printf("%s against %s: %zu %s compared\n", report.clip.c_str(), report.source.c_str(), result.frames.size(),
+                result.frames.size() == 1 ? "frame" : "frames");
     if (!result.summary.empty()) {
         std::printf("  %-28s %12s %12s  %s\n", "", "average", "worst", "frame");
     }

@@ -14,7 +14,7 @@
 namespace Nimb::Tool {
 namespace {
 
-/// How much of a sound is compared: as much as cannot be taken for another part of it.
+/// How much of a sound is compared, from its beginning: enough for no other part to fit as well.
 constexpr double c_SoundSeconds = 20;
 /// Samples that are further away, as a share of the source's size, say nothing about the texture.
 constexpr double c_TextureReach = 1.0 / 200;

@@ -68,16 +68,11 @@ Mesh MeshOf(const std::vector<Vertex>& vertices, const std::vector<std::uint32_t
 JoinedFrame Join(const Authoring::MeshSource& source, std::size_t frame) {
     JoinedFrame joined;
     for (const Authoring::MaterialMesh& part : source.Frame(frame).meshes) {
-        const auto first = static_cast<UINT32>(joined.mesh.positions.size());
-        Mesh& mesh = joined.mesh;
-        mesh.positions.insert(mesh.positions.end(), part.mesh.positions.begin(), part.mesh.positions.end());
-        mesh.texCoords.insert(mesh.texCoords.end(), part.mesh.texCoords.begin(), part.mesh.texCoords.end());
-        for (const TarnMeshFace& face : part.mesh.faces) {
-            mesh.faces.push_back({{face.v[0] + first, face.v[1] + first, face.v[2] + first}});
-        }
         joined.parts.push_back(
-            {mesh.faces.size() - part.mesh.faces.size(), part.mesh.faces.size(), source.Texture(frame, part.material)});
+            {joined.mesh.faces.size(), part.mesh.faces.size(), source.Texture(frame, part.material)});
+        Append(joined.mesh, part.mesh);
     }
+    joined.mesh.normals.clear();  // the player is not asked for any
     return joined;
 }
 

@@ -5,6 +5,7 @@
 #include "Tools/nimb/Compare/ErrorColours.h"
 #include "Tools/nimb/ExitStatus.h"
 #include "Tools/nimb/Interrupt.h"
+#include "Tools/nimb/RoundUp.h"
 #include "Tools/nimb/Viewer/Text.h"
 
 #include <algorithm>

@@ -1,5 +1,6 @@
 #include "Tools/nimb/SizePlot.h"
 
+#include "Tools/nimb/RoundUp.h"
 #include "Tools/nimb/Viewer/Text.h"
 
 #include <algorithm>
@@ -62,17 +63,6 @@ std::string Shortened(std::string text, std::size_t width) {
     return text;
 }
 
-/// 1, 2 or 5 times a power of ten, at least `least`.
-double RoundStep(double least) {
-    const double power = std::pow(10.0, std::floor(std::log10(least)));
-    for (const double factor : {1.0, 2.0, 5.0}) {
-        if (factor * power >= least * (1 - 1e-9)) {
-            return factor * power;
-        }
-    }
-    return 10 * power;
-}
-
 std::string NumberText(double value, double step) {
     const int decimals = std::max(0, static_cast<int>(std::ceil(-std::log10(step) - 1e-9)));
     char text[32];
@@ -98,7 +88,7 @@ public:
 
 private:
     void DrawBytesAxis() {
-        const double step = RoundStep(std::max(m_Largest, 1.0) / 6);
+        const double step = RoundUp(std::max(m_Largest, 1.0) / 6);
         const bool isKilobytes = m_Largest >= 10000;
         const double unit = isKilobytes ? 1000 : 1;
         m_TopBytes = std::ceil(std::max(m_Largest, 1.0) / step) * step;
@@ -123,7 +113,7 @@ private:
         if (!(span > 0)) {
             return;
         }
-        const double step = RoundStep(span / 12);
+        const double step = RoundUp(span / 12);
         for (double seconds = std::ceil(first / step) * step; seconds <= (first + span) * (1 + 1e-9); seconds += step) {
             const auto x = c_Left + static_cast<std::size_t>((seconds - first) / span * c_PlotWidth);
             FillRectangle(m_Image, x, m_Baseline, 2, 8, c_Ink);

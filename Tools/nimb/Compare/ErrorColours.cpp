@@ -1,6 +1,6 @@
 #include "Tools/nimb/Compare/ErrorColours.h"
 
-#include "Authoring/Codec/Vectors.h"
+#include "Authoring/Scene/Triangle.h"
 
 #include <glm/geometric.hpp>
 
@@ -33,9 +33,7 @@ double ChannelAt(double place, std::size_t channel) {
 std::vector<glm::dvec3> NormalsOf(const Mesh& mesh) {
     std::vector<glm::dvec3> normals(mesh.positions.size(), glm::dvec3(0));
     for (const TarnMeshFace& face : mesh.faces) {
-        const glm::dvec3 a = Authoring::VectorOf(mesh.positions[face.v[0]]);
-        const glm::dvec3 area = glm::cross(Authoring::VectorOf(mesh.positions[face.v[1]]) - a,
-                                           Authoring::VectorOf(mesh.positions[face.v[2]]) - a);
+        const glm::dvec3 area = Authoring::AreaVector(Authoring::TriangleOf(mesh.positions, face));
         for (const UINT32 vertex : face.v) {
             normals[vertex] += area;
         }
@@ -90,16 +88,6 @@ Mesh PaintErrors(const Mesh& mesh, const std::vector<float>& distances, double m
             {Within(static_cast<double>(distances[i]) / most, c_Width), Within(light, c_Height)});
     }
     return painted;
-}
-
-double RoundUp(double value) {
-    const double power = std::pow(10.0, std::floor(std::log10(value)));
-    for (const double factor : {1.0, 2.0, 5.0}) {
-        if (factor * power >= value * (1 - 1e-9)) {
-            return factor * power;
-        }
-    }
-    return 10 * power;
 }
 
 }  // namespace Nimb::Tool

@@ -20,7 +20,4 @@ std::string ErrorGradient();
 /// last colour. Lit from the front, above and to the right, since colours alone show no shape.
 Authoring::Mesh PaintErrors(const Authoring::Mesh& mesh, const std::vector<float>& distances, double most);
 
-/// `value` rounded up to 1, 2 or 5 times a power of ten; `value` above 0.
-double RoundUp(double value);
-
 }  // namespace Nimb::Tool

@@ -182,8 +182,8 @@ std::vector<Fault> FindFaults(const std::vector<FrameResult>& results, std::size
         faults.push_back({"frame-count",
                           {},
                           {},
-                          Format("the clip has %zu frames, the source %zu; the first %zu are compared", clipFrames,
-                                 sourceFrames, std::min(clipFrames, sourceFrames))});
+                          Format("the clip has %zu frames, the source %zu; those that both have are compared",
+                                 clipFrames, sourceFrames)});
     }
     std::map<std::size_t, std::size_t> swapped;
     for (const SwappedFrame& frame : FindSwapped(results)) {

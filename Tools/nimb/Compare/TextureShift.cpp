@@ -11,7 +11,7 @@ using Authoring::Mesh;
 using Authoring::SurfaceSample;
 
 constexpr int c_MostTexels = 4;
-constexpr std::size_t c_MostSamples = 12000;
+constexpr std::size_t c_Samples = 12000;  // about so many
 
 /// A texture that differs by less fits as it is, even if another place fits still better.
 constexpr double c_LeastError = 9;
@@ -55,7 +55,7 @@ Coordinates CoordinatesAt(const Mesh& mesh, UINT32 face, const glm::dvec3& weigh
 std::vector<Spot> FindSpots(const Mesh& clip, const LumaPicture& picture, const JoinedFrame& source,
                             const std::vector<SurfaceSample>& samples, double reach) {
     std::vector<Spot> spots;
-    const std::size_t step = std::max<std::size_t>(samples.size() / c_MostSamples, 1);
+    const std::size_t step = std::max<std::size_t>(samples.size() / c_Samples, 1);
     for (std::size_t i = 0; i < samples.size(); i += step) {
         const SurfaceSample& sample = samples[i];
         if (!sample.nearest || sample.nearest.squaredDistance > reach * reach) {
