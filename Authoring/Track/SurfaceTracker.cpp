@@ -23,7 +23,7 @@ struct Level {
 };
 constexpr Level c_Levels[] = {{3, 4.0, 8, 12}, {0.3, 1.5, 8, 8}, {0.03, 1.0, 4, 6}, {0.003, 0.5, 2, 3}};
 
-// Found by trial on dancers: softer, limbs fold; stiffer, hems and elbows are lost.
+// Found by trial on the simulator's dancer; stiffer ones lose hems and elbows.
 constexpr double c_AlongPlane = 0.05;
 constexpr double c_Inertia = 0.02;
 

@@ -68,9 +68,9 @@ struct ClipExamination {
 struct EncodeReport {
     ClipExamination clip;
     std::vector<KeyFrameNote> keyFrames;
-    std::optional<std::vector<TrackNote>> track;  ///< of all frames that were to be tracked, in order; none: no wish
-    double maxError = 0;  ///< no point of a decoded surface, or of the source's, is further from the other;
-                          ///< of frames that were tracked: or of the tracked surface
+    std::optional<std::vector<TrackNote>> track;  ///< of all frames to be tracked, in order; none: it was not asked for
+    double maxError = 0;  ///< no point of a decoded surface, or of the source's, is further from the other; where a
+                          ///< frame was tracked, the tracked surface stands for the source's
     std::size_t maxErrorFrame = 0;
     std::size_t damagedAudioPackets = 0;
 };

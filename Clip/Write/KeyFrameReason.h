@@ -21,8 +21,7 @@ struct KeyFrameReason {
 
     FaceDifference difference;  ///< of a new topology, from the frame before: in the sub-mesh with the smallest share
 
-    TrackQuality
-        lost;  ///< where the track is lost: of the surface before in this frame, or of this one's in that before
+    TrackQuality lost;  ///< where the track is lost: of the surface before, in this frame, or the other way round
 };
 
 struct KeyFrameNote {

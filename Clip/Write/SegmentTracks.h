@@ -5,6 +5,7 @@
 #include "Clip/Write/OrderedTasks.h"
 #include "Clip/Write/TrackedStretch.h"
 
+#include <atomic>
 #include <chrono>
 #include <cstddef>
 #include <exception>
