@@ -117,17 +117,28 @@ ChartTexels::ChartTexels(const Mesh& mesh, const PictureSize& size) : m_Size(siz
     }
 }
 
-glm::dvec3 ChartTexels::WeightsOf(std::size_t face, std::size_t texel) const {
+/// In the middle of the picture's first texel; all 0 for a triangle without an area.
+ChartTexels::Weights ChartTexels::WeightsOf(std::size_t face) const {
     const TriangleCorners& c = m_Corners[face];
-    const glm::dvec3 p = MiddleOf(texel % m_Size.width, texel / m_Size.width);
     const double area = DoubledArea(c);
+    Weights weights{};
     if (area != 0) {
-        const glm::dvec3 weights = WeightsAt(c, p, area);
-        if (AreInside(weights, c_FurthestOut)) {
-            return weights;
-        }
+        weights.middle = WeightsAt(c, MiddleOf(0, 0), area);
+        weights.right = WeightsAt(c, MiddleOf(1, 0), area) - weights.middle;
+        weights.down = WeightsAt(c, MiddleOf(0, 1), area) - weights.middle;
     }
-    return ClosestPointOfTriangle(p, c).weights;
+    return weights;
+}
+
+ChartTexels::Weights ChartTexels::WeightsOf(std::size_t face, std::size_t texel, const Weights& first) const {
+    const std::size_t x = texel % m_Size.width, y = texel / m_Size.width;
+    const glm::dvec3 weights =
+        first.middle + first.right * static_cast<double>(x) + first.down * static_cast<double>(y);
+    if (first.middle != glm::dvec3(0) && AreInside(weights, c_FurthestOut)) {
+        return {weights, first.right, first.down};
+    }
+    const TriangleCorners& c = m_Corners[face];
+    return {ClosestPointOfTriangle(MiddleOf(x, y), c).weights, {}, {}};
 }
 
 }  // namespace Nimb::Authoring

@@ -4,6 +4,8 @@
 #include "Authoring/Scene/Atlas.h"
 #include "Authoring/Scene/Triangle.h"
 
+#include <glm/vec3.hpp>
+
 #include <cstddef>
 #include <vector>
 
@@ -19,17 +21,25 @@ public:
     const PictureSize& Size() const { return m_Size; }
     std::size_t FaceCount() const { return m_Begin.size() - 1; }
 
-    /// Calls `visit(texel, weights)` for each texel of a triangle: its number in the picture, row by row, and the
-    /// weights of the corners in its middle, which are a little outside [0, 1] outside the triangle.
+    /// The weights of a triangle's corners in a texel's middle, and what they change by from texel to texel on each
+    /// axis.
+    struct Weights {
+        glm::dvec3 middle, right, down;
+    };
+
+    /// Calls `visit(texel, weights)` for each texel of a triangle: its number in the picture, row by row, and weights,
+    /// which are a little outside [0, 1] outside the triangle.
     template <class Visit>
     void ForEach(std::size_t face, const Visit& visit) const {
+        const Weights first = WeightsOf(face);
         for (std::size_t i = m_Begin[face]; i < m_Begin[face + 1]; ++i) {
-            visit(std::size_t{m_Texels[i]}, WeightsOf(face, m_Texels[i]));
+            visit(std::size_t{m_Texels[i]}, WeightsOf(face, m_Texels[i], first));
         }
     }
 
 private:
-    glm::dvec3 WeightsOf(std::size_t face, std::size_t texel) const;
+    Weights WeightsOf(std::size_t face) const;
+    Weights WeightsOf(std::size_t face, std::size_t texel, const Weights& first) const;
 
     const PictureSize m_Size;
     std::vector<TriangleCorners> m_Corners;  // in pixels; z is 0

@@ -3,6 +3,7 @@
 #include "Authoring/Codec/Vectors.h"
 #include "Authoring/Surface/SurfaceSamples.h"
 #include "Authoring/Track/PushPull.h"
+#include "Authoring/Track/TexelFit.h"
 
 #include <glm/common.hpp>
 #include <glm/geometric.hpp>
@@ -16,6 +17,24 @@ namespace {
 
 /// Inside a triangle, the surface is seldom further away than its distance at the corners times this.
 constexpr double c_Reserve = 1.5;
+
+/// The weights of a triangle's corners where its plane is nearest to a point; not finite without an area.
+class PlaneWeights {
+public:
+    explicit PlaneWeights(const TriangleCorners& c) : m_Origin(c[0]) {
+        const glm::dvec3 normal = AreaVector(c), scaled = normal / glm::dot(normal, normal);
+        m_Second = glm::cross(c[2] - c[0], scaled);
+        m_Third = glm::cross(scaled, c[1] - c[0]);
+    }
+
+    glm::dvec3 At(const glm::dvec3& point) const {
+        const double second = glm::dot(point - m_Origin, m_Second), third = glm::dot(point - m_Origin, m_Third);
+        return {1 - second - third, second, third};
+    }
+
+private:
+    glm::dvec3 m_Origin, m_Second, m_Third;
+};
 
 /// The nearest points of a surface for places on one triangle near it.
 class TriangleView {
@@ -88,41 +107,56 @@ double LumaOf(const glm::vec4& colour) {
     return Luma(c.r, c.g, c.b);
 }
 
+/// `middle`: what is seen in the texel's middle. The places around it most likely see the same triangle.
+TexelFit::Colours ColoursAround(const TriangleCorners& corners, const ChartTexels::Weights& weights,
+                                const SurfacePoint& middle, const TexturedSurface& source, TriangleView& view) {
+    const PlaneWeights plane(source.CornersOf(middle.face));
+    const glm::dvec3 at = PointAt(corners, weights.middle);
+    const glm::dvec3 right = PointAt(corners, weights.right), down = PointAt(corners, weights.down);
+    TexelFit::Colours colours;
+    for (std::size_t i = 0; i < colours.size(); ++i) {
+        const glm::dvec3 point = at + right * c_FittedPlaces[i].x + down * c_FittedPlaces[i].y;
+        const glm::dvec3 beside = plane.At(point);
+        if (beside.x >= 0 && beside.y >= 0 && beside.z >= 0) {
+            colours[i] = source.Colour(middle.face, beside);
+            continue;
+        }
+        const SurfacePoint found = view.Find(point);
+        const SurfacePoint& seen = found ? found : middle;
+        colours[i] = source.Colour(seen.face, seen.weights);
+    }
+    return colours;
+}
+
 }  // namespace
 
 BakedTexture BakeTexture(const ChartTexels& charts, const std::vector<TarnMeshFace>& faces,
                          const std::vector<Vec3>& positions, const TexturedSurface& source, double reach) {
     BakedTexture baked;
-    baked.picture = Image(charts.Size().width, charts.Size().height);
-    std::vector<BYTE> known(baked.picture.width * baked.picture.height);
+    TexelFit fit(charts.Size());
     TriangleView view(source, reach);
     const std::vector<double> distances = DistancesOf(positions, source, reach);
     for (std::size_t i = 0; i < faces.size(); ++i) {
         const TriangleCorners corners = TriangleOf(positions, faces[i]);
         const double far = std::max({distances[faces[i].v[0]], distances[faces[i].v[1]], distances[faces[i].v[2]]});
         view.LookFrom(corners, c_Reserve * far);
-        charts.ForEach(i, [&](std::size_t texel, const glm::dvec3& weights) {
+        charts.ForEach(i, [&](std::size_t texel, const ChartTexels::Weights& weights) {
             ++baked.covered;
-            const SurfacePoint seen = view.Find(PointAt(corners, weights));
-            if (!seen) {
+            const SurfacePoint middle = view.Find(PointAt(corners, weights.middle));
+            if (!middle) {
                 ++baked.unseen;
                 return;
             }
-            const glm::vec4 colour = source.Colour(seen.face, seen.weights, TexturedSurface::Filter::Cubic);
-            BYTE* const pixel = &baked.picture.rgba[texel * 4];
-            for (int c = 0; c < 4; ++c) {
-                pixel[c] = static_cast<BYTE>(colour[c] + 0.5F);
-            }
-            known[texel] = 1;
+            fit.Add(texel, ColoursAround(corners, weights, middle, source, view));
         });
     }
-    FillUnknown(baked.picture, std::move(known));
+    baked.picture = fit.Solve();
+    FillUnknown(baked.picture, fit.Known());
     return baked;
 }
 
 double SquaredLumaError(const TexturedSurface& source, const TexturedSurface& baked, double reach) {
     constexpr std::size_t c_Places = 8192;
-    constexpr auto c_AsShown = TexturedSurface::Filter::Linear;
     const std::size_t places = std::min(c_Places, 4 * source.FaceCount());
     double sum = 0;
     std::size_t count = 0;
@@ -132,8 +166,8 @@ double SquaredLumaError(const TexturedSurface& source, const TexturedSurface& ba
         const TriangleCorners& corners = source.CornersOf(face);
         const SurfacePoint found = baked.Nearest().Facing(PointAt(corners, weights), AreaVector(corners), reach);
         if (found) {
-            const double difference = LumaOf(source.Colour(face, weights, c_AsShown)) -
-                                      LumaOf(baked.Colour(found.face, found.weights, c_AsShown));
+            const double difference =
+                LumaOf(source.Colour(face, weights)) - LumaOf(baked.Colour(found.face, found.weights));
             sum += difference * difference;
             ++count;
         }

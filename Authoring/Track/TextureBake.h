@@ -16,9 +16,10 @@ struct BakedTexture {
     std::size_t unseen = 0;   ///< of these, such that see nothing of the source: filled from those around them
 };
 
-/// Each texel shows the colour of the source where it is nearest, among faces that look the same way and within
-/// `reach` (metres) of the texel's place on the surface. All others are filled smoothly from those around them, so
-/// that neither filtering nor video brings foreign colours into a chart.
+/// Each place shows the colour of the source where it is nearest, among faces that look the same way and within
+/// `reach` (metres) of the place on the surface: texels are such that players, which filter them, come as near to that
+/// as can be (see TexelFit). Texels that see nothing, and those outside the charts, are filled smoothly from those
+/// around them, so that neither filtering nor video brings foreign colours into a chart.
 ///
 /// `faces` are those that the charts were made of, `positions` where their vertices are now. One thread; the result
 /// depends on the arguments alone.

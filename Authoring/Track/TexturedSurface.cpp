@@ -24,28 +24,23 @@ ClosestPoint TreeOf(const std::vector<TexturedPiece>& pieces) {
     return {positions, faces};
 }
 
-/// The pixels around a place along an axis, and their weights.
+/// The two pixels around a place along an axis, and the second one's share.
 struct Span {
-    std::array<std::size_t, 4> pixels;
-    std::array<float, 4> weights;
+    std::size_t first, second;
+    float share;
 
-    Span(double place, std::size_t count, TexturedSurface::Filter filter) {
+    Span(double place, std::size_t count) {
         const double last = static_cast<double>(count - 1);
         const double at = std::clamp(place - 0.5, 0.0, last);
-        const double first = std::floor(at);
-        for (std::size_t i = 0; i < 4; ++i) {
-            pixels[i] = static_cast<std::size_t>(std::clamp(first + static_cast<double>(i) - 1, 0.0, last));
-        }
-        const auto t = static_cast<float>(at - first);
-        if (filter == TexturedSurface::Filter::Linear) {
-            weights = {0, 1 - t, t, 0};
-        } else {
-            // Catmull and Rom, "A Class of Local Interpolating Splines", 1974.
-            weights = {((2 - t) * t - 1) * t / 2, ((3 * t - 5) * t * t + 2) / 2, ((4 - 3 * t) * t + 1) * t / 2,
-                       (t - 1) * t * t / 2};
-        }
+        first = static_cast<std::size_t>(at);
+        second = std::min(first + 1, count - 1);
+        share = static_cast<float>(at - static_cast<double>(first));
     }
 };
+
+glm::vec4 ColourOf(const BYTE* pixel) {
+    return glm::vec4(pixel[0], pixel[1], pixel[2], pixel[3]);
+}
 
 }  // namespace
 
@@ -63,20 +58,16 @@ TexturedSurface::TexturedSurface(const std::vector<TexturedPiece>& pieces) : m_N
     }
 }
 
-glm::vec4 TexturedSurface::Colour(std::size_t face, const glm::dvec3& weights, Filter filter) const {
+glm::vec4 TexturedSurface::Colour(std::size_t face, const glm::dvec3& weights) const {
     const Chart& chart = m_Charts[face];
     const glm::dvec2 place =
         chart.corners[0] * weights[0] + chart.corners[1] * weights[1] + chart.corners[2] * weights[2];
     const Image& image = *chart.picture;
-    const Span x(place.x, image.width, filter), y(place.y, image.height, filter);
-    glm::vec4 colour(0);
-    for (std::size_t row = 0; row < 4; ++row) {
-        for (std::size_t column = 0; column < 4; ++column) {
-            const BYTE* const p = image.Pixel(x.pixels[column], y.pixels[row]);
-            colour += glm::vec4(p[0], p[1], p[2], p[3]) * (x.weights[column] * y.weights[row]);
-        }
-    }
-    return glm::clamp(colour, 0.0F, 255.0F);
+    const Span x(place.x, image.width), y(place.y, image.height);
+    const auto row = [&](std::size_t at) {
+        return glm::mix(ColourOf(image.Pixel(x.first, at)), ColourOf(image.Pixel(x.second, at)), x.share);
+    };
+    return glm::mix(row(y.first), row(y.second), y.share);
 }
 
 }  // namespace Nimb::Authoring

@@ -39,13 +39,8 @@ public:
     std::size_t FaceCount() const { return m_Corners.size(); }
     const TriangleCorners& CornersOf(std::size_t face) const { return m_Corners[face]; }
 
-    enum class Filter {
-        Linear,  ///< as players show pictures
-        Cubic,   ///< through the pixels' own values: a picture that is drawn anew with it stays sharp
-    };
-
-    /// RGBA, 0 to 255.
-    glm::vec4 Colour(std::size_t face, const glm::dvec3& weights, Filter filter) const;
+    /// RGBA, 0 to 255, as players show it.
+    glm::vec4 Colour(std::size_t face, const glm::dvec3& weights) const;
 
 private:
     struct Chart {

@@ -106,6 +106,26 @@ TEST(TextureBake, AThinPartsOtherSideIsNotSeen) {
     EXPECT_EQ(baked.picture, white);
 }
 
+TEST(TextureBake, PatternsBetweenTexelsStaySharp) {
+    Mesh source = Square(0, true), target = source;
+    Image stripes(64, 64);
+    for (std::size_t i = 0; i < stripes.rgba.size(); ++i) {
+        const auto along = static_cast<double>(i / 4 % 64) + 0.4 * static_cast<double>(i / 4 / 64);
+        stripes.rgba[i] = static_cast<BYTE>(std::lround(128 + 90 * std::sin(along * 1.3)));
+    }
+    for (Vec2& t : target.texCoords) {  // half a texel off
+        t = {t.u * 0.96F + 0.5F / 64, t.v * 0.96F + 0.5F / 64};
+    }
+    for (Vec2& t : source.texCoords) {
+        t = {t.u * 0.96F, t.v * 0.96F};
+    }
+    const TexturedSurface surface = SurfaceOf(source, stripes);
+    const BakedTexture baked =
+        BakeTexture(ChartTexels(target, {64, 64}), target.faces, target.positions, surface, 0.01);
+    EXPECT_LT(SquaredLumaError(surface, SurfaceOf(target, baked.picture), 0.01), 40.0)
+        << "70 where each texel has the mean of what it covers";
+}
+
 TEST(TextureBake, TexelsThatSeeNothingGoOnFromThoseAroundThem) {
     const Ball target = MakeBall(12, 0);
     Ball source = MakeBall(16, 2);
