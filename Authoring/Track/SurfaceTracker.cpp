@@ -1,5 +1,7 @@
 #include "Authoring/Track/SurfaceTracker.h"
 
+#include "Authoring/Track/OutlierFit.h"
+
 #include <glm/geometric.hpp>
 
 #include <algorithm>
@@ -155,10 +157,7 @@ void SurfaceTracker::AddReverse(const TargetSurface& target, double reach, std::
         if (!found) {
             continue;
         }
-        // The corner that is nearest stands for the point: it has to move as the point should.
-        glm::length_t corner = found.weights[0] > found.weights[1] ? 0 : 1;
-        corner = found.weights[2] > found.weights[corner] ? 2 : corner;
-        const UINT32 vertex = m_Key.surface.faces[found.face].v[corner];
+        const UINT32 vertex = NearestCorner(m_Key.surface.faces[found.face], found);
         // Along the way between them, which at a hem or a fingertip is not the normal. Short ways are noise.
         const glm::dvec3 way = places[v] - found.position;
         const double distance = std::sqrt(found.squaredDistance);
@@ -228,10 +227,14 @@ FittedFrame SurfaceTracker::Fitted(const TargetSurface& target) const {
     for (std::size_t v = 0; v < m_Offsets.size(); ++v) {
         fitted.positions.push_back(Moved(v));
         fitted.normals.push_back(NormalOf(v, m_Pose));
+        fitted.offset.push_back(glm::dot(m_Offsets[v], m_Key.normals.OfVertices()[v]));
+    }
+    // Not taken along into the next frame: what a fold has lost here it need not lose there.
+    FitOutliers(m_Key, target, fitted.positions);
+    for (std::size_t v = 0; v < m_Offsets.size(); ++v) {
         const TargetSurface::Match match = target.Facing(fitted.positions[v], fitted.normals[v], reach);
         const double agreement = glm::dot(fitted.normals[v], match.normal);
         const bool isSeen = match.isFound && !match.isBoundary && agreement >= c_LeastAgreement;
-        fitted.offset.push_back(glm::dot(m_Offsets[v], m_Key.normals.OfVertices()[v]));
         fitted.leftOver.push_back(isSeen ? glm::dot(match.position - fitted.positions[v], match.normal) / agreement
                                          : std::numeric_limits<double>::quiet_NaN());
     }

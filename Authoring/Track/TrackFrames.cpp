@@ -2,8 +2,10 @@
 
 #include "Authoring/Codec/Vectors.h"
 #include "Authoring/Scene/MeshComparison.h"
+#include "Authoring/Track/KeyFitness.h"
 #include "Authoring/Track/SurfaceTracker.h"
 #include "Authoring/Track/TrackMeasure.h"
+#include "Authoring/Track/TrajectorySmoother.h"
 
 #include <algorithm>
 #include <cmath>
@@ -20,6 +22,13 @@ namespace {
 constexpr double c_DoubtfulObservations = 2;
 
 constexpr std::size_t c_FramesAroundKey = 4;  // on either side
+
+// Of frames that serve equally well as a key, the one in the middle keeps the way to all others short. Units of fitness
+// for each frame off it.
+constexpr double c_CostOfFrame = 0.04;
+
+// How far smoothing in time may take a vertex, as a share of the limit of the 95th percentile.
+constexpr double c_LargestSmoothing = 0.3;
 
 constexpr float c_LargestCorrection = 2;  // times the limit of the 95th percentile
 
@@ -44,12 +53,12 @@ class Stretch {
 public:
     Stretch(std::size_t count, const std::function<Mesh(std::size_t)>& load, const TrackOptions& options,
             const std::atomic<bool>& stop, const std::function<void(std::size_t)>& onTracked)
-        : m_Load(load), m_Options(options), m_Stop(stop), m_OnTracked(onTracked), m_Apartness(count) {}
+        : m_Load(load), m_Options(options), m_Stop(stop), m_OnTracked(onTracked), m_Fitness(count) {}
 
     std::vector<TrackedRun> Run(std::size_t threads) {
-        ForEach(m_Apartness.size(), threads,
-                [this](std::size_t frame) { m_Apartness[frame] = Authoring::Apartness(WeldByPlace(Load(frame))); });
-        return Track(0, m_Apartness.size(), threads);
+        ForEach(m_Fitness.size(), threads,
+                [this](std::size_t frame) { m_Fitness[frame] = KeyFitness(WeldByPlace(Load(frame))); });
+        return Track(0, m_Fitness.size(), threads);
     }
 
 private:
@@ -86,17 +95,16 @@ private:
         second.get();
     }
 
-    /// A frame in which as much as possible is apart, of several the nearest to the middle: surfaces that are apart can
-    /// be followed until they touch, but not from there until they part.
     std::size_t ChooseKey(std::size_t begin, std::size_t end) const {
-        const std::size_t count = end - begin;
-        const std::size_t middle = begin + count / 2;
-        std::size_t best = middle;
-        for (std::size_t distance = 1; distance <= count / 2; ++distance) {
-            for (const std::size_t frame : {middle - distance, middle + distance}) {
-                if (frame >= begin && frame < end && m_Apartness[frame] > m_Apartness[best]) {
-                    best = frame;
-                }
+        const std::size_t middle = begin + (end - begin) / 2;
+        const auto value = [&](std::size_t frame) {
+            return m_Fitness[frame] -
+                   c_CostOfFrame * static_cast<double>(std::max(frame, middle) - std::min(frame, middle));
+        };
+        std::size_t best = begin;
+        for (std::size_t frame = begin; frame < end; ++frame) {
+            if (value(frame) > value(best)) {
+                best = frame;
             }
         }
         return best;
@@ -141,13 +149,13 @@ private:
             Correct(backwards.frames.size(), frames);
         }
         TakePoses(key, frames, threads, run);
-        Tell(frames.size());
+        TellOne();
         return run;
     }
 
     /// The frames after the key frame, as far as its surface can be tracked.
     template <class FrameAt>
-    Followed Follow(const KeySurface& key, std::size_t most, const FrameAt& frameAt) const {
+    Followed Follow(const KeySurface& key, std::size_t most, const FrameAt& frameAt) {
         Followed followed;
         std::vector<TrackedFrame>& frames = followed.frames;
         SurfaceTracker tracker(key);
@@ -155,7 +163,7 @@ private:
             const TargetSurface target(Load(frameAt(frames.size())));
             FittedFrame fitted = tracker.Next(target);
             const TrackQuality quality = MeasureTrack(key, fitted.positions, target, m_Options);
-            if (quality.p95 > m_Options.p95 || quality.patch > m_Options.largest) {
+            if (!IsTracked(quality)) {
                 followed.lost = quality;
                 break;
             }
@@ -164,6 +172,7 @@ private:
             frame.normals = PlainOf(fitted.normals);
             frame.offset.assign(fitted.offset.begin(), fitted.offset.end());
             frame.leftOver.assign(fitted.leftOver.begin(), fitted.leftOver.end());
+            TellOne();
         }
         return followed;
     }
@@ -202,33 +211,63 @@ private:
         }
     }
 
+    /// The frames' positions without what no motion has.
+    std::vector<Points> Smoothed(const std::vector<TrackedFrame>& frames, std::size_t threads) const {
+        const std::size_t vertices = frames.front().positions.size();
+        std::vector<Points> smoothed(frames.size(), Points(vertices));
+        ForEach(threads, threads, [&](std::size_t part) {
+            TrajectorySmoother smoother(frames.size());
+            Points way(frames.size()), normals(frames.size());
+            for (std::size_t v = vertices * part / threads; v < vertices * (part + 1) / threads; ++v) {
+                for (std::size_t i = 0; i < frames.size(); ++i) {
+                    way[i] = frames[i].positions[v];
+                    normals[i] = VectorOf(frames[i].normals[v]);
+                }
+                const Points& smooth = smoother.Smooth(way, normals, c_LargestSmoothing * m_Options.p95);
+                for (std::size_t i = 0; i < frames.size(); ++i) {
+                    smoothed[i][v] = smooth[i];
+                }
+            }
+        });
+        return smoothed;
+    }
+
     void TakePoses(const KeySurface& key, const std::vector<TrackedFrame>& frames, std::size_t threads,
                    TrackedRun& run) const {
         run.poses.resize(frames.size());
         run.qualities.resize(frames.size());
+        const std::vector<Points> smoothed = Smoothed(frames, threads);
         ForEach(frames.size(), threads, [&](std::size_t i) {
-            for (const UINT32 v : key.surface.vertexOf) {
-                run.poses[i].positions.push_back(PlainOf(frames[i].positions[v]));
-            }
+            const Points* positions = &smoothed[i];
             if (frames.size() > 1) {
                 const TargetSurface target(Load(run.first + i));
-                run.qualities[i] = MeasureTrack(key, frames[i].positions, target, m_Options);
+                run.qualities[i] = MeasureTrack(key, *positions, target, m_Options);
+                if (!IsTracked(run.qualities[i])) {
+                    positions = &frames[i].positions;
+                    run.qualities[i] = MeasureTrack(key, *positions, target, m_Options);
+                }
+            }
+            for (const UINT32 v : key.surface.vertexOf) {
+                run.poses[i].positions.push_back(PlainOf((*positions)[v]));
             }
         });
         run.topology.positions = run.poses[run.key - run.first].positions;
     }
 
-    void Tell(std::size_t tracked) {
+    bool IsTracked(const TrackQuality& quality) const {
+        return quality.p95 <= m_Options.p95 && quality.patch <= m_Options.largest;
+    }
+
+    void TellOne() {
         const std::lock_guard<std::mutex> lock(m_Mutex);
-        m_Done += tracked;
-        m_OnTracked(m_Done);
+        m_OnTracked(++m_Done);
     }
 
     const std::function<Mesh(std::size_t)>& m_Load;
     const TrackOptions m_Options;
     const std::atomic<bool>& m_Stop;
     const std::function<void(std::size_t)>& m_OnTracked;
-    std::vector<int> m_Apartness;  // of each frame
+    std::vector<double> m_Fitness;  // of each frame, see KeyFitness
     std::mutex m_Mutex;
     std::size_t m_Done = 0;
 };

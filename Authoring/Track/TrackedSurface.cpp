@@ -1,7 +1,5 @@
 #include "Authoring/Track/TrackedSurface.h"
 
-#include "Authoring/Scene/DisjointSets.h"
-
 #include <glm/geometric.hpp>
 
 #include <array>
@@ -55,6 +53,12 @@ double SurfaceArea(const Points& positions, const std::vector<TarnMeshFace>& fac
     return area;
 }
 
+UINT32 NearestCorner(const TarnMeshFace& face, const SurfacePoint& point) {
+    const glm::dvec3& w = point.weights;
+    const std::size_t corner = w[0] > w[1] ? 0 : 1;
+    return face.v[w[2] > w[static_cast<glm::length_t>(corner)] ? 2 : corner];
+}
+
 Vec3 PlainOf(const glm::dvec3& p) {
     return {static_cast<float>(p.x), static_cast<float>(p.y), static_cast<float>(p.z)};
 }
@@ -66,53 +70,6 @@ std::vector<Vec3> PlainOf(const Points& points) {
         out.push_back(PlainOf(p));
     }
     return out;
-}
-
-int Apartness(const WeldedSurface& surface) {
-    DisjointSets parts(surface.positions.size());
-    for (const TarnMeshFace& face : surface.faces) {
-        parts.Join(face.v[0], face.v[1]);
-        parts.Join(face.v[0], face.v[2]);
-    }
-    struct Count {
-        int vertices = 0, edges = 0, faces = 0, holes = 0;
-    };
-    std::unordered_map<UINT32, Count> counts;
-    std::vector<bool> isUsed(surface.positions.size());
-    for (const TarnMeshFace& face : surface.faces) {
-        ++counts[parts.Find(face.v[0])].faces;
-        for (const UINT32 v : face.v) {
-            isUsed[v] = true;
-        }
-    }
-    for (UINT32 v = 0; v < surface.positions.size(); ++v) {
-        if (isUsed[v]) {
-            ++counts[parts.Find(v)].vertices;
-        }
-    }
-    DisjointSets rims(surface.positions.size());
-    std::vector<UINT32> rimVertices;
-    ForEachEdge(SortedEdges(surface.faces), [&](const FaceEdge* edge, const FaceEdge* end) {
-        ++counts[parts.Find(edge->from)].edges;
-        if (end - edge == 1) {
-            rims.Join(edge->from, edge->to);
-            rimVertices.push_back(edge->from);
-        }
-    });
-    std::vector<bool> isCounted(surface.positions.size());
-    for (const UINT32 v : rimVertices) {
-        if (!isCounted[rims.Find(v)]) {
-            isCounted[rims.Find(v)] = true;
-            ++counts[parts.Find(v)].holes;
-        }
-    }
-    int apartness = 0;
-    for (const auto& [part, count] : counts) {
-        if (static_cast<std::size_t>(count.faces) * 100 >= surface.faces.size()) {
-            apartness += count.vertices - count.edges + count.faces + count.holes;
-        }
-    }
-    return apartness;
 }
 
 TargetSurface::TargetSurface(const Mesh& mesh)

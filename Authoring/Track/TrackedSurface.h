@@ -23,13 +23,11 @@ WeldedSurface WeldByPlace(const Mesh& mesh);
 
 double SurfaceArea(const Points& positions, const std::vector<TarnMeshFace>& faces);
 
+/// Which vertex of the face stands for a point of it: the one that is nearest.
+UINT32 NearestCorner(const TarnMeshFace& face, const SurfacePoint& point);
+
 Vec3 PlainOf(const glm::dvec3& p);
 std::vector<Vec3> PlainOf(const Points& points);
-
-/// Twice the number of components less twice the number of their handles, with holes closed; components with less than
-/// a hundredth of the faces do not count. A hand that touches the hip makes a handle, two people who touch are one
-/// component: of two frames, the one with the larger number shows more of the surface apart.
-int Apartness(const WeldedSurface& surface);
 
 /// What a frame's points are compared with. Any thread may ask.
 class TargetSurface {

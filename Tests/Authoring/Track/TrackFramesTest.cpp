@@ -2,6 +2,7 @@
 #include "Authoring/Track/TrackFrames.h"
 
 #include "Authoring/Surface/ClosestPoint.h"
+#include "Authoring/Track/KeyFitness.h"
 #include "Authoring/Track/TrackMeasure.h"
 #include "Authoring/Track/TrackedSurface.h"
 #include "Tests/Support/Meshes.h"
@@ -246,7 +247,7 @@ TEST(TrackFrames, NoiseOfTheKeyFrameIsNotRepeated) {
     }
 }
 
-TEST(TrackedSurface, ApartnessCountsPartsAndHandlesButNotHoles) {
+TEST(KeyFitness, ApartnessCountsPartsAndHandlesButNotHoles) {
     Mesh limb = Limb(0.5, 20, 12, 0);
     EXPECT_EQ(Apartness(WeldByPlace(limb)), 2);
     Mesh two = limb;
