@@ -137,7 +137,7 @@ std::size_t EncodeJobSegments(const std::string& folder, const JobPlan& plan, co
     }
     const InputWatch watch(plan.files);
     const std::unique_ptr<MeshSource> source = OpenSource(plan.order, warnings);
-    const ClipExamination clip = ExaminationOf(plan.clip, plan.atlas, plan.frameRate);
+    const ClipExamination clip = ExaminationOf(plan.clip, plan.order.encode, plan.atlas, plan.frameRate);
     if (source->FrameCount() != clip.frames) {
         throw InputError(source->FrameName(0) + ": the input has " + std::to_string(source->FrameCount()) +
                          " frames now, and had " + std::to_string(clip.frames) + " when the job was planned");
@@ -171,7 +171,8 @@ EncodeReport JoinJob(const std::string& folder, const JobPlan& plan, const std::
                      const std::string& tool, std::size_t threads, const EncodeProgress& progress) {
     CheckTool(plan, tool);
     CheckAll(folder, plan, threads, progress);
-    ClipAssembly clip(path, plan.order.encode, ExaminationOf(plan.clip, plan.atlas, plan.frameRate), audio);
+    ClipAssembly clip(path, plan.order.encode, ExaminationOf(plan.clip, plan.order.encode, plan.atlas, plan.frameRate),
+                      audio);
     for (std::size_t i = 0; i < plan.clip.segments.size(); ++i) {
         clip.Add(ReadSegment(folder, plan, i));
         progress(EncodeStep::Join, plan.clip.segments[i].first + plan.clip.segments[i].count);

@@ -35,13 +35,14 @@ struct EncodeOptions {
                               ///< of the pictures
     AudioTrackOptions audio;
     PictureSize atlasLimit = c_LargestAtlas;
-    std::optional<IndexCoding> indices;               ///< none: the smallest
-    std::optional<DeltaCoding> delta;                 ///< none: the smallest
-    bool deltaFrames = true;                          ///< false: key frames alone
-    bool normals = false;                             ///< store the source's normals
-    std::optional<double> maxError;                   ///< of positions, in the source's units; none: see PlanOptions
-    std::size_t threads = 0;                          ///< 0: one for each core
-    Warnings* pWarnings = nullptr;                    ///< may be null; see PlanOptions
+    std::optional<IndexCoding> indices;  ///< none: the smallest
+    std::optional<DeltaCoding> delta;    ///< none: the smallest
+    bool deltaFrames = true;             ///< false: key frames alone
+    bool normals = false;                ///< store the source's normals
+    std::optional<double> maxError;      ///< of positions, in the source's units; none: see PlanOptions, and for
+                                         ///< frames that are tracked half of what tracking's 95th may be
+    std::size_t threads = 0;             ///< 0: one for each core
+    Warnings* pWarnings = nullptr;       ///< may be null; see PlanOptions
     std::function<void(std::size_t frame)> onLoaded;  ///< likewise, while the source is examined
 };
 
@@ -62,6 +63,7 @@ struct ClipExamination {
     PictureSize atlas;
     Box box;  ///< of all frames
     double errorLimit = 0;
+    std::optional<double> trackedErrorLimit;  ///< of the frames that are to be tracked; none: there are none
 };
 
 /// InspectClip tells the rest about the finished file.

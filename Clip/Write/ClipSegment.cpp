@@ -55,7 +55,9 @@ public:
            SegmentProgress& progress, const std::atomic<bool>& stop)
         : m_Stop(stop),
           m_Placed(PlaceSubMeshes(work)),
-          m_Options{work.options.match, work.plan.surfaceLimit, work.MeshOptions(),
+          m_Options{work.options.match,
+                    work.plan.surfaceLimit,
+                    {},
                     std::max<std::size_t>(threads / segment.meshes.size(), 1)},
           m_Tasks("nimb mesh", segment.meshes.size(), std::min(threads, segment.meshes.size()), threads + 2,
                   [this, &work, &segment, &tracks, &progress](std::size_t i, const std::atomic<bool>& stopTask) {
@@ -64,8 +66,10 @@ public:
                           mesh.track ? &tracks.Make(
                                            i, [&] { return Track(work, mesh, m_Options.threads, progress, stopTask); })
                                      : nullptr;
+                      SegmentOptions options = m_Options;
+                      options.coding = work.MeshOptions(mesh);
                       std::vector<SegmentFrame> frames =
-                          EncodeMeshSegment(work.subMeshes, m_Placed, mesh, pTracked, m_Options, stopTask);
+                          EncodeMeshSegment(work.subMeshes, m_Placed, mesh, pTracked, options, stopTask);
                       progress.meshes += frames.size();
                       return frames;
                   }) {}

@@ -57,6 +57,15 @@ PlanOptions PlanOptionsOf(const EncodeOptions& options) {
             options.onLoaded};
 }
 
+// Where nothing is said of coding's error, a tracked surface may be half as far off by it as it may be from the
+// source's: most of that is noise, which is not worth coding.
+constexpr double c_CodingOfTracking = 0.5;
+
+double ErrorLimitOf(const MeshSegment& segment, const ClipPlan& plan, const EncodeOptions& options) {
+    return segment.track && !options.maxError ? std::max(plan.errorLimit, c_CodingOfTracking * options.track->p95)
+                                              : plan.errorLimit;
+}
+
 const std::vector<std::size_t>& CheckedSubMeshes(const ClipPlan& plan, const EncodeOptions& options) {
     if (WantsStrips(options) && plan.subMeshes.size() > 1) {
         throw std::invalid_argument("strips work with a single texture only; this clip has " +
@@ -79,7 +88,8 @@ VideoTrackOptions PictureOptions(const EncodeOptions& options, const PictureSize
     return video;
 }
 
-ClipExamination ExaminationOf(const ClipPlan& plan, const PictureSize& atlas, double frameRate) {
+ClipExamination ExaminationOf(const ClipPlan& plan, const EncodeOptions& options, const PictureSize& atlas,
+                              double frameRate) {
     const ClipSegment& last = plan.segments.back();
     ClipExamination clip{last.first + last.count,
                          frameRate,
@@ -90,11 +100,15 @@ ClipExamination ExaminationOf(const ClipPlan& plan, const PictureSize& atlas, do
                          {},
                          atlas,
                          plan.box,
-                         plan.errorLimit};
+                         plan.errorLimit,
+                         std::nullopt};
     for (const ClipSegment& segment : plan.segments) {
         for (const MeshSegment& meshes : segment.meshes) {
             clip.keyFrames.push_back({meshes.first, meshes.reason});
-            clip.toTrack += meshes.track ? meshes.count : 0;
+            if (meshes.track) {
+                clip.toTrack += meshes.count;
+                clip.trackedErrorLimit = ErrorLimitOf(meshes, plan, options);
+            }
         }
     }
     return clip;
@@ -124,12 +138,12 @@ ClipWork::ClipWork(const MeshSource& source, const EncodeOptions& encodeOptions,
       plan(std::move(madeBefore)),
       pictures(subMeshes, CheckedSubMeshes(plan, options), options.atlasLimit) {}
 
-CodingOptions ClipWork::MeshOptions() const {
+CodingOptions ClipWork::MeshOptions(const MeshSegment& segment) const {
     CodingOptions out;
     out.frame.normals = options.normals;
     out.indices = options.indices;
     out.delta = options.delta;
-    out.maxError = plan.errorLimit;
+    out.maxError = ErrorLimitOf(segment, plan, options);
     out.keyFrameInterval = options.deltaFrames ? options.keyFrameInterval : 1;
     return out;
 }

@@ -16,7 +16,8 @@ namespace Nimb::Authoring {
 VideoTrackOptions PictureOptions(const EncodeOptions& options, const PictureSize& size, const FrameRate& rate);
 
 /// What a plan says about its clip.
-ClipExamination ExaminationOf(const ClipPlan& plan, const PictureSize& atlas, double frameRate);
+ClipExamination ExaminationOf(const ClipPlan& plan, const EncodeOptions& options, const PictureSize& atlas,
+                              double frameRate);
 
 /// Cannot be moved: its members refer to each other. Keeps a reference to the source. Any thread may read it.
 class ClipWork {
@@ -30,9 +31,9 @@ public:
     ClipWork(const ClipWork&) = delete;
     ClipWork& operator=(const ClipWork&) = delete;
 
-    ClipExamination Examination() const { return ExaminationOf(plan, pictures.Layout().size, rate.Value()); }
+    ClipExamination Examination() const { return ExaminationOf(plan, options, pictures.Layout().size, rate.Value()); }
     VideoTrackOptions VideoOptions() const { return PictureOptions(options, pictures.Layout().size, rate); }
-    CodingOptions MeshOptions() const;
+    CodingOptions MeshOptions(const MeshSegment& segment) const;
     std::size_t PictureInterval() const;  ///< from one key picture to the next
 
     const EncodeOptions options;

@@ -18,8 +18,29 @@ using Authoring::ClipExamination;
 using Authoring::EncodeReport;
 using Json = nlohmann::ordered_json;
 
+Json LimitJson(const ClipExamination& clip) {
+    Json json{{"limit", clip.errorLimit}};
+    if (clip.trackedErrorLimit) {
+        json["trackedLimit"] = *clip.trackedErrorLimit;
+    }
+    return json;
+}
+
 Json ErrorJson(const EncodeReport& report) {
-    return {{"max", report.maxError}, {"frame", report.maxErrorFrame}, {"limit", report.clip.errorLimit}};
+    Json json{{"max", report.maxError}, {"frame", report.maxErrorFrame}};
+    json.update(LimitJson(report.clip));
+    return json;
+}
+
+std::string LimitText(const ClipExamination& clip) {
+    char text[80];
+    if (clip.trackedErrorLimit) {
+        std::snprintf(text, sizeof(text), "limit %.3g, of tracked frames %.3g", clip.errorLimit,
+                      *clip.trackedErrorLimit);
+    } else {
+        std::snprintf(text, sizeof(text), "limit %.3g", clip.errorLimit);
+    }
+    return text;
 }
 
 void PrintWelded(const ClipExamination& clip) {
@@ -42,7 +63,7 @@ void PrintExamination(const std::string& input, const ClipExamination& clip) {
                 static_cast<double>(clip.box.max.x), static_cast<double>(clip.box.max.y),
                 static_cast<double>(clip.box.max.z));
     std::printf("video        %zu x %zu\n", clip.atlas.width, clip.atlas.height);
-    std::printf("error        limit %.3g\n", clip.errorLimit);
+    std::printf("error        %s\n", LimitText(clip).c_str());
 }
 
 Json ExaminationJson(const std::string& input, const ClipExamination& clip) {
@@ -58,7 +79,7 @@ Json ExaminationJson(const std::string& input, const ClipExamination& clip) {
             {"box", ToJson(clip.box)},
             {"width", clip.atlas.width},
             {"height", clip.atlas.height},
-            {"error", {{"limit", clip.errorLimit}}}};
+            {"error", LimitJson(clip)}};
 }
 
 }  // namespace
@@ -86,8 +107,8 @@ void PrintSummary(const std::string& clip, const EncodeReport& report, std::chro
     if (report.track) {
         std::printf("tracked      %s\n", TrackText(*report.track).c_str());
     }
-    std::printf("error        surfaces %.3g apart at most (frame %zu), limit %.3g\n", report.maxError,
-                report.maxErrorFrame, report.clip.errorLimit);
+    std::printf("error        surfaces %.3g apart at most (frame %zu), %s\n", report.maxError, report.maxErrorFrame,
+                LimitText(report.clip).c_str());
     std::printf("time         %.1f s, %.1f frames/s\n", elapsed.count(),
                 static_cast<double>(summary.frames) / elapsed.count());
     FlushRemarks();

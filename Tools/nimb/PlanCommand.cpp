@@ -46,7 +46,7 @@ int Plan(Arguments& a) {
         const RunOutput output = a.quiet ? RunOutput::Quiet : RunOutput::Text;
         const Authoring::JobPlan plan = RunPlan(OrderOf(a), a.folder, a.overwrite, a.encode.threads, output);
         const std::size_t segments = plan.clip.segments.size();
-        const std::size_t toTrack = ExaminationOf(plan.clip, plan.atlas, plan.frameRate).toTrack;
+        const std::size_t toTrack = ExaminationOf(plan.clip, plan.order.encode, plan.atlas, plan.frameRate).toTrack;
         const std::string folder = std::filesystem::canonical(a.folder).string();
         if (!a.quiet) {
             std::printf("%s: %zu frames in %zu segments, 0 to %zu; inputs: %zu files\n", a.folder.c_str(),
