@@ -34,3 +34,12 @@ function(nimb_compile target)
     VISIBILITY_INLINES_HIDDEN ON
     POSITION_INDEPENDENT_CODE ON)
 endfunction()
+
+# nimb_precompile(<target> <header>...): large headers of others that most sources of a target include. Only for clang's
+# builds, so that g++'s show an include that is missing; not where sources are read one by one, or where a launcher such
+# as ccache, which does not go with it, spares the compilation altogether.
+function(nimb_precompile target)
+  if(CMAKE_CXX_COMPILER_ID MATCHES "Clang" AND NOT NIMB_LINT AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
+    target_precompile_headers(${target} PRIVATE ${ARGN})
+  endif()
+endfunction()
