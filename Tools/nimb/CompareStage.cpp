@@ -14,6 +14,9 @@ using Authoring::Image;
 using Authoring::Mesh;
 using EngineStandIn::Vertex;
 
+/// Mipmaps mix the charts of a picture, those of the source in another way than those of a tracked clip. Where several
+/// pixels are drawn for each that is compared, they hardly come into it. Large views have enough without.
+constexpr int c_Finest = 4, c_DrawnHeight = 2048;
 constexpr float c_Narrowest = 0.5f, c_Widest = 2;  // width to height
 
 PlayOptions OptionsFor(const std::string& clip) {
@@ -90,7 +93,8 @@ CompareStage::CompareStage(const std::string& clip, int viewHeight)
         m_Cameras.back().yaw = view.yaw;
         m_Cameras.back().pitch = view.pitch;
     }
-    m_Session.RenderThread().Run([&] { m_Framebuffer = std::make_unique<Framebuffer>(width, viewHeight); });
+    const int fineness = std::clamp(c_DrawnHeight / viewHeight, 1, c_Finest);
+    m_Session.RenderThread().Run([&] { m_Framebuffer = std::make_unique<Framebuffer>(width, viewHeight, fineness); });
 }
 
 CompareStage::~CompareStage() {

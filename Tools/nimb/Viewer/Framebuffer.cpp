@@ -1,5 +1,6 @@
 #include "Tools/nimb/Viewer/Framebuffer.h"
 
+#include "Authoring/Scene/ImageScale.h"
 #include "Tools/nimb/ExitStatus.h"
 
 #include <GLES3/gl3.h>
@@ -44,21 +45,22 @@ void CheckGl(const char* what) {
     }
 }
 
-Framebuffer::Framebuffer(int width, int height) : m_Width(width), m_Height(height) {
+Framebuffer::Framebuffer(int width, int height, int fineness)
+    : m_Fineness(fineness), m_Width(width * fineness), m_Height(height * fineness) {
     GLint maxSize = 0, maxSamples = 0;
     glGetIntegerv(GL_MAX_RENDERBUFFER_SIZE, &maxSize);
     glGetIntegerv(GL_MAX_SAMPLES, &maxSamples);
-    if (width > maxSize || height > maxSize) {
-        throw OutputError("a picture of " + std::to_string(width) + " x " + std::to_string(height) +
+    if (m_Width > maxSize || m_Height > maxSize) {
+        throw OutputError("a picture of " + std::to_string(m_Width) + " x " + std::to_string(m_Height) +
                           " is larger than GL can draw: at most " + std::to_string(maxSize));
     }
-    const GLint samples = std::min(c_Samples, maxSamples);
+    const GLint samples = fineness > 1 ? 0 : std::min(c_Samples, maxSamples);
     glGenFramebuffers(1, &m_Drawn);
     glGenFramebuffers(1, &m_Resolved);
     glGenRenderbuffers(3, m_Buffers);
     const auto attach = [&](unsigned int buffer, GLint count, GLenum format, GLenum attachment) {
         glBindRenderbuffer(GL_RENDERBUFFER, buffer);
-        glRenderbufferStorageMultisample(GL_RENDERBUFFER, count, format, width, height);
+        glRenderbufferStorageMultisample(GL_RENDERBUFFER, count, format, m_Width, m_Height);
         glFramebufferRenderbuffer(GL_FRAMEBUFFER, attachment, GL_RENDERBUFFER, buffer);
     };
     glBindFramebuffer(GL_FRAMEBUFFER, m_Resolved);
@@ -95,6 +97,10 @@ Authoring::Image Framebuffer::Read() const {
         std::swap_ranges(image.Pixel(0, y), image.Pixel(0, y) + width * 4, image.Pixel(0, height - 1 - y));
     }
     CheckGl("reading the picture");
+    if (m_Fineness > 1) {
+        const auto fineness = static_cast<std::size_t>(m_Fineness);
+        image = Authoring::ScaleImage(image, width / fineness, height / fineness);
+    }
     DivideByAlpha(image);
     return image;
 }

@@ -11,12 +11,14 @@ void CheckGl(const char* what);
 /// Render thread.
 class Framebuffer {
 public:
-    /// Throws OutputError when GL cannot provide it.
-    Framebuffer(int width, int height);
+    /// Pictures that are read are of this size, with four samples a pixel; or, above 1, with the mean of `fineness` x
+    /// `fineness` pixels that are drawn. Throws OutputError when GL cannot provide it.
+    Framebuffer(int width, int height, int fineness = 1);
     ~Framebuffer();
     Framebuffer(const Framebuffer&) = delete;
     Framebuffer& operator=(const Framebuffer&) = delete;
 
+    // Of what is drawn.
     int Width() const noexcept { return m_Width; }
     int Height() const noexcept { return m_Height; }
 
@@ -25,8 +27,9 @@ public:
     Authoring::Image Read() const;
 
 private:
-    int m_Width;
-    int m_Height;
+    const int m_Fineness;
+    const int m_Width;
+    const int m_Height;
     unsigned int m_Drawn = 0;     // framebuffer with the two multisampled ones
     unsigned int m_Resolved = 0;  // framebuffer with the plain one
     unsigned int m_Buffers[3] = {};
