@@ -1,9 +1,10 @@
 // Turns frames that were each meshed anew into runs of one topology.
 //
-// A run grows both ways from a key frame: one in which as much of the surface as possible is apart, of several the
-// nearest to the middle of what is left to track. The key frame's surface is fitted to one frame after the other by an
+// A run grows both ways from a key frame: one in which as much of the surface as possible is apart, not far from
+// the middle of what is left to track. The key frame's surface is fitted to one frame after the other by an
 // embedded deformation graph with an as-rigid-as-possible term, coarse to fine, and by an offset of each vertex for
-// what the graph is too coarse for. A run ends where the distance of the surfaces, measured both ways, is above the
+// what the graph is too coarse for; what is still far off then comes to where it is nearest. Ways through time are
+// smoothed. A run ends where the distance of the surfaces, measured both ways, is above the
 // limit, and nowhere else. What is left between the runs is treated likewise. (Of this kind: Li, Adams, Guibas, Pauly,
 // "Robust Single-View Geometry and Motion Reconstruction", 2009; Collet et al., "High-Quality Streamable Free-Viewpoint
 // Video", 2015.)
