@@ -2,12 +2,17 @@
 
 #include <glm/geometric.hpp>
 
+#include <cmath>
 #include <numeric>
+#include <utility>
 
 namespace Nimb::Authoring {
 namespace {
 
-constexpr double c_Far = 0.018;  // node spacings; a millimetre on a standing person
+// Node spacings: a millimetre and three centimetres on a standing person. What is further off is lost, which is not to
+// be covered up.
+constexpr double c_Far = 0.018;
+constexpr double c_Lost = 0.5;
 
 // A face that became so many times as large as in the key frame may span what is apart, with its corners in place.
 constexpr double c_Stretched = 1.5;
@@ -23,6 +28,7 @@ public:
           m_Target(target),
           m_Positions(positions),
           m_Far(c_Far * key.graph.Spacing()),
+          m_Lost(c_Lost * key.graph.Spacing()),
           m_Vertices(positions.size()),
           m_Places(target.Surface().positions.size()) {
         std::iota(m_Vertices.begin(), m_Vertices.end(), 0U);
@@ -56,7 +62,8 @@ private:
     /// From the point to the frame's surface; zero where it is near or has nothing to be near to.
     glm::dvec3 WayFrom(const glm::dvec3& point, double far) const {
         const TargetSurface::Match match = m_Target.Nearest(point);
-        const bool isFar = match.isFound && match.distance > far && !match.isInside && !match.isBoundary;
+        const bool isFar =
+            match.isFound && match.distance > far && match.distance < m_Lost && !match.isInside && !match.isBoundary;
         return isFar ? match.position - point : glm::dvec3(0);
     }
 
@@ -79,7 +86,8 @@ private:
         for (const UINT32 p : m_Places) {
             const glm::dvec3& place = m_Target.Surface().positions[p];
             const SurfacePoint found = closest.To(place);
-            if (found && found.squaredDistance > m_Far * m_Far && !m_Key.normals.IsAtRim(found)) {
+            const double distance = std::sqrt(found.squaredDistance);
+            if (distance > m_Far && distance < m_Lost && !m_Key.normals.IsAtRim(found)) {
                 Ask(NearestCorner(m_Key.surface.faces[found.face], found), place - found.position);
                 far.push_back(p);
             }
@@ -105,7 +113,7 @@ private:
     const KeySurface& m_Key;
     const TargetSurface& m_Target;
     Points& m_Positions;
-    const double m_Far;
+    const double m_Far, m_Lost;
     std::vector<UINT32> m_Vertices, m_Places;  // to be looked at: the key's, the frame's
     std::vector<OffsetObservation> m_Asked;
 };

@@ -3,6 +3,7 @@
 //
 // nimb_track_bench [FRAMES [VERTICES [NOISE, mm [HOLES [TEMPO]]]]]
 #include "Authoring/Surface/SurfaceComparison.h"
+#include "Authoring/Track/TrackFrames.h"
 #include "Bench/Sizes/Measure.h"
 #include "Bench/Track/Ways.h"
 #include "Demo/Capture/CaptureSource.h"
