@@ -112,6 +112,7 @@ void Player::CreateBuffers(const BufferSizes& sizes) {
     const Objects old = m_Objects;
     m_RenderThread.Run([this, &sizes] {
         m_Sizes = sizes;
+        m_AreObjectsGiven = false;
         m_Objects.texture = MakeTexture(sizes.textureWidth, sizes.textureHeight);
         m_Objects.vertexBuffer = MakeBuffer(static_cast<std::size_t>(sizes.vertexCount) * sizeof(Vertex));
         m_Objects.indexBuffer = MakeBuffer(static_cast<std::size_t>(sizes.indexCount) * sizeof(std::uint32_t));
@@ -120,7 +121,10 @@ void Player::CreateBuffers(const BufferSizes& sizes) {
                               NativePointer(m_Objects.vertexBuffer), sizes.vertexCount,
                               NativePointer(m_Objects.indexBuffer), sizes.indexCount);
     // Only once the new ones are in use: the plug-in may fill the old ones at any time.
-    m_RenderThread.Run([&old] { Delete(old); });
+    m_RenderThread.Run([this, &old] {
+        m_AreObjectsGiven = true;
+        Delete(old);
+    });
 }
 
 void Player::Delete(const Objects& objects) {

@@ -72,6 +72,8 @@ public:
         unsigned int indexBuffer = 0;
     };
     const Objects& GlObjects() const noexcept { return m_Objects; }
+    /// Whether the plug-in has them: not while CreateBuffers hands new ones over. On the render thread.
+    bool AreObjectsGiven() const noexcept { return m_AreObjectsGiven; }
 
     /// RGBA; row 0 is the picture's top.
     std::vector<std::uint8_t> ReadTexture(int x, int y, int width, int height) const;
@@ -88,7 +90,9 @@ private:
     RenderThread& m_RenderThread;
     int m_Id;
     BufferSizes m_Sizes;
-    Objects m_Objects;  // changed on the render thread
+    // Changed on the render thread.
+    Objects m_Objects;
+    bool m_AreObjectsGiven = false;
 };
 
 }  // namespace Nimb::EngineStandIn

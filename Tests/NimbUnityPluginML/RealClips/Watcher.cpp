@@ -107,7 +107,9 @@ void Watcher::OnFrame() {
         if (picture != c_Nothing && (m_Seen.pairs.empty() || m_Seen.pairs.back() != pair)) {
             m_Seen.pairs.push_back(pair);
         }
-        if (picture != mesh || picture == c_Garbled || (record.frame >= 0 && record.frame != picture)) {
+        // Until the plug-in has new objects, its record is of those before.
+        const bool isOtherFrame = m_Player.AreObjectsGiven() && record.frame >= 0 && record.frame != picture;
+        if (picture != mesh || picture == c_Garbled || isOtherFrame) {
             if (m_Seen.mismatches++ == 0) {
                 m_Seen.firstMismatch = "picture " + std::to_string(picture) + ", mesh " + std::to_string(mesh) +
                                        ", said to be " + std::to_string(record.frame) + ", after " +
