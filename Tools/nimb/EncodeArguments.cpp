@@ -62,7 +62,7 @@ Authoring::PictureSize ParseAtlasSize(const std::string& text) {
 void AddMeshOptions(CLI::App& sub, EncodeArguments& a) {
     sub.add_option("--max-error", a.maxError,
                    "how far a position may be off, in metres [1/10000 of the diagonal of the clip's box; of tracked "
-                   "frames, half of the first --track-error]")
+                   "frames, 0.3 of the first --track-error]")
         ->check(AboveZero())
         ->group("Mesh");
     sub.add_option("--key-interval", a.encode.keyFrameInterval,
