@@ -101,8 +101,8 @@ private:
             const double before = glm::length(AreaVector(TriangleOf(m_Key.surface.positions, face)));
             if (glm::length(AreaVector(now)) > c_Stretched * before) {
                 const glm::dvec3 way = WayFrom((now[0] + now[1] + now[2]) / 3.0, c_FarOfFace * m_Far);
-                for (const UINT32 v : face.v) {
-                    if (way != glm::dvec3(0)) {
+                if (way != glm::dvec3(0)) {
+                    for (const UINT32 v : face.v) {
                         Ask(v, way);
                     }
                 }

@@ -134,7 +134,7 @@ void Print(std::size_t frames, double tempo, const Capture::CaptureOptions& opti
         vertices += static_cast<double>(mesh.positions.size()) / static_cast<double>(frames);
         faces += static_cast<double>(mesh.faces.size()) / static_cast<double>(frames);
     }
-    const double maxError = 0.3 * TrackOptions().p95;  // as the encoder has it
+    const double maxError = TrackOptions().CodingError();
     std::printf("### Dancer at tempo %.2g, %zu frames: %.0f vertices, %.0f triangles, noise %.2g mm, %zu holes\n\n",
                 tempo, frames, vertices, faces, 1e3 * options.noise, options.holes);
 

@@ -40,7 +40,7 @@ struct EncodeOptions {
     bool deltaFrames = true;             ///< false: key frames alone
     bool normals = false;                ///< store the source's normals
     std::optional<double> maxError;      ///< of positions, in the source's units; none: see PlanOptions, and for
-                                         ///< frames that are tracked 0.3 of what tracking's 95th may be
+                                         ///< frames that are tracked see TrackOptions::CodingError
     std::size_t threads = 0;             ///< 0: one for each core
     Warnings* pWarnings = nullptr;       ///< may be null; see PlanOptions
     std::function<void(std::size_t frame)> onLoaded;  ///< likewise, while the source is examined

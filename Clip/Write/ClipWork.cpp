@@ -57,13 +57,8 @@ PlanOptions PlanOptionsOf(const EncodeOptions& options) {
             options.onLoaded};
 }
 
-// Where nothing is said of coding's error, it may be this share of what tracking's 95th may be: a tracked surface is
-// off by noise of about that much, which is not worth coding. With half, deltas are a quarter smaller, and rendered
-// views lose 0.7 dB.
-constexpr double c_CodingOfTracking = 0.3;
-
 double ErrorLimitOf(const MeshSegment& segment, const ClipPlan& plan, const EncodeOptions& options) {
-    return segment.track && !options.maxError ? std::max(plan.errorLimit, c_CodingOfTracking * options.track->p95)
+    return segment.track && !options.maxError ? std::max(plan.errorLimit, options.track->CodingError())
                                               : plan.errorLimit;
 }
 
