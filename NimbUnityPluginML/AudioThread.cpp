@@ -44,7 +44,7 @@ void QuorObject::AudioIteration() {
     }
     if ((info.flags & MLMediaCodecBufferFlag_EOS) != 0) {
         NIMB_LOG_INFO("[%i] Audio output EOS", m_id);
-        if (m_openInfo.autoLoop == 0 && flushes == m_flushes) {  // a loop goes on in the buffer
+        if (!IsLooping() && flushes == m_flushes) {  // a loop goes on in the buffer
             m_audioOutput.Finish();
         }
         if (NoteOutputEnd(m_audioOutputEOS, m_videoCodec, m_videoOutputEOS, flushes)) {

@@ -196,8 +196,10 @@ NIMB_API uint8_t TakeSeekEnd(int id, NimbSeekEnd* end);
 
 /* Playback stays within the frames `first` to `last`: at the end of the last one it goes on with the first if `loop` is
  * not 0, otherwise it ends as at the end of the file. May be changed while it plays; where playback is beyond `last`,
- * it has reached it. Frames that are queued already, up to eight, are still shown. `last` below 0: the whole file
- * again. Close forgets it. 0: no such player, no open file, no index, or no such frames. */
+ * it has reached it. Frames that are queued already, up to eight, are still shown, and an end behind them is reached:
+ * if `loop` is not 0 by then, it goes on with the first. An end that GetQuorObjectFrameInfo has told stays one, until a
+ * request or a rewind. `last` below 0: the whole file again. Close forgets it. 0: no such player, no open file, no
+ * index, or no such frames. */
 NIMB_API uint8_t SetPlayRange(int id, int64_t first, int64_t last, uint8_t loop);
 
 /* ---- Additions: one clock for several players ---------------------------------------------------------------------

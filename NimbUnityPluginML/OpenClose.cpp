@@ -112,7 +112,7 @@ bool QuorObject::OpenMedia(const char* path) {
     m_durationUs = 0;
     m_videoInput.endQueued = false;
     m_audioInput.endQueued = false;
-    m_endReported = false;
+    m_outputEnd = OutputEnd::Ahead;
     m_endOfStream = false;
     return ConfigureTracks();
 }

@@ -73,18 +73,21 @@ void QuorObject::PlaybackIteration() {
     }
 }
 
+/// At the end of the file or of what is played of it. An end that has been queued is reached, whatever is played now;
+/// whether it is one, or playback begins again, is decided when the outputs have come to it.
 void QuorObject::EndOfInput(std::int64_t scaledTime) {
     FailGoal();
-    if (TurnAtFileEnd()) {
-        return;
+    if (!m_videoInput.endQueued) {
+        if (const PlayRange range = CurrentRange(); range.last >= 0 && range.loop) {
+            return BeginRangeAgain(range);
+        }
+        NIMB_LOG_INFO("[%i] input EOS", m_id);
     }
-    NIMB_LOG_INFO("[%i] input EOS", m_id);
     if (!QueueEndOfStream(m_videoCodec, m_videoInput, scaledTime) ||
         !QueueEndOfStream(m_audioCodec, m_audioInput, scaledTime)) {
         return;  // paused: the end is still to come
     }
-    const bool hasOutput = m_videoCodec != ML_INVALID_HANDLE || m_audioCodec != ML_INVALID_HANDLE;
-    if (m_openInfo.autoLoop == 0 || !hasOutput) {
+    if (!IsGoingOn()) {
         SleepAtEndOfInput();
         return;
     }
@@ -93,16 +96,24 @@ void QuorObject::EndOfInput(std::int64_t scaledTime) {
     if (!WaitForOutputEnd()) {
         return;
     }
+    if (!IsGoingOn()) {
+        return;
+    }
     NIMB_LOG_INFO("[%i] AutoLooping: restarting", m_id);
-    MLMediaExtractorSeekTo(m_extractor, 0, MLMediaSeekMode_Closest_Sync);
     MLMediaCodecFlush(m_videoCodec);
     if (m_audioCodec != ML_INVALID_HANDLE) {
         MLMediaCodecFlush(m_audioCodec);
     }
     m_meshFrames.BeginLoop();
-    const std::int64_t last = m_frameIndex != nullptr ? m_frameIndex->Count() - 1 : -1;
-    m_pace.BeginAgainAt(last >= 0 ? m_clock.Place(m_frameIndex->TimeOf(last) + m_frameIndex->DurationOf(last)) : 0);
-    StartOver();
+    if (const PlayRange range = CurrentRange(); range.last >= 0) {
+        LeaveEnd();
+        BeginRangeAgain(range);
+    } else {
+        MLMediaExtractorSeekTo(m_extractor, 0, MLMediaSeekMode_Closest_Sync);
+        const std::int64_t last = m_frameIndex != nullptr ? m_frameIndex->Count() - 1 : -1;
+        m_pace.BeginAgainAt(last >= 0 ? m_clock.Place(m_frameIndex->TimeOf(last) + m_frameIndex->DurationOf(last)) : 0);
+        StartOver();
+    }
     if (m_audioCodec != ML_INVALID_HANDLE) {
         FollowState(m_audioWorker);
     }

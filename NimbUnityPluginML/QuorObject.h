@@ -19,6 +19,7 @@
 //   render -> troubles
 //   render, or feed -> fed frames
 //   output -> sleep
+//   output, or render -> range
 // Docs/architecture.md says what each guards; Stopping.cpp says how a player stops.
 #pragma once
 
@@ -153,6 +154,13 @@ private:
         Released    ///< the target's picture is on its way to the surface
     };
 
+    /// Whether both outputs have come to the end, and what follows.
+    enum class OutputEnd {
+        Ahead,
+        IsOver,  ///< nothing, until a request or a rewind
+        GoesOn   ///< it begins again
+    };
+
     /// The engine's objects.
     struct UnityBuffers {
         unsigned int vertexBuffer = 0;
@@ -183,11 +191,13 @@ private:
     void FlushCodecs();
     void StopOutput(Worker& worker, const std::function<void()>& unblock);
     void ReleaseCodec(std::atomic<MLHandle>& codec, Worker& worker);
+    void LeaveEnd();
     void StartOver();
     bool IsAbandoned(const Worker& worker) const;
     bool IsRunning() const { return m_state == Playing || m_seekPhase != SeekPhase::None; }
     void FollowState(Worker& worker);
     void SleepAtEnd(Worker& worker, const std::atomic<bool>& outputEOS);
+    bool IsGoingOn();
     void SleepAtEndOfInput();
     MLResult TakeOutput(MLHandle codec, Mutex& takeMutex, MLMediaCodecBufferInfo* pInfo, std::int64_t* pIndex,
                         std::uint32_t* pFlushes);
@@ -232,9 +242,9 @@ private:
     void LeaveWay();
     void FailGoal();
     bool TurnAtRangeEnd(std::int64_t frame);
-    bool TurnAtFileEnd();
     void BeginRangeAgain(const PlayRange& range);
     PlayRange CurrentRange();
+    bool IsLooping();
     bool IsSoundOutside(std::int64_t sampleTime);
     void SetSoundAside(std::int64_t sampleTime);
     void FeedSoundSetAside();
@@ -317,7 +327,7 @@ private:
     // Flags between the threads.
     std::atomic<bool> m_videoOutputEOS{false};
     std::atomic<bool> m_audioOutputEOS{false};
-    std::atomic<bool> m_endReported{false};  // when both outputs end at once, both threads see it
+    std::atomic<OutputEnd> m_outputEnd{OutputEnd::Ahead};  // set under the output mutex
     std::atomic<bool> m_endOfStream{false};
     std::atomic<bool> m_pendingRestart{false};
     std::atomic<bool> m_computeNormals{true};

@@ -128,7 +128,7 @@ bool QuorObject::FlushForSeek() {
     m_pictures.Clear(++m_flushes);
     m_audioOutputEOS = false;
     m_videoOutputEOS = false;
-    m_endReported = false;
+    m_outputEnd = OutputEnd::Ahead;
     m_endOfStream = false;
     return isFlushed;
 }
@@ -249,34 +249,21 @@ void QuorObject::FailGoal() {
     }
 }
 
-/// True when the frame lies behind the range that is played, and something else was done about it.
+/// True when the frame lies behind what is played, and something else was done about it: behind the range, or behind an
+/// end that was queued before another range was set.
 bool QuorObject::TurnAtRangeEnd(std::int64_t frame) {
     const PlayRange range = CurrentRange();
-    if (range.last < 0 || frame <= range.last || m_feed.goal >= 0) {
+    const bool isBehind = m_videoInput.endQueued || (range.last >= 0 && frame > range.last);
+    if (m_frameIndex == nullptr || !isBehind || m_feed.goal >= 0) {
         return false;
     }
-    if (range.loop) {
-        BeginRangeAgain(range);
-        return true;
-    }
-    const std::int64_t time = m_clock.Map(m_frameIndex->TimeOf(frame));
-    if (QueueEndOfStream(m_videoCodec, m_videoInput, time) && QueueEndOfStream(m_audioCodec, m_audioInput, time)) {
-        SleepAtEndOfInput();
-    }
-    return true;
-}
-
-/// The same at the end of the file, which may be that of a range, too.
-bool QuorObject::TurnAtFileEnd() {
-    const PlayRange range = CurrentRange();
-    if (range.last < 0 || !range.loop || m_feed.goal >= 0) {
-        return false;
-    }
-    BeginRangeAgain(range);
+    EndOfInput(m_clock.Map(m_frameIndex->TimeOf(frame)));
     return true;
 }
 
 void QuorObject::BeginRangeAgain(const PlayRange& range) {
+    // Not the range's last frame: it may have been set when playback was elsewhere.
+    const std::int64_t fed = std::clamp<std::int64_t>(m_feed.next - 1, 0, m_frameIndex->Count() - 1);
     const bool wasWhole = m_isPipelineWhole.exchange(false);
     while (!GoBefore(range.first, wasWhole)) {
         // Nobody knows now where the extractor is: a request must not count on it.
@@ -286,8 +273,7 @@ void QuorObject::BeginRangeAgain(const PlayRange& range) {
         std::this_thread::sleep_for(Worker::c_Rest);
     }
     m_isPipelineWhole = true;
-    m_clock.Jump(m_frameIndex->TimeOf(range.last) + m_frameIndex->DurationOf(range.last),
-                 m_frameIndex->TimeOf(range.first));
+    m_clock.Jump(m_frameIndex->TimeOf(fed) + m_frameIndex->DurationOf(fed), m_frameIndex->TimeOf(range.first));
     m_feed.goal = range.first;
     m_feed.isSeek = false;
     m_feed.isRestart = true;
@@ -296,6 +282,11 @@ void QuorObject::BeginRangeAgain(const PlayRange& range) {
 QuorObject::PlayRange QuorObject::CurrentRange() {
     const MutexLock lock(m_rangeMutex);
     return m_range;
+}
+
+bool QuorObject::IsLooping() {
+    const PlayRange range = CurrentRange();
+    return range.last >= 0 ? range.loop : m_openInfo.autoLoop != 0;
 }
 
 /// Whether a sample of sound lies outside of what is played.

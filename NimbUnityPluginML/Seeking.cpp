@@ -101,8 +101,14 @@ bool QuorObject::SetPlayRange(std::int64_t first, std::int64_t last, bool loop) 
         return false;
     }
     {
-        const MutexLock lock(m_rangeMutex);
-        m_range = last >= 0 ? PlayRange{first, last, loop} : PlayRange{};
+        const MutexLock outputLock(m_outputMutex);
+        {
+            const MutexLock lock(m_rangeMutex);
+            m_range = last >= 0 ? PlayRange{first, last, loop} : PlayRange{};
+        }
+        if (m_outputEnd != OutputEnd::Ahead && m_endOfStream) {  // nobody has been told yet
+            m_outputEnd = IsLooping() ? OutputEnd::GoesOn : OutputEnd::IsOver;
+        }
     }
     FollowStateAll();
     return true;

@@ -66,17 +66,23 @@ void QuorObject::ReleaseCodec(std::atomic<MLHandle>& codec, Worker& worker) {
     MLMediaCodecDestroy(codec.exchange(ML_INVALID_HANDLE));
 }
 
-/// For the file's start after a rewind or in a loop: the playback thread sleeps or is the caller, the others sleep.
-void QuorObject::StartOver() {
+/// After an end, which the codecs have been flushed of: the playback thread sleeps or is the caller, the others sleep.
+void QuorObject::LeaveEnd() {
     m_videoInput.endQueued = false;
     m_audioInput.endQueued = false;
-    m_endReported = false;
+    m_pictures.Clear(++m_flushes);
+    const MutexLock lock(m_outputMutex);
+    m_outputEnd = OutputEnd::Ahead;
     m_audioOutputEOS = false;
     m_videoOutputEOS = false;
+}
+
+/// The same for the file's start after a rewind or in a loop.
+void QuorObject::StartOver() {
+    LeaveEnd();
     m_clock.Restart();
     m_pendingRestart = true;
     // The mesh reader has what precedes the first frame: nothing. What was in the pipeline is gone.
-    m_pictures.Clear(++m_flushes);
     m_isPipelineWhole = true;
     m_soundStart = c_NoSoundStart;
     m_feed.next = 0;
@@ -131,7 +137,8 @@ bool QuorObject::NoteOutputEnd(std::atomic<bool>& outputEOS, MLHandle otherCodec
         return false;
     }
     outputEOS = true;
-    if ((otherEOS || otherCodec == ML_INVALID_HANDLE) && !m_endReported.exchange(true)) {
+    if ((otherEOS || otherCodec == ML_INVALID_HANDLE) && m_outputEnd == OutputEnd::Ahead) {
+        m_outputEnd = IsLooping() ? OutputEnd::GoesOn : OutputEnd::IsOver;
         m_endOfStream = true;
     }
     return true;
@@ -145,10 +152,17 @@ void QuorObject::SleepAtEnd(Worker& worker, const std::atomic<bool>& outputEOS) 
     }
 }
 
-/// Lets the playback thread sleep, unless somebody goes to a frame at this very moment.
+/// Whether playback begins again at the end that is queued, or that the outputs have come to.
+bool QuorObject::IsGoingOn() {
+    const bool hasOutput = m_videoCodec != ML_INVALID_HANDLE || m_audioCodec != ML_INVALID_HANDLE;
+    const OutputEnd end = m_outputEnd;
+    return hasOutput && (end == OutputEnd::Ahead ? IsLooping() : end == OutputEnd::GoesOn);
+}
+
+/// Lets the playback thread sleep, unless somebody goes to a frame, or sets a range that loops, at this very moment.
 void QuorObject::SleepAtEndOfInput() {
     m_playbackWorker.RequestSleep();
-    if (m_seekPhase == SeekPhase::Requested) {
+    if (m_seekPhase == SeekPhase::Requested || IsGoingOn()) {
         FollowState(m_playbackWorker);
     }
 }

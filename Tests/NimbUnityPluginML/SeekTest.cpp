@@ -144,6 +144,54 @@ TEST_P(CountingTest, ARangeIsPlayedAgainAndAgain) {
     EXPECT_EQ(SetPlayRange(seeker.player.Id(), 6, 5, 1), 0);
 }
 
+/// Nothing is fed behind an end that the codec has been told of, whatever is set afterwards.
+TEST_P(CountingTest, AnEndIsLeftWhenItIsToldOrWhenItLoops) {
+    Seeker seeker(Clip(), true);  // ranges count, not what was opened
+    const int id = seeker.player.Id();
+    const auto isTold = [&] { return seeker.player.FrameInfo().endOfStream != 0; };
+    const auto playToEnd = [&](std::int64_t last) {
+        ASSERT_EQ(SetPlayRange(id, 20, last, 0), 1);
+        seeker.ExpectDone(seeker.Await(SeekQuorObject(id, 22, 0)), 22);
+        ASSERT_TRUE(seeker.screen.RenderUntil([&] { return seeker.screen.Picture() == last; }));
+    };
+    for (const std::int64_t last : {25, 59}) {
+        playToEnd(last);
+        ASSERT_TRUE(seeker.screen.RenderUntil(isTold));
+        for (const std::int64_t other : {40, -1, 59, 25}) {
+            ASSERT_EQ(SetPlayRange(id, 10, other, 1), 1);
+            EXPECT_FALSE(seeker.screen.RenderUntil([&] { return seeker.screen.Picture() != last || isTold(); },
+                                                   std::chrono::milliseconds(30)));
+            if (other == 40) {
+                seeker.ExpectDone(seeker.Await(SeekQuorObject(id, last - 1, NimbSeekOption_Pause)), last - 1);
+                seeker.GoTo(33);
+                playToEnd(last);
+                ASSERT_TRUE(seeker.screen.RenderUntil(isTold));
+            }
+        }
+        playToEnd(last);  // nobody is told: it goes on with what loops now
+        ASSERT_EQ(SetPlayRange(id, 11, 14, 1), 1);
+        for (const std::int64_t frame : {11, 14, 12}) {
+            ASSERT_TRUE(seeker.screen.RenderUntil([&] { return seeker.screen.Picture() == frame; })) << last;
+        }
+        EXPECT_TRUE(isTold());
+        playToEnd(last);
+        ASSERT_EQ(SetPlayRange(id, 0, -1, 0), 1);  // as it was opened
+        ASSERT_TRUE(seeker.screen.RenderUntil([&] { return seeker.screen.Picture() == 3; })) << last;
+    }
+}
+
+TEST_P(CountingTest, ARangeSetElsewhereBeginsAtItsOwnPace) {
+    Seeker seeker;
+    ASSERT_TRUE(seeker.player.Play());
+    ASSERT_TRUE(seeker.screen.RenderUntil([&] { return seeker.screen.Picture() >= 40; }));
+    ASSERT_EQ(SetPlayRange(seeker.player.Id(), 5, 9, 1), 1);
+    ASSERT_TRUE(seeker.screen.RenderUntil([&] { return seeker.screen.Picture() == 5; }));
+    const auto start = std::chrono::steady_clock::now();
+    const std::size_t before = seeker.screen.shown.size();
+    ASSERT_TRUE(seeker.screen.RenderUntil([&] { return seeker.screen.shown.size() >= before + 25; }));
+    EXPECT_GT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(30)) << "of frames of 2 ms";
+}
+
 /// Without render events pictures pile up on the surface; none of them is taken for the target.
 TEST_P(CountingTest, WhatPiledUpOnTheSurfaceIsNotShown) {
     Seeker seeker;
