@@ -246,9 +246,11 @@ namespace Nimb
         {
             long former = Frame;
             PlaybackEvents events = m_Player.Update();
-            if (m_HasNativeRange && !IsSeeking && IsPlaying && Frame >= 0 && Frame < former)
+            if (m_HasNativeRange)
             {
-                events |= PlaybackEvents.Looped;  // only files have ends that are told
+                // Ends are told of files, and of ranges that loop since they were about to end; not of all that loop.
+                bool hasTurned = !IsSeeking && IsPlaying && Frame >= 0 && Frame < former;
+                events = events & ~PlaybackEvents.Looped | (hasTurned ? PlaybackEvents.Looped : PlaybackEvents.None);
             }
             if (RenderDevice.IsReady && !IsStale && (m_Player.State == NimbState.Playing || IsSeeking))
             {

@@ -21,6 +21,7 @@ namespace Nimb
         private NimbFileInfo m_FileInfo;
         private NimbShownFrame m_Shown = s_Nothing;
         private NimbFrameInfo m_Frame;
+        private PlaybackEvents m_EndsToTell;
 
         private static readonly NimbShownFrame s_Nothing = new NimbShownFrame { frame = -1 };
 
@@ -194,8 +195,7 @@ namespace Nimb
             if (IsOpen)
             {
                 NimbUnityPluginML.RewindQuorObject(m_Id);
-                HasEnded = false;
-                ReadEndOfStream();
+                ForgetEndOfStream();
             }
         }
 
@@ -221,8 +221,7 @@ namespace Nimb
         {
             if (ticket != 0)
             {
-                HasEnded = false;
-                ReadEndOfStream();
+                ForgetEndOfStream();
             }
             return ticket;
         }
@@ -241,7 +240,12 @@ namespace Nimb
         /// below 0. False when the clip has no index, or no such frames.</summary>
         public bool SetRange(long first, long last, bool loop)
         {
-            if (!IsOpen || !NimbUnityPluginML.SetPlayRange(m_Id, first, last, loop))
+            if (!IsOpen)
+            {
+                return false;
+            }
+            NoteEndOfStream();  // an end that has been reached is one of the range before
+            if (!NimbUnityPluginML.SetPlayRange(m_Id, first, last, loop))
             {
                 return false;
             }
@@ -274,25 +278,39 @@ namespace Nimb
             {
                 events |= PlaybackEvents.FrameShown;
             }
-            if (ReadEndOfStream())
+            NoteEndOfStream();
+            events |= m_EndsToTell;
+            m_EndsToTell = PlaybackEvents.None;
+            return events;
+        }
+
+        private void NoteEndOfStream()
+        {
+            if (TakeEndOfStream())
             {
                 HasEnded = !m_Loop;
-                events |= m_Loop ? PlaybackEvents.Looped : PlaybackEvents.Ended;
+                m_EndsToTell |= m_Loop ? PlaybackEvents.Looped : PlaybackEvents.Ended;
             }
-            return events;
+        }
+
+        private void ForgetEndOfStream()
+        {
+            TakeEndOfStream();
+            HasEnded = false;
+            m_EndsToTell = PlaybackEvents.None;
         }
 
         /// <summary>Ends are told once, and nobody may have asked when the clip before was closed.</summary>
         private void ForgetFormerClip()
         {
-            ReadEndOfStream();
+            ForgetEndOfStream();
             var end = new NimbSeekEnd();
             while (TakeSeekEnd(ref end))
             {
             }
         }
 
-        private bool ReadEndOfStream()
+        private bool TakeEndOfStream()
         {
             NimbUnityPluginML.GetQuorObjectFrameInfo(m_Id, ref m_Frame);
             return m_Frame.endOfStream != 0;
