@@ -105,12 +105,31 @@ internal sealed class Scene : IDisposable
 
     public void StepUntil(Func<bool> condition, string what)
     {
-        Until(() => { Step(); return condition(); }, what);
+        try
+        {
+            Until(() => { Step(); return condition(); }, what);
+        }
+        catch (Exception e)
+        {
+            throw new Exception(e.Message + "; " + Standing, e);
+        }
+    }
+
+    /// <summary>How things stand, for who reads of a failure.</summary>
+    private string Standing
+    {
+        get
+        {
+            return Player.ActiveBackend + (Player.IsOpen ? " at " + Player.Frame : " not open") +
+                (Player.IsPlaying ? ", plays" : "") + (Player.HasEnded ? ", has ended" : "") + (Player.IsSeeking ? ", seeks" : "") +
+                "; heard: " + string.Join(" ", Heard) + "; shown: " + string.Join(" ", Shown) +
+                "; troubles: " + string.Join(" ", Troubles);
+        }
     }
 
     public void StepUntilHeard(string what)
     {
-        StepUntil(() => Heard.Contains(what), what + " after " + string.Join(" ", Heard));
+        StepUntil(() => Heard.Contains(what), what);
     }
 
     public void StepUntilShown(int count)
