@@ -5,6 +5,7 @@
 #include "Clip/Write/PictureConverter.h"
 
 #include <gtest/gtest.h>
+#include <malloc.h>
 
 #include <algorithm>
 #include <stdexcept>
@@ -18,24 +19,24 @@ using Nimb::Authoring::Stopped;
 using Nimb::Authoring::VideoParts;
 using Nimb::Authoring::VideoSample;
 
-constexpr int c_Size = 32;
 const std::atomic<bool> c_GoOn{false};
 
-void AddPictures(VideoParts& parts, int count, int interval) {
-    Nimb::Authoring::PictureConverter converter(c_Size, c_Size);
-    std::vector<BYTE> rgba(c_Size * c_Size * 4);
+void AddPictures(VideoParts& parts, int count, int interval, int width = 32, int height = 32) {
+    Nimb::Authoring::PictureConverter converter(width, height);
+    const std::size_t stride = static_cast<std::size_t>(width) * 4;
+    std::vector<BYTE> rgba(stride * static_cast<std::size_t>(height));
     for (int i = 0; i < count; ++i) {
         for (std::size_t k = 0; k < rgba.size(); ++k) {
             rgba[k] = static_cast<BYTE>((k * k / 64 + static_cast<std::size_t>(i)) % 251);
         }
         const Bytes mesh = {static_cast<BYTE>(i), 1};
-        parts.Add(converter.Convert(rgba.data(), c_Size * 4), mesh, i % interval == 0);
+        parts.Add(converter.Convert(rgba.data(), stride), mesh, i % interval == 0);
     }
 }
 
 Nimb::Authoring::VideoTrackOptions Options() {
     Nimb::Authoring::VideoTrackOptions options;
-    options.width = options.height = c_Size;
+    options.width = options.height = 32;
     options.preset = "superfast";
     options.threads = 1;
     options.keyFrameInterval = 0;
@@ -65,6 +66,27 @@ TEST(VideoParts, SamplesAreTheSameHoweverManyAreEncodedAtATime) {
         }
     }
     EXPECT_TRUE(Encode(1, 30, 1, 1).at(0).isKeyPicture) << "a single one";
+}
+
+/// With sizes whose macroblocks are no multiple of what a processor takes at once.
+TEST(VideoParts, SamplesDoNotDependOnWhatMemoryHeldBefore) {
+    for (const int width : {144, 208, 272, 320}) {
+        std::vector<std::vector<VideoSample>> clips;
+        for (const int filling : {1, 255}) {  // of what is allocated, with its complement
+            mallopt(M_PERTURB, filling);
+            Nimb::Authoring::VideoTrackOptions options = Options();
+            options.width = width;
+            options.height = 272;
+            options.preset = "veryfast";
+            VideoParts parts(options, 1, 1, c_GoOn);
+            AddPictures(parts, 8, 4, width, 272);
+            clips.push_back(parts.Finish());
+        }
+        mallopt(M_PERTURB, 0);
+        for (std::size_t i = 0; i < 8; ++i) {
+            EXPECT_TRUE(clips[0].at(i).bytes == clips[1].at(i).bytes) << "picture " << i << ", width " << width;
+        }
+    }
 }
 
 TEST(VideoParts, AnEncoderThatFailsAndARequestToStopEndTheWait) {
