@@ -31,6 +31,11 @@ Vec3 CheckedPosition(const std::vector<Vec3>& positions, UINT32 vertex) {
     return p;
 }
 
+PlainCorners CornersOf(const std::vector<Vec3>& positions, const TarnMeshFace& face) {
+    return {CheckedPosition(positions, face.v[0]), CheckedPosition(positions, face.v[1]),
+            CheckedPosition(positions, face.v[2])};
+}
+
 Box BoxOf(const PlainCorners& corners) {
     return Union({corners[0], corners[0]}, Union({corners[1], corners[1]}, {corners[2], corners[2]}));
 }
@@ -48,14 +53,10 @@ double SquaredDistance(const glm::dvec3& point, const Box& box) {
 class ClosestPoint::Tree {
 public:
     Tree(const std::vector<Vec3>& positions, const std::vector<TarnMeshFace>& faces) {
-        std::vector<PlainCorners> corners;
         std::vector<Center> centers;
-        corners.reserve(faces.size());
         centers.reserve(faces.size());
         for (const TarnMeshFace& face : faces) {
-            corners.push_back({CheckedPosition(positions, face.v[0]), CheckedPosition(positions, face.v[1]),
-                               CheckedPosition(positions, face.v[2])});
-            const Box box = BoxOf(corners.back());
+            const Box box = BoxOf(CornersOf(positions, face));
             centers.push_back({(VectorOf(box.min) + VectorOf(box.max)) / 2.0, static_cast<UINT32>(centers.size())});
         }
         m_Nodes.reserve(faces.size());
@@ -64,7 +65,18 @@ public:
         }
         m_Leaves.reserve(faces.size());
         for (const Center& center : centers) {
-            m_Leaves.push_back({corners[center.face], center.face});
+            m_Leaves.push_back({{}, center.face});
+        }
+        Move(positions, faces);
+    }
+
+    void Move(const std::vector<Vec3>& positions, const std::vector<TarnMeshFace>& faces) {
+        if (faces.size() != m_Leaves.size()) {
+            throw std::invalid_argument("a tree of " + std::to_string(m_Leaves.size()) + " faces cannot take " +
+                                        std::to_string(faces.size()));
+        }
+        for (Leaf& leaf : m_Leaves) {
+            leaf.corners = CornersOf(positions, faces[leaf.face]);
         }
         FitBoxes();
     }
@@ -83,7 +95,7 @@ public:
         }
         while (count > 0) {
             const Waiting next = waiting[--count];
-            if (next.squaredDistance >= best.squaredDistance) {
+            if (next.squaredDistance > best.squaredDistance) {
                 continue;
             }
             const Node& node = m_Nodes[next.node];
@@ -92,7 +104,7 @@ public:
                 const double distance = SquaredDistance(point, node.boxes[i]);
                 if (!node.isLeaf[i]) {
                     waiting[count++] = {node.children[i], distance};
-                } else if (distance < best.squaredDistance) {
+                } else if (distance <= best.squaredDistance) {
                     Improve(point, m_Leaves[node.children[i]], accepts, best);
                 }
             }
@@ -159,7 +171,7 @@ private:
         if (end - begin < 2) {  // of the only face; the other child has an empty box
             return number;
         }
-        const std::size_t middle = begin + (end - begin == 3 ? 2 : (end - begin) / 2);
+        const std::size_t middle = begin + (end - begin) / 2;
         if (end - begin > 2) {
             const auto place = [&](std::size_t i) { return centers.begin() + static_cast<std::ptrdiff_t>(i); };
             std::nth_element(place(begin), place(middle), place(end),
@@ -192,7 +204,9 @@ private:
     static void Improve(const glm::dvec3& point, const Leaf& leaf, const Accepts& accepts, SurfacePoint& best) {
         const TriangleCorners corners{VectorOf(leaf.corners[0]), VectorOf(leaf.corners[1]), VectorOf(leaf.corners[2])};
         const SurfacePoint found = ClosestPointOfTriangle(point, corners);
-        if (found.squaredDistance < best.squaredDistance && accepts(corners)) {
+        const bool isNearer = found.squaredDistance < best.squaredDistance ||
+                              (best && found.squaredDistance == best.squaredDistance && leaf.face < best.face);
+        if (isNearer && accepts(corners)) {
             best = found;
             best.face = leaf.face;
         }
@@ -208,6 +222,10 @@ ClosestPoint::ClosestPoint(const std::vector<Vec3>& positions, const std::vector
 ClosestPoint::~ClosestPoint() = default;
 ClosestPoint::ClosestPoint(ClosestPoint&&) noexcept = default;
 ClosestPoint& ClosestPoint::operator=(ClosestPoint&&) noexcept = default;
+
+void ClosestPoint::Move(const std::vector<Vec3>& positions, const std::vector<TarnMeshFace>& faces) {
+    m_Tree->Move(positions, faces);
+}
 
 bool ClosestPoint::IsEmpty() const {
     return m_Tree->IsEmpty();

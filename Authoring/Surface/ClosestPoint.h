@@ -20,10 +20,16 @@ public:
     ClosestPoint(ClosestPoint&&) noexcept;
     ClosestPoint& operator=(ClosestPoint&&) noexcept;
 
+    /// The same faces, whose corners have moved, in O(n) and a tenth of the time of a new tree: boxes are fitted anew,
+    /// but hold the same faces together, so that searches become slower the further apart neighbours go. Nobody else
+    /// may use the tree meanwhile. std::invalid_argument as above, or for another number of faces; the tree is then of
+    /// no use.
+    void Move(const std::vector<Vec3>& positions, const std::vector<TarnMeshFace>& faces);
+
     bool IsEmpty() const;
 
     /// The nearest point of the surface, exact but for rounding; none when it is `limit` away, or further, or when
-    /// there are no triangles. Among several as near, that of any triangle.
+    /// there are no triangles. Among several as near, that of the triangle with the smallest number.
     SurfacePoint To(const glm::dvec3& point, double limit = std::numeric_limits<double>::infinity()) const;
 
     /// The same among triangles that look within 90 degrees of `normal`'s direction, so that a thin part's other side

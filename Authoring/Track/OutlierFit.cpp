@@ -23,9 +23,10 @@ constexpr DetailWeights c_Weights{0.2, 0};
 
 class OutlierFit {
 public:
-    OutlierFit(const KeySurface& key, const TargetSurface& target, Points& positions)
+    OutlierFit(const KeySurface& key, const TargetSurface& target, ClosestPoint& closest, Points& positions)
         : m_Key(key),
           m_Target(target),
+          m_Closest(closest),
           m_Positions(positions),
           m_Far(c_Far * key.graph.Spacing()),
           m_Lost(c_Lost * key.graph.Spacing()),
@@ -81,11 +82,11 @@ private:
     }
 
     void AskForPlaces() {
-        const ClosestPoint closest(PlainOf(m_Positions), m_Key.surface.faces);
+        m_Closest.Move(PlainOf(m_Positions), m_Key.surface.faces);
         std::vector<UINT32> far;
         for (const UINT32 p : m_Places) {
             const glm::dvec3& place = m_Target.Surface().positions[p];
-            const SurfacePoint found = closest.To(place);
+            const SurfacePoint found = m_Closest.To(place);
             const double distance = std::sqrt(found.squaredDistance);
             if (distance > m_Far && distance < m_Lost && !m_Key.normals.IsAtRim(found)) {
                 Ask(NearestCorner(m_Key.surface.faces[found.face], found), place - found.position);
@@ -112,6 +113,7 @@ private:
 
     const KeySurface& m_Key;
     const TargetSurface& m_Target;
+    ClosestPoint& m_Closest;
     Points& m_Positions;
     const double m_Far, m_Lost;
     std::vector<UINT32> m_Vertices, m_Places;  // to be looked at: the key's, the frame's
@@ -120,8 +122,8 @@ private:
 
 }  // namespace
 
-void FitOutliers(const KeySurface& key, const TargetSurface& target, Points& positions) {
-    OutlierFit(key, target, positions).Run();
+void FitOutliers(const KeySurface& key, const TargetSurface& target, ClosestPoint& closest, Points& positions) {
+    OutlierFit(key, target, closest, positions).Run();
 }
 
 }  // namespace Nimb::Authoring

@@ -143,13 +143,23 @@ void SurfaceTracker::AddForward(const TargetSurface& target, double reach, std::
     }
 }
 
+/// Within a frame little moves, and one tree is fitted to all of it.
+const ClosestPoint& SurfaceTracker::ClosestTo(const Points& moved) {
+    if (m_Closest) {
+        m_Closest->Move(PlainOf(moved), m_Key.surface.faces);
+    } else {
+        m_Closest.emplace(PlainOf(moved), m_Key.surface.faces);
+    }
+    return *m_Closest;
+}
+
 void SurfaceTracker::AddReverse(const TargetSurface& target, double reach, std::size_t stride,
-                                std::vector<PlaneConstraint>& constraints) const {
+                                std::vector<PlaneConstraint>& constraints) {
     Points moved(m_Key.surface.positions.size());
     for (std::size_t v = 0; v < moved.size(); ++v) {
         moved[v] = Moved(v);
     }
-    const ClosestPoint closest(PlainOf(moved), m_Key.surface.faces);
+    const ClosestPoint& closest = ClosestTo(moved);
     const Points& places = target.Surface().positions;
     for (std::size_t v = 0; v < places.size(); v += stride) {
         const glm::dvec3& normal = target.Normals()[v];
@@ -169,12 +179,13 @@ void SurfaceTracker::AddReverse(const TargetSurface& target, double reach, std::
 
 FittedFrame SurfaceTracker::Next(const TargetSurface& target) {
     Predict(target);
+    m_Closest.reset();
     for (std::size_t i = 0; i < std::size(c_Levels); ++i) {
         const Level& level = c_Levels[i];
         const double reach = level.reach * m_Key.graph.Spacing();
         std::vector<PlaneConstraint> reverse;
         for (int step = 0; step < level.steps; ++step) {
-            if (step % 2 == 0) {  // a tree has to be made for it
+            if (step % 2 == 0) {  // all of the surface has to be moved for it
                 reverse.clear();
                 AddReverse(target, std::max(reach, c_ReverseReach * m_Key.graph.Spacing()), level.stride, reverse);
             }
@@ -221,7 +232,7 @@ std::vector<OffsetObservation> SurfaceTracker::Observe(const std::vector<PlaneCo
     return observed;
 }
 
-FittedFrame SurfaceTracker::Fitted(const TargetSurface& target) const {
+FittedFrame SurfaceTracker::Fitted(const TargetSurface& target) {
     const double reach = c_DetailReach * m_Key.graph.Spacing();
     FittedFrame fitted;
     for (std::size_t v = 0; v < m_Offsets.size(); ++v) {
@@ -230,7 +241,7 @@ FittedFrame SurfaceTracker::Fitted(const TargetSurface& target) const {
         fitted.offset.push_back(glm::dot(m_Offsets[v], m_Key.normals.OfVertices()[v]));
     }
     // Not taken along into the next frame: what a fold has lost here it need not lose there.
-    FitOutliers(m_Key, target, fitted.positions);
+    FitOutliers(m_Key, target, *m_Closest, fitted.positions);
     for (std::size_t v = 0; v < m_Offsets.size(); ++v) {
         const TargetSurface::Match match = target.Facing(fitted.positions[v], fitted.normals[v], reach);
         const double agreement = glm::dot(fitted.normals[v], match.normal);

@@ -7,6 +7,7 @@
 #include "Authoring/Track/TrackedSurface.h"
 
 #include <memory>
+#include <optional>
 #include <vector>
 
 namespace Nimb::Authoring {
@@ -40,13 +41,14 @@ public:
 
 private:
     void Predict(const TargetSurface& target);
+    const ClosestPoint& ClosestTo(const Points& moved);
     void AddForward(const TargetSurface& target, double reach, std::size_t stride,
                     std::vector<PlaneConstraint>& constraints) const;
     void AddReverse(const TargetSurface& target, double reach, std::size_t stride,
-                    std::vector<PlaneConstraint>& constraints) const;
+                    std::vector<PlaneConstraint>& constraints);
     void FitDetail(const TargetSurface& target);
     std::vector<OffsetObservation> Observe(const std::vector<PlaneConstraint>& constraints) const;
-    FittedFrame Fitted(const TargetSurface& target) const;
+    FittedFrame Fitted(const TargetSurface& target);
 
     glm::dvec3 RestOf(std::size_t vertex) const;
     glm::dvec3 Moved(std::size_t vertex) const;
@@ -57,7 +59,8 @@ private:
     const KeySurface& m_Key;
     std::vector<std::unique_ptr<GraphFit>> m_Fits;  // one for each level: a matrix is much like the same level's before
     GraphPose m_Pose, m_Before, m_Expected;
-    Points m_Offsets;  // of each vertex at rest, from where the key frame has it
+    std::optional<ClosestPoint> m_Closest;  // to the moved surface; each frame has a tree of its own
+    Points m_Offsets;                       // of each vertex at rest, from where the key frame has it
 };
 
 }  // namespace Nimb::Authoring

@@ -61,7 +61,8 @@ TEST(FitOutliers, WhatIsOutsideComesToTheSurfaceAndTheRestStays) {
         }
     }
     positions[at(38, 38)].z += 0.2;  // lost
-    FitOutliers(key, target, positions);
+    ClosestPoint closest(mesh.positions, mesh.faces);
+    FitOutliers(key, target, closest, positions);
     EXPECT_GT(positions[at(38, 38)].z, 0.15);
     EXPECT_LT(std::abs(positions[at(20, 20)].z), 0.003);
     EXPECT_LT(std::abs(positions[at(10, 10)].z), 0.002);
