@@ -1,22 +1,52 @@
 #include "Authoring/Surface/FaceEdges.h"
 
 #include <algorithm>
+#include <numeric>
 #include <tuple>
 
 namespace Nimb::Authoring {
 
-std::vector<FaceEdge> SortedEdges(const std::vector<TarnMeshFace>& faces) {
-    std::vector<FaceEdge> edges;
-    edges.reserve(faces.size() * 3);
+namespace {
+
+/// Where the edges of each vertex with a smaller number than their other end begin, and the last ones end.
+template <class EdgeOf>
+std::vector<std::size_t> FirstEdges(const std::vector<TarnMeshFace>& faces, const EdgeOf& edgeOf) {
+    std::vector<std::size_t> begins(2, 0);
     for (UINT32 f = 0; f < faces.size(); ++f) {
         for (UINT32 i = 0; i < 3; ++i) {
-            const auto [from, to] = std::minmax(faces[f].v[(i + 1) % 3], faces[f].v[(i + 2) % 3]);
-            edges.push_back({from, to, f, i});
+            const std::size_t next = std::size_t{edgeOf(f, i).from} + 1;
+            if (next >= begins.size()) {
+                begins.resize(next + 1);
+            }
+            ++begins[next];
         }
     }
-    std::sort(edges.begin(), edges.end(), [](const FaceEdge& a, const FaceEdge& b) {
-        return std::tie(a.from, a.to, a.face) < std::tie(b.from, b.to, b.face);
-    });
+    std::partial_sum(begins.begin(), begins.end(), begins.begin());
+    return begins;
+}
+
+}  // namespace
+
+/// Counted out by their first vertices, of which each has few: several times as fast as sorting all of them at once.
+std::vector<FaceEdge> SortedEdges(const std::vector<TarnMeshFace>& faces) {
+    const auto edgeOf = [&faces](UINT32 face, UINT32 corner) {
+        const auto [from, to] = std::minmax(faces[face].v[(corner + 1) % 3], faces[face].v[(corner + 2) % 3]);
+        return FaceEdge{from, to, face, corner};
+    };
+    const std::vector<std::size_t> begins = FirstEdges(faces, edgeOf);
+    std::vector<FaceEdge> edges(begins.back());
+    std::vector<std::size_t> ends = begins;
+    for (UINT32 f = 0; f < faces.size(); ++f) {
+        for (UINT32 i = 0; i < 3; ++i) {
+            const FaceEdge edge = edgeOf(f, i);
+            edges[ends[edge.from]++] = edge;
+        }
+    }
+    const auto place = [&edges](std::size_t i) { return edges.begin() + static_cast<std::ptrdiff_t>(i); };
+    for (std::size_t v = 0; v + 1 < begins.size(); ++v) {
+        std::sort(place(begins[v]), place(begins[v + 1]),
+                  [](const FaceEdge& a, const FaceEdge& b) { return std::tie(a.to, a.face) < std::tie(b.to, b.face); });
+    }
     return edges;
 }
 

@@ -15,7 +15,8 @@ struct FaceEdge {
     UINT32 face, corner;
 };
 
-/// Three for each face; those of one edge follow each other, in the order of their faces.
+/// Three for each face; those of one edge follow each other, in the order of their faces. O(n) for a surface, but
+/// with memory for as many vertices as the largest number says.
 std::vector<FaceEdge> SortedEdges(const std::vector<TarnMeshFace>& faces);
 
 /// Calls `visit` with the first and one past the last of each edge's.
