@@ -17,9 +17,7 @@ constexpr double c_CreaseCosine = 0.5;  // between the normals of two faces
 // of a hand that lies on the hip, the handle and the crease weigh about the same.
 constexpr double c_CreaseOfUnit = 0.034;
 
-}  // namespace
-
-int Apartness(const WeldedSurface& surface) {
+int Apartness(const WeldedSurface& surface, const std::vector<FaceEdge>& edges) {
     DisjointSets parts(surface.positions.size());
     for (const TarnMeshFace& face : surface.faces) {
         parts.Join(face.v[0], face.v[1]);
@@ -43,7 +41,7 @@ int Apartness(const WeldedSurface& surface) {
     }
     DisjointSets rims(surface.positions.size());
     std::vector<UINT32> rimVertices;
-    ForEachEdge(SortedEdges(surface.faces), [&](const FaceEdge* edge, const FaceEdge* end) {
+    ForEachEdge(edges, [&](const FaceEdge* edge, const FaceEdge* end) {
         ++counts[parts.Find(edge->from)].edges;
         if (end - edge == 1) {
             rims.Join(edge->from, edge->to);
@@ -66,9 +64,9 @@ int Apartness(const WeldedSurface& surface) {
     return apartness;
 }
 
-double CreaseLength(const WeldedSurface& surface) {
+double CreaseLength(const WeldedSurface& surface, const std::vector<FaceEdge>& edges) {
     double length = 0;
-    ForEachEdge(SortedEdges(surface.faces), [&](const FaceEdge* edge, const FaceEdge* end) {
+    ForEachEdge(edges, [&](const FaceEdge* edge, const FaceEdge* end) {
         if (end - edge != 2) {
             return;
         }
@@ -84,10 +82,21 @@ double CreaseLength(const WeldedSurface& surface) {
     return length;
 }
 
+}  // namespace
+
+int Apartness(const WeldedSurface& surface) {
+    return Apartness(surface, SortedEdges(surface.faces));
+}
+
+double CreaseLength(const WeldedSurface& surface) {
+    return CreaseLength(surface, SortedEdges(surface.faces));
+}
+
 double KeyFitness(const WeldedSurface& surface) {
+    const std::vector<FaceEdge> edges = SortedEdges(surface.faces);
     const double size = std::sqrt(SurfaceArea(surface.positions, surface.faces));
-    const double creases = size > 0 ? CreaseLength(surface) / (c_CreaseOfUnit * size) : 0;
-    return Apartness(surface) - creases;
+    const double creases = size > 0 ? CreaseLength(surface, edges) / (c_CreaseOfUnit * size) : 0;
+    return Apartness(surface, edges) - creases;
 }
 
 }  // namespace Nimb::Authoring
