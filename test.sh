@@ -98,12 +98,25 @@ failed=0
 
 declare -A beside=()
 
-# Starts a stage with what others leave it of the processors. run_stage then waits for it.
+# Starts a stage with what others leave it of the processors, in a process group of its own. run_stage then waits for it.
 start_beside() {
   rm -f "$logs/$1.xml"
+  set -m
   (renice -n 19 -p "$BASHPID" && build_and_test "$1") </dev/null >"$logs/$1.log" 2>&1 &
+  set +m
   beside[$1]=$!
 }
+
+# What the shell starts beside itself, Ctrl-C does not reach.
+stop_beside() {
+  local group
+  for group in "${beside[@]}"; do
+    kill -- "-$group" 2>/dev/null || true
+  done
+}
+trap stop_beside EXIT
+trap 'exit 130' INT
+trap 'exit 143' TERM
 
 # Runs one stage, adds its counts to the sums and prints its line. A stage that stops without a failed test, because it
 # does not build for instance, counts as one failure.
@@ -112,6 +125,7 @@ run_stage() {
   printf '%-14s%-46s' "$stage" "$about"
   if [[ -n ${beside[$stage]:-} ]]; then
     wait "${beside[$stage]}" || complete=false
+    unset "beside[$stage]"
   else
     rm -f "$logs/$stage.xml"
     build_and_test "$stage" </dev/null >"$log" 2>&1 || complete=false
