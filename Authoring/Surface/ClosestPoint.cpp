@@ -48,6 +48,9 @@ double SquaredDistance(const glm::dvec3& point, const Box& box) {
 
 }  // namespace
 
+/// Eigen's KdBVH did this before. Searches are half of the time that tracking takes: with this layout, and with trees
+/// that can follow a moving surface, tracking is a sixth faster.
+///
 /// Cut at the middle face into halves, along one axis after the other. A node has its children's boxes, and corners are
 /// in the order of the leaves, as floats, which they come as: a search waits for memory more than it calculates.
 class ClosestPoint::Tree {
