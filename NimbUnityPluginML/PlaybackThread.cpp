@@ -96,23 +96,31 @@ void QuorObject::EndOfInput(std::int64_t scaledTime) {
     if (!WaitForOutputEnd()) {
         return;
     }
-    if (!IsGoingOn()) {
-        return;
+    if (IsGoingOn()) {
+        BeginAgain();
     }
+}
+
+/// What is played, at the end that both outputs have come to.
+void QuorObject::BeginAgain() {
     NIMB_LOG_INFO("[%i] AutoLooping: restarting", m_id);
+    const PlayRange range = CurrentRange();
+    const bool isFile = range.last < 0;
+    if (isFile) {
+        MLMediaExtractorSeekTo(m_extractor, 0, MLMediaSeekMode_Closest_Sync);
+    }
     MLMediaCodecFlush(m_videoCodec);
     if (m_audioCodec != ML_INVALID_HANDLE) {
         MLMediaCodecFlush(m_audioCodec);
     }
     m_meshFrames.BeginLoop();
-    if (const PlayRange range = CurrentRange(); range.last >= 0) {
-        LeaveEnd();
-        BeginRangeAgain(range);
-    } else {
-        MLMediaExtractorSeekTo(m_extractor, 0, MLMediaSeekMode_Closest_Sync);
+    if (isFile) {
         const std::int64_t last = m_frameIndex != nullptr ? m_frameIndex->Count() - 1 : -1;
         m_pace.BeginAgainAt(last >= 0 ? m_clock.Place(m_frameIndex->TimeOf(last) + m_frameIndex->DurationOf(last)) : 0);
         StartOver();
+    } else {
+        LeaveEnd();
+        BeginRangeAgain(range);
     }
     if (m_audioCodec != ML_INVALID_HANDLE) {
         FollowState(m_audioWorker);

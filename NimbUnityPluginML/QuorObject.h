@@ -253,6 +253,7 @@ private:
     void PlaybackThreadFunc();
     void PlaybackIteration();
     void EndOfInput(std::int64_t scaledTime);
+    void BeginAgain();
     bool QueueEndOfStream(MLHandle codec, CodecInput& input, std::int64_t scaledTime);
     void FeedAudio(std::int64_t scaledTime);
     void FeedVideo(std::int64_t sampleTime, std::int64_t scaledTime);
