@@ -192,6 +192,7 @@ private:
     void StopOutput(Worker& worker, const std::function<void()>& unblock);
     void ReleaseCodec(std::atomic<MLHandle>& codec, Worker& worker);
     void LeaveEnd();
+    void ForgetOutputEnd() NIMB_REQUIRES(m_outputMutex);
     void StartOver();
     bool IsAbandoned(const Worker& worker) const;
     bool IsRunning() const { return m_state == Playing || m_seekPhase != SeekPhase::None; }

@@ -126,9 +126,7 @@ bool QuorObject::FlushForSeek() {
     }
     const MutexLock outputLock(m_outputMutex);
     m_pictures.Clear(++m_flushes);
-    m_audioOutputEOS = false;
-    m_videoOutputEOS = false;
-    m_outputEnd = OutputEnd::Ahead;
+    ForgetOutputEnd();
     m_endOfStream = false;
     return isFlushed;
 }

@@ -16,8 +16,8 @@
 //   4. m_abandon is cleared, and Play may wake the workers again. Meshes that are still being decoded carry the ticket
 //      of the pass or file before, and give their slots back when they arrive.
 //
-// At the end of a file the output threads go to sleep by themselves (SleepAtEnd). If the file loops, the playback
-// thread waits for both (WaitForOutputEnd), then seeks, flushes and wakes them.
+// At the end of a file the output threads go to sleep by themselves (SleepAtEnd). If playback begins again, the
+// playback thread waits for both (WaitForOutputEnd), then seeks, flushes and wakes them.
 #include "NimbUnityPluginML/QuorObject.h"
 #include "NimbUnityPluginML/Times.h"
 
@@ -72,6 +72,10 @@ void QuorObject::LeaveEnd() {
     m_audioInput.endQueued = false;
     m_pictures.Clear(++m_flushes);
     const MutexLock lock(m_outputMutex);
+    ForgetOutputEnd();
+}
+
+void QuorObject::ForgetOutputEnd() {
     m_outputEnd = OutputEnd::Ahead;
     m_audioOutputEOS = false;
     m_videoOutputEOS = false;
