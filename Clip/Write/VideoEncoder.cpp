@@ -33,7 +33,7 @@ void CheckOptions(const VideoTrackOptions& options) {
 /// For x264, beside what FFmpeg has a name for. Its code for AVX-512 goes by memory that nobody has written, in sizes
 /// whose number of macroblocks is no multiple of 16: now and then a block is coded in another way, and two machines, or
 /// two runs, would not make the same bytes. It is hardly faster than what such a processor has besides.
-std::string Parameters() {
+std::string X264Parameters() {
     std::string parameters = "stitchable=1";  // see the header
 #ifdef __x86_64__
     if (__builtin_cpu_supports("avx512f") != 0) {
@@ -70,7 +70,7 @@ Media::AvPtr<AVCodecContext> OpenEncoder(const VideoTrackOptions& options) {
     }
     CheckAv(av_opt_set_int(context->priv_data, "forced-idr", 1, 0), c_Encoder);  // key pictures that are asked for
     CheckAv(av_opt_set(context->priv_data, "preset", options.preset.c_str(), 0), c_Encoder);
-    CheckAv(av_opt_set(context->priv_data, "x264-params", Parameters().c_str(), 0), c_Encoder);
+    CheckAv(av_opt_set(context->priv_data, "x264-params", X264Parameters().c_str(), 0), c_Encoder);
     CheckAv(avcodec_open2(context.get(), codec, nullptr), c_Encoder);
     return context;
 }

@@ -248,7 +248,7 @@ namespace Nimb
             PlaybackEvents events = m_Player.Update();
             if (m_HasNativeRange)
             {
-                // Ends are told of files, and of ranges that loop since they were about to end; not of all that loop.
+                // Of a range's turns the native player tells only one for which it had to come to an end first.
                 bool hasTurned = !IsSeeking && IsPlaying && Frame >= 0 && Frame < former;
                 events = events & ~PlaybackEvents.Looped | (hasTurned ? PlaybackEvents.Looped : PlaybackEvents.None);
             }
