@@ -20,9 +20,9 @@ namespace {
 using Nimb::Float4;
 
 constexpr std::size_t c_MaxParts = 64;
-constexpr std::size_t c_FewParts = 8;       // for figures that are too small for as many as can be found
-constexpr std::size_t c_MaxSamples = 2500;  // vertices that maps are fitted to
-constexpr std::size_t c_MinVertices = 5;    // a smaller part cannot pay for its transform
+constexpr std::size_t c_FewParts = 8;      // for figures that are too small for as many as can be found
+constexpr std::size_t c_MaxFitted = 2500;  // vertices that maps are fitted to
+constexpr std::size_t c_MinVertices = 5;   // a smaller part cannot pay for its transform
 constexpr int c_SettlingPasses = 3;
 constexpr double c_WorthSplitting = 0.05;  // bits per vertex and pose that a map leaves
 constexpr float c_FarSquared = 1e9f;       // squared distance, in tolerances, beyond which farther is no worse
@@ -98,7 +98,7 @@ public:
         : m_Poses(poses),
           m_Search(search),
           m_InverseTolerance(static_cast<float>(1.0 / search.tolerance)),
-          m_Vertices(poses, (poses.front()->size() + c_MaxSamples - 1) / c_MaxSamples),
+          m_Vertices(poses, (poses.front()->size() + c_MaxFitted - 1) / c_MaxFitted),
           m_Parts(m_Vertices.Size(), 0),
           m_Misfits(m_Vertices.Size(), 0.0) {}
 

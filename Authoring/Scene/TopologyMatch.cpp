@@ -104,9 +104,9 @@ bool HasDistinctPlaces(const FaceKey& key) {
     return key.places[0] != key.places[1] && key.places[1] != key.places[2] && key.places[0] != key.places[2];
 }
 
-class Matcher {
+class TopologyMatcher {
 public:
-    Matcher(const Mesh& reference, const Mesh& mesh)
+    TopologyMatcher(const Mesh& reference, const Mesh& mesh)
         : m_Reference(reference),
           m_Mesh(mesh),
           m_VertexOf(reference.positions.size(), c_NoVertex),
@@ -326,7 +326,7 @@ std::optional<Mesh> InTopologyOf(const Mesh& reference, const Mesh& mesh) {
     if (HaveSameFaces(reference, mesh)) {
         return Mesh{mesh.positions, reference.texCoords, mesh.normals, reference.faces};
     }
-    return Matcher(reference, mesh).Match();
+    return TopologyMatcher(reference, mesh).Match();
 }
 
 }  // namespace Nimb::Authoring

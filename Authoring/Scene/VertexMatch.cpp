@@ -18,9 +18,9 @@ constexpr std::size_t c_MostCandidates = 64;
 // Whatever the neighbours of a vertex have not settled after so many attempts, further ones will not.
 constexpr BYTE c_MostAttempts = 64;
 
-class Matcher {
+class VertexMatcher {
 public:
-    Matcher(const MatchTarget& target, const std::vector<Vec3>& expected, const Mesh& mesh)
+    VertexMatcher(const MatchTarget& target, const std::vector<Vec3>& expected, const Mesh& mesh)
         : m_Target(target),
           m_Expected(expected),
           m_Mesh(mesh),
@@ -333,7 +333,7 @@ void MatchTarget::FindTwins(const std::vector<Vec3>& positions) {
 }
 
 VertexMatch MatchVertices(const MatchTarget& target, const std::vector<Vec3>& expected, const Mesh& mesh) {
-    return Matcher(target, expected, mesh).Take();
+    return VertexMatcher(target, expected, mesh).Take();
 }
 
 }  // namespace Nimb::Authoring

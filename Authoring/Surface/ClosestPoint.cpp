@@ -16,8 +16,8 @@ namespace {
 
 using PlainCorners = std::array<Vec3, 3>;
 
-constexpr float c_Infinite = std::numeric_limits<float>::infinity();
-constexpr Box c_EmptyBox{{c_Infinite, c_Infinite, c_Infinite}, {-c_Infinite, -c_Infinite, -c_Infinite}};
+constexpr float c_Unbounded = std::numeric_limits<float>::infinity();
+constexpr Box c_EmptyBox{{c_Unbounded, c_Unbounded, c_Unbounded}, {-c_Unbounded, -c_Unbounded, -c_Unbounded}};
 
 Vec3 CheckedPosition(const std::vector<Vec3>& positions, UINT32 vertex) {
     if (vertex >= positions.size()) {

@@ -86,15 +86,15 @@ private:
     std::vector<BYTE>& m_Known;
 };
 
-struct Level {
+struct PyramidLevel {
     Image image;
     std::vector<BYTE> known;
 };
 
 /// The mean of the known ones among four pixels.
-Level HalfOf(const Image& image, const std::vector<BYTE>& known) {
+PyramidLevel HalfOf(const Image& image, const std::vector<BYTE>& known) {
     const std::size_t width = (image.width + 1) / 2, height = (image.height + 1) / 2;
-    Level half{Image(width, height), std::vector<BYTE>(width * height)};
+    PyramidLevel half{Image(width, height), std::vector<BYTE>(width * height)};
     for (std::size_t y = 0; y < height; ++y) {
         for (std::size_t x = 0; x < width; ++x) {
             std::array<unsigned, c_Channels> sum{};
@@ -159,11 +159,11 @@ void FillUnknown(Image& image, std::vector<BYTE> known) {
         return;
     }
     Rings(image, known).Grow();
-    std::vector<Level> levels;
+    std::vector<PyramidLevel> levels;
     const Image* smallest = &image;
     const std::vector<BYTE>* smallestKnown = &known;
     while (std::find(smallestKnown->begin(), smallestKnown->end(), 0) != smallestKnown->end()) {
-        Level half = HalfOf(*smallest, *smallestKnown);
+        PyramidLevel half = HalfOf(*smallest, *smallestKnown);
         levels.push_back(std::move(half));
         smallest = &levels.back().image;
         smallestKnown = &levels.back().known;

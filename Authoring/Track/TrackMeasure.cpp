@@ -58,9 +58,10 @@ private:
     double m_Patch = 0;
 };
 
-class Measure {
+class Measurement {
 public:
-    Measure(const KeySurface& key, const Points& positions, const TargetSurface& target, const TrackOptions& options)
+    Measurement(const KeySurface& key, const Points& positions, const TargetSurface& target,
+                const TrackOptions& options)
         : m_Key(key), m_Positions(positions), m_Target(target), m_Options(options) {}
 
     TrackQuality Run() {
@@ -123,7 +124,7 @@ private:
 
 TrackQuality MeasureTrack(const KeySurface& key, const Points& positions, const TargetSurface& target,
                           const TrackOptions& options) {
-    return Measure(key, positions, target, options).Run();
+    return Measurement(key, positions, target, options).Run();
 }
 
 }  // namespace Nimb::Authoring

@@ -41,9 +41,9 @@ struct Arguments {
 };
 
 /// The steps of a run call it to report progress and to learn of Ctrl-C.
-class RunProgress {
+class RemuxProgress {
 public:
-    explicit RunProgress(bool isQuiet) : m_IsQuiet(isQuiet) {}
+    explicit RemuxProgress(bool isQuiet) : m_IsQuiet(isQuiet) {}
 
     void Report(RemuxStep step, std::size_t done, std::size_t total) {
         InterruptGuard::Check();
@@ -105,7 +105,7 @@ int Run(Arguments& arguments) {
     const InterruptGuard interrupt;
     RemuxReport report;
     try {
-        RunProgress progress(arguments.quiet);
+        RemuxProgress progress(arguments.quiet);
         report = Authoring::RemuxClip(
             options, arguments.output,
             [&](RemuxStep step, std::size_t done, std::size_t total) { progress.Report(step, done, total); },

@@ -12,7 +12,7 @@ using Authoring::TrackNote;
 using Json = nlohmann::ordered_json;
 
 /// Frames on one topology, or a single one that nothing goes on with. With one frame's numbers, or with the means.
-struct Run {
+struct TrackRun {
     std::size_t first = 0;
     std::size_t frames = 0;
     Authoring::TrackQuality distance;  // of `largest` and `patch`, the largest
@@ -45,22 +45,22 @@ struct Run {
     double Psnr() const { return lumaError > 0 ? std::min(10 * std::log10(255.0 * 255 / lumaError), 100.0) : 100.0; }
 };
 
-std::vector<Run> RunsOf(const std::vector<TrackNote>& notes) {
-    std::vector<Run> runs;
+std::vector<TrackRun> RunsOf(const std::vector<TrackNote>& notes) {
+    std::vector<TrackRun> runs;
     for (const TrackNote& note : notes) {
         if (note.beginsRun) {
             runs.emplace_back().first = note.frame;
         }
         runs.back().Add(note);
     }
-    for (Run& run : runs) {
+    for (TrackRun& run : runs) {
         run.MakeMeans();
     }
     return runs;
 }
 
 struct Totals {
-    Run all;               // of the frames in runs of at least two
+    TrackRun all;          // of the frames in runs of at least two
     std::size_t runs = 0;  // such
 };
 
@@ -77,7 +77,7 @@ Totals TotalsOf(const std::vector<TrackNote>& notes) {
     return totals;
 }
 
-Json NumbersOf(const Run& run) {
+Json NumbersOf(const TrackRun& run) {
     return {{"mean", run.distance.mean},       {"p95", run.distance.p95}, {"max", run.distance.largest},
             {"patch", run.distance.patch},     {"patchFrame", run.worst}, {"psnr", run.Psnr()},
             {"unseenTexels", run.unseenTexels}};
@@ -109,7 +109,7 @@ Json ToJson(const std::vector<TrackNote>& notes) {
     Json json{{"frames", notes.size()}, {"inRuns", totals.all.frames}, {"runs", totals.runs}};
     json.update(NumbersOf(totals.all));
     json["list"] = Json::array();
-    for (const Run& run : RunsOf(notes)) {
+    for (const TrackRun& run : RunsOf(notes)) {
         Json entry{{"first", run.first}, {"frames", run.frames}};
         entry.update(NumbersOf(run));
         json["list"].push_back(std::move(entry));

@@ -14,7 +14,7 @@ using Authoring::SurfaceSample;
 /// Shifts below this share of the source's size are what encoding does, by rounding in one direction for instance.
 constexpr double c_LeastShift = 1.0 / 5000;
 /// Of the distance, what may be left when a shift is the reason for it.
-constexpr double c_MostLeft = 0.5;
+constexpr double c_MostDistanceLeft = 0.5;
 
 constexpr double c_Lone = 1.0 / 100;  // of the source's size
 
@@ -43,7 +43,7 @@ LonePart FarSamples(const Authoring::SurfaceDirection& direction, double limit) 
 }  // namespace
 
 bool SurfaceShift::IsFault(double peak) const {
-    return glm::length(offset) >= c_LeastShift * peak && after < c_MostLeft * before;
+    return glm::length(offset) >= c_LeastShift * peak && after < c_MostDistanceLeft * before;
 }
 
 SurfaceShift FindShift(const Authoring::SurfaceComparison& comparison) {

@@ -8,7 +8,7 @@ namespace {
 
 constexpr std::size_t c_Window = 150;
 constexpr double c_LeastDifference = 0.25;  // levels of luma, root mean square over blocks
-constexpr double c_MostLeft = 0.5;
+constexpr double c_MostDifferenceLeft = 0.5;
 
 double Difference(const std::vector<float>& a, const std::vector<float>& b) {
     double squares = 0;
@@ -40,7 +40,7 @@ std::vector<SwappedFrame> FindSwapped(const std::vector<FrameResult>& results) {
                 bestAt = other;
             }
         }
-        if (best < c_MostLeft * own) {
+        if (best < c_MostDifferenceLeft * own) {
             swapped.push_back({results[i].number, results[bestAt].number});
         }
     }

@@ -15,7 +15,7 @@ constexpr std::size_t c_Samples = 12000;  // about so many
 
 /// A texture that differs by less fits as it is, even if another place fits still better.
 constexpr double c_LeastError = 9;
-constexpr double c_MostLeft = 0.5;
+constexpr double c_MostErrorLeft = 0.5;
 
 struct Spot {
     double x, y;  // in the clip's texture, in texels
@@ -100,7 +100,7 @@ const Image& JoinedFrame::PictureOf(UINT32 face) const {
 }
 
 bool TextureShift::IsFault() const {
-    return (x != 0 || y != 0) && before > c_LeastError && after < c_MostLeft * before;
+    return (x != 0 || y != 0) && before > c_LeastError && after < c_MostErrorLeft * before;
 }
 
 LumaPicture LumaPictureOf(std::size_t width, std::size_t height, const BYTE* rgba) {
