@@ -11,7 +11,9 @@ target_compile_options(nimb_compile_options INTERFACE
   # Whether what a mutex guards is touched without it; g++ does not know the annotations.
   $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety>
   # At -O3 g++ 12 takes the growth of any byte vector for an overflow; the sanitizer builds look for real ones.
-  $<$<CXX_COMPILER_ID:GNU>:-Wno-stringop-overflow>)
+  $<$<CXX_COMPILER_ID:GNU>:-Wno-stringop-overflow>
+  # Takes a source that is compiled together with others for a header.
+  $<$<AND:$<BOOL:${CMAKE_UNITY_BUILD}>,$<CXX_COMPILER_ID:GNU>>:-Wno-subobject-linkage>)
 
 # For everything in the build, libraries built along included.
 if(NIMB_SANITIZE)
@@ -33,13 +35,4 @@ function(nimb_compile target)
     CXX_VISIBILITY_PRESET hidden
     VISIBILITY_INLINES_HIDDEN ON
     POSITION_INDEPENDENT_CODE ON)
-endfunction()
-
-# nimb_precompile(<target> <header>...): large headers of others that most sources of a target include. Only for clang's
-# builds, so that g++'s show an include that is missing; not where sources are read one by one, or where a launcher such
-# as ccache, which does not go with it, spares the compilation altogether.
-function(nimb_precompile target)
-  if(CMAKE_CXX_COMPILER_ID MATCHES "Clang" AND NOT NIMB_LINT AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
-    target_precompile_headers(${target} PRIVATE ${ARGN})
-  endif()
 endfunction()

@@ -25,6 +25,7 @@ using Nimb::Authoring::Image;
 using Nimb::Authoring::InputError;
 using Nimb::Authoring::KeyFrameNote;
 using Nimb::Authoring::Mesh;
+using Nimb::Authoring::MeshSource;
 using Nimb::Authoring::TrackNote;
 using NimbTest::Ball;
 using Cause = Nimb::Authoring::KeyFrameReason::Cause;
@@ -69,7 +70,9 @@ EncodeOptions TrackingOptions() {
     return options;
 }
 
-void NoProgress(EncodeStep, std::size_t) {}
+EncodeReport Encode(const MeshSource& source, const std::string& clip, const EncodeOptions& options) {
+    return EncodeClip(source, nullptr, clip, options, [](EncodeStep, std::size_t) {});
+}
 
 /// Frame and reason of each key frame.
 std::vector<std::pair<std::size_t, Cause>> KeyFramesOf(const EncodeReport& report) {
@@ -137,10 +140,10 @@ TEST(TrackedClip, FramesThatWereMeshedAnewShareTopologies) {
 
     EncodeOptions alone = TrackingOptions();
     alone.threads = 1;
-    EncodeClip(source, nullptr, folder / "alone.mp4", alone, NoProgress);
+    Encode(source, folder / "alone.mp4", alone);
     EXPECT_EQ(ReadFile(folder / "alone.mp4"), ReadFile(folder / "clip.mp4"));
     alone.track.reset();
-    EXPECT_EQ(EncodeClip(source, nullptr, folder / "untracked.mp4", alone, NoProgress).keyFrames.size(), 8u);
+    EXPECT_EQ(Encode(source, folder / "untracked.mp4", alone).keyFrames.size(), 8u);
     EXPECT_LT(ReadFile(folder / "clip.mp4").size(), ReadFile(folder / "untracked.mp4").size() / 2);
 }
 
@@ -152,12 +155,12 @@ TEST(TrackedClip, FramesThatShareATopologyAreLeftAsTheyAre) {
         source.Add({0, 1}, kind);
     }
     EncodeOptions options = TrackingOptions();
-    const EncodeReport report = EncodeClip(source, nullptr, folder / "tracked.mp4", options, NoProgress);
+    const EncodeReport report = Encode(source, folder / "tracked.mp4", options);
     ASSERT_TRUE(report.track.has_value());
     EXPECT_TRUE(report.track->empty());
     ExpectBalls(folder / "tracked.mp4", report, source, folder);
     options.track.reset();
-    EncodeClip(source, nullptr, folder / "untracked.mp4", options, NoProgress);
+    Encode(source, folder / "untracked.mp4", options);
     EXPECT_EQ(ReadFile(folder / "tracked.mp4"), ReadFile(folder / "untracked.mp4"));
 }
 
@@ -169,7 +172,7 @@ TEST(TrackedClip, FramesWithoutASurfaceAndTheIntervalEndAStretch) {
     }
     EncodeOptions options = TrackingOptions();
     options.keyFrameInterval = 5;
-    const EncodeReport report = EncodeClip(source, nullptr, folder / "clip.mp4", options, NoProgress);
+    const EncodeReport report = Encode(source, folder / "clip.mp4", options);
     const std::vector<std::pair<std::size_t, Cause>> wanted{
         {0, Cause::First}, {3, Cause::NewTopology}, {4, Cause::NewTopology}, {9, Cause::Interval}};
     EXPECT_EQ(KeyFramesOf(report), wanted);
@@ -189,7 +192,7 @@ TEST(TrackedClip, WhereTheTrackIsLostAFrameIsAKeyFrame) {
         }
         Append(mesh, second);
     }
-    const EncodeReport report = EncodeClip(source, nullptr, folder / "clip.mp4", TrackingOptions(), NoProgress);
+    const EncodeReport report = Encode(source, folder / "clip.mp4", TrackingOptions());
     const std::vector<std::pair<std::size_t, Cause>> wanted{{0, Cause::First}, {4, Cause::TrackLost}};
     EXPECT_EQ(KeyFramesOf(report), wanted);
     EXPECT_GT(report.keyFrames[1].reason.lost.largest, 0.5) << "the balls are that far apart";
@@ -201,7 +204,7 @@ TEST(TrackedClip, FaultsOfTheInputAreNamed) {
     BallSource source = OneBall(4);
     source.textures[2][0] = std::make_shared<const Image>(Image(32, 32));
     try {
-        EncodeClip(source, nullptr, folder / "clip.mp4", TrackingOptions(), NoProgress);
+        Encode(source, folder / "clip.mp4", TrackingOptions());
         FAIL() << "the texture's size changes";
     } catch (const InputError& error) {
         EXPECT_NE(std::string(error.what()).find("frame2: the texture of material material0 has 32 x 32 pixels"),
@@ -210,7 +213,7 @@ TEST(TrackedClip, FaultsOfTheInputAreNamed) {
     }
     EncodeOptions options = TrackingOptions();
     options.normals = true;
-    EXPECT_THROW(EncodeClip(source, nullptr, folder / "clip.mp4", options, NoProgress), std::invalid_argument);
+    EXPECT_THROW(Encode(source, folder / "clip.mp4", options), std::invalid_argument);
     EXPECT_TRUE(FilesIn(folder / "").empty());
 }
 

@@ -17,7 +17,7 @@ void PrintLine(const char* name, const TimeSummary& summary) {
                 static_cast<double>(summary.bytes) / static_cast<double>(summary.frames));
 }
 
-Json ToJson(const TimeSummary& summary) {
+Json SummaryJson(const TimeSummary& summary) {
     return {{"frames", summary.frames},   {"median", summary.median},
             {"mean", summary.mean},       {"percentile99", summary.percentile99},
             {"slowest", summary.slowest}, {"slowestFrame", summary.slowestFrame},
@@ -48,10 +48,10 @@ void PrintDecoding(const std::vector<FrameTime>& times) {
 }
 
 Json DecodingJson(const std::vector<FrameTime>& times) {
-    Json json = {{"unit", "ms"}, {"threads", 1}, {"layout", c_Layout}, {"all", ToJson(Summarize(times))}};
+    Json json = {{"unit", "ms"}, {"threads", 1}, {"layout", c_Layout}, {"all", SummaryJson(Summarize(times))}};
     json["kinds"] = Json::object();
     for (const FrameKind kind : c_TimedKinds) {
-        json["kinds"][FrameKindName(kind)] = ToJson(Summarize(times, kind));
+        json["kinds"][FrameKindName(kind)] = SummaryJson(Summarize(times, kind));
     }
     json["frames"] = Json::array();
     for (const FrameTime& time : times) {

@@ -43,7 +43,8 @@ double DurationOf(const JobPlan& plan) {
     return static_cast<double>(FramesOf(plan)) / plan.frameRate;
 }
 
-void MakeFolder(const std::string& folder) {
+/// Without the folder that it lies in: a mistyped path is not to be made.
+void MakeJobFolder(const std::string& folder) {
     std::error_code error;
     fs::create_directory(folder, error);
     if (error || !fs::is_directory(folder, error)) {
@@ -130,7 +131,7 @@ JobPlan RunPlan(const JobOrder& order, const std::string& folder, bool overwrite
     if (Authoring::HasJobPlan(folder) && !overwrite) {
         throw UsageError(folder + ": has a plan already; use -y to begin anew");
     }
-    MakeFolder(folder);
+    MakeJobFolder(folder);
     Authoring::RemoveJob(folder);
     Authoring::Warnings warnings;
     std::optional<Authoring::AudioReader> audio;  // now, since it would be a pity to learn of its faults from the join
