@@ -72,7 +72,8 @@ build_and_test() {
   elif [[ $stage == debug ]]; then
     options=(-DNIMB_BUILD_PLAYER=OFF) # the player's tests run in release, asan and tsan
   elif [[ $stage == release ]]; then
-    options=(-DNIMB_REQUIRE_MONO=ON -DNIMB_BUILD_BENCH=ON) # the benchmarks are built, not run
+    # The benchmarks are built, not run.
+    options=(-DNIMB_REQUIRE_MONO=ON -DNIMB_BUILD_BENCH=ON -DNIMB_TESTS_TOGETHER=ON)
   fi
   cmake --preset "$stage" "${options[@]}" &&
     cmake --build --preset "$stage" -- -k 0 &&

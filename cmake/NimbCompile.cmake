@@ -13,7 +13,7 @@ target_compile_options(nimb_compile_options INTERFACE
   # At -O3 g++ 12 takes the growth of any byte vector for an overflow; the sanitizer builds look for real ones.
   $<$<CXX_COMPILER_ID:GNU>:-Wno-stringop-overflow>
   # Takes a source that is compiled together with others for a header.
-  $<$<AND:$<BOOL:${CMAKE_UNITY_BUILD}>,$<CXX_COMPILER_ID:GNU>>:-Wno-subobject-linkage>)
+  $<$<AND:$<BOOL:$<TARGET_PROPERTY:UNITY_BUILD>>,$<CXX_COMPILER_ID:GNU>>:-Wno-subobject-linkage>)
 
 # For everything in the build, libraries built along included.
 if(NIMB_SANITIZE)
