@@ -1,6 +1,7 @@
-// Steps of tracking by themselves: valleys, what is far off, and ways through time.
+// Steps of tracking by themselves: valleys, what is far off, ways through time, and texels.
 #include "Authoring/Track/KeyFitness.h"
 #include "Authoring/Track/OutlierFit.h"
+#include "Authoring/Track/TexelFit.h"
 #include "Authoring/Track/TrajectorySmoother.h"
 
 #include <gtest/gtest.h>
@@ -69,6 +70,48 @@ TEST(FitOutliers, WhatIsOutsideComesToTheSurfaceAndTheRestStays) {
     EXPECT_LT(glm::distance(positions[at(15, 30)], key.surface.positions[at(15, 30)]), 1e-5);
 }
 
+/// A spike of the frame between vertices of the key, all of which are on the frame's surface.
+TEST(FitOutliers, TheFramesPlacesAskForWhatTheKeysDoNotSee) {
+    const Mesh mesh = Sheet(40, 40);
+    const KeySurface key(mesh);
+    Mesh spiked = mesh;
+    const TarnMeshFace face = mesh.faces[2 * (20 * 40 + 20)];
+    const auto tip = static_cast<UINT32>(spiked.positions.size());
+    const Vec3& corner = mesh.positions[face.v[0]];
+    spiked.positions.push_back({corner.x + 0.0015F, corner.y + 0.0015F, 0.004F});
+    spiked.texCoords.push_back({0, 0});
+    spiked.faces[2 * (20 * 40 + 20)] = {{face.v[0], face.v[1], tip}};
+    spiked.faces.push_back({{face.v[1], face.v[2], tip}});
+    spiked.faces.push_back({{face.v[2], face.v[0], tip}});
+    Points positions = key.surface.positions;
+    ClosestPoint closest(mesh.positions, mesh.faces);
+    FitOutliers(key, TargetSurface(spiked), closest, positions);
+    EXPECT_GT(positions[face.v[0]].z, 0.001);
+}
+
+/// What touched in the key frame and is apart now: corners on either sheet, and a web of large faces between them.
+TEST(FitOutliers, AWebBetweenTwoSheetsIsDrawnToOne) {
+    const Mesh mesh = Sheet(40, 40);
+    const KeySurface key(mesh);
+    Mesh sheets = mesh;
+    const auto above = static_cast<UINT32>(mesh.positions.size());
+    for (const Vec3& p : mesh.positions) {
+        sheets.positions.push_back({p.x, p.y, p.z + 0.01F});
+        sheets.texCoords.push_back({0, 0});
+    }
+    for (const TarnMeshFace& face : mesh.faces) {
+        sheets.faces.push_back({{face.v[0] + above, face.v[1] + above, face.v[2] + above}});
+    }
+    Points positions = key.surface.positions;
+    for (glm::dvec3& p : positions) {
+        p.z = p.x > 0.1001 ? 0.01 : 0;
+    }
+    const glm::dvec3 before = positions[20 * 41 + 21];
+    ClosestPoint closest(mesh.positions, mesh.faces);
+    FitOutliers(key, TargetSurface(sheets), closest, positions);
+    EXPECT_LT(positions[20 * 41 + 21].z, before.z - 0.001);
+}
+
 TEST(TrajectorySmoother, TakesNoiseFromAMotionAndKeepsItsLimit) {
     constexpr std::size_t count = 60;
     std::mt19937 random(7);
@@ -101,6 +144,28 @@ TEST(TrajectorySmoother, TakesNoiseFromAMotionAndKeepsItsLimit) {
     TrajectorySmoother three(3);
     const Points few(noisy.begin(), noisy.begin() + 3);
     EXPECT_LT(glm::distance(three.Smooth(few, normals, 0.001)[1], few[1]), 1e-12);
+}
+
+/// Stripes of six texels, in a block that ends inside the picture and with it.
+TEST(TexelFit, TexelsAtTheRimAreFittedToo) {
+    constexpr std::size_t size = 24, first = 4;
+    const auto stripe = [](double y) { return static_cast<float>(127.5 + 100 * std::cos(y * 6.2831853 / 6)); };
+    TexelFit fit({size, size});
+    for (std::size_t y = first; y < size; ++y) {
+        for (std::size_t x = first; x < size; ++x) {
+            TexelFit::Colours colours;
+            for (std::size_t i = 0; i < colours.size(); ++i) {
+                colours[i] = glm::vec4(stripe(static_cast<double>(y) + 0.5 + c_FittedPlaces[i].y));
+            }
+            fit.Add(y * size + x, colours);
+        }
+    }
+    const Image picture = fit.Solve();
+    const auto crest = [&](std::size_t x) { return static_cast<int>(picture.Pixel(x, 12)[0]); };
+    const auto mean = static_cast<int>(stripe(12.5 + c_GaussPlace) + stripe(12.5 - c_GaussPlace)) / 2;
+    EXPECT_GT(crest(12), mean + 6);
+    EXPECT_GT(crest(first), mean + 6);
+    EXPECT_GT(crest(first), crest(12) - 6);
 }
 
 }  // namespace

@@ -259,6 +259,7 @@ TEST(KeyFitness, ApartnessCountsPartsAndHandlesButNotHoles) {
         two.faces.push_back({{face.v[0] + base, face.v[1] + base, face.v[2] + base}});
     }
     EXPECT_EQ(Apartness(WeldByPlace(two)), 4);
+    EXPECT_GT(KeyFitness(WeldByPlace(two)), KeyFitness(WeldByPlace(limb)) + 1);
     limb.faces.erase(limb.faces.begin() + 30);
     EXPECT_EQ(Apartness(WeldByPlace(limb)), 2);
 
