@@ -74,6 +74,8 @@ build_and_test() {
   elif [[ $stage == release ]]; then
     # The benchmarks are built, not run.
     options=(-DNIMB_REQUIRE_MONO=ON -DNIMB_BUILD_BENCH=ON -DNIMB_TESTS_TOGETHER=ON)
+  elif [[ $stage == headset* ]]; then
+    options=(-DNIMB_TESTS_TOGETHER=ON)
   fi
   cmake --preset "$stage" "${options[@]}" &&
     cmake --build --preset "$stage" -- -k 0 &&
