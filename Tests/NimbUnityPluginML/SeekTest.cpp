@@ -221,6 +221,7 @@ TEST_F(SeekTest, WhatIsInThePipelineIsNotFetchedAgain) {
     ASSERT_EQ(TakeSeekEnd(seeker.player.Id(), &end), 1);
     EXPECT_EQ(end.ticket, ticket);
     seeker.ExpectDone(end, 28);
+    EXPECT_GT(seeks, 0);
     EXPECT_EQ(Fake::Calls("MLMediaExtractorSeekTo"), seeks);
 }
 
